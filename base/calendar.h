@@ -1,0 +1,18 @@
+// Calendar times as records store them: unsigned seconds since 1901-01-01 00:00:00 UTC, 0 = not
+// set. The count wraps on 2037-02-06.
+#ifndef ZEB_BASE_CALENDAR_H
+#define ZEB_BASE_CALENDAR_H
+
+#include <cstdint>
+
+// Seconds from 1901-01-01 00:00:00 UTC to 1970-01-01 00:00:00 UTC.
+inline constexpr std::uint32_t kCalendarEpoch = 2177452800;
+
+inline constexpr int kCalendarTextBytes = 64;
+
+std::uint32_t calendarNow();
+
+// Writes the time as date and time of the local zone, as the locale shows it; "n/a" for 0.
+const char* formatCalendar(char (&text)[kCalendarTextBytes], std::uint32_t calendarTime);
+
+#endif  // ZEB_BASE_CALENDAR_H

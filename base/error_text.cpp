@@ -1,0 +1,10 @@
+#include "base/error_text.h"
+
+#include <cstdio>
+#include <cstring>
+
+void formatError(char (&text)[kErrorTextBytes], int errorNumber) {
+  char buffer[kErrorTextBytes - 32];
+  std::snprintf(text, sizeof text, "Error %i. %s", errorNumber,
+                strerror_r(errorNumber, buffer, sizeof buffer));
+}

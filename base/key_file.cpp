@@ -1,0 +1,59 @@
+#include "base/key_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/ipc.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace {
+
+constexpr int kProject = 1;
+constexpr mode_t kMode = 0660;
+
+}  // namespace
+
+int tracedKey(const Trace& trace, const char* path) {
+  const int key = path ? ftok(path, kProject) : -1;
+  trace.text("ftok = %08X %s", static_cast<unsigned>(key), path ? path : "");
+  return key;
+}
+
+bool createKeyFile(const Trace& trace, const char* path) {
+  const int file = path ? open(path, O_RDONLY | O_CREAT, kMode) : (errno = ENOMEM, -1);
+  if (file < 0) {
+    trace.systemCallFailed("open", errno);
+    return false;
+  }
+  if (close(file) != 0) trace.systemCallFailed("close", errno);
+  return true;
+}
+
+Key_File_Lock::Key_File_Lock(const char* path)
+    : path_(path), file_(path ? open(path, O_RDONLY | O_CLOEXEC) : -1) {
+  if (file_ < 0) return;
+  int result;
+  do {
+    result = flock(file_, LOCK_EX);
+  } while (result != 0 && errno == EINTR);
+  if (result != 0) {
+    close(file_);
+    file_ = -1;
+  }
+}
+
+Key_File_Lock::~Key_File_Lock() {
+  if (file_ >= 0) close(file_);
+}
+
+bool Key_File_Lock::covers(int key) const {
+  if (file_ < 0) return true;
+  struct stat locked {};
+  struct stat named {};
+  if (fstat(file_, &locked) != 0) return true;
+  if (stat(path_, &named) != 0) return false;
+  return locked.st_ino == named.st_ino && locked.st_dev == named.st_dev &&
+         ftok(path_, kProject) == key;
+}

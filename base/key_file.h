@@ -1,0 +1,33 @@
+// The empty files from which the keys of inter-process objects are made.
+#ifndef ZEB_BASE_KEY_FILE_H
+#define ZEB_BASE_KEY_FILE_H
+
+#include "base/trace.h"
+
+// ftok(path, 1), traced; -1 when there is no such file. `path` may be null.
+int tracedKey(const Trace& trace, const char* path);
+
+// Creates the file with mode 0660 less the umask. False, with a message, when it can't be opened;
+// a close that fails is a message only.
+bool createKeyFile(const Trace& trace, const char* path);
+
+// Holds off everybody else who joins or removes the objects behind a key file, so that nobody joins
+// objects that are just being removed. It is never held while waiting for the objects themselves,
+// and where the file can't be locked the caller goes on without.
+class Key_File_Lock {
+ public:
+  explicit Key_File_Lock(const char* path);
+  ~Key_File_Lock();
+  Key_File_Lock(const Key_File_Lock&) = delete;
+  Key_File_Lock& operator=(const Key_File_Lock&) = delete;
+
+  // False when the locked file is gone from its path, or another file makes the key by now: then
+  // the key leads to objects that nobody will join any more.
+  bool covers(int key) const;
+
+ private:
+  const char* path_;
+  int file_;  // -1 when nothing is locked
+};
+
+#endif  // ZEB_BASE_KEY_FILE_H

@@ -1,0 +1,11 @@
+// How large the blocks of shared memory are.
+#ifndef ZEB_BASE_MEMORY_SIZE_H
+#define ZEB_BASE_MEMORY_SIZE_H
+
+#include <cstdint>
+
+// The configured "ZEBMemorySize" in bytes: what one area takes, header included. Read anew at each
+// call; 32768 when not set, and bounded to 4096 ... 2147483647.
+std::uint32_t configuredMemorySize();
+
+#endif  // ZEB_BASE_MEMORY_SIZE_H

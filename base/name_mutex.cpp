@@ -1,0 +1,179 @@
+#include "base/name_mutex.h"
+
+#include <sys/ipc.h>
+#include <sys/msg.h>
+#include <sys/sem.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "base/format.h"
+#include "base/key_file.h"
+#include "base/return_code.h"
+#include "base/temp_directory.h"
+#include "base/trace.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcmutx";
+constexpr char kSuffix[] = ".zebmutx";
+constexpr int kPermissions = 0660;
+
+struct Reference {
+  long type = 1;
+  char body[1] = {0};
+};
+
+union SemaphoreArgument {
+  int value;
+};
+
+}  // namespace
+
+ZEB_Name_Mutex::ZEB_Name_Mutex(const char* name) {
+  Trace trace(kUnit, "ZEB_Name_Mutex::ZEB_Name_Mutex");
+  setPath(name);
+  const char* const path = path_.getcValue();
+  trace.text("Initializing mutex %s", path_);
+  for (;;) {
+    int key = tracedKey(trace, path);
+    if (key == -1) {
+      if (!createKeyFile(trace, path)) {
+        status_ = ZEB_STATUS_FAILED;
+        cleanup();
+        return;
+      }
+      // Used as it is, even when it is -1 again: deliberately no check.
+      key = tracedKey(trace, path);
+    }
+    const Key_File_Lock lock(path);
+    if (key != -1 && !lock.covers(key)) continue;  // the last user just removed it all: start over
+    if (joinQueue(trace, key)) joinSemaphore(trace, key);
+    break;
+  }
+  if (!OK()) cleanup();
+}
+
+ZEB_Name_Mutex::~ZEB_Name_Mutex() {
+  Trace trace(kUnit, "ZEB_Name_Mutex::~ZEB_Name_Mutex");
+  cleanup();
+}
+
+void ZEB_Name_Mutex::setPath(const char* name) {
+  if (!name) return;
+  const ZEB_String directory = getTempDirectory();
+  const char* const prefix = directory.getcValue();
+  if (!prefix) {
+    path_ = directory;  // memory ran out, and the path is not OK either
+    return;
+  }
+  if (std::strncmp(name, prefix, std::strlen(prefix)) != 0) path_ = directory;
+  path_ += name;
+  path_ += kSuffix;
+}
+
+bool ZEB_Name_Mutex::joinQueue(const Trace& trace, int key) {
+  const int queue = msgget(key, IPC_CREAT | kPermissions);
+  if (queue < 0) {
+    trace.systemCallFailed("msgget", errno);
+    status_ = ZEB_STATUS_FAILED;
+    return false;
+  }
+  queue_ = queue;
+  const Reference reference;
+  if (msgsnd(queue_, &reference, sizeof reference.body, IPC_NOWAIT) != 0)
+    trace.systemCallFailed("msgsnd", errno);
+  return true;
+}
+
+void ZEB_Name_Mutex::joinSemaphore(const Trace& trace, int key) {
+  errno = 0;
+  semaphore_ = semget(key, 1, IPC_CREAT | IPC_EXCL | kPermissions);
+  if (semaphore_ > 0) {
+    SemaphoreArgument free{1};
+    if (semctl(semaphore_, 0, SETVAL, free) != 0) trace.systemCallFailed("semctl", errno);
+  } else if (errno == EEXIST) {
+    semaphore_ = semget(key, 1, IPC_CREAT | kPermissions);
+  }
+  if (semaphore_ <= 0) {
+    trace.systemCallFailed("semget", errno);
+    status_ = ZEB_STATUS_FAILED;
+  }
+}
+
+void ZEB_Name_Mutex::cleanup() {
+  Trace trace(kUnit, "ZEB_Name_Mutex::cleanup");
+  const char* const path = path_.getcValue();
+  trace.text("Clean up mutex %s", path_);
+  trace.text("Handle %0X", static_cast<unsigned>(semaphore_));
+  if (queue_ > 0) {
+    const Key_File_Lock lock(path);
+    if (dropReference(trace) && semaphore_ > 0) {
+      trace.text("Deleting Semaphore");
+      if (semctl(semaphore_, 1, IPC_RMID) != 0)
+        trace.systemCallFailed("semctl IPC_RMID", errno);
+      else if (path && unlink(path) != 0)
+        trace.text("Function unlink failed for mutex %s. %s.", path_, ZEB_GetLastError(errno));
+    }
+  }
+  semaphore_ = 0;
+  queue_ = 0;
+}
+
+// Takes this object's message out of the queue. True when that leaves the semaphore to be removed.
+bool ZEB_Name_Mutex::dropReference(const Trace& trace) const {
+  Reference reference;
+  if (msgrcv(queue_, &reference, sizeof reference.body, reference.type, IPC_NOWAIT) < 0) {
+    trace.systemCallFailed("msgrcv", errno);
+    return false;
+  }
+  msqid_ds state{};
+  if (msgctl(queue_, IPC_STAT, &state) != 0) {
+    trace.systemCallFailed("msgctl IPC_STAT", errno);
+    return true;
+  }
+  if (state.msg_qnum != 0) {
+    trace.text("Messages in queue : %Li", static_cast<long long>(state.msg_qnum));
+    return false;
+  }
+  if (msgctl(queue_, IPC_RMID, nullptr) != 0) trace.systemCallFailed("msgctl IPC_RMID", errno);
+  return true;
+}
+
+void ZEB_Name_Mutex::get() {
+  Trace trace(kUnit, "ZEB_Name_Mutex::get");
+  if (!OK()) return;
+  trace.text("Asking for mutex %s", path_);
+  change(trace, -1);
+  trace.text("Got mutex %s", path_);
+}
+
+void ZEB_Name_Mutex::release() {
+  Trace trace(kUnit, "ZEB_Name_Mutex::release");
+  if (!OK()) return;
+  trace.text("About to release mutex %s", path_);
+  change(trace, 1);
+  trace.text("Released mutex %s", path_);
+}
+
+// No undo and no other flag, on purpose. A signal only interrupts the wait: going on then would
+// raise the semaphore above 1 later and end all exclusion.
+void ZEB_Name_Mutex::change(const Trace& trace, short by) const {
+  sembuf operation{0, by, 0};
+  while (semop(semaphore_, &operation, 1) != 0) {
+    if (errno == EINTR) continue;
+    trace.systemCallFailed("semop", errno);
+    return;
+  }
+}
+
+bool ZEB_Name_Mutex::OK() const {
+  Trace trace(kUnit, "ZEB_Name_Mutex::OK");
+  return trace.leave(status_ == ZEB_STATUS_OK);
+}
+
+int ZEB_Name_Mutex::getStatus() const {
+  Trace trace(kUnit, "ZEB_Name_Mutex::getStatus");
+  return trace.leave(status_);
+}

@@ -1,0 +1,85 @@
+// The owning string of 16-bit units that holds every name, label, identifier and text.
+#ifndef ZEB_BASE_STRING_H
+#define ZEB_BASE_STRING_H
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/wide.h"
+
+// A value: copies are deep. A string whose buffer could not be allocated has status 301; it then
+// has no wide and no narrow value, equals an empty string, and neither reads nor writes a stored
+// form; its copies have status 301 too. Constant strings may be shared by threads, the narrow view
+// included.
+//
+// Stored form: the number n of units (4 bytes), the units (2n bytes), a zero unit (2 bytes).
+class ZEB_String {
+ public:
+  ZEB_String();
+  // Both take null as an empty string. Chars are sign-extended to units.
+  ZEB_String(const zebchar* text);  // NOLINT(google-explicit-constructor): literals are strings
+  ZEB_String(const char* text);     // NOLINT(google-explicit-constructor): likewise
+  ZEB_String(const ZEB_String& other);
+  ~ZEB_String();
+
+  // Null assigns an empty string. A string that is not OK stays so.
+  ZEB_String& operator=(const zebchar* text);
+  ZEB_String& operator=(const char* text);
+  ZEB_String& operator=(const ZEB_String& other);
+
+  // Null or empty appends nothing.
+  ZEB_String operator+(const zebchar* text) const;
+  ZEB_String operator+(const char* text) const;
+  ZEB_String operator+(const ZEB_String& other) const;
+  ZEB_String& operator+=(const zebchar* text);
+  ZEB_String& operator+=(const char* text);
+  ZEB_String& operator+=(const ZEB_String& other);
+
+  bool operator==(const zebchar* text) const;
+  bool operator==(const char* text) const;
+  bool operator==(const ZEB_String& other) const;
+
+  // The units, zero-terminated; null when not OK. Valid until the next change.
+  const zebchar* getwcValue() const;
+
+  // The narrow view: each unit's low byte, zero-terminated, refilled from the value at every call.
+  // Null when not OK. The string owns it; valid until the next change.
+  char* getcValue() const;
+  char* operator()() const;
+
+  std::uint32_t size() const;  // units, terminator not counted
+  int getStatus() const;
+  bool OK() const;
+
+  std::uint32_t binarySize() const;  // bytes of the stored form
+
+  // Write and read the stored form at p and return p advanced past it; p itself when not OK or p
+  // is null. `get` trusts the stored count: the caller made sure that so many bytes stand there.
+  void* put(void* p) const;
+  const void* get(const void* p);
+
+  // Copies min(size + 1, n) units: the terminator only where it fits, nothing for n below 1.
+  void copyTo(zebchar* dst, int n) const;
+
+  // Equality of the narrow view with the text, letter case aside; false for null.
+  bool isEquivalent(const char* text) const;
+
+  void cleanup();  // frees both buffers
+
+ private:
+  void init();
+  void assign(const zebchar* text, std::uint32_t units);
+  void assign(const char* text);
+
+  int status_ = 0;
+  zebchar* wide_ = nullptr;
+  mutable std::atomic<char*> narrow_{nullptr};  // made on first use, then kept
+  std::uint32_t size_ = 0;
+};
+
+// In trace texts a string appears as its narrow view.
+inline const char* printable(const ZEB_String& string) {
+  return string.getcValue();
+}
+
+#endif  // ZEB_BASE_STRING_H

@@ -1,0 +1,11 @@
+// Where the key files of the inter-process objects live.
+#ifndef ZEB_BASE_TEMP_DIRECTORY_H
+#define ZEB_BASE_TEMP_DIRECTORY_H
+
+#include "base/string.h"
+
+// The configured "ZEBTempDirectory", or "/tmp/"; it ends in "/". Read once per process and never
+// again. A string that is not OK when memory ran out, in which case the next call tries again.
+ZEB_String getTempDirectory();
+
+#endif  // ZEB_BASE_TEMP_DIRECTORY_H

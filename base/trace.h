@@ -1,0 +1,123 @@
+// What the library says of itself, all of it through the host's log.
+//
+// A trace scope stands at the top of nearly every operation: it writes "Entry" where it begins and
+// "Exit" where the operation ends, and gives the operation its further trace texts and messages.
+// Trace entries are written only while `bZEBTracing` is on; with it off, each trace point is one
+// test of an int and formats nothing. Messages are always written. errno passes through untouched.
+//
+//   ZEB_ReturnCode ZEB_Thing::put(void* p) {
+//     Trace trace(kUnit, "ZEB_Thing::put");
+//     trace.text("Writing %s", name);
+//     if (!p) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
+#ifndef ZEB_BASE_TRACE_H
+#define ZEB_BASE_TRACE_H
+
+#include <cstdint>
+#include <type_traits>
+
+// The trace switch: 1 on, 0 off. Written only by getCommonValues, before messages flow, and read
+// without a lock by every thread.
+extern int bZEBTracing;
+
+// The source of every message: "DravikMonitorNode" in 16-bit units. Trace entries have an empty
+// source.
+extern const std::uint16_t logMessageSource[];
+
+// Longest text of a log entry, with its terminator; what is longer is cut.
+inline constexpr int kLogTextBytes = 1024;
+
+// A format, and the line that wrote it.
+struct TraceFormat {
+  const char* format;
+  int line;
+  // NOLINTNEXTLINE(google-explicit-constructor): a literal takes the caller's line on its way in.
+  constexpr TraceFormat(const char* text, int at = __builtin_LINE()) : format(text), line(at) {}
+};
+
+// How an argument goes into a text: pointers that are no text as their low 32 bits (for "%X"),
+// everything else as it is. Classes with a text of their own overload it.
+template <class Argument>
+auto printable(const Argument& argument) {
+  if constexpr (std::is_convertible_v<const Argument&, const char*>)
+    return static_cast<const char*>(argument);
+  else if constexpr (std::is_pointer_v<Argument>)
+    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(argument));
+  else
+    return argument;
+}
+
+class Trace {
+ public:
+  // Both texts must be literals. `unit` is the 8-character unit name.
+  Trace(const char* unit, const char* function, int line = __builtin_LINE())
+      : unit_(unit), function_(function), line_(line) {
+    if (bZEBTracing) [[unlikely]]
+      enter();
+  }
+  // Writes nothing while an exception unwinds the operation: the host is not called then.
+  ~Trace() {
+    if (bZEBTracing) [[unlikely]]
+      exit();
+  }
+  Trace(const Trace&) = delete;
+  Trace& operator=(const Trace&) = delete;
+
+  // Writes "Exit: 0x%X" with the low 32 bits of the result, and hands the result on.
+  template <class Result>
+  Result leave(Result result, int line = __builtin_LINE()) {
+    if (bZEBTracing) [[unlikely]]
+      exitWith(low32(result), line);
+    return result;
+  }
+
+  // A trace text, while the switch is on; the arguments are converted only then.
+  template <class... Arguments>
+  void text(TraceFormat format, const Arguments&... arguments) const {
+    if (bZEBTracing) [[unlikely]]
+      write(format.line, format.format, printable(arguments)...);
+  }
+
+  // A line in the form of a trace entry that is written whether or not the switch is on.
+  template <class... Arguments>
+  void line(TraceFormat format, const Arguments&... arguments) const {
+    write(format.line, format.format, printable(arguments)...);
+  }
+
+  // Message 1: creating an object or a buffer yielded nothing.
+  void allocationError(int line = __builtin_LINE()) const;
+
+  // Message 2: a host or system function failed. `error` says why.
+  void failed(const char* callee, const char* error, int line = __builtin_LINE()) const;
+
+  // Message 2 for a system function that left errno; `errorNumber` is that errno.
+  void systemCallFailed(const char* callee, int errorNumber, int line = __builtin_LINE()) const;
+
+  // Message 2 for a host function; `format` has one "%i" for the return code.
+  void hostCallFailed(const char* callee, const char* format, int returnCode,
+                      int line = __builtin_LINE()) const;
+
+  // Message 3: the statistics of the named broker reached their maximum and are reset.
+  void maximumReached(const char* brokerLabel, int line = __builtin_LINE()) const;
+
+ private:
+  template <class Result>
+  static unsigned low32(const Result& result) {
+    if constexpr (std::is_pointer_v<Result>)
+      return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(result));
+    else
+      return static_cast<unsigned>(result);
+  }
+
+  void enter();
+  void exit() const;
+  void exitWith(unsigned result, int line);
+  void write(int line, const char* format, ...) const __attribute__((cold));
+
+  const char* unit_;
+  const char* function_;
+  int line_;
+  int unwinding_ = 0;  // exceptions in flight where the operation began
+  bool left_ = false;  // leave has written the exit
+};
+
+#endif  // ZEB_BASE_TRACE_H

@@ -1,0 +1,25 @@
+// ZEB_BRIR: the information record of a broker. Stored: the common part, then the reset time.
+#ifndef ZEB_RECORDS_BROKER_RECORD_H
+#define ZEB_RECORDS_BROKER_RECORD_H
+
+#include "records/resource_record.h"
+
+class ZEB_BRIR : public ZEB_REIR {
+ public:
+  explicit ZEB_BRIR(const ZEB_Resource_ID* id);
+  ZEB_BRIR(const ZEB_BRIR&) = default;
+  ZEB_BRIR& operator=(const ZEB_BRIR& other);
+
+  std::uint32_t size() const override;
+  void* getFrom(const void* bytes, void* p) override;
+  void* put(void* p) override;
+  void print() const override;
+
+  void setResetTime(unsigned int resetTime);
+  unsigned int getResetTime() const;
+
+ private:
+  std::uint32_t resetTime_ = 0;  // calendar time, 0 = never reset
+};
+
+#endif  // ZEB_RECORDS_BROKER_RECORD_H

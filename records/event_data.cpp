@@ -1,0 +1,104 @@
+#include "records/event_data.h"
+
+#include <cstring>
+
+#include "base/calendar.h"
+#include "base/trace.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcevdr";
+
+template <class Field>
+void copy(Field& to, const Field& from) {
+  std::memcpy(&to, &from, sizeof to);
+}
+
+}  // namespace
+
+ZEB_EVDR::ZEB_EVDR(const MessageDescriptor* descriptor, int threadId)
+    : ZEB_Record(ZEB_EVDR_RECORD, descriptor != nullptr) {
+  Trace trace(kUnit, "ZEB_EVDR::ZEB_EVDR");
+  if (!OK()) return;
+  event_.eventTime = calendarNow();
+  event_.threadId = threadId;
+  if (!descriptor) return;
+  copy(event_.messageId, descriptor->messageId);
+  copy(event_.correlationId, descriptor->correlationId);
+  copy(event_.putApplicationType, descriptor->putApplicationType);
+  copy(event_.putApplicationName, descriptor->putApplicationName);
+  copy(event_.putDate, descriptor->putDate);
+  copy(event_.putTime, descriptor->putTime);
+}
+
+ZEB_EVDR& ZEB_EVDR::operator=(const ZEB_EVDR& other) {
+  Trace trace(kUnit, "ZEB_EVDR::operator=");
+  if (!OK()) return *this;
+  ZEB_Record::operator=(other);
+  event_ = other.event_;
+  return *this;
+}
+
+std::uint32_t ZEB_EVDR::size() const {
+  Trace trace(kUnit, "ZEB_EVDR::size");
+  return trace.leave(OK() ? layout::evdr::bytes : 0U);
+}
+
+void* ZEB_EVDR::getFrom(const void* bytes, void* p) {
+  Trace trace(kUnit, "ZEB_EVDR::get");
+  if (!usable(p)) return trace.leave(p);
+  std::memcpy(&event_, behind(bytes, layout::header::bytes), sizeof event_);
+  return trace.leave(behind(ZEB_Record::getFrom(bytes, p), sizeof event_));
+}
+
+void* ZEB_EVDR::put(void* p) {
+  Trace trace(kUnit, "ZEB_EVDR::put");
+  if (!usable(p)) return trace.leave(p);
+  void* const at = ZEB_Record::put(p);
+  std::memcpy(at, &event_, sizeof event_);
+  return trace.leave(behind(at, sizeof event_));
+}
+
+void ZEB_EVDR::print() const {
+  Trace trace(kUnit, "ZEB_EVDR::print");
+  char time[kCalendarTextBytes];
+  trace.line("Event Time          : %s", formatCalendar(time, event_.eventTime));
+  trace.line("Appl Name           : %.28s", event_.putApplicationName);
+  // The type line bears the name's label, on purpose.
+  trace.line("Appl Name           : %i", event_.putApplicationType);
+  trace.line("Message ID          : %.24s", reinterpret_cast<const char*>(event_.messageId));
+  trace.line("Correl ID           : %.24s", reinterpret_cast<const char*>(event_.correlationId));
+  trace.line("Put date            : %.8s", event_.putDate);
+  trace.line("Put time            : %.8s", event_.putTime);
+  trace.line("Thread ID           : %i", event_.threadId);
+}
+
+int ZEB_EVDR::getThreadID() const {
+  Trace trace(kUnit, "ZEB_EVDR::getThreadID");
+  return trace.leave(event_.threadId);
+}
+
+const char* ZEB_EVDR::getPutTime() const {
+  Trace trace(kUnit, "ZEB_EVDR::getPutTime");
+  return trace.leave(static_cast<const char*>(event_.putTime));
+}
+
+const char* ZEB_EVDR::getPutDate() const {
+  Trace trace(kUnit, "ZEB_EVDR::getPutDate");
+  return trace.leave(static_cast<const char*>(event_.putDate));
+}
+
+const std::uint8_t* ZEB_EVDR::getCorelID() const {
+  Trace trace(kUnit, "ZEB_EVDR::getCorelID");
+  return trace.leave(static_cast<const std::uint8_t*>(event_.correlationId));
+}
+
+const std::uint8_t* ZEB_EVDR::getMsgID() const {
+  Trace trace(kUnit, "ZEB_EVDR::getMsgID");
+  return trace.leave(static_cast<const std::uint8_t*>(event_.messageId));
+}
+
+const char* ZEB_EVDR::getPutApplName() const {
+  Trace trace(kUnit, "ZEB_EVDR::getPutApplName");
+  return trace.leave(static_cast<const char*>(event_.putApplicationName));
+}

@@ -1,0 +1,47 @@
+// ZEB_EVDR: one event, when it happened and which message it was about.
+#ifndef ZEB_RECORDS_EVENT_DATA_H
+#define ZEB_RECORDS_EVENT_DATA_H
+
+#include "records/message_descriptor.h"
+#include "records/record.h"
+
+// Its parent is the event template that says where it happened and what. Always 144 bytes.
+class ZEB_EVDR : public ZEB_Record {
+ public:
+  // A new record of now, with six fields copied from the descriptor; for a null descriptor a blank
+  // record in which these six are zero bytes.
+  ZEB_EVDR(const MessageDescriptor* descriptor, int threadId);
+  ZEB_EVDR(const ZEB_EVDR&) = default;
+  ZEB_EVDR& operator=(const ZEB_EVDR& other);
+
+  std::uint32_t size() const override;
+  void* getFrom(const void* bytes, void* p) override;
+  void* put(void* p) override;
+  void print() const override;  // without the record header
+
+  int getThreadID() const;
+  // The bytes themselves, none of them terminated; valid as long as this object.
+  const char* getPutTime() const;          // 8
+  const char* getPutDate() const;          // 8
+  const std::uint8_t* getCorelID() const;  // 24
+  const std::uint8_t* getMsgID() const;    // 24
+  const char* getPutApplName() const;      // 28
+
+ private:
+  // As stored behind the header.
+  struct Event {
+    std::uint32_t eventTime = 0;  // calendar time, 0 = not set
+    std::int32_t threadId = 0;
+    std::uint8_t messageId[24] = {};
+    std::uint8_t correlationId[24] = {};
+    std::int32_t putApplicationType = 0;
+    char putApplicationName[28] = {};
+    char putDate[8] = {};
+    char putTime[8] = {};
+  };
+  static_assert(layout::header::bytes + sizeof(Event) == layout::evdr::bytes);
+
+  Event event_;
+};
+
+#endif  // ZEB_RECORDS_EVENT_DATA_H

@@ -1,0 +1,57 @@
+#include "records/event_information.h"
+
+#include "base/trace.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcevir";
+
+}  // namespace
+
+ZEB_EVIR::ZEB_EVIR(const ZEB_EVTR* eventTemplate, const ZEB_EVDR* data)
+    : ZEB_Record(ZEB_EVIR_RECORD, eventTemplate != nullptr),
+      template_(nullptr, nullptr, nullptr, ZEB_OTHER_NODE, nullptr),
+      data_(nullptr, 0) {
+  Trace trace(kUnit, "ZEB_EVIR::ZEB_EVIR");
+  if (OK()) init(eventTemplate, data);
+}
+
+void ZEB_EVIR::init(const ZEB_EVTR* eventTemplate, const ZEB_EVDR* data) {
+  Trace trace(kUnit, "ZEB_EVIR::init");
+  if (eventTemplate) template_ = *eventTemplate;
+  if (data) data_ = *data;
+}
+
+ZEB_EVIR& ZEB_EVIR::operator=(const ZEB_EVIR& other) {
+  Trace trace(kUnit, "ZEB_EVIR::operator=");
+  ZEB_Record::operator=(other);
+  template_ = other.template_;
+  data_ = other.data_;
+  return *this;
+}
+
+std::uint32_t ZEB_EVIR::size() const {
+  Trace trace(kUnit, "ZEB_EVIR::size");
+  return trace.leave(OK() ? ZEB_Record::size() + template_.size() + data_.size() : 0U);
+}
+
+void* ZEB_EVIR::getFrom(const void* bytes, void* p) {
+  Trace trace(kUnit, "ZEB_EVIR::get");
+  if (!usable(p)) return trace.leave(p);
+  void* at = ZEB_Record::getFrom(bytes, p);
+  at = template_.getFrom(behind(bytes, distance(p, at)), at);
+  return trace.leave(data_.getFrom(behind(bytes, distance(p, at)), at));
+}
+
+void* ZEB_EVIR::put(void* p) {
+  Trace trace(kUnit, "ZEB_EVIR::put");
+  if (!usable(p)) return trace.leave(p);
+  return trace.leave(data_.put(template_.put(ZEB_Record::put(p))));
+}
+
+void ZEB_EVIR::print() const {
+  Trace trace(kUnit, "ZEB_EVIR::print");
+  ZEB_Record::print();
+  template_.print();
+  data_.print();
+}

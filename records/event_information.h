@@ -1,0 +1,29 @@
+// ZEB_EVIR: a template and a data record joined into one event.
+#ifndef ZEB_RECORDS_EVENT_INFORMATION_H
+#define ZEB_RECORDS_EVENT_INFORMATION_H
+
+#include "records/event_data.h"
+#include "records/event_template.h"
+
+// Stored: a header, then the two records whole, each with its own header. The data record's parent
+// ID is the template's record ID.
+class ZEB_EVIR : public ZEB_Record {
+ public:
+  // A new record, or for a null template a blank one. A null argument leaves a blank record held.
+  ZEB_EVIR(const ZEB_EVTR* eventTemplate, const ZEB_EVDR* data);
+  ZEB_EVIR(const ZEB_EVIR&) = default;
+  ZEB_EVIR& operator=(const ZEB_EVIR& other);
+
+  void init(const ZEB_EVTR* eventTemplate, const ZEB_EVDR* data);  // null leaves what is held
+
+  std::uint32_t size() const override;
+  void* getFrom(const void* bytes, void* p) override;
+  void* put(void* p) override;
+  void print() const override;
+
+ private:
+  ZEB_EVTR template_;
+  ZEB_EVDR data_;
+};
+
+#endif  // ZEB_RECORDS_EVENT_INFORMATION_H

@@ -1,0 +1,63 @@
+#include "records/execution_group_record.h"
+
+#include <cstring>
+
+#include "base/trace.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcegir";
+
+}  // namespace
+
+ZEB_EGIR::ZEB_EGIR(const ZEB_Resource_ID* id) : ZEB_REIR(ZEB_EGIR_RECORD, id) {
+  Trace trace(kUnit, "ZEB_EGIR::ZEB_EGIR");
+}
+
+ZEB_EGIR& ZEB_EGIR::operator=(const ZEB_EGIR& other) {
+  Trace trace(kUnit, "ZEB_EGIR::operator=");
+  if (!OK()) return *this;
+  ZEB_REIR::operator=(other);
+  processId_ = other.processId_;
+  return *this;
+}
+
+std::uint32_t ZEB_EGIR::size() const {
+  Trace trace(kUnit, "ZEB_EGIR::size");
+  return trace.leave(OK() ? ZEB_REIR::size() + layout::egir::processId.width : 0U);
+}
+
+void* ZEB_EGIR::getFrom(const void* bytes, void* p) {
+  Trace trace(kUnit, "ZEB_EGIR::get");
+  if (!usable(p)) return trace.leave(p);
+  void* const at = ZEB_REIR::getFrom(bytes, p);
+  std::memcpy(&processId_, behind(bytes, distance(p, at)), sizeof processId_);
+  return trace.leave(behind(at, sizeof processId_));
+}
+
+void* ZEB_EGIR::put(void* p) {
+  Trace trace(kUnit, "ZEB_EGIR::put");
+  if (!usable(p)) return trace.leave(p);
+  void* const at = ZEB_REIR::put(p);
+  std::memcpy(at, &processId_, sizeof processId_);
+  return trace.leave(behind(at, sizeof processId_));
+}
+
+void ZEB_EGIR::print() const {
+  Trace trace(kUnit, "ZEB_EGIR::print");
+  if (processId_ == 0)
+    trace.line("Process ID          : %s", "n/a");
+  else
+    trace.line("Process ID          : %d", processId_);
+  ZEB_REIR::print();
+}
+
+void ZEB_EGIR::setProcessId(int processId) {
+  Trace trace(kUnit, "ZEB_EGIR::setProcessId");
+  processId_ = processId;
+}
+
+int ZEB_EGIR::getProcessId() const {
+  Trace trace(kUnit, "ZEB_EGIR::getProcessId");
+  return trace.leave(processId_);
+}

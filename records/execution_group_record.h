@@ -1,0 +1,26 @@
+// ZEB_EGIR: the information record of an execution group. Stored: the common part, then the process
+// ID.
+#ifndef ZEB_RECORDS_EXECUTION_GROUP_RECORD_H
+#define ZEB_RECORDS_EXECUTION_GROUP_RECORD_H
+
+#include "records/resource_record.h"
+
+class ZEB_EGIR : public ZEB_REIR {
+ public:
+  explicit ZEB_EGIR(const ZEB_Resource_ID* id);
+  ZEB_EGIR(const ZEB_EGIR&) = default;
+  ZEB_EGIR& operator=(const ZEB_EGIR& other);
+
+  std::uint32_t size() const override;
+  void* getFrom(const void* bytes, void* p) override;
+  void* put(void* p) override;
+  void print() const override;
+
+  void setProcessId(int processId);
+  int getProcessId() const;
+
+ private:
+  std::int32_t processId_ = 0;  // of the operating system, 0 = not known
+};
+
+#endif  // ZEB_RECORDS_EXECUTION_GROUP_RECORD_H

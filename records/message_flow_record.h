@@ -1,0 +1,12 @@
+// ZEB_MFIR: the information record of a message flow. Stored: the common part, nothing else.
+#ifndef ZEB_RECORDS_MESSAGE_FLOW_RECORD_H
+#define ZEB_RECORDS_MESSAGE_FLOW_RECORD_H
+
+#include "records/resource_record.h"
+
+class ZEB_MFIR : public ZEB_REIR {
+ public:
+  explicit ZEB_MFIR(const ZEB_Resource_ID* id);
+};
+
+#endif  // ZEB_RECORDS_MESSAGE_FLOW_RECORD_H

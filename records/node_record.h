@@ -1,0 +1,29 @@
+// ZEB_NOIR: the information record of a node. Stored: the common part, node type, sub-flow name.
+#ifndef ZEB_RECORDS_NODE_RECORD_H
+#define ZEB_RECORDS_NODE_RECORD_H
+
+#include "records/node_type.h"
+#include "records/resource_record.h"
+
+class ZEB_NOIR : public ZEB_REIR {
+ public:
+  explicit ZEB_NOIR(const ZEB_Resource_ID* id);
+  ZEB_NOIR(const ZEB_NOIR&) = default;
+  ZEB_NOIR& operator=(const ZEB_NOIR& other);
+
+  std::uint32_t size() const override;
+  void* getFrom(const void* bytes, void* p) override;
+  void* put(void* p) override;
+  void print() const override;  // without the sub-flow name, on purpose
+
+  void setNodeType(ZEB_NodeType nodeType);
+  ZEB_NodeType getNodeType() const;
+  void setSubFlowName(const ZEB_String* name);  // null changes nothing
+  ZEB_String getSubFlowName() const;
+
+ private:
+  ZEB_NodeType nodeType_ = ZEB_OTHER_NODE;
+  ZEB_String subFlowName_;
+};
+
+#endif  // ZEB_RECORDS_NODE_RECORD_H

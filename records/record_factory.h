@@ -1,0 +1,13 @@
+// Records of a class that only their stored header tells.
+#ifndef ZEB_RECORDS_RECORD_FACTORY_H
+#define ZEB_RECORDS_RECORD_FACTORY_H
+
+#include <memory>
+
+#include "records/record.h"
+
+// A blank record of that type, to be filled by `get`; null for type 0 and unknown types, and when
+// memory ran out.
+std::unique_ptr<ZEB_Record> makeBlankRecord(std::uint32_t type);
+
+#endif  // ZEB_RECORDS_RECORD_FACTORY_H

@@ -1,0 +1,74 @@
+// ZEB_STIR: the statistics of one node, the record that an agent reads most.
+#ifndef ZEB_RECORDS_STATISTICS_RECORD_H
+#define ZEB_RECORDS_STATISTICS_RECORD_H
+
+#include "records/record.h"
+
+// Empty until the first message is folded in, and again after a reset; emptiness is judged by
+// the first collection time alone, never by the count. The record takes no lock: the caller holds
+// it from `get` to `put`.
+class ZEB_STIR : public ZEB_Record {
+ public:
+  explicit ZEB_STIR(int makeId);
+  ZEB_STIR(const ZEB_STIR&) = default;
+  // Header, then the other's statistics; an empty source leaves zeros, whatever it holds.
+  ZEB_STIR& operator=(const ZEB_STIR& other);
+  // Merges the other's statistics in; an empty one adds nothing.
+  ZEB_STIR& operator+=(const ZEB_STIR& other);
+
+  std::uint32_t size() const override;
+  void* getFrom(const void* bytes, void* p) override;
+  void* put(void* p) override;  // one copy of a finished image
+  void print() const override;
+
+  void reset();  // zeroes the statistics, not the header
+
+  // Folds in one message: its size in bytes and its times, which are counted in milliseconds of
+  // 31 bits. Code 5, and nothing changed, when the count stands at 2147483647.
+  ZEB_ReturnCode updateStatistics(_TimeStamp queued, _TimeStamp elapsed, int size);
+
+  bool firstTime() const;
+  bool isEmpty() const;
+
+  std::int64_t getMessageCount() const;
+  std::int64_t getSumSize() const;
+  std::int64_t getSumElapsedTime() const;
+  std::int64_t getSumQueuedTime() const;
+  std::int32_t getMaxSize() const;
+  std::int32_t getMinSize() const;
+  std::int32_t getMaxElapsedTime() const;
+  std::int32_t getMinElapsedTime() const;
+  std::int32_t getMaxQueuedTime() const;
+  std::int32_t getMinQueuedTime() const;
+  std::uint32_t getfirstCollection() const;
+  std::uint32_t getlastCollection() const;
+
+  // The decimal text of a value, most significant digit first, nothing for 0 and below. The caller
+  // has cleared the 24 bytes of the target.
+  static void convertLLongToString(long long value, char* text);
+  // The value of the text in [begin, end), up to its first zero byte: one leading "+" is skipped
+  // and nothing is validated.
+  static void convertStringToLLong(const char* begin, const char* end, long long& value);
+
+ private:
+  struct Series {
+    std::int64_t sum = 0;
+    std::int32_t max = 0;
+    std::int32_t min = 0;
+
+    void add(std::int32_t value, bool first);
+    void merge(const Series& other, bool first);
+  };
+  struct Statistics {
+    std::int64_t messageCount = 0;
+    Series size;
+    Series elapsed;  // milliseconds
+    Series queued;   // milliseconds
+    std::uint32_t firstCollection = 0;
+    std::uint32_t lastCollection = 0;
+  };
+
+  Statistics statistics_;
+};
+
+#endif  // ZEB_RECORDS_STATISTICS_RECORD_H
