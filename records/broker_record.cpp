@@ -36,11 +36,11 @@ void* ZEB_BRIR::getFrom(const void* bytes, void* p) {
   return trace.leave(behind(at, sizeof resetTime_));
 }
 
-void* ZEB_BRIR::put(void* p) {
+void* ZEB_BRIR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_BRIR::put");
   if (!usable(p)) return trace.leave(p);
-  void* const at = ZEB_REIR::put(p);
-  std::memcpy(at, &resetTime_, sizeof resetTime_);
+  void* const at = ZEB_REIR::putTo(bytes, p);
+  std::memcpy(behind(bytes, distance(p, at)), &resetTime_, sizeof resetTime_);
   return trace.leave(behind(at, sizeof resetTime_));
 }
 

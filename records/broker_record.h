@@ -12,7 +12,7 @@ class ZEB_BRIR : public ZEB_REIR {
 
   std::uint32_t size() const override;
   void* getFrom(const void* bytes, void* p) override;
-  void* put(void* p) override;
+  void* putTo(void* bytes, void* p) override;
   void print() const override;
 
   void setResetTime(unsigned int resetTime);

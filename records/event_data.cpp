@@ -51,11 +51,11 @@ void* ZEB_EVDR::getFrom(const void* bytes, void* p) {
   return trace.leave(behind(ZEB_Record::getFrom(bytes, p), sizeof event_));
 }
 
-void* ZEB_EVDR::put(void* p) {
+void* ZEB_EVDR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_EVDR::put");
   if (!usable(p)) return trace.leave(p);
-  void* const at = ZEB_Record::put(p);
-  std::memcpy(at, &event_, sizeof event_);
+  void* const at = ZEB_Record::putTo(bytes, p);
+  std::memcpy(behind(bytes, distance(p, at)), &event_, sizeof event_);
   return trace.leave(behind(at, sizeof event_));
 }
 

@@ -16,7 +16,7 @@ class ZEB_EVDR : public ZEB_Record {
 
   std::uint32_t size() const override;
   void* getFrom(const void* bytes, void* p) override;
-  void* put(void* p) override;
+  void* putTo(void* bytes, void* p) override;
   void print() const override;  // without the record header
 
   int getThreadID() const;

@@ -43,10 +43,12 @@ void* ZEB_EVIR::getFrom(const void* bytes, void* p) {
   return trace.leave(data_.getFrom(behind(bytes, distance(p, at)), at));
 }
 
-void* ZEB_EVIR::put(void* p) {
+void* ZEB_EVIR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_EVIR::put");
   if (!usable(p)) return trace.leave(p);
-  return trace.leave(data_.put(template_.put(ZEB_Record::put(p))));
+  void* at = ZEB_Record::putTo(bytes, p);
+  at = template_.putTo(behind(bytes, distance(p, at)), at);
+  return trace.leave(data_.putTo(behind(bytes, distance(p, at)), at));
 }
 
 void ZEB_EVIR::print() const {

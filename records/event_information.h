@@ -18,7 +18,7 @@ class ZEB_EVIR : public ZEB_Record {
 
   std::uint32_t size() const override;
   void* getFrom(const void* bytes, void* p) override;
-  void* put(void* p) override;
+  void* putTo(void* bytes, void* p) override;
   void print() const override;
 
  private:

@@ -70,13 +70,15 @@ void* ZEB_EVTR::getFrom(const void* bytes, void* p) {
   return trace.leave(behind(p, distance(bytes, at)));
 }
 
-void* ZEB_EVTR::put(void* p) {
+void* ZEB_EVTR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_EVTR::put");
   if (!usable(p)) return trace.leave(p);
-  void* const at = node_.put(messageFlow_.put(executionGroup_.put(ZEB_Record::put(p))));
+  void* at = behind(bytes, distance(p, ZEB_Record::putTo(bytes, p)));
+  at = node_.put(messageFlow_.put(executionGroup_.put(at)));
   const std::uint32_t code = nodeType_;
   std::memcpy(at, &code, sizeof code);
-  return trace.leave(text_.put(behind(at, sizeof code)));
+  at = text_.put(behind(at, sizeof code));
+  return trace.leave(behind(p, distance(bytes, at)));
 }
 
 // Three lines show another field than their label names, on purpose.

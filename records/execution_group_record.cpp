@@ -35,11 +35,11 @@ void* ZEB_EGIR::getFrom(const void* bytes, void* p) {
   return trace.leave(behind(at, sizeof processId_));
 }
 
-void* ZEB_EGIR::put(void* p) {
+void* ZEB_EGIR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_EGIR::put");
   if (!usable(p)) return trace.leave(p);
-  void* const at = ZEB_REIR::put(p);
-  std::memcpy(at, &processId_, sizeof processId_);
+  void* const at = ZEB_REIR::putTo(bytes, p);
+  std::memcpy(behind(bytes, distance(p, at)), &processId_, sizeof processId_);
   return trace.leave(behind(at, sizeof processId_));
 }
 

@@ -13,7 +13,7 @@ class ZEB_EGIR : public ZEB_REIR {
 
   std::uint32_t size() const override;
   void* getFrom(const void* bytes, void* p) override;
-  void* put(void* p) override;
+  void* putTo(void* bytes, void* p) override;
   void print() const override;
 
   void setProcessId(int processId);

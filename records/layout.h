@@ -227,9 +227,9 @@ constexpr std::span<const Field> fieldsOf(std::uint32_t type) {
 std::uint32_t typeOf(const std::uint8_t* stored);
 
 // The length of the record that stands at the start of `bytes`, or 0 when no whole, sane one does:
-// the eyecatcher is "RCRD", the type is 1 to 9 and every string ends inside `bytes`. Each count is
-// read once and nothing outside `bytes` is touched, whatever they hold. While somebody else may be
-// writing there, the answer only says how much to copy: ask again of the copy.
+// the eyecatcher is "RCRD", the type is 1 to 9 and every string ends inside `bytes`. Nothing
+// outside `bytes` is touched, whatever they hold; they are a private copy, which nobody else
+// changes.
 std::size_t storedSize(std::span<const std::uint8_t> bytes);
 
 }  // namespace layout

@@ -41,13 +41,14 @@ void* ZEB_NOIR::getFrom(const void* bytes, void* p) {
   return trace.leave(behind(p, distance(bytes, at)));
 }
 
-void* ZEB_NOIR::put(void* p) {
+void* ZEB_NOIR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_NOIR::put");
   if (!usable(p)) return trace.leave(p);
-  void* const at = ZEB_REIR::put(p);
+  void* at = behind(bytes, distance(p, ZEB_REIR::putTo(bytes, p)));
   const std::uint32_t code = nodeType_;
   std::memcpy(at, &code, sizeof code);
-  return trace.leave(subFlowName_.put(behind(at, sizeof code)));
+  at = subFlowName_.put(behind(at, sizeof code));
+  return trace.leave(behind(p, distance(bytes, at)));
 }
 
 void ZEB_NOIR::print() const {

@@ -13,7 +13,7 @@ class ZEB_NOIR : public ZEB_REIR {
 
   std::uint32_t size() const override;
   void* getFrom(const void* bytes, void* p) override;
-  void* put(void* p) override;
+  void* putTo(void* bytes, void* p) override;
   void print() const override;  // without the sub-flow name, on purpose
 
   void setNodeType(ZEB_NodeType nodeType);

@@ -62,10 +62,14 @@ void* ZEB_Record::getFrom(const void* bytes, void* p) {
 }
 
 void* ZEB_Record::put(void* p) {
+  return putTo(p, p);
+}
+
+void* ZEB_Record::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_Record::put");
   if (!usable(p)) return trace.leave(p);
   address_ = p;
-  std::memcpy(p, &header_, sizeof header_);
+  std::memcpy(bytes, &header_, sizeof header_);
   return trace.leave(behind(p, sizeof header_));
 }
 

@@ -63,8 +63,10 @@ class ZEB_Record {
   // The same where `bytes` is a private copy of what stands at p: only the copy is read.
   virtual void* getFrom(const void* bytes, void* p);
 
-  // Writes the stored form at p, in the same way.
-  virtual void* put(void* p);
+  // Writes the stored form at p, in the same way; and into `bytes` where these are a private image
+  // that the caller will copy to p.
+  void* put(void* p);
+  virtual void* putTo(void* bytes, void* p);
 
   // Logs the contents as trace entries, whether or not tracing is on.
   virtual void print() const;

@@ -41,10 +41,12 @@ void* ZEB_REIR::getFrom(const void* bytes, void* p) {
   return trace.leave(behind(p, distance(bytes, at)));
 }
 
-void* ZEB_REIR::put(void* p) {
+void* ZEB_REIR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_REIR::put");
   if (!usable(p)) return trace.leave(p);
-  return trace.leave(label_.put(uuid_.put(ZEB_Record::put(p))));
+  void* at = behind(bytes, distance(p, ZEB_Record::putTo(bytes, p)));
+  at = label_.put(uuid_.put(at));
+  return trace.leave(behind(p, distance(bytes, at)));
 }
 
 void ZEB_REIR::print() const {

@@ -14,7 +14,8 @@ constexpr std::int64_t kLastCount = 2147483646;  // beyond it no message is coun
 constexpr std::uint32_t kMostMilliseconds = 2147483647;
 constexpr std::size_t kTextBytes = layout::stir::messageCount.width;
 
-using Image = std::uint8_t[layout::stir::bytes];
+// The stored form.
+using Image = std::uint8_t;
 
 // Sums are not guarded: they wrap.
 std::int64_t sum(std::int64_t a, std::int64_t b) {
@@ -28,20 +29,20 @@ std::int32_t milliseconds(_TimeStamp duration) {
 }
 
 template <class Number>
-void store(Image& image, const layout::Field& field, Number value) {
+void store(Image* image, const layout::Field& field, Number value) {
   std::memcpy(image + field.offset, &value, sizeof value);
 }
 
 template <class Number>
-void load(const Image& image, const layout::Field& field, Number& value) {
+void load(const Image* image, const layout::Field& field, Number& value) {
   std::memcpy(&value, image + field.offset, sizeof value);
 }
 
-void storeText(Image& image, const layout::Field& field, std::int64_t value) {
+void storeText(Image* image, const layout::Field& field, std::int64_t value) {
   ZEB_STIR::convertLLongToString(value, reinterpret_cast<char*>(image + field.offset));
 }
 
-void loadText(const Image& image, const layout::Field& field, std::int64_t& value) {
+void loadText(const Image* image, const layout::Field& field, std::int64_t& value) {
   const char* const text = reinterpret_cast<const char*>(image + field.offset);
   long long number = 0;
   ZEB_STIR::convertStringToLLong(text, text + kTextBytes, number);
@@ -61,14 +62,14 @@ constexpr SeriesFields kQueued{layout::stir::sumQueued, layout::stir::maxQueued,
                                layout::stir::minQueued};
 
 template <class Series>
-void storeSeries(Image& image, const SeriesFields& fields, const Series& series) {
+void storeSeries(Image* image, const SeriesFields& fields, const Series& series) {
   storeText(image, fields.sum, series.sum);
   store(image, fields.max, series.max);
   store(image, fields.min, series.min);
 }
 
 template <class Series>
-void loadSeries(const Image& image, const SeriesFields& fields, Series& series) {
+void loadSeries(const Image* image, const SeriesFields& fields, Series& series) {
   loadText(image, fields.sum, series.sum);
   load(image, fields.max, series.max);
   load(image, fields.min, series.min);
@@ -122,32 +123,30 @@ std::uint32_t ZEB_STIR::size() const {
 void* ZEB_STIR::getFrom(const void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_STIR::get");
   if (!usable(p)) return trace.leave(p);
-  Image image;
-  std::memcpy(image, bytes, sizeof image);
-  ZEB_Record::getFrom(image, p);
+  ZEB_Record::getFrom(bytes, p);
+  const auto* const image = static_cast<const Image*>(bytes);
   loadText(image, layout::stir::messageCount, statistics_.messageCount);
   loadSeries(image, kSize, statistics_.size);
   loadSeries(image, kElapsed, statistics_.elapsed);
   loadSeries(image, kQueued, statistics_.queued);
   load(image, layout::stir::firstCollection, statistics_.firstCollection);
   load(image, layout::stir::lastCollection, statistics_.lastCollection);
-  return trace.leave(behind(p, sizeof image));
+  return trace.leave(behind(p, layout::stir::bytes));
 }
 
-void* ZEB_STIR::put(void* p) {
+void* ZEB_STIR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_STIR::put");
   if (!usable(p)) return trace.leave(p);
-  Image image = {};
-  ZEB_Record::put(image);
-  setAddress(p);
+  std::memset(bytes, 0, layout::stir::bytes);
+  ZEB_Record::putTo(bytes, p);
+  auto* const image = static_cast<Image*>(bytes);
   storeText(image, layout::stir::messageCount, statistics_.messageCount);
   storeSeries(image, kSize, statistics_.size);
   storeSeries(image, kElapsed, statistics_.elapsed);
   storeSeries(image, kQueued, statistics_.queued);
   store(image, layout::stir::firstCollection, statistics_.firstCollection);
   store(image, layout::stir::lastCollection, statistics_.lastCollection);
-  std::memcpy(p, image, sizeof image);
-  return trace.leave(behind(p, sizeof image));
+  return trace.leave(behind(p, layout::stir::bytes));
 }
 
 void ZEB_STIR::print() const {

@@ -18,7 +18,7 @@ class ZEB_STIR : public ZEB_Record {
 
   std::uint32_t size() const override;
   void* getFrom(const void* bytes, void* p) override;
-  void* put(void* p) override;  // one copy of a finished image
+  void* putTo(void* bytes, void* p) override;
   void print() const override;
 
   void reset();  // zeroes the statistics, not the header

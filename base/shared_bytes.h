@@ -1,0 +1,42 @@
+// The two copies through which shared memory is read and written.
+//
+// Other processes write there at any time, and readers take no lock: a copy may be torn, which the
+// formats allow for. It is made once, and only the private side is ever looked at. Under
+// ThreadSanitizer the bytes go as relaxed atomics, so that this intended race is not reported and
+// every other one is.
+#ifndef ZEB_BASE_SHARED_BYTES_H
+#define ZEB_BASE_SHARED_BYTES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SANITIZE_THREAD__)
+#define ZEB_THREAD_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define ZEB_THREAD_SANITIZER 1
+#endif
+#endif
+
+inline void copyFromShared(void* to, const void* shared, std::size_t bytes) {
+#ifdef ZEB_THREAD_SANITIZER
+  for (std::size_t i = 0; i < bytes; ++i)
+    static_cast<std::uint8_t*>(to)[i] =
+        __atomic_load_n(static_cast<const std::uint8_t*>(shared) + i, __ATOMIC_RELAXED);
+#else
+  std::memcpy(to, shared, bytes);
+#endif
+}
+
+inline void copyToShared(void* shared, const void* from, std::size_t bytes) {
+#ifdef ZEB_THREAD_SANITIZER
+  for (std::size_t i = 0; i < bytes; ++i)
+    __atomic_store_n(static_cast<std::uint8_t*>(shared) + i,
+                     static_cast<const std::uint8_t*>(from)[i], __ATOMIC_RELAXED);
+#else
+  std::memcpy(shared, from, bytes);
+#endif
+}
+
+#endif  // ZEB_BASE_SHARED_BYTES_H

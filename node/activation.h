@@ -1,0 +1,26 @@
+// What a node collects: the activation modes, and how they are written.
+#ifndef ZEB_NODE_ACTIVATION_H
+#define ZEB_NODE_ACTIVATION_H
+
+#include <cstdint>
+
+#include "base/string.h"
+
+// The same numbers serve the node's attribute and the overrides of the configuration.
+enum ZEB_ActivateNode : std::uint32_t {
+  ZEB_NO_OVERRIDE = 0,  // as an override only
+  ZEB_ACTIVE = 1,       // statistics and events
+  ZEB_INACTIVE = 2,
+  ZEB_EVENT_ONLY = 3,
+  ZEB_INPUT_OUTPUT_ONLY = 4,            // both, for input and output nodes
+  ZEB_INPUT_OUTPUT_AND_EVENT_ONLY = 5,  // both, also for nodes with an event message
+};
+
+// The mode that an attribute's text names, in any letter case; any other text is ZEB_ACTIVE.
+ZEB_ActivateNode activationOf(const ZEB_String& attribute);
+
+// The override that a configuration value names, in any letter case. An empty value or any other
+// text leaves `present` as it is.
+int overrideOf(const ZEB_String& configured, int present);
+
+#endif  // ZEB_NODE_ACTIVATION_H

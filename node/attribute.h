@@ -1,0 +1,29 @@
+// ZEB_Attribute: a name and a value that the host has set.
+#ifndef ZEB_NODE_ATTRIBUTE_H
+#define ZEB_NODE_ATTRIBUTE_H
+
+#include "base/string.h"
+
+class ZEB_Attribute {
+ public:
+  // Null stands for an empty string. Not OK when memory ran out.
+  ZEB_Attribute(const zebchar* name, const zebchar* value);
+  ZEB_Attribute(const ZEB_Attribute& other);
+
+  bool OK() const;
+  int getStatus() const;
+  const ZEB_String& getName() const;
+  const ZEB_String& getValue() const;
+  // Null changes nothing.
+  void setName(const zebchar* name);
+  void setValue(const zebchar* value);
+
+ private:
+  void check();
+
+  int status_ = 0;
+  ZEB_String name_;
+  ZEB_String value_;
+};
+
+#endif  // ZEB_NODE_ATTRIBUTE_H

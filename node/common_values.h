@@ -1,0 +1,8 @@
+// The settings of the whole process, read when the factory is made and only read afterwards.
+#ifndef ZEB_NODE_COMMON_VALUES_H
+#define ZEB_NODE_COMMON_VALUES_H
+
+// Overrides the activation attribute of every node: 0 for none, else a ZEB_ActivateNode.
+extern int overrideActivateNodeForAll;
+
+#endif  // ZEB_NODE_COMMON_VALUES_H

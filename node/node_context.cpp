@@ -1,0 +1,212 @@
+#include "node/node_context.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <new>
+
+#include "base/settings.h"
+#include "base/trace.h"
+#include "node/common_values.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebpcont";
+
+// The bytes of the message's bit stream; the host may have to make that first.
+int bitStreamSize(HostMessage* message) {
+  int returnCode = 0;
+  const int size = hnxBufferSize(&returnCode, message);
+  if (size != 0) return size;
+  hnxWriteBuffer(&(returnCode = 0), message);
+  return hnxBufferSize(&(returnCode = 0), message);
+}
+
+bool readDescriptor(HostMessage* message, MessageDescriptor& descriptor) {
+  int returnCode = 0;
+  const std::uint8_t* const bitStream = hnxBufferPointer(&returnCode, message);
+  if (!bitStream) return false;
+  std::memcpy(&descriptor, bitStream, sizeof descriptor);
+  return true;
+}
+
+struct FreeBuffer {
+  void operator()(void* buffer) const { std::free(buffer); }
+};
+using Buffer = std::unique_ptr<zebchar, FreeBuffer>;
+
+// One unit more than reported, zeroed: whether the host counts a terminator is not known.
+Buffer makeBuffer(HostName& name) {
+  if (name.length < 0) name.length = 0;
+  Buffer buffer(static_cast<zebchar*>(
+      std::calloc(static_cast<std::size_t>(name.length) + 1, sizeof(zebchar))));
+  name.buffer = buffer.get();
+  name.bufferLength = name.length;
+  return buffer;
+}
+
+// The UUID in the first registry directory that holds one; empty when none does.
+ZEB_String brokerUuid(const ZEB_String& label) {
+  const ZEB_String places[] = {ZEB_String("/var/holt/registry/") + label,
+                               ZEB_String("/var/orva/registry/") + label,
+                               ZEB_String("/var/orva/registry/") + label + "/CurrentVersion"};
+  ZEB_String uuid;
+  for (const ZEB_String& place : places) {
+    uuid = ZEB_GetRegistryValue(place.getcValue(), "BrokerUUID");
+    if (uuid.size() > 0) break;
+  }
+  return uuid;
+}
+
+}  // namespace
+
+ZEB_Node_Context::ZEB_Node_Context(HostNode* node)
+    : node_(node), activationOverride_(overrideActivateNodeForAll) {
+  Trace trace(kUnit, "ZEB_Node_Context::ZEB_Node_Context");
+  inputTerminal_ = createTerminal(trace, "in", "hnxCreateInputTerminal", hnxCreateInputTerminal);
+  if (OK())
+    outputTerminal_ =
+        createTerminal(trace, "out", "hnxCreateOutputTerminal", hnxCreateOutputTerminal);
+  if (OK()) getResourceNames();
+  if (OK()) {
+    monitoringNode_.reset(new (std::nothrow) ZEB_Monitoring_Node(
+        &brokerId_, &executionGroupId_, &messageFlowId_, &nodeId_, activationOverride_));
+    if (!monitoringNode_) {
+      status_ = ZEB_STATUS_FAILED;
+      trace.allocationError();
+    } else if (!monitoringNode_->OK()) {
+      monitoringNode_.reset();
+      status_ = ZEB_STATUS_FAILED;
+    }
+  }
+  if (!OK()) cleanup();
+}
+
+ZEB_Node_Context::~ZEB_Node_Context() {
+  Trace trace(kUnit, "ZEB_Node_Context::~ZEB_Node_Context");
+  cleanup();
+}
+
+void ZEB_Node_Context::cleanup() {
+  Trace trace(kUnit, "ZEB_Node_Context::cleanup");
+  monitoringNode_.reset();
+  attributes_.cleanup();
+}
+
+HostTerminal* ZEB_Node_Context::createTerminal(const Trace& trace, const char* name,
+                                               const char* function,
+                                               HostTerminal* (*create)(int*, HostNode*,
+                                                                       const std::uint16_t*)) {
+  int returnCode = 0;
+  const ZEB_String wideName(name);
+  HostTerminal* const terminal = create(&returnCode, node_, wideName.getwcValue());
+  if (!terminal) {
+    trace.hostCallFailed(function, "Error %i.", returnCode);
+    status_ = ZEB_STATUS_FAILED;
+  }
+  return terminal;
+}
+
+void ZEB_Node_Context::getResourceNames() {
+  Trace trace(kUnit, "ZEB_Node_Context::getResourceNames");
+  int returnCode = 0;
+  HostBrokerInfo names{};
+  hnxGetBrokerInfo(&returnCode, node_, &names);
+
+  HostName* const entries[] = {&names.broker, &names.executionGroup, &names.messageFlow,
+                               &names.fourth};
+  Buffer buffers[std::size(entries)];
+  for (std::size_t i = 0; i < std::size(entries) && OK(); ++i) {
+    buffers[i] = makeBuffer(*entries[i]);
+    if (buffers[i]) continue;
+    trace.allocationError();
+    status_ = ZEB_STATUS_FAILED;
+  }
+  if (!OK()) return;
+  hnxGetBrokerInfo(&(returnCode = 0), node_, &names);
+
+  const ZEB_String brokerLabel(buffers[0].get());
+  const ZEB_String groupLabel(buffers[1].get());
+  const ZEB_String flowLabel(buffers[2].get());
+  const ZEB_String uuid = brokerUuid(brokerLabel);
+  brokerId_.setUuid(&uuid);
+  brokerId_.setLabel(&brokerLabel);
+  executionGroupId_.setLabel(&groupLabel);
+  messageFlowId_.setLabel(&flowLabel);
+  trace.text("Broker Label = %s", brokerLabel);
+  trace.text("Broker Uuid = %s", uuid);
+  trace.text("Execution Group Label = %s", groupLabel);
+  trace.text("Message Flow Label = %s", flowLabel);
+
+  // Takes precedence over the key for all brokers, "NoOverride" included.
+  const ZEB_String key = ZEB_String("ZEBActivateNodeFor") + brokerLabel;
+  activationOverride_ = overrideOf(configurationValue(key.getcValue()), activationOverride_);
+}
+
+// The flags stay as they are while messages flow. From here to the end nothing catches: what the
+// host throws belongs to the host.
+void ZEB_Node_Context::processMessage(HostTree* first, HostTree* second, HostMessage* message) {
+  Trace trace(kUnit, "ZEB_Node_Context::processMessage");
+  ZEB_Monitoring_Node* const node = monitoringNode_.get();
+  const bool statistics = node && node->isActiveForStats();
+  const bool events = node && node->isActiveForEvents();
+  int returnCode = 0;
+  int size = 0;
+  _TimeStamp queued;
+  ZEB_Timer timer;
+  MessageDescriptor descriptor{};
+
+  if (statistics) {
+    timer.start();
+    if (message) {
+      size = bitStreamSize(message);
+      if (readDescriptor(message, descriptor) && node->getNodeType() == ZEB_INPUT_NODE)
+        queued = getQueuedTime(descriptor.putDate, descriptor.putTime);
+    }
+  }
+  if (events) {
+    if (!statistics && message) readDescriptor(message, descriptor);
+    node->postEvent(&descriptor, nullptr);
+  }
+
+  hnxPropagate(&returnCode, outputTerminal_, first, second, message);
+  trace.text("hnxPropagate rc=%i", returnCode);
+
+  // A failure downstream counts too: the time up to it was spent.
+  if (statistics) {
+    timer.stop();
+    node->updateStatistics(queued, timer.elapsedTime(), size);
+  }
+  if (returnCode != HOST_EXCEPTION) return;
+  if (events) node->postException(&descriptor);
+  hcxRethrowLastException(&(returnCode = 0));
+}
+
+_TimeStamp ZEB_Node_Context::getQueuedTime(const char* putDate, const char* putTime) {
+  Trace trace(kUnit, "ZEB_Node_Context::getQueuedTime");
+  if (!putDate || !putTime || *putDate == '\0' || *putTime == '\0') return {};
+  char date[sizeof MessageDescriptor::putDate + 1] = {};
+  char time[sizeof MessageDescriptor::putTime + 1] = {};
+  std::strncpy(date, putDate, sizeof date - 1);
+  std::strncpy(time, putTime, sizeof time - 1);
+  std::tm put{};
+  int hundredths = 0;
+  if (std::sscanf(date, "%4d%2d%2d", &put.tm_year, &put.tm_mon, &put.tm_mday) != 3) return {};
+  if (std::sscanf(time, "%2d%2d%2d%2d", &put.tm_hour, &put.tm_min, &put.tm_sec, &hundredths) != 4)
+    return {};
+  put.tm_year -= 1900;
+  put.tm_mon -= 1;
+  return ZEB_Timer::elapsedTime(_TimeStamp{static_cast<std::uint32_t>(timegm(&put)),
+                                           static_cast<std::uint32_t>(hundredths * 10)});
+}
+
+bool ZEB_Node_Context::OK() const {
+  Trace trace(kUnit, "ZEB_Node_Context::OK");
+  return trace.leave(status_ == ZEB_STATUS_OK);
+}
+
+int ZEB_Node_Context::getStatus() const {
+  Trace trace(kUnit, "ZEB_Node_Context::getStatus");
+  return trace.leave(status_);
+}

@@ -1,0 +1,313 @@
+#include "resources/broker.h"
+
+#include <new>
+
+#include "base/calendar.h"
+#include "base/temp_directory.h"
+#include "base/trace.h"
+#include "resources/container.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcbrkr";
+
+}  // namespace
+
+ZEB_Broker::ZEB_Broker(const ZEB_Resource_ID* id) : ZEB_ORVA_Resource(ZEB_BRIR_RECORD, id) {
+  Trace trace(kUnit, "ZEB_Broker::ZEB_Broker");
+  init(id);
+  if (!OK()) cleanup();
+}
+
+ZEB_Broker::~ZEB_Broker() {
+  Trace trace(kUnit, "ZEB_Broker::~ZEB_Broker");
+  cleanup();
+}
+
+void ZEB_Broker::init(const ZEB_Resource_ID* id) {
+  Trace trace(kUnit, "ZEB_Broker::init");
+  if (!id) return;
+  const ZEB_String& uuid = id->getUuid();
+  // Whatever it was before, on purpose: a broker without an information record works on.
+  setStatus(uuid.getStatus());
+  sharedMemory_.reset(new (std::nothrow) ZEB_Shared_Memory(&uuid));
+  if (!sharedMemory_) return;  // the status stays as it is, on purpose
+  sharedMemory_->init();
+  if (sharedMemory_->OK())
+    createStatisticsArea();
+  else
+    setStatus(ZEB_STATUS_FAILED);
+}
+
+void ZEB_Broker::createStatisticsArea() {
+  Trace trace(kUnit, "ZEB_Broker::createStatisticsArea");
+  if (!sharedMemory_) return;
+  const ZEB_String uuid = sharedMemory_->getUuid();
+  statisticsArea_.reset(new (std::nothrow) ZEB_Stats_Area(uuid.getcValue()));
+  if (!statisticsArea_) {
+    setStatus(ZEB_STATUS_FAILED);
+    trace.allocationError();
+    return;
+  }
+  statisticsArea_->init(sharedMemory_.get());
+}
+
+// Message threads may be the first to need the area, several at once: one makes it, and the others
+// see it when it is ready.
+ZEB_Events_Area* ZEB_Broker::eventsArea() {
+  if (ZEB_Events_Area* const ready = eventsArea_.load(std::memory_order_acquire)) return ready;
+  Trace trace(kUnit, "ZEB_Broker::createEventsArea");
+  const std::lock_guard guard(makingEventsArea_);
+  if (ownedEventsArea_) return trace.leave(ownedEventsArea_.get());
+  const ZEB_String uuid = getUuid();
+  ownedEventsArea_.reset(new (std::nothrow) ZEB_Events_Area(uuid.getcValue()));
+  if (!ownedEventsArea_) {
+    setStatus(ZEB_STATUS_FAILED);
+    return nullptr;
+  }
+  ownedEventsArea_->init(sharedMemory_.get());
+  eventsArea_.store(ownedEventsArea_.get(), std::memory_order_release);
+  return trace.leave(ownedEventsArea_.get());
+}
+
+ZEB_Events_Area* ZEB_Broker::usableEventsArea() {
+  ZEB_Events_Area* const area = eventsArea();
+  return area && area->OK() ? area : nullptr;
+}
+
+// Destroying these objects detaches from the store and removes nothing from it. The segment goes
+// first: the areas' destructors never touch their blocks.
+void ZEB_Broker::cleanup() {
+  Trace trace(kUnit, "ZEB_Broker::cleanup");
+  sharedMemory_.reset();
+  statisticsArea_.reset();
+  eventsArea_ = nullptr;
+  ownedEventsArea_.reset();
+  executionGroups_.cleanup();
+}
+
+void ZEB_Broker::flush() {
+  Trace trace(kUnit, "ZEB_Broker::flush");
+  executionGroups_.cleanup();
+}
+
+ZEB_String ZEB_Broker::getTempDirectory() {
+  return ::getTempDirectory();
+}
+
+ZEB_Execution_Group* ZEB_Broker::findExecutionGroup(const ZEB_Resource_ID* id) const {
+  Trace trace(kUnit, "ZEB_Broker::findExecutionGroup");
+  return trace.leave(executionGroups_.findExecutionGroup(id));
+}
+
+ZEB_Execution_Group* ZEB_Broker::insertExecutionGroup(const ZEB_Resource_ID* id) {
+  Trace trace(kUnit, "ZEB_Broker::insertExecutionGroup");
+  const ZEB_EGIR record(id);
+  return trace.leave(insertExecutionGroup(&record));
+}
+
+ZEB_Execution_Group* ZEB_Broker::insertExecutionGroup(const ZEB_EGIR* record) {
+  Trace trace(kUnit, "ZEB_Broker::insertExecutionGroup2");
+  return trace.leave(container::insert(trace, *this, executionGroups_, record));
+}
+
+ZEB_ReturnCode ZEB_Broker::findExecutionGroups(const ZEB_Record_Set* records, int keepEmpty) {
+  Trace trace(kUnit, "ZEB_Broker::findExecutionGroups");
+  if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
+  return trace.leave(container::rebuild<ZEB_EGIR>(
+      *records, ZEB_EGIR_RECORD, *this, executionGroups_, keepEmpty,
+      [this](const ZEB_Resource_ID* id) { return findExecutionGroup(id); },
+      [this](const ZEB_EGIR* record) { return insertExecutionGroup(record); },
+      [&](ZEB_Execution_Group* group) { group->findMessageFlows(records, keepEmpty); },
+      [](const ZEB_Execution_Group* group) { return group->messageFlows() == 0; }));
+}
+
+void ZEB_Broker::deleteNode(ZEB_Node* node) {
+  Trace trace(kUnit, "ZEB_Broker::deleteNode");
+  if (!node) return;
+  node->markDeleted();
+  if (!statisticsArea_) return;
+  statisticsArea_->lock();
+  putRecord(node->getInformationRecord());
+  statisticsArea_->unlock();
+}
+
+ZEB_ReturnCode ZEB_Broker::getRecords(ZEB_Record_Set* out) {
+  Trace trace(kUnit, "ZEB_Broker::getRecords");
+  return trace.leave(gather(out, executionGroups_));
+}
+
+void ZEB_Broker::print() {
+  Trace trace(kUnit, "ZEB_Broker::print");
+  ZEB_ORVA_Resource::print();
+  executionGroups_.print();
+}
+
+void ZEB_Broker::dump() {
+  Trace trace(kUnit, "ZEB_Broker::dump");
+  if (!statisticsArea_) createStatisticsArea();
+  if (statisticsArea_ && statisticsArea_->OK()) {
+    trace.text("Statistics area");
+    statisticsArea_->dump();
+  } else {
+    trace.text("Statistics area unavailable");
+  }
+  if (ZEB_Events_Area* const events = usableEventsArea()) {
+    trace.text("Events area");
+    events->dump();
+  } else {
+    trace.text("Events area unavailable");
+  }
+}
+
+ZEB_ReturnCode ZEB_Broker::putRecord(ZEB_Record* record) {
+  Trace trace(kUnit, "ZEB_Broker::putRecord");
+  return trace.leave(statisticsArea_ ? statisticsArea_->put(record) : ZEB_ReturnCode(ZEB_SUCCESS));
+}
+
+ZEB_ReturnCode ZEB_Broker::getRecord(ZEB_Record* record) {
+  Trace trace(kUnit, "ZEB_Broker::getRecord");
+  return trace.leave(statisticsArea_ ? statisticsArea_->get(record) : ZEB_ReturnCode(ZEB_SUCCESS));
+}
+
+ZEB_ReturnCode ZEB_Broker::readStatsArea(int keepEmpty) {
+  Trace trace(kUnit, "ZEB_Broker::readStatsArea");
+  if (!statisticsArea_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+  ZEB_Record_Set records;
+  ZEB_ReturnCode code = statisticsArea_->read(&records);
+  if (code == ZEB_SUCCESS) {
+    adopt(records);
+    code = findExecutionGroups(&records, keepEmpty);
+  }
+  records.clearAndDestroy();
+  return trace.leave(code);
+}
+
+// Takes over the first stored broker record. Another process may have stored it since this tree
+// was begun under a record of its own: groups that were never stored move below the stored one, or
+// nobody would ever reach them.
+void ZEB_Broker::adopt(const ZEB_Record_Set& records) {
+  auto* const own = recordAs<ZEB_BRIR>();
+  if (!own) return;
+  for (const ZEB_Record* record : records) {
+    if (record->type() != ZEB_BRIR_RECORD) continue;
+    *own = *static_cast<const ZEB_BRIR*>(record);
+    break;
+  }
+  for (ZEB_Execution_Group* group : executionGroups_)
+    if (!group->getInformationRecord()->getAddress()) group->setParent(this);
+}
+
+ZEB_ReturnCode ZEB_Broker::populateStatsArea() {
+  Trace trace(kUnit, "ZEB_Broker::populateStatsArea");
+  if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+  ZEB_Record_Set records;
+  getRecords(&records);
+  for (ZEB_Record* record : records) putRecord(record);
+  return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+}
+
+std::uint32_t ZEB_Broker::isEmpty() {
+  Trace trace(kUnit, "ZEB_Broker::isEmpty");
+  const bool usable = statisticsArea_ && statisticsArea_->OK() && statisticsArea_->getAddress();
+  return trace.leave(static_cast<std::uint32_t>(!usable || statisticsArea_->isEmpty()));
+}
+
+std::uint32_t ZEB_Broker::isEventAreaEmpty() {
+  Trace trace(kUnit, "ZEB_Broker::isEventAreaEmpty");
+  ZEB_Events_Area* const events = OK() ? usableEventsArea() : nullptr;
+  ZEB_Events_Template_Area* const templates = events ? events->getTemplatesArea() : nullptr;
+  const bool usable = templates && templates->getAddress();
+  return trace.leave(static_cast<std::uint32_t>(!usable || templates->isEmpty()));
+}
+
+void ZEB_Broker::initStatistics() {
+  Trace trace(kUnit, "ZEB_Broker::initStatistics");
+  ZEB_ORVA_Resource::initStatistics();
+  for (ZEB_Execution_Group* group : executionGroups_) group->initStatistics();
+}
+
+ZEB_ReturnCode ZEB_Broker::getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) {
+  Trace trace(kUnit, "ZEB_Broker::getStatistics");
+  collect(executionGroups_);
+  return trace.leave(ZEB_ORVA_Resource::getStatistics(first, second, third));
+}
+
+ZEB_ReturnCode ZEB_Broker::updateStatistics(ZEB_STIR* record, _TimeStamp queued, _TimeStamp elapsed,
+                                            int size) {
+  Trace trace(kUnit, "ZEB_Broker::updateStatistics");
+  if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
+  record->lock();
+  ZEB_ReturnCode code;
+  do {
+    getRecord(record);
+    code = record->updateStatistics(queued, elapsed, size);
+    if (code == ZEB_MAXIMUM) {
+      const ZEB_String label = getLabel();
+      trace.maximumReached(label.getcValue());
+      resetStatistics(0);
+    }
+  } while (code == ZEB_MAXIMUM);
+  if (code == ZEB_SUCCESS) putRecord(record);
+  record->unlock();
+  return trace.leave(code);
+}
+
+void ZEB_Broker::resetStatistics(int perRecord) {
+  Trace trace(kUnit, "ZEB_Broker::resetStatistics");
+  if (!statisticsArea_) return;
+  statisticsArea_->lock();
+  readStatsArea(0);
+  for (ZEB_Execution_Group* group : executionGroups_)
+    group->resetStatistics(perRecord != 0 ? this : nullptr);
+  auto* const own = recordAs<ZEB_BRIR>();
+  if (own) own->setResetTime(calendarNow());
+  if (perRecord != 0)
+    putRecord(own);
+  else
+    populateStatsArea();
+  statisticsArea_->unlock();
+}
+
+ZEB_ReturnCode ZEB_Broker::resetStatistics(ZEB_STIR* record) {
+  Trace trace(kUnit, "ZEB_Broker::resetStatistics_2");
+  if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
+  record->lock();
+  getRecord(record);
+  record->reset();
+  putRecord(record);
+  record->unlock();
+  return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+}
+
+std::uint32_t ZEB_Broker::lastResetTime() const {
+  Trace trace(kUnit, "ZEB_Broker::lastResetTime");
+  const auto* const own = recordAs<ZEB_BRIR>();
+  return trace.leave(own ? own->getResetTime() : 0U);
+}
+
+ZEB_EVTR* ZEB_Broker::setEventTemplate(ZEB_EVTR* eventTemplate) {
+  Trace trace(kUnit, "ZEB_Broker::setEventTemplate");
+  ZEB_Events_Area* const events = OK() && eventTemplate ? usableEventsArea() : nullptr;
+  return trace.leave(events ? events->setEventTemplate(eventTemplate) : nullptr);
+}
+
+ZEB_ReturnCode ZEB_Broker::postEvent(ZEB_EVDR* event) {
+  Trace trace(kUnit, "ZEB_Broker::postEvent");
+  if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  if (!event) return trace.leave(ZEB_ReturnCode(ZEB_MISSING));
+  ZEB_Events_Area* const events = eventsArea_.load(std::memory_order_acquire);
+  if (!events || !events->OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  return trace.leave(events->postEvent(event));
+}
+
+ZEB_ReturnCode ZEB_Broker::getEvents(ZEB_Ordered_Record_Set* out) {
+  Trace trace(kUnit, "ZEB_Broker::getEvents");
+  if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  ZEB_Events_Area* const events = eventsArea();
+  if (!events) return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
+  if (!events->OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  return trace.leave(events->getEvents(out));
+}

@@ -1,0 +1,59 @@
+// What brokers, execution groups and message flows do alike with their children.
+#ifndef ZEB_RESOURCES_CONTAINER_H
+#define ZEB_RESOURCES_CONTAINER_H
+
+#include <memory>
+#include <new>
+
+#include "base/trace.h"
+#include "resources/resource_set.h"
+
+namespace container {
+
+// Makes a child of the record, puts it below the parent and into the set. Null for a null record,
+// with a message when memory ran out, and silently when the child is not OK.
+template <class Child, class Record>
+Child* insert(const Trace& trace, const ZEB_ORVA_Resource& parent, Typed_Resource_Set<Child>& set,
+              const Record* record) {
+  if (!record) return nullptr;
+  std::unique_ptr<Child> child(new (std::nothrow) Child(record));
+  if (!child) {
+    trace.allocationError();
+    return nullptr;
+  }
+  if (!child->OK()) return nullptr;
+  child->setParent(&parent);
+  Child* const inserted = child.get();
+  if (set.insert(std::move(child))) return inserted;
+  trace.allocationError();
+  return nullptr;
+}
+
+// Rebuilds children that are containers themselves: for each record of the type whose parent is
+// `parent`, `find` or else `insert` the child and `rebuild` what is below it. A child that
+// `isEmpty` then is dropped unless keepEmpty is set. Code 1 when a child could not be made; the
+// others are rebuilt all the same.
+template <class Record, class Set, class Find, class Insert, class Rebuild, class IsEmpty>
+ZEB_ReturnCode rebuild(const ZEB_Record_Set& records, ZEB_RecordType type,
+                       const ZEB_ORVA_Resource& parent, Set& children, int keepEmpty, Find find,
+                       Insert insert, Rebuild rebuild, IsEmpty isEmpty) {
+  ZEB_ReturnCode code;
+  for (const ZEB_Record* record : records) {
+    if (record->type() != type || record->isChildOf(parent.getInformationRecord()) == 0) continue;
+    const auto* const stored = static_cast<const Record*>(record);
+    const ZEB_Resource_ID id = stored->getResourceId();
+    auto* child = find(&id);
+    if (!child) child = insert(stored);
+    if (!child) {
+      code = ZEB_NOT_READ;
+      continue;
+    }
+    rebuild(child);
+    if (keepEmpty == 0 && isEmpty(child)) children.remove(child);
+  }
+  return code;
+}
+
+}  // namespace container
+
+#endif  // ZEB_RESOURCES_CONTAINER_H

@@ -1,0 +1,46 @@
+// ZEB_Execution_Group: one execution-group process of the broker, with its message flows.
+#ifndef ZEB_RESOURCES_EXECUTION_GROUP_H
+#define ZEB_RESOURCES_EXECUTION_GROUP_H
+
+#include "records/execution_group_record.h"
+#include "resources/message_flow.h"
+
+// Never touches shared memory itself: the broker reads and writes the records.
+class ZEB_Execution_Group : public ZEB_ORVA_Resource {
+ public:
+  explicit ZEB_Execution_Group(const ZEB_Resource_ID* id);
+  explicit ZEB_Execution_Group(const ZEB_EGIR* record);
+  ~ZEB_Execution_Group() override;
+
+  // The flows belong to this group. Null for a null identifier or none found.
+  ZEB_Message_Flow* findMessageFlow(const ZEB_Resource_ID* id) const;
+
+  // Adds a flow; null when it can't be made.
+  ZEB_Message_Flow* insertMessageFlow(const ZEB_Resource_ID* id);
+  ZEB_Message_Flow* insertMessageFlow(const ZEB_MFIR* record);
+
+  // Rebuilds the flows and their nodes from stored records; a flow without nodes is dropped unless
+  // keepEmpty is set. Code 3 for null, 1 when a flow could not be made.
+  ZEB_ReturnCode findMessageFlows(const ZEB_Record_Set* records, int keepEmpty);
+
+  ZEB_ReturnCode getRecords(ZEB_Record_Set* out) override;
+  void initStatistics() override;
+  ZEB_ReturnCode getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) override;
+  void print() override;
+  void resetStatistics(Statistics_Store* store);
+
+  std::uint32_t messageFlows() const;
+  int getProcessId() const;  // 0 without a record
+  void setProcessId(int processId);
+  void cleanup();
+
+ private:
+  ZEB_Message_Flow_Set messageFlows_;
+};
+
+class ZEB_Execution_Group_Set : public Typed_Resource_Set<ZEB_Execution_Group> {
+ public:
+  ZEB_Execution_Group* findExecutionGroup(const ZEB_Resource_ID* id) const;
+};
+
+#endif  // ZEB_RESOURCES_EXECUTION_GROUP_H

@@ -1,0 +1,47 @@
+// ZEB_Message_Flow: one message flow deployed to an execution group, with its monitoring nodes.
+#ifndef ZEB_RESOURCES_MESSAGE_FLOW_H
+#define ZEB_RESOURCES_MESSAGE_FLOW_H
+
+#include "records/message_flow_record.h"
+#include "resources/node.h"
+
+// Never touches shared memory itself: the broker reads and writes the records.
+class ZEB_Message_Flow : public ZEB_ORVA_Resource {
+ public:
+  explicit ZEB_Message_Flow(const ZEB_Resource_ID* id);
+  explicit ZEB_Message_Flow(const ZEB_MFIR* record);
+  ~ZEB_Message_Flow() override;
+
+  // The nodes belong to this flow. Null for a null identifier or none found.
+  ZEB_Node* findNode(const ZEB_Resource_ID* id) const;
+
+  // Adds a node, whether or not one is alike: callers look first. Null when it can't be made.
+  ZEB_Node* insertNode(const ZEB_Resource_ID* id);
+  ZEB_Node* insertNode(const ZEB_NOIR* record);
+
+  // Rebuilds the nodes from stored records. With keepEmpty 0, deleted nodes that are not known yet
+  // are left out. A node lives when it lives here or in the records. Always success.
+  ZEB_ReturnCode findNodes(const ZEB_Record_Set* records, int keepEmpty);
+
+  ZEB_ReturnCode getRecords(ZEB_Record_Set* out) override;
+  void initStatistics() override;
+  ZEB_ReturnCode getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) override;
+  void print() override;
+  void resetStatistics(Statistics_Store* store);
+
+  std::uint32_t nodes() const;
+  ZEB_Node_Set& getNodes();
+  void cleanup();
+
+ private:
+  ZEB_Node* takeNode(const ZEB_NOIR* stored, int keepEmpty);
+
+  ZEB_Node_Set nodes_;
+};
+
+class ZEB_Message_Flow_Set : public Typed_Resource_Set<ZEB_Message_Flow> {
+ public:
+  ZEB_Message_Flow* findMessageFlow(const ZEB_Resource_ID* id) const;
+};
+
+#endif  // ZEB_RESOURCES_MESSAGE_FLOW_H

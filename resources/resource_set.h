@@ -1,0 +1,77 @@
+// ZEB_ORVA_Resource_Set: the children of a resource.
+#ifndef ZEB_RESOURCES_RESOURCE_SET_H
+#define ZEB_RESOURCES_RESOURCE_SET_H
+
+#include <memory>
+#include <vector>
+
+#include "resources/resource.h"
+
+// The unit name under which all sets trace.
+inline constexpr char kResourceSetUnit[] = "zebcmsre";
+
+// Owns its members and keeps them in the order in which they came; membership is by identity. The
+// containers see to it that no two members are alike.
+class ZEB_ORVA_Resource_Set {
+ public:
+  ZEB_ORVA_Resource_Set();
+  ~ZEB_ORVA_Resource_Set();
+
+  // False when memory ran out; the member is destroyed then.
+  bool insert(std::unique_ptr<ZEB_ORVA_Resource> member);
+  // Hands the member over to the caller, who may well drop it; null when it is none.
+  std::unique_ptr<ZEB_ORVA_Resource> remove(const ZEB_ORVA_Resource* member);
+
+  std::size_t entries() const { return members_.size(); }
+  ZEB_ORVA_Resource* at(std::size_t i) const { return members_[i].get(); }
+
+  void print();
+  void cleanup();  // destroys every member
+
+ protected:
+  // The first member alike to the identifier, found by walking; null for null or none.
+  ZEB_ORVA_Resource* find(const ZEB_Resource_ID* id) const;
+
+ private:
+  std::vector<std::unique_ptr<ZEB_ORVA_Resource>> members_;
+  [[maybe_unused]] std::uint32_t status_ = 0;  // nothing reads or changes it, on purpose
+};
+
+// Yields the members one by one, then null. The set must not change meanwhile.
+class ZEB_ORVA_Resource_Set_Iterator {
+ public:
+  explicit ZEB_ORVA_Resource_Set_Iterator(const ZEB_ORVA_Resource_Set& set) : set_(set) {}
+  ZEB_ORVA_Resource* getNext() { return next_ < set_.entries() ? set_.at(next_++) : nullptr; }
+
+ private:
+  const ZEB_ORVA_Resource_Set& set_;
+  std::size_t next_ = 0;
+  [[maybe_unused]] std::uint32_t status_ = 0;  // likewise
+};
+
+// A set of one class, for range-based loops.
+template <class Member>
+class Typed_Resource_Set : public ZEB_ORVA_Resource_Set {
+ public:
+  class Iterator {
+   public:
+    Iterator(const Typed_Resource_Set& set, std::size_t at) : set_(set), at_(at) {}
+    Member* operator*() const { return static_cast<Member*>(set_.at(at_)); }
+    Iterator& operator++() {
+      ++at_;
+      return *this;
+    }
+    bool operator!=(const Iterator& other) const { return at_ != other.at_; }
+
+   private:
+    const Typed_Resource_Set& set_;
+    std::size_t at_;
+  };
+  Iterator begin() const { return {*this, 0}; }
+  Iterator end() const { return {*this, entries()}; }
+
+ protected:
+  Member* findMember(const ZEB_Resource_ID* id) const { return static_cast<Member*>(find(id)); }
+};
+
+#endif  // ZEB_RESOURCES_RESOURCE_SET_H

@@ -1,0 +1,16 @@
+// What a node asks of whoever knows where its statistics record lives.
+#ifndef ZEB_RESOURCES_STATISTICS_STORE_H
+#define ZEB_RESOURCES_STATISTICS_STORE_H
+
+#include "records/statistics_record.h"
+
+class Statistics_Store {
+ public:
+  // Resets the stored record under its own lock.
+  virtual ZEB_ReturnCode resetStatistics(ZEB_STIR* record) = 0;
+
+ protected:
+  ~Statistics_Store() = default;
+};
+
+#endif  // ZEB_RESOURCES_STATISTICS_STORE_H

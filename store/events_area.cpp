@@ -1,0 +1,196 @@
+#include "store/events_area.h"
+
+#include <new>
+
+#include "base/format.h"
+#include "base/trace.h"
+#include "records/event_information.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcevar";
+
+}  // namespace
+
+ZEB_Events_Area::ZEB_Events_Area(const char* /*name*/) {
+  Trace trace(kUnit, "ZEB_Events_Area::ZEB_Events_Area");
+}
+
+ZEB_Events_Area::~ZEB_Events_Area() {
+  Trace trace(kUnit, "ZEB_Events_Area::~ZEB_Events_Area");
+  cleanup();
+}
+
+void ZEB_Events_Area::init(ZEB_Shared_Memory* segment) {
+  Trace trace(kUnit, "ZEB_Events_Area::init");
+  templatesStamp_ = {};
+  eventsLastUpdate_ = ZEB_Timer::nowTime();
+  if (bZEBTracing) ZEB_DumpMemory(&eventsLastUpdate_, sizeof eventsLastUpdate_, "eventsLastUpdate");
+  if (!segment || !OK()) return;
+  const ZEB_String name = segment->getUuid();
+  templateArea_.reset(new (std::nothrow) ZEB_Events_Template_Area(name.getcValue()));
+  if (!templateArea_) {
+    status_ = ZEB_STATUS_FAILED;
+    return;
+  }
+  templateArea_->init(segment);
+  dataArea_.reset(new (std::nothrow) ZEB_Events_Data_Area(name.getcValue()));
+  if (!dataArea_) {
+    status_ = ZEB_STATUS_FAILED;
+    return;
+  }
+  dataArea_->init(segment);
+}
+
+ZEB_ReturnCode ZEB_Events_Area::postEvent(ZEB_EVDR* event) {
+  Trace trace(kUnit, "ZEB_Events_Area::postEvent");
+  if (!OK() || !dataArea_) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  return trace.leave(dataArea_->put(event));
+}
+
+ZEB_EVTR* ZEB_Events_Area::setEventTemplate(ZEB_EVTR* eventTemplate) {
+  Trace trace(kUnit, "ZEB_Events_Area::setEventTemplate");
+  if (!OK() || !templateArea_ || !eventTemplate)
+    return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
+  // Held until the template is stored: two threads with the same new one store it once.
+  const std::lock_guard guard(templates_);
+  refresh();
+  if (const ZEB_EVTR* const stored = cached(eventTemplate)) {
+    *eventTemplate = *stored;
+    return trace.leave(eventTemplate);
+  }
+  if (templateArea_->put(eventTemplate) != ZEB_SUCCESS)
+    return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
+  remember(*eventTemplate);
+  return trace.leave(eventTemplate);
+}
+
+// The area's stamp counts milliseconds: within the same one, only the cache knows what was stored.
+void ZEB_Events_Area::remember(const ZEB_EVTR& stored) {
+  std::unique_ptr<ZEB_EVTR> copy(new (std::nothrow) ZEB_EVTR(stored));
+  // NOLINTNEXTLINE(bugprone-unused-return-value): the cache has it
+  if (copy && copy->OK() && cache_.insert(copy.get())) copy.release();
+}
+
+ZEB_ReturnCode ZEB_Events_Area::getTemplates() {
+  Trace trace(kUnit, "ZEB_Events_Area::getTemplates");
+  const std::lock_guard guard(templates_);
+  return trace.leave(refresh());
+}
+
+ZEB_ReturnCode ZEB_Events_Area::refresh() {
+  if (!OK() || !templateArea_ || !templateArea_->OK() || !templateArea_->getAddress())
+    return ZEB_NOT_USABLE;
+  const _TimeStamp lastUpdate = templateArea_->getLastUpdate();
+  if (lastUpdate == templatesStamp_) return ZEB_SUCCESS;
+  flush();
+  // What can't be read any more was overwritten: the templates before it are the cache.
+  const ZEB_ReturnCode code = templateArea_->read(&cache_);
+  templatesStamp_ = lastUpdate;
+  return code;
+}
+
+void ZEB_Events_Area::flush() {
+  cache_.clearAndDestroy();
+  templatesStamp_ = {};
+}
+
+void ZEB_Events_Area::flushTemplates() {
+  Trace trace(kUnit, "ZEB_Events_Area::flushTemplates");
+  const std::lock_guard guard(templates_);
+  flush();
+}
+
+// The template area may be damaged: what is no template is passed over.
+ZEB_EVTR* ZEB_Events_Area::cached(const ZEB_EVTR* eventTemplate) const {
+  for (ZEB_Record* record : cache_)
+    if (auto* const candidate = dynamic_cast<ZEB_EVTR*>(record))
+      if (*candidate == *eventTemplate) return candidate;
+  return nullptr;
+}
+
+ZEB_EVTR* ZEB_Events_Area::cachedParent(const ZEB_EVDR* event) const {
+  for (ZEB_Record* record : cache_)
+    if (event->isChildOf(record) != 0) return dynamic_cast<ZEB_EVTR*>(record);
+  return nullptr;
+}
+
+ZEB_EVTR* ZEB_Events_Area::findTemplate(const ZEB_EVTR* eventTemplate) {
+  Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
+  const std::lock_guard guard(templates_);
+  return trace.leave(eventTemplate ? cached(eventTemplate) : nullptr);
+}
+
+ZEB_EVTR* ZEB_Events_Area::findTemplate(const ZEB_EVDR* event) {
+  Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
+  const std::lock_guard guard(templates_);
+  return trace.leave(event ? cachedParent(event) : nullptr);
+}
+
+ZEB_ReturnCode ZEB_Events_Area::getEvents(ZEB_Ordered_Record_Set* out) {
+  Trace trace(kUnit, "ZEB_Events_Area::getEvents");
+  if (!out) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
+  if (!OK() || !dataArea_) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  const std::lock_guard guard(templates_);
+  refresh();
+  const _TimeStamp lastUpdate = dataArea_->getLastUpdate();
+  if (lastUpdate == eventsLastUpdate_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+  ZEB_Ordered_Record_Set events;
+  dataArea_->read(&events, eventsLastUpdate_);
+  eventsLastUpdate_ = lastUpdate;
+  const ZEB_ReturnCode code = join(events, out);
+  if (code == ZEB_NOT_ALLOCATED) trace.allocationError();
+  events.clearAndDestroy();
+  return trace.leave(code);
+}
+
+ZEB_ReturnCode ZEB_Events_Area::join(const ZEB_Ordered_Record_Set& events,
+                                     ZEB_Ordered_Record_Set* out) const {
+  const ZEB_EVTR* parent = nullptr;
+  for (const ZEB_Record* record : events) {
+    if (!OK()) return ZEB_NOT_READ;
+    const auto* const event = dynamic_cast<const ZEB_EVDR*>(record);
+    if (!event) continue;
+    if (!parent || event->isChildOf(parent) == 0) parent = cachedParent(event);
+    if (!parent) return ZEB_SUCCESS;
+    std::unique_ptr<ZEB_EVIR> joined(new (std::nothrow) ZEB_EVIR(parent, event));
+    if (!joined || !out->insert(joined.get())) return ZEB_NOT_ALLOCATED;
+    joined.release();  // NOLINT(bugprone-unused-return-value): the set has it
+  }
+  return ZEB_SUCCESS;
+}
+
+ZEB_Events_Template_Area* ZEB_Events_Area::getTemplatesArea() const {
+  Trace trace(kUnit, "ZEB_Events_Area::getTemplatesArea");
+  return trace.leave(templateArea_.get());
+}
+
+bool ZEB_Events_Area::OK() const {
+  Trace trace(kUnit, "ZEB_Events_Area::OK");
+  return trace.leave(status_ == ZEB_STATUS_OK);
+}
+
+int ZEB_Events_Area::getStatus() const {
+  Trace trace(kUnit, "ZEB_Events_Area::getStatus");
+  return trace.leave(status_);
+}
+
+void ZEB_Events_Area::cleanup() {
+  Trace trace(kUnit, "ZEB_Events_Area::cleanup");
+  flushTemplates();
+  templateArea_.reset();
+  dataArea_.reset();
+  status_ = ZEB_STATUS_FAILED;
+}
+
+void ZEB_Events_Area::dump() {
+  Trace trace(kUnit, "ZEB_Events_Area::dump");
+  if (!OK() || !templateArea_ || !dataArea_) {
+    trace.text("Shared Area Unavailable");
+    return;
+  }
+  trace.text("Event templates");
+  templateArea_->dump();
+  trace.text("Event data");
+  dataArea_->dump();
+}

@@ -1,0 +1,16 @@
+// The area that holds event data records, one per posted event.
+#ifndef ZEB_STORE_EVENTS_DATA_AREA_H
+#define ZEB_STORE_EVENTS_DATA_AREA_H
+
+#include "store/wrapping_area.h"
+
+class ZEB_Events_Data_Area : public Wrapping_Area {
+ public:
+  explicit ZEB_Events_Data_Area(const char* name);  // of the broker, null as an empty one
+
+  // Any other record, or null, is silently not written, on purpose: code 0.
+  ZEB_ReturnCode put(ZEB_Record* record) override;
+  int getType() const override;  // 2
+};
+
+#endif  // ZEB_STORE_EVENTS_DATA_AREA_H

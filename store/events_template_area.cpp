@@ -1,0 +1,26 @@
+#include "store/events_template_area.h"
+
+#include "base/trace.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcetar";
+
+}  // namespace
+
+ZEB_Events_Template_Area::ZEB_Events_Template_Area(const char* name)
+    : Wrapping_Area((ZEB_String(name) + ".zebcetar").getcValue()) {
+  Trace trace(kUnit, "ZEB_Events_Template_Area::ZEB_Events_Template_Area");
+  setEyecatcher(layout::block::eventTemplates);
+}
+
+ZEB_ReturnCode ZEB_Events_Template_Area::put(ZEB_Record* record) {
+  Trace trace(kUnit, "ZEB_Events_Template_Area::put");
+  if (!record || record->type() != ZEB_EVTR_RECORD) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+  return trace.leave(putWrapping(record));
+}
+
+int ZEB_Events_Template_Area::getType() const {
+  Trace trace(kUnit, "ZEB_Events_Template_Area::getType");
+  return trace.leave(3);
+}

@@ -1,0 +1,182 @@
+#include "store/memory_manager.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+
+#include "base/format.h"
+#include "base/shared_bytes.h"
+#include "base/trace.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcmema";
+
+std::uintptr_t number(const void* p) {
+  return reinterpret_cast<std::uintptr_t>(p);
+}
+
+}  // namespace
+
+ZEB_Memory_Manager::ZEB_Memory_Manager() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::ZEB_Memory_Manager");
+}
+
+ZEB_Memory_Manager::~ZEB_Memory_Manager() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::~ZEB_Memory_Manager");
+}
+
+bool ZEB_Memory_Manager::OK() const {
+  Trace trace(kUnit, "ZEB_Memory_Manager::OK");
+  return trace.leave(status_ == ZEB_STATUS_OK);
+}
+
+int ZEB_Memory_Manager::getStatus() const {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getStatus");
+  return trace.leave(status_);
+}
+
+// A damaged offset makes a position that is nowhere, so it is formed as a number.
+void* ZEB_Memory_Manager::at(std::int32_t offset) const {
+  return reinterpret_cast<void*>(number(address_) + static_cast<std::uint32_t>(offset));
+}
+
+Block_Header ZEB_Memory_Manager::headerCopy() const {
+  const std::lock_guard guard(copying_);
+  return header_;
+}
+
+void ZEB_Memory_Manager::getHeader() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getHeader");
+  if (!address_) return;
+  {
+    const std::lock_guard guard(copying_);
+    copyFromShared(&header_, address_, sizeof header_);
+    header_.size = std::min(header_.size, mapped_);
+  }
+  if (!bZEBTracing) return;
+  const Block_Header copy = headerCopy();
+  ZEB_DumpMemory(&copy, sizeof copy, "Header");
+}
+
+void ZEB_Memory_Manager::putHeader() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::putHeader");
+  const _TimeStamp now = ZEB_Timer::nowTime();
+  const std::lock_guard guard(copying_);
+  write(now);
+}
+
+// What was written into the block is seen before the header that says so.
+void ZEB_Memory_Manager::write(_TimeStamp now) {
+  header_.lastUpdate = now;
+  if (!address_) return;
+  std::atomic_thread_fence(std::memory_order_release);
+  copyToShared(address_, &header_, sizeof header_);
+}
+
+void* ZEB_Memory_Manager::getFirstPosition() const {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getFirstPosition");
+  return trace.leave(at(layout::block::bytes));
+}
+
+void* ZEB_Memory_Manager::getNextPosition() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getNextPosition");
+  getHeader();
+  return trace.leave(at(headerCopy().next));
+}
+
+void* ZEB_Memory_Manager::getLastPosition() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getLastPosition");
+  getHeader();
+  return trace.leave(at(headerCopy().last));
+}
+
+void* ZEB_Memory_Manager::getLastAvailablePosition() const {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getLastAvailablePosition");
+  const std::uint32_t size = headerCopy().size;
+  void* const end = at(static_cast<std::int32_t>(size));
+  trace.text("%X %X %X", address_, size, end);
+  return trace.leave(end);
+}
+
+void ZEB_Memory_Manager::setNextPosition(const void* p) {
+  Trace trace(kUnit, "ZEB_Memory_Manager::setNextPosition");
+  trace.text("Parameter %X", p);
+  const auto next = static_cast<std::int32_t>(number(p) - number(address_));
+  const _TimeStamp now = ZEB_Timer::nowTime();
+  std::int32_t last;
+  {
+    const std::lock_guard guard(copying_);
+    header_.next = next;
+    header_.last = last = std::max(header_.last, next);
+    write(now);
+  }
+  trace.text("Next : %X  Last : %X", static_cast<unsigned>(next), static_cast<unsigned>(last));
+}
+
+std::uint32_t ZEB_Memory_Manager::getAvailableBytes() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getAvailableBytes");
+  const void* const next = getNextPosition();
+  return trace.leave(static_cast<std::uint32_t>(number(getLastAvailablePosition()) - number(next)));
+}
+
+bool ZEB_Memory_Manager::isEnoughSpace(const void* p, std::uint32_t n) const {
+  Trace trace(kUnit, "ZEB_Memory_Manager::isEnoughSpace");
+  trace.text("isEnough %X %d", p, static_cast<int>(n));
+  const std::uintptr_t end = number(getLastAvailablePosition());
+  const bool inside = number(p) >= number(getFirstPosition()) && number(p) <= end;
+  if (!inside || end - number(p) < n) {
+    trace.text("No more space");
+    return trace.leave(false);
+  }
+  trace.text("Enough space to write %i bytes in the memory location %X", static_cast<int>(n), p);
+  return trace.leave(true);
+}
+
+bool ZEB_Memory_Manager::isEmpty() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::isEmpty");
+  return trace.leave(getFirstPosition() == getLastPosition());
+}
+
+_TimeStamp ZEB_Memory_Manager::getLastUpdate() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getLastUpdate");
+  getHeader();
+  return headerCopy().lastUpdate;
+}
+
+void ZEB_Memory_Manager::setSize(std::uint32_t bytes) {
+  Trace trace(kUnit, "ZEB_Memory_Manager::setSize");
+  trace.text("Size = %i", static_cast<int>(bytes));
+  const std::lock_guard guard(copying_);
+  header_.size = bytes;
+}
+
+void ZEB_Memory_Manager::setEyecatcher(const char* name) {
+  Trace trace(kUnit, "ZEB_Memory_Manager::setEyecatcher");
+  trace.text("Eyecatcher = %s", name);
+  if (!name) return;
+  const std::lock_guard guard(copying_);
+  std::memcpy(header_.eyecatcher, name, strnlen(name, sizeof header_.eyecatcher));
+}
+
+void ZEB_Memory_Manager::setAddress(void* p, std::uint32_t mapped) {
+  Trace trace(kUnit, "ZEB_Memory_Manager::setAddress");
+  trace.text("Address = %X", p);
+  address_ = p;
+  mapped_ = mapped;
+}
+
+std::uint32_t ZEB_Memory_Manager::getSize() const {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getSize");
+  return trace.leave(headerCopy().size);
+}
+
+const char* ZEB_Memory_Manager::getEyecatcher() const {
+  Trace trace(kUnit, "ZEB_Memory_Manager::getEyecatcher");
+  return trace.leave(static_cast<const char*>(header_.eyecatcher));
+}
+
+void ZEB_Memory_Manager::cleanup() {
+  Trace trace(kUnit, "ZEB_Memory_Manager::cleanup");
+  status_ = ZEB_STATUS_FAILED;
+}

@@ -1,0 +1,23 @@
+// A private image of stored bytes, on the stack as long as it is small.
+#ifndef ZEB_STORE_PRIVATE_BYTES_H
+#define ZEB_STORE_PRIVATE_BYTES_H
+
+#include <cstdint>
+#include <memory>
+#include <new>
+
+class Private_Bytes {
+ public:
+  explicit Private_Bytes(std::size_t bytes) {
+    if (bytes > sizeof small_) large_.reset(new (std::nothrow) std::uint8_t[bytes]);
+    data_ = bytes > sizeof small_ ? large_.get() : small_;
+  }
+  std::uint8_t* data() { return data_; }  // null when memory ran out
+
+ private:
+  std::uint8_t small_[512];
+  std::unique_ptr<std::uint8_t[]> large_;
+  std::uint8_t* data_;
+};
+
+#endif  // ZEB_STORE_PRIVATE_BYTES_H

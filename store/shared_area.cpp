@@ -1,0 +1,192 @@
+#include "store/shared_area.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <new>
+
+#include "base/format.h"
+#include "base/memory_size.h"
+#include "base/shared_bytes.h"
+#include "base/temp_directory.h"
+#include "base/trace.h"
+#include "records/record_factory.h"
+#include "store/private_bytes.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcshar";
+
+// Makes a record of the bytes, a copy of those at p, and keeps it when it is newer than the stamp.
+ZEB_ReturnCode rebuild(const std::uint8_t* bytes, void* p, _TimeStamp stamp,
+                       Record_Collection* records) {
+  std::unique_ptr<ZEB_Record> record = makeBlankRecord(layout::typeOf(bytes));
+  if (!record) return ZEB_NOT_ALLOCATED;
+  record->getFrom(bytes, p);
+  if (!record->OK()) return ZEB_NOT_ALLOCATED;
+  if (record->isNewer(stamp) == 0) return ZEB_SUCCESS;
+  if (!records->insert(record.get())) return ZEB_NOT_ALLOCATED;
+  record.release();  // NOLINT(bugprone-unused-return-value): the collection has it
+  return ZEB_SUCCESS;
+}
+
+}  // namespace
+
+ZEB_Shared_Area::ZEB_Shared_Area(const char* name) : areaName_(getTempDirectory() + name) {
+  Trace trace(kUnit, "ZEB_Shared_Area::ZEB_Shared_Area");
+  setSize(configuredMemorySize());
+}
+
+ZEB_Shared_Area::~ZEB_Shared_Area() {
+  Trace trace(kUnit, "ZEB_Shared_Area::~ZEB_Shared_Area");
+  cleanup();
+}
+
+void ZEB_Shared_Area::init(ZEB_Shared_Memory* segment) {
+  Trace trace(kUnit, "ZEB_Shared_Area::init");
+  trace.text("Initializing shared area %s", areaName_);
+  if (segment) segment->allocate(this);
+  trace.text("Shared area %s mapped. ADDRESS = 0x%X", areaName_, getAddress());
+  areaMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(getAreaName()));
+  if (areaMutex_ && !areaMutex_->OK()) areaMutex_.reset();
+}
+
+ZEB_ReturnCode ZEB_Shared_Area::put(ZEB_Record* record) {
+  Trace trace(kUnit, "ZEB_Shared_Area::put");
+  trace.text("Inserting record in shared area %s", areaName_);
+  if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
+  if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  if (record->getAddress()) return trace.leave(writeRecord(record->getAddress(), record));
+  lock();
+  void* end = nullptr;
+  const ZEB_ReturnCode code = writeRecord(getNextPosition(), record, &end);
+  setNextPosition(end);  // when it did not fit, this moves nothing but the time stamp
+  unlock();
+  return trace.leave(code);
+}
+
+// The record goes out in one copy, so that a reader without a lock seldom sees half of it.
+ZEB_ReturnCode ZEB_Shared_Area::writeRecord(void* position, ZEB_Record* record, void** end) {
+  Trace trace(kUnit, "ZEB_Shared_Area::writeRecord");
+  trace.text("Writing a record in position 0x%X of shared area %s", position, areaName_);
+  if (end) *end = position;
+  if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
+  const std::uint32_t size = record->size();
+  if (!isEnoughSpace(position, size)) return trace.leave(ZEB_ReturnCode(ZEB_NO_ROOM));
+  Private_Bytes image(size);
+  if (!image.data()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
+  void* const behindRecord = record->putTo(image.data(), position);
+  copyToShared(position, image.data(), size);
+  if (end) *end = behindRecord;
+  return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+}
+
+// What stands there is as long as the record is: it was written from it, or from one whose strings
+// are equally long.
+ZEB_ReturnCode ZEB_Shared_Area::get(ZEB_Record* record) {
+  Trace trace(kUnit, "ZEB_Shared_Area::get");
+  if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
+  if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  void* const address = record->getAddress();
+  if (!address) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+  const std::uint32_t size = record->size();
+  if (!isEnoughSpace(address, size)) return trace.leave(ZEB_ReturnCode(ZEB_NOT_READ));
+  Private_Bytes image(size);
+  if (!image.data()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
+  copyFromShared(image.data(), address, size);
+  if (layout::storedSize({image.data(), size}) != size ||
+      layout::typeOf(image.data()) != record->type())
+    return trace.leave(ZEB_ReturnCode(ZEB_NOT_READ));
+  record->getFrom(image.data(), address);
+  return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+}
+
+ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records) {
+  return read(records, _TimeStamp{});
+}
+
+ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records, _TimeStamp stamp) {
+  Trace trace(kUnit, "ZEB_Shared_Area::read");
+  if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
+  if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  auto* const first = static_cast<std::uint8_t*>(getFirstPosition());
+  const void* const end = std::min(getLastPosition(), getLastAvailablePosition());
+  if (end <= first) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+  const std::size_t length = distance(first, end);
+  Private_Bytes image(length);
+  ZEB_ReturnCode code = image.data() ? ZEB_SUCCESS : ZEB_NOT_ALLOCATED;
+  if (code == ZEB_SUCCESS) copyFromShared(image.data(), first, length);
+  for (std::size_t at = 0, size = 0; code == ZEB_SUCCESS && at < length; at += size) {
+    const std::span<const std::uint8_t> stored{image.data() + at, length - at};
+    size = layout::storedSize(stored);
+    code = size == 0 ? ZEB_NOT_READ : rebuild(stored.data(), first + at, stamp, records);
+  }
+  if (code == ZEB_NOT_ALLOCATED) trace.allocationError();
+  return trace.leave(code);
+}
+
+void ZEB_Shared_Area::copyTo(void* buffer, std::uint32_t /*length*/) {
+  Trace trace(kUnit, "ZEB_Shared_Area::copyTo");
+  if (!buffer || !usable()) return;
+  lock();
+  const std::uint32_t size = getSize();
+  trace.text("memcpy 0x%X 0x%X %d", buffer, getAddress(), static_cast<int>(size));
+  copyFromShared(buffer, getAddress(), size);
+  unlock();
+}
+
+std::uint64_t ZEB_Shared_Area::getThreadId() {
+  Trace trace(kUnit, "ZEB_Shared_Area::getThreadId");
+  return trace.leave(static_cast<std::uint64_t>(pthread_self()));
+}
+
+void ZEB_Shared_Area::lock() {
+  Trace trace(kUnit, "ZEB_Shared_Area::lock");
+  const std::uint64_t self = getThreadId();
+  if (owner_.load(std::memory_order_relaxed) == self) {
+    ++depth_;
+    return;
+  }
+  if (areaMutex_)
+    areaMutex_->get();
+  else
+    threads_.enter();
+  owner_.store(self, std::memory_order_relaxed);
+  ownerThread_ = static_cast<std::uint32_t>(self);
+  depth_ = 1;
+}
+
+void ZEB_Shared_Area::unlock() {
+  Trace trace(kUnit, "ZEB_Shared_Area::unlock");
+  if (--depth_ >= 1) return;
+  depth_ = 0;
+  ownerThread_ = 0;
+  owner_.store(0, std::memory_order_relaxed);
+  if (areaMutex_)
+    areaMutex_->release();
+  else
+    threads_.leave();
+}
+
+void ZEB_Shared_Area::dump() {
+  Trace trace(kUnit, "ZEB_Shared_Area::dump");
+  if (!bZEBTracing) return;
+  trace.text("Area : %s", areaName_);
+  trace.text("address = 0x%X, size = %i", getAddress(), static_cast<int>(getSize()));
+  ZEB_DumpMemory(getAddress(), getSize(), nullptr);
+}
+
+const char* ZEB_Shared_Area::getAreaName() const {
+  Trace trace(kUnit, "ZEB_Shared_Area::getAreaName");
+  return trace.leave(static_cast<const char*>(areaName_.getcValue()));
+}
+
+int ZEB_Shared_Area::getType() const {
+  Trace trace(kUnit, "ZEB_Shared_Area::getType");
+  return trace.leave(0);
+}
+
+void ZEB_Shared_Area::cleanup() {
+  Trace trace(kUnit, "ZEB_Shared_Area::cleanup");
+  areaMutex_.reset();
+}

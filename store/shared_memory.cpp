@@ -1,0 +1,256 @@
+#include "store/shared_memory.h"
+
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "base/format.h"
+#include "base/key_file.h"
+#include "base/memory_size.h"
+#include "base/shared_bytes.h"
+#include "base/temp_directory.h"
+#include "base/trace.h"
+#include "store/attach_table.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcshme";
+constexpr char kSuffix[] = ".zebcshme";
+constexpr int kPermissions = 0660;
+constexpr std::uint32_t kAreas = 3;
+
+void* nowhere() {
+  return reinterpret_cast<void*>(-1);
+}
+
+bool isSomewhere(const void* address) {
+  return address && address != nowhere();
+}
+
+// Bytes that can be touched of an attached segment: whole pages, since the configured size wraps
+// in 32 bits and areas may end behind it. `size` when the system doesn't say.
+std::uint32_t mappedSize(int segmentId, std::uint32_t size) {
+  shmid_ds state{};
+  if (shmctl(segmentId, IPC_STAT, &state) != 0) return size;
+  const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  const std::uint64_t mapped = (state.shm_segsz + page - 1) / page * page;
+  return static_cast<std::uint32_t>(std::min<std::uint64_t>(mapped, UINT32_MAX));
+}
+
+Block_Header headerAt(const std::uint8_t* block) {
+  Block_Header header;
+  copyFromShared(&header, block, sizeof header);
+  return header;
+}
+
+bool isEndOfChain(const Block_Header& header) {
+  constexpr char kNoName[4] = {};
+  return std::memcmp(header.eyecatcher, kNoName, sizeof kNoName) == 0;
+}
+
+}  // namespace
+
+ZEB_Shared_Memory::ZEB_Shared_Memory(const ZEB_String* brokerUuid) {
+  Trace trace(kUnit, "ZEB_Shared_Memory::ZEB_Shared_Memory");
+  char name[32];
+  std::snprintf(name, sizeof name, "zeb_attach_%d", static_cast<int>(getpid()));
+  attachMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(name));
+  if (brokerUuid) uuid_ = *brokerUuid;
+  segmentName_ = getTempDirectory() + uuid_ + kSuffix;
+  // Wraps in 32 bits with the largest setting, and is kept so.
+  setSize(kAreas * configuredMemorySize() + layout::block::bytes);
+  setEyecatcher(layout::block::segment);
+}
+
+ZEB_Shared_Memory::~ZEB_Shared_Memory() {
+  Trace trace(kUnit, "ZEB_Shared_Memory::~ZEB_Shared_Memory");
+  cleanup();
+}
+
+void ZEB_Shared_Memory::init() {
+  Trace trace(kUnit, "ZEB_Shared_Memory::init");
+  trace.text("Initializing shared memory segment");
+  segmentMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(getSegmentName()));
+  if (!segmentMutex_) {
+    trace.text("Can't create Mutex");
+    trace.allocationError();
+    setStatus(ZEB_STATUS_FAILED);
+    return;
+  }
+  if (!segmentMutex_->OK()) {
+    trace.text("Mutex NOT OK");
+    setStatus(ZEB_STATUS_FAILED);
+    segmentMutex_.reset();
+    return;
+  }
+  trace.text("Mutex OK");
+  segmentMutex_->get();
+  setAddress(nullptr);
+  const int key = segmentKey(trace);
+  if (key < 0 || !obtain(trace, key)) {
+    setStatus(ZEB_STATUS_FAILED);
+  } else {
+    trace.text("Shared area successfully created. ID %i", segmentId_);
+    join(trace, key);
+  }
+  segmentMutex_->release();
+}
+
+// The segment's key, with the key file made if need be; negative when there is none.
+int ZEB_Shared_Memory::segmentKey(const Trace& trace) const {
+  const char* const name = getSegmentName();
+  int key = tracedKey(trace, name);
+  if (key == -1) {
+    createKeyFile(trace, name);
+    key = tracedKey(trace, name);
+  }
+  if (key < 0) trace.systemCallFailed("ftok", errno);
+  return key;
+}
+
+// Creates the segment or joins the one that is there. An id of 0 is a segment like any other.
+bool ZEB_Shared_Memory::obtain(const Trace& trace, int key) {
+  segmentId_ = shmget(key, getSize(), IPC_CREAT | IPC_EXCL | kPermissions);
+  created_ = segmentId_ >= 0;
+  if (!created_ && errno == EEXIST) {
+    segmentId_ = shmget(key, getSize(), IPC_CREAT | kPermissions);
+    if (segmentId_ < 0) trace.systemCallFailed("shmget", errno);
+  }
+  if (segmentId_ < 0) trace.text("shmget failed. ID %i Error %i", segmentId_, errno);
+  return segmentId_ >= 0;
+}
+
+// A new segment is all zeros. So is a joined one whose creator died before it wrote the header:
+// that is finished here.
+void ZEB_Shared_Memory::join(const Trace& trace, int key) {
+  void* const address = zeb_attach(segmentId_, key);
+  if (!isSomewhere(address)) {
+    trace.systemCallFailed("zeb_attach", errno);
+    setStatus(ZEB_STATUS_FAILED);
+    return;
+  }
+  trace.text("zeb_attach adddress = 0x%X", address);
+  setAddress(address, mappedSize(segmentId_, getSize()));
+  const Block_Header header = headerAt(static_cast<const std::uint8_t*>(address));
+  if (created_ || (isEndOfChain(header) && header.size == 0))
+    setNextPosition(getFirstPosition());
+  else
+    getHeader();
+}
+
+void* ZEB_Shared_Memory::allocate(ZEB_Memory_Manager* area) {
+  Trace trace(kUnit, "ZEB_Shared_Memory::allocate");
+  if (!area || !OK() || !segmentMutex_ || !isSomewhere(getAddress()))
+    return trace.leave(static_cast<void*>(nullptr));
+  segmentMutex_->get();
+  void* const block = place(area);
+  segmentMutex_->release();
+  return trace.leave(block);
+}
+
+// Offsets are unsigned here: with the largest setting the next offset is negative as stored.
+void* ZEB_Shared_Memory::place(ZEB_Memory_Manager* area) {
+  auto* const start = static_cast<std::uint8_t*>(getAddress());
+  const std::uint32_t mapped = mappedBytes();
+  getHeader();
+  const auto next = static_cast<std::uint32_t>(headerCopy().next);
+  if (next < layout::block::bytes || next > mapped) return nullptr;
+
+  std::uint32_t at = layout::block::bytes;
+  while (next - at >= layout::block::bytes) {
+    const Block_Header header = headerAt(start + at);
+    if (isEndOfChain(header)) break;
+    const bool found =
+        std::memcmp(header.eyecatcher, area->getEyecatcher(), sizeof header.eyecatcher) == 0;
+    if (header.size < layout::block::bytes || header.size > (found ? mapped : next) - at)
+      return nullptr;
+    if (found) {
+      area->setAddress(start + at, header.size);
+      area->getHeader();
+      return start + at;
+    }
+    at += header.size;
+  }
+  return carve(area, next);
+}
+
+// Nobody checks elsewhere that a block fits: the segment has room for the three areas that there
+// are. Here it is checked all the same, since a block beyond the end is a crash of the host.
+void* ZEB_Shared_Memory::carve(ZEB_Memory_Manager* area, std::uint32_t offset) {
+  auto* const block = static_cast<std::uint8_t*>(getAddress()) + offset;
+  const std::uint32_t size = area->getSize();
+  if (size > mappedBytes() - offset || !isEndOfChain(headerAt(block))) return nullptr;
+  if (!created_) std::memset(block, 0, size);
+  area->setAddress(block, size);
+  area->setNextPosition(area->getFirstPosition());
+  setNextPosition(block + size);
+  return block;
+}
+
+void* ZEB_Shared_Memory::zeb_attach(int segmentId, int key) {
+  Trace trace(kUnit, "ZEB_Shared_Memory::zeb_attach");
+  if (attachMutex_) attachMutex_->get();
+  if (bZEBTracing) attach_table::dump();
+  bool attached;
+  void* const address = attach_table::attach(segmentId, key, attached);
+  const int error = errno;
+  if (attached) trace.text("shmat adddress = 0x%X", address);
+  if (bZEBTracing) attach_table::dump();
+  if (attachMutex_) attachMutex_->release();
+  errno = error;
+  return trace.leave(address);
+}
+
+int ZEB_Shared_Memory::zeb_dettach(void* address) {
+  Trace trace(kUnit, "ZEB_Shared_Memory::zeb_dettach");
+  if (attachMutex_) attachMutex_->get();
+  if (bZEBTracing) attach_table::dump();
+  const int result = attach_table::detach(address);
+  const int error = errno;
+  if (bZEBTracing) attach_table::dump();
+  if (attachMutex_) attachMutex_->release();
+  errno = error;
+  return trace.leave(result);
+}
+
+void ZEB_Shared_Memory::cleanup() {
+  Trace trace(kUnit, "ZEB_Shared_Memory::cleanup");
+  if (segmentMutex_) segmentMutex_->get();
+  if (isSomewhere(getAddress())) {
+    if (zeb_dettach(getAddress()) != 0) trace.systemCallFailed("zeb_dettach", errno);
+    removeIfUnused(trace);
+  }
+  if (segmentMutex_) segmentMutex_->release();
+  setAddress(nullptr);
+  attachMutex_.reset();
+  segmentMutex_.reset();
+  setStatus(ZEB_STATUS_FAILED);
+}
+
+void ZEB_Shared_Memory::removeIfUnused(const Trace& trace) const {
+  shmid_ds state{};
+  if (shmctl(segmentId_, IPC_STAT, &state) != 0) {
+    trace.systemCallFailed("shmctl IPC_STAT", errno);
+    return;
+  }
+  if (state.shm_nattch != 0) return;
+  if (shmctl(segmentId_, IPC_RMID, nullptr) != 0) trace.systemCallFailed("shmgctl IPC_RMID", errno);
+  const char* const name = getSegmentName();
+  if (name && unlink(name) != 0) trace.systemCallFailed("unlink", errno);
+}
+
+const char* ZEB_Shared_Memory::getSegmentName() const {
+  Trace trace(kUnit, "ZEB_Shared_Memory::getSegmentName");
+  return trace.leave(static_cast<const char*>(segmentName_.getcValue()));
+}
+
+ZEB_String ZEB_Shared_Memory::getUuid() const {
+  Trace trace(kUnit, "ZEB_Shared_Memory::getUuid");
+  return uuid_;
+}

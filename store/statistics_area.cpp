@@ -1,0 +1,20 @@
+#include "store/statistics_area.h"
+
+#include "base/trace.h"
+
+namespace {
+
+constexpr char kUnit[] = "zebcstar";
+
+}  // namespace
+
+ZEB_Stats_Area::ZEB_Stats_Area(const char* name)
+    : ZEB_Shared_Area((ZEB_String(name) + ".zebcstar").getcValue()) {
+  Trace trace(kUnit, "ZEB_Stats_Area::ZEB_Stats_Area");
+  setEyecatcher(layout::block::statistics);
+}
+
+int ZEB_Stats_Area::getType() const {
+  Trace trace(kUnit, "ZEB_Stats_Area::getType");
+  return trace.leave(1);
+}

@@ -1,0 +1,14 @@
+// The area that holds the information and statistics records of a broker. It never wraps.
+#ifndef ZEB_STORE_STATISTICS_AREA_H
+#define ZEB_STORE_STATISTICS_AREA_H
+
+#include "store/shared_area.h"
+
+class ZEB_Stats_Area : public ZEB_Shared_Area {
+ public:
+  explicit ZEB_Stats_Area(const char* name);  // of the broker, null as an empty one
+
+  int getType() const override;  // 1
+};
+
+#endif  // ZEB_STORE_STATISTICS_AREA_H
