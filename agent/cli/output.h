@@ -1,0 +1,41 @@
+// Standard output that can be interrupted and whose reader may go away.
+#ifndef ZEB_AGENT_CLI_OUTPUT_H
+#define ZEB_AGENT_CLI_OUTPUT_H
+
+#include <string_view>
+
+namespace cli {
+
+// Writes to a descriptor until its reader goes away, a write fails, or, once stopOnSignals() was
+// called, SIGINT or SIGTERM arrives. One per process, since it changes how signals are taken.
+class Output {
+ public:
+  explicit Output(int descriptor);
+  ~Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  // From now on both signals end the output instead of the process.
+  void stopOnSignals();
+
+  // False when the output has ended; then nothing more is written.
+  bool write(std::string_view text);
+
+  // Waits; false when the output has ended meanwhile.
+  bool wait(int milliseconds);
+
+  // errno of a failed write, 0 when the output is usable or came to a regular end.
+  int error() const { return error_; }
+
+ private:
+  bool ready(int milliseconds, short events);
+
+  int descriptor_;
+  int signals_ = -1;
+  bool ended_ = false;
+  int error_ = 0;
+};
+
+}  // namespace cli
+
+#endif  // ZEB_AGENT_CLI_OUTPUT_H

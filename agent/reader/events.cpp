@@ -1,0 +1,121 @@
+#include "agent/reader/events.h"
+
+#include <algorithm>
+
+namespace reader {
+namespace {
+
+namespace evtr = layout::evtr;
+namespace evdr = layout::evdr;
+
+constexpr char kExceptionText[] = "Exception found in ";
+
+// The records of one type; any other in this area is damage.
+std::vector<Record> recordsOf(const Area& area, std::uint32_t type, std::uint32_t stride,
+                              DamageList& damage) {
+  std::vector<Record> records = walkRing(area, stride, damage);
+  std::erase_if(records, [&](const Record& record) {
+    if (record.type() == type) return false;
+    damage.add(area.name, record.offset(),
+               "a record of type " + std::to_string(record.type()) + " does not belong here");
+    return true;
+  });
+  return records;
+}
+
+std::vector<std::uint8_t> copyOf(std::span<const std::uint8_t> bytes) {
+  return {bytes.begin(), bytes.end()};
+}
+
+std::string withoutTrailingBlanks(std::string text) {
+  text.erase(text.find_last_not_of(' ') + 1);
+  return text;
+}
+
+}  // namespace
+
+EventKind Event::kind() const {
+  if (!origin) return EventKind::unknown;
+  return origin->text.starts_with(kExceptionText) ? EventKind::exception : EventKind::message;
+}
+
+void TemplateCache::add(const RecordId& id, EventTemplate value) {
+  if (const auto known = index_.find(id); known != index_.end()) {
+    entries_.erase(known->second);
+    index_.erase(known);
+  }
+  entries_.push_front({id, std::move(value)});
+  index_[id] = entries_.begin();
+  if (entries_.size() <= most_) return;
+  index_.erase(entries_.back().id);
+  entries_.pop_back();
+}
+
+const EventTemplate* TemplateCache::find(const RecordId& id) {
+  const auto known = index_.find(id);
+  if (known == index_.end()) return nullptr;
+  entries_.splice(entries_.begin(), entries_, known->second);
+  return &known->second->value;
+}
+
+void EventLog::readTemplates(const Area& area, DamageList& damage) {
+  for (const Record& record : recordsOf(area, ZEB_EVTR_RECORD, 1, damage)) {
+    templates_.add(record.id(), {.executionGroup = record.text(evtr::executionGroup),
+                                 .messageFlow = record.text(evtr::messageFlow),
+                                 .node = record.text(evtr::node),
+                                 .nodeType = record.unsigned32(evtr::nodeType),
+                                 .text = record.text(evtr::text)});
+  }
+}
+
+Event EventLog::eventOf(const Record& record) {
+  Event event{.recordId = record.id(),
+              .templateId = record.parent(),
+              .origin = std::nullopt,
+              .time = record.calendar(evdr::eventTime),
+              .threadId = record.signed32(evdr::threadId),
+              .messageId = copyOf(record.bytes(evdr::messageId)),
+              .correlationId = copyOf(record.bytes(evdr::correlationId)),
+              .putApplicationType = record.signed32(evdr::putApplicationType),
+              .putApplicationName = withoutTrailingBlanks(record.text(evdr::putApplicationName)),
+              .putDate = withoutTrailingBlanks(record.text(evdr::putDate)),
+              .putTime = withoutTrailingBlanks(record.text(evdr::putTime))};
+  if (const EventTemplate* origin = templates_.find(event.templateId)) event.origin = *origin;
+  return event;
+}
+
+// The newest event of last time is gone, so the ring has gone all the way round at least once since
+// then. Slots are counted by position, which tells the number of events but for whole turns.
+void EventLog::countMissed(Batch& batch, const Area& area) const {
+  const std::uint64_t slots = (area.size - layout::block::bytes) / evdr::bytes;
+  if (slots == 0) return;
+  const auto slot = [slots](std::uint32_t offset) {
+    return (offset - layout::block::bytes) / evdr::bytes % slots;
+  };
+  const std::uint64_t posted = slots + (slot(area.next) + slots - slot(nextOffset_)) % slots;
+  batch.overrun = true;
+  batch.perTurn = slots;
+  batch.missed = posted - std::min<std::uint64_t>(posted, batch.events.size());
+}
+
+EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
+  Batch batch;
+  if (segment.id != segmentId_) seen_.clear();
+  segmentId_ = segment.id;
+  if (const Area* templates = segment.copy.find(kEventTemplates)) readTemplates(*templates, damage);
+  const Area* data = segment.copy.find(kEventData);
+  if (data == nullptr) return batch;
+  std::set<RecordId> present;
+  const std::vector<Record> records = recordsOf(*data, ZEB_EVDR_RECORD, evdr::bytes, damage);
+  for (const Record& record : records) {
+    present.insert(record.id());
+    if (!seen_.contains(record.id())) batch.events.push_back(eventOf(record));
+  }
+  if (!seen_.empty() && !present.contains(newest_)) countMissed(batch, *data);
+  if (!records.empty()) newest_ = records.back().id();
+  seen_ = std::move(present);
+  nextOffset_ = data->next;
+  return batch;
+}
+
+}  // namespace reader

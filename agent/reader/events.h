@@ -1,0 +1,95 @@
+// Events: what nodes posted, each joined with its template.
+#ifndef ZEB_AGENT_READER_EVENTS_H
+#define ZEB_AGENT_READER_EVENTS_H
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "agent/reader/record.h"
+#include "agent/reader/segment.h"
+#include "agent/reader/tree.h"
+
+namespace reader {
+
+// What all events of one kind share.
+struct EventTemplate {
+  std::string executionGroup;
+  std::string messageFlow;
+  std::string node;
+  std::uint32_t nodeType = 0;
+  std::string text;
+};
+
+enum class EventKind { unknown, message, exception };  // unknown: the template is gone
+
+struct Event {
+  RecordId recordId;
+  RecordId templateId;
+  std::optional<EventTemplate> origin;
+  Time time;
+  std::int32_t threadId = 0;
+  std::vector<std::uint8_t> messageId;
+  std::vector<std::uint8_t> correlationId;
+  std::int32_t putApplicationType = 0;
+  std::string putApplicationName;  // trailing blanks removed
+  std::string putDate;
+  std::string putTime;
+
+  EventKind kind() const;
+};
+
+// The templates that one reader has met. They are kept after they were overwritten in the area,
+// since nodes go on posting events of them; beyond `most`, those not used for longest go.
+class TemplateCache {
+ public:
+  explicit TemplateCache(std::size_t most = 10000) : most_(most) {}
+
+  void add(const RecordId& id, EventTemplate value);
+  // Null when it was never met; valid until the next add().
+  const EventTemplate* find(const RecordId& id);
+
+ private:
+  struct Entry {
+    RecordId id;
+    EventTemplate value;
+  };
+
+  std::size_t most_;
+  std::list<Entry> entries_;  // the latest used first
+  std::map<RecordId, std::list<Entry>::iterator> index_;
+};
+
+// Follows one broker's events from copy to copy.
+class EventLog {
+ public:
+  struct Batch {
+    std::vector<Event> events;  // new since the last copy, the oldest first
+    std::uint64_t missed = 0;   // at least so many were overwritten before they could be read,
+    std::uint64_t perTurn = 0;  // and so many more for each further turn of the ring
+    bool overrun = false;       // the ring turned at least once since the last copy
+  };
+
+  // The events of `segment` that no earlier call has returned; the first call returns all. A
+  // segment with another id is another run of the broker and starts afresh.
+  Batch read(const Segment& segment, DamageList& damage);
+
+ private:
+  void readTemplates(const Area& area, DamageList& damage);
+  Event eventOf(const Record& record);
+  void countMissed(Batch& batch, const Area& area) const;
+
+  TemplateCache templates_;
+  int segmentId_ = -1;
+  std::set<RecordId> seen_;       // what the area held at the last look,
+  RecordId newest_;               // and the newest of it
+  std::uint32_t nextOffset_ = 0;  // of the data area then
+};
+
+}  // namespace reader
+
+#endif  // ZEB_AGENT_READER_EVENTS_H

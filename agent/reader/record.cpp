@@ -1,0 +1,180 @@
+#include "agent/reader/record.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "agent/reader/text.h"
+
+namespace reader {
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+constexpr std::int64_t kSeconds1901To1970 = 2177452800;
+
+std::uint32_t read32(const std::uint8_t* at) {
+  std::uint32_t value;
+  std::memcpy(&value, at, sizeof value);
+  return value;
+}
+
+std::uint32_t storedWidth(const layout::Field& field, const std::uint8_t* at) {
+  return field.encoding == layout::Encoding::string ? field.width + 2 * read32(at) : field.width;
+}
+
+// Where a walk goes on behind a place that holds no record: the next place that does, or the end.
+std::uint32_t nextReadable(Bytes bytes, std::uint32_t at, std::uint32_t stride) {
+  const std::string_view mark(layout::header::mark, layout::header::eyecatcher.width);
+  const std::string_view all(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  for (std::size_t found = all.find(mark, at + 1); found != all.npos;
+       found = all.find(mark, found + 1)) {
+    const bool inStep = (found - at) % stride == 0;
+    if (inStep && layout::storedSize(bytes.subspan(found)) != 0) {
+      return static_cast<std::uint32_t>(found);
+    }
+  }
+  return static_cast<std::uint32_t>(bytes.size());
+}
+
+std::string whyUnreadable(Bytes left) {
+  if (left.size() < layout::header::bytes) return "a record header is cut";
+  if (std::memcmp(left.data(), layout::header::mark, layout::header::eyecatcher.width) != 0) {
+    return "no record begins here";
+  }
+  const std::uint32_t type = layout::typeOf(left.data());
+  if (type < ZEB_REIR_RECORD || type > ZEB_EVIR_RECORD) {
+    return "record type " + std::to_string(type) + " is unknown";
+  }
+  return "a record of type " + std::to_string(type) + " is cut";
+}
+
+// Appends the records from `begin` to `end`; `damage` may be null when gaps are no surprise.
+void walkPart(std::vector<Record>& records, const Area& area, std::uint32_t begin,
+              std::uint32_t end, std::uint32_t stride, DamageList* damage) {
+  const Bytes bytes = Bytes(area.bytes).first(end);
+  for (std::uint32_t at = begin; at < end;) {
+    const auto size = static_cast<std::uint32_t>(layout::storedSize(bytes.subspan(at)));
+    if (size > 0) {
+      records.emplace_back(bytes.subspan(at, size), at);
+      at += size;
+      continue;
+    }
+    if (damage) damage->add(area.name, at, whyUnreadable(bytes.subspan(at)));
+    at = nextReadable(bytes, at, stride);
+  }
+}
+
+bool overlapsUnstable(const Record& record, const Area& area) {
+  return record.offset() < area.unstableEnd && record.offset() + record.size() > area.unstableBegin;
+}
+
+// Takes out what a writer that hasn't moved the next offset yet may have half overwritten: what
+// changed while it was copied, and what stands right at that offset, the oldest place, but is as
+// young as the newest record. (Unless so is the one behind it: then the ring turned within one
+// millisecond, and nobody can tell.)
+void dropUnfinished(std::vector<Record>& ring, const Area& area) {
+  std::erase_if(ring, [&area](const Record& record) { return overlapsUnstable(record, area); });
+  if (ring.size() < 2 || ring.front().offset() != area.next) return;
+  const Stamp first = ring[0].id().created();
+  const bool youngest = first >= ring.back().id().created();
+  if (youngest && first > ring[1].id().created()) ring.erase(ring.begin());
+}
+
+}  // namespace
+
+RecordId::RecordId(Bytes at) {
+  std::copy_n(at.begin(), kBytes, bytes_.begin());
+}
+
+Stamp RecordId::created() const {
+  return {read32(&bytes_[4]), read32(&bytes_[8])};
+}
+
+std::string RecordId::hex() const {
+  constexpr char digits[] = "0123456789ABCDEF";
+  std::string text;
+  for (const std::uint8_t byte : bytes_) {
+    text += digits[byte >> 4];
+    text += digits[byte & 0xF];
+  }
+  return text;
+}
+
+bool Record::deleted() const {
+  return read32(bytes_.data() + layout::header::deleted.offset) != 0;
+}
+
+RecordId Record::id() const {
+  return RecordId(bytes_.subspan(layout::header::id.offset));
+}
+
+RecordId Record::parent() const {
+  return RecordId(bytes_.subspan(layout::header::parent.offset));
+}
+
+Bytes Record::bytes(const layout::Field& wanted) const {
+  std::size_t at = layout::header::bytes;
+  for (const layout::Field& field : layout::fieldsOf(type())) {
+    const std::uint32_t width = storedWidth(field, bytes_.data() + at);
+    if (std::strcmp(field.name, wanted.name) == 0) return bytes_.subspan(at, width);
+    at += width;
+  }
+  return {};
+}
+
+std::uint32_t Record::unsigned32(const layout::Field& field) const {
+  const Bytes at = bytes(field);
+  return at.size() < sizeof(std::uint32_t) ? 0 : read32(at.data());
+}
+
+std::int32_t Record::signed32(const layout::Field& field) const {
+  return static_cast<std::int32_t>(unsigned32(field));
+}
+
+std::string Record::text(const layout::Field& field) const {
+  const Bytes at = bytes(field);
+  if (field.encoding != layout::Encoding::string) {
+    return utf8(std::string_view(reinterpret_cast<const char*>(at.data()), at.size()));
+  }
+  if (at.size() < layout::kEmptyString) return {};
+  std::u16string units((at.size() - layout::kEmptyString) / 2, u'\0');
+  std::memcpy(units.data(), at.data() + sizeof(std::uint32_t), 2 * units.size());
+  return utf8(units);
+}
+
+std::optional<std::int64_t> Record::calendar(const layout::Field& field) const {
+  const std::uint32_t seconds = unsigned32(field);
+  if (seconds == 0) return std::nullopt;
+  return std::int64_t{seconds} - kSeconds1901To1970;
+}
+
+std::optional<std::int64_t> Record::decimal(const layout::Field& field) const {
+  const Bytes at = bytes(field);
+  std::string_view digits(reinterpret_cast<const char*>(at.data()), at.size());
+  digits = digits.substr(0, digits.find('\0'));
+  if (digits.starts_with('+')) digits.remove_prefix(1);
+  std::int64_t value = 0;
+  for (const char digit : digits) {
+    if (digit < '0' || digit > '9' || __builtin_mul_overflow(value, 10, &value) ||
+        __builtin_add_overflow(value, digit - '0', &value)) {
+      return std::nullopt;
+    }
+  }
+  return value;
+}
+
+std::vector<Record> walk(const Area& area, DamageList& damage) {
+  std::vector<Record> records;
+  walkPart(records, area, layout::block::bytes, area.last, 1, &damage);
+  return records;
+}
+
+std::vector<Record> walkRing(const Area& area, std::uint32_t stride, DamageList& damage) {
+  std::vector<Record> ring;
+  walkPart(ring, area, area.next, area.last, stride, nullptr);
+  walkPart(ring, area, layout::block::bytes, area.next, stride, &damage);
+  if (area.wrapped()) dropUnfinished(ring, area);
+  return ring;
+}
+
+}  // namespace reader

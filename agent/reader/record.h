@@ -1,0 +1,77 @@
+// Records in an area's copy, one by one.
+#ifndef ZEB_AGENT_READER_RECORD_H
+#define ZEB_AGENT_READER_RECORD_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "agent/reader/segment_copy.h"
+#include "records/layout.h"
+
+namespace reader {
+
+// What names a record everywhere: type, creation stamp and random number, compared as bytes.
+class RecordId {
+ public:
+  static constexpr std::size_t kBytes = 16;
+
+  RecordId() = default;
+  // `at` must hold 16 bytes.
+  explicit RecordId(std::span<const std::uint8_t> at);
+
+  auto operator<=>(const RecordId&) const = default;
+  bool isZero() const { return *this == RecordId(); }
+  Stamp created() const;
+  std::string hex() const;  // 32 upper-case digits
+
+ private:
+  std::array<std::uint8_t, kBytes> bytes_{};
+};
+
+// A whole, sane record inside the bytes of an Area, which it points into. A field that the record's
+// type doesn't have reads as 0 or empty.
+class Record {
+ public:
+  // `bytes` must be exactly what layout::storedSize accepted.
+  Record(std::span<const std::uint8_t> bytes, std::uint32_t offset)
+      : bytes_(bytes), offset_(offset) {}
+
+  std::uint32_t offset() const { return offset_; }  // in its area
+  std::uint32_t size() const { return static_cast<std::uint32_t>(bytes_.size()); }
+  std::uint32_t type() const { return layout::typeOf(bytes_.data()); }
+  bool deleted() const;
+  RecordId id() const;
+  RecordId parent() const;
+
+  std::uint32_t unsigned32(const layout::Field& field) const;
+  std::int32_t signed32(const layout::Field& field) const;
+  std::string text(const layout::Field& field) const;  // UTF-8
+  std::span<const std::uint8_t> bytes(const layout::Field& wanted) const;
+
+  // Seconds since 1970, nothing when the time is not set.
+  std::optional<std::int64_t> calendar(const layout::Field& field) const;
+
+  // Nothing when the text isn't a decimal number of 64 bits.
+  std::optional<std::int64_t> decimal(const layout::Field& field) const;
+
+ private:
+  std::span<const std::uint8_t> bytes_;
+  std::uint32_t offset_;
+};
+
+// The records of the statistics area, in stored order. Where none can be read, `damage` says so and
+// the walk goes on at the next place that holds one.
+std::vector<Record> walk(const Area& area, DamageList& damage);
+
+// The records of an events area, oldest first: those behind the next offset, left over from before
+// the last wrap, as far as they are whole; then those before it. Remains of a record that a later
+// one cut are stepped over silently. Records lie `stride` bytes apart, 1 when sizes vary.
+std::vector<Record> walkRing(const Area& area, std::uint32_t stride, DamageList& damage);
+
+}  // namespace reader
+
+#endif  // ZEB_AGENT_READER_RECORD_H

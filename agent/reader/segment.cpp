@@ -1,0 +1,155 @@
+#include "agent/reader/segment.h"
+
+#include <grp.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <new>
+#include <optional>
+
+#include "agent/reader/text.h"
+
+namespace reader {
+namespace {
+
+constexpr char kSuffix[] = ".zebcshme";
+constexpr int kProject = 1;
+
+// Attached for as long as it lives.
+class Attachment {
+ public:
+  explicit Attachment(int id) : address_(shmat(id, nullptr, SHM_RDONLY)) {}
+  ~Attachment() {
+    if (attached()) shmdt(address_);
+  }
+  Attachment(const Attachment&) = delete;
+  Attachment& operator=(const Attachment&) = delete;
+
+  bool attached() const { return address_ != reinterpret_cast<void*>(-1); }
+  const std::uint8_t* bytes() const { return static_cast<const std::uint8_t*>(address_); }
+
+ private:
+  void* address_;
+};
+
+std::string groupName(gid_t gid) {
+  std::vector<char> buffer(16384);
+  group entry;
+  group* found = nullptr;
+  getgrgid_r(gid, &entry, buffer.data(), buffer.size(), &found);
+  return found ? found->gr_name : std::to_string(gid);
+}
+
+// The group of the segment with this id, from the kernel's list, which everybody may read.
+std::optional<gid_t> listedGroup(int id) {
+  std::ifstream list("/proc/sysvipc/shm");
+  list.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+  long long key, listed, permissions, size, creator, lastUser, attached, owner, group;
+  while (list >> key >> listed >> permissions >> size >> creator >> lastUser >> attached >> owner >>
+         group) {
+    if (listed == id) return static_cast<gid_t>(group);
+    list.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+  }
+  return std::nullopt;
+}
+
+std::string owningGroup(const std::string& keyFile, int id) {
+  if (const auto gid = listedGroup(id)) return groupName(*gid);
+  struct stat file;
+  return stat(keyFile.c_str(), &file) == 0 ? groupName(file.st_gid) : std::string();
+}
+
+void fail(Segment& segment, const char* call) {
+  segment.error = errno;
+  segment.call = call;
+  switch (segment.error) {
+    case EACCES:
+    case EPERM:
+      segment.state = State::noPermission;
+      segment.group = owningGroup(segment.keyFile, segment.id);
+      break;
+    case EIDRM:  // removed between two calls
+    case EINVAL:
+      segment.state = State::noSegment;
+      break;
+    default:
+      segment.state = State::failed;
+  }
+}
+
+// The segment's id by its key file; false when there is none, and then the state says why.
+bool findSegment(Segment& segment) {
+  const key_t key = ftok(segment.keyFile.c_str(), kProject);
+  if (key == -1) {
+    fail(segment, "ftok");
+    if (segment.error == ENOENT || segment.error == ENOTDIR) segment.state = State::noKeyFile;
+    return false;
+  }
+  segment.id = shmget(key, 0, 0);
+  if (segment.id >= 0) return true;
+  segment.id = 0;
+  fail(segment, "shmget");
+  if (segment.error == ENOENT) segment.state = State::noSegment;
+  return false;
+}
+
+void copyAttached(Segment& segment) {
+  const Attachment attachment(segment.id);
+  if (!attachment.attached()) return fail(segment, "shmat");
+  shmid_ds facts;
+  if (shmctl(segment.id, IPC_STAT, &facts) != 0) return fail(segment, "shmctl");
+  segment.size = facts.shm_segsz;
+  segment.attached = facts.shm_nattch - 1;
+  segment.group = groupName(facts.shm_perm.gid);
+  // The last block of the largest segment ends two bytes behind it, inside the last page.
+  const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  const std::uint64_t mapped = (segment.size + page - 1) / page * page;
+  segment.copy = copySegment({attachment.bytes(), mapped}, segment.size);
+  segment.state = State::ok;
+  if (!segment.copy.initialised) segment.state = State::notInitialised;
+  if (!segment.copy.damage.empty()) segment.state = State::damaged;
+}
+
+}  // namespace
+
+std::string keyFileOf(const std::string& directory, const std::string& uuid) {
+  return directory + uuid + kSuffix;
+}
+
+KeyFiles findKeyFiles(const std::string& directory) {
+  KeyFiles found;
+  std::error_code error;
+  std::filesystem::directory_iterator entry(directory, error), end;
+  for (; !error && entry != end; entry.increment(error)) {
+    const std::string name = entry->path().filename();
+    if (name.ends_with(kSuffix)) found.paths.push_back(directory + name);
+  }
+  found.error = error.value();
+  std::sort(found.paths.begin(), found.paths.end());
+  return found;
+}
+
+Segment readSegment(const std::string& keyFile) {
+  Segment segment;
+  segment.keyFile = keyFile;
+  const std::string name = std::filesystem::path(keyFile).filename();
+  segment.uuid = utf8(
+      std::string_view(name).substr(0, name.size() - std::min(name.size(), sizeof kSuffix - 1)));
+  if (!findSegment(segment)) return segment;
+  try {
+    copyAttached(segment);
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+    fail(segment, "copy");
+  }
+  return segment;
+}
+
+}  // namespace reader

@@ -1,0 +1,55 @@
+// Finding brokers by their key files, and reading their segments without leaving a trace.
+#ifndef ZEB_AGENT_READER_SEGMENT_H
+#define ZEB_AGENT_READER_SEGMENT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "agent/reader/segment_copy.h"
+
+namespace reader {
+
+enum class State {
+  ok,
+  noKeyFile,       // nothing has created the key file, or somebody removed it
+  noSegment,       // a key file, but no shared memory: left over from a crash
+  noPermission,    // the segment or its key file belongs to others
+  notInitialised,  // a segment whose creator hasn't written its header, or died before it did
+  damaged,         // `damage` says what; everything readable is there
+  failed,          // a system call failed for another reason: `error`
+};
+
+// A broker's segment as it was at one moment. Facts that the state leaves unknown are 0 or empty.
+struct Segment {
+  State state = State::failed;
+  std::string keyFile;         // path
+  std::string uuid;            // as the key file's name says
+  int error = 0;               // errno of a failed call
+  std::string call;            // and its name
+  std::string group;           // whose members may read, by name, or by number when it has none
+  int id = 0;                  // for ipcrm -m
+  std::uint64_t size = 0;      // bytes
+  std::uint64_t attached = 0;  // attachments by others
+  SegmentCopy copy;
+};
+
+struct KeyFiles {
+  int error = 0;                   // errno when the directory can't be read
+  std::vector<std::string> paths;  // sorted
+};
+
+// The key files of all brokers in `directory`, which ends in "/".
+KeyFiles findKeyFiles(const std::string& directory);
+
+// The path of the key file of one broker.
+std::string keyFileOf(const std::string& directory, const std::string& uuid);
+
+// Copies the segment that belongs to `keyFile` and decodes nothing of it. It is attached only while
+// it is copied, and read-only: a reader that stayed would keep the last process of the broker from
+// removing it. No lock is taken, and neither a file nor an IPC object is created.
+Segment readSegment(const std::string& keyFile);
+
+}  // namespace reader
+
+#endif  // ZEB_AGENT_READER_SEGMENT_H

@@ -1,0 +1,207 @@
+#include "agent/reader/segment_copy.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "records/layout.h"
+
+namespace reader {
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+namespace block = layout::block;
+
+constexpr int kTries = 8;
+constexpr std::size_t kMostBlocks = 16;
+
+// A block header in private memory.
+class Header {
+ public:
+  // `at` must hold block::bytes bytes.
+  explicit Header(Bytes at) { std::memcpy(bytes_.data(), at.data(), bytes_.size()); }
+
+  std::string_view eyecatcher() const {
+    return {reinterpret_cast<const char*>(bytes_.data()), block::eyecatcherBytes};
+  }
+  bool unused() const { return value(block::eyecatcher) == 0; }
+  std::uint32_t mark() const { return value(block::mark); }
+  std::uint32_t size() const { return value(block::size); }
+  std::uint32_t next() const { return value(block::next); }
+  std::uint32_t last() const { return value(block::last); }
+  Stamp lastUpdate() const {
+    return {valueAt(block::lastUpdate.offset), valueAt(block::lastUpdate.offset + 4)};
+  }
+  bool operator==(const Header&) const = default;
+
+ private:
+  std::uint32_t value(const layout::Field& field) const { return valueAt(field.offset); }
+  std::uint32_t valueAt(std::uint32_t offset) const {
+    std::uint32_t value;
+    std::memcpy(&value, bytes_.data() + offset, sizeof value);
+    return value;
+  }
+
+  std::array<std::uint8_t, block::bytes> bytes_;
+};
+
+// Where a block stands in the segment; both numbers are within it.
+struct Place {
+  std::string name;
+  std::uint64_t offset;
+  std::uint32_t size;
+};
+
+// The name that damage reports use for the block, empty for a block of no known kind.
+std::string areaName(std::string_view eyecatcher) {
+  if (eyecatcher == block::statistics) return kStatistics;
+  if (eyecatcher == block::eventTemplates) return kEventTemplates;
+  if (eyecatcher == block::eventData) return kEventData;
+  return {};
+}
+
+// Fills in the segment's own facts. The end of its used part, or 0 when there is nothing to read.
+std::uint64_t readSegmentHeader(SegmentCopy& copy, Bytes shared, std::uint64_t size) {
+  if (shared.size() < block::bytes) {
+    copy.damage.add(kSegment, 0, "too short for a header: " + std::to_string(size) + " bytes");
+    copy.initialised = true;
+    return 0;
+  }
+  const Header header(shared.first(block::bytes));
+  copy.initialised = !header.unused();
+  if (!copy.initialised) return 0;
+  copy.size = header.size();
+  copy.lastUpdate = header.lastUpdate();
+  if (header.eyecatcher() != block::segment) {
+    copy.damage.add(kSegment, block::eyecatcher.offset, "the eyecatcher is not \"zebcshme\"");
+    return 0;
+  }
+  if (header.mark() != 1) copy.damage.add(kSegment, block::mark.offset, "the header mark is not 1");
+  if (header.size() != size) {
+    copy.damage.add(kSegment, block::size.offset,
+                    "the header says " + std::to_string(header.size()) + " bytes, the system " +
+                        std::to_string(size));
+  }
+  // The offset of the largest segment doesn't fit a signed number: it is read as unsigned.
+  if (header.next() < block::bytes || header.next() > shared.size()) {
+    copy.damage.add(kSegment, block::next.offset,
+                    "next offset " + std::to_string(header.next()) + " is outside the segment");
+    return shared.size();
+  }
+  return header.next();
+}
+
+// Checks one block header of the chain; false ends the chain.
+bool addPlace(std::vector<Place>& places, DamageList& damage, const Header& header,
+              std::uint64_t at, std::uint64_t left) {
+  if (header.size() < block::bytes) {
+    damage.add(kSegment, at + block::size.offset,
+               "block of " + std::to_string(header.size()) + " bytes, less than its header");
+    return false;
+  }
+  const bool fits = header.size() <= left;
+  if (!fits) {
+    damage.add(kSegment, at + block::size.offset,
+               "block of " + std::to_string(header.size()) + " bytes, only " +
+                   std::to_string(left) + " are left");
+  }
+  const std::string name = areaName(header.eyecatcher());
+  const bool known = std::any_of(places.begin(), places.end(),
+                                 [&name](const Place& place) { return place.name == name; });
+  if (name.empty() || known) {
+    damage.add(kSegment, at, name.empty() ? "block of an unknown name" : "second block " + name);
+  } else {
+    places.push_back(
+        {name, at, static_cast<std::uint32_t>(std::min<std::uint64_t>(header.size(), left))});
+  }
+  return fits;
+}
+
+std::vector<Place> findBlocks(SegmentCopy& copy, Bytes shared, std::uint64_t end) {
+  std::vector<Place> places;
+  std::uint64_t at = block::bytes;
+  for (std::size_t blocks = 0; at < end; ++blocks) {
+    if (blocks == kMostBlocks) {
+      copy.damage.add(kSegment, at, "more than " + std::to_string(kMostBlocks) + " blocks");
+      break;
+    }
+    if (end - at < block::bytes) {
+      copy.damage.add(kSegment, at, "no room for a block header");
+      break;
+    }
+    const Header header(shared.subspan(at, block::bytes));
+    if (header.unused() || !addPlace(places, copy.damage, header, at, shared.size() - at)) break;
+    at += header.size();
+  }
+  return places;
+}
+
+// Notes which part behind the next offset differs between the copy and a second look at `shared`.
+// There a writer may be at work on a record that it hasn't published yet.
+void findUnstable(Area& area, Bytes shared) {
+  const std::vector<std::uint8_t> again(shared.begin() + area.next, shared.begin() + area.last);
+  const auto copied = area.bytes.begin() + area.next;
+  const auto first = std::mismatch(again.begin(), again.end(), copied).first;
+  if (first == again.end()) return;
+  const auto behind = std::mismatch(again.rbegin(), again.rend(), area.bytes.rbegin()).first;
+  area.unstableBegin = area.next + static_cast<std::uint32_t>(first - again.begin());
+  area.unstableEnd = area.next + static_cast<std::uint32_t>(behind.base() - again.begin());
+}
+
+void copyOnce(Area& area, const Header& header, Bytes shared) {
+  const auto within = [&](std::uint32_t offset) {
+    return offset >= block::bytes && offset <= shared.size();
+  };
+  area.size = static_cast<std::uint32_t>(shared.size());
+  area.last = within(header.last()) ? header.last() : area.size;
+  area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
+  area.lastUpdate = header.lastUpdate();
+  area.bytes.assign(shared.begin(), shared.begin() + area.last);
+  area.unstableBegin = area.unstableEnd = 0;
+  if (area.wrapped()) findUnstable(area, shared);
+}
+
+void reportHeader(DamageList& damage, const Area& area, const Header& header) {
+  if (header.mark() != 1) damage.add(area.name, block::mark.offset, "the header mark is not 1");
+  const auto report = [&](const layout::Field& field, std::uint32_t stored) {
+    damage.add(area.name, field.offset,
+               std::string(field.name) + " " + std::to_string(static_cast<std::int32_t>(stored)) +
+                   " is outside the area");
+  };
+  if (header.last() != area.last) report(block::last, header.last());
+  if (header.next() != area.next) report(block::next, header.next());
+}
+
+Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
+  const Bytes own = shared.subspan(place.offset, place.size);
+  Area area;
+  area.name = place.name;
+  Header before(own.first(block::bytes));
+  for (int tries = 1;; ++tries) {
+    copyOnce(area, before, own);
+    const Header after(own.first(block::bytes));
+    if (after == before || tries == kTries) break;
+    before = after;
+  }
+  reportHeader(damage, area, before);
+  return area;
+}
+
+}  // namespace
+
+const Area* SegmentCopy::find(const char* name) const {
+  const auto named = [name](const Area& area) { return area.name == name; };
+  const auto found = std::find_if(areas.begin(), areas.end(), named);
+  return found == areas.end() ? nullptr : &*found;
+}
+
+SegmentCopy copySegment(Bytes shared, std::uint64_t size) {
+  SegmentCopy copy;
+  const std::uint64_t end = readSegmentHeader(copy, shared, size);
+  std::vector<Place> places = findBlocks(copy, shared, end);
+  std::reverse(places.begin(), places.end());
+  for (const Place& place : places) copy.areas.push_back(copyBlock(place, shared, copy.damage));
+  return copy;
+}
+
+}  // namespace reader

@@ -1,0 +1,66 @@
+// A private copy of what a segment holds, block by block.
+#ifndef ZEB_AGENT_READER_SEGMENT_COPY_H
+#define ZEB_AGENT_READER_SEGMENT_COPY_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "agent/reader/damage.h"
+
+namespace reader {
+
+// A point in time as identifiers and block headers hold it: since 1970, UTC.
+struct Stamp {
+  std::uint32_t seconds = 0;
+  std::uint32_t milliseconds = 0;
+  auto operator<=>(const Stamp&) const = default;
+};
+
+// One area as it was at one moment. The three offsets are believable: 32 <= next, last, and both
+// within the block, whatever is stored.
+struct Area {
+  std::string name;        // "statistics", "eventTemplates" or "eventData"
+  std::uint32_t size = 0;  // bytes of the whole block, header included
+  std::uint32_t next = 0;  // where the next record will be written
+  std::uint32_t last = 0;  // behind the last byte ever written
+  Stamp lastUpdate;
+  std::vector<std::uint8_t> bytes;  // of the block from its start to `last`
+
+  // Bytes from here to there changed while they were copied: nobody knows what they hold.
+  std::uint32_t unstableBegin = 0;
+  std::uint32_t unstableEnd = 0;
+
+  // Records behind `next` are left over from before the last wrap.
+  bool wrapped() const { return next < last; }
+};
+
+struct SegmentCopy {
+  bool initialised = false;  // the header names a segment of ours
+  std::uint32_t size = 0;    // as its header says
+  Stamp lastUpdate;
+  std::vector<Area> areas;
+  DamageList damage;
+
+  // Null when the segment has no such area (yet).
+  const Area* find(const char* name) const;
+};
+
+inline constexpr char kSegment[] = "segment";
+inline constexpr char kStatistics[] = "statistics";
+inline constexpr char kEventTemplates[] = "eventTemplates";
+inline constexpr char kEventData[] = "eventData";
+
+// Copies the used parts of the segment that is mapped at `shared` (whole pages, when it is a real
+// one) and that has `size` bytes for the system. Others may be writing there: every byte that is
+// parsed is parsed from the copy.
+//
+// Blocks are copied from the last to the first, so that the template of each event that is copied
+// was stored before the templates were. A block whose header changes meanwhile is copied again, a
+// few times; what still can't be relied on is described in docs/format.md.
+SegmentCopy copySegment(std::span<const std::uint8_t> shared, std::uint64_t size);
+
+}  // namespace reader
+
+#endif  // ZEB_AGENT_READER_SEGMENT_COPY_H

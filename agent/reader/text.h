@@ -1,0 +1,24 @@
+// Stored 16-bit texts as UTF-8.
+#ifndef ZEB_AGENT_READER_TEXT_H
+#define ZEB_AGENT_READER_TEXT_H
+
+#include <string>
+#include <string_view>
+
+namespace reader {
+
+// UTF-8 of `units` up to the first zero unit; always valid UTF-8.
+//
+// The units are UTF-16 when they come from the host, and sign-extended bytes (0x80 becomes 0xFF80)
+// when the library widened an 8-bit text. So a run of units 0xFF80 to 0xFFFF whose low bytes are
+// valid UTF-8 is taken for those bytes, anything else for UTF-16. An unpaired surrogate becomes
+// U+FFFD.
+std::string utf8(std::u16string_view units);
+
+// UTF-8 of 8-bit characters up to the first zero byte: the bytes themselves when they are valid
+// UTF-8, else each byte above 0x7F as U+FFFD.
+std::string utf8(std::string_view bytes);
+
+}  // namespace reader
+
+#endif  // ZEB_AGENT_READER_TEXT_H

@@ -1,0 +1,153 @@
+#include "agent/reader/tree.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <set>
+#include <utility>
+
+namespace reader {
+namespace {
+
+namespace stir = layout::stir;
+
+// The records of one statistics area, found by type and parent.
+class Family {
+ public:
+  explicit Family(std::vector<Record> records) : records_(std::move(records)) {
+    for (const Record& record : records_) {
+      children_[{record.type(), record.parent()}].push_back(&record);
+      ids_.emplace(record.type(), record.id());
+    }
+  }
+
+  const std::vector<Record>& records() const { return records_; }
+
+  const Record* first(std::uint32_t type) const {
+    const auto ofType = [type](const Record& record) { return record.type() == type; };
+    const auto found = std::find_if(records_.begin(), records_.end(), ofType);
+    return found == records_.end() ? nullptr : &*found;
+  }
+
+  std::vector<const Record*> children(std::uint32_t type, const RecordId& parent) const {
+    const auto found = children_.find({type, parent});
+    return found == children_.end() ? std::vector<const Record*>() : found->second;
+  }
+
+  bool holds(std::uint32_t type, const RecordId& id) const { return ids_.contains({type, id}); }
+
+ private:
+  std::vector<Record> records_;
+  std::map<std::pair<std::uint32_t, RecordId>, std::vector<const Record*>> children_;
+  std::set<std::pair<std::uint32_t, RecordId>> ids_;
+};
+
+// A stored 64-bit number; 0 when its text is damaged.
+std::int64_t number(const Record& record, const layout::Field& field, DamageList& damage) {
+  if (const auto value = record.decimal(field)) return *value;
+  damage.add(kStatistics, record.offset() + field.offset,
+             std::string(field.name) + " is not a decimal number");
+  return 0;
+}
+
+Statistics statisticsOf(const Record& record, DamageList& damage) {
+  return {.recordId = record.id(),
+          .messageCount = number(record, stir::messageCount, damage),
+          .sumSize = number(record, stir::sumSize, damage),
+          .maxSize = record.signed32(stir::maxSize),
+          .minSize = record.signed32(stir::minSize),
+          .sumElapsed = number(record, stir::sumElapsed, damage),
+          .maxElapsed = record.signed32(stir::maxElapsed),
+          .minElapsed = record.signed32(stir::minElapsed),
+          .sumQueued = number(record, stir::sumQueued, damage),
+          .maxQueued = record.signed32(stir::maxQueued),
+          .minQueued = record.signed32(stir::minQueued),
+          .firstCollection = record.calendar(stir::firstCollection),
+          .lastCollection = record.calendar(stir::lastCollection)};
+}
+
+Node nodeOf(const Record& record, const Family& family, DamageList& damage) {
+  Node node{.label = record.text(layout::reir::label),
+            .type = record.unsigned32(layout::noir::nodeType),
+            .subFlowName = record.text(layout::noir::subFlowName),
+            .deleted = record.deleted(),
+            .recordId = record.id(),
+            .statistics = std::nullopt};
+  const auto statistics = family.children(ZEB_STIR_RECORD, node.recordId);
+  if (!statistics.empty()) node.statistics = statisticsOf(*statistics.front(), damage);
+  return node;
+}
+
+MessageFlow flowOf(const Record& record, const Family& family, DamageList& damage) {
+  MessageFlow flow{.label = record.text(layout::reir::label),
+                   .deleted = record.deleted(),
+                   .recordId = record.id(),
+                   .nodes = {}};
+  for (const Record* child : family.children(ZEB_NOIR_RECORD, flow.recordId)) {
+    flow.nodes.push_back(nodeOf(*child, family, damage));
+  }
+  return flow;
+}
+
+ExecutionGroup groupOf(const Record& record, const Family& family, DamageList& damage) {
+  ExecutionGroup group{.label = record.text(layout::reir::label),
+                       .uuid = record.text(layout::reir::uuid),
+                       .processId = record.signed32(layout::egir::processId),
+                       .deleted = record.deleted(),
+                       .recordId = record.id(),
+                       .messageFlows = {}};
+  for (const Record* child : family.children(ZEB_MFIR_RECORD, group.recordId)) {
+    group.messageFlows.push_back(flowOf(*child, family, damage));
+  }
+  return group;
+}
+
+Broker brokerOf(const Record& record, const Family& family, DamageList& damage) {
+  Broker broker{.label = record.text(layout::reir::label),
+                .uuid = record.text(layout::reir::uuid),
+                .resetTime = record.calendar(layout::brir::resetTime),
+                .recordId = record.id(),
+                .executionGroups = {}};
+  for (const Record* child : family.children(ZEB_EGIR_RECORD, broker.recordId)) {
+    broker.executionGroups.push_back(groupOf(*child, family, damage));
+  }
+  return broker;
+}
+
+// Records that hang on nothing. A node that a redeployment replaced keeps its deleted record
+// without a parent: that is no damage.
+void reportUnreachable(const Family& family, DamageList& damage) {
+  for (const Record& record : family.records()) {
+    if (record.type() == ZEB_BRIR_RECORD) continue;
+    if (record.type() < ZEB_BRIR_RECORD || record.type() > ZEB_STIR_RECORD) {
+      damage.add(kStatistics, record.offset(),
+                 "a record of type " + std::to_string(record.type()) + " does not belong here");
+      continue;
+    }
+    if (record.parent().isZero() && record.deleted()) continue;
+    if (!family.holds(record.type() - 1, record.parent())) {
+      damage.add(kStatistics, record.offset(),
+                 "a record of type " + std::to_string(record.type()) + " has no parent");
+    }
+  }
+}
+
+}  // namespace
+
+const char* nodeTypeName(std::uint32_t type) {
+  constexpr const char* names[] = {"unknown", "input",        "output",
+                                   "other",   "subFlowInput", "subFlowOutput"};
+  return names[type < std::size(names) ? type : 0];
+}
+
+std::optional<Broker> readTree(const SegmentCopy& copy, DamageList& damage) {
+  const Area* area = copy.find(kStatistics);
+  if (area == nullptr) return std::nullopt;
+  const Family family(walk(*area, damage));
+  const Record* broker = family.first(ZEB_BRIR_RECORD);
+  reportUnreachable(family, damage);
+  if (broker == nullptr) return std::nullopt;
+  return brokerOf(*broker, family, damage);
+}
+
+}  // namespace reader

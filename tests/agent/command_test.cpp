@@ -1,0 +1,518 @@
+// The program zebmon as people and scripts start it.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/agent/image.h"
+#include "tests/agent/live_segment.h"
+
+namespace {
+
+using image::Block;
+using image::Bytes;
+using nlohmann::json;
+
+std::string contents(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+// A running zebmon whose output is read through a pipe.
+class Zebmon {
+ public:
+  // Without `ownsAll`, the rights of the private namespace's root over IPC objects are given up.
+  explicit Zebmon(std::vector<std::string> arguments, bool ownsAll = true) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("pipe2");
+    pid_ = fork();
+    if (pid_ == 0) become(std::move(arguments), ends[1], ownsAll);
+    close(ends[1]);
+    out_ = ends[0];
+  }
+
+  ~Zebmon() {
+    if (pid_ > 0) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
+    closeOutput();
+    std::filesystem::remove(kErrors);
+  }
+
+  // The next line with its end, or what is left.
+  std::string line() {
+    std::string text;
+    char c;
+    while (read(out_, &c, 1) == 1) {
+      text += c;
+      if (c == '\n') break;
+    }
+    return text;
+  }
+
+  std::string rest() {
+    std::string text;
+    for (std::string next = line(); !next.empty(); next = line()) text += next;
+    return text;
+  }
+
+  void closeOutput() {
+    if (out_ >= 0) close(out_);
+    out_ = -1;
+  }
+
+  void signal(int number) { kill(pid_, number); }
+
+  // The exit code, or minus the signal.
+  int wait() {
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+
+  std::string errors() const { return contents(kErrors); }
+
+ private:
+  static constexpr char kErrors[] = "/tmp/zebmon-errors";
+
+  [[noreturn]] static void become(std::vector<std::string> arguments, int out, bool ownsAll) {
+    const int errors = open(kErrors, O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(out, STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
+    if (!ownsAll) prctl(PR_CAPBSET_DROP, CAP_IPC_OWNER, 0, 0, 0);
+    std::vector<char*> pointers = {const_cast<char*>("zebmon")};
+    for (std::string& argument : arguments) pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    execv(ZEBMON, pointers.data());
+    _exit(126);
+  }
+
+  pid_t pid_ = -1;
+  int out_ = -1;
+};
+
+struct Result {
+  std::string out;
+  std::string errors;
+  int code;
+};
+
+Result run(std::vector<std::string> arguments, bool ownsAll = true) {
+  Zebmon zebmon(std::move(arguments), ownsAll);
+  Result result;
+  result.out = zebmon.rest();
+  result.code = zebmon.wait();
+  result.errors = zebmon.errors();
+  return result;
+}
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != text.npos;
+}
+
+constexpr image::Id kTemplate{7, 500, 1, 1};
+constexpr image::Id kFailure{7, 500, 2, 2};
+constexpr std::uint32_t kEventTime = 0xEA600000;
+
+Bytes event(std::uint32_t n, const image::Id& ofTemplate) {
+  return image::event({8, kEventTime + n - 2177452800u, 250, n}, ofTemplate, kEventTime + n);
+}
+
+// The orders broker with `count` events; every third is an exception.
+Bytes ordersWithEvents(std::uint32_t count) {
+  Block templates{.eyecatcher = "zebcetar", .contents = {}};
+  templates.add(
+      image::eventTemplate(kTemplate, u"orders", u"Fulfil", u"Reserve", 1, u"order seen"));
+  templates.add(image::eventTemplate(kFailure, u"orders", u"Fulfil", u"Reserve", 1,
+                                     u"Exception found in Reserve(42). no stock"));
+  Block data{.eyecatcher = "zebcedar", .contents = {}};
+  for (std::uint32_t n = 1; n <= count; ++n) data.add(event(n, n % 3 == 0 ? kFailure : kTemplate));
+  return image::segment({image::ordersBlock(), templates, data});
+}
+
+}  // namespace
+
+TEST(ZebmonStats, PrintsOneRowANode) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  const Result result = run({"stats"});
+  EXPECT_EQ(0, result.code);
+  EXPECT_EQ("", result.errors);
+  EXPECT_EQ(
+      "Broker BRK1  (uuid 1-2-3)\n"
+      "segment 4128 bytes, statistics area 508 of 4096 bytes used (12 %)\n"
+      "reset 2025-08-09 02:39:59 UTC, collected on 2025-08-09 (UTC)\n"
+      "\n"
+      "               messages     size, bytes  elapsed, ms   queued, ms   collected\n"
+      "node     type  count bytes  avg min max   avg min max  avg min max  first    last\n"
+      "orders (pid 1234) / Fulfil\n"
+      " Reserve input     3   600  200 100 300  15.0  10  20  3.0   2   4  02:40:00 02:40:16\n",
+      result.out);
+}
+
+TEST(ZebmonStats, JsonHoldsEveryFieldUnderItsDocumentedName) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  const Result result = run({"stats", "--format", "json"});
+  EXPECT_EQ(0, result.code);
+  const json document = json::parse(result.out);
+  const json expected = json::parse(R"({"schema":"zebmon.stats","version":1,"brokers":[
+    {"label":"BRK1","uuid":"1-2-3","state":"ok","keyFile":"/tmp/1-2-3.zebcshme",
+     "resetTime":"2025-08-09T02:39:59Z","executionGroups":[
+      {"label":"orders","uuid":"group-uuid","processId":1234,"deleted":false,
+       "recordId":"03000000E8030000020000000C000000","messageFlows":[
+        {"label":"Fulfil","deleted":false,"recordId":"04000000E8030000030000000D000000","nodes":[
+          {"label":"Reserve","type":"input","nodeType":1,"subFlowName":"sub","deleted":false,
+           "recordId":"05000000E8030000040000000E000000","statistics":
+            {"recordId":"06000000E8030000050000000F000000","messageCount":3,
+             "sumSize":600,"maxSize":300,"minSize":100,
+             "sumElapsed":45,"maxElapsed":20,"minElapsed":10,
+             "sumQueued":9,"maxQueued":4,"minQueued":2,
+             "firstCollection":"2025-08-09T02:40:00Z",
+             "lastCollection":"2025-08-09T02:40:16Z"}}]}]}]}]})");
+  EXPECT_EQ(expected, document);
+}
+
+TEST(ZebmonStats, MarksADeletedNodeAndShowsNoNumbersBeforeTheFirstMessage) {
+  Block block = image::ordersBlock();
+  block.add(image::node({5, 1, 1, 1}, image::kFlow, u"Gone", 2, u"", 1));
+  block.add(image::statistics({6, 1, 1, 1}, {5, 1, 1, 1}, {.count = "0", .first = 0, .last = 0}));
+  const LiveSegment live("1-2-3", image::segment({block}));
+  const Result result = run({"stats"});
+  EXPECT_EQ(0, result.code);
+  EXPECT_TRUE(contains(result.out, " Gone    output     0     -    -   -   -")) << result.out;
+  EXPECT_TRUE(contains(result.out, " deleted\n"));
+  const json document = json::parse(run({"stats", "--format", "json"}).out);
+  const json node = document["brokers"][0]["executionGroups"][0]["messageFlows"][0]["nodes"][1];
+  EXPECT_TRUE(node["deleted"]);
+  EXPECT_TRUE(node["statistics"]["firstCollection"].is_null());
+}
+
+TEST(ZebmonStats, FitsHundredColumnsWithUsualNamesAndNumbers) {
+  image::Block block = image::ordersBlock();
+  block.contents.resize(block.contents.size() - 168);
+  block.add(image::node({5, 1, 1, 1}, image::kFlow, u"Into authorisation", 5));
+  block.add(image::statistics(image::kStatistics, {5, 1, 1, 1},
+                              {.count = "99999",
+                               .sumSize = "99999000",
+                               .maxSize = 2023,
+                               .sumElapsed = "9999900",
+                               .maxElapsed = 999,
+                               .sumQueued = "99999",
+                               .maxQueued = 999}));
+  const LiveSegment live("1-2-3", image::segment({block}));
+  std::istringstream lines(run({"stats"}).out);
+  for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 100U) << line;
+}
+
+TEST(ZebmonStats, CollectionsOnSeveralDaysShowTheDate) {
+  Block block = image::ordersBlock();
+  block.contents.resize(block.contents.size() - 168);
+  block.add(image::statistics(image::kStatistics, image::kNode, {.last = 0xEA600000 + 86400}));
+  const LiveSegment live("1-2-3", image::segment({block}));
+  EXPECT_TRUE(contains(run({"stats"}).out, "2025-08-09 02:40:00 2025-08-10 02:40:00\n"));
+}
+
+TEST(ZebmonStats, LabelsCanNeitherFormatNorObeyNorBreakJson) {
+  Block block{.eyecatcher = "zebcstar", .size = 16384, .contents = {}};
+  block.add(image::broker(image::kBroker, u"1-2-3", u"%n%s\x1b[2J\u009b" + std::u16string{0xD800}));
+  block.add(image::group(image::kGroup, image::kBroker, std::u16string(3000, u'x'), 1));
+  block.add(image::flow(image::kFlow, image::kGroup, u""));
+  block.add(image::node(image::kNode, image::kFlow, u"a\nb", 77));
+  const LiveSegment live("1-2-3", image::segment({block}));
+  const Result table = run({"stats"});
+  EXPECT_TRUE(contains(table.out, "Broker %n%s\\x1B[2J\\x9B\uFFFD")) << table.out;
+  EXPECT_TRUE(contains(table.out, " a\\x0Ab unknown"));
+  EXPECT_FALSE(contains(table.out, "\x1b"));
+  const Result document = run({"stats", "--format", "json"});
+  for (const char c : document.out) EXPECT_TRUE(c == '\n' || (c >= ' ' && c < 0x7F));
+  const json broker = json::parse(document.out)["brokers"][0];
+  EXPECT_EQ("%n%s\x1b[2J\u009b\uFFFD", broker["label"]);
+  EXPECT_EQ(3000U, broker["executionGroups"][0]["label"].get<std::string>().size());
+}
+
+TEST(ZebmonStats, DamageIsNamedWithItsPlaceAndTheRestIsShown) {
+  Block block = image::ordersBlock();
+  block.contents[block.contents.size() - 168] = 'X';
+  const LiveSegment live("1-2-3", image::segment({block}));
+  const Result table = run({"stats"});
+  EXPECT_EQ(1, table.code);
+  EXPECT_TRUE(contains(table.out, "Reserve"));
+  EXPECT_TRUE(contains(table.errors, "broker BRK1: damaged in 1 places")) << table.errors;
+  EXPECT_TRUE(contains(table.errors, "statistics, offset 340: no record begins here"));
+  const Result document = run({"stats", "--format", "json"});
+  EXPECT_EQ(1, document.code);
+  const json broker = json::parse(document.out)["brokers"][0];
+  EXPECT_EQ("damaged", broker["state"]);
+  EXPECT_EQ(json::parse(R"([{"area":"statistics","offset":340,"reason":"no record begins here"}])"),
+            broker["damage"]);
+  EXPECT_TRUE(broker["executionGroups"][0]["messageFlows"][0]["nodes"][0]["statistics"].is_null());
+}
+
+TEST(ZebmonStats, ABrokerIsChosenByLabelOrUuid) {
+  Block other{.eyecatcher = "zebcstar", .contents = {}};
+  other.add(image::broker({2, 1, 1, 1}, u"4-5-6", u"BRK2"));
+  const LiveSegment first("1-2-3", image::segment({image::ordersBlock()}));
+  const LiveSegment second("4-5-6", image::segment({other}));
+  const auto chosen = [](const char* broker) {
+    const Result result = run({"stats", "--format", "json", "--broker", broker});
+    std::string uuids;
+    const json brokers = json::parse(result.out)["brokers"];
+    for (const json& one : brokers) uuids += one["uuid"].get<std::string>();
+    return uuids + " " + std::to_string(result.code);
+  };
+  EXPECT_EQ("1-2-3 0", chosen("BRK1"));
+  EXPECT_EQ("4-5-6 0", chosen("BRK2"));
+  EXPECT_EQ("4-5-6 0", chosen("4-5-6"));
+  EXPECT_EQ(" 3", chosen("BRK3"));
+  const Result both = run({"stats"});
+  EXPECT_TRUE(contains(both.out, "Broker BRK1") && contains(both.out, "\nBroker BRK2"));
+}
+
+TEST(ZebmonStats, NoBrokerAtAllIsSaidWithTheRemedy) {
+  const Result result = run({"stats"});
+  EXPECT_EQ(3, result.code);
+  EXPECT_EQ("", result.out);
+  EXPECT_TRUE(contains(result.errors, "no broker has a key file (*.zebcshme) in /tmp/"));
+  EXPECT_TRUE(contains(result.errors, "--temp-directory"));
+}
+
+TEST(ZebmonBrokers, NoBrokerAtAllIsNoError) {
+  const Result result = run({"brokers"});
+  EXPECT_EQ(0, result.code);
+  EXPECT_EQ("", result.out);
+  const Result document = run({"brokers", "--format", "json"});
+  EXPECT_EQ(0, document.code);
+  EXPECT_EQ(
+      json::parse(
+          R"({"schema":"zebmon.brokers","version":1,"temporaryDirectory":"/tmp/","brokers":[]})"),
+      json::parse(document.out));
+}
+
+TEST(ZebmonBrokers, ListsBrokersInEveryState) {
+  const LiveSegment good("1-2-3", image::segment({image::ordersBlock()}));
+  LiveSegment leftover("2-leftover", image::segment({}));
+  leftover.removeSegment();
+  const LiveSegment starting("3-starting", Bytes(98336));
+  Bytes bytes = image::segment({});
+  image::set32(bytes, 8, 5);
+  const LiveSegment damaged("4-damaged", bytes);
+  const Result table = run({"brokers"});
+  EXPECT_EQ(1, table.code);
+  EXPECT_EQ(
+      "broker  uuid        state           groups  flows  nodes  attached  bytes\n"
+      "BRK1    1-2-3       ok                   1      1      1         0   4128\n"
+      "-       2-leftover  noSegment            -      -      -         -      -\n"
+      "-       3-starting  notInitialised       -      -      -         0  98.3k\n"
+      "-       4-damaged   damaged              -      -      -         0     32\n",
+      table.out);
+  EXPECT_TRUE(contains(table.errors, "2-leftover: key file /tmp/2-leftover.zebcshme without"));
+  EXPECT_TRUE(contains(table.errors, "ipcrm -m " + std::to_string(starting.id())));
+  EXPECT_TRUE(contains(table.errors, "segment, offset 8: the header mark is not 1"));
+  const json list = json::parse(run({"brokers", "--format", "json"}).out)["brokers"];
+  ASSERT_EQ(4U, list.size());
+  EXPECT_EQ("ok", list[0]["state"]);
+  EXPECT_EQ(4128, list[0]["segment"]["size"]);
+  EXPECT_EQ("statistics", list[0]["segment"]["areas"][0]["name"]);
+  EXPECT_TRUE(list[1]["segment"].is_null());
+  EXPECT_TRUE(list[1]["label"].is_null());
+}
+
+TEST(ZebmonBrokers, ALeftoverKeyFileAloneIsNoFailure) {
+  LiveSegment leftover("1-2-3", image::segment({}));
+  leftover.removeSegment();
+  EXPECT_EQ(0, run({"brokers"}).code);
+}
+
+TEST(ZebmonBrokers, WithoutPermissionTheGroupIsNamed) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}), 0);
+  const Result result = run({"brokers"}, false);
+  EXPECT_EQ(1, result.code);
+  EXPECT_TRUE(contains(result.out, "noPermission")) << result.out;
+  EXPECT_TRUE(contains(result.errors, "belongs to group root: run zebmon as a member"))
+      << result.errors;
+  EXPECT_TRUE(contains(result.errors, "uuid 1-2-3"));
+}
+
+TEST(ZebmonBrokers, AMissingDirectoryIsAFailure) {
+  const Result result = run({"brokers", "--temp-directory", "/tmp/absent"});
+  EXPECT_EQ(1, result.code);
+  EXPECT_TRUE(contains(result.errors, "can't read the directory /tmp/absent/: No such file"));
+}
+
+TEST(ZebmonBrokers, LooksWhereTheConfigurationSays) {
+  std::filesystem::create_directories("/opt/holt/lil");
+  std::ofstream("/opt/holt/lil/zebpnode.cfg") << "ZEBTempDirectory /opt/holt/keys\n";
+  std::filesystem::create_directories("/opt/holt/keys");
+  const json document = json::parse(run({"brokers", "--format", "json"}).out);
+  EXPECT_EQ("/opt/holt/keys/", document["temporaryDirectory"]);
+  const Result other = run({"brokers", "--format", "json", "--temp-directory", "/tmp"});
+  EXPECT_EQ("/tmp/", json::parse(other.out)["temporaryDirectory"]);
+  std::filesystem::remove_all("/opt/holt");
+}
+
+TEST(ZebmonUsage, AWrongCommandLineEndsWithTwo) {
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                    {"nothing"},
+                                                    {"stats", "--format", "xml"},
+                                                    {"stats", "extra"},
+                                                    {"stats", "--format", "1"},
+                                                    {"events", "--format", "json"},
+                                                    {"events", "--since", "then"},
+                                                    {"events", "--kind", "x"},
+                                                    {"events", "--interval", "0"}}) {
+    const Result result = run(arguments);
+    EXPECT_EQ(2, result.code);
+    EXPECT_EQ("", result.out);
+    EXPECT_NE("", result.errors);
+  }
+}
+
+TEST(ZebmonUsage, HelpListsTheExitCodes) {
+  const Result result = run({"stats", "--help"});
+  EXPECT_EQ(0, result.code);
+  EXPECT_TRUE(contains(result.out, "Exit codes:"));
+}
+
+TEST(ZebmonUsage, AnOutputThatCannotBeWrittenIsAFailure) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  const std::string command = std::string(ZEBMON) + " stats > /dev/full 2> /tmp/errors";
+  EXPECT_EQ(1, WEXITSTATUS(std::system(command.c_str())));
+  EXPECT_TRUE(contains(contents("/tmp/errors"), "No space left on device"));
+  std::filesystem::remove("/tmp/errors");
+}
+
+TEST(ZebmonEvents, PrintsEachEventWithItsTemplateTheNewestLast) {
+  const LiveSegment live("1-2-3", ordersWithEvents(3));
+  const Result result = run({"events"});
+  EXPECT_EQ(0, result.code);
+  EXPECT_EQ("", result.errors);
+  const std::string id = "A0A1A2A3A4A5A6A7A8A9AAABACADAEAFB0B1B2B3B4B5B6B7";
+  const std::string place =
+      "orders/Fulfil/Reserve                   order-entry 20261121 04093112\n";
+  EXPECT_EQ(
+      "Broker BRK1\n"
+      "time (UTC)               kind       node                                    application, "
+      "put\n"
+      "2025-08-09 02:40:01.250  message    " +
+          place + "    order seen\n    message " + id +
+          "  thread 7\n"
+          "2025-08-09 02:40:02.250  message    " +
+          place + "    order seen\n    message " + id +
+          "  thread 7\n"
+          "2025-08-09 02:40:03.250  exception  " +
+          place + "    Exception found in Reserve(42). no stock\n    message " + id +
+          "  thread 7\n",
+      result.out);
+}
+
+TEST(ZebmonEvents, JsonIsOneDocumentALine) {
+  const LiveSegment live("1-2-3", ordersWithEvents(1));
+  const Result result = run({"events", "--format", "jsonl"});
+  EXPECT_EQ(1, std::count(result.out.begin(), result.out.end(), '\n'));
+  const json expected = json::parse(R"({"schema":"zebmon.event","version":1,
+    "broker":{"label":"BRK1","uuid":"1-2-3"},"kind":"message","time":"2025-08-09T02:40:01Z",
+    "recordId":"0800000001B59668FA00000001000000","created":"2025-08-09T02:40:01.250Z",
+    "threadId":7,"messageId":"A0A1A2A3A4A5A6A7A8A9AAABACADAEAFB0B1B2B3B4B5B6B7",
+    "correlationId":"000000000000000000000000000000000000000000000000",
+    "putApplicationType":6,"putApplicationName":"order-entry","putDate":"20261121",
+    "putTime":"04093112","template":{"recordId":"07000000F40100000100000001000000",
+      "executionGroup":"orders","messageFlow":"Fulfil","node":"Reserve","type":"input",
+      "nodeType":1,"text":"order seen"}})");
+  EXPECT_EQ(expected, json::parse(result.out));
+}
+
+TEST(ZebmonEvents, KindAndTimeSelect) {
+  const LiveSegment live("1-2-3", ordersWithEvents(7));
+  const auto count = [](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"events", "--format", "jsonl"});
+    const std::string out = run(arguments).out;
+    return std::count(out.begin(), out.end(), '\n');
+  };
+  EXPECT_EQ(7, count({}));
+  EXPECT_EQ(2, count({"--kind", "exception"}));
+  EXPECT_EQ(5, count({"--kind", "message"}));
+  EXPECT_EQ(3, count({"--since", "2025-08-09T02:40:05Z"}));
+  EXPECT_EQ(1, count({"--since", "2025-08-09T02:40:04Z", "--kind", "exception"}));
+  EXPECT_EQ(0, count({"--since", "2025-08-10"}));
+}
+
+class Following : public testing::Test {
+ protected:
+  LiveSegment live{"1-2-3", ordersWithEvents(1)};
+  Zebmon zebmon{{"events", "--follow", "--interval", "1", "--format", "jsonl"}};
+
+  int nextNumber() {
+    const std::string line = zebmon.line();
+    const std::string id = json::parse(line)["recordId"];
+    return std::stoi(id.substr(24, 2), nullptr, 16);
+  }
+};
+
+TEST_F(Following, ShowsEachNewEventOnceAndEndsCleanlyOnAnInterrupt) {
+  EXPECT_EQ(1, nextNumber());
+  live.write(ordersWithEvents(2));
+  EXPECT_EQ(2, nextNumber());
+  live.write(ordersWithEvents(4));
+  EXPECT_EQ(3, nextNumber());
+  EXPECT_EQ(4, nextNumber());
+  zebmon.signal(SIGINT);
+  EXPECT_EQ("", zebmon.rest());
+  EXPECT_EQ(0, zebmon.wait());
+  EXPECT_EQ("", zebmon.errors());
+  EXPECT_EQ(0U, live.attached());
+}
+
+TEST_F(Following, EndsCleanlyWhenTheReaderOfItsPipeGoesAwayEvenWithoutEvents) {
+  EXPECT_EQ(1, nextNumber());
+  zebmon.closeOutput();
+  EXPECT_EQ(0, zebmon.wait());
+}
+
+TEST_F(Following, EndsOnAnInterruptAlsoWhileNobodyReadsItsPipe) {
+  EXPECT_EQ(1, nextNumber());
+  for (std::uint32_t n = 2; n < 28; ++n) live.write(ordersWithEvents(n));
+  zebmon.signal(SIGTERM);
+  EXPECT_EQ(0, zebmon.wait());
+}
+
+TEST_F(Following, SaysHowManyEventsItMayHaveMissed) {
+  EXPECT_EQ(1, nextNumber());
+  // A whole turn and five more since: events 7 to 34, of which 29 stands in the first slot.
+  Bytes bytes = ordersWithEvents(28);
+  const std::size_t data = 32 + 2 * 4096;
+  for (std::uint32_t n = 29; n <= 34; ++n) {
+    const Bytes record = event(n, kTemplate);
+    std::copy(record.begin(), record.end(),
+              bytes.begin() + static_cast<std::ptrdiff_t>(data + 32 + 144 * (n - 29)));
+  }
+  image::set32(bytes, data + 16, 32 + 144 * 6);
+  live.write(bytes);
+  EXPECT_EQ(7, nextNumber());
+  for (int n = 8; n <= 34; ++n) EXPECT_EQ(n, nextNumber());
+  zebmon.signal(SIGINT);
+  EXPECT_EQ(0, zebmon.wait());
+  EXPECT_TRUE(contains(zebmon.errors(), "at least 5 events may have been overwritten"))
+      << zebmon.errors();
+  EXPECT_TRUE(contains(zebmon.errors(), "28 more for each further turn"));
+}
+
+TEST(ZebmonEvents, FollowWaitsForABrokerAndSaysSoOnce) {
+  Zebmon zebmon({"events", "--follow", "--interval", "1", "--format", "jsonl"});
+  while (zebmon.errors().empty()) sched_yield();
+  const LiveSegment live("1-2-3", ordersWithEvents(1));
+  EXPECT_EQ("zebmon.event", json::parse(zebmon.line())["schema"]);
+  zebmon.signal(SIGINT);
+  EXPECT_EQ(0, zebmon.wait());
+  const std::string errors = zebmon.errors();
+  EXPECT_EQ(errors.find("no broker has a key file"), errors.rfind("no broker has a key file"));
+}
