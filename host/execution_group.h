@@ -1,0 +1,31 @@
+// One execution group: a process that loads the plug-in and runs the group's flows.
+#ifndef ZEB_HOST_EXECUTION_GROUP_H
+#define ZEB_HOST_EXECUTION_GROUP_H
+
+#include <cstddef>
+
+#include "host/flow_file.h"
+#include "host/options.h"
+#include "host/tally.h"
+
+namespace host {
+
+// One byte each way on the socket between the supervisor and a group's process.
+enum class Command : char {
+  start = 's',  // let messages flow
+  drain = 'd',  // take no more from the sources, finish what waits
+  leave = 'l',  // delete the contexts and end
+};
+enum class Report : char {
+  deployed = 'D',  // all contexts exist and have their attributes
+  drained = 'F',   // every message has been handled
+};
+
+// The whole life of the group's process, from loading the plug-in to deleting the contexts; returns
+// its exit code. A socket that the supervisor closed counts as "drain" and "leave".
+int runExecutionGroup(const FlowFile& file, std::size_t group, const RunOptions& options,
+                      Tally& tally, int socket);
+
+}  // namespace host
+
+#endif  // ZEB_HOST_EXECUTION_GROUP_H
