@@ -8,10 +8,10 @@ std::uint32_t calendarNow() {
 }
 
 const char* formatCalendar(char (&text)[kCalendarTextBytes], std::uint32_t calendarTime) {
-  std::strcpy(text, "n/a");
   const std::time_t time = static_cast<std::time_t>(calendarTime) - kCalendarEpoch;
   std::tm local{};
-  if (calendarTime != 0 && localtime_r(&time, &local))
-    std::strftime(text, sizeof text, "%c", &local);
+  const bool written = calendarTime != 0 && localtime_r(&time, &local) &&
+                       std::strftime(text, sizeof text, "%c", &local) > 0;
+  if (!written) std::strcpy(text, "n/a");
   return text;
 }

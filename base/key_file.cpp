@@ -13,6 +13,19 @@ namespace {
 constexpr int kProject = 1;
 constexpr mode_t kMode = 0660;
 
+bool isOurs(int file) {
+  struct stat status {};
+  return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
+
+bool lockFile(int file) {
+  int result;
+  do {
+    result = flock(file, LOCK_EX);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
 }  // namespace
 
 int tracedKey(const Trace& trace, const char* path) {
@@ -32,16 +45,11 @@ bool createKeyFile(const Trace& trace, const char* path) {
 }
 
 Key_File_Lock::Key_File_Lock(const char* path)
-    : path_(path), file_(path ? open(path, O_RDONLY | O_CLOEXEC) : -1) {
-  if (file_ < 0) return;
-  int result;
-  do {
-    result = flock(file_, LOCK_EX);
-  } while (result != 0 && errno == EINTR);
-  if (result != 0) {
-    close(file_);
-    file_ = -1;
-  }
+    : path_(path), file_(path ? open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1) {
+  gone_ = path && file_ < 0 && errno == ENOENT;
+  if (file_ < 0 || (isOurs(file_) && lockFile(file_))) return;
+  close(file_);
+  file_ = -1;
 }
 
 Key_File_Lock::~Key_File_Lock() {
@@ -49,7 +57,7 @@ Key_File_Lock::~Key_File_Lock() {
 }
 
 bool Key_File_Lock::covers(int key) const {
-  if (file_ < 0) return true;
+  if (file_ < 0) return !gone_;
   struct stat locked {};
   struct stat named {};
   if (fstat(file_, &locked) != 0) return true;

@@ -13,7 +13,8 @@ bool createKeyFile(const Trace& trace, const char* path);
 
 // Holds off everybody else who joins or removes the objects behind a key file, so that nobody joins
 // objects that are just being removed. It is never held while waiting for the objects themselves,
-// and where the file can't be locked the caller goes on without.
+// and where the file can't be locked the caller goes on without: so with a file of another user,
+// who could hold the lock for ever.
 class Key_File_Lock {
  public:
   explicit Key_File_Lock(const char* path);
@@ -21,13 +22,14 @@ class Key_File_Lock {
   Key_File_Lock(const Key_File_Lock&) = delete;
   Key_File_Lock& operator=(const Key_File_Lock&) = delete;
 
-  // False when the locked file is gone from its path, or another file makes the key by now: then
-  // the key leads to objects that nobody will join any more.
+  // False when the file is gone from its path, or another file makes the key by now: then the key
+  // leads to objects that nobody will join any more.
   bool covers(int key) const;
 
  private:
   const char* path_;
-  int file_;  // -1 when nothing is locked
+  int file_;           // -1 when nothing is locked
+  bool gone_ = false;  // there was no file to lock
 };
 
 #endif  // ZEB_BASE_KEY_FILE_H

@@ -12,6 +12,7 @@
 #include "base/key_file.h"
 #include "base/return_code.h"
 #include "base/temp_directory.h"
+#include "base/thread_sanitizer.h"
 #include "base/trace.h"
 
 namespace {
@@ -28,6 +29,12 @@ struct Reference {
 union SemaphoreArgument {
   int value;
 };
+
+bool startsWith(const ZEB_String& text, const ZEB_String& beginning) {
+  return text.OK() && beginning.OK() && text.size() >= beginning.size() &&
+         std::memcmp(text.getwcValue(), beginning.getwcValue(),
+                     beginning.size() * sizeof(zebchar)) == 0;
+}
 
 }  // namespace
 
@@ -60,16 +67,13 @@ ZEB_Name_Mutex::~ZEB_Name_Mutex() {
   cleanup();
 }
 
+// Stays empty for a null name and is not OK when memory ran out: no key file can be made of either.
 void ZEB_Name_Mutex::setPath(const char* name) {
   if (!name) return;
   const ZEB_String directory = getTempDirectory();
-  const char* const prefix = directory.getcValue();
-  if (!prefix) {
-    path_ = directory;  // memory ran out, and the path is not OK either
-    return;
-  }
-  if (std::strncmp(name, prefix, std::strlen(prefix)) != 0) path_ = directory;
-  path_ += name;
+  const ZEB_String given(name);
+  if (!startsWith(given, directory)) path_ = directory;
+  path_ += given;
   path_ += kSuffix;
 }
 
@@ -113,7 +117,7 @@ void ZEB_Name_Mutex::cleanup() {
       trace.text("Deleting Semaphore");
       if (semctl(semaphore_, 1, IPC_RMID) != 0)
         trace.systemCallFailed("semctl IPC_RMID", errno);
-      else if (path && unlink(path) != 0)
+      else if (path && unlink(path) != 0 && bZEBTracing)
         trace.text("Function unlink failed for mutex %s. %s.", path_, ZEB_GetLastError(errno));
     }
   }
@@ -146,6 +150,7 @@ void ZEB_Name_Mutex::get() {
   if (!OK()) return;
   trace.text("Asking for mutex %s", path_);
   change(trace, -1);
+  tellAcquired(this);
   trace.text("Got mutex %s", path_);
 }
 
@@ -153,6 +158,7 @@ void ZEB_Name_Mutex::release() {
   Trace trace(kUnit, "ZEB_Name_Mutex::release");
   if (!OK()) return;
   trace.text("About to release mutex %s", path_);
+  tellReleased(this);
   change(trace, 1);
   trace.text("Released mutex %s", path_);
 }

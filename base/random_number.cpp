@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <mutex>
 
 namespace {
 
@@ -14,24 +13,26 @@ unsigned freshSeed() {
   if (getrandom(&seed, sizeof seed, GRND_NONBLOCK) == sizeof seed) return seed;
   timeval now{};
   gettimeofday(&now, nullptr);
-  return static_cast<unsigned>(getpid()) * 2654435761U ^ static_cast<unsigned>(now.tv_usec) ^
+  return static_cast<unsigned>(gettid()) * 2654435761U ^ static_cast<unsigned>(now.tv_usec) ^
          static_cast<unsigned>(now.tv_sec);
 }
 
 }  // namespace
 
+// Each thread draws from a sequence of its own: no lock that a fork could leave held.
 std::uint32_t randomNumber() {
-  static std::mutex drawing;
-  static random_data state;
-  static char table[128];
-  static pid_t seededFor = 0;
-  const std::lock_guard guard(drawing);
-  if (seededFor != getpid()) {
-    seededFor = getpid();
-    state = {};
-    initstate_r(freshSeed(), table, sizeof table, &state);
+  struct Sequence {
+    random_data state = {};
+    char table[128];
+    pid_t seededFor = 0;
+  };
+  thread_local Sequence sequence;
+  if (const pid_t self = getpid(); sequence.seededFor != self) {
+    sequence.seededFor = self;
+    sequence.state = {};
+    initstate_r(freshSeed(), sequence.table, sizeof sequence.table, &sequence.state);
   }
   std::int32_t number = 0;
-  random_r(&state, &number);
+  random_r(&sequence.state, &number);
   return static_cast<std::uint32_t>(number);
 }

@@ -14,6 +14,22 @@ ZEB_Resource_ID::ZEB_Resource_ID(const ZEB_String* uuid, const ZEB_String* label
   setLabel(label);
 }
 
+ZEB_Resource_ID::ZEB_Resource_ID(const ZEB_Resource_ID& other)
+    : label_(other.label_), uuid_(other.uuid_) {
+  Trace trace(kUnit, "ZEB_Resource_ID::ZEB_Resource_ID");
+}
+
+ZEB_Resource_ID& ZEB_Resource_ID::operator=(const ZEB_Resource_ID& other) {
+  Trace trace(kUnit, "ZEB_Resource_ID::operator=");
+  label_ = other.label_;
+  uuid_ = other.uuid_;
+  return *this;
+}
+
+ZEB_Resource_ID::~ZEB_Resource_ID() {
+  Trace trace(kUnit, "ZEB_Resource_ID::~ZEB_Resource_ID");
+}
+
 void ZEB_Resource_ID::setLabel(const ZEB_String* label) {
   Trace trace(kUnit, "ZEB_Resource_ID::setLabel");
   if (label) label_ = *label;

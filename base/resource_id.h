@@ -12,6 +12,10 @@ class ZEB_Resource_ID {
   // A null argument leaves its string empty. The order is uuid, label.
   explicit ZEB_Resource_ID(const ZEB_String* uuid = nullptr, const ZEB_String* label = nullptr);
 
+  ZEB_Resource_ID(const ZEB_Resource_ID& other);
+  ZEB_Resource_ID& operator=(const ZEB_Resource_ID& other);
+  ~ZEB_Resource_ID();
+
   // Null changes nothing.
   void setLabel(const ZEB_String* label);
   void setUuid(const ZEB_String* uuid);

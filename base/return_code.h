@@ -8,24 +8,24 @@
 // says which come back and why.
 enum ZEB_ReturnCodes_ : std::uint32_t {
   ZEB_SUCCESS = 0,
-  ZEB_NOT_READ = 1,        // an unknown record; a child that could not be added; nothing found
-  ZEB_NO_ROOM = 2,         // the area is full
-  ZEB_NULL_ARGUMENT = 3,   //
-  ZEB_MISSING = 4,         // no event given; no accumulator to add
-  ZEB_MAXIMUM = 5,         // the message count can't grow any more
-  ZEB_NOT_ALLOCATED = 6,   //
-  ZEB_NOT_USABLE = 8,      // the object's status is not 0
-  ZEB_LOCK_NOT_BUILT = 9,  //
-  ZEB_NO_RECORD = 10,      // the resource has no information record
+  ZEB_NOT_READ = 1,  // an unknown record; a child that could not be added; nothing found
+  ZEB_NO_ROOM = 2,   // the area is full
+  ZEB_NULL_ARGUMENT = 3,
+  ZEB_MISSING = 4,  // no event given; no accumulator to add
+  ZEB_MAXIMUM = 5,  // the message count can't grow any more
+  ZEB_NOT_ALLOCATED = 6,
+  ZEB_NOT_USABLE = 8,  // the object's status is not 0
+  ZEB_LOCK_NOT_BUILT = 9,
+  ZEB_NO_RECORD = 10,  // the resource has no information record
 };
 
 // Status words: every object that can fail carries one, and a failed object stays alive with it.
 inline constexpr int ZEB_STATUS_OK = 0;
 inline constexpr int ZEB_STATUS_FAILED = 301;
 
-// Constant data that no operation reads, on purpose: only "Success" is tied to a number, and no
-// code is ever translated into one of these names.
-inline constexpr char ZEB_ReturnCodeNames[12][20] = {
+// Constant data that every unit carries and no operation reads, on purpose: only "Success" is tied
+// to a number, and no code is ever translated into one of these names.
+[[gnu::used]] inline constexpr char ZEB_ReturnCodeNames[12][20] = {
     "Success",       "BadArgument", "BadObject",   "BusyObject",   "Duplicate", "NotThere",
     "ProtocolError", "Shortage",    "SystemError", "UnknownError", "Warning",   "Authority"};
 

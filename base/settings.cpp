@@ -45,9 +45,10 @@ bool opens(const char* path) {
   return File(std::fopen(path, "r")) != nullptr;
 }
 
-// The next line, as the scan "%[^\n]\n" takes it: leading blanks of every line but the first are
-// gone, since the newline of the scan eats them. What is longer than the buffer is dropped. An
-// empty first line, which that scan can't get past, is read as an empty line.
+// The next line, as the scan "%[^\n]\n" takes it: the newline of the scan eats the blanks that
+// begin the next line too, so only a first line keeps its own. What is longer than the buffer is
+// dropped. An empty first line, which that scan can't get past, is read as an empty line, and the
+// one behind it keeps its blanks as well.
 bool readLine(FILE* file, Line& line) {
   line[0] = '\0';
   const int fields = std::fscanf(file, "%511[^\n]", line);
@@ -85,14 +86,15 @@ bool matches(const char* line, const char* name, Line& word) {
 }
 
 // The installation directory in a line of the host's properties: from the first "/" up to the "="
-// behind it. False when the line holds none or it makes no path of a sane length.
+// behind it. A line without one, or with one that is too long, names none: the path begins with
+// "/lil" then.
 void pathFromProperties(const char* line, Path& path) {
   const char* const begin = std::strchr(line, '/');
   const char* const end = begin ? std::strchr(begin, '=') : nullptr;
+  const char* const name = "/lil/zebpnode.cfg";
   const int length = end ? static_cast<int>(end - begin) : 0;
-  const int written =
-      std::snprintf(path, sizeof path, "%.*s/lil/zebpnode.cfg", length, begin ? begin : "");
-  if (written >= kPathBytes) path[0] = '\0';
+  const int written = std::snprintf(path, sizeof path, "%.*s%s", length, begin ? begin : "", name);
+  if (written >= kPathBytes) std::strcpy(path, name);
 }
 
 // Runs one command of the probe and takes the path that its first line of output leads to.

@@ -12,8 +12,8 @@
 const char* ZEB_Environment_Registry(const char* path);
 
 // The value of `name`: in a directory the first word of the file of that name, in a file the word
-// behind the first line that begins with that key. Empty when there is none, or on any failure.
-// The file is opened anew at every call.
+// behind the key in the first line that begins with it. Empty when there is none, or on any
+// failure. The file is opened anew at every call.
 ZEB_String ZEB_GetRegistryValue(const char* path, const char* name);
 
 // The same, and with `report` non-zero a message 2 for an empty value. `section` is not used.

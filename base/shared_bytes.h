@@ -11,13 +11,7 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SANITIZE_THREAD__)
-#define ZEB_THREAD_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define ZEB_THREAD_SANITIZER 1
-#endif
-#endif
+#include "base/thread_sanitizer.h"
 
 inline void copyFromShared(void* to, const void* shared, std::size_t bytes) {
 #ifdef ZEB_THREAD_SANITIZER

@@ -67,6 +67,12 @@ void ZEB_String::cleanup() {
   delete[] narrow_.exchange(nullptr);
 }
 
+// A value that was lost must not look like another one.
+void ZEB_String::fail() {
+  cleanup();
+  status_ = ZEB_STATUS_FAILED;
+}
+
 // The text may lie in the buffer that it replaces, so that one goes last.
 void ZEB_String::assign(const zebchar* text, std::uint32_t units) {
   zebchar* const old = wide_;
@@ -97,7 +103,7 @@ ZEB_String& ZEB_String::operator=(const char* text) {
 
 ZEB_String& ZEB_String::operator=(const ZEB_String& other) {
   Trace trace(kUnit, "ZEB_String::operator=");
-  if (!other.OK()) status_ = ZEB_STATUS_FAILED;  // a value that was lost must not look empty
+  if (!other.OK()) fail();
   return *this = other.wide_;
 }
 
@@ -115,7 +121,9 @@ ZEB_String ZEB_String::operator+(const char* text) const {
 
 ZEB_String ZEB_String::operator+(const ZEB_String& other) const {
   Trace trace(kUnit, "ZEB_String::operator+");
-  return *this + other.wide_;
+  ZEB_String sum(*this);
+  sum += other;
+  return sum;
 }
 
 ZEB_String& ZEB_String::operator+=(const zebchar* text) {
@@ -124,8 +132,7 @@ ZEB_String& ZEB_String::operator+=(const zebchar* text) {
   if (added == 0 || !wide_) return *this;
   zebchar* const joined = new (std::nothrow) zebchar[std::size_t{size_} + added + 1]();
   if (!joined) {
-    cleanup();
-    status_ = ZEB_STATUS_FAILED;
+    fail();
     return *this;
   }
   zebcpy(joined, wide_);
@@ -143,6 +150,7 @@ ZEB_String& ZEB_String::operator+=(const char* text) {
 
 ZEB_String& ZEB_String::operator+=(const ZEB_String& other) {
   Trace trace(kUnit, "ZEB_String::operator+=");
+  if (!other.OK()) fail();
   return *this += other.wide_;
 }
 
@@ -159,6 +167,21 @@ bool ZEB_String::operator==(const char* text) const {
 bool ZEB_String::operator==(const ZEB_String& other) const {
   Trace trace(kUnit, "ZEB_String::operator==");
   return trace.leave(zebcmp(wide_, other.wide_) == 0);
+}
+
+bool ZEB_String::operator!=(const zebchar* text) const {
+  Trace trace(kUnit, "ZEB_String::operator!=");
+  return trace.leave(!(*this == text));
+}
+
+bool ZEB_String::operator!=(const char* text) const {
+  Trace trace(kUnit, "ZEB_String::operator!=");
+  return trace.leave(!(*this == text));
+}
+
+bool ZEB_String::operator!=(const ZEB_String& other) const {
+  Trace trace(kUnit, "ZEB_String::operator!=");
+  return trace.leave(!(*this == other));
 }
 
 const zebchar* ZEB_String::getwcValue() const {

@@ -9,8 +9,8 @@
 
 // A value: copies are deep. A string whose buffer could not be allocated has status 301; it then
 // has no wide and no narrow value, equals an empty string, and neither reads nor writes a stored
-// form; its copies have status 301 too. Constant strings may be shared by threads, the narrow view
-// included.
+// form; what is copied or joined from it has status 301 too. Constant strings may be shared by
+// threads, the narrow view included.
 //
 // Stored form: the number n of units (4 bytes), the units (2n bytes), a zero unit (2 bytes).
 class ZEB_String {
@@ -38,6 +38,9 @@ class ZEB_String {
   bool operator==(const zebchar* text) const;
   bool operator==(const char* text) const;
   bool operator==(const ZEB_String& other) const;
+  bool operator!=(const zebchar* text) const;
+  bool operator!=(const char* text) const;
+  bool operator!=(const ZEB_String& other) const;
 
   // The units, zero-terminated; null when not OK. Valid until the next change.
   const zebchar* getwcValue() const;
@@ -68,6 +71,7 @@ class ZEB_String {
 
  private:
   void init();
+  void fail();
   void assign(const zebchar* text, std::uint32_t units);
   void assign(const char* text);
 

@@ -89,7 +89,7 @@ void Trace::failed(const char* callee, const char* error, int line) const {
 }
 
 void Trace::systemCallFailed(const char* callee, int errorNumber, int line) const {
-  char error[256];
+  char error[kErrorTextBytes];
   formatError(error, errorNumber);
   failed(callee, error, line);
 }

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "host/first_ids.h"
 #include "host/flow_reader.h"
 #include "host/options.h"
 #include "host/private_view.h"
@@ -170,6 +171,7 @@ int run(Arguments& arguments) {
   }
   apply(arguments, file);
   if (!options.asInstalled) enterPrivateView(file.broker);
+  useUpFirstIds();
   return supervise(file, options);
 }
 

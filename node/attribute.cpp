@@ -21,6 +21,10 @@ ZEB_Attribute::ZEB_Attribute(const ZEB_Attribute& other)
   check();
 }
 
+ZEB_Attribute::~ZEB_Attribute() {
+  Trace trace(kUnit, "ZEB_Attribute::~ZEB_Attribute");
+}
+
 void ZEB_Attribute::check() {
   if (!name_.OK() || !value_.OK()) status_ = ZEB_STATUS_FAILED;
 }

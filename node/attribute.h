@@ -9,6 +9,8 @@ class ZEB_Attribute {
   // Null stands for an empty string. Not OK when memory ran out.
   ZEB_Attribute(const zebchar* name, const zebchar* value);
   ZEB_Attribute(const ZEB_Attribute& other);
+  ~ZEB_Attribute();
+  ZEB_Attribute& operator=(const ZEB_Attribute&) = delete;
 
   bool OK() const;
   int getStatus() const;

@@ -184,13 +184,14 @@ void ZEB_Monitoring_Node::joinTree() {
   if (!messageFlow_) messageFlow_ = executionGroup_->insertMessageFlow(&messageFlowId_);
   if (!messageFlow_) return fail();
 
-  const std::unique_ptr<ZEB_ORVA_Resource> replaced = takeNode();
+  std::unique_ptr<ZEB_ORVA_Resource> replaced = takeNode();
   if (!node_) return fail();
   node_->setNodeType(nodeType_);
   node_->setSubFlowName(&subFlowName_);
   if (replaced) {
     statistics_ = node_->insertStatistics(static_cast<ZEB_Node*>(replaced.get())->getStatsRecord());
     if (statistics_) statistics_->setParent(node_->getRecordId());
+    replaced.reset();
   } else {
     statistics_ = node_->getStatsRecord();
     if (!statistics_) statistics_ = node_->insertStatistics(nullptr);

@@ -35,8 +35,8 @@ class ZEB_Node_Context {
   // a value that does not fit is cut, its terminator with it.
   int getAttributeValue(const zebchar* name, zebchar* buffer, int length);
 
-  // Copies the name of that index, 0 to 4. 1 for any other index or a null buffer. The first call
-  // initialises a node whose label is set, even if other attributes never are.
+  // Copies the name of that index, 0 to 4. 1 for any other index or a null buffer. Any call
+  // initialises a node whose label is set and that is not initialised yet.
   int getAttributeName(int index, zebchar* buffer, int length);
 
  private:

@@ -42,8 +42,7 @@ void ZEB_Broker::init(const ZEB_Resource_ID* id) {
 void ZEB_Broker::createStatisticsArea() {
   Trace trace(kUnit, "ZEB_Broker::createStatisticsArea");
   if (!sharedMemory_) return;
-  const ZEB_String uuid = sharedMemory_->getUuid();
-  statisticsArea_.reset(new (std::nothrow) ZEB_Stats_Area(uuid.getcValue()));
+  statisticsArea_.reset(new (std::nothrow) ZEB_Stats_Area(sharedMemory_->getUuid()));
   if (!statisticsArea_) {
     setStatus(ZEB_STATUS_FAILED);
     trace.allocationError();
@@ -59,8 +58,7 @@ ZEB_Events_Area* ZEB_Broker::eventsArea() {
   Trace trace(kUnit, "ZEB_Broker::createEventsArea");
   const std::lock_guard guard(makingEventsArea_);
   if (ownedEventsArea_) return trace.leave(ownedEventsArea_.get());
-  const ZEB_String uuid = getUuid();
-  ownedEventsArea_.reset(new (std::nothrow) ZEB_Events_Area(uuid.getcValue()));
+  ownedEventsArea_.reset(new (std::nothrow) ZEB_Events_Area(getUuid()));
   if (!ownedEventsArea_) {
     setStatus(ZEB_STATUS_FAILED);
     return nullptr;

@@ -12,7 +12,7 @@ constexpr char kUnit[] = "zebcevar";
 
 }  // namespace
 
-ZEB_Events_Area::ZEB_Events_Area(const char* /*name*/) {
+ZEB_Events_Area::ZEB_Events_Area(const ZEB_String& /*name*/) {
   Trace trace(kUnit, "ZEB_Events_Area::ZEB_Events_Area");
 }
 
@@ -28,13 +28,13 @@ void ZEB_Events_Area::init(ZEB_Shared_Memory* segment) {
   if (bZEBTracing) ZEB_DumpMemory(&eventsLastUpdate_, sizeof eventsLastUpdate_, "eventsLastUpdate");
   if (!segment || !OK()) return;
   const ZEB_String name = segment->getUuid();
-  templateArea_.reset(new (std::nothrow) ZEB_Events_Template_Area(name.getcValue()));
+  templateArea_.reset(new (std::nothrow) ZEB_Events_Template_Area(name));
   if (!templateArea_) {
     status_ = ZEB_STATUS_FAILED;
     return;
   }
   templateArea_->init(segment);
-  dataArea_.reset(new (std::nothrow) ZEB_Events_Data_Area(name.getcValue()));
+  dataArea_.reset(new (std::nothrow) ZEB_Events_Data_Area(name));
   if (!dataArea_) {
     status_ = ZEB_STATUS_FAILED;
     return;

@@ -16,7 +16,7 @@
 class ZEB_Events_Area {
  public:
   // The name is not used, on purpose: the areas are named by the segment's identifier.
-  explicit ZEB_Events_Area(const char* name);
+  explicit ZEB_Events_Area(const ZEB_String& name);
   virtual ~ZEB_Events_Area();
   ZEB_Events_Area(const ZEB_Events_Area&) = delete;
   ZEB_Events_Area& operator=(const ZEB_Events_Area&) = delete;

@@ -8,8 +8,8 @@ constexpr char kUnit[] = "zebcedar";
 
 }  // namespace
 
-ZEB_Events_Data_Area::ZEB_Events_Data_Area(const char* name)
-    : Wrapping_Area((ZEB_String(name) + ".zebcedar").getcValue()) {
+ZEB_Events_Data_Area::ZEB_Events_Data_Area(const ZEB_String& name)
+    : Wrapping_Area(name + ".zebcedar") {
   Trace trace(kUnit, "ZEB_Events_Data_Area::ZEB_Events_Data_Area");
   setEyecatcher(layout::block::eventData);
 }

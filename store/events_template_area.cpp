@@ -8,8 +8,8 @@ constexpr char kUnit[] = "zebcetar";
 
 }  // namespace
 
-ZEB_Events_Template_Area::ZEB_Events_Template_Area(const char* name)
-    : Wrapping_Area((ZEB_String(name) + ".zebcetar").getcValue()) {
+ZEB_Events_Template_Area::ZEB_Events_Template_Area(const ZEB_String& name)
+    : Wrapping_Area(name + ".zebcetar") {
   Trace trace(kUnit, "ZEB_Events_Template_Area::ZEB_Events_Template_Area");
   setEyecatcher(layout::block::eventTemplates);
 }

@@ -6,7 +6,7 @@
 
 class ZEB_Events_Template_Area : public Wrapping_Area {
  public:
-  explicit ZEB_Events_Template_Area(const char* name);  // of the broker, null as an empty one
+  explicit ZEB_Events_Template_Area(const ZEB_String& name);  // of the broker
 
   // Any other record, or null, is silently not written, on purpose: code 0.
   ZEB_ReturnCode put(ZEB_Record* record) override;

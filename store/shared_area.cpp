@@ -32,7 +32,7 @@ ZEB_ReturnCode rebuild(const std::uint8_t* bytes, void* p, _TimeStamp stamp,
 
 }  // namespace
 
-ZEB_Shared_Area::ZEB_Shared_Area(const char* name) : areaName_(getTempDirectory() + name) {
+ZEB_Shared_Area::ZEB_Shared_Area(const ZEB_String& name) : areaName_(getTempDirectory() + name) {
   Trace trace(kUnit, "ZEB_Shared_Area::ZEB_Shared_Area");
   setSize(configuredMemorySize());
 }

@@ -18,7 +18,7 @@
 class ZEB_Shared_Area : public ZEB_Memory_Manager {
  public:
   // The area's name is the temporary directory and `name`.
-  explicit ZEB_Shared_Area(const char* name);
+  explicit ZEB_Shared_Area(const ZEB_String& name);
   virtual ~ZEB_Shared_Area();
 
   // Binds the area to its block in the segment and makes its mutex. Takes the segment mutex.

@@ -8,8 +8,7 @@ constexpr char kUnit[] = "zebcstar";
 
 }  // namespace
 
-ZEB_Stats_Area::ZEB_Stats_Area(const char* name)
-    : ZEB_Shared_Area((ZEB_String(name) + ".zebcstar").getcValue()) {
+ZEB_Stats_Area::ZEB_Stats_Area(const ZEB_String& name) : ZEB_Shared_Area(name + ".zebcstar") {
   Trace trace(kUnit, "ZEB_Stats_Area::ZEB_Stats_Area");
   setEyecatcher(layout::block::statistics);
 }

@@ -6,7 +6,7 @@
 
 class ZEB_Stats_Area : public ZEB_Shared_Area {
  public:
-  explicit ZEB_Stats_Area(const char* name);  // of the broker, null as an empty one
+  explicit ZEB_Stats_Area(const ZEB_String& name);  // of the broker
 
   int getType() const override;  // 1
 };

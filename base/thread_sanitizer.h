@@ -1,0 +1,26 @@
+// What ThreadSanitizer can't see by itself: that a System V semaphore orders what threads do.
+#ifndef ZEB_BASE_THREAD_SANITIZER_H
+#define ZEB_BASE_THREAD_SANITIZER_H
+
+#if defined(__SANITIZE_THREAD__)
+#define ZEB_THREAD_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define ZEB_THREAD_SANITIZER 1
+#endif
+#endif
+
+#ifdef ZEB_THREAD_SANITIZER
+#include <sanitizer/tsan_interface.h>
+inline void tellAcquired(const void* lock) {
+  __tsan_acquire(const_cast<void*>(lock));
+}
+inline void tellReleased(const void* lock) {
+  __tsan_release(const_cast<void*>(lock));
+}
+#else
+inline void tellAcquired(const void*) {}
+inline void tellReleased(const void*) {}
+#endif
+
+#endif  // ZEB_BASE_THREAD_SANITIZER_H

@@ -1,0 +1,162 @@
+#include "host/source.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+using namespace host;
+namespace fs = std::filesystem;
+
+namespace {
+
+class Sources : public testing::Test {
+ protected:
+  void SetUp() override { fs::create_directories(folder_); }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  fs::path write(const std::string& name, const std::string& text) {
+    std::ofstream(folder_ / name, std::ios::binary) << text;
+    return folder_ / name;
+  }
+
+  std::vector<Draft> all(const Input& input, std::uint64_t seed = 1) {
+    std::vector<Draft> drafts;
+    const auto source = makeSource(input, seed, stop_);
+    for (Draft draft; source->next(draft);) drafts.push_back(draft);
+    return drafts;
+  }
+
+  fs::path folder_ = fs::temp_directory_path() / "host_sources";
+  StopSignal stop_;
+};
+
+Input linesOf(const fs::path& path) {
+  Input input;
+  input.kind = Input::Kind::lines;
+  input.path = path;
+  return input;
+}
+
+Input generated(std::uint64_t count, const Distribution& size) {
+  Input input;
+  input.count = count;
+  input.size = size;
+  return input;
+}
+
+}  // namespace
+
+TEST_F(Sources, LinesKeepEmptyOnesAndNeedNoNewlineAtTheEnd) {
+  const auto drafts = all(linesOf(write("l.txt", "one\n\nthree")));
+  ASSERT_EQ(drafts.size(), 3U);
+  EXPECT_EQ(drafts[0].body, "one");
+  EXPECT_EQ(drafts[1].body, "");
+  EXPECT_EQ(drafts[2].body, "three");
+  EXPECT_EQ(drafts[2].name, "l.txt:3");
+}
+
+TEST_F(Sources, LinesMayBeLongerThanAnyBuffer) {
+  const std::string line(300000, 'x');
+  const auto drafts = all(linesOf(write("l.txt", line + "\n" + line + "y\n")));
+  ASSERT_EQ(drafts.size(), 2U);
+  EXPECT_EQ(drafts[0].body, line);
+  EXPECT_EQ(drafts[1].body, line + "y");
+}
+
+TEST_F(Sources, AFileIsReadAsOftenAsAsked) {
+  Input input = linesOf(write("l.txt", "a\nb\n"));
+  input.repeat = 3;
+  const auto drafts = all(input);
+  ASSERT_EQ(drafts.size(), 6U);
+  EXPECT_EQ(drafts[4].body, "a");
+  EXPECT_EQ(drafts[4].name, "l.txt:1");
+}
+
+TEST_F(Sources, AnEmptyFileGivesNothingHoweverOftenItIsRead) {
+  Input input = linesOf(write("l.txt", ""));
+  input.repeat = 1000000000000;
+  EXPECT_TRUE(all(input).empty());
+}
+
+TEST_F(Sources, AMissingFileIsSaid) {
+  EXPECT_THROW(all(linesOf(folder_ / "nosuch")), std::system_error);
+}
+
+TEST_F(Sources, FilesOfAFolderComeInTheOrderOfTheirNames) {
+  write("b", "second");
+  write("a", "first\nwith two lines");
+  fs::create_directory(folder_ / "c");
+  Input input;
+  input.kind = Input::Kind::files;
+  input.path = folder_;
+  const auto drafts = all(input);
+  ASSERT_EQ(drafts.size(), 2U);
+  EXPECT_EQ(drafts[0].body, "first\nwith two lines");
+  EXPECT_EQ(drafts[0].name, "a");
+  EXPECT_EQ(drafts[1].body, "second");
+}
+
+TEST_F(Sources, GeneratedMessagesDependOnTheSeedAlone) {
+  const Input input = generated(20, {Distribution::Kind::uniform, 10, 90});
+  const auto first = all(input, 5);
+  const auto again = all(input, 5);
+  const auto other = all(input, 6);
+  ASSERT_EQ(first.size(), 20U);
+  for (std::size_t i = 0; i < first.size(); ++i) {
+    EXPECT_EQ(first[i].body, again[i].body);
+    EXPECT_NE(first[i].body, other[i].body);
+    EXPECT_GE(first[i].body.size(), 10U);
+    EXPECT_LT(first[i].body.size(), 90U);
+  }
+}
+
+TEST_F(Sources, AStopEndsASourceWithoutEnd) {
+  const auto source = makeSource(generated(0, {}), 1, stop_);
+  Draft draft;
+  EXPECT_TRUE(source->next(draft));
+  stop_.raise();
+  EXPECT_FALSE(source->next(draft));
+}
+
+TEST_F(Sources, AStopEndsAReadThatWaits) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  stop_.raise();
+  EXPECT_FALSE(stop_.waitReadable(ends[0]));
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST(Schedule, AConstantRateDoesNotDrift) {
+  Input input;
+  input.rate = 4;
+  const Schedule::Clock::time_point start{};
+  Schedule schedule(input, 1, start);
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ(schedule.next() - start, std::chrono::milliseconds(250) * i);
+  }
+}
+
+TEST(Schedule, APoissonRateHoldsOnAverage) {
+  Input input;
+  input.rate = 100;
+  input.arrival = Input::Arrival::poisson;
+  const Schedule::Clock::time_point start{};
+  Schedule schedule(input, 1, start);
+  Schedule::Clock::time_point last = start;
+  for (int i = 0; i <= 20000; ++i) {
+    const auto due = schedule.next();
+    EXPECT_GE(due, last);
+    last = due;
+  }
+  EXPECT_NEAR(std::chrono::duration<double>(last - start).count(), 200, 5);
+}
+
+TEST(Schedule, WithoutARateEverythingIsDueAtOnce) {
+  const Schedule::Clock::time_point start{};
+  Schedule schedule(Input{}, 1, start);
+  EXPECT_EQ(schedule.next(), start);
+  EXPECT_EQ(schedule.next(), start);
+}

@@ -1,0 +1,140 @@
+#include "host/verify.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "host/summary.h"
+
+using namespace host;
+using Json = nlohmann::json;
+
+namespace {
+
+MonitorNode node(const char* type, const char* message, const char* activate) {
+  MonitorNode made;
+  made.label = "M";
+  if (type != nullptr) made.type = type;
+  if (message != nullptr) made.eventMessage = message;
+  if (activate != nullptr) made.activateNode = activate;
+  return made;
+}
+
+void expectActivity(const Broker& broker, const MonitorNode& made, bool statistics, bool events) {
+  const Activity activity = activityOf(broker, made);
+  EXPECT_EQ(activity.statistics, statistics);
+  EXPECT_EQ(activity.events, events);
+}
+
+// Two messages of 10 and 20 bytes through one input node, the second failing behind it.
+class Verify : public testing::Test {
+ protected:
+  Verify() {
+    MonitorNode monitor = node("input", "e", nullptr);
+    Flow flow;
+    flow.label = "F";
+    flow.nodes.emplace_back(monitor);
+    file_.broker.label = "B";
+    file_.groups.push_back({"G", {flow}});
+    tally_ = std::make_unique<Tally>(file_);
+    tally_->node(0, 0, 0).add(10);
+    tally_->node(0, 0, 0).add(20);
+    tally_->node(0, 0, 0).failures = 1;
+  }
+
+  Verification compareAll() const { return compare(file_, *tally_, document_, brokers_, events_); }
+
+  Json& statistics() {
+    return document_["brokers"][0]["executionGroups"][0]["messageFlows"][0]["nodes"][0]
+                    ["statistics"];
+  }
+
+  FlowFile file_;
+  std::unique_ptr<Tally> tally_;
+  Json document_ = Json::parse(R"({"brokers":[{"label":"B","uuid":"","executionGroups":[
+    {"label":"G","deleted":false,"messageFlows":[{"label":"F","deleted":false,"nodes":[
+      {"label":"M","deleted":false,"statistics":{"messageCount":2,"sumSize":30,"maxSize":20,
+       "minSize":10,"sumElapsed":7,"maxElapsed":4,"minElapsed":3,"sumQueued":2,"maxQueued":2,
+       "minQueued":0}}]}]}]}]})");
+  Json brokers_ = Json::parse(R"({"brokers":[{"segment":{"areas":[{"wrapped":false}]}}]})");
+  std::string events_ =
+      "{\"kind\":\"message\"}\n{\"kind\":\"message\"}\n{\"kind\":\"exception\"}\n";
+};
+
+}  // namespace
+
+TEST_F(Verify, EqualFiguresAgree) {
+  const Verification verification = compareAll();
+  ASSERT_EQ(verification.nodes.size(), 1U);
+  EXPECT_EQ(verification.nodes[0].problem, "");
+  EXPECT_TRUE(verification.agrees());
+  EXPECT_EQ(verdict(verification, *tally_),
+            "The host and shared memory agree: 1 nodes, 2 measurements.");
+}
+
+TEST_F(Verify, EachFigureThatDiffersIsNoticed) {
+  for (const char* name : {"messageCount", "sumSize", "maxSize", "minSize"}) {
+    const Json kept = statistics();
+    statistics()[name] = statistics()[name].get<int>() + 1;
+    EXPECT_FALSE(compareAll().agrees()) << name;
+    statistics() = kept;
+  }
+}
+
+TEST_F(Verify, ImpossibleTimesAreNoticed) {
+  for (const auto& [name, value] : {std::pair{"sumElapsed", 9},
+                                    {"sumElapsed", 5},
+                                    {"minElapsed", 5},
+                                    {"sumQueued", 5},
+                                    {"minQueued", -1}}) {
+    const Json kept = statistics();
+    statistics()[name] = value;
+    EXPECT_FALSE(compareAll().agrees()) << name << " " << value;
+    statistics() = kept;
+  }
+}
+
+TEST_F(Verify, OnlyAnInputNodeMayHaveQueuedTimes) {
+  std::get<MonitorNode>(file_.groups[0].flows[0].nodes[0]).type = "output";
+  EXPECT_FALSE(compareAll().agrees());
+  std::get<MonitorNode>(file_.groups[0].flows[0].nodes[0]).type = "input";
+  std::get<MonitorNode>(file_.groups[0].flows[0].nodes[0]).collectQueueTime = "no";
+  EXPECT_FALSE(compareAll().agrees());
+}
+
+TEST_F(Verify, ANodeThatIsNotThereIsNoticed) {
+  document_["brokers"][0]["executionGroups"][0]["label"] = "other";
+  const Verification verification = compareAll();
+  EXPECT_FALSE(verification.agrees());
+  EXPECT_EQ(verification.nodes[0].problem, "not in shared memory");
+}
+
+TEST_F(Verify, EventsAreCountedByKind) {
+  events_ += "{\"kind\":\"exception\"}\n";
+  EXPECT_FALSE(compareAll().agrees());
+  brokers_["brokers"][0]["segment"]["areas"][0]["wrapped"] = true;
+  EXPECT_TRUE(compareAll().agrees()) << "what was overwritten can't be compared";
+}
+
+TEST(Activity, FollowsTheNodesAttribute) {
+  const Broker broker;
+  expectActivity(broker, node(nullptr, nullptr, nullptr), true, true);
+  expectActivity(broker, node(nullptr, "e", "no"), false, false);
+  expectActivity(broker, node(nullptr, "e", "EVENTONLY"), false, true);
+  expectActivity(broker, node(nullptr, nullptr, "eventOnly"), false, false);
+  expectActivity(broker, node("input", nullptr, "inputOutputOnly"), true, true);
+  expectActivity(broker, node("subFlowInput", "e", "inputOutputOnly"), false, false);
+  expectActivity(broker, node("other", "e", "inputOutputAndEventOnly"), true, true);
+  expectActivity(broker, node("other", "", "inputOutputAndEventOnly"), false, false);
+}
+
+TEST(Activity, OverridesGoBeforeTheAttributeAndTheBrokersOwnBeforeAll) {
+  Broker broker;
+  broker.activate = "No";
+  expectActivity(broker, node("input", "e", "yes"), false, false);
+  broker.activateForBroker = "Yes";
+  expectActivity(broker, node("input", "e", "no"), true, true);
+  broker.activateForBroker = "nooverride";
+  expectActivity(broker, node("input", "e", "no"), false, false);
+  expectActivity(broker, node("input", "e", "yes"), true, true);
+}

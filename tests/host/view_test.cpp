@@ -1,0 +1,73 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "host/private_view.h"
+
+using namespace host;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string contents(const fs::path& path) {
+  std::ifstream stream(path);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void write(const fs::path& path, const std::string& text) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path) << text;
+}
+
+Broker broker() {
+  Broker made;
+  made.label = "BRK 1";
+  made.uuid = "1234";
+  made.memorySize = 8192;
+  made.activateForBroker = "EventOnly";
+  made.trace = true;
+  return made;
+}
+
+}  // namespace
+
+TEST(PrivateView, HoldsTheSettingsOfTheFlowFile) {
+  enterPrivateView(broker());
+  EXPECT_EQ(contents("/opt/holt/lil/zebpnode.cfg"),
+            "ZEBNodeTrace=On\nZEBActivateNodeForBRK 1=EventOnly\nZEBMemorySize=8192\n");
+  EXPECT_EQ(contents("/var/holt/registry/BRK 1/BrokerUUID"), "1234\n");
+}
+
+TEST(PrivateView, HidesTheMachinesSettingsAndKeepsEverythingElse) {
+  write("/opt/holt/lil/zebpnode.cfg", "ZEBActivateNode=No\n");
+  write("/opt/orva/lil/zebpnode.cfg", "ZEBActivateNode=No\n");
+  write("/opt/holt/lil/zebpnode64.lil", "library");
+  write("/var/holt/registry/OTHER/BrokerUUID", "x\n");
+  write("/var/orva/registry/BRK 1/BrokerUUID", "x\n");
+  write("/var/orva/install.properties", "x\n");
+  write("/var/orva/log/today", "kept");
+  fs::create_symlink("/tmp", "/var/link");
+  Broker plain;
+  plain.label = "BRK 1";
+  enterPrivateView(plain);
+  EXPECT_EQ(contents("/opt/holt/lil/zebpnode.cfg"), "");
+  EXPECT_FALSE(fs::exists("/opt/orva/lil/zebpnode.cfg"));
+  EXPECT_EQ(contents("/opt/holt/lil/zebpnode64.lil"), "library");
+  EXPECT_FALSE(fs::exists("/var/holt/registry"));
+  EXPECT_FALSE(fs::exists("/var/orva/registry"));
+  EXPECT_FALSE(fs::exists("/var/orva/install.properties"));
+  EXPECT_EQ(contents("/var/orva/log/today"), "kept");
+  EXPECT_EQ(fs::read_symlink("/var/link"), "/tmp");
+}
+
+TEST(PrivateView, KeepsTheIdsOfItsUser) {
+  const uid_t user = geteuid();
+  const gid_t group = getegid();
+  enterPrivateView(broker());
+  EXPECT_EQ(geteuid(), user);
+  EXPECT_EQ(getegid(), group);
+}
