@@ -1,0 +1,18 @@
+#include <gtest/gtest.h>
+
+#include "tests/support/leftovers.h"
+#include "tests/support/private_namespaces.h"
+#include "tests/support/processes.h"
+
+int main(int argumentCount, char** arguments) {
+  int exitCode = 0;
+  if (support::runRole(argumentCount, arguments, exitCode)) return exitCode;
+  testing::GTEST_FLAG(catch_exceptions) = true;
+  std::vector<char*> original(arguments, arguments + argumentCount + 1);
+  testing::InitGoogleTest(&argumentCount, arguments);
+  if (!testing::GTEST_FLAG(list_tests)) {
+    support::enterPrivateNamespaces(original.data());
+    testing::UnitTest::GetInstance()->listeners().Append(new support::LeftoverCheck);
+  }
+  return RUN_ALL_TESTS();
+}
