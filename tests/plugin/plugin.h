@@ -67,8 +67,8 @@ class NodeContext {
 struct NodePlan {
   std::u16string label = u"NODE1";
   std::u16string type = u"other";
-  std::u16string eventMessage;
-  std::u16string subFlowName;
+  std::u16string eventMessage = {};
+  std::u16string subFlowName = {};
   std::u16string activateNode = u"yes";
 };
 Attributes attributesOf(const NodePlan& plan);
