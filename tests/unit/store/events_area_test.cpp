@@ -1,0 +1,1 @@
+#include "tests/unit/store/library_test.h"
