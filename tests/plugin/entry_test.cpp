@@ -76,12 +76,12 @@ TEST(LibraryFile, ExportsExactlyTheEightNames) {
 }
 
 TEST(LibraryFile, NeedsOnlyTheHostsFunctionsBesideTheSystem) {
+  // With a sanitizer, what it intercepts carries no version by which to tell the system's.
+  if (std::string(ZEB_SANITIZERS) != "") GTEST_SKIP() << "built with " ZEB_SANITIZERS;
   std::set<std::string> names;
   for (const auto& [letter, name] : symbols("--undefined-only")) {
     const bool ofSystem = name.find('@') != std::string::npos;
-    const bool ofSanitizer = name.starts_with("__asan_") || name.starts_with("__tsan_") ||
-                             name.starts_with("__ubsan_") || name.starts_with("__sanitizer_");
-    if (letter == 'U' && !ofSystem && !ofSanitizer) names.insert(name);
+    if (letter == 'U' && !ofSystem) names.insert(name);
   }
   EXPECT_EQ(kHostFunctions, names);
 }

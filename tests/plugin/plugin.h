@@ -112,7 +112,7 @@ class WritableSegment {
   WritableSegment(const WritableSegment&) = delete;
   WritableSegment& operator=(const WritableSegment&) = delete;
 
-  std::uint8_t* at(std::size_t offset) { return address_ + offset; }
+  std::uint8_t* at(std::size_t offset) const { return address_ + offset; }
   void put(std::size_t offset, std::uint32_t value);
   void putText(std::size_t offset, const std::string& text, std::size_t width);
 

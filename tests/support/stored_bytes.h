@@ -142,7 +142,7 @@ class StoredRecord {
     const std::size_t units = unsignedAt(bytes_, at);
     std::u16string text(units, u'\0');
     const Bytes part = slice(bytes_, at + 4, 2 * units);
-    std::memcpy(text.data(), part.data(), part.size());
+    if (units > 0) std::memcpy(text.data(), part.data(), part.size());
     return text;
   }
 

@@ -1,1 +1,441 @@
-#include "tests/unit/store/library_test.h"
+// The events of one broker: both areas, the template cache, and the collecting of events.
+#include "store/events_area.h"
+
+#include <cstring>
+#include <filesystem>
+#include <thread>
+
+#include "records/event_information.h"
+#include "tests/unit/store/store_test.h"
+
+namespace fs = std::filesystem;
+using namespace support;
+
+namespace {
+
+constexpr char kUnit[] = "zebcevar";
+
+using Events = OwnedRecords<ZEB_Ordered_Record_Set>;
+
+class EventsArea : public StoreTest {
+ protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    area = makeArea();
+    advanceClock(1000);
+  }
+
+  void TearDown() override {
+    area.reset();
+    StoreTest::TearDown();
+  }
+
+  std::unique_ptr<ZEB_Events_Area> makeArea() {
+    auto made = std::make_unique<ZEB_Events_Area>(ZEB_String("unused"));
+    made->init(segment.get());
+    return made;
+  }
+
+  // Stores a template, each in a millisecond of its own.
+  std::unique_ptr<ZEB_EVTR> store(const std::string& text) {
+    advanceClock(1);
+    auto kind = templateOf(text);
+    EXPECT_EQ(kind.get(), area->setEventTemplate(kind.get()));
+    return kind;
+  }
+
+  void post(const ZEB_Record& kind, int threadId) {
+    advanceClock(1);
+    const auto event = eventOf(kind, threadId);
+    EXPECT_EQ(0, area->postEvent(event.get()));
+  }
+
+  // The thread of each event that getEvents gives; its template's ID must be the parent's.
+  std::vector<int> collect() { return collectFrom(*area); }
+
+  static std::vector<int> collectFrom(ZEB_Events_Area& events) {
+    Events out;
+    EXPECT_EQ(0, events.getEvents(&out));
+    std::vector<int> threads;
+    for (ZEB_Record* record : out) {
+      EXPECT_EQ(9U, record->type());
+      Bytes stored(record->size());
+      record->put(stored.data());
+      const std::size_t data = stored.size() - 144;
+      EXPECT_EQ(7U, unsignedAt(stored, 40 + 8));
+      EXPECT_EQ(8U, unsignedAt(stored, data + 8));
+      EXPECT_EQ(idAt(stored, 40 + 8), idAt(stored, data + 24));
+      threads.push_back(signedAt(stored, data + 44));
+    }
+    return threads;
+  }
+
+  std::size_t storedTemplates() const { return records("zebcetar").size(); }
+
+  std::unique_ptr<ZEB_Events_Area> area;
+};
+
+using Threads = std::vector<int>;
+
+TEST_F(EventsArea, CarvesTemplatesThenData) {
+  const std::vector<Block> blocks = blocksOf(bytes());
+  ASSERT_EQ(2U, blocks.size());
+  EXPECT_EQ("zebcetar", blocks[0].eyecatcher);
+  EXPECT_EQ("zebcedar", blocks[1].eyecatcher);
+  EXPECT_TRUE(area->OK());
+  EXPECT_EQ(0, area->getStatus());
+}
+
+TEST_F(EventsArea, IsNamedByTheSegmentAndNotByItsOwnName) {
+  EXPECT_STREQ("/tmp/UUID1.zebcetar", area->getTemplatesArea()->getAreaName());
+  EXPECT_TRUE(fs::exists("/tmp/UUID1.zebcetar.zebmutx"));
+  EXPECT_TRUE(fs::exists("/tmp/UUID1.zebcedar.zebmutx"));
+}
+
+TEST_F(EventsArea, IsOkButOfNoUseBeforeInit) {
+  ZEB_Events_Area fresh(ZEB_String("UUID1"));
+  EXPECT_TRUE(fresh.OK());
+  EXPECT_EQ(nullptr, fresh.getTemplatesArea());
+  const auto kind = templateOf("text");
+  const auto event = eventOf(*kind);
+  Events out;
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(8, fresh.postEvent(event.get()));
+    EXPECT_EQ(nullptr, fresh.setEventTemplate(kind.get()));
+    EXPECT_EQ(8, fresh.getTemplates());
+    EXPECT_EQ(8, fresh.getEvents(&out));
+    EXPECT_EQ(3, fresh.getEvents(nullptr));
+    fresh.init(nullptr);
+  }
+  EXPECT_TRUE(fresh.OK());
+}
+
+TEST_F(EventsArea, CleanupDeletesTheAreasAndLeavesTheBlocks) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  const Bytes before = bytes();
+  area->cleanup();
+  EXPECT_EQ(301, area->getStatus());
+  EXPECT_FALSE(area->OK());
+  EXPECT_EQ(nullptr, area->getTemplatesArea());
+  EXPECT_FALSE(fs::exists("/tmp/UUID1.zebcetar.zebmutx"));
+  EXPECT_FALSE(fs::exists("/tmp/UUID1.zebcedar.zebmutx"));
+  EXPECT_EQ(before, bytes());
+  const auto event = eventOf(*kind);
+  Events out;
+  EXPECT_EQ(8, area->postEvent(event.get()));
+  EXPECT_EQ(nullptr, area->setEventTemplate(kind.get()));
+  EXPECT_EQ(8, area->getTemplates());
+  EXPECT_EQ(8, area->getEvents(&out));
+  EXPECT_EQ(nullptr, area->findTemplate(kind.get()));
+  area->init(segment.get());
+  EXPECT_EQ(301, area->getStatus());
+  EXPECT_EQ(nullptr, area->getTemplatesArea());
+}
+
+TEST_F(EventsArea, IsNotOkWithoutMemoryForAnArea) {
+  static_assert(sizeof(ZEB_Events_Template_Area) == sizeof(ZEB_Events_Data_Area));
+  for (int working = 0; working < 2; ++working) {
+    failAllocations(sizeof(ZEB_Events_Data_Area), working);
+    ZEB_Events_Area failed(ZEB_String("UUID1"));
+    failed.init(segment.get());
+    succeedAgain();
+    EXPECT_EQ(301, failed.getStatus()) << working;
+    EXPECT_EQ(working == 0, failed.getTemplatesArea() == nullptr);
+    EXPECT_TRUE(messageLines().empty());
+    const auto kind = templateOf("text");
+    const auto event = eventOf(*kind);
+    EXPECT_EQ(8, failed.postEvent(event.get()));
+    EXPECT_EQ(nullptr, failed.setEventTemplate(kind.get()));
+    Events out;
+    EXPECT_EQ(8, failed.getEvents(&out));
+  }
+}
+
+// --- templates ---
+
+TEST_F(EventsArea, ANewTemplateIsStoredAndHandedBack) {
+  auto kind = templateOf("text");
+  const RecordId id = idOf(*kind);
+  EXPECT_EQ(kind.get(), area->setEventTemplate(kind.get()));
+  EXPECT_NE(nullptr, kind->getAddress());
+  ASSERT_EQ(1U, storedTemplates());
+  EXPECT_EQ(id, records("zebcetar")[0].id());
+  EXPECT_EQ(u"text", records("zebcetar")[0].templateText());
+  EXPECT_EQ(nullptr, area->setEventTemplate(nullptr));
+}
+
+TEST_F(EventsArea, AnEqualTemplateBecomesTheStoredOne) {
+  const auto stored = store("text");
+  const Bytes before = bytes();
+  const auto again = store("text");
+  EXPECT_EQ(idOf(*stored), idOf(*again));
+  EXPECT_EQ(stored->getAddress(), again->getAddress());
+  EXPECT_EQ(before, bytes());
+  const auto other = store("another text");
+  EXPECT_NE(idOf(*stored), idOf(*other));
+  EXPECT_EQ(2U, storedTemplates());
+}
+
+TEST_F(EventsArea, TemplatesOfOthersAreFound) {
+  const auto other = makeArea();
+  const auto stored = store("text");
+  const auto again = templateOf("text");
+  EXPECT_EQ(again.get(), other->setEventTemplate(again.get()));
+  EXPECT_EQ(idOf(*stored), idOf(*again));
+  store("second");
+  const auto second = templateOf("second");
+  other->setEventTemplate(second.get());
+  EXPECT_EQ(2U, storedTemplates());
+}
+
+TEST_F(EventsArea, EqualTemplatesOfOneMillisecondAreStoredOnce) {
+  for (int i = 0; i < 3; ++i) {
+    const auto kind = templateOf("text");
+    EXPECT_EQ(kind.get(), area->setEventTemplate(kind.get()));
+  }
+  EXPECT_EQ(1U, storedTemplates());
+}
+
+TEST_F(EventsArea, WhatAnotherStoresWithinTheSameMillisecondIsMissed) {
+  const auto other = makeArea();
+  const auto first = templateOf("first");
+  area->setEventTemplate(first.get());
+  EXPECT_EQ(0, other->getTemplates());
+  const auto second = templateOf("second");
+  area->setEventTemplate(second.get());
+  EXPECT_EQ(0, other->getTemplates());
+  EXPECT_NE(nullptr, other->findTemplate(first.get()));
+  EXPECT_EQ(nullptr, other->findTemplate(second.get()));
+  store("third");
+  EXPECT_EQ(0, other->getTemplates());
+  EXPECT_NE(nullptr, other->findTemplate(second.get()));
+}
+
+TEST_F(EventsArea, TemplatesAreFoundByContentAndByTheirEvents) {
+  const auto first = store("first");
+  const auto second = store("second");
+  EXPECT_EQ(0, area->getTemplates());
+  const auto event = eventOf(*second);
+  const auto orphan = eventOf(*templateOf("elsewhere"));
+  EXPECT_EQ(idOf(*first), idOf(*area->findTemplate(templateOf("first").get())));
+  EXPECT_EQ(idOf(*second), idOf(*area->findTemplate(event.get())));
+  EXPECT_EQ(nullptr, area->findTemplate(templateOf("third").get()));
+  EXPECT_EQ(nullptr, area->findTemplate(orphan.get()));
+  EXPECT_EQ(nullptr, area->findTemplate(static_cast<ZEB_EVTR*>(nullptr)));
+  EXPECT_EQ(nullptr, area->findTemplate(static_cast<ZEB_EVDR*>(nullptr)));
+}
+
+TEST_F(EventsArea, FlushedTemplatesAreReadAgain) {
+  const auto kind = store("text");
+  area->getTemplates();
+  area->flushTemplates();
+  EXPECT_EQ(nullptr, area->findTemplate(kind.get()));
+  EXPECT_EQ(0, area->getTemplates());
+  EXPECT_NE(nullptr, area->findTemplate(kind.get()));
+}
+
+TEST_F(EventsArea, TheCacheIsKeptUntilTheAreaChanges) {
+  const auto kind = store("text");
+  area->getTemplates();
+  const ZEB_EVTR* const cached = area->findTemplate(kind.get());
+  const Tracing on;
+  EXPECT_EQ(0, area->getTemplates());
+  EXPECT_EQ(0U, entriesOf("ZEB_Shared_Area::read"));
+  EXPECT_EQ(cached, area->findTemplate(kind.get()));
+}
+
+TEST_F(EventsArea, DamagedTemplatesEndTheCache) {
+  const auto first = store("first");
+  const auto second = store("second");
+  std::memset(second->getAddress(), 'X', 4);
+  area->flushTemplates();
+  EXPECT_EQ(1, area->getTemplates());
+  EXPECT_NE(nullptr, area->findTemplate(first.get()));
+  EXPECT_EQ(nullptr, area->findTemplate(second.get()));
+  EXPECT_EQ(0, area->getTemplates());
+}
+
+TEST_F(EventsArea, RecordsThatAreNoTemplatesArePassedOver) {
+  const auto first = store("first");
+  const auto second = store("second");
+  const std::uint32_t other = 4;
+  std::memcpy(static_cast<char*>(first->getAddress()) + 8, &other, 4);
+  area->flushTemplates();
+  area->getTemplates();
+  EXPECT_EQ(nullptr, area->findTemplate(first.get()));
+}
+
+TEST_F(EventsArea, ATemplateThatCannotBeStoredGivesNull) {
+  area->getTemplatesArea()->ZEB_Memory_Manager::cleanup();
+  EXPECT_EQ(nullptr, area->setEventTemplate(templateOf("text").get()));
+  EXPECT_EQ(8, area->getTemplates());
+}
+
+TEST_F(EventsArea, ThreadsStoreTheSameTemplateOnce) {
+  const auto run = [this] {
+    for (int i = 0; i < 200; ++i) {
+      const auto kind = templateOf("text " + std::to_string(i % 20));
+      EXPECT_EQ(kind.get(), area->setEventTemplate(kind.get()));
+      advanceClock(1);
+    }
+  };
+  std::thread other(run);
+  run();
+  other.join();
+  EXPECT_EQ(20U, storedTemplates());
+}
+
+// --- events ---
+
+TEST_F(EventsArea, APostedEventIsStored) {
+  const auto kind = store("text");
+  post(*kind, 12);
+  ASSERT_EQ(1U, records("zebcedar").size());
+  EXPECT_EQ(12, records("zebcedar")[0].threadId());
+  EXPECT_EQ(idOf(*kind), records("zebcedar")[0].parent());
+  EXPECT_EQ(0, area->postEvent(nullptr));
+  EXPECT_EQ(1U, records("zebcedar").size());
+}
+
+TEST_F(EventsArea, EventsAreCollectedOnceInOrder) {
+  const auto first = store("first");
+  const auto second = store("second");
+  post(*first, 1);
+  post(*second, 2);
+  post(*second, 3);
+  post(*first, 4);
+  EXPECT_EQ((Threads{1, 2, 3, 4}), collect());
+  EXPECT_EQ(Threads{}, collect());
+  post(*second, 5);
+  EXPECT_EQ(Threads{5}, collect());
+  EXPECT_EQ(Threads{}, collect());
+}
+
+TEST_F(EventsArea, EventsOfThePastAreNotCollected) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  const auto late = makeArea();
+  EXPECT_EQ(Threads{}, collectFrom(*late));
+  post(*kind, 2);
+  EXPECT_EQ(Threads{2}, collectFrom(*late));
+}
+
+TEST_F(EventsArea, EventsOfTheMillisecondOfTheBeginningAreLost) {
+  const auto kind = store("text");
+  const auto late = makeArea();
+  const auto event = eventOf(*kind, 1);
+  area->postEvent(event.get());
+  EXPECT_EQ(Threads{}, collectFrom(*late));
+  post(*kind, 2);
+  EXPECT_EQ(Threads{2}, collectFrom(*late));
+}
+
+TEST_F(EventsArea, AnEventWithoutTemplateEndsTheCollection) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  post(*templateOf("nowhere"), 2);
+  post(*kind, 3);
+  EXPECT_EQ(Threads{1}, collect());
+  EXPECT_EQ(Threads{}, collect());
+  post(*kind, 4);
+  EXPECT_EQ(Threads{4}, collect());
+}
+
+TEST_F(EventsArea, TemplatesOfOthersAreJoined) {
+  const auto other = makeArea();
+  advanceClock(1);
+  const auto kind = store("text");
+  post(*kind, 8);
+  EXPECT_EQ(Threads{8}, collectFrom(*other));
+}
+
+TEST_F(EventsArea, CollectingReportsMissingMemory) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  post(*kind, 2);
+  failAllocations(sizeof(ZEB_EVIR), 1);
+  Events out;
+  EXPECT_EQ(6, area->getEvents(&out));
+  EXPECT_EQ(1U, out.entries());
+  EXPECT_EQ(Texts{message1(kUnit, "ZEB_Events_Area::getEvents")}, messageLines());
+}
+
+TEST_F(EventsArea, RecordsThatAreNoEventsArePassedOver) {
+  const auto kind = store("text");
+  advanceClock(1);
+  const auto event = eventOf(*kind, 1);
+  area->postEvent(event.get());
+  post(*kind, 2);
+  const std::uint32_t other = 6;
+  std::memcpy(static_cast<char*>(event->getAddress()) + 8, &other, 4);
+  Events out;
+  EXPECT_EQ(0, area->getEvents(&out));
+}
+
+// --- trace ---
+
+TEST_F(EventsArea, EveryOperationTraces) {
+  const auto kind = templateOf("text");
+  const auto event = eventOf(*kind);
+  Events out;
+  const Tracing on;
+  {
+    ZEB_Events_Area traced(ZEB_String("UUID1"));
+    traced.init(segment.get());
+    traced.setEventTemplate(kind.get());
+    traced.postEvent(event.get());
+    traced.getTemplates();
+    traced.getEvents(&out);
+    const void* const found = traced.findTemplate(kind.get());
+    expectTraced(kUnit, {{"ZEB_Events_Area::findTemplate", exitOf(found)}});
+    traced.findTemplate(event.get());
+    EXPECT_EQ(2U, entriesOf("ZEB_Events_Area::findTemplate"));
+    const void* const templates = traced.getTemplatesArea();
+    expectTraced(kUnit, {{"ZEB_Events_Area::getTemplatesArea", exitOf(templates)},
+                         {"ZEB_Events_Area::OK", "Exit: 0x1"}});
+    traced.getStatus();
+    traced.dump();
+  }
+  expectTraced(kUnit, {{"ZEB_Events_Area::ZEB_Events_Area", "Exit"},
+                       {"ZEB_Events_Area::init", "Exit"},
+                       {"ZEB_Events_Area::setEventTemplate", exitOf(kind.get())},
+                       {"ZEB_Events_Area::postEvent", "Exit: 0x0"},
+                       {"ZEB_Events_Area::getTemplates", "Exit: 0x0"},
+                       {"ZEB_Events_Area::getEvents", "Exit: 0x0"},
+                       {"ZEB_Events_Area::getStatus", "Exit: 0x0"},
+                       {"ZEB_Events_Area::flushTemplates", "Exit"},
+                       {"ZEB_Events_Area::dump", "Exit"},
+                       {"ZEB_Events_Area::cleanup", "Exit"},
+                       {"ZEB_Events_Area::~ZEB_Events_Area", "Exit"}});
+}
+
+TEST_F(EventsArea, TracesTheMomentOfItsBeginning) {
+  setClock(kNow + 3, 44);
+  const Tracing on;
+  makeArea();
+  const std::vector<Bytes> dumps = dumpsTitled("eventsLastUpdate");
+  ASSERT_EQ(1U, dumps.size());
+  ASSERT_EQ(8U, dumps[0].size());
+  EXPECT_EQ(kNow + 3, unsignedAt(dumps[0], 0));
+  EXPECT_EQ(44U, unsignedAt(dumps[0], 4));
+}
+
+TEST_F(EventsArea, DumpsBothAreasWhileTracing) {
+  host().forget();
+  area->dump();
+  EXPECT_TRUE(host().log().empty());
+  const Tracing on;
+  area->dump();
+  EXPECT_EQ((Texts{"Event templates", "Event data"}), ownTextsOf(kUnit, "ZEB_Events_Area::dump"));
+  const Texts dumped = linesOf("ZEB_Shared_Area::dump");
+  ASSERT_EQ(4U, dumped.size());
+  EXPECT_EQ("Area : /tmp/UUID1.zebcetar", dumped[0]);
+  EXPECT_EQ("Area : /tmp/UUID1.zebcedar", dumped[2]);
+  host().forget();
+  area->cleanup();
+  area->dump();
+  EXPECT_EQ(Texts{"Shared Area Unavailable"}, ownTextsOf(kUnit, "ZEB_Events_Area::dump"));
+}
+
+}  // namespace

@@ -25,6 +25,7 @@ Failure& failure() {
 
 std::size_t failingBytes = 0;
 int allocationsLeft = 0;
+int failuresLeft = 0;
 
 bool fails(const char* function, const char* path = "") {
   Failure& script = failure();
@@ -43,14 +44,14 @@ Function* next(Function* /*type*/, const char* name) {
 
 namespace support {
 
-void failCalls(const std::string& function, int errorNumber, const std::string& suffix,
-               int after) {
+void failCalls(const std::string& function, int errorNumber, const std::string& suffix, int after) {
   failure() = {function, errorNumber, suffix, after};
 }
 
-void failAllocations(std::size_t bytes, int after) {
+void failAllocations(std::size_t bytes, int after, int times) {
   failingBytes = bytes;
   allocationsLeft = after;
+  failuresLeft = times;
 }
 
 void succeedAgain() {
@@ -101,7 +102,8 @@ VISIBLE key_t ftok(const char* path, int project) noexcept {
 namespace {
 
 bool refuses(std::size_t bytes) {
-  return failingBytes != 0 && bytes == failingBytes && allocationsLeft-- <= 0;
+  return failingBytes != 0 && bytes == failingBytes && allocationsLeft-- <= 0 &&
+         failuresLeft-- > 0;
 }
 
 void* allocate(std::size_t bytes) {

@@ -15,9 +15,9 @@ namespace support {
 void failCalls(const std::string& function, int errorNumber, const std::string& suffix = "",
                int after = 0);
 
-// From now on no object of exactly that size can be allocated without an exception, but for the
-// first `after`.
-void failAllocations(std::size_t bytes, int after = 0);
+// From now on an object of exactly that size can't be allocated: `times` of them, but for the first
+// `after`. Only allocations that give null instead of an exception are concerned.
+void failAllocations(std::size_t bytes, int after = 0, int times = 1000000);
 
 void succeedAgain();
 

@@ -71,9 +71,12 @@ Texts textsOf(const std::string& unit, const std::string& function) {
   Texts texts;
   for (const LogEntry& entry : host().trace()) {
     if (entry.function != function) continue;
-    if (!isPlainTraceEntry(entry)) texts.push_back("not a trace entry: " + entry.text);
-    else if (entry.unit != unit) texts.push_back("of unit " + entry.unit + ": " + entry.text);
-    else texts.push_back(entry.text);
+    if (!isPlainTraceEntry(entry))
+      texts.push_back("not a trace entry: " + entry.text);
+    else if (entry.unit != unit)
+      texts.push_back("of unit " + entry.unit + ": " + entry.text);
+    else
+      texts.push_back(entry.text);
   }
   return texts;
 }
@@ -129,9 +132,12 @@ std::vector<Bytes> dumpsTitled(const std::string& title) {
   for (const LogEntry& entry : host().trace()) {
     if (entry.function != kDump) continue;
     if (entry.text == title) dumps.emplace_back();
-    if (entry.text == title) inside = true;
-    else if (!entry.text.starts_with("| ")) inside = false;
-    else if (inside) appendLine(dumps.back(), entry.text);
+    if (entry.text == title)
+      inside = true;
+    else if (!entry.text.starts_with("| "))
+      inside = false;
+    else if (inside)
+      appendLine(dumps.back(), entry.text);
   }
   return dumps;
 }

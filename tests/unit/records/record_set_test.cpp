@@ -1,0 +1,137 @@
+// Collections of records, and blank records by type.
+#include "records/record_set.h"
+
+#include "records/record_factory.h"
+#include "records/statistics_record.h"
+#include "tests/unit/records/records_test.h"
+
+using namespace support;
+
+namespace {
+
+constexpr char kUnit[] = "zebcrcst";
+
+template <typename Set>
+class RecordSet : public LibraryTest {
+ protected:
+  static std::string printName() {
+    return std::is_same_v<Set, ZEB_Record_Set> ? "ZEB_Record_Set::print"
+                                               : "ZEB_Ordered_Record_Set::print";
+  }
+
+  Set set;
+};
+using Sets = testing::Types<ZEB_Record_Set, ZEB_Ordered_Record_Set>;
+TYPED_TEST_SUITE(RecordSet, Sets);
+
+TYPED_TEST(RecordSet, KeepsTheOrderOfInsertion) {
+  ZEB_Record records[] = {{ZEB_RECORD, 1}, {ZEB_RECORD, 1}, {ZEB_RECORD, 1}};
+  EXPECT_TRUE(this->set.isEmpty());
+  EXPECT_EQ(0U, this->set.entries());
+  for (ZEB_Record* record : {&records[2], &records[0], &records[1]})
+    EXPECT_TRUE(this->set.insert(record));
+  EXPECT_FALSE(this->set.isEmpty());
+  EXPECT_EQ(3U, this->set.entries());
+  Record_Iterator next(this->set);
+  EXPECT_EQ(&records[2], next.getNext());
+  EXPECT_EQ(&records[0], next.getNext());
+  EXPECT_EQ(&records[1], next.getNext());
+  EXPECT_EQ(nullptr, next.getNext());
+  EXPECT_EQ(nullptr, next.getNext());
+}
+
+TYPED_TEST(RecordSet, HoldsRecordsByIdentity) {
+  ZEB_Record record(ZEB_RECORD, 1);
+  ZEB_Record copy(record);
+  this->set.insert(&record);
+  this->set.insert(&copy);
+  EXPECT_EQ(2U, this->set.entries());
+}
+
+TYPED_TEST(RecordSet, DestroysItsRecordsOnlyWhenTold) {
+  auto* const first = new ZEB_STIR(1);
+  auto* const second = new ZEB_STIR(1);
+  const Tracing on;
+  {
+    TypeParam other;
+    other.insert(first);
+    other.insert(second);
+    other.clear();
+    EXPECT_TRUE(other.isEmpty());
+    other.insert(first);
+    other.insert(second);
+  }
+  EXPECT_EQ(0U, entriesOf("ZEB_Record::~ZEB_Record"));
+  this->set.insert(first);
+  this->set.insert(second);
+  this->set.clearAndDestroy();
+  EXPECT_EQ(2U, entriesOf("ZEB_Record::~ZEB_Record"));
+  EXPECT_TRUE(this->set.isEmpty());
+  this->set.clearAndDestroy();
+  EXPECT_EQ(2U, entriesOf("ZEB_Record::~ZEB_Record"));
+}
+
+TYPED_TEST(RecordSet, PrintsEachRecordBehindItsPosition) {
+  ZEB_Record records[] = {{ZEB_RECORD, 1}, {ZEB_RECORD, 1}, {ZEB_RECORD, 1}};
+  for (ZEB_Record& record : records) this->set.insert(&record);
+  host().forget();
+  this->set.print();
+  EXPECT_EQ((Texts{"Record 1 of 3", "Record 2 of 3", "Record 3 of 3"}),
+            textsOf(kUnit, this->printName()));
+  const auto log = host().trace();
+  ASSERT_EQ(3U * 7, log.size());
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ("Record " + std::to_string(i + 1) + " of 3", log[7 * i].text);
+    EXPECT_EQ("   R E C O R D   I D", log[7 * i + 1].text);
+  }
+}
+
+TYPED_TEST(RecordSet, PrintsNothingWhenEmpty) {
+  this->set.print();
+  EXPECT_TRUE(host().log().empty());
+  const Tracing on;
+  this->set.print();
+  EXPECT_EQ((Texts{"Entry", "Exit"}), textsOf(kUnit, this->printName()));
+  EXPECT_EQ(2U, host().log().size());
+}
+
+struct BlankCase {
+  std::uint32_t type;
+  std::uint32_t size;
+  std::string unit;
+  std::string constructor;
+};
+
+class BlankRecord : public LibraryTest {};
+
+TEST_F(BlankRecord, IsOfTheClassOfItsType) {
+  const BlankCase cases[] = {
+      {1, 52, "zebcreir", "ZEB_REIR::ZEB_REIR"}, {2, 56, "zebcbrir", "ZEB_BRIR::ZEB_BRIR"},
+      {3, 56, "zebcegir", "ZEB_EGIR::ZEB_EGIR"}, {4, 52, "zebcreir", "ZEB_MFIR::ZEB_MFIR"},
+      {5, 62, "zebcnoir", "ZEB_NOIR::ZEB_NOIR"}, {6, 168, "zebcstir", "ZEB_STIR::ZEB_STIR"},
+      {7, 68, "zebcevtr", "ZEB_EVTR::ZEB_EVTR"}, {8, 144, "zebcevdr", "ZEB_EVDR::ZEB_EVDR"},
+      {9, 252, "zebcevir", "ZEB_EVIR::ZEB_EVIR"}};
+  for (const BlankCase& blank : cases) {
+    const Tracing on;
+    const std::unique_ptr<ZEB_Record> record = makeBlankRecord(blank.type);
+    ASSERT_NE(nullptr, record);
+    EXPECT_TRUE(record->OK());
+    EXPECT_EQ(blank.type, record->type());
+    EXPECT_EQ(blank.size, record->size());
+    EXPECT_EQ((_TimeStamp{0, 0}), record->timeStamp());
+    EXPECT_EQ(0U, record->getRecordId()->random);
+    EXPECT_EQ((Texts{"Entry", "Exit"}), textsOf(blank.unit, blank.constructor));
+  }
+}
+
+TEST_F(BlankRecord, IsNullForPlainAndUnknownTypes) {
+  for (const std::uint32_t type : {0U, 10U, 11U, 0x80000006U, 0xFFFFFFFFU})
+    EXPECT_EQ(nullptr, makeBlankRecord(type)) << type;
+}
+
+TEST_F(BlankRecord, IsNullWithoutMemory) {
+  failAllocations(sizeof(ZEB_STIR));
+  EXPECT_EQ(nullptr, makeBlankRecord(6));
+}
+
+}  // namespace
