@@ -53,7 +53,9 @@ Key_File_Lock::Key_File_Lock(const char* path)
 }
 
 Key_File_Lock::~Key_File_Lock() {
-  if (file_ >= 0) close(file_);
+  if (file_ < 0) return;
+  flock(file_, LOCK_UN);  // by itself: a forked child has the file open too
+  close(file_);
 }
 
 bool Key_File_Lock::covers(int key) const {

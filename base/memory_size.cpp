@@ -8,7 +8,6 @@
 namespace {
 
 constexpr std::uint32_t kDefault = 32768;
-constexpr std::uint32_t kFloor = 4096;
 constexpr std::uint32_t kCeiling = 2147483647;
 
 }  // namespace
@@ -19,5 +18,5 @@ std::uint32_t configuredMemorySize() {
   if (!text || *text == '\0') return kDefault;
   // The low 32 bits, read as unsigned: a negative number is a huge one.
   const auto size = static_cast<std::uint32_t>(std::strtol(text, nullptr, 10));
-  return std::clamp(size, kFloor, kCeiling);
+  return std::clamp(size, kSmallestMemorySize, kCeiling);
 }

@@ -13,7 +13,6 @@
 #include "base/return_code.h"
 #include "base/temp_directory.h"
 #include "base/thread_sanitizer.h"
-#include "base/trace.h"
 
 namespace {
 
@@ -26,8 +25,12 @@ struct Reference {
   char body[1] = {0};
 };
 
+constexpr int kAttempts = 100;
+
 union SemaphoreArgument {
   int value;
+  semid_ds* state;
+  unsigned short* values;
 };
 
 bool startsWith(const ZEB_String& text, const ZEB_String& beginning) {
@@ -43,7 +46,7 @@ ZEB_Name_Mutex::ZEB_Name_Mutex(const char* name) {
   setPath(name);
   const char* const path = path_.getcValue();
   trace.text("Initializing mutex %s", path_);
-  for (;;) {
+  for (int attempt = 1;; ++attempt) {
     int key = tracedKey(trace, path);
     if (key == -1) {
       if (!createKeyFile(trace, path)) {
@@ -55,7 +58,9 @@ ZEB_Name_Mutex::ZEB_Name_Mutex(const char* name) {
       key = tracedKey(trace, path);
     }
     const Key_File_Lock lock(path);
-    if (key != -1 && !lock.covers(key)) continue;  // the last user just removed it all: start over
+    // The last user just removed it all: start over, though not for ever, should a file system give
+    // the file another identity at every look.
+    if (key != -1 && !lock.covers(key) && attempt < kAttempts) continue;
     if (joinQueue(trace, key)) joinSemaphore(trace, key);
     break;
   }

@@ -41,7 +41,7 @@ std::uint32_t typeOf(const std::uint8_t* stored) {
 
 std::size_t storedSize(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < header::bytes) return 0;
-  if (std::memcmp(bytes.data(), header::mark, header::eyecatcher.width) != 0) return 0;
+  if (std::memcmp(bytes.data(), header::text, header::eyecatcher.width) != 0) return 0;
   const std::uint32_t type = typeOf(bytes.data());
   if (type == ZEB_EVIR_RECORD) return joinedEventSize(bytes);
   const std::span<const Field> fields = fieldsOf(type);

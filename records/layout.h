@@ -111,7 +111,7 @@ inline constexpr Field fields[] = {eyecatcher, deleted, id, parent};
 inline constexpr std::uint32_t bytes = 40;
 static_assert(packed(fields, 0, bytes));
 
-inline constexpr char mark[] = "RCRD";
+inline constexpr char text[] = "RCRD";
 }  // namespace header
 
 // Information records: who a resource is. Own fields begin behind uuid and label.

@@ -16,7 +16,7 @@ constexpr char kUnit[] = "zebcrcrd";
 
 ZEB_Record::ZEB_Record(ZEB_RecordType type, int makeId) {
   Trace trace(kUnit, "ZEB_Record::ZEB_Record");
-  std::memcpy(header_.eyecatcher, layout::header::mark, sizeof header_.eyecatcher);
+  std::memcpy(header_.eyecatcher, layout::header::text, sizeof header_.eyecatcher);
   header_.id.type = type;
   if (makeId == 0) return;
   header_.id.created = ZEB_Timer::nowTime();

@@ -27,13 +27,13 @@ class Record_Collection {
   std::vector<ZEB_Record*> records_;
 };
 
-// A set by identity, used where the order means nothing.
+// What an area holds, or is to hold.
 class ZEB_Record_Set : public Record_Collection {
  public:
   void print() const;
 };
 
-// A sequence, used where the order matters.
+// Events, in the order in which they were found.
 class ZEB_Ordered_Record_Set : public Record_Collection {
  public:
   void print() const;

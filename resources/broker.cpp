@@ -55,17 +55,20 @@ void ZEB_Broker::createStatisticsArea() {
 // see it when it is ready.
 ZEB_Events_Area* ZEB_Broker::eventsArea() {
   if (ZEB_Events_Area* const ready = eventsArea_.load(std::memory_order_acquire)) return ready;
-  Trace trace(kUnit, "ZEB_Broker::createEventsArea");
   const std::lock_guard guard(makingEventsArea_);
-  if (ownedEventsArea_) return trace.leave(ownedEventsArea_.get());
-  ownedEventsArea_.reset(new (std::nothrow) ZEB_Events_Area(getUuid()));
-  if (!ownedEventsArea_) {
-    setStatus(ZEB_STATUS_FAILED);
-    return nullptr;
-  }
-  ownedEventsArea_->init(sharedMemory_.get());
+  if (!ownedEventsArea_) createEventsArea();
   eventsArea_.store(ownedEventsArea_.get(), std::memory_order_release);
-  return trace.leave(ownedEventsArea_.get());
+  return ownedEventsArea_.get();
+}
+
+void ZEB_Broker::createEventsArea() {
+  Trace trace(kUnit, "ZEB_Broker::createEventsArea");
+  if (!sharedMemory_) return;
+  ownedEventsArea_.reset(new (std::nothrow) ZEB_Events_Area(sharedMemory_->getUuid()));
+  if (ownedEventsArea_)
+    ownedEventsArea_->init(sharedMemory_.get());
+  else
+    setStatus(ZEB_STATUS_FAILED);
 }
 
 ZEB_Events_Area* ZEB_Broker::usableEventsArea() {
@@ -144,7 +147,7 @@ void ZEB_Broker::print() {
 void ZEB_Broker::dump() {
   Trace trace(kUnit, "ZEB_Broker::dump");
   if (!statisticsArea_) createStatisticsArea();
-  if (statisticsArea_ && statisticsArea_->OK()) {
+  if (statisticsArea_ && statisticsArea_->usable()) {
     trace.text("Statistics area");
     statisticsArea_->dump();
   } else {
@@ -207,7 +210,7 @@ ZEB_ReturnCode ZEB_Broker::populateStatsArea() {
 
 std::uint32_t ZEB_Broker::isEmpty() {
   Trace trace(kUnit, "ZEB_Broker::isEmpty");
-  const bool usable = statisticsArea_ && statisticsArea_->OK() && statisticsArea_->getAddress();
+  const bool usable = statisticsArea_ && statisticsArea_->usable();
   return trace.leave(static_cast<std::uint32_t>(!usable || statisticsArea_->isEmpty()));
 }
 
@@ -215,7 +218,7 @@ std::uint32_t ZEB_Broker::isEventAreaEmpty() {
   Trace trace(kUnit, "ZEB_Broker::isEventAreaEmpty");
   ZEB_Events_Area* const events = OK() ? usableEventsArea() : nullptr;
   ZEB_Events_Template_Area* const templates = events ? events->getTemplatesArea() : nullptr;
-  const bool usable = templates && templates->getAddress();
+  const bool usable = templates && templates->usable();
   return trace.leave(static_cast<std::uint32_t>(!usable || templates->isEmpty()));
 }
 

@@ -81,6 +81,7 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
 
  private:
   void createStatisticsArea();
+  void createEventsArea();
   ZEB_Events_Area* eventsArea();
   ZEB_Events_Area* usableEventsArea();
   void adopt(const ZEB_Record_Set& records);

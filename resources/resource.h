@@ -63,18 +63,16 @@ class ZEB_ORVA_Resource {
 
   template <class Record>
   Record* recordAs() const {
-    return static_cast<Record*>(record_.get());
+    return dynamic_cast<Record*>(record_.get());  // a generic resource has another record
   }
 
   // Gathers the statistics of the children into the accumulators, once until initStatistics.
   template <class Children>
-  ZEB_ReturnCode collect(const Children& children) {
-    ZEB_ReturnCode code;
+  void collect(const Children& children) {
     if (collected_ == 0)
       for (ZEB_ORVA_Resource* child : children)
-        code = child->getStatistics(first_.get(), second_.get(), third_.get());
+        child->getStatistics(first_.get(), second_.get(), third_.get());
     collected_ = 1;
-    return code;
   }
 
   // This resource's record and those of the children, in order. Code 3 for null, 10 without a

@@ -13,7 +13,7 @@ struct Attachment {
 static_assert(sizeof(Attachment) == 24);
 
 // One table per process, of 50 entries. The caller holds the process's attach mutex; since that one
-// may be unusable, each operation also excludes the other threads of the process by itself.
+// may be unusable, attach and detach also exclude the other threads of the process by themselves.
 namespace attach_table {
 
 // The address of the segment, attached now if need be. All ones when shmat fails, which leaves the

@@ -50,19 +50,27 @@ ZEB_ReturnCode ZEB_Events_Area::postEvent(ZEB_EVDR* event) {
 
 ZEB_EVTR* ZEB_Events_Area::setEventTemplate(ZEB_EVTR* eventTemplate) {
   Trace trace(kUnit, "ZEB_Events_Area::setEventTemplate");
-  if (!OK() || !templateArea_ || !eventTemplate)
+  if (!OK() || !templateArea_ || !eventTemplate || !eventTemplate->OK())
     return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
-  // Held until the template is stored: two threads with the same new one store it once.
+  ZEB_ReturnCode code = findOrStore(eventTemplate);
+  // Only one that is larger than the area comes to this, and is tried for ever.
+  while (code == ZEB_NO_ROOM) code = templateArea_->put(eventTemplate);
+  return trace.leave(code == ZEB_SUCCESS ? eventTemplate : nullptr);
+}
+
+// In one step, so that two threads with the same new template store it once. The second turn comes
+// after a wrap.
+ZEB_ReturnCode ZEB_Events_Area::findOrStore(ZEB_EVTR* eventTemplate) {
   const std::lock_guard guard(templates_);
   refresh();
   if (const ZEB_EVTR* const stored = cached(eventTemplate)) {
     *eventTemplate = *stored;
-    return trace.leave(eventTemplate);
+    return ZEB_SUCCESS;
   }
-  if (templateArea_->put(eventTemplate) != ZEB_SUCCESS)
-    return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
-  remember(*eventTemplate);
-  return trace.leave(eventTemplate);
+  ZEB_ReturnCode code = templateArea_->putOrWrap(eventTemplate);
+  if (code == ZEB_NO_ROOM) code = templateArea_->putOrWrap(eventTemplate);
+  if (code == ZEB_SUCCESS) remember(*eventTemplate);
+  return code;
 }
 
 // The area's stamp counts milliseconds: within the same one, only the cache knows what was stored.
@@ -73,58 +81,59 @@ void ZEB_Events_Area::remember(const ZEB_EVTR& stored) {
 }
 
 ZEB_ReturnCode ZEB_Events_Area::getTemplates() {
-  Trace trace(kUnit, "ZEB_Events_Area::getTemplates");
   const std::lock_guard guard(templates_);
-  return trace.leave(refresh());
+  return refresh();
 }
 
 ZEB_ReturnCode ZEB_Events_Area::refresh() {
-  if (!OK() || !templateArea_ || !templateArea_->OK() || !templateArea_->getAddress())
-    return ZEB_NOT_USABLE;
+  Trace trace(kUnit, "ZEB_Events_Area::getTemplates");
+  if (!OK() || !templateArea_ || !templateArea_->usable())
+    return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   const _TimeStamp lastUpdate = templateArea_->getLastUpdate();
-  if (lastUpdate == templatesStamp_) return ZEB_SUCCESS;
+  if (lastUpdate == templatesStamp_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   flush();
   // What can't be read any more was overwritten: the templates before it are the cache.
   const ZEB_ReturnCode code = templateArea_->read(&cache_);
   templatesStamp_ = lastUpdate;
-  return code;
-}
-
-void ZEB_Events_Area::flush() {
-  cache_.clearAndDestroy();
-  templatesStamp_ = {};
+  return trace.leave(code);
 }
 
 void ZEB_Events_Area::flushTemplates() {
-  Trace trace(kUnit, "ZEB_Events_Area::flushTemplates");
   const std::lock_guard guard(templates_);
   flush();
 }
 
-// The template area may be damaged: what is no template is passed over.
-ZEB_EVTR* ZEB_Events_Area::cached(const ZEB_EVTR* eventTemplate) const {
-  for (ZEB_Record* record : cache_)
-    if (auto* const candidate = dynamic_cast<ZEB_EVTR*>(record))
-      if (*candidate == *eventTemplate) return candidate;
-  return nullptr;
-}
-
-ZEB_EVTR* ZEB_Events_Area::cachedParent(const ZEB_EVDR* event) const {
-  for (ZEB_Record* record : cache_)
-    if (event->isChildOf(record) != 0) return dynamic_cast<ZEB_EVTR*>(record);
-  return nullptr;
+void ZEB_Events_Area::flush() {
+  Trace trace(kUnit, "ZEB_Events_Area::flushTemplates");
+  cache_.clearAndDestroy();
+  templatesStamp_ = {};
 }
 
 ZEB_EVTR* ZEB_Events_Area::findTemplate(const ZEB_EVTR* eventTemplate) {
-  Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
   const std::lock_guard guard(templates_);
-  return trace.leave(eventTemplate ? cached(eventTemplate) : nullptr);
+  return cached(eventTemplate);
 }
 
 ZEB_EVTR* ZEB_Events_Area::findTemplate(const ZEB_EVDR* event) {
-  Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
   const std::lock_guard guard(templates_);
-  return trace.leave(event ? cachedParent(event) : nullptr);
+  return cachedParent(event);
+}
+
+// The template area may be damaged: what is no template is passed over.
+ZEB_EVTR* ZEB_Events_Area::cached(const ZEB_EVTR* eventTemplate) const {
+  Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
+  for (ZEB_Record* record : cache_) {
+    auto* const candidate = dynamic_cast<ZEB_EVTR*>(record);
+    if (candidate && eventTemplate && *candidate == *eventTemplate) return trace.leave(candidate);
+  }
+  return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
+}
+
+ZEB_EVTR* ZEB_Events_Area::cachedParent(const ZEB_EVDR* event) const {
+  Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
+  for (ZEB_Record* record : cache_)
+    if (event && event->isChildOf(record) != 0) return trace.leave(dynamic_cast<ZEB_EVTR*>(record));
+  return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
 }
 
 ZEB_ReturnCode ZEB_Events_Area::getEvents(ZEB_Ordered_Record_Set* out) {
@@ -185,7 +194,7 @@ void ZEB_Events_Area::cleanup() {
 
 void ZEB_Events_Area::dump() {
   Trace trace(kUnit, "ZEB_Events_Area::dump");
-  if (!OK() || !templateArea_ || !dataArea_) {
+  if (!OK() || !templateArea_ || !templateArea_->usable() || !dataArea_ || !dataArea_->usable()) {
     trace.text("Shared Area Unavailable");
     return;
   }

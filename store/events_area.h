@@ -42,7 +42,8 @@ class ZEB_Events_Area {
   ZEB_EVTR* findTemplate(const ZEB_EVDR* event);
   void flushTemplates();
 
-  // Collects the events posted since the last call, joined with their templates, oldest first; the
+  // Collects the events posted since the last call, joined with their templates, in the order in
+  // which they stand in the area; the
   // caller owns them. The walk ends at the first event without a template, on purpose, and the
   // later ones are dropped. Code 3 for null, 8 when not OK, 6 when memory ran out.
   ZEB_ReturnCode getEvents(ZEB_Ordered_Record_Set* out);
@@ -54,6 +55,8 @@ class ZEB_Events_Area {
   void dump();     // to the log, while tracing is on
 
  private:
+  ZEB_ReturnCode findOrStore(ZEB_EVTR* eventTemplate);
+  // As their public namesakes, with templates_ held.
   ZEB_ReturnCode refresh();
   void flush();
   ZEB_EVTR* cached(const ZEB_EVTR* eventTemplate) const;

@@ -52,7 +52,8 @@ void ZEB_Memory_Manager::getHeader() {
   {
     const std::lock_guard guard(copying_);
     copyFromShared(&header_, address_, sizeof header_);
-    header_.size = std::min(header_.size, mapped_);
+    header_.size = bound_ ? mapped_ : std::min(header_.size, mapped_);
+    std::atomic_thread_fence(std::memory_order_acquire);
   }
   if (!bZEBTracing) return;
   const Block_Header copy = headerCopy();
@@ -164,6 +165,12 @@ void ZEB_Memory_Manager::setAddress(void* p, std::uint32_t mapped) {
   trace.text("Address = %X", p);
   address_ = p;
   mapped_ = mapped;
+}
+
+void ZEB_Memory_Manager::bindTo(void* p, std::uint32_t bytes) {
+  setAddress(p, bytes);
+  setSize(bytes);
+  bound_ = true;
 }
 
 std::uint32_t ZEB_Memory_Manager::getSize() const {

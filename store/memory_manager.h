@@ -30,7 +30,8 @@ static_assert(offsetof(Block_Header, lastUpdate) == layout::block::lastUpdate.of
 //
 // The manager keeps a private copy of the header. The caller holds the inter-process lock of the
 // block where other processes write it; the copy itself may be used by several threads at once.
-// Nothing that other processes wrote is believed: a size beyond what is mapped is cut to that.
+// Nothing that other processes wrote is believed: a size beyond what is mapped is cut to that, and
+// the size of a block that was bound is not read again.
 class ZEB_Memory_Manager {
  public:
   ZEB_Memory_Manager();
@@ -66,8 +67,10 @@ class ZEB_Memory_Manager {
 
   void setSize(std::uint32_t bytes);
   void setEyecatcher(const char* name);  // at most 8 characters, not terminated then; null: none
-  // `mapped` bytes are there at p, of which no more than the size is used.
+  // `mapped` bytes are there at p: a larger size is cut to that when the header is reloaded.
   void setAddress(void* p, std::uint32_t mapped = UINT32_MAX);
+  // The block is these bytes from now on, whatever size its header says later.
+  void bindTo(void* p, std::uint32_t bytes);
 
   void* getAddress() const { return address_; }
   std::uint32_t getSize() const;
@@ -87,6 +90,7 @@ class ZEB_Memory_Manager {
   int status_ = ZEB_STATUS_OK;
   void* address_ = nullptr;
   std::uint32_t mapped_ = 0;
+  bool bound_ = false;
   mutable std::mutex copying_;  // guards header_, held for a few instructions only
   Block_Header header_;
 };

@@ -102,7 +102,8 @@ ZEB_ReturnCode ZEB_Shared_Area::get(ZEB_Record* record) {
 }
 
 ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records) {
-  return read(records, _TimeStamp{});
+  Trace trace(kUnit, "ZEB_Shared_Area::read");
+  return trace.leave(read(records, _TimeStamp{}));
 }
 
 ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records, _TimeStamp stamp) {
@@ -110,7 +111,8 @@ ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records, _TimeStamp stam
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   auto* const first = static_cast<std::uint8_t*>(getFirstPosition());
-  const void* const end = std::min(getLastPosition(), getLastAvailablePosition());
+  const void* const last = getLastPosition();
+  const void* const end = std::min(last, static_cast<const void*>(getLastAvailablePosition()));
   if (end <= first) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   const std::size_t length = distance(first, end);
   Private_Bytes image(length);

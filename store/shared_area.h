@@ -34,6 +34,8 @@ class ZEB_Shared_Area : public ZEB_Memory_Manager {
 
   virtual int getType() const;  // 0
 
+  bool usable() const { return OK() && getAddress(); }
+
   // Writes the record at the position if it fits, else code 2. `end`, unless null, gets the
   // position behind it, or the position itself when nothing was written.
   ZEB_ReturnCode writeRecord(void* position, ZEB_Record* record, void** end = nullptr);
@@ -55,14 +57,11 @@ class ZEB_Shared_Area : public ZEB_Memory_Manager {
   const char* getAreaName() const;
   void cleanup();  // deletes the mutex; the block stays
 
- protected:
-  bool usable() const { return OK() && getAddress(); }
-
  private:
   ZEB_String areaName_;
   std::unique_ptr<ZEB_Name_Mutex> areaMutex_;
-  // Low 32 bits of the owner's thread identifier, 0 when free. Two threads may share these bits, so
-  // the lock goes by `owner_`.
+  // Low 32 bits of the owner's thread identifier, 0 when free, for whoever looks at a core file.
+  // Two threads may share these bits, so the lock goes by `owner_`.
   std::uint32_t ownerThread_ = 0;
   std::int32_t depth_ = 0;
   std::atomic<std::uint64_t> owner_ = 0;

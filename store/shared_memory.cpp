@@ -10,7 +10,6 @@
 #include <cstring>
 #include <new>
 
-#include "base/format.h"
 #include "base/key_file.h"
 #include "base/memory_size.h"
 #include "base/shared_bytes.h"
@@ -157,21 +156,17 @@ void* ZEB_Shared_Memory::allocate(ZEB_Memory_Manager* area) {
 // Offsets are unsigned here: with the largest setting the next offset is negative as stored.
 void* ZEB_Shared_Memory::place(ZEB_Memory_Manager* area) {
   auto* const start = static_cast<std::uint8_t*>(getAddress());
-  const std::uint32_t mapped = mappedBytes();
   getHeader();
   const auto next = static_cast<std::uint32_t>(headerCopy().next);
-  if (next < layout::block::bytes || next > mapped) return nullptr;
+  if (next < layout::block::bytes || next > mappedBytes()) return nullptr;
 
   std::uint32_t at = layout::block::bytes;
   while (next - at >= layout::block::bytes) {
     const Block_Header header = headerAt(start + at);
     if (isEndOfChain(header)) break;
-    const bool found =
-        std::memcmp(header.eyecatcher, area->getEyecatcher(), sizeof header.eyecatcher) == 0;
-    if (header.size < layout::block::bytes || header.size > (found ? mapped : next) - at)
-      return nullptr;
-    if (found) {
-      area->setAddress(start + at, header.size);
+    if (header.size < kSmallestMemorySize || header.size > next - at) return nullptr;
+    if (std::memcmp(header.eyecatcher, area->getEyecatcher(), sizeof header.eyecatcher) == 0) {
+      area->bindTo(start + at, header.size);
       area->getHeader();
       return start + at;
     }
@@ -180,14 +175,14 @@ void* ZEB_Shared_Memory::place(ZEB_Memory_Manager* area) {
   return carve(area, next);
 }
 
-// Nobody checks elsewhere that a block fits: the segment has room for the three areas that there
-// are. Here it is checked all the same, since a block beyond the end is a crash of the host.
+// The configured sizes leave room for three areas, but for the one that wraps. It is checked here,
+// since a block beyond the end is a crash of the host.
 void* ZEB_Shared_Memory::carve(ZEB_Memory_Manager* area, std::uint32_t offset) {
   auto* const block = static_cast<std::uint8_t*>(getAddress()) + offset;
   const std::uint32_t size = area->getSize();
   if (size > mappedBytes() - offset || !isEndOfChain(headerAt(block))) return nullptr;
   if (!created_) std::memset(block, 0, size);
-  area->setAddress(block, size);
+  area->bindTo(block, size);
   area->setNextPosition(area->getFirstPosition());
   setNextPosition(block + size);
   return block;

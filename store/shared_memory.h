@@ -8,8 +8,8 @@
 #include "store/memory_manager.h"
 
 // Every process of the broker attaches the same segment, once, however many objects ask in it. The
-// key is made of a file named after the broker's identifier. The first to come creates and zeroes
-// the segment, the last to detach removes it.
+// key is made of a file named after the broker's identifier. The first to come creates the
+// segment, all zeros, and the last to detach removes it.
 //
 // The segment mutex guards the segment's header, the placing of areas and the clean-up, among all
 // processes; the attach mutex guards the process's table of attachments. The former is taken first.

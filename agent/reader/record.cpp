@@ -24,7 +24,7 @@ std::uint32_t storedWidth(const layout::Field& field, const std::uint8_t* at) {
 
 // Where a walk goes on behind a place that holds no record: the next place that does, or the end.
 std::uint32_t nextReadable(Bytes bytes, std::uint32_t at, std::uint32_t stride) {
-  const std::string_view mark(layout::header::mark, layout::header::eyecatcher.width);
+  const std::string_view mark(layout::header::text, layout::header::eyecatcher.width);
   const std::string_view all(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   for (std::size_t found = all.find(mark, at + 1); found != all.npos;
        found = all.find(mark, found + 1)) {
@@ -38,7 +38,7 @@ std::uint32_t nextReadable(Bytes bytes, std::uint32_t at, std::uint32_t stride) 
 
 std::string whyUnreadable(Bytes left) {
   if (left.size() < layout::header::bytes) return "a record header is cut";
-  if (std::memcmp(left.data(), layout::header::mark, layout::header::eyecatcher.width) != 0) {
+  if (std::memcmp(left.data(), layout::header::text, layout::header::eyecatcher.width) != 0) {
     return "no record begins here";
   }
   const std::uint32_t type = layout::typeOf(left.data());

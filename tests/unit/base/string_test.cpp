@@ -1,7 +1,6 @@
 // The owning string of 16-bit units.
 #include "base/string.h"
 
-#include "tests/unit/store/failing_system.h"
 #include "tests/unit/store/library_test.h"
 
 using namespace support;
@@ -25,13 +24,6 @@ Bytes storedForm(const ZEB_String& string) {
   EXPECT_EQ(Bytes(2, 0xEE), slice(bytes, bytes.size() - 2, 2));
   bytes.resize(bytes.size() - 2);
   return bytes;
-}
-
-ZEB_String failed() {
-  failAllocations(2 * 8);
-  ZEB_String string("seven c");
-  succeedAgain();
-  return string;
 }
 
 class String : public LibraryTest {};

@@ -198,17 +198,17 @@ TEST_F(Broker, CleansUpTheSegmentThenTheAreasThenTheTree) {
   Texts order;
   for (const LogEntry& entry : host().trace()) {
     if (entry.text != "Entry") continue;
-    for (const char* name : {"ZEB_Shared_Memory::~ZEB_Shared_Memory",
-                             "ZEB_Events_Area::~ZEB_Events_Area",
-                             "ZEB_Execution_Group::~ZEB_Execution_Group"})
+    for (const char* name :
+         {"ZEB_Shared_Memory::~ZEB_Shared_Memory", "ZEB_Events_Area::~ZEB_Events_Area",
+          "ZEB_Execution_Group::~ZEB_Execution_Group"})
       if (entry.function == name) order.push_back(name);
     if (entry.function == "ZEB_Shared_Area::~ZEB_Shared_Area" && order.size() == 1)
       order.push_back("statistics area");
   }
-  EXPECT_EQ((Texts{"ZEB_Shared_Memory::~ZEB_Shared_Memory", "statistics area",
-                   "ZEB_Events_Area::~ZEB_Events_Area",
-                   "ZEB_Execution_Group::~ZEB_Execution_Group"}),
-            order);
+  EXPECT_EQ(
+      (Texts{"ZEB_Shared_Memory::~ZEB_Shared_Memory", "statistics area",
+             "ZEB_Events_Area::~ZEB_Events_Area", "ZEB_Execution_Group::~ZEB_Execution_Group"}),
+      order);
 }
 
 // --- tree ---
@@ -242,8 +242,7 @@ TEST_F(Broker, AGroupThatCannotBeMadeIsNotInserted) {
   failAllocations(sizeof(ZEB_EGIR));
   host().forget();
   EXPECT_EQ(nullptr, broker->insertExecutionGroup(&id));
-  EXPECT_EQ(Texts{message1("zebcmsre", "ZEB_ORVA_Resource::setInformationRecord")},
-            messageLines());
+  EXPECT_EQ(Texts{message1("zebcmsre", "ZEB_ORVA_Resource::setInformationRecord")}, messageLines());
   EXPECT_EQ(nullptr, findGroup(*broker, "EG"));
 }
 
@@ -562,9 +561,9 @@ TEST_F(Broker, AnUpdateHoldsTheRecordsLockAndNoOther) {
   Texts order;
   for (const LogEntry& entry : host().trace()) {
     if (entry.text != "Entry") continue;
-    for (const char* name : {"ZEB_Record::lock", "ZEB_Broker::getRecord",
-                             "ZEB_STIR::updateStatistics", "ZEB_Broker::putRecord",
-                             "ZEB_Record::unlock"})
+    for (const char* name :
+         {"ZEB_Record::lock", "ZEB_Broker::getRecord", "ZEB_STIR::updateStatistics",
+          "ZEB_Broker::putRecord", "ZEB_Record::unlock"})
       if (entry.function == name) order.push_back(name);
   }
   EXPECT_EQ((Texts{"ZEB_Record::lock", "ZEB_Broker::getRecord", "ZEB_STIR::updateStatistics",
@@ -591,8 +590,8 @@ TEST_F(Broker, AtTheMaximumEverythingIsResetAndTheMessageCountedAnew) {
   EXPECT_EQ(5, ofType(kStatistics).at(0).sumSize());
   EXPECT_EQ(0, ofType(kStatistics).at(1).count());
   EXPECT_EQ(kNow + 500 + kCalendarOffset, ofType(kBroker).at(0).ownNumber());
-  EXPECT_EQ(1, semaphoreOf("/tmp/" + textOf(branch.statistics->getStringRecordId()) + ".zebmutx")
-                   ->value);
+  EXPECT_EQ(
+      1, semaphoreOf("/tmp/" + textOf(branch.statistics->getStringRecordId()) + ".zebmutx")->value);
   EXPECT_EQ(1, areaSemaphore());
 }
 
@@ -688,8 +687,7 @@ TEST_F(Broker, ThreadsLoseNoMessage) {
   std::vector<std::thread> threads;
   for (int t = 0; t < 8; ++t)
     threads.emplace_back([&] {
-      for (int i = 0; i < 100; ++i)
-        broker->updateStatistics(branch.statistics, {0, 1}, {0, 2}, 3);
+      for (int i = 0; i < 100; ++i) broker->updateStatistics(branch.statistics, {0, 1}, {0, 2}, 3);
     });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(800, ofType(kStatistics).at(0).count());

@@ -102,8 +102,7 @@ VISIBLE key_t ftok(const char* path, int project) noexcept {
 namespace {
 
 bool refuses(std::size_t bytes) {
-  return failingBytes != 0 && bytes == failingBytes && allocationsLeft-- <= 0 &&
-         failuresLeft-- > 0;
+  return failingBytes != 0 && bytes == failingBytes && allocationsLeft-- <= 0 && failuresLeft-- > 0;
 }
 
 void* allocate(std::size_t bytes) {
