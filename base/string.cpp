@@ -98,7 +98,9 @@ ZEB_String& ZEB_String::operator=(const zebchar* text) {
 
 ZEB_String& ZEB_String::operator=(const char* text) {
   Trace trace(kUnit, "ZEB_String::operator=");
-  return *this = ZEB_String(text);
+  const ZEB_String widened(text);
+  if (!widened.OK()) fail();
+  return *this = widened.wide_;
 }
 
 ZEB_String& ZEB_String::operator=(const ZEB_String& other) {

@@ -67,8 +67,8 @@ ZEB_ReturnCode ZEB_Events_Area::findOrStore(ZEB_EVTR* eventTemplate) {
     *eventTemplate = *stored;
     return ZEB_SUCCESS;
   }
-  ZEB_ReturnCode code = templateArea_->putOrWrap(eventTemplate);
-  if (code == ZEB_NO_ROOM) code = templateArea_->putOrWrap(eventTemplate);
+  ZEB_ReturnCode code = templateArea_->putOnce(eventTemplate);
+  if (code == ZEB_NO_ROOM) code = templateArea_->putOnce(eventTemplate);
   if (code == ZEB_SUCCESS) remember(*eventTemplate);
   return code;
 }

@@ -20,6 +20,11 @@ ZEB_ReturnCode ZEB_Events_Template_Area::put(ZEB_Record* record) {
   return trace.leave(putWrapping(record));
 }
 
+ZEB_ReturnCode ZEB_Events_Template_Area::putOnce(ZEB_EVTR* eventTemplate) {
+  Trace trace(kUnit, "ZEB_Events_Template_Area::put");
+  return trace.leave(putOrWrap(eventTemplate));
+}
+
 int ZEB_Events_Template_Area::getType() const {
   Trace trace(kUnit, "ZEB_Events_Template_Area::getType");
   return trace.leave(3);

@@ -2,6 +2,7 @@
 #ifndef ZEB_STORE_EVENTS_TEMPLATE_AREA_H
 #define ZEB_STORE_EVENTS_TEMPLATE_AREA_H
 
+#include "records/event_template.h"
 #include "store/wrapping_area.h"
 
 class ZEB_Events_Template_Area : public Wrapping_Area {
@@ -10,6 +11,10 @@ class ZEB_Events_Template_Area : public Wrapping_Area {
 
   // Any other record, or null, is silently not written, on purpose: code 0.
   ZEB_ReturnCode put(ZEB_Record* record) override;
+  // One turn of put: with code 2 there was no room, and there is now, unless the template is larger
+  // than the area.
+  ZEB_ReturnCode putOnce(ZEB_EVTR* eventTemplate);
+
   int getType() const override;  // 3
 };
 

@@ -46,6 +46,8 @@ void ZEB_Shared_Area::init(ZEB_Shared_Memory* segment) {
   Trace trace(kUnit, "ZEB_Shared_Area::init");
   trace.text("Initializing shared area %s", areaName_);
   if (segment) segment->allocate(this);
+  // A block smaller than any area is damaged, and no record might ever fit.
+  if (getSize() < kSmallestMemorySize) setAddress(nullptr);
   trace.text("Shared area %s mapped. ADDRESS = 0x%X", areaName_, getAddress());
   areaMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(getAreaName()));
   if (areaMutex_ && !areaMutex_->OK()) areaMutex_.reset();

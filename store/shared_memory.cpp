@@ -164,7 +164,7 @@ void* ZEB_Shared_Memory::place(ZEB_Memory_Manager* area) {
   while (next - at >= layout::block::bytes) {
     const Block_Header header = headerAt(start + at);
     if (isEndOfChain(header)) break;
-    if (header.size < kSmallestMemorySize || header.size > next - at) return nullptr;
+    if (header.size < layout::block::bytes || header.size > next - at) return nullptr;
     if (std::memcmp(header.eyecatcher, area->getEyecatcher(), sizeof header.eyecatcher) == 0) {
       area->bindTo(start + at, header.size);
       area->getHeader();

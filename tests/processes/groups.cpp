@@ -15,10 +15,7 @@ int group(Steps& parent, const std::vector<std::string>& words) {
   const int number = std::stoi(words[0]);
   const int messages = std::stoi(words[1]);
   const bool failing = words[2] == "failing";
-  if (words.size() > 4)
-    startLibrary(words[4]);
-  else
-    startLibrary();
+  startLibrary();
   host().recording = false;
   host().script.rethrow = [](int&) { throw Rethrown{}; };
   ScriptedNode where;
@@ -57,10 +54,10 @@ std::u16string nodeLabel(int number) {
 std::vector<std::unique_ptr<Child>> startGroups(const std::vector<GroupPlan>& plans) {
   std::vector<std::unique_ptr<Child>> groups;
   for (const GroupPlan& plan : plans) {
-    std::vector<std::string> words{std::to_string(plan.number), std::to_string(plan.messages),
-                                   plan.failing ? "failing" : "well", plan.eventMessage};
-    if (!plan.configuration.empty()) words.push_back(plan.configuration);
-    groups.push_back(std::make_unique<Child>("group", words));
+    groups.push_back(std::make_unique<Child>(
+        "group",
+        std::vector<std::string>{std::to_string(plan.number), std::to_string(plan.messages),
+                                 plan.failing ? "failing" : "well", plan.eventMessage}));
   }
   return groups;
 }

@@ -20,7 +20,6 @@ struct GroupPlan {
   int messages = 0;
   bool failing = false;
   std::string eventMessage = {};
-  std::string configuration = {};
 };
 
 // Started all at once, but nothing deployed yet.

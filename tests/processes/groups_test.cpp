@@ -105,8 +105,8 @@ TEST_F(Groups, AKilledProcessTakesNobodysCountWithIt) {
 TEST_F(Groups, ProcessesThatFillTheEventsOverwriteTheOldestOnly) {
   // 28 events fit into 4096 bytes less the header.
   constexpr std::size_t kSlots = (4096 - 32) / 144;
-  auto groups = startGroups(plansFor(
-      4, {.messages = 5000, .eventMessage = "seen", .configuration = "ZEBMemorySize 4096\n"}));
+  writeFile(kConfiguration, "ZEBMemorySize 4096\n");
+  auto groups = startGroups(plansFor(4, {.messages = 5000, .eventMessage = "seen"}));
   tellAll(groups, "deploy");
   hearAll(groups, "deployed");
   tellAll(groups, "send");

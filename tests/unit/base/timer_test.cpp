@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <ostream>
 #include <set>
 #include <thread>
 
@@ -16,10 +15,6 @@
 using namespace support;
 
 namespace {
-
-std::ostream& operator<<(std::ostream& out, const _TimeStamp& stamp) {
-  return out << stamp.seconds << " s " << stamp.milliseconds << " ms";
-}
 
 using Stamp = _TimeStamp;
 

@@ -3,6 +3,8 @@
 
 #include <sys/shm.h>
 
+#include <algorithm>
+
 #include <cstring>
 #include <filesystem>
 #include <thread>
@@ -76,6 +78,17 @@ class Broker : public LibraryTest {
   static ZEB_Execution_Group* findGroup(const ZEB_Broker& in, const std::string& label) {
     const ZEB_Resource_ID id = resourceId(label);
     return in.findExecutionGroup(&id);
+  }
+  // Which of the functions began, in what order; a message is "message".
+  static Texts orderOf(const Texts& functions) {
+    Texts order;
+    for (const LogEntry& entry : host().log()) {
+      if (entry.number != 0) order.push_back("message");
+      if (entry.text == "Entry" &&
+          std::find(functions.begin(), functions.end(), entry.function) != functions.end())
+        order.push_back(entry.function);
+    }
+    return order;
   }
   static int areaSemaphore() { return semaphoreOf(kAreaMutex)->value; }
 

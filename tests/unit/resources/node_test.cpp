@@ -59,6 +59,17 @@ TEST_F(Node, IsNotOkWithoutMemoryForItsStatistics) {
   EXPECT_EQ(301, ZEB_Node(&record).getStatus());
 }
 
+TEST_F(Node, WithoutMemoryForItsRecordItHasNoStatisticsEither) {
+  const ZEB_NOIR record(&id);
+  failAllocations(sizeof(ZEB_NOIR));
+  const ZEB_Node fromId(&id);
+  EXPECT_EQ(301, fromId.getStatus());
+  EXPECT_EQ(nullptr, fromId.getStatsRecord());
+  const ZEB_Node fromRecord(&record);
+  EXPECT_EQ(301, fromRecord.getStatus());
+  EXPECT_EQ(nullptr, fromRecord.getStatsRecord());
+}
+
 TEST_F(Node, WithoutAnInformationRecordItIsAnOtherNode) {
   node.setNodeType(ZEB_INPUT_NODE);
   node.markDeleted();

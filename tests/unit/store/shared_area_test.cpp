@@ -115,6 +115,9 @@ TEST_F(SharedArea, NothingWorksOnAnAreaThatIsNotUsable) {
   EXPECT_EQ(8, failed.read(&read));
   EXPECT_EQ(32U, block().last);
   EXPECT_EQ(nullptr, record.getAddress());
+  record.setAddress(at(64));
+  EXPECT_EQ(8, failed.put(&record));
+  EXPECT_EQ(Bytes(168, 0), bytesAt(at(64), 168));
 }
 
 TEST_F(SharedArea, PutAppendsOneBehindTheOther) {

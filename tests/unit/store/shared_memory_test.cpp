@@ -2,6 +2,7 @@
 #include "store/shared_memory.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -673,6 +674,60 @@ TEST_F(SharedMemory, TracesAttachmentsWithTheTable) {
 TEST_F(SharedMemory, IsSilentWithTracingOff) {
   makeSegment().reset();
   EXPECT_TRUE(host().log().empty());
+}
+
+TEST_F(SharedMemory, DumpsTheTableUnderTheAttachMutex) {
+  const Tracing on;
+  makeSegment().reset();
+  const std::string mutex = attachMutexPath();
+  Texts seen;
+  for (const LogEntry& entry : host().trace())
+    if (entry.text == "Got mutex " + mutex || entry.text == "About to release mutex " + mutex ||
+        entry.text == "zebshmsegments table")
+      seen.push_back(entry.text.substr(0, entry.text.find(" mutex")));
+  const Texts oneRound{"Got", "zebshmsegments table", "zebshmsegments table", "About to release"};
+  Texts expected = oneRound;
+  expected.insert(expected.end(), oneRound.begin(), oneRound.end());
+  EXPECT_EQ(expected, seen);
+}
+
+TEST_F(SharedMemory, AnAreaIsReadyBeforeTheSegmentLeadsToIt) {
+  const auto segment = makeSegment();
+  Area area("areaarea", 64);
+  const Tracing on;
+  segment->allocate(&area);
+  const std::string function = "ZEB_Memory_Manager::setNextPosition";
+  auto* const start = static_cast<char*>(segment->getAddress());
+  EXPECT_EQ((Texts{"Parameter " + hex(start + 64), "Next : 20  Last : 20",
+                   "Parameter " + hex(start + 96), "Next : 60  Last : 60"}),
+            ownTextsOf("zebcmema", function));
+}
+
+// In a fresh namespace the first object of each kind has id 0.
+int useTheFirstIds(Steps& parent, const std::vector<std::string>&) {
+  useOwnConfiguration();
+  if (unshare(CLONE_NEWIPC) != 0) return 1;
+  const auto first = makeSegment();
+  const auto second = makeSegment();
+  parent.tell(std::to_string(segmentOf(kPath)->id));
+  for (const std::string& line : messageLines()) parent.tell(line.substr(0, line.find(" |")));
+  parent.tell("no more");
+  return first->OK() && second->OK() ? 0 : 2;
+}
+
+const Role kFirstUser("user of the first ids", useTheFirstIds);
+
+TEST_F(SharedMemory, AnIdOfZeroIsASegmentLikeAnyOther) {
+  Child child("user of the first ids");
+  EXPECT_EQ("0", child.hear());
+  EXPECT_EQ("2 zebcmutx ZEB_Name_Mutex::ZEB_Name_Mutex", child.hear());
+  std::string line = child.hear();
+  while (line != "no more") {
+    EXPECT_FALSE(line.starts_with("2 zebcshme")) << line;
+    line = child.hear();
+  }
+  EXPECT_EQ(0, child.wait());
+  leavesThingsBehind();
 }
 
 // The segment mutex is taken before the attach mutex, never the other way round.
