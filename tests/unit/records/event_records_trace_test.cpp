@@ -55,7 +55,8 @@ TEST_F(StoredEvents, AreReadAndStoredWhole) {
 TEST_F(StoredEvents, BlankOnesAreMostlyZero) {
   EXPECT_EQ(blankHeader(7).characters("", 18).number(3U).characters("", 6).bytes(),
             storedForm(kind));
-  EXPECT_EQ(blankHeader(8).number(kCalendarNow).characters("", 100).bytes(), storedForm(event));
+  BlankData now;
+  EXPECT_EQ(blankHeader(8).number(kCalendarNow).characters("", 100).bytes(), storedForm(now));
   EXPECT_EQ(252U, joined.size());
 }
 
