@@ -199,13 +199,18 @@ INSTANTIATE_TEST_SUITE_P(
                     record("EventThatSaysTemplate", kEvent, kType, 7)),
     [](const auto& test) { return std::string(test.param.name); });
 
-INSTANTIATE_TEST_SUITE_P(OfEverything, Damaged,
-                         testing::Values(fill("AllZeroUpToTheTemplates", 0, kTemplatesAt, 0),
-                                         noise("NoiseInTheStatistics", kStatisticsAt + 32,
-                                               kTemplatesAt),
-                                         noise("NoiseInTheTemplates", kTemplatesAt + 32, kEventsAt),
-                                         noise("NoiseInTheEvents", kEventsAt + 32, kEnd)),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    OfEverything, Damaged,
+    testing::Values(fill("AllZeroUpToTheTemplates", 0, kTemplatesAt, 0),
+                    fill("AllZero", 0, kEnd, 0), fill("AllOnes", 0, kEnd, 0xFF),
+                    block("TemplatesSizeZero", kTemplatesAt + kSize, 0),
+                    block("EventsSizeZero", kEventsAt + kSize, 0),
+                    block("EventsSizeOfAHeader", kEventsAt + kSize, 32),
+                    block("EventsSizeTooSmall", kEventsAt + kSize, 100),
+                    noise("NoiseInTheStatistics", kStatisticsAt + 32, kTemplatesAt),
+                    noise("NoiseInTheTemplates", kTemplatesAt + 32, kEventsAt),
+                    noise("NoiseInTheEvents", kEventsAt + 32, kEnd)),
+    [](const auto& test) { return std::string(test.param.name); });
 
 class DamagedArea : public PluginBeforeStart {
  protected:

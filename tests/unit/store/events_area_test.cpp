@@ -272,6 +272,46 @@ TEST_F(EventsArea, ATemplateThatCannotBeStoredGivesNull) {
   EXPECT_EQ(8, area->getTemplates());
 }
 
+TEST_F(EventsArea, ATemplateThatWrapsTheAreaIsStoredAtItsBeginning) {
+  area.reset();
+  beginWith("ZEBMemorySize 4096\n");
+  area = makeArea();
+  const auto first = store(std::string(1000, 'a'));
+  const auto second = store(std::string(1000, 'b'));
+  EXPECT_EQ(first->getAddress(), second->getAddress());
+  EXPECT_EQ(32U + second->size(), block("zebcetar").next);
+  EXPECT_NE(nullptr, area->findTemplate(second.get()));
+  const auto again = store(std::string(1000, 'b'));
+  EXPECT_EQ(idOf(*second), idOf(*again));
+}
+
+TEST_F(EventsArea, ATemplateLargerThanTheAreaIsTriedForEver) {
+  area.reset();
+  beginWith("ZEBMemorySize 4096\n");
+  area = makeArea();
+  const auto tooLarge = templateOf(std::string(3000, 'a'));
+  int turns = 0;
+  host().script.log = [&](const LogEntry& entry) {
+    if (entry.function != "ZEB_Shared_Area::put" || entry.text != "Exit: 0x2") return;
+    if (++turns == 20) throw Rethrown{};
+  };
+  {
+    const Tracing on;
+    EXPECT_THROW(area->setEventTemplate(tooLarge.get()), Rethrown);
+  }
+  host().script.log = nullptr;
+  store("text");
+}
+
+TEST_F(EventsArea, ATemplateThatIsNotOkIsNotStored) {
+  failAllocations(2 * 300);
+  const auto failed = templateOf(std::string(299, 'a'));
+  succeedAgain();
+  ASSERT_FALSE(failed->OK());
+  EXPECT_EQ(nullptr, area->setEventTemplate(failed.get()));
+  EXPECT_EQ(0U, storedTemplates());
+}
+
 TEST_F(EventsArea, ThreadsStoreTheSameTemplateOnce) {
   const auto run = [this] {
     for (int i = 0; i < 200; ++i) {

@@ -460,6 +460,35 @@ TEST_F(SharedArea, ReadNeverLeavesTheBlock) {
   EXPECT_TRUE(none.isEmpty());
 }
 
+TEST_F(SharedArea, ASizeThatChangesAfterTheBindingIsNotBelieved) {
+  Area area(segment.get());
+  Area next(segment.get(), "nextarea");
+  for (const std::uint32_t size : {33U, 65536U, 0xFFFFFFFFU}) {
+    ZEB_STIR record(1);
+    poke(32 + 12, size);
+    area.getHeader();
+    EXPECT_EQ(32768U, area.getSize()) << size;
+    EXPECT_EQ(0, area.put(&record)) << size;
+    EXPECT_EQ(32768U, block().size);
+  }
+}
+
+TEST_F(SharedArea, ABlockSmallerThanAnyAreaIsNotUsed) {
+  for (const auto& [size, usable] : {std::pair<std::uint32_t, bool>{4095, false}, {4096, true}}) {
+    segment.reset();
+    begin();
+    ZEB_Memory_Manager damaged;
+    damaged.setEyecatcher("areaarea");
+    damaged.setSize(size);
+    segment->allocate(&damaged);
+    Area area(segment.get());
+    EXPECT_EQ(usable, area.usable());
+    EXPECT_EQ(usable, area.getAddress() != nullptr);
+    ZEB_STIR record(1);
+    EXPECT_EQ(usable ? 0 : 8, area.put(&record));
+  }
+}
+
 TEST_F(SharedArea, AStringThatEndsBehindTheAreaEndsTheWalk) {
   Area area(segment.get());
   const auto flow = flowOfBytes(60);

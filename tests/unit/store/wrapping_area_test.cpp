@@ -144,6 +144,26 @@ TEST_F(WrappingArea, IsNotWrappedTwice) {
   EXPECT_EQ(72, records("zebcedar")[1].threadId());
 }
 
+// There is no guard. Each turn ends without the lock.
+TEST_F(WrappingArea, ARecordLargerThanTheAreaIsTriedForEver) {
+  const std::size_t empty = templateOf("")->size();
+  const auto tooLarge = templateOf(std::string((4064 - empty) / 2 + 1, 'a'));
+  ASSERT_EQ(4066U, tooLarge->size());
+  post(1);
+  int turns = 0;
+  std::vector<int> values;
+  host().script.log = [&](const LogEntry& entry) {
+    if (entry.function != "ZEB_Shared_Area::put" || entry.text != "Exit: 0x2") return;
+    values.push_back(semaphoreOf("/tmp/UUID1.zebcetar.zebmutx")->value);
+    if (++turns == 20) throw Rethrown{};
+  };
+  const Tracing on;
+  EXPECT_THROW(templates->put(tooLarge.get()), Rethrown);
+  EXPECT_EQ(20, turns);
+  EXPECT_EQ(std::vector<int>(20, 1), values);
+  EXPECT_TRUE(messageLines().empty());
+}
+
 TEST_F(WrappingArea, Traces) {
   const auto event = eventOf(*kind);
   const Tracing on;

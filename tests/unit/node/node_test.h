@@ -1,0 +1,59 @@
+// What the tests of nodes look at: the broker "UUID1" in shared memory, and messages.
+#ifndef ZEB_TESTS_UNIT_NODE_NODE_TEST_H
+#define ZEB_TESTS_UNIT_NODE_NODE_TEST_H
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include "base/resource_id.h"
+#include "base/wide.h"
+#include "records/message_descriptor.h"
+#include "tests/support/ipc_objects.h"
+#include "tests/unit/store/failing_system.h"
+#include "tests/unit/store/library_test.h"
+
+namespace support {
+
+inline constexpr char kSegment[] = "/tmp/UUID1.zebcshme";
+
+inline ZEB_Resource_ID resourceId(const std::string& label, const std::string& uuid = "") {
+  const ZEB_String wideUuid(uuid.c_str());
+  const ZEB_String wideLabel(label.c_str());
+  return ZEB_Resource_ID(&wideUuid, &wideLabel);
+}
+
+inline const zebchar* units(const std::u16string& text) {
+  return reinterpret_cast<const zebchar*>(text.c_str());
+}
+
+class NodeTest : public LibraryTest {
+ protected:
+  static Bytes bytes() {
+    const auto segment = segmentOf(kSegment);
+    return segment ? bytesOf(*segment) : Bytes{};
+  }
+  static std::vector<StoredRecord> records(const char* eyecatcher = "zebcstar") {
+    const Bytes segment = bytes();
+    const auto block = segment.empty() ? std::nullopt : findBlock(segment, eyecatcher);
+    return block ? recordsOf(segment, *block) : std::vector<StoredRecord>{};
+  }
+  static std::vector<StoredRecord> ofType(std::uint32_t type) {
+    std::vector<StoredRecord> found = records();
+    std::erase_if(found, [type](const StoredRecord& record) { return record.type() != type; });
+    return found;
+  }
+  static std::vector<std::uint32_t> types() {
+    std::vector<std::uint32_t> found;
+    for (const StoredRecord& record : records()) found.push_back(record.type());
+    return found;
+  }
+  static std::vector<StoredRecord> templates() { return records("zebcetar"); }
+  static std::vector<StoredRecord> events() { return records("zebcedar"); }
+};
+
+}  // namespace support
+
+#endif  // ZEB_TESTS_UNIT_NODE_NODE_TEST_H
