@@ -4,6 +4,14 @@
 #include "tests/support/private_namespaces.h"
 #include "tests/support/processes.h"
 
+// An allocation that is too large fails under a sanitizer as it does without one.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() {
+  return "allocator_may_return_null=1";
+}
+
 int main(int argumentCount, char** arguments) {
   int exitCode = 0;
   if (support::runRole(argumentCount, arguments, exitCode)) return exitCode;

@@ -35,7 +35,7 @@ int resolve(Steps& parent, const std::vector<std::string>& arguments) {
   const bool given = arguments.size() > 1;
   const char* const path = ZEB_Environment_Registry(given ? arguments[1].c_str() : nullptr);
   bZEBTracing = 0;
-  parent.tell(path);
+  parent.tell(std::string("at ") + path);
   parent.tell(ZEB_Environment_Registry("/another.cfg") == path ? "kept" : "changed");
   const Texts texts = textsOf(kUnit, kFunction);
   for (std::string text : texts) {
@@ -43,7 +43,7 @@ int resolve(Steps& parent, const std::vector<std::string>& arguments) {
     if (number != std::string::npos) text.resize(number);
     if (text == exitOf(path)) text = "Exit: path";
     if (text.ends_with('\n')) text.back() = '!';
-    parent.tell(text);
+    parent.tell("- " + text);
   }
   parent.tell("end");
   return 0;
@@ -58,10 +58,10 @@ struct Resolved {
 
 Resolved resolved(const std::vector<std::string>& arguments = {"shell"}) {
   Child child("resolver", arguments);
-  Resolved result{child.hear(), {}};
+  Resolved result{child.hear().substr(3), {}};
   EXPECT_EQ("kept", child.hear());
   for (std::string text = child.hear(); text != "end"; text = child.hear())
-    result.texts.push_back(text);
+    result.texts.push_back(text.substr(2));
   EXPECT_EQ(0, child.wait());
   const std::string given = arguments.size() > 1 ? arguments[1] : "";
   EXPECT_LE(5U, result.texts.size());
@@ -168,6 +168,7 @@ TEST_F(ConfigurationPath, OneThatIsGivenFirstIsTaken) {
   EXPECT_EQ(Texts{}, result.texts);
   const std::string longest = "/" + std::string(254, 'x');
   EXPECT_EQ(longest, resolved({"shell", longest}).path);
+  EXPECT_EQ("", resolved({"shell", longest + "x"}).path);
 }
 
 TEST_F(ConfigurationPath, ATemporaryFileThatIsMissingIsTraced) {

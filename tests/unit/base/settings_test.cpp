@@ -89,6 +89,7 @@ TEST_F(Lookup, AKeyWithNothingBehindItIsNoMatch) {
 TEST_F(Lookup, AnEmptyFirstLineIsPassed) {
   EXPECT_EQ("word", value("\nKEY word\n", "KEY"));
   EXPECT_EQ("word", value("\n\n\nKEY word\n", "KEY"));
+  EXPECT_EQ("", value("\n  KEY word\n", "KEY")) << "the one behind it keeps its blanks";
 }
 
 TEST_F(Lookup, TheKeyForAllIsProtectedFromThatForOne) {

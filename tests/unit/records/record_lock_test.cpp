@@ -135,6 +135,25 @@ TEST_F(RecordLock, WithoutMemoryTheRecordIsUsedUnlocked) {
   record.unlock();
 }
 
+TEST_F(RecordLock, OneThatIsLostWhenBuiltAnewIsNotBuiltByTheNextLock) {
+  record.lock();
+  record.unlock();
+  failAllocations(sizeof(ZEB_Name_Mutex));
+  record.initializeMutex();
+  succeedAgain();
+  host().forget();
+  record.lock();
+  EXPECT_EQ(-1, value());
+  EXPECT_EQ(Texts{}, textsOf(kUnit, "ZEB_Record::lock"));
+  record.unlock();
+  Bytes other = headerImage(5).bytes();
+  record.get(other.data());
+  record.get(image.data());
+  record.lock();
+  EXPECT_EQ(0, value());
+  record.unlock();
+}
+
 TEST_F(RecordLock, OneThatIsNotOkIsCode9) {
   const std::string path = "/tmp/060000000B0000001600000021000000";
   failAllocations(2 * (path.size() + 1));
