@@ -103,7 +103,7 @@ void NodeContext::send(ScriptedMessage& message) {
 
 void NodeContext::send(int size) {
   ScriptedMessage message;
-  message.bits = bitStream({}, static_cast<std::size_t>(std::max(size, 364)));
+  message.bits = bitStream();
   message.sizes = {size};
   send(message);
 }
@@ -126,8 +126,8 @@ std::unique_ptr<NodeContext> deploy(const NodePlan& plan, const ScriptedNode& no
   return context;
 }
 
-std::vector<std::uint8_t> bitStream(const Descriptor& descriptor, std::size_t size) {
-  std::vector<std::uint8_t> bits(size, 0);
+std::vector<std::uint8_t> bitStream(const Descriptor& descriptor) {
+  std::vector<std::uint8_t> bits(364, 0);
   putBytes(bits, 48, std::string(24, descriptor.messageIdFill), 24);
   putBytes(bits, 72, std::string(24, descriptor.correlationIdFill), 24);
   std::memcpy(bits.data() + 272, &descriptor.applicationType, 4);

@@ -54,6 +54,7 @@ class NodeContext {
   void set(const Attributes& attributes);
   // Sends a message through the node on the calling thread.
   void send(ScriptedMessage& message);
+  // One whose bit stream is said to have that size, negative ones included.
   void send(int size = 364);
   void sendNothing();  // a null message handle
   void end();
@@ -74,7 +75,7 @@ struct NodePlan {
 Attributes attributesOf(const NodePlan& plan);
 std::unique_ptr<NodeContext> deploy(const NodePlan& plan, const ScriptedNode& node = {});
 
-// A message of that many bytes whose descriptor holds the values below.
+// What the descriptor of a message holds.
 struct Descriptor {
   char messageIdFill = 'm';
   char correlationIdFill = 'c';
@@ -83,7 +84,8 @@ struct Descriptor {
   std::string putDate = "20260102";
   std::string putTime = "03040506";
 };
-std::vector<std::uint8_t> bitStream(const Descriptor& descriptor = {}, std::size_t size = 364);
+// The 364 bytes of a descriptor, which are all that is read of a bit stream.
+std::vector<std::uint8_t> bitStream(const Descriptor& descriptor = {});
 
 // Shared memory of the broker with this identifier, copied; empty when there is no segment.
 Bytes sharedMemory(const std::string& uuid = "UUID1");

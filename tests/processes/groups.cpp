@@ -1,8 +1,16 @@
 #include "tests/processes/groups.h"
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstring>
+#include <thread>
 
 #include "tests/plugin/plugin.h"
+#include "tests/processes/numbered.h"
 
 namespace support {
 namespace {
@@ -11,39 +19,113 @@ std::u16string wide(const std::string& text) {
   return {text.begin(), text.end()};
 }
 
+// Has a signal interrupt system calls every 200 microseconds, as long as it lives.
+class Interruptions {
+ public:
+  Interruptions() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};  // and no SA_RESTART
+    sigaction(SIGALRM, &action, nullptr);
+    every(200);
+  }
+  ~Interruptions() { every(0); }
+  Interruptions(const Interruptions&) = delete;
+  Interruptions& operator=(const Interruptions&) = delete;
+
+ private:
+  static void every(suseconds_t microseconds) {
+    const itimerval interval{{0, microseconds}, {0, microseconds}};
+    setitimer(ITIMER_REAL, &interval, nullptr);
+  }
+};
+
+class Group {
+ public:
+  explicit Group(const std::vector<std::string>& words)
+      : number_(std::stoi(words[0])),
+        messages_(std::stoi(words[1])),
+        failing_(words[2] == "failing"),
+        interrupted_(words[3] == "interrupted") {
+    startLibrary();
+    host().recording = false;
+    host().script.rethrow = [](int&) { throw Rethrown{}; };
+    host().script.propagate = [this](int& code, HostMessage*) {
+      code = failing_ && sent_ % 2 == 0 ? 64 : 0;
+    };
+    plan_.label = nodeLabel(number_);
+    plan_.eventMessage = wide(words[4]);
+    where_.executionGroup = u"group " + wide(words[0]);
+  }
+
+  void deployNode() { node_ = deploy(plan_, where_); }
+
+  void sendAll() {
+    const auto interruptions = interrupted_ ? std::make_unique<Interruptions>() : nullptr;
+    for (int i = 0; i < messages_; ++i) sendOne();
+  }
+
+  int sendUntilTold(Steps& parent) {
+    std::atomic<bool> told = false;
+    std::thread working([&] {
+      while (!told) sendOne();
+    });
+    parent.tell("working");
+    parent.hear();
+    told = true;
+    working.join();
+    return sent_;
+  }
+
+  int end() {
+    node_.reset();
+    for (const LogEntry& message : host().messages())
+      std::fprintf(stderr, "%s\n", message.text.c_str());
+    return host().messages().empty() ? 0 : 1;
+  }
+
+ private:
+  void sendOne() {
+    ++sent_;
+    try {
+      sendNumbered(*node_, number_, sent_, 1000 + number_);
+    } catch (const Rethrown&) {
+    }
+  }
+
+  const int number_;
+  const int messages_;
+  const bool failing_;
+  const bool interrupted_;
+  int sent_ = 0;
+  NodePlan plan_;
+  ScriptedNode where_;
+  std::unique_ptr<NodeContext> node_;
+};
+
 int group(Steps& parent, const std::vector<std::string>& words) {
-  const int number = std::stoi(words[0]);
-  const int messages = std::stoi(words[1]);
-  const bool failing = words[2] == "failing";
-  startLibrary();
-  host().recording = false;
-  host().script.rethrow = [](int&) { throw Rethrown{}; };
-  ScriptedNode where;
-  where.executionGroup = u"group " + wide(words[0]);
-  NodePlan plan;
-  plan.label = nodeLabel(number);
-  plan.eventMessage = wide(words[3]);
-  std::unique_ptr<NodeContext> node;
+  Group group(words);
   for (std::string line = parent.hear(); !line.empty() && line != "end"; line = parent.hear()) {
     if (line == "deploy") {
-      node = deploy(plan, where);
+      group.deployNode();
       parent.tell("deployed");
-      continue;
+    } else if (line == "send") {
+      group.sendAll();
+      parent.tell("sent");
+    } else if (line == "work") {
+      const int sent = group.sendUntilTold(parent);
+      parent.tell(std::to_string(sent));
     }
-    for (int i = 0; i < messages; ++i) {
-      const bool fails = failing && i % 2 == 1;
-      host().script.propagate = [fails](int& code, HostMessage*) { code = fails ? 64 : 0; };
-      try {
-        node->send(1000 + number);
-      } catch (const Rethrown&) {
-      }
-    }
-    parent.tell("sent");
   }
-  node.reset();
-  return static_cast<int>(host().messages().size());
+  return group.end();
 }
 const Role kGroupRole("group", group);
+
+const StoredRecord* parentOf(const StoredRecord& record, const std::vector<StoredRecord>& records) {
+  const auto parent =
+      std::find_if(records.begin(), records.end(),
+                   [&](const StoredRecord& candidate) { return record.isChildOf(candidate); });
+  return parent == records.end() ? nullptr : &*parent;
+}
 
 }  // namespace
 
@@ -51,41 +133,69 @@ std::u16string nodeLabel(int number) {
   return u"node of group " + wide(std::to_string(number));
 }
 
-std::vector<std::unique_ptr<Child>> startGroups(const std::vector<GroupPlan>& plans) {
-  std::vector<std::unique_ptr<Child>> groups;
+GroupProcesses startGroups(const std::vector<GroupPlan>& plans) {
+  GroupProcesses groups;
   for (const GroupPlan& plan : plans) {
     groups.push_back(std::make_unique<Child>(
         "group",
         std::vector<std::string>{std::to_string(plan.number), std::to_string(plan.messages),
-                                 plan.failing ? "failing" : "well", plan.eventMessage}));
+                                 plan.failing ? "failing" : "well",
+                                 plan.interrupted ? "interrupted" : "quiet", plan.eventMessage}));
   }
   return groups;
 }
 
-void tellAll(std::vector<std::unique_ptr<Child>>& groups, const std::string& line) {
+std::vector<GroupPlan> plansFor(int groups, GroupPlan plan) {
+  std::vector<GroupPlan> plans;
+  for (plan.number = 0; plan.number < groups; ++plan.number) plans.push_back(plan);
+  return plans;
+}
+
+void tellAll(GroupProcesses& groups, const std::string& line) {
   for (auto& group : groups) group->tell(line);
 }
 
-void hearAll(std::vector<std::unique_ptr<Child>>& groups, const std::string& line) {
+void hearAll(GroupProcesses& groups, const std::string& line) {
   for (auto& group : groups) EXPECT_EQ(group->hear(), line);
 }
 
-void endAll(std::vector<std::unique_ptr<Child>>& groups) {
+void haveAll(GroupProcesses& groups, const std::string& line, const std::string& answer) {
+  tellAll(groups, line);
+  hearAll(groups, answer);
+}
+
+void endAll(GroupProcesses& groups) {
   tellAll(groups, "end");
   for (auto& group : groups) EXPECT_EQ(group->wait(), 0) << "messages were logged";
 }
 
 std::vector<std::u16string> reachableNodes(const std::vector<StoredRecord>& records) {
-  const auto brokers = ofType(records, kBroker);
-  EXPECT_EQ(brokers.size(), 1U);
+  EXPECT_EQ(ofType(records, kBroker).size(), 1U);
   std::vector<std::u16string> labels;
-  for (const StoredRecord& owner : brokers)
-    for (const StoredRecord& execution : ofType(records, kGroup))
-      for (const StoredRecord& flow : ofType(records, kFlow))
-        for (const StoredRecord& node : ofType(records, kNode))
-          if (execution.isChildOf(owner) && flow.isChildOf(execution) && node.isChildOf(flow))
-            labels.push_back(node.label());
+  for (const StoredRecord& node : ofType(records, kNode)) {
+    const StoredRecord* const flow = parentOf(node, records);
+    const StoredRecord* const group = flow ? parentOf(*flow, records) : nullptr;
+    const StoredRecord* const broker = group ? parentOf(*group, records) : nullptr;
+    if (broker && broker->type() == kBroker) labels.push_back(node.label());
+  }
+  std::sort(labels.begin(), labels.end());
   return labels;
+}
+
+std::vector<std::u16string> allLabels(int groups) {
+  std::vector<std::u16string> labels;
+  for (int number = 0; number < groups; ++number) labels.push_back(nodeLabel(number));
+  std::sort(labels.begin(), labels.end());
+  return labels;
+}
+
+int orphans(const std::vector<StoredRecord>& records) {
+  const auto isOrphan = [&](const StoredRecord& record) {
+    if (record.type() == kBroker) return false;
+    const StoredRecord* const parent = parentOf(record, records);
+    return !parent || parent->type() != record.type() - 1;
+  };
+  return static_cast<int>(std::count_if(records.begin(), records.end(), isOrphan));
 }
 
 }  // namespace support

@@ -2,148 +2,133 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <csignal>
 #include <set>
 
 #include "tests/plugin/plugin.h"
+#include "tests/processes/numbered.h"
 #include "tests/support/ipc_objects.h"
-#include "tests/support/leftovers.h"
 
 using namespace support;
 
 namespace {
 
-class Groups : public PluginBeforeStart {};
-
-std::vector<GroupPlan> plansFor(int groups, GroupPlan plan) {
-  std::vector<GroupPlan> plans;
-  for (plan.number = 0; plan.number < groups; ++plan.number) plans.push_back(plan);
-  return plans;
-}
-
-std::vector<std::u16string> allLabels(int groups) {
-  std::vector<std::u16string> labels;
-  for (int number = 0; number < groups; ++number) labels.push_back(nodeLabel(number));
-  return labels;
-}
-
-std::vector<std::u16string> sorted(std::vector<std::u16string> labels) {
-  std::sort(labels.begin(), labels.end());
-  return labels;
-}
+class Groups : public PluginBeforeStart {
+ protected:
+  static void expectExact(int group, int messages) {
+    const StoredRecord statistics = statisticsOf(nodeLabel(group));
+    EXPECT_EQ(statistics.count(), messages);
+    EXPECT_EQ(statistics.sumSize(), static_cast<long long>(messages) * (1000 + group));
+    EXPECT_EQ(statistics.minSize(), 1000 + group);
+    EXPECT_EQ(statistics.maxSize(), 1000 + group);
+    EXPECT_GE(statistics.sumElapsed(), 0);
+  }
+};
 
 TEST_F(Groups, EightProcessesLoseNoMessageAndLeaveNothing) {
   constexpr int kProcesses = 8;
   constexpr int kMessages = 2000;
   auto groups = startGroups(plansFor(kProcesses, {.messages = kMessages}));
-  tellAll(groups, "deploy");
-  hearAll(groups, "deployed");
-  tellAll(groups, "send");
-  hearAll(groups, "sent");
-  for (int number = 0; number < kProcesses; ++number) {
-    const StoredRecord statistics = statisticsOf(nodeLabel(number));
-    EXPECT_EQ(statistics.count(), kMessages);
-    EXPECT_EQ(statistics.sumSize(), static_cast<long long>(kMessages) * (1000 + number));
-    EXPECT_EQ(statistics.minSize(), 1000 + number);
-    EXPECT_EQ(statistics.maxSize(), 1000 + number);
-  }
+  haveAll(groups, "deploy", "deployed");
+  haveAll(groups, "send", "sent");
+  for (int number = 0; number < kProcesses; ++number) expectExact(number, kMessages);
   EXPECT_EQ(segmentOf("/tmp/UUID1.zebcshme")->attached, 8U);
   endAll(groups);
   EXPECT_TRUE(keyFiles().empty());
+}
+
+// A signal handler makes the wait for a lock return early, which must not pass for the lock.
+TEST_F(Groups, ProcessesThatSignalsInterruptLoseNoMessage) {
+  constexpr int kProcesses = 4;
+  constexpr int kMessages = 4000;
+  auto groups = startGroups(plansFor(kProcesses, {.messages = kMessages, .interrupted = true}));
+  haveAll(groups, "deploy", "deployed");
+  haveAll(groups, "send", "sent");
+  for (int number = 0; number < kProcesses; ++number) expectExact(number, kMessages);
+  EXPECT_EQ(semaphoreOf("/tmp/UUID1.zebcstar.zebmutx")->value, 1);
+  endAll(groups);
 }
 
 TEST_F(Groups, EightProcessesThatStartAtOnceLeaveNoNodeUnreachable) {
   constexpr int kProcesses = 8;
   for (int round = 0; round < 100; ++round) {
     auto groups = startGroups(plansFor(kProcesses, {}));
-    tellAll(groups, "deploy");
-    hearAll(groups, "deployed");
+    haveAll(groups, "deploy", "deployed");
     const auto records = statisticsRecords();
-    EXPECT_EQ(sorted(reachableNodes(records)), sorted(allLabels(kProcesses))) << "round " << round;
+    EXPECT_EQ(reachableNodes(records), allLabels(kProcesses)) << "round " << round;
+    EXPECT_EQ(orphans(records), 0) << "round " << round;
     EXPECT_EQ(ofType(records, kStatistics).size(), 8U);
     endAll(groups);
     ASSERT_TRUE(keyFiles().empty());
   }
 }
 
-TEST_F(Groups, RecordsOfProcessesThatStartAtOnceHaveDifferentIdentifiers) {
-  auto groups = startGroups(plansFor(8, {}));
-  tellAll(groups, "deploy");
-  hearAll(groups, "deployed");
-  std::set<RecordId> ids;
-  const auto records = statisticsRecords();
-  for (const StoredRecord& record : records) ids.insert(record.id());
-  EXPECT_EQ(ids.size(), records.size());
-  endAll(groups);
-}
-
-TEST_F(Groups, AKilledProcessTakesNobodysCountWithIt) {
-  leavesThingsBehind();
-  constexpr int kMessages = 500;
-  auto groups = startGroups(plansFor(4, {.messages = kMessages}));
-  tellAll(groups, "deploy");
-  hearAll(groups, "deployed");
-  tellAll(groups, "send");
-  hearAll(groups, "sent");
-  groups.back()->kill(SIGKILL);
-  EXPECT_EQ(groups.back()->wait(), -SIGKILL);
-  groups.pop_back();
-  tellAll(groups, "send");
-  hearAll(groups, "sent");
-  for (int number = 0; number < 3; ++number)
-    EXPECT_EQ(statisticsOf(nodeLabel(number)).count(), 2 * kMessages);
-  // Nobody marked the dead one's node, and what it counted is there to read.
-  EXPECT_EQ(statisticsOf(nodeLabel(3)).count(), kMessages);
-  endAll(groups);
-  // The segment went with the last of the living; the dead one's references stay in the queues.
-  EXPECT_FALSE(segmentOf("/tmp/UUID1.zebcshme"));
-  EXPECT_EQ(queueOf("/tmp/UUID1.zebcshme.zebmutx")->messages, 1U);
-  EXPECT_EQ(queueOf("/tmp/UUID1.zebcstar.zebmutx")->messages, 1U);
+TEST_F(Groups, AProcessThatStartsWhileOthersWorkDisturbsNoRecord) {
+  auto working = startGroups({{.number = 0}, {.number = 1}});
+  haveAll(working, "deploy", "deployed");
+  haveAll(working, "work", "working");
+  auto joining = startGroups({{.number = 2, .messages = 50}});
+  haveAll(joining, "deploy", "deployed");
+  haveAll(joining, "send", "sent");
+  tellAll(working, "stop");
+  for (auto& group : working) EXPECT_GT(std::stoi(group->hear()), 0);
+  expectExact(2, 50);
+  EXPECT_EQ(reachableNodes(statisticsRecords()), allLabels(3));
+  EXPECT_EQ(orphans(statisticsRecords()), 0);
+  endAll(joining);
+  endAll(working);
 }
 
 TEST_F(Groups, ProcessesThatFillTheEventsOverwriteTheOldestOnly) {
   // 28 events fit into 4096 bytes less the header.
-  constexpr std::size_t kSlots = (4096 - 32) / 144;
+  constexpr int kSlots = (4096 - 32) / 144;
+  constexpr int kProcesses = 4;
+  constexpr int kMessages = 1000;
   writeFile(kConfiguration, "ZEBMemorySize 4096\n");
-  auto groups = startGroups(plansFor(4, {.messages = 5000, .eventMessage = "seen"}));
-  tellAll(groups, "deploy");
-  hearAll(groups, "deployed");
-  tellAll(groups, "send");
-  hearAll(groups, "sent");
-  const Bytes segment = sharedMemory();
-  const Block area = findBlock(segment, "zebcedar").value();
-  EXPECT_EQ(area.last, 32 + kSlots * 144);
-  // All events went in turn into the slots, none lost to a second wrap.
-  EXPECT_EQ(area.next, 32 + 4 * 5000 % kSlots * 144);
-  const auto ring = recordsOf(segment, area);
-  ASSERT_EQ(ring.size(), kSlots);
-  std::set<RecordId> ids;
-  for (const StoredRecord& event : ring) ids.insert(event.id());
-  EXPECT_EQ(ids.size(), kSlots);
-  const auto kinds = templates();
-  ASSERT_EQ(kinds.size(), 4U);
-  for (const StoredRecord& event : ring)
-    EXPECT_EQ(std::count_if(kinds.begin(), kinds.end(),
-                            [&](const StoredRecord& kind) { return event.isChildOf(kind); }),
-              1);
+  auto groups = startGroups(plansFor(kProcesses, {.messages = kMessages, .eventMessage = "seen"}));
+  haveAll(groups, "deploy", "deployed");
+  for (int sent = kMessages; sent <= 5 * kMessages; sent += kMessages) {
+    haveAll(groups, "send", "sent");
+    const Bytes segment = sharedMemory();
+    const Block area = findBlock(segment, "zebcedar").value();
+    EXPECT_EQ(area.last, 32 + kSlots * 144);
+    // All events went in turn into the slots, none lost to a second wrap; the next one wraps when
+    // the last slot is full.
+    const int filled = kProcesses * sent % kSlots;
+    EXPECT_EQ(area.next, 32 + (filled == 0 ? kSlots : filled) * 144);
+    const auto ring = oldestFirst(segment, area);
+    ASSERT_EQ(ring.size(), kSlots);
+    expectNewest(ring, {{0, sent}, {1, sent}, {2, sent}, {3, sent}});
+    std::set<RecordId> ids;
+    for (const StoredRecord& event : ring) ids.insert(event.id());
+    EXPECT_EQ(ids.size(), kSlots);
+    expectOneTemplateEach(ring, templates());
+  }
+  EXPECT_EQ(templates().size(), kProcesses);
   endAll(groups);
 }
 
 TEST_F(Groups, FailuresInSeveralProcessesAreAllThere) {
-  auto groups = startGroups(plansFor(4, {.messages = 20, .failing = true}));
-  tellAll(groups, "deploy");
-  hearAll(groups, "deployed");
-  tellAll(groups, "send");
-  hearAll(groups, "sent");
-  EXPECT_EQ(events().size(), 40U);
-  for (int number = 0; number < 4; ++number) EXPECT_EQ(statisticsOf(nodeLabel(number)).count(), 20);
-  const auto kinds = templates();
-  EXPECT_EQ(kinds.size(), 4U);
-  for (const StoredRecord& event : events())
-    EXPECT_EQ(std::count_if(kinds.begin(), kinds.end(),
-                            [&](const StoredRecord& kind) { return event.isChildOf(kind); }),
-              1);
+  constexpr int kMessages = 20;
+  auto groups = startGroups(plansFor(4, {.messages = kMessages, .failing = true}));
+  haveAll(groups, "deploy", "deployed");
+  haveAll(groups, "send", "sent");
+  const auto posted = events();
+  EXPECT_EQ(posted.size(), 40U);
+  std::set<std::pair<int, int>> failed;
+  for (const StoredRecord& event : posted) {
+    const Numbers numbers = numbersOf(event);
+    EXPECT_EQ(numbers.number % 2, 0);
+    failed.insert({numbers.writer, numbers.number});
+    const auto group = std::to_string(numbers.writer);
+    for (const StoredRecord& kind : templates())
+      if (event.isChildOf(kind)) {
+        EXPECT_EQ(kind.string(0), u"group " + std::u16string(group.begin(), group.end()));
+      }
+  }
+  EXPECT_EQ(failed.size(), 40U);
+  EXPECT_EQ(templates().size(), 4U);
+  expectOneTemplateEach(posted, templates());
+  for (int number = 0; number < 4; ++number) expectExact(number, kMessages);
   endAll(groups);
 }
 

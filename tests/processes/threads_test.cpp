@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "tests/plugin/plugin.h"
+#include "tests/processes/numbered.h"
 
 using namespace support;
 
@@ -13,25 +14,29 @@ namespace {
 constexpr int kThreads = 8;
 thread_local std::string text;  // of the failure that this thread is about to meet
 
+// Runs `body` with the thread's number on eight threads that start together.
+template <class Body>
+void onEightThreads(Body body) {
+  std::barrier start(kThreads);
+  std::vector<std::jthread> threads;
+  for (int number = 0; number < kThreads; ++number)
+    threads.emplace_back([&start, &body, number] {
+      start.arrive_and_wait();
+      body(number);
+    });
+}
+
+void quiet() {
+  host().recording = false;
+  host().script.rethrow = [](int&) { throw Rethrown{}; };
+}
+
 class Threads : public PluginTest {
  protected:
-  Threads() {
-    host().recording = false;
-    host().script.rethrow = [](int&) { throw Rethrown{}; };
-  }
-
-  // Runs `body` with the thread's number on eight threads that start together.
-  template <class Body>
-  static void onEightThreads(Body body) {
-    std::barrier start(kThreads);
-    std::vector<std::jthread> threads;
-    for (int number = 0; number < kThreads; ++number)
-      threads.emplace_back([&start, &body, number] {
-        start.arrive_and_wait();
-        body(number);
-      });
-  }
+  Threads() { quiet(); }
 };
+
+class ThreadsAndSettings : public PluginBeforeStart {};
 
 TEST_F(Threads, EightThroughOneNodeFromItsFirstMessageLoseNone) {
   constexpr int kMessages = 1000;
@@ -53,11 +58,17 @@ TEST_F(Threads, EightThroughEightNodesLoseNone) {
   for (int number = 0; number < kThreads; ++number)
     nodes.push_back(deploy({.label = std::u16string(1, static_cast<char16_t>(u'A' + number))}));
   onEightThreads([&](int number) {
-    for (int i = 0; i < kMessages; ++i) nodes[static_cast<std::size_t>(number)]->send(500);
+    for (int i = 1; i <= kMessages; ++i)
+      nodes[static_cast<std::size_t>(number)]->send(1000 * number + i);
   });
-  for (int number = 0; number < kThreads; ++number)
-    EXPECT_EQ(statisticsOf(std::u16string(1, static_cast<char16_t>(u'A' + number))).count(),
-              kMessages);
+  for (int number = 0; number < kThreads; ++number) {
+    const StoredRecord statistics =
+        statisticsOf(std::u16string(1, static_cast<char16_t>(u'A' + number)));
+    EXPECT_EQ(statistics.count(), kMessages);
+    EXPECT_EQ(statistics.sumSize(), 1000 * 1000 * number + 1000 * 1001 / 2);
+    EXPECT_EQ(statistics.minSize(), 1000 * number + 1);
+    EXPECT_EQ(statistics.maxSize(), 1000 * number + 1000);
+  }
   EXPECT_TRUE(host().messages().empty());
 }
 
@@ -83,6 +94,38 @@ TEST_F(Threads, EightWhoseFirstMessageFailsMakeTheEventsAreaOnce) {
   EXPECT_EQ(statisticsOf(u"NODE1").count(), 8);
 }
 
+TEST_F(ThreadsAndSettings, EventsOfEightOverwriteTheOldestOnly) {
+  constexpr int kSlots = (4096 - 32) / 144;
+  constexpr int kMessages = 500;
+  startLibrary("ZEBMemorySize 4096\n");
+  quiet();
+  const auto node = deploy({.eventMessage = u"seen"});
+  onEightThreads([&](int number) {
+    for (int i = 1; i <= kMessages; ++i) sendNumbered(*node, number, i);
+  });
+  const Bytes segment = sharedMemory();
+  const Block area = findBlock(segment, "zebcedar").value();
+  EXPECT_EQ(area.last, 32 + kSlots * 144);
+  EXPECT_EQ(area.next, 32 + kThreads * kMessages % kSlots * 144);
+  const auto ring = oldestFirst(segment, area);
+  ASSERT_EQ(ring.size(), kSlots);
+  std::map<int, int> last;
+  for (int number = 0; number < kThreads; ++number) last[number] = kMessages;
+  expectNewest(ring, last);
+  EXPECT_EQ(templates().size(), 1U);
+  expectOneTemplateEach(ring, templates());
+  EXPECT_EQ(statisticsOf(u"NODE1").count(), kThreads * kMessages);
+}
+
+TEST_F(Threads, EightThatDeployAndDeleteNodesMeetNoFailure) {
+  onEightThreads([](int number) {
+    const std::u16string label(1, static_cast<char16_t>(u'A' + number));
+    for (int i = 0; i < 20; ++i) deploy({.label = label, .eventMessage = u"seen"})->send();
+  });
+  EXPECT_TRUE(host().messages().empty());
+  EXPECT_TRUE(keyFiles().empty());
+}
+
 TEST_F(Threads, DifferentFailuresOnEightThreadsKeepTheirOwnTemplates) {
   constexpr int kFailures = 40;
   const auto node = deploy({});
@@ -102,11 +145,7 @@ TEST_F(Threads, DifferentFailuresOnEightThreadsKeepTheirOwnTemplates) {
     }
   });
   EXPECT_EQ(templates().size(), 24U);
-  for (const StoredRecord& event : events()) {
-    int parents = 0;
-    for (const StoredRecord& kind : templates()) parents += event.isChildOf(kind) ? 1 : 0;
-    EXPECT_EQ(parents, 1);
-  }
+  expectOneTemplateEach(events(), templates());
   EXPECT_EQ(statisticsOf(u"NODE1").count(), kThreads * kFailures);
 }
 

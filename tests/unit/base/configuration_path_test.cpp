@@ -199,11 +199,13 @@ int tellDirectory(Steps& parent, const std::vector<std::string>& arguments) {
 const Role kDirectoryReader("directory reader", tellDirectory);
 
 TEST_F(ConfigurationPath, TheTemporaryDirectoryIsReadOnceAndEndsInASlash) {
-  const std::pair<const char*, const char*> cases[] = {
+  const std::string longest = "ZEBTempDirectory" + std::string(495, 'x');
+  const std::pair<std::string, std::string> cases[] = {
       {"", "/tmp/"},
       {"ZEBTempDirectory /opt/dir\n", "/opt/dir/"},
       {"ZEBTempDirectory /opt/dir/\n", "/opt/dir/"},
       {"ZEBTempDirectory=x\n", "x/"},
+      {longest, longest.substr(16) + "/"},
       {"ZEBTempDirectory /\n", "/"}};
   for (const auto& [configuration, directory] : cases) {
     Child child("directory reader", {configuration});

@@ -142,11 +142,9 @@ TEST_F(NameMutex, TheDestructorCleansUp) {
 }
 
 TEST_F(NameMutex, TheNameIsPutIntoTheTemporaryDirectoryOnce) {
-  const std::pair<const char*, const char*> cases[] = {{"NAME", "/tmp/NAME.zebmutx"},
-                                                       {"/tmp/NAME", "/tmp/NAME.zebmutx"},
-                                                       {"/tmp/", "/tmp/.zebmutx"},
-                                                       {"/tmp", "/tmp//tmp.zebmutx"},
-                                                       {"", "/tmp/.zebmutx"}};
+  const std::pair<const char*, const char*> cases[] = {
+      {"NAME", "/tmp/NAME.zebmutx"}, {"/tmp/NAME", "/tmp/NAME.zebmutx"}, {"/tmp/", "/tmp/.zebmutx"},
+      {"/tmp", "/tmp//tmp.zebmutx"}, {"/tmpX", "/tmp//tmpX.zebmutx"},    {"", "/tmp/.zebmutx"}};
   for (const auto& [name, path] : cases) {
     const Tracing on;
     const ZEB_Name_Mutex mutex(name);
@@ -170,6 +168,19 @@ TEST_F(NameMutex, IsTakenAndGivenBackWithoutFlags) {
   EXPECT_EQ((Texts{"Entry", "About to release mutex /tmp/NAME.zebmutx",
                    "Released mutex /tmp/NAME.zebmutx", "Exit"}),
             textsOf(kUnit, "ZEB_Name_Mutex::release"));
+}
+
+TEST_F(NameMutex, SaysWhatItIsAboutToDoBeforeAndWhatItDidAfterwards) {
+  ZEB_Name_Mutex mutex("NAME");
+  std::vector<int> values;
+  host().script.log = [&](const LogEntry& entry) {
+    if (entry.text.find(" mutex ") != std::string::npos) values.push_back(valueOf());
+  };
+  const Tracing on;
+  mutex.get();
+  mutex.release();
+  host().script.log = nullptr;
+  EXPECT_EQ((std::vector<int>{1, 0, 0, 1}), values);
 }
 
 TEST_F(NameMutex, AWaiterGoesOnWhenTheHolderReleases) {

@@ -65,6 +65,7 @@ TEST_F(Lookup, AKeyBeginsTheLineExactly) {
   EXPECT_EQ("", value("key word\n", "KEY"));
   EXPECT_EQ("", value("KE word\n", "KEY"));
   EXPECT_EQ("", value("# KEY word\n", "KEY"));
+  EXPECT_EQ("", value("x\nxKEY word\n", "KEY"));
   EXPECT_EQ("", value("", "KEY"));
   EXPECT_EQ("", value("\n", "KEY"));
 }
@@ -130,6 +131,11 @@ TEST_F(Lookup, LinesAreReadUpTo511Characters) {
   EXPECT_EQ("word", value(std::string(512, 'x') + "\nKEY word\n", "KEY"));
   EXPECT_EQ("word", value(std::string(100000, 'x') + "\nKEY word\n", "KEY"));
   EXPECT_EQ("", value(std::string(511, 'x') + "KEY word\n", "KEY"));
+}
+
+TEST_F(Lookup, AWordHas511CharactersAtMost) {
+  EXPECT_EQ(std::string(511, 'x'), registered(std::string(511, 'x')));
+  EXPECT_EQ(std::string(511, 'x'), registered(std::string(512, 'x') + "\n"));
 }
 
 TEST_F(Lookup, ABinaryFileIsPassed) {

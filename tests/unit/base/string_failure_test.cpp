@@ -71,6 +71,13 @@ TEST_F(FailedString, StaysFailed) {
   expectFailed(string);
 }
 
+TEST_F(FailedString, FailsWhenTheAssignedCharsCannotBeWidened) {
+  ZEB_String string("value");
+  failAllocations(2 * 4, 0, 1);
+  string = "abc";
+  expectFailed(string);
+}
+
 TEST_F(FailedString, MakesWhatIsCopiedOrJoinedFromItFail) {
   const ZEB_String lost = failed();
   expectFailed(ZEB_String(lost));
@@ -214,6 +221,22 @@ TEST_F(StringOut, EveryOperationTraces) {
                        {"ZEB_String::put", exitOf(bytes.data() + 8)},
                        {"ZEB_String::copyTo", "Exit"},
                        {"ZEB_String::isEquivalent", "Exit: 0x1"}});
+}
+
+TEST_F(StringOut, EachWayToTheNarrowViewTraces) {
+  const ZEB_String string("a");
+  const std::string function = "ZEB_String::getcValue";
+  const Tracing on;
+  const char* const made = string.getcValue();
+  EXPECT_EQ((Texts{"Entry", exitOf(made)}), textsOf(kUnit, function)) << "made";
+  host().forget();
+  string.getcValue();
+  EXPECT_EQ((Texts{"Entry", exitOf(made)}), textsOf(kUnit, function)) << "kept";
+  host().forget();
+  const ZEB_String other("bc");
+  failAllocations(3 * 2 + 1);
+  other.getcValue();
+  EXPECT_EQ((Texts{"Entry", "Exit: 0x0"}), textsOf(kUnit, function)) << "not made";
 }
 
 // Each form is known by the line of its entry, whatever it calls.

@@ -29,8 +29,10 @@ class TraceScope : public LibraryTest {
   }
 };
 
+const int switchAtLoad = bZEBTracing;
+
 TEST_F(TraceScope, IsOffAtFirst) {
-  EXPECT_EQ(0, bZEBTracing);
+  EXPECT_EQ(0, switchAtLoad);
   {
     Trace trace(kUnit, kFunction);
     trace.text("%s", "text");

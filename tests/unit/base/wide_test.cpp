@@ -106,6 +106,9 @@ TEST_F(Wide, EachFunctionTraces) {
                       {"zebcmp", "Exit: 0x1"},
                       {"strtozeb", "Exit: 0x0"},
                       {"zebtostr", "Exit: 0x0"}});
+  host().forget();
+  zebcmp(text, text);
+  expectTraced(unit, {{"zebcmp", "Exit: 0x0"}});
 }
 
 }  // namespace

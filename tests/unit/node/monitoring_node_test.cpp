@@ -559,7 +559,7 @@ TEST_F(MonitoringNode, WithoutMemoryForItsTemplateItMeasuresWithoutEvents) {
 
 TEST_F(MonitoringNode, AnExceptionIsPostedWithItsText) {
   const auto node = deploy({"NODE", "output", ""});
-  host().script.exception = {"/build/Node.cpp", "BIP2230", "Something failed."};
+  host().script.exception = {"/build/Node.cpp", "E2230", "Something failed."};
   const MessageDescriptor descriptor{};
   node->postException(&descriptor);
   ASSERT_EQ(1U, templates().size());
@@ -568,8 +568,7 @@ TEST_F(MonitoringNode, AnExceptionIsPostedWithItsText) {
   EXPECT_EQ(u"FLOW", stored.string(1));
   EXPECT_EQ(u"NODE", stored.string(2));
   EXPECT_EQ(2U, stored.templateNodeType());
-  EXPECT_EQ(u"Exception found in /build/Node.cpp(BIP2230). Something failed.",
-            stored.templateText());
+  EXPECT_EQ(u"Exception found in /build/Node.cpp(E2230). Something failed.", stored.templateText());
   ASSERT_EQ(1U, events().size());
   EXPECT_EQ(stored.id(), events()[0].parent());
   EXPECT_EQ(thisThread(), events()[0].threadId());
@@ -678,6 +677,9 @@ TEST_F(MonitoringNode, TheSubFlowSetterTracesUnderTheLabelSettersName) {
   const auto node = makeNode();
   const ZEB_String text("x");
   const Tracing on;
+  node->setNodeLabel(&text);
+  EXPECT_EQ((Texts{"Entry", "Exit"}), textsOf(kUnit, "ZEB_Monitoring_Node::setNodeLabel"));
+  host().forget();
   node->setSubFlowName(&text);
   EXPECT_EQ((Texts{"Entry", "Exit"}), textsOf(kUnit, "ZEB_Monitoring_Node::setNodeLabel"));
   EXPECT_EQ(0U, entriesOf("ZEB_Monitoring_Node::setSubFlowName"));

@@ -271,6 +271,29 @@ TEST_F(NodeAttributes, ReadingTraces) {
             textsOf(kUnit, "ZEB_Node_Context::getAttributeValue"));
 }
 
+TEST_F(NodeAttributes, ATextIsNeverAFormat) {
+  const Tracing on;
+  set(u"eventMessage", u"%n%s%n%999999d");
+  EXPECT_EQ("Attribute Name = <eventMessage>  Attribute Value = <%n%s%n%999999d>",
+            textsOf(kUnit, "ZEB_Node_Context::setAttributeValue").at(1));
+  get(u"eventMessage");
+  EXPECT_EQ(u"%n%s%n%999999d", text());
+}
+
+TEST_F(NodeAttributes, ALongTextIsStoredWholeAndTracedCut) {
+  const std::u16string value(3000, u'v');
+  {
+    const Tracing on;
+    set(u"eventMessage", value);
+  }
+  const std::string traced = textsOf(kUnit, "ZEB_Node_Context::setAttributeValue").at(1);
+  EXPECT_EQ(1023U, traced.size());
+  EXPECT_TRUE(traced.starts_with("Attribute Name = <eventMessage>  Attribute Value = <vvvv"));
+  std::vector<std::uint16_t> large(3001, kUntouched);
+  EXPECT_EQ(0, context->getAttributeValue(units(u"eventMessage"), large.data(), 3001));
+  EXPECT_EQ(value, std::u16string(reinterpret_cast<const char16_t*>(large.data())));
+}
+
 TEST_F(NodeAttributes, QueriesForNamesTrace) {
   const Tracing on;
   name(2, 17);

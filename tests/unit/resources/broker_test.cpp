@@ -917,6 +917,7 @@ TEST_F(Broker, SaysThatNoAreaCanBeDumped) {
   broker->dump();
   EXPECT_EQ((Texts{"Statistics area unavailable", "Events area unavailable"}),
             ownTextsOf(kUnit, "ZEB_Broker::dump"));
+  EXPECT_EQ(1U, entriesOf("ZEB_Broker::createStatisticsArea"));
 }
 
 TEST_F(Broker, EveryOperationTraces) {

@@ -310,6 +310,11 @@ TEST_F(Resource, EveryOperationTraces) {
                          {"ZEB_ORVA_Resource::getStatus", "Exit: 0x0"},
                          {"ZEB_ORVA_Resource::OK", "Exit: 0x1"}});
   }
+  host().forget();
+  {
+    const ZEB_ORVA_Resource resource(static_cast<const ZEB_REIR*>(nullptr));
+    expectTraced(kUnit, {{"ZEB_ORVA_Resource::ZEB_ORVA_Resource", "Exit"}});
+  }
   expectTraced(kUnit, {{"ZEB_ORVA_Resource::cleanup", "Exit"},
                        {"ZEB_ORVA_Resource::~ZEB_ORVA_Resource", "Exit"}});
 }

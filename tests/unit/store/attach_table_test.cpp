@@ -5,6 +5,7 @@
 #include <sys/shm.h>
 
 #include <cstring>
+#include <thread>
 
 #include "tests/unit/store/failing_system.h"
 #include "tests/unit/store/library_test.h"
@@ -200,6 +201,26 @@ TEST_F(AttachTable, SegmentsMayComeAndGoWithoutEnd) {
     ASSERT_NE(nullptr, address) << i;
     ASSERT_EQ(0, attach_table::detach(address));
   }
+}
+
+TEST_F(AttachTable, ThreadsCountEachOther) {
+  const int id = makeSegment();
+  const int key = freshKey();
+  bool ignored = false;
+  void* const address = attach_table::attach(id, key, ignored);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      bool mine = false;
+      for (int i = 0; i < 5000; ++i) {
+        EXPECT_EQ(address, attach_table::attach(id, key, mine));
+        EXPECT_EQ(0, attach_table::detach(address));
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(1U, entryOf(key).users);
+  EXPECT_EQ(1U, attachments(id));
+  attach_table::detach(address);
 }
 
 TEST_F(AttachTable, ATakenOverEntryIsNotALiveOne) {

@@ -490,4 +490,17 @@ TEST_F(EventsArea, DumpsBothAreasWhileTracing) {
   EXPECT_EQ(Texts{"Shared Area Unavailable"}, ownTextsOf(kUnit, "ZEB_Events_Area::dump"));
 }
 
+TEST_F(EventsArea, DumpsNothingThatIsNotUsable) {
+  const Texts unavailable{"Shared Area Unavailable"};
+  ZEB_Events_Area fresh(ZEB_String("UUID1"));
+  const Tracing on;
+  fresh.dump();
+  EXPECT_EQ(unavailable, ownTextsOf(kUnit, "ZEB_Events_Area::dump"));
+  area->getTemplatesArea()->ZEB_Memory_Manager::cleanup();
+  host().forget();
+  area->dump();
+  EXPECT_EQ(unavailable, ownTextsOf(kUnit, "ZEB_Events_Area::dump"));
+  EXPECT_EQ(0U, entriesOf("ZEB_Shared_Area::dump"));
+}
+
 }  // namespace

@@ -5,6 +5,7 @@
 #include <sys/sem.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <thread>
@@ -357,7 +358,8 @@ TEST_F(SharedArea, ReadRebuildsEveryRecordByItsClass) {
   ZEB_Ordered_Record_Set_Iterator next(read);
   for (const auto& record : written) {
     const ZEB_Record* const copy = next.getNext();
-    EXPECT_TRUE(typeid(*copy) == typeid(*record)) << record->type();
+    const ZEB_Record& original = *record;
+    EXPECT_TRUE(typeid(*copy) == typeid(original)) << record->type();
     EXPECT_EQ(idOf(*record), idOf(*copy));
     EXPECT_EQ(record->getAddress(), copy->getAddress());
     EXPECT_EQ(record->size(), copy->size());
@@ -624,6 +626,23 @@ TEST_F(SharedArea, AMutexThatIsNotOkIsNotUsed) {
   area.unlock();
   EXPECT_EQ(0U, entriesOf("ZEB_Name_Mutex::get"));
   EXPECT_EQ(0U, entriesOf("ZEB_Name_Mutex::release"));
+}
+
+TEST_F(SharedArea, ReloadingTheHeaderLosesNoAppend) {
+  beginWith("ZEBMemorySize 600000\n");
+  Area area(segment.get());
+  std::atomic<bool> appending = true;
+  std::thread reader([&] {
+    while (appending) area.getLastUpdate();
+  });
+  for (int i = 0; i < 3000; ++i) {
+    ZEB_STIR record(1);
+    EXPECT_EQ(0, area.put(&record));
+  }
+  appending = false;
+  reader.join();
+  EXPECT_EQ(32U + 3000 * kStatistics, block().next);
+  EXPECT_EQ(3000U, records().size());
 }
 
 TEST_F(SharedArea, KnowsTheCallingThread) {

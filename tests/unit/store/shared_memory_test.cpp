@@ -298,6 +298,18 @@ TEST_F(SharedMemory, ReportsAKeyThatCannotBeMade) {
   fs::remove(kPath);
 }
 
+TEST_F(SharedMemory, ASecondBeginningThatFailsHasNoAddress) {
+  const auto segment = makeSegment();
+  void* const address = segment->getAddress();
+  failCalls("ftok", EACCES, "zebcshme");
+  segment->init();
+  EXPECT_EQ(301, segment->getStatus());
+  EXPECT_EQ(nullptr, segment->getAddress());
+  succeedAgain();
+  segment->zeb_dettach(address);
+  leavesThingsBehind();
+}
+
 TEST_F(SharedMemory, OnlyTracesACreationThatFailed) {
   failCalls("shmget", ENOSPC);
   const Tracing on;
