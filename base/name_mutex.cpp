@@ -64,7 +64,10 @@ ZEB_Name_Mutex::ZEB_Name_Mutex(const char* name) {
     if (joinQueue(trace, key)) joinSemaphore(trace, key);
     break;
   }
-  if (!OK()) cleanup();
+  if (OK())
+    gate_.emplace(path);
+  else
+    cleanup();
 }
 
 ZEB_Name_Mutex::~ZEB_Name_Mutex() {
@@ -154,6 +157,7 @@ void ZEB_Name_Mutex::get() {
   Trace trace(kUnit, "ZEB_Name_Mutex::get");
   if (!OK()) return;
   trace.text("Asking for mutex %s", path_);
+  gate_->enter();
   change(trace, -1);
   tellAcquired(this);
   trace.text("Got mutex %s", path_);
@@ -165,6 +169,7 @@ void ZEB_Name_Mutex::release() {
   trace.text("About to release mutex %s", path_);
   tellReleased(this);
   change(trace, 1);
+  gate_->leave();
   trace.text("Released mutex %s", path_);
 }
 

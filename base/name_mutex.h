@@ -4,6 +4,9 @@
 #ifndef ZEB_BASE_NAME_MUTEX_H
 #define ZEB_BASE_NAME_MUTEX_H
 
+#include <optional>
+
+#include "base/name_gate.h"
 #include "base/string.h"
 #include "base/trace.h"
 
@@ -44,6 +47,7 @@ class ZEB_Name_Mutex {
   int semaphore_ = 0;  // an id of 0 counts as none, on purpose
   int queue_ = 0;      // likewise
   ZEB_String path_;
+  std::optional<Name_Gate> gate_;
 };
 
 #endif  // ZEB_BASE_NAME_MUTEX_H

@@ -1,9 +1,11 @@
 #include "base/random_number.h"
 
+#include <pthread.h>
 #include <sys/random.h>
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 
 namespace {
@@ -17,6 +19,10 @@ unsigned freshSeed() {
          static_cast<unsigned>(now.tv_sec);
 }
 
+// Which process this is, counted in forks: a child draws another sequence than its parent.
+std::atomic<unsigned> generation = 1;
+[[maybe_unused]] const int countForks = pthread_atfork(nullptr, nullptr, [] { ++generation; });
+
 }  // namespace
 
 // Each thread draws from a sequence of its own: no lock that a fork could leave held.
@@ -24,10 +30,10 @@ std::uint32_t randomNumber() {
   struct Sequence {
     random_data state = {};
     char table[128];
-    pid_t seededFor = 0;
+    unsigned seededFor = 0;
   };
   thread_local Sequence sequence;
-  if (const pid_t self = getpid(); sequence.seededFor != self) {
+  if (const unsigned self = generation; sequence.seededFor != self) {
     sequence.seededFor = self;
     sequence.state = {};
     initstate_r(freshSeed(), sequence.table, sizeof sequence.table, &sequence.state);

@@ -1,4 +1,4 @@
-// The two copies through which shared memory is read and written.
+// How shared memory is read, written and cleared.
 //
 // Other processes write there at any time, and readers take no lock: a copy may be torn, which the
 // formats allow for. It is made once, and only the private side is ever looked at. Under
@@ -30,6 +30,15 @@ inline void copyToShared(void* shared, const void* from, std::size_t bytes) {
                      static_cast<const std::uint8_t*>(from)[i], __ATOMIC_RELAXED);
 #else
   std::memcpy(shared, from, bytes);
+#endif
+}
+
+inline void clearShared(void* shared, std::size_t bytes) {
+#ifdef ZEB_THREAD_SANITIZER
+  for (std::size_t i = 0; i < bytes; ++i)
+    __atomic_store_n(static_cast<std::uint8_t*>(shared) + i, std::uint8_t{0}, __ATOMIC_RELAXED);
+#else
+  std::memset(shared, 0, bytes);
 #endif
 }
 

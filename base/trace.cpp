@@ -46,63 +46,62 @@ void logTrace(const char* unit, int line, const char* function, const char* text
 
 }  // namespace
 
-void Trace::enter() {
-  unwinding_ = std::uncaught_exceptions();
-  logTrace(unit_, line_, function_, "Entry");
+int Trace::entered(const char* unit, const char* function, int line) {
+  logTrace(unit, line, function, "Entry");
+  return std::uncaught_exceptions();
 }
 
-void Trace::exit() const {
-  if (left_ || std::uncaught_exceptions() > unwinding_) return;
-  logTrace(unit_, line_, function_, "Exit");
+void Trace::exited(const char* unit, const char* function, int line, int unwinding) {
+  if (std::uncaught_exceptions() > unwinding) return;
+  logTrace(unit, line, function, "Exit");
 }
 
-void Trace::exitWith(unsigned result, int line) {
-  left_ = true;
-  write(line, "Exit: 0x%X", result);
-}
-
-void Trace::write(int line, const char* format, ...) const {
+void Trace::write(const char* unit, const char* function, int line, const char* format, ...) {
   char text[kLogTextBytes];
   va_list arguments;
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  logTrace(unit_, line, function_, text);
+  logTrace(unit, line, function, text);
 }
 
-void Trace::allocationError(int line) const {
+void Trace::logAllocationError(const char* unit, const char* function, int line) {
   const KeepErrno keep;
   char text[kLogTextBytes];
-  std::snprintf(text, sizeof text, "Allocation Error in %s", function_);
+  std::snprintf(text, sizeof text, "Allocation Error in %s", function);
   int unread = 0;
-  hcxLog(&unread, kLogType, unit_, line, function_, logMessageSource, kAllocationError, text,
-         function_, kEnd);
+  hcxLog(&unread, kLogType, unit, line, function, logMessageSource, kAllocationError, text,
+         function, kEnd);
 }
 
-void Trace::failed(const char* callee, const char* error, int line) const {
+void Trace::logFailed(const char* unit, const char* function, int line, const char* callee,
+                      const char* error) {
   const KeepErrno keep;
   char text[kLogTextBytes];
-  std::snprintf(text, sizeof text, "Function %s failed in %s. %s.", callee, function_, error);
+  std::snprintf(text, sizeof text, "Function %s failed in %s. %s.", callee, function, error);
   int unread = 0;
-  hcxLog(&unread, kLogType, unit_, line, function_, logMessageSource, kFunctionFailed, text, callee,
-         function_, error, kEnd);
+  hcxLog(&unread, kLogType, unit, line, function, logMessageSource, kFunctionFailed, text, callee,
+         function, error, kEnd);
 }
 
-void Trace::systemCallFailed(const char* callee, int errorNumber, int line) const {
+void Trace::logSystemCallFailed(const char* unit, const char* function, int line,
+                                const char* callee, int errorNumber) {
   char error[kErrorTextBytes];
   formatError(error, errorNumber);
-  failed(callee, error, line);
+  logFailed(unit, function, line, callee, error);
 }
 
-void Trace::hostCallFailed(const char* callee, const char* format, int returnCode, int line) const {
+void Trace::logHostCallFailed(const char* unit, const char* function, int line, const char* callee,
+                              const char* format, int returnCode) {
   char error[64];
   std::snprintf(error, sizeof error, format, returnCode);
-  failed(callee, error, line);
+  logFailed(unit, function, line, callee, error);
 }
 
-void Trace::maximumReached(const char* brokerLabel, int line) const {
+void Trace::logMaximumReached(const char* unit, const char* function, int line,
+                              const char* brokerLabel) {
   const KeepErrno keep;
   int unread = 0;
-  hcxLog(&unread, kLogType, unit_, line, function_, logMessageSource, kMaximumReached,
+  hcxLog(&unread, kLogType, unit, line, function, logMessageSource, kMaximumReached,
          "Maximum reached. Reset statistics.", brokerLabel, kEnd);
 }

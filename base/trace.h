@@ -46,60 +46,81 @@ auto printable(const Argument& argument) {
     return argument;
 }
 
+// Trace points can be compiled out, to measure what they cost while the switch is off.
+#ifndef ZEB_TRACE_POINTS
+#define ZEB_TRACE_POINTS 1
+#endif
+
+// No function that is not inlined takes the scope's address: while the switch is off, a scope lives
+// in registers and costs its tests alone.
 class Trace {
  public:
   // Both texts must be literals. `unit` is the 8-character unit name.
-  Trace(const char* unit, const char* function, int line = __builtin_LINE())
+  [[gnu::always_inline]] Trace(const char* unit, const char* function, int line = __builtin_LINE())
       : unit_(unit), function_(function), line_(line) {
-    if (bZEBTracing) [[unlikely]]
-      enter();
+    if (on()) [[unlikely]]
+      unwinding_ = entered(unit_, function_, line_);
   }
   // Writes nothing while an exception unwinds the operation: the host is not called then.
-  ~Trace() {
-    if (bZEBTracing) [[unlikely]]
-      exit();
+  [[gnu::always_inline]] ~Trace() {
+    if (on() && !left_) [[unlikely]]
+      exited(unit_, function_, line_, unwinding_);
   }
   Trace(const Trace&) = delete;
   Trace& operator=(const Trace&) = delete;
 
   // Writes "Exit: 0x%X" with the low 32 bits of the result, and hands the result on.
   template <class Result>
-  Result leave(Result result, int line = __builtin_LINE()) {
-    if (bZEBTracing) [[unlikely]]
-      exitWith(low32(result), line);
+  [[gnu::always_inline]] Result leave(Result result, int line = __builtin_LINE()) {
+    if (on()) [[unlikely]] {
+      left_ = true;
+      write(unit_, function_, line, "Exit: 0x%X", low32(result));
+    }
     return result;
   }
 
   // A trace text, while the switch is on; the arguments are converted only then.
   template <class... Arguments>
-  void text(TraceFormat format, const Arguments&... arguments) const {
-    if (bZEBTracing) [[unlikely]]
-      write(format.line, format.format, printable(arguments)...);
+  [[gnu::always_inline]] void text(TraceFormat format, const Arguments&... arguments) const {
+    if (on()) [[unlikely]]
+      write(unit_, function_, format.line, format.format, printable(arguments)...);
   }
 
   // A line in the form of a trace entry that is written whether or not the switch is on.
   template <class... Arguments>
   void line(TraceFormat format, const Arguments&... arguments) const {
-    write(format.line, format.format, printable(arguments)...);
+    write(unit_, function_, format.line, format.format, printable(arguments)...);
   }
 
   // Message 1: creating an object or a buffer yielded nothing.
-  void allocationError(int line = __builtin_LINE()) const;
+  void allocationError(int line = __builtin_LINE()) const {
+    logAllocationError(unit_, function_, line);
+  }
 
   // Message 2: a host or system function failed. `error` says why.
-  void failed(const char* callee, const char* error, int line = __builtin_LINE()) const;
+  void failed(const char* callee, const char* error, int line = __builtin_LINE()) const {
+    logFailed(unit_, function_, line, callee, error);
+  }
 
   // Message 2 for a system function that left errno; `errorNumber` is that errno.
-  void systemCallFailed(const char* callee, int errorNumber, int line = __builtin_LINE()) const;
+  void systemCallFailed(const char* callee, int errorNumber, int line = __builtin_LINE()) const {
+    logSystemCallFailed(unit_, function_, line, callee, errorNumber);
+  }
 
   // Message 2 for a host function; `format` has one "%i" for the return code.
   void hostCallFailed(const char* callee, const char* format, int returnCode,
-                      int line = __builtin_LINE()) const;
+                      int line = __builtin_LINE()) const {
+    logHostCallFailed(unit_, function_, line, callee, format, returnCode);
+  }
 
   // Message 3: the statistics of the named broker reached their maximum and are reset.
-  void maximumReached(const char* brokerLabel, int line = __builtin_LINE()) const;
+  void maximumReached(const char* brokerLabel, int line = __builtin_LINE()) const {
+    logMaximumReached(unit_, function_, line, brokerLabel);
+  }
 
  private:
+  static bool on() { return ZEB_TRACE_POINTS != 0 && bZEBTracing != 0; }
+
   template <class Result>
   static unsigned low32(const Result& result) {
     if constexpr (std::is_pointer_v<Result>)
@@ -108,10 +129,21 @@ class Trace {
       return static_cast<unsigned>(result);
   }
 
-  void enter();
-  void exit() const;
-  void exitWith(unsigned result, int line);
-  void write(int line, const char* format, ...) const __attribute__((cold));
+  // The number of exceptions in flight.
+  [[gnu::cold]] static int entered(const char* unit, const char* function, int line);
+  [[gnu::cold]] static void exited(const char* unit, const char* function, int line, int unwinding);
+  [[gnu::cold]] static void write(const char* unit, const char* function, int line,
+                                  const char* format, ...);
+  [[gnu::cold]] static void logAllocationError(const char* unit, const char* function, int line);
+  [[gnu::cold]] static void logFailed(const char* unit, const char* function, int line,
+                                      const char* callee, const char* error);
+  [[gnu::cold]] static void logSystemCallFailed(const char* unit, const char* function, int line,
+                                                const char* callee, int errorNumber);
+  [[gnu::cold]] static void logHostCallFailed(const char* unit, const char* function, int line,
+                                              const char* callee, const char* format,
+                                              int returnCode);
+  [[gnu::cold]] static void logMaximumReached(const char* unit, const char* function, int line,
+                                              const char* brokerLabel);
 
   const char* unit_;
   const char* function_;

@@ -1,11 +1,10 @@
 #include "node/node_context.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <new>
 
+#include "base/put_time.h"
 #include "base/settings.h"
 #include "base/trace.h"
 #include "node/common_values.h"
@@ -186,19 +185,8 @@ void ZEB_Node_Context::processMessage(HostTree* first, HostTree* second, HostMes
 _TimeStamp ZEB_Node_Context::getQueuedTime(const char* putDate, const char* putTime) {
   Trace trace(kUnit, "ZEB_Node_Context::getQueuedTime");
   if (!putDate || !putTime || *putDate == '\0' || *putTime == '\0') return {};
-  char date[sizeof MessageDescriptor::putDate + 1] = {};
-  char time[sizeof MessageDescriptor::putTime + 1] = {};
-  std::strncpy(date, putDate, sizeof date - 1);
-  std::strncpy(time, putTime, sizeof time - 1);
-  std::tm put{};
-  int hundredths = 0;
-  if (std::sscanf(date, "%4d%2d%2d", &put.tm_year, &put.tm_mon, &put.tm_mday) != 3) return {};
-  if (std::sscanf(time, "%2d%2d%2d%2d", &put.tm_hour, &put.tm_min, &put.tm_sec, &hundredths) != 4)
-    return {};
-  put.tm_year -= 1900;
-  put.tm_mon -= 1;
-  return ZEB_Timer::elapsedTime(_TimeStamp{static_cast<std::uint32_t>(timegm(&put)),
-                                           static_cast<std::uint32_t>(hundredths * 10)});
+  const auto put = readPutTime(putDate, putTime);
+  return put ? ZEB_Timer::elapsedTime(*put) : _TimeStamp{};
 }
 
 bool ZEB_Node_Context::OK() const {

@@ -44,6 +44,7 @@ std::size_t storedSize(std::span<const std::uint8_t> bytes) {
   if (std::memcmp(bytes.data(), header::text, header::eyecatcher.width) != 0) return 0;
   const std::uint32_t type = typeOf(bytes.data());
   if (type == ZEB_EVIR_RECORD) return joinedEventSize(bytes);
+  if (const std::uint32_t size = fixedSizeOf(type)) return size <= bytes.size() ? size : 0;
   const std::span<const Field> fields = fieldsOf(type);
   if (fields.empty()) return 0;
   std::size_t at = header::bytes;

@@ -223,6 +223,11 @@ constexpr std::span<const Field> fieldsOf(std::uint32_t type) {
   }
 }
 
+// The length of every record of the type, header included; 0 when their lengths differ.
+constexpr std::uint32_t fixedSizeOf(std::uint32_t type) {
+  return type == ZEB_STIR_RECORD ? stir::bytes : type == ZEB_EVDR_RECORD ? evdr::bytes : 0;
+}
+
 // The type code of the record at `stored`, of which at least 40 bytes must be there.
 std::uint32_t typeOf(const std::uint8_t* stored);
 

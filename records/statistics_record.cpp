@@ -1,6 +1,7 @@
 #include "records/statistics_record.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 
 #include "base/calendar.h"
@@ -103,6 +104,7 @@ ZEB_STIR& ZEB_STIR::operator=(const ZEB_STIR& other) {
 ZEB_STIR& ZEB_STIR::operator+=(const ZEB_STIR& other) {
   Trace trace(kUnit, "ZEB_STIR::operator+=");
   if (other.isEmpty()) return *this;
+  unchanged_ = false;
   const Statistics& more = other.statistics_;
   const bool first = isEmpty();
   statistics_.messageCount = sum(statistics_.messageCount, more.messageCount);
@@ -125,12 +127,17 @@ void* ZEB_STIR::getFrom(const void* bytes, void* p) {
   if (!usable(p)) return trace.leave(p);
   ZEB_Record::getFrom(bytes, p);
   const auto* const image = static_cast<const Image*>(bytes);
+  // While it is traced, every step is taken.
+  if (unchanged_ && bZEBTracing == 0 &&
+      std::memcmp(image + layout::header::bytes, stored_, sizeof stored_) == 0)
+    return trace.leave(behind(p, layout::stir::bytes));
   loadText(image, layout::stir::messageCount, statistics_.messageCount);
   loadSeries(image, kSize, statistics_.size);
   loadSeries(image, kElapsed, statistics_.elapsed);
   loadSeries(image, kQueued, statistics_.queued);
   load(image, layout::stir::firstCollection, statistics_.firstCollection);
   load(image, layout::stir::lastCollection, statistics_.lastCollection);
+  keepStored(image);
   return trace.leave(behind(p, layout::stir::bytes));
 }
 
@@ -146,7 +153,19 @@ void* ZEB_STIR::putTo(void* bytes, void* p) {
   storeSeries(image, kQueued, statistics_.queued);
   store(image, layout::stir::firstCollection, statistics_.firstCollection);
   store(image, layout::stir::lastCollection, statistics_.lastCollection);
+  if (survivesStoring()) keepStored(image);
   return trace.leave(behind(p, layout::stir::bytes));
+}
+
+// What wrapped below zero has no text, and is read as zero.
+bool ZEB_STIR::survivesStoring() const {
+  return statistics_.messageCount >= 0 && statistics_.size.sum >= 0 &&
+         statistics_.elapsed.sum >= 0 && statistics_.queued.sum >= 0;
+}
+
+void ZEB_STIR::keepStored(const std::uint8_t* image) {
+  std::memcpy(stored_, image + layout::header::bytes, sizeof stored_);
+  unchanged_ = true;
 }
 
 void ZEB_STIR::print() const {
@@ -170,6 +189,7 @@ void ZEB_STIR::print() const {
 void ZEB_STIR::reset() {
   Trace trace(kUnit, "ZEB_STIR::reset");
   statistics_ = {};
+  unchanged_ = false;
 }
 
 ZEB_ReturnCode ZEB_STIR::updateStatistics(_TimeStamp queued, _TimeStamp elapsed, int size) {
@@ -177,6 +197,7 @@ ZEB_ReturnCode ZEB_STIR::updateStatistics(_TimeStamp queued, _TimeStamp elapsed,
   if (statistics_.messageCount > kLastCount) return trace.leave(ZEB_ReturnCode(ZEB_MAXIMUM));
   const std::uint32_t now = calendarNow();
   const bool first = firstTime();
+  unchanged_ = false;
   statistics_.messageCount = sum(statistics_.messageCount, 1);
   statistics_.size.add(size, first);
   statistics_.elapsed.add(milliseconds(elapsed), first);
@@ -198,10 +219,7 @@ bool ZEB_STIR::isEmpty() const {
 
 void ZEB_STIR::convertLLongToString(long long value, char* text) {
   Trace trace(kUnit, "ZEB_STIR::convertLLongToString");
-  char reversed[kTextBytes] = {};
-  std::size_t digits = 0;
-  for (; value > 0; value /= 10) reversed[digits++] = static_cast<char>('0' + value % 10);
-  std::reverse_copy(reversed, reversed + digits, text);
+  if (value > 0) std::to_chars(text, text + kTextBytes, value);
 }
 
 void ZEB_STIR::convertStringToLLong(const char* begin, const char* end, long long& value) {

@@ -68,7 +68,14 @@ class ZEB_STIR : public ZEB_Record {
     std::uint32_t lastCollection = 0;
   };
 
+  bool survivesStoring() const;
+  void keepStored(const std::uint8_t* image);
+
   Statistics statistics_;
+  // What stands behind the header in the image that was last read or written, as long as the
+  // statistics are what would be read from it.
+  std::uint8_t stored_[layout::stir::bytes - layout::header::bytes];
+  bool unchanged_ = false;
 };
 
 #endif  // ZEB_RECORDS_STATISTICS_RECORD_H

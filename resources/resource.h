@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <typeinfo>
 
 #include "base/resource_id.h"
 #include "records/record_set.h"
@@ -63,7 +64,8 @@ class ZEB_ORVA_Resource {
 
   template <class Record>
   Record* recordAs() const {
-    return dynamic_cast<Record*>(record_.get());  // a generic resource has another record
+    ZEB_REIR* const record = record_.get();  // a generic resource has another record
+    return record && typeid(*record) == typeid(Record) ? static_cast<Record*>(record) : nullptr;
   }
 
   // Gathers the statistics of the children into the accumulators, once until initStatistics.

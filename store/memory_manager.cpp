@@ -47,17 +47,22 @@ Block_Header ZEB_Memory_Manager::headerCopy() const {
 }
 
 void ZEB_Memory_Manager::getHeader() {
+  reload();
+}
+
+Block_Header ZEB_Memory_Manager::reload() {
   Trace trace(kUnit, "ZEB_Memory_Manager::getHeader");
-  if (!address_) return;
+  if (!address_) return headerCopy();
+  Block_Header copy;
   {
     const std::lock_guard guard(copying_);
     copyFromShared(&header_, address_, sizeof header_);
     header_.size = bound_ ? mapped_ : std::min(header_.size, mapped_);
     std::atomic_thread_fence(std::memory_order_acquire);
+    copy = header_;
   }
-  if (!bZEBTracing) return;
-  const Block_Header copy = headerCopy();
-  ZEB_DumpMemory(&copy, sizeof copy, "Header");
+  if (bZEBTracing) ZEB_DumpMemory(&copy, sizeof copy, "Header");
+  return copy;
 }
 
 void ZEB_Memory_Manager::putHeader() {
@@ -82,21 +87,18 @@ void* ZEB_Memory_Manager::getFirstPosition() const {
 
 void* ZEB_Memory_Manager::getNextPosition() {
   Trace trace(kUnit, "ZEB_Memory_Manager::getNextPosition");
-  getHeader();
-  return trace.leave(at(headerCopy().next));
+  return trace.leave(at(reload().next));
 }
 
 void* ZEB_Memory_Manager::getLastPosition() {
   Trace trace(kUnit, "ZEB_Memory_Manager::getLastPosition");
-  getHeader();
-  return trace.leave(at(headerCopy().last));
+  return trace.leave(at(reload().last));
 }
 
 void* ZEB_Memory_Manager::getLastAvailablePosition() const {
   Trace trace(kUnit, "ZEB_Memory_Manager::getLastAvailablePosition");
-  const std::uint32_t size = headerCopy().size;
-  void* const end = at(static_cast<std::int32_t>(size));
-  trace.text("%X %X %X", address_, size, end);
+  void* const end = at(static_cast<std::int32_t>(size()));
+  trace.text("%X %X %X", address_, size(), end);
   return trace.leave(end);
 }
 
@@ -141,8 +143,7 @@ bool ZEB_Memory_Manager::isEmpty() {
 
 _TimeStamp ZEB_Memory_Manager::getLastUpdate() {
   Trace trace(kUnit, "ZEB_Memory_Manager::getLastUpdate");
-  getHeader();
-  return headerCopy().lastUpdate;
+  return reload().lastUpdate;
 }
 
 void ZEB_Memory_Manager::setSize(std::uint32_t bytes) {
@@ -175,7 +176,7 @@ void ZEB_Memory_Manager::bindTo(void* p, std::uint32_t bytes) {
 
 std::uint32_t ZEB_Memory_Manager::getSize() const {
   Trace trace(kUnit, "ZEB_Memory_Manager::getSize");
-  return trace.leave(headerCopy().size);
+  return trace.leave(size());
 }
 
 const char* ZEB_Memory_Manager::getEyecatcher() const {

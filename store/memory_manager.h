@@ -85,6 +85,8 @@ class ZEB_Memory_Manager {
 
  private:
   void* at(std::int32_t offset) const;
+  Block_Header reload();
+  std::uint32_t size() const { return bound_ ? mapped_ : headerCopy().size; }
   void write(_TimeStamp now);
 
   int status_ = ZEB_STATUS_OK;

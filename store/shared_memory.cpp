@@ -181,7 +181,7 @@ void* ZEB_Shared_Memory::carve(ZEB_Memory_Manager* area, std::uint32_t offset) {
   auto* const block = static_cast<std::uint8_t*>(getAddress()) + offset;
   const std::uint32_t size = area->getSize();
   if (size > mappedBytes() - offset || !isEndOfChain(headerAt(block))) return nullptr;
-  if (!created_) std::memset(block, 0, size);
+  if (!created_) clearShared(block, size);
   area->bindTo(block, size);
   area->setNextPosition(area->getFirstPosition());
   setNextPosition(block + size);

@@ -10,8 +10,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <stdexcept>
+#include <string>
+#include <thread>
 
 namespace support {
 namespace {
@@ -140,6 +143,17 @@ bool runRole(int argumentCount, char** arguments, int& exitCode) {
   Steps parent(std::stoi(arguments[3]), std::stoi(arguments[4]));
   exitCode = found->second(parent, {arguments + 5, arguments + argumentCount});
   return true;
+}
+
+void awaitSleeping(pid_t thread) {
+  const std::string path = "/proc/self/task/" + std::to_string(thread) + "/stat";
+  for (;;) {
+    std::ifstream file(path);
+    std::string status;
+    if (!std::getline(file, status)) return;
+    if (status.at(status.rfind(')') + 2) == 'S') return;
+    std::this_thread::yield();
+  }
 }
 
 }  // namespace support

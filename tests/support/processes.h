@@ -60,6 +60,9 @@ class Child {
 // or returns false in a process that is no child.
 bool runRole(int argumentCount, char** arguments, int& exitCode);
 
+// Waits until that thread of this process sleeps, or is gone.
+void awaitSleeping(pid_t thread);
+
 }  // namespace support
 
 #endif  // ZEB_TESTS_SUPPORT_PROCESSES_H

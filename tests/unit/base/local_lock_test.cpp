@@ -31,6 +31,25 @@ TEST(LocalLock, LetsOneThreadInAtATime) {
   EXPECT_EQ(800, passages);
 }
 
+// More threads than there are cores, and longer inside than anybody looks: they park and are woken.
+TEST(LocalLock, WakesEverybodyWhoParked) {
+  Local_Lock lock;
+  int passages = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 16; ++i)
+      threads.emplace_back([&] {
+        for (int turn = 0; turn < 500; ++turn) {
+          lock.enter();
+          if (++passages % 50 == 0)
+            for (int wait = 0; wait < 100; ++wait) std::this_thread::yield();
+          lock.leave();
+        }
+      });
+  }
+  EXPECT_EQ(16 * 500, passages);
+}
+
 TEST(LocalLock, MayBeLeftByAnotherThread) {
   Local_Lock lock;
   lock.enter();

@@ -3,7 +3,9 @@
 
 #include <sys/sem.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <thread>
@@ -188,12 +190,14 @@ TEST_F(NameMutex, AWaiterGoesOnWhenTheHolderReleases) {
   ZEB_Name_Mutex waiter("NAME");
   holder.get();
   std::atomic<bool> got = false;
+  std::atomic<pid_t> id = 0;
   std::jthread thread([&] {
+    id = gettid();
     waiter.get();
     got = true;
   });
-  const int id = semaphoreOf(kFile)->id;
-  while (semctl(id, 0, GETNCNT, 0) != 1) std::this_thread::yield();
+  while (id == 0) std::this_thread::yield();
+  awaitSleeping(id);
   EXPECT_FALSE(got);
   holder.release();
   thread.join();
@@ -204,13 +208,48 @@ TEST_F(NameMutex, AWaiterGoesOnWhenTheHolderReleases) {
 
 TEST_F(NameMutex, IsNotRecursive) {
   ZEB_Name_Mutex mutex("NAME");
+  std::atomic<bool> twice = false;
+  std::atomic<pid_t> id = 0;
   std::jthread thread([&] {
     mutex.get();
+    id = gettid();
     mutex.get();
+    twice = true;
   });
-  const int id = semaphoreOf(kFile)->id;
-  while (semctl(id, 0, GETNCNT, 0) != 1) std::this_thread::yield();
+  while (id == 0) std::this_thread::yield();
+  awaitSleeping(id);
+  EXPECT_FALSE(twice);
   mutex.release();
+}
+
+// The threads of one process queue in front of the semaphore: one of them at most asks for it.
+TEST_F(NameMutex, OneThreadOfAProcessWaitsForTheSemaphore) {
+  ZEB_Name_Mutex first("NAME");
+  ZEB_Name_Mutex second("NAME");
+  const int semaphore = semaphoreOf(kFile)->id;
+  sembuf take{0, -1, 0};
+  ASSERT_EQ(0, semop(semaphore, &take, 1));  // as another process does
+  std::atomic<pid_t> ids[2] = {};
+  {
+    std::jthread one([&] {
+      ids[0] = gettid();
+      first.get();
+      first.release();
+    });
+    std::jthread other([&] {
+      ids[1] = gettid();
+      second.get();
+      second.release();
+    });
+    for (const auto& id : ids) {
+      while (id == 0) std::this_thread::yield();
+      awaitSleeping(id);
+    }
+    EXPECT_EQ(1, semctl(semaphore, 0, GETNCNT));
+    sembuf give{0, 1, 0};
+    ASSERT_EQ(0, semop(semaphore, &give, 1));
+  }
+  EXPECT_EQ(1, valueOf());
 }
 
 TEST_F(NameMutex, ConstructionTracesTheKeyBeforeAndAfterTheFileIsMade) {

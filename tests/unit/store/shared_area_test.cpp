@@ -568,13 +568,15 @@ TEST_F(SharedArea, AnotherThreadWaits) {
   area.lock();
   bool released = false;
   bool seen = false;
+  std::atomic<pid_t> id = 0;
   std::thread other([&] {
+    id = gettid();
     area.lock();
     seen = released;
     area.unlock();
   });
-  const int id = semaphoreOf(kMutexPath)->id;
-  while (semctl(id, 0, GETNCNT) != 1) std::this_thread::yield();
+  while (id == 0) std::this_thread::yield();
+  awaitSleeping(id);
   released = true;
   area.unlock();
   other.join();

@@ -1,0 +1,37 @@
+// In front of each inter-process lock stands a gate among the threads of this process, shared by
+// all lock objects of one name. Only the thread inside asks the system for the lock, so that the
+// threads of one process hand it to each other without falling asleep.
+#ifndef ZEB_BASE_NAME_GATE_H
+#define ZEB_BASE_NAME_GATE_H
+
+#include <string>
+
+#include "base/local_lock.h"
+
+struct Shared_Gate {
+  alignas(64) Local_Lock lock;  // alone in its cache line
+  int users = 0;
+};
+
+class Name_Gate {
+ public:
+  // Joins the gate of that name. Without memory, or for a null name, there is none: threads then
+  // meet at the inter-process lock itself.
+  explicit Name_Gate(const char* name);
+  ~Name_Gate();
+  Name_Gate(const Name_Gate&) = delete;
+  Name_Gate& operator=(const Name_Gate&) = delete;
+
+  void enter() {
+    if (gate_) gate_->lock.enter();
+  }
+  void leave() {
+    if (gate_) gate_->lock.leave();
+  }
+
+ private:
+  const std::string* name_ = nullptr;
+  Shared_Gate* gate_ = nullptr;
+};
+
+#endif  // ZEB_BASE_NAME_GATE_H
