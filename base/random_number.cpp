@@ -32,7 +32,8 @@ std::uint32_t randomNumber() {
     char table[128];
     unsigned seededFor = 0;
   };
-  thread_local Sequence sequence;
+  // Not made when a thread first comes here: without memory for it, the loader ends the process.
+  [[gnu::tls_model("initial-exec")]] static thread_local Sequence sequence;
   if (const unsigned self = generation; sequence.seededFor != self) {
     sequence.seededFor = self;
     sequence.state = {};

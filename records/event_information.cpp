@@ -20,6 +20,8 @@ void ZEB_EVIR::init(const ZEB_EVTR* eventTemplate, const ZEB_EVDR* data) {
   Trace trace(kUnit, "ZEB_EVIR::init");
   if (eventTemplate) template_ = *eventTemplate;
   if (data) data_ = *data;
+  require(template_);
+  require(data_);
 }
 
 ZEB_EVIR& ZEB_EVIR::operator=(const ZEB_EVIR& other) {

@@ -14,17 +14,23 @@ ZEB_EVTR::ZEB_EVTR(const ZEB_String* executionGroup, const ZEB_String* messageFl
                    const ZEB_String* node, ZEB_NodeType nodeType, const ZEB_String* text)
     : ZEB_Record(ZEB_EVTR_RECORD, executionGroup != nullptr) {
   Trace trace(kUnit, "ZEB_EVTR::ZEB_EVTR");
-  if (!OK()) return;
+  nodeType_ = nodeType;
   take(executionGroup_, executionGroup);
   take(messageFlow_, messageFlow);
   take(node_, node);
-  nodeType_ = nodeType;
   take(text_, text);
 }
 
+ZEB_EVTR::ZEB_EVTR(const ZEB_EVTR& other) : ZEB_Record(other), nodeType_(other.nodeType_) {
+  Trace trace(kUnit, "ZEB_EVTR::ZEB_EVTR");
+  take(executionGroup_, &other.executionGroup_);
+  take(messageFlow_, &other.messageFlow_);
+  take(node_, &other.node_);
+  take(text_, &other.text_);
+}
+
 void ZEB_EVTR::take(ZEB_String& field, const ZEB_String* value) {
-  if (!value) return;
-  field = *value;
+  if (value) field = *value;
   require(field);
 }
 

@@ -11,7 +11,7 @@ class ZEB_EVTR : public ZEB_Record {
   // empty.
   ZEB_EVTR(const ZEB_String* executionGroup, const ZEB_String* messageFlow, const ZEB_String* node,
            ZEB_NodeType nodeType, const ZEB_String* text);
-  ZEB_EVTR(const ZEB_EVTR&) = default;
+  ZEB_EVTR(const ZEB_EVTR& other);
   ZEB_EVTR& operator=(const ZEB_EVTR& other);
 
   // Equal content, whatever the record IDs; false when this record is not OK.

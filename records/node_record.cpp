@@ -12,6 +12,7 @@ constexpr char kUnit[] = "zebcnoir";
 
 ZEB_NOIR::ZEB_NOIR(const ZEB_Resource_ID* id) : ZEB_REIR(ZEB_NOIR_RECORD, id) {
   Trace trace(kUnit, "ZEB_NOIR::ZEB_NOIR");
+  require(subFlowName_);
 }
 
 ZEB_NOIR& ZEB_NOIR::operator=(const ZEB_NOIR& other) {

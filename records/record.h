@@ -104,6 +104,9 @@ class ZEB_Record {
   void require(const ZEB_String& string) {
     if (!string.OK()) status_ = ZEB_STATUS_FAILED;
   }
+  void require(const ZEB_Record& part) {
+    if (part.status_ != ZEB_STATUS_OK) status_ = ZEB_STATUS_FAILED;
+  }
   bool usable(const void* p) const { return status_ == ZEB_STATUS_OK && p; }
 
  private:

@@ -1,6 +1,7 @@
 #include "records/record_set.h"
 
 #include <new>
+#include <utility>
 
 #include "base/trace.h"
 
@@ -30,6 +31,51 @@ void Record_Collection::printAll(const Trace& trace) const {
     trace.line("Record %d of %d", ++position, static_cast<int>(entries()));
     record->print();
   }
+}
+
+std::size_t ZEB_Record_Set::Hash::operator()(const ZEB_Record_ID& id) const {
+  const std::uint64_t created = std::uint64_t{id.created.seconds} << 10 ^ id.created.milliseconds;
+  return (created ^ std::uint64_t{id.random} << 20 ^ id.type) * 0x9E3779B97F4A7C15U;
+}
+
+// From the last to the first, so that each record finds its next sibling at the head of its parent.
+void ZEB_Record_Set::index() const {
+  if (nextSibling_.size() == entries()) return;
+  try {
+    firstChild_.clear();
+    nextSibling_.clear();
+    std::vector<std::size_t> next(entries(), entries());
+    for (std::size_t at = entries(); at-- > 0;) {
+      const auto [head, alone] =
+          firstChild_.try_emplace(*begin()[static_cast<long>(at)]->getParentId(), at);
+      if (!alone) next[at] = std::exchange(head->second, at);
+    }
+    nextSibling_.swap(next);
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+ZEB_Record_Set::Children::Children(const ZEB_Record_Set& records, const ZEB_Record* parent)
+    : records_(records), parent_(parent), first_(records.entries()) {
+  if (!parent) return;
+  records.index();
+  if (records.nextSibling_.size() != records.entries()) {
+    first_ = walk(0);
+    return;
+  }
+  const auto head = records.firstChild_.find(*parent->getRecordId());
+  if (head != records.firstChild_.end()) first_ = head->second;
+}
+
+std::size_t ZEB_Record_Set::Children::after(std::size_t at) const {
+  return at < records_.nextSibling_.size() ? records_.nextSibling_[at] : walk(at + 1);
+}
+
+std::size_t ZEB_Record_Set::Children::walk(std::size_t at) const {
+  while (at < records_.entries() &&
+         records_.begin()[static_cast<long>(at)]->isChildOf(parent_) == 0)
+    ++at;
+  return at;
 }
 
 void ZEB_Record_Set::print() const {

@@ -3,6 +3,8 @@
 #ifndef ZEB_RECORDS_RECORD_SET_H
 #define ZEB_RECORDS_RECORD_SET_H
 
+#include <cstddef>
+#include <unordered_map>
 #include <vector>
 
 #include "records/record.h"
@@ -30,7 +32,51 @@ class Record_Collection {
 // What an area holds, or is to hold.
 class ZEB_Record_Set : public Record_Collection {
  public:
+  // The records whose parent is that record, in order; none for null.
+  class Children {
+   public:
+    class Iterator {
+     public:
+      Iterator(const Children& children, std::size_t at) : children_(children), at_(at) {}
+      ZEB_Record* operator*() const { return children_.records_.begin()[static_cast<long>(at_)]; }
+      Iterator& operator++() {
+        at_ = children_.after(at_);
+        return *this;
+      }
+      bool operator!=(const Iterator& other) const { return at_ != other.at_; }
+
+     private:
+      const Children& children_;
+      std::size_t at_;
+    };
+    Children(const ZEB_Record_Set& records, const ZEB_Record* parent);
+    Iterator begin() const { return {*this, first_}; }
+    Iterator end() const { return {*this, records_.entries()}; }
+
+   private:
+    std::size_t after(std::size_t at) const;
+    std::size_t walk(std::size_t at) const;  // without an index
+
+    const ZEB_Record_Set& records_;
+    const ZEB_Record* parent_;
+    std::size_t first_;
+  };
+  // The set and its records' parents must not change while the children are walked.
+  Children childrenOf(const ZEB_Record* parent) const { return {*this, parent}; }
+
   void print() const;
+
+ private:
+  struct Hash {
+    std::size_t operator()(const ZEB_Record_ID& id) const;
+  };
+
+  void index() const;
+
+  // Built when children are asked for and records came since: the first child of each parent, and
+  // the next sibling of each record. Shorter than the set when memory ran out.
+  mutable std::unordered_map<ZEB_Record_ID, std::size_t, Hash> firstChild_;
+  mutable std::vector<std::size_t> nextSibling_;
 };
 
 // Events, in the order in which they were found.

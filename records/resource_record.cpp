@@ -11,6 +11,8 @@ constexpr char kUnit[] = "zebcreir";
 ZEB_REIR::ZEB_REIR(ZEB_RecordType type, const ZEB_Resource_ID* id)
     : ZEB_Record(type, id != nullptr) {
   Trace trace(kUnit, "ZEB_REIR::ZEB_REIR");
+  require(uuid_);
+  require(label_);
   if (!OK() || !id) return;
   setUuid(&id->getUuid());
   setLabel(&id->getLabel());

@@ -71,9 +71,9 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   // --- events ---
   // What ZEB_Events_Area::setEventTemplate returns; null when it could not be asked.
   ZEB_EVTR* setEventTemplate(ZEB_EVTR* eventTemplate);
-  // Code 8 when not OK or before any template was set, 4 for null.
+  // Code 8 when not OK or while there is no usable events area, 4 for null.
   ZEB_ReturnCode postEvent(ZEB_EVDR* event);
-  // Code 8 when not OK or the events area is not, 6 when that could not be made.
+  // Code 8 when not OK or the events area is not, 6 when that could not be made, 3 for null.
   ZEB_ReturnCode getEvents(ZEB_Ordered_Record_Set* out);
 
   void init(const ZEB_Resource_ID* id);

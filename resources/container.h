@@ -38,8 +38,8 @@ ZEB_ReturnCode rebuild(const ZEB_Record_Set& records, ZEB_RecordType type,
                        const ZEB_ORVA_Resource& parent, Set& children, int keepEmpty, Find find,
                        Insert insert, Rebuild rebuild, IsEmpty isEmpty) {
   ZEB_ReturnCode code;
-  for (const ZEB_Record* record : records) {
-    if (record->type() != type || record->isChildOf(parent.getInformationRecord()) == 0) continue;
+  for (const ZEB_Record* record : records.childrenOf(parent.getInformationRecord())) {
+    if (record->type() != type) continue;
     const auto* const stored = static_cast<const Record*>(record);
     const ZEB_Resource_ID id = stored->getResourceId();
     auto* child = find(&id);

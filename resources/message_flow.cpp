@@ -50,9 +50,8 @@ ZEB_Node* ZEB_Message_Flow::insertNode(const ZEB_NOIR* record) {
 ZEB_ReturnCode ZEB_Message_Flow::findNodes(const ZEB_Record_Set* records, int keepEmpty) {
   Trace trace(kUnit, "ZEB_Execution_Group::findNodes");
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
-  for (const ZEB_Record* record : *records) {
-    if (record->type() != ZEB_NOIR_RECORD || record->isChildOf(getInformationRecord()) == 0)
-      continue;
+  for (const ZEB_Record* record : records->childrenOf(getInformationRecord())) {
+    if (record->type() != ZEB_NOIR_RECORD) continue;
     if (ZEB_Node* const node = takeNode(static_cast<const ZEB_NOIR*>(record), keepEmpty))
       node->findStatistics(records);
   }

@@ -73,9 +73,8 @@ ZEB_ReturnCode ZEB_Node::getRecords(ZEB_Record_Set* out) {
 ZEB_ReturnCode ZEB_Node::findStatistics(const ZEB_Record_Set* records) {
   Trace trace(kUnit, "ZEB_Node::findStatistics");
   if (!records || records->isEmpty()) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
-  for (const ZEB_Record* record : *records) {
-    if (record->type() != ZEB_STIR_RECORD || record->isChildOf(getInformationRecord()) == 0)
-      continue;
+  for (const ZEB_Record* record : records->childrenOf(getInformationRecord())) {
+    if (record->type() != ZEB_STIR_RECORD) continue;
     insertStatistics(static_cast<const ZEB_STIR*>(record));
     return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   }

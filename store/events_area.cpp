@@ -10,6 +10,8 @@ namespace {
 
 constexpr char kUnit[] = "zebcevar";
 
+constexpr int kTurns = 8;
+
 }  // namespace
 
 ZEB_Events_Area::ZEB_Events_Area(const ZEB_String& /*name*/) {
@@ -53,7 +55,7 @@ ZEB_EVTR* ZEB_Events_Area::setEventTemplate(ZEB_EVTR* eventTemplate) {
   if (!OK() || !templateArea_ || !eventTemplate || !eventTemplate->OK())
     return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
   ZEB_ReturnCode code = findOrStore(eventTemplate);
-  // Only one that is larger than the area comes to this, and is tried for ever.
+  // One that is larger than the area comes to this, and is tried for ever.
   while (code == ZEB_NO_ROOM) code = templateArea_->put(eventTemplate);
   return trace.leave(code == ZEB_SUCCESS ? eventTemplate : nullptr);
 }
@@ -65,7 +67,7 @@ ZEB_ReturnCode ZEB_Events_Area::findOrStore(ZEB_EVTR* eventTemplate) {
   refresh();
   if (const ZEB_EVTR* const stored = cached(eventTemplate)) {
     *eventTemplate = *stored;
-    return ZEB_SUCCESS;
+    return eventTemplate->OK() ? ZEB_SUCCESS : ZEB_NOT_ALLOCATED;
   }
   ZEB_ReturnCode code = templateArea_->putOnce(eventTemplate);
   if (code == ZEB_NO_ROOM) code = templateArea_->putOnce(eventTemplate);
@@ -92,9 +94,10 @@ ZEB_ReturnCode ZEB_Events_Area::refresh() {
   const _TimeStamp lastUpdate = templateArea_->getLastUpdate();
   if (lastUpdate == templatesStamp_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   flush();
-  // What can't be read any more was overwritten: the templates before it are the cache.
+  // What can't be read any more was overwritten: the templates before it are the cache. Without
+  // memory it is tried again the next time.
   const ZEB_ReturnCode code = templateArea_->read(&cache_);
-  templatesStamp_ = lastUpdate;
+  if (code != ZEB_NOT_ALLOCATED) templatesStamp_ = lastUpdate;
   return trace.leave(code);
 }
 
@@ -142,13 +145,23 @@ ZEB_ReturnCode ZEB_Events_Area::getEvents(ZEB_Ordered_Record_Set* out) {
   if (!OK() || !dataArea_) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   const std::lock_guard guard(templates_);
   refresh();
-  const _TimeStamp lastUpdate = dataArea_->getLastUpdate();
+  _TimeStamp lastUpdate = dataArea_->getLastUpdate();
   if (lastUpdate == eventsLastUpdate_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   ZEB_Ordered_Record_Set events;
-  dataArea_->read(&events, eventsLastUpdate_);
-  eventsLastUpdate_ = lastUpdate;
-  const ZEB_ReturnCode code = join(events, out);
-  if (code == ZEB_NOT_ALLOCATED) trace.allocationError();
+  ZEB_ReturnCode code;
+  // What is posted meanwhile would come again at the next call.
+  for (int turn = 1;; ++turn) {
+    code = dataArea_->read(&events, eventsLastUpdate_);
+    const _TimeStamp now = dataArea_->getLastUpdate();
+    if (now == lastUpdate || turn == kTurns) break;
+    lastUpdate = now;
+    events.clearAndDestroy();
+  }
+  if (code != ZEB_NOT_ALLOCATED) {
+    eventsLastUpdate_ = lastUpdate;
+    code = join(events, out);
+    if (code == ZEB_NOT_ALLOCATED) trace.allocationError();
+  }
   events.clearAndDestroy();
   return trace.leave(code);
 }
@@ -163,7 +176,7 @@ ZEB_ReturnCode ZEB_Events_Area::join(const ZEB_Ordered_Record_Set& events,
     if (!parent || event->isChildOf(parent) == 0) parent = cachedParent(event);
     if (!parent) return ZEB_SUCCESS;
     std::unique_ptr<ZEB_EVIR> joined(new (std::nothrow) ZEB_EVIR(parent, event));
-    if (!joined || !out->insert(joined.get())) return ZEB_NOT_ALLOCATED;
+    if (!joined || !joined->OK() || !out->insert(joined.get())) return ZEB_NOT_ALLOCATED;
     joined.release();  // NOLINT(bugprone-unused-return-value): the set has it
   }
   return ZEB_SUCCESS;

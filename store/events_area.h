@@ -43,9 +43,9 @@ class ZEB_Events_Area {
   void flushTemplates();
 
   // Collects the events posted since the last call, joined with their templates, in the order in
-  // which they stand in the area; the
-  // caller owns them. The walk ends at the first event without a template, on purpose, and the
-  // later ones are dropped. Code 3 for null, 8 when not OK, 6 when memory ran out.
+  // which they stand in the area; the caller owns them. The walk ends at the first event without a
+  // template, on purpose, and the later ones are dropped. Code 3 for null, 8 when not OK, 6 when
+  // memory ran out.
   ZEB_ReturnCode getEvents(ZEB_Ordered_Record_Set* out);
 
   ZEB_Events_Template_Area* getTemplatesArea() const;
@@ -67,11 +67,11 @@ class ZEB_Events_Area {
   int status_ = ZEB_STATUS_OK;
   std::unique_ptr<ZEB_Events_Template_Area> templateArea_;
   std::unique_ptr<ZEB_Events_Data_Area> dataArea_;
-  _TimeStamp templatesStamp_;  // zero while the cache is empty
+  _TimeStamp templatesStamp_;  // of what the cache was read from, zero after a flush
   _TimeStamp eventsLastUpdate_;
-  ZEB_Record_Set cache_;  // of ZEB_EVTR, owned
-  std::mutex
-      templates_;  // guards the cache, both stamps, and the search for a template with its storing
+  ZEB_Record_Set cache_;  // owned; a damaged area may put other records among the templates
+  // Guards the cache, both stamps, and the search for a template with its storing.
+  std::mutex templates_;
 };
 
 #endif  // ZEB_STORE_EVENTS_AREA_H

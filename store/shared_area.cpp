@@ -113,20 +113,43 @@ ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records, _TimeStamp stam
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   auto* const first = static_cast<std::uint8_t*>(getFirstPosition());
+  const void* const before = getNextPosition();
   const void* const last = getLastPosition();
   const void* const end = std::min(last, static_cast<const void*>(getLastAvailablePosition()));
   if (end <= first) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   const std::size_t length = distance(first, end);
   Private_Bytes image(length);
   ZEB_ReturnCode code = image.data() ? ZEB_SUCCESS : ZEB_NOT_ALLOCATED;
-  if (code == ZEB_SUCCESS) copyFromShared(image.data(), first, length);
+  std::size_t whole = 0;
+  if (code == ZEB_SUCCESS) {
+    copyFromShared(image.data(), first, length);
+    whole = unchangedSince(before, image.data(), length);
+  }
   for (std::size_t at = 0, size = 0; code == ZEB_SUCCESS && at < length; at += size) {
-    const std::span<const std::uint8_t> stored{image.data() + at, length - at};
+    const std::span<const std::uint8_t> stored{image.data() + at, std::max(at, whole) - at};
     size = layout::storedSize(stored);
     code = size == 0 ? ZEB_NOT_READ : rebuild(stored.data(), first + at, stamp, records);
   }
   if (code == ZEB_NOT_ALLOCATED) trace.allocationError();
   return trace.leave(code);
+}
+
+// In an area that wrapped, a writer may be at work where a copy was taken: from the next position
+// as it was before, or from the start when it wrapped since. How many of the copied bytes stand
+// there still, so that no record is rebuilt of which another took one part.
+std::size_t ZEB_Shared_Area::unchangedSince(const void* before, const std::uint8_t* copy,
+                                            std::size_t length) {
+  auto* const first = static_cast<const std::uint8_t*>(getFirstPosition());
+  const void* const after = getNextPosition();
+  std::size_t at = before <= after ? distance(first, before) : 0;
+  std::uint8_t present[512];
+  for (std::size_t bytes; at < length; at += bytes) {
+    bytes = std::min(sizeof present, length - at);
+    copyFromShared(present, first + at, bytes);
+    const auto differing = std::mismatch(present, present + bytes, copy + at).first;
+    if (differing != present + bytes) return at + distance(present, differing);
+  }
+  return length;
 }
 
 void ZEB_Shared_Area::copyTo(void* buffer, std::uint32_t /*length*/) {

@@ -58,6 +58,8 @@ class ZEB_Shared_Area : public ZEB_Memory_Manager {
   void cleanup();  // deletes the mutex; the block stays
 
  private:
+  std::size_t unchangedSince(const void* before, const std::uint8_t* copy, std::size_t length);
+
   ZEB_String areaName_;
   std::unique_ptr<ZEB_Name_Mutex> areaMutex_;
   // Low 32 bits of the owner's thread identifier, 0 when free, for whoever looks at a core file.

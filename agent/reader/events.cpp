@@ -100,7 +100,11 @@ void EventLog::countMissed(Batch& batch, const Area& area) const {
 
 EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
   Batch batch;
-  if (segment.id != segmentId_) seen_.clear();
+  const bool known = segment.id == segmentId_;
+  if (!known) {
+    seen_.clear();
+    nextOffset_ = layout::block::bytes;
+  }
   segmentId_ = segment.id;
   if (const Area* templates = segment.copy.find(kEventTemplates)) readTemplates(*templates, damage);
   const Area* data = segment.copy.find(kEventData);
@@ -111,7 +115,8 @@ EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
     present.insert(record.id());
     if (!seen_.contains(record.id())) batch.events.push_back(eventOf(record));
   }
-  if (!seen_.empty() && !present.contains(newest_)) countMissed(batch, *data);
+  if (known && (seen_.empty() ? data->wrapped() : !present.contains(newest_)))
+    countMissed(batch, *data);
   if (!records.empty()) newest_ = records.back().id();
   seen_ = std::move(present);
   nextOffset_ = data->next;

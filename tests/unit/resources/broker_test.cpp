@@ -772,13 +772,13 @@ TEST_F(Broker, EventsAreCollectedThroughIt) {
 
 TEST_F(Broker, WithoutMemoryForTheEventsAreaItIsNotOk) {
   const auto broker = makeBroker();
+  const auto other = makeBroker();
   failAllocations(sizeof(ZEB_Events_Area));
   ZEB_Ordered_Record_Set out;
   EXPECT_EQ(6, broker->getEvents(&out));
   EXPECT_EQ(301, broker->getStatus());
   EXPECT_TRUE(messageLines().empty());
   EXPECT_EQ(8, broker->getEvents(&out));
-  const auto other = makeBroker();
   ZEB_EVTR kind(nullptr, nullptr, nullptr, ZEB_OTHER_NODE, nullptr);
   EXPECT_EQ(nullptr, other->setEventTemplate(&kind));
   EXPECT_EQ(301, other->getStatus());

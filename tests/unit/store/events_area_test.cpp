@@ -352,6 +352,28 @@ TEST_F(EventsArea, EventsAreCollectedOnceInOrder) {
   EXPECT_EQ(Threads{}, collect());
 }
 
+TEST_F(EventsArea, AnEventPostedWhileOthersAreCollectedIsCollectedOnce) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  const auto other = makeArea();
+  advanceClock(1);
+  const auto late = eventOf(*kind, 2);
+  bool posted = false;
+  host().script.log = [&](const LogEntry& entry) {
+    if (posted || entry.function != "ZEB_Shared_Area::read" || entry.text != "Entry") return;
+    posted = true;
+    EXPECT_EQ(0, other->postEvent(late.get()));
+  };
+  Threads collected;
+  {
+    const Tracing on;
+    collected = collect();
+  }
+  EXPECT_TRUE(posted);
+  EXPECT_EQ((Threads{1, 2}), collected);
+  EXPECT_EQ(Threads{}, collect());
+}
+
 TEST_F(EventsArea, WithoutANewUpdateTheEventsAreNotRead) {
   const auto kind = store("text");
   post(*kind, 1);
@@ -410,7 +432,17 @@ TEST_F(EventsArea, CollectingReportsMissingMemory) {
   EXPECT_EQ(Texts{message1(kUnit, "ZEB_Events_Area::getEvents")}, messageLines());
 }
 
-TEST_F(EventsArea, RecordsThatAreNoEventsArePassedOver) {
+TEST_F(EventsArea, EventsThatCouldNotBeReadForWantOfMemoryComeTheNextTime) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  failAllocations(sizeof(ZEB_EVDR), 0);
+  Events out;
+  EXPECT_EQ(6, area->getEvents(&out));
+  succeedAgain();
+  EXPECT_EQ(Threads{1}, collect());
+}
+
+TEST_F(EventsArea, ARecordOfAnotherTypeAmongEventsEndsTheWalk) {
   const auto kind = store("text");
   advanceClock(1);
   const auto event = eventOf(*kind, 1);
@@ -420,6 +452,7 @@ TEST_F(EventsArea, RecordsThatAreNoEventsArePassedOver) {
   std::memcpy(static_cast<char*>(event->getAddress()) + 8, &other, 4);
   Events out;
   EXPECT_EQ(0, area->getEvents(&out));
+  EXPECT_TRUE(out.isEmpty());
 }
 
 // --- trace ---

@@ -13,6 +13,8 @@ namespace {
 constexpr std::uint32_t kEvent = 144;
 constexpr std::uint32_t kEvents = 28;  // that fit into 4064 bytes
 
+using Records = OwnedRecords<ZEB_Ordered_Record_Set>;
+
 class WrappingArea : public StoreTest {
  protected:
   void SetUp() override {
@@ -142,6 +144,29 @@ TEST_F(WrappingArea, IsNotWrappedTwice) {
   EXPECT_EQ(at(64 + kEvent), second->getAddress());
   EXPECT_EQ(71, records("zebcedar")[0].threadId());
   EXPECT_EQ(72, records("zebcedar")[1].threadId());
+}
+
+// A writer of another process overwrites the slot behind the next position while it is read.
+TEST_F(WrappingArea, ARecordThatChangesWhileItIsCopiedIsNotRebuilt) {
+  for (int i = 0; i < static_cast<int>(kEvents) + 3; ++i) post(i);
+  ZEB_Events_Data_Area other(ZEB_String("UUID1"));
+  other.init(segment.get());
+  int looks = 0;
+  host().script.log = [&](const LogEntry& entry) {
+    if (entry.function != "ZEB_Memory_Manager::getNextPosition" || entry.text != "Entry") return;
+    // The second look at the position comes after the copy.
+    if (++looks == 2) std::memset(at(64 + 3 * kEvent + 100), 'x', 1);
+  };
+  Records read;
+  {
+    const Tracing on;
+    EXPECT_EQ(1, other.read(&read));
+  }
+  EXPECT_EQ(2, looks);
+  EXPECT_EQ(3U, read.entries());
+  Records again;
+  EXPECT_EQ(0, other.read(&again));
+  EXPECT_EQ(kEvents, again.entries());
 }
 
 // There is no guard. Each turn ends without the lock.

@@ -1,0 +1,30 @@
+#include "tests/faults/run.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <iterator>
+
+namespace faults {
+
+Run* run = nullptr;
+
+const char* nameOf(Function function) {
+  static constexpr const char* kNames[] = {
+      "operator_new", "malloc", "ftok",   "open",    "close", "unlink", "msgget",
+      "msgsnd",       "msgrcv", "msgctl", "semget",  "semop", "semctl", "shmget",
+      "shmat",        "shmdt",  "shmctl", "opendir", "fopen", "system", "remove",
+      "gettimeofday", "flock",  "fstat",  "stat"};
+  static_assert(std::size(kNames) == kFunctions);
+  return kNames[function];
+}
+
+void complain(const char* format, ...) {
+  const auto kept = static_cast<int>(std::size(run->complaint));
+  if (run->complaints++ >= kept) return;
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(run->complaint[run->complaints - 1], sizeof run->complaint[0], format, arguments);
+  va_end(arguments);
+}
+
+}  // namespace faults
