@@ -80,6 +80,7 @@ ZEB_Events_Area* ZEB_Broker::usableEventsArea() {
 // first: the areas' destructors never touch their blocks.
 void ZEB_Broker::cleanup() {
   Trace trace(kUnit, "ZEB_Broker::cleanup");
+  aside_.clear();
   sharedMemory_.reset();
   statisticsArea_.reset();
   eventsArea_ = nullptr;
@@ -89,6 +90,7 @@ void ZEB_Broker::cleanup() {
 
 void ZEB_Broker::flush() {
   Trace trace(kUnit, "ZEB_Broker::flush");
+  aside_.clear();
   executionGroups_.cleanup();
 }
 
@@ -135,11 +137,75 @@ void ZEB_Broker::deleteNode(ZEB_Node* node) {
 
 ZEB_ReturnCode ZEB_Broker::getRecords(ZEB_Record_Set* out) {
   Trace trace(kUnit, "ZEB_Broker::getRecords");
+  takeBack();
   return trace.leave(gather(out, executionGroups_));
+}
+
+// What a rebuild from the stored forms would not bring back as it is stays where it is: a record
+// that was not stored, or one that names another parent.
+bool ZEB_Broker::putAside(const ZEB_ORVA_Resource& parent, const ZEB_ORVA_Resource& child,
+                          std::initializer_list<ZEB_Record*> records) {
+  if (child.isChildOf(&parent) == 0) return false;
+  const std::size_t before = aside_.size();
+  try {
+    for (ZEB_Record* record : records) {
+      Stored_Image image = record ? Stored_Image::of(*record) : Stored_Image();
+      if (!image) break;
+      aside_.push_back(std::move(image));
+    }
+  } catch (const std::bad_alloc&) {
+  }
+  if (aside_.size() - before == records.size()) return true;
+  aside_.resize(before);
+  return false;
+}
+
+// Afterwards only what lies on the way to the needed node has children.
+void ZEB_Broker::setAside(const ZEB_Node* node) {
+  needed_ = node;
+  executionGroups_.dropIf([&](ZEB_Execution_Group* group) {
+    group->getMessageFlows().dropIf([&](ZEB_Message_Flow* flow) {
+      flow->getNodes().dropIf([&](ZEB_Node* other) {
+        ZEB_STIR* const statistics = other->getStatsRecord();
+        return other != node && statistics &&
+               statistics->isChildOf(other->getInformationRecord()) != 0 &&
+               putAside(*flow, *other, {other->getInformationRecord(), statistics});
+      });
+      return flow->nodes() == 0 && putAside(*group, *flow, {flow->getInformationRecord()});
+    });
+    return group->messageFlows() == 0 && putAside(*this, *group, {group->getInformationRecord()});
+  });
+  aside_.shrink_to_fit();
+}
+
+// Containers that stayed are asked one by one: one may have stayed because it names another parent.
+void ZEB_Broker::takeBack() {
+  if (aside_.empty()) return;
+  std::vector<std::unique_ptr<ZEB_Record>> made;
+  ZEB_Record_Set records;
+  try {
+    made.reserve(aside_.size());
+    for (const Stored_Image& image : aside_)
+      if (auto record = image.record()) made.push_back(std::move(record));
+  } catch (const std::bad_alloc&) {
+  }
+  for (const auto& record : made) records.insert(record.get());
+  aside_.clear();
+  for (ZEB_Execution_Group* group : executionGroups_) {
+    for (ZEB_Message_Flow* flow : group->getMessageFlows()) flow->findNodes(&records, 1);
+    group->findMessageFlows(&records, 1);
+  }
+  findExecutionGroups(&records, 1);
+  executionGroups_.restoreOrder();
+  for (ZEB_Execution_Group* group : executionGroups_) {
+    group->getMessageFlows().restoreOrder();
+    for (ZEB_Message_Flow* flow : group->getMessageFlows()) flow->getNodes().restoreOrder();
+  }
 }
 
 void ZEB_Broker::print() {
   Trace trace(kUnit, "ZEB_Broker::print");
+  takeBack();
   ZEB_ORVA_Resource::print();
   executionGroups_.print();
 }
@@ -174,6 +240,7 @@ ZEB_ReturnCode ZEB_Broker::getRecord(ZEB_Record* record) {
 ZEB_ReturnCode ZEB_Broker::readStatsArea(int keepEmpty) {
   Trace trace(kUnit, "ZEB_Broker::readStatsArea");
   if (!statisticsArea_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+  takeBack();
   ZEB_Record_Set records;
   ZEB_ReturnCode code = statisticsArea_->read(&records);
   if (code == ZEB_SUCCESS) {
@@ -224,12 +291,14 @@ std::uint32_t ZEB_Broker::isEventAreaEmpty() {
 
 void ZEB_Broker::initStatistics() {
   Trace trace(kUnit, "ZEB_Broker::initStatistics");
+  takeBack();
   ZEB_ORVA_Resource::initStatistics();
   for (ZEB_Execution_Group* group : executionGroups_) group->initStatistics();
 }
 
 ZEB_ReturnCode ZEB_Broker::getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) {
   Trace trace(kUnit, "ZEB_Broker::getStatistics");
+  takeBack();
   collect(executionGroups_);
   return trace.leave(ZEB_ORVA_Resource::getStatistics(first, second, third));
 }
@@ -269,6 +338,7 @@ void ZEB_Broker::resetStatistics(int perRecord) {
   else
     populateStatsArea();
   statisticsArea_->unlock();
+  if (needed_) setAside(needed_);
 }
 
 ZEB_ReturnCode ZEB_Broker::resetStatistics(ZEB_STIR* record) {

@@ -2,9 +2,12 @@
 #ifndef ZEB_RESOURCES_BROKER_H
 #define ZEB_RESOURCES_BROKER_H
 
+#include <initializer_list>
 #include <mutex>
+#include <vector>
 
 #include "records/broker_record.h"
+#include "records/stored_image.h"
 #include "resources/execution_group.h"
 #include "store/events_area.h"
 #include "store/shared_memory.h"
@@ -39,6 +42,10 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   void deleteNode(ZEB_Node* node);
   ZEB_ReturnCode getRecords(ZEB_Record_Set* out) override;
   void print() override;
+  // Puts aside what of the tree the node does not need, as it is stored: the trees of a process
+  // share that. Whatever asks for the tree as a whole takes it back first; each reset puts it aside
+  // again. The node, and all above it, stay where they are.
+  void setAside(const ZEB_Node* node);
   void dump();   // both areas, to the log, while tracing is on
   void flush();  // forgets the groups of this process, not the stored ones
 
@@ -85,6 +92,9 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   ZEB_Events_Area* eventsArea();
   ZEB_Events_Area* usableEventsArea();
   void adopt(const ZEB_Record_Set& records);
+  bool putAside(const ZEB_ORVA_Resource& parent, const ZEB_ORVA_Resource& child,
+                std::initializer_list<ZEB_Record*> records);
+  void takeBack();
 
   std::unique_ptr<ZEB_Shared_Memory> sharedMemory_;
   std::unique_ptr<ZEB_Stats_Area> statisticsArea_;
@@ -92,6 +102,8 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   std::atomic<ZEB_Events_Area*> eventsArea_ = nullptr;  // what is owned, once it is ready for use
   std::mutex makingEventsArea_;
   ZEB_Execution_Group_Set executionGroups_;
+  std::vector<Stored_Image> aside_;  // what else belongs to the tree
+  const ZEB_Node* needed_ = nullptr;
 };
 
 #endif  // ZEB_RESOURCES_BROKER_H

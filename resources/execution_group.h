@@ -30,6 +30,7 @@ class ZEB_Execution_Group : public ZEB_ORVA_Resource {
   void resetStatistics(Statistics_Store* store);
 
   std::uint32_t messageFlows() const;
+  ZEB_Message_Flow_Set& getMessageFlows() { return messageFlows_; }
   int getProcessId() const;  // 0 without a record
   void setProcessId(int processId);
   void cleanup();

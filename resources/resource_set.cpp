@@ -1,9 +1,26 @@
 #include "resources/resource_set.h"
 
 #include <algorithm>
+#include <functional>
 #include <new>
+#include <string_view>
 
 #include "base/trace.h"
+
+namespace {
+
+std::size_t hashOf(const ZEB_String& text) {
+  const zebchar* const units = text.getwcValue();
+  return units ? std::hash<std::string_view>()(
+                     {reinterpret_cast<const char*>(units), text.size() * sizeof(zebchar)})
+               : 0;
+}
+
+std::size_t hashOf(const ZEB_Resource_ID& id) {
+  return hashOf(id.getUuid()) * 31 + hashOf(id.getLabel());
+}
+
+}  // namespace
 
 ZEB_ORVA_Resource_Set::ZEB_ORVA_Resource_Set() {
   Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::ZEB_ORVA_Resource_Set");
@@ -28,6 +45,7 @@ std::unique_ptr<ZEB_ORVA_Resource> ZEB_ORVA_Resource_Set::remove(const ZEB_ORVA_
       std::find_if(members_.begin(), members_.end(),
                    [member](const auto& candidate) { return candidate.get() == member; });
   if (found == members_.end()) return nullptr;
+  byId_.clear();
   std::unique_ptr<ZEB_ORVA_Resource> removed = std::move(*found);
   members_.erase(found);
   return removed;
@@ -40,11 +58,61 @@ void ZEB_ORVA_Resource_Set::print() {
 
 void ZEB_ORVA_Resource_Set::cleanup() {
   Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::cleanup");
+  byId_.clear();
   members_.clear();
 }
 
 ZEB_ORVA_Resource* ZEB_ORVA_Resource_Set::find(const ZEB_Resource_ID* id) const {
-  for (const auto& member : members_)
-    if (member->alike(id) != 0) return member.get();
-  return nullptr;
+  if (!id) return nullptr;
+  if (!index()) {
+    for (const auto& member : members_)
+      if (member->alike(id) != 0) return member.get();
+    return nullptr;
+  }
+  std::size_t first = entries();
+  const auto [begin, end] = byId_.equal_range(hashOf(*id));
+  for (auto place = begin; place != end; ++place)
+    if (place->second < first && at(place->second)->alike(id) != 0) first = place->second;
+  return first == entries() ? nullptr : at(first);
+}
+
+bool ZEB_ORVA_Resource_Set::readyToDrop() {
+  byId_ = {};
+  places_ = {};
+  try {
+    places_.reserve(entries());
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+// Without memory, or with fewer members than there were, the order stays as it is.
+void ZEB_ORVA_Resource_Set::restoreOrder() {
+  const std::size_t stayed = places_.size();
+  if (stayed == 0 || places_.back() >= entries()) return;
+  byId_ = {};
+  try {
+    std::vector<std::unique_ptr<ZEB_ORVA_Resource>> ordered(entries());
+    for (std::size_t i = 0; i < stayed; ++i) ordered[places_[i]] = std::move(members_[i]);
+    auto free = ordered.begin();
+    for (std::size_t i = stayed; i < entries(); ++i) {
+      while (*free) ++free;
+      *free = std::move(members_[i]);
+    }
+    members_.swap(ordered);
+  } catch (const std::bad_alloc&) {
+  }
+  places_ = {};
+}
+
+// False when memory ran out.
+bool ZEB_ORVA_Resource_Set::index() const {
+  try {
+    for (std::size_t place = byId_.size(); place < entries(); ++place)
+      byId_.emplace(hashOf(at(place)->getResourceId()), place);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
 }

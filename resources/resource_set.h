@@ -3,6 +3,7 @@
 #define ZEB_RESOURCES_RESOURCE_SET_H
 
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "resources/resource.h"
@@ -26,14 +27,39 @@ class ZEB_ORVA_Resource_Set {
   ZEB_ORVA_Resource* at(std::size_t i) const { return members_[i].get(); }
 
   void print();
+  // Once what dropIf destroyed came back, in order: puts what had stayed among it again.
+  void restoreOrder();
   void cleanup();  // destroys every member
 
  protected:
-  // The first member alike to the identifier, found by walking; null for null or none.
+  // See dropIf.
+  template <class Predicate>
+  void dropMembersIf(Predicate predicate) {
+    if (!readyToDrop()) return;
+    std::size_t place = 0;
+    std::erase_if(members_, [&](const auto& member) {
+      const bool drop = predicate(member.get());
+      if (!drop) places_.push_back(place);
+      ++place;
+      return drop;
+    });
+    members_.shrink_to_fit();
+    places_.shrink_to_fit();
+  }
+
+  // The first member alike to the identifier; null for null or none. A member's identifier must not
+  // change while it is in the set.
   ZEB_ORVA_Resource* find(const ZEB_Resource_ID* id) const;
 
  private:
+  bool index() const;
+  bool readyToDrop();
+
   std::vector<std::unique_ptr<ZEB_ORVA_Resource>> members_;
+  // The members' places by a hash of their identifiers, as far as somebody looked for one since
+  // they came.
+  mutable std::unordered_multimap<std::size_t, std::size_t> byId_;
+  std::vector<std::size_t> places_;            // where the members that dropIf left stood
   [[maybe_unused]] std::uint32_t status_ = 0;  // nothing reads or changes it, on purpose
 };
 
@@ -67,6 +93,13 @@ class Typed_Resource_Set : public ZEB_ORVA_Resource_Set {
     const Typed_Resource_Set& set_;
     std::size_t at_;
   };
+  // Destroys the members for which it holds; none when memory ran out.
+  template <class Predicate>
+  void dropIf(Predicate predicate) {
+    dropMembersIf(
+        [&](ZEB_ORVA_Resource* member) { return predicate(static_cast<Member*>(member)); });
+  }
+
   Iterator begin() const { return {*this, 0}; }
   Iterator end() const { return {*this, entries()}; }
 

@@ -344,6 +344,8 @@ TEST_F(MonitoringNode, AReplacedNodeIsDestroyedBeforeTheReset) {
       order.push_back("reset");
     if (entry.text == "Entry" && entry.function == "ZEB_Node::~ZEB_Node") order.push_back("gone");
   }
+  ASSERT_LE(2U, order.size());
+  order.resize(2);  // afterwards go those that this instance does not need
   EXPECT_EQ((Texts{"gone", "reset"}), order);
 }
 
