@@ -174,6 +174,7 @@ void ZEB_Monitoring_Node::decideActivity() {
 
 // Finds or makes the node's place, from the group down to the statistics record, and stores it.
 void ZEB_Monitoring_Node::joinTree() {
+  broker_->keepTo({&executionGroupId_, &messageFlowId_, &nodeId_});
   if (broker_->readStatsArea(1) == ZEB_SUCCESS) {
     executionGroup_ = broker_->findExecutionGroup(&executionGroupId_);
     if (!executionGroup_) executionGroup_ = broker_->insertExecutionGroup(&executionGroupId_);

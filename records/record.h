@@ -23,6 +23,13 @@ struct ZEB_Record_ID {
 };
 static_assert(sizeof(ZEB_Record_ID) == 16);
 
+struct Record_ID_Hash {
+  std::size_t operator()(const ZEB_Record_ID& id) const {
+    const std::uint64_t created = std::uint64_t{id.created.seconds} << 10 ^ id.created.milliseconds;
+    return (created ^ std::uint64_t{id.random} << 20 ^ id.type) * 0x9E3779B97F4A7C15U;
+  }
+};
+
 // The stored header, held in the object exactly as it is stored.
 struct ZEB_Record_Header {
   char eyecatcher[4] = {};

@@ -33,11 +33,6 @@ void Record_Collection::printAll(const Trace& trace) const {
   }
 }
 
-std::size_t ZEB_Record_Set::Hash::operator()(const ZEB_Record_ID& id) const {
-  const std::uint64_t created = std::uint64_t{id.created.seconds} << 10 ^ id.created.milliseconds;
-  return (created ^ std::uint64_t{id.random} << 20 ^ id.type) * 0x9E3779B97F4A7C15U;
-}
-
 // From the last to the first, so that each record finds its next sibling at the head of its parent.
 void ZEB_Record_Set::index() const {
   if (nextSibling_.size() == entries()) return;

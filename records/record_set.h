@@ -67,15 +67,11 @@ class ZEB_Record_Set : public Record_Collection {
   void print() const;
 
  private:
-  struct Hash {
-    std::size_t operator()(const ZEB_Record_ID& id) const;
-  };
-
   void index() const;
 
   // Built when children are asked for and records came since: the first child of each parent, and
   // the next sibling of each record. Shorter than the set when memory ran out.
-  mutable std::unordered_map<ZEB_Record_ID, std::size_t, Hash> firstChild_;
+  mutable std::unordered_map<ZEB_Record_ID, std::size_t, Record_ID_Hash> firstChild_;
   mutable std::vector<std::size_t> nextSibling_;
 };
 

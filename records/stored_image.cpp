@@ -1,16 +1,20 @@
 #include "records/stored_image.h"
 
+#include <algorithm>
+#include <atomic>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <unordered_map>
 #include <vector>
 
+#include "base/private_bytes.h"
 #include "records/record_factory.h"
 
 struct Stored_Image::Shared {
   void* address = nullptr;
   std::vector<std::uint8_t> bytes;
-  int users = 0;
+  std::atomic<int> users = 0;
 };
 
 // The latest image of each place; older ones live as long as a tree holds them.
@@ -28,11 +32,14 @@ struct Stored_Image::Pool {
     pool = nullptr;
   }
 
-  static Shared* join(std::unique_ptr<Shared> image) {
+  static Shared* join(std::span<const std::uint8_t> bytes, void* address) {
     if (!pool) pool = new Pool;
-    Shared*& latest = pool->latest.try_emplace(image->address, nullptr).first->second;
-    if (!latest || latest->bytes != image->bytes) {
-      latest = image.release();
+    Shared*& latest = pool->latest.try_emplace(address, nullptr).first->second;
+    if (!latest || !std::ranges::equal(latest->bytes, bytes)) {
+      auto made = std::make_unique<Shared>();
+      made->address = address;
+      made->bytes.assign(bytes.begin(), bytes.end());
+      latest = made.release();
       ++pool->images;
     }
     ++latest->users;
@@ -44,24 +51,35 @@ Stored_Image::Pool* Stored_Image::Pool::pool = nullptr;
 std::mutex Stored_Image::Pool::changing;
 
 Stored_Image Stored_Image::of(ZEB_Record& record) {
+  if (!record.OK() || !record.getAddress()) return {};
+  const std::size_t size = record.size();
+  Private_Bytes bytes(size);
+  if (!bytes.data()) return {};
+  record.putTo(bytes.data(), record.getAddress());
+  return of({bytes.data(), size}, record.getAddress());
+}
+
+Stored_Image Stored_Image::of(std::span<const std::uint8_t> bytes, void* address) {
   Stored_Image image;
-  if (!record.OK() || !record.getAddress()) return image;
+  const std::lock_guard guard(Pool::changing);
   try {
-    auto made = std::make_unique<Shared>();
-    made->address = record.getAddress();
-    made->bytes.resize(record.size());
-    record.putTo(made->bytes.data(), made->address);
-    const std::lock_guard guard(Pool::changing);
-    image.shared_ = Pool::join(std::move(made));
+    image.shared_ = Pool::join(bytes, address);
   } catch (const std::bad_alloc&) {
-    const std::lock_guard guard(Pool::changing);
     Pool::dropWhenUnused();
   }
   return image;
 }
 
+Stored_Image::Stored_Image(const Stored_Image& other) : shared_(other.shared_) {
+  if (shared_) shared_->users.fetch_add(1, std::memory_order_relaxed);
+}
+
+// The last user goes under the lock, where nobody else can find the image meanwhile.
 Stored_Image::~Stored_Image() {
   if (!shared_) return;
+  int users = shared_->users.load(std::memory_order_relaxed);
+  while (users > 1)
+    if (shared_->users.compare_exchange_weak(users, users - 1, std::memory_order_release)) return;
   const std::lock_guard guard(Pool::changing);
   if (--shared_->users > 0) return;
   const auto latest = Pool::pool->latest.find(shared_->address);
@@ -70,6 +88,20 @@ Stored_Image::~Stored_Image() {
   delete shared_;
   --Pool::pool->images;
   Pool::dropWhenUnused();
+}
+
+std::span<const std::uint8_t> Stored_Image::bytes() const {
+  return shared_->bytes;
+}
+
+void* Stored_Image::address() const {
+  return shared_->address;
+}
+
+ZEB_Record_Header Stored_Image::header() const {
+  ZEB_Record_Header header;
+  std::memcpy(&header, shared_->bytes.data(), sizeof header);
+  return header;
 }
 
 std::unique_ptr<ZEB_Record> Stored_Image::record() const {

@@ -4,6 +4,7 @@
 #define ZEB_RECORDS_STORED_IMAGE_H
 
 #include <memory>
+#include <span>
 #include <utility>
 
 #include "records/record.h"
@@ -12,15 +13,25 @@ class Stored_Image {
  public:
   // Of a record that is OK and has an address; null when it is not, or when memory ran out.
   static Stored_Image of(ZEB_Record& record);
+  // Of a whole record that stands at the address; null when memory ran out.
+  static Stored_Image of(std::span<const std::uint8_t> bytes, void* address);
   Stored_Image() = default;
+  Stored_Image(const Stored_Image& other);
   Stored_Image(Stored_Image&& other) noexcept : shared_(std::exchange(other.shared_, nullptr)) {}
-  Stored_Image& operator=(Stored_Image&& other) noexcept {
+  Stored_Image& operator=(Stored_Image other) noexcept {
     std::swap(shared_, other.shared_);
     return *this;
   }
   ~Stored_Image();
 
   explicit operator bool() const { return shared_ != nullptr; }
+  // Equal images have the same bytes; the reverse holds for the two latest of a place only.
+  bool operator==(const Stored_Image&) const = default;
+
+  // Of any but a null image.
+  std::span<const std::uint8_t> bytes() const;
+  void* address() const;
+  ZEB_Record_Header header() const;
 
   // A record as the one of which this was made; null when memory ran out.
   std::unique_ptr<ZEB_Record> record() const;

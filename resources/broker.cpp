@@ -1,5 +1,6 @@
 #include "resources/broker.h"
 
+#include <algorithm>
 #include <new>
 
 #include "base/calendar.h"
@@ -10,6 +11,26 @@
 namespace {
 
 constexpr char kUnit[] = "zebcbrkr";
+
+// A group or flow that a tree keeps only when it is told to.
+bool bare(const Catalogue::Entry& entry) {
+  const std::uint32_t type = layout::typeOf(entry.image.bytes().data());
+  return entry.nodes == 0 && (type == ZEB_EGIR_RECORD || type == ZEB_MFIR_RECORD);
+}
+
+bool sameButForStatistics(const Stored_Image& a, const Stored_Image& b) {
+  if (a == b) return true;
+  const ZEB_Record_Header one = a.header();
+  const ZEB_Record_Header other = b.header();
+  return one.id.type == ZEB_STIR_RECORD && a.address() == b.address() && one.id == other.id &&
+         one.parent == other.parent;
+}
+
+void insertRecord(ZEB_Record_Set& records, const Stored_Image& image) {
+  std::unique_ptr<ZEB_Record> record = image.record();
+  if (!record || !records.insert(record.get())) throw std::bad_alloc();
+  record.release();  // NOLINT(bugprone-unused-return-value): the set has it
+}
 
 }  // namespace
 
@@ -81,6 +102,7 @@ ZEB_Events_Area* ZEB_Broker::usableEventsArea() {
 void ZEB_Broker::cleanup() {
   Trace trace(kUnit, "ZEB_Broker::cleanup");
   aside_.clear();
+  catalogue_.reset();
   sharedMemory_.reset();
   statisticsArea_.reset();
   eventsArea_ = nullptr;
@@ -136,9 +158,101 @@ void ZEB_Broker::deleteNode(ZEB_Node* node) {
 }
 
 ZEB_ReturnCode ZEB_Broker::getRecords(ZEB_Record_Set* out) {
-  Trace trace(kUnit, "ZEB_Broker::getRecords");
   takeBack();
+  return gatherObjects(out);
+}
+
+ZEB_ReturnCode ZEB_Broker::gatherObjects(ZEB_Record_Set* out) {
+  Trace trace(kUnit, "ZEB_Broker::getRecords");
   return trace.leave(gather(out, executionGroups_));
+}
+
+void ZEB_Broker::keepTo(const Node_Path& path) {
+  path_ = path;
+}
+
+// Makes records of what is stored on the path, and puts aside what else a tree consists of. False,
+// with nothing done, where the tree would not be what it is after a reading of everything.
+bool ZEB_Broker::readPath(ZEB_Record_Set* records, int keepEmpty) {
+  // While it is traced, every step is taken.
+  if (!path_ || bZEBTracing != 0 || !getInformationRecord() || !statisticsArea_->usable())
+    return false;
+  if (!catalogue_) catalogue_ = Catalogue::of(statisticsArea_->getFirstPosition());
+  bool taken = false;
+  const bool read = catalogue_ && catalogue_->read(statisticsArea_->stored(),
+                                                   [&] { taken = takePath(records, keepEmpty); });
+  if (!read) records->clearAndDestroy();
+  return read && taken;
+}
+
+// Part of readPath.
+bool ZEB_Broker::takePath(ZEB_Record_Set* records, int keepEmpty) {
+  const auto* const broker = catalogue_->broker();
+  const auto* const group = catalogue_->child(broker, *path_->executionGroup);
+  const auto* const flow = catalogue_->child(group, *path_->messageFlow);
+  const auto* const node = catalogue_->child(flow, *path_->node);
+  const auto* const statistics = catalogue_->statistics(node);
+  // Any other node that has none stored would get new ones.
+  if (catalogue_->nodesWithoutStatistics() != (node && !statistics ? 1U : 0U)) return false;
+  const auto path = {broker, group, flow, node, statistics};
+  std::vector<const Catalogue::Entry*> rest;
+  for (const Catalogue::Entry& entry : catalogue_->entries())
+    if (entry.inTree && std::ranges::find(path, &entry) == path.end()) rest.push_back(&entry);
+
+  const bool begun = executionGroups_.entries() > 0 || !aside_.empty();
+  if (begun ? !samePath(group, flow, node) || !sameAside(rest, keepEmpty) : keepEmpty == 0)
+    return false;
+
+  std::vector<Stored_Image> aside;
+  aside.reserve(rest.size());
+  for (const Catalogue::Entry* entry : rest)
+    if (keepEmpty != 0 || !bare(*entry)) aside.push_back(entry->image);
+  for (const Catalogue::Entry* entry : path)
+    if (entry) insertRecord(*records, entry->image);
+  aside_.swap(aside);
+  return true;
+}
+
+// Nothing that is stored of this tree's path stands elsewhere than on that of a new tree.
+bool ZEB_Broker::samePath(const Catalogue::Entry* group, const Catalogue::Entry* flow,
+                          const Catalogue::Entry* node) const {
+  const auto same = [](const ZEB_ORVA_Resource* own, const Catalogue::Entry* stored) {
+    return !own || !own->getInformationRecord()->getAddress() ||
+           (stored && stored->image.header().id == *own->getRecordId());
+  };
+  const auto* const ownGroup = findExecutionGroup(path_->executionGroup);
+  const auto* const ownFlow = ownGroup ? ownGroup->findMessageFlow(path_->messageFlow) : nullptr;
+  const auto* const ownNode = ownFlow ? ownFlow->findNode(path_->node) : nullptr;
+  return same(ownGroup, group) && same(ownFlow, flow) && same(ownNode, node);
+}
+
+// What was put aside stands there still, statistics aside, and nothing else that would stay in the
+// tree.
+bool ZEB_Broker::sameAside(const std::vector<const Catalogue::Entry*>& rest, int keepEmpty) const {
+  auto known = aside_.begin();
+  for (const Catalogue::Entry* entry : rest) {
+    if (known != aside_.end() && sameButForStatistics(*known, entry->image))
+      ++known;
+    else if (keepEmpty != 0 || !bare(*entry))
+      return false;
+  }
+  return known == aside_.end();
+}
+
+// Resets the statistics that were put aside, and stores them. False when memory ran out.
+bool ZEB_Broker::clearAside() {
+  for (Stored_Image& image : aside_) {
+    const std::span<const std::uint8_t> present = image.bytes();
+    if (layout::typeOf(present.data()) != ZEB_STIR_RECORD) continue;
+    std::uint8_t cleared[layout::stir::bytes] = {};
+    std::ranges::copy(present.first(layout::header::bytes), cleared);
+    if (std::ranges::equal(present, cleared)) continue;
+    Stored_Image next = Stored_Image::of(cleared, image.address());
+    if (!next) return false;
+    image = std::move(next);
+    statisticsArea_->writeBytes(image.address(), cleared);
+  }
+  return true;
 }
 
 // What a rebuild from the stored forms would not bring back as it is stays where it is: a record
@@ -163,6 +277,7 @@ bool ZEB_Broker::putAside(const ZEB_ORVA_Resource& parent, const ZEB_ORVA_Resour
 // Afterwards only what lies on the way to the needed node has children.
 void ZEB_Broker::setAside(const ZEB_Node* node) {
   needed_ = node;
+  const std::size_t before = aside_.size();
   executionGroups_.dropIf([&](ZEB_Execution_Group* group) {
     group->getMessageFlows().dropIf([&](ZEB_Message_Flow* flow) {
       flow->getNodes().dropIf([&](ZEB_Node* other) {
@@ -175,6 +290,8 @@ void ZEB_Broker::setAside(const ZEB_Node* node) {
     });
     return group->messageFlows() == 0 && putAside(*this, *group, {group->getInformationRecord()});
   });
+  if (aside_.size() == before) return;
+  std::ranges::sort(aside_, {}, &Stored_Image::address);
   aside_.shrink_to_fit();
 }
 
@@ -196,10 +313,10 @@ void ZEB_Broker::takeBack() {
     group->findMessageFlows(&records, 1);
   }
   findExecutionGroups(&records, 1);
-  executionGroups_.restoreOrder();
+  executionGroups_.sortByAddress();
   for (ZEB_Execution_Group* group : executionGroups_) {
-    group->getMessageFlows().restoreOrder();
-    for (ZEB_Message_Flow* flow : group->getMessageFlows()) flow->getNodes().restoreOrder();
+    group->getMessageFlows().sortByAddress();
+    for (ZEB_Message_Flow* flow : group->getMessageFlows()) flow->getNodes().sortByAddress();
   }
 }
 
@@ -240,9 +357,12 @@ ZEB_ReturnCode ZEB_Broker::getRecord(ZEB_Record* record) {
 ZEB_ReturnCode ZEB_Broker::readStatsArea(int keepEmpty) {
   Trace trace(kUnit, "ZEB_Broker::readStatsArea");
   if (!statisticsArea_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
-  takeBack();
   ZEB_Record_Set records;
-  ZEB_ReturnCode code = statisticsArea_->read(&records);
+  ZEB_ReturnCode code;
+  if (!readPath(&records, keepEmpty)) {
+    takeBack();
+    code = statisticsArea_->read(&records);
+  }
   if (code == ZEB_SUCCESS) {
     adopt(records);
     code = findExecutionGroups(&records, keepEmpty);
@@ -269,10 +389,16 @@ void ZEB_Broker::adopt(const ZEB_Record_Set& records) {
 ZEB_ReturnCode ZEB_Broker::populateStatsArea() {
   Trace trace(kUnit, "ZEB_Broker::populateStatsArea");
   if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
-  ZEB_Record_Set records;
-  getRecords(&records);
-  for (ZEB_Record* record : records) putRecord(record);
+  takeBack();
+  putObjects();
   return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
+}
+
+// Stores the tree but for what is put aside.
+void ZEB_Broker::putObjects() {
+  ZEB_Record_Set records;
+  gatherObjects(&records);
+  for (ZEB_Record* record : records) putRecord(record);
 }
 
 std::uint32_t ZEB_Broker::isEmpty() {
@@ -329,14 +455,17 @@ void ZEB_Broker::resetStatistics(int perRecord) {
   if (!statisticsArea_) return;
   statisticsArea_->lock();
   readStatsArea(0);
+  if (perRecord != 0 || !clearAside()) takeBack();
   for (ZEB_Execution_Group* group : executionGroups_)
     group->resetStatistics(perRecord != 0 ? this : nullptr);
   auto* const own = recordAs<ZEB_BRIR>();
   if (own) own->setResetTime(calendarNow());
   if (perRecord != 0)
     putRecord(own);
-  else
+  else if (aside_.empty())
     populateStatsArea();
+  else
+    putObjects();
   statisticsArea_->unlock();
   if (needed_) setAside(needed_);
 }

@@ -4,14 +4,23 @@
 
 #include <initializer_list>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "records/broker_record.h"
 #include "records/stored_image.h"
 #include "resources/execution_group.h"
+#include "store/catalogue.h"
 #include "store/events_area.h"
 #include "store/shared_memory.h"
 #include "store/statistics_area.h"
+
+// The way to one node of the tree. The identifiers belong to whoever made it.
+struct Node_Path {
+  const ZEB_Resource_ID* executionGroup;
+  const ZEB_Resource_ID* messageFlow;
+  const ZEB_Resource_ID* node;
+};
 
 // Each monitoring node instance has a broker of its own. The trees of all instances and processes
 // meet only in the statistics area, so whatever must see the others reads that first.
@@ -42,9 +51,12 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   void deleteNode(ZEB_Node* node);
   ZEB_ReturnCode getRecords(ZEB_Record_Set* out) override;
   void print() override;
-  // Puts aside what of the tree the node does not need, as it is stored: the trees of a process
-  // share that. Whatever asks for the tree as a whole takes it back first; each reset puts it aside
-  // again. The node, and all above it, stay where they are.
+  // A monitoring node needs its own way through the tree only. With keepTo, the rest need not be
+  // made into objects when the area is read; it is put aside as it is stored, and the trees of a
+  // process share that. setAside does so with what was made all the same, but for the node and what
+  // is above it; so does each later reset. Whatever asks for the tree as a whole takes it back
+  // first. The identifiers of the path must outlive the tree.
+  void keepTo(const Node_Path& path);
   void setAside(const ZEB_Node* node);
   void dump();   // both areas, to the log, while tracing is on
   void flush();  // forgets the groups of this process, not the stored ones
@@ -92,9 +104,17 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   ZEB_Events_Area* eventsArea();
   ZEB_Events_Area* usableEventsArea();
   void adopt(const ZEB_Record_Set& records);
+  bool readPath(ZEB_Record_Set* records, int keepEmpty);
+  bool takePath(ZEB_Record_Set* records, int keepEmpty);
+  bool samePath(const Catalogue::Entry* group, const Catalogue::Entry* flow,
+                const Catalogue::Entry* node) const;
+  bool sameAside(const std::vector<const Catalogue::Entry*>& rest, int keepEmpty) const;
+  bool clearAside();
   bool putAside(const ZEB_ORVA_Resource& parent, const ZEB_ORVA_Resource& child,
                 std::initializer_list<ZEB_Record*> records);
   void takeBack();
+  ZEB_ReturnCode gatherObjects(ZEB_Record_Set* out);
+  void putObjects();
 
   std::unique_ptr<ZEB_Shared_Memory> sharedMemory_;
   std::unique_ptr<ZEB_Stats_Area> statisticsArea_;
@@ -102,8 +122,10 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   std::atomic<ZEB_Events_Area*> eventsArea_ = nullptr;  // what is owned, once it is ready for use
   std::mutex makingEventsArea_;
   ZEB_Execution_Group_Set executionGroups_;
-  std::vector<Stored_Image> aside_;  // what else belongs to the tree
+  std::optional<Node_Path> path_;
+  std::shared_ptr<Catalogue> catalogue_;
   const ZEB_Node* needed_ = nullptr;
+  std::vector<Stored_Image> aside_;  // what else belongs to the tree
 };
 
 #endif  // ZEB_RESOURCES_BROKER_H

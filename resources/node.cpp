@@ -19,13 +19,13 @@ ZEB_Node::ZEB_Node(const ZEB_Resource_ID* id) : ZEB_ORVA_Resource(ZEB_NOIR_RECOR
 ZEB_Node::ZEB_Node(const ZEB_NOIR* record) : ZEB_ORVA_Resource(record) {
   Trace trace(kUnit, "ZEB_Node::ZEB_Node");
   init();
-  if (!OK()) {
-    cleanup();
-  } else if (record) {
+  if (OK() && record) {
     const ZEB_String subFlowName = record->getSubFlowName();
     setNodeType(record->getNodeType());
     setSubFlowName(&subFlowName);
+    if (!getInformationRecord()->OK()) setStatus(ZEB_STATUS_FAILED);
   }
+  if (!OK()) cleanup();
 }
 
 ZEB_Node::~ZEB_Node() {

@@ -76,10 +76,11 @@ ZEB_ORVA_Resource::ZEB_ORVA_Resource(const ZEB_REIR* record) {
   } else {
     setInformationRecord(type, nullptr);
   }
-  if (!OK())
-    cleanup();
-  else if (record)
+  if (OK() && record) {
     assign(type, record_.get(), record);
+    if (!record_->OK()) status_ = ZEB_STATUS_FAILED;
+  }
+  if (!OK()) cleanup();
 }
 
 ZEB_ORVA_Resource::~ZEB_ORVA_Resource() {

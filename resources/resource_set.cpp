@@ -76,34 +76,15 @@ ZEB_ORVA_Resource* ZEB_ORVA_Resource_Set::find(const ZEB_Resource_ID* id) const 
   return first == entries() ? nullptr : at(first);
 }
 
-bool ZEB_ORVA_Resource_Set::readyToDrop() {
+void ZEB_ORVA_Resource_Set::sortByAddress() {
+  const auto address = [](const std::unique_ptr<ZEB_ORVA_Resource>& member) {
+    const ZEB_REIR* const record = member->getInformationRecord();
+    const void* const stored = record ? record->getAddress() : nullptr;
+    return stored ? reinterpret_cast<std::uintptr_t>(stored) : UINTPTR_MAX;
+  };
   byId_ = {};
-  places_ = {};
-  try {
-    places_.reserve(entries());
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-}
-
-// Without memory, or with fewer members than there were, the order stays as it is.
-void ZEB_ORVA_Resource_Set::restoreOrder() {
-  const std::size_t stayed = places_.size();
-  if (stayed == 0 || places_.back() >= entries()) return;
-  byId_ = {};
-  try {
-    std::vector<std::unique_ptr<ZEB_ORVA_Resource>> ordered(entries());
-    for (std::size_t i = 0; i < stayed; ++i) ordered[places_[i]] = std::move(members_[i]);
-    auto free = ordered.begin();
-    for (std::size_t i = stayed; i < entries(); ++i) {
-      while (*free) ++free;
-      *free = std::move(members_[i]);
-    }
-    members_.swap(ordered);
-  } catch (const std::bad_alloc&) {
-  }
-  places_ = {};
+  std::stable_sort(members_.begin(), members_.end(),
+                   [&](const auto& a, const auto& b) { return address(a) < address(b); });
 }
 
 // False when memory ran out.

@@ -27,24 +27,17 @@ class ZEB_ORVA_Resource_Set {
   ZEB_ORVA_Resource* at(std::size_t i) const { return members_[i].get(); }
 
   void print();
-  // Once what dropIf destroyed came back, in order: puts what had stayed among it again.
-  void restoreOrder();
+  // Puts the members into the order in which they are stored; those that are not come last.
+  void sortByAddress();
   void cleanup();  // destroys every member
 
  protected:
   // See dropIf.
   template <class Predicate>
   void dropMembersIf(Predicate predicate) {
-    if (!readyToDrop()) return;
-    std::size_t place = 0;
-    std::erase_if(members_, [&](const auto& member) {
-      const bool drop = predicate(member.get());
-      if (!drop) places_.push_back(place);
-      ++place;
-      return drop;
-    });
+    byId_ = {};
+    std::erase_if(members_, [&](const auto& member) { return predicate(member.get()); });
     members_.shrink_to_fit();
-    places_.shrink_to_fit();
   }
 
   // The first member alike to the identifier; null for null or none. A member's identifier must not
@@ -53,13 +46,11 @@ class ZEB_ORVA_Resource_Set {
 
  private:
   bool index() const;
-  bool readyToDrop();
 
   std::vector<std::unique_ptr<ZEB_ORVA_Resource>> members_;
   // The members' places by a hash of their identifiers, as far as somebody looked for one since
   // they came.
   mutable std::unordered_multimap<std::size_t, std::size_t> byId_;
-  std::vector<std::size_t> places_;            // where the members that dropIf left stood
   [[maybe_unused]] std::uint32_t status_ = 0;  // nothing reads or changes it, on purpose
 };
 
@@ -93,7 +84,7 @@ class Typed_Resource_Set : public ZEB_ORVA_Resource_Set {
     const Typed_Resource_Set& set_;
     std::size_t at_;
   };
-  // Destroys the members for which it holds; none when memory ran out.
+  // Destroys the members for which it holds.
   template <class Predicate>
   void dropIf(Predicate predicate) {
     dropMembersIf(

@@ -7,11 +7,11 @@
 
 #include "base/format.h"
 #include "base/memory_size.h"
+#include "base/private_bytes.h"
 #include "base/shared_bytes.h"
 #include "base/temp_directory.h"
 #include "base/trace.h"
 #include "records/record_factory.h"
-#include "store/private_bytes.h"
 
 namespace {
 
@@ -83,6 +83,12 @@ ZEB_ReturnCode ZEB_Shared_Area::writeRecord(void* position, ZEB_Record* record, 
   return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
 }
 
+ZEB_ReturnCode ZEB_Shared_Area::writeBytes(void* position, std::span<const std::uint8_t> bytes) {
+  if (!isEnoughSpace(position, static_cast<std::uint32_t>(bytes.size()))) return ZEB_NO_ROOM;
+  copyToShared(position, bytes.data(), bytes.size());
+  return ZEB_SUCCESS;
+}
+
 // What stands there is as long as the record is: it was written from it, or from one whose strings
 // are equally long.
 ZEB_ReturnCode ZEB_Shared_Area::get(ZEB_Record* record) {
@@ -112,12 +118,11 @@ ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records, _TimeStamp stam
   Trace trace(kUnit, "ZEB_Shared_Area::read");
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
-  auto* const first = static_cast<std::uint8_t*>(getFirstPosition());
   const void* const before = getNextPosition();
-  const void* const last = getLastPosition();
-  const void* const end = std::min(last, static_cast<const void*>(getLastAvailablePosition()));
-  if (end <= first) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
-  const std::size_t length = distance(first, end);
+  const std::span<std::uint8_t> place = stored();
+  std::uint8_t* const first = place.data();
+  const std::size_t length = place.size();
+  if (length == 0) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   Private_Bytes image(length);
   ZEB_ReturnCode code = image.data() ? ZEB_SUCCESS : ZEB_NOT_ALLOCATED;
   std::size_t whole = 0;
@@ -126,12 +131,20 @@ ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records, _TimeStamp stam
     whole = unchangedSince(before, image.data(), length);
   }
   for (std::size_t at = 0, size = 0; code == ZEB_SUCCESS && at < length; at += size) {
-    const std::span<const std::uint8_t> stored{image.data() + at, std::max(at, whole) - at};
-    size = layout::storedSize(stored);
-    code = size == 0 ? ZEB_NOT_READ : rebuild(stored.data(), first + at, stamp, records);
+    const std::span<const std::uint8_t> left{image.data() + at, std::max(at, whole) - at};
+    size = layout::storedSize(left);
+    code = size == 0 ? ZEB_NOT_READ : rebuild(left.data(), first + at, stamp, records);
   }
   if (code == ZEB_NOT_ALLOCATED) trace.allocationError();
   return trace.leave(code);
+}
+
+std::span<std::uint8_t> ZEB_Shared_Area::stored() {
+  if (!usable()) return {};
+  auto* const first = static_cast<std::uint8_t*>(getFirstPosition());
+  const void* const last = getLastPosition();
+  const void* const end = std::min(last, static_cast<const void*>(getLastAvailablePosition()));
+  return {first, end > first ? distance(first, end) : 0};
 }
 
 // In an area that wrapped, a writer may be at work where a copy was taken: from the next position

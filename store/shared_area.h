@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <span>
 
 #include "base/name_mutex.h"
 #include "records/record_set.h"
@@ -39,6 +40,12 @@ class ZEB_Shared_Area : public ZEB_Memory_Manager {
   // Writes the record at the position if it fits, else code 2. `end`, unless null, gets the
   // position behind it, or the position itself when nothing was written.
   ZEB_ReturnCode writeRecord(void* position, ZEB_Record* record, void** end = nullptr);
+
+  // Writes these bytes at the position if they fit, else code 2.
+  ZEB_ReturnCode writeBytes(void* position, std::span<const std::uint8_t> bytes);
+
+  // Where records stand, in shared memory: up to the high-water mark. Empty when not usable.
+  std::span<std::uint8_t> stored();
 
   // Rebuilds the records that were created after the stamp; the caller owns them. Ends with code 1
   // at the first place where no sane record stands, with 6 when memory ran out.

@@ -4,9 +4,9 @@
 #include <sys/shm.h>
 
 #include <algorithm>
-
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <thread>
 
 #include "tests/support/ipc_objects.h"
@@ -730,6 +730,110 @@ TEST_F(Broker, ThreadsLoseNoMessage) {
   EXPECT_EQ(800, ofType(kStatistics).at(0).count());
   EXPECT_EQ(2400, ofType(kStatistics).at(0).sumSize());
   EXPECT_EQ(1600, ofType(kStatistics).at(0).sumElapsed());
+}
+
+// --- a tree of which one path is needed ---
+
+// A node "OTHER" in group "EG1", which has "EMPTY" beside it, and "NODE" in group "EG2", of which
+// the latter is needed.
+class BrokerOfOnePath : public Broker {
+ protected:
+  BrokerOfOnePath() {
+    const ZEB_Resource_ID empty = resourceId("EMPTY");
+    first_->insertExecutionGroup(&empty);
+    other_.emplace(*first_, "EG1", "OTHER");
+    first_->populateStatsArea();
+    needing_->keepTo({&groupId_, &flowId_, &nodeId_});
+  }
+  void deploy() {
+    EXPECT_EQ(0, needing_->readStatsArea(1));
+    const Branch own(*needing_, "EG2");
+    needing_->resetStatistics(0);
+    needing_->setAside(own.node);
+  }
+  static std::size_t recordsOf(ZEB_Broker& broker) {
+    ZEB_Record_Set records;
+    broker.getRecords(&records);
+    return records.entries();
+  }
+
+  const ZEB_Resource_ID groupId_ = resourceId("EG2");
+  const ZEB_Resource_ID flowId_ = resourceId("FLOW");
+  const ZEB_Resource_ID nodeId_ = resourceId("NODE");
+  const std::unique_ptr<ZEB_Broker> first_ = makeBroker();
+  const std::unique_ptr<ZEB_Broker> needing_ = makeBroker();
+  std::optional<Branch> other_;
+};
+
+TEST_F(BrokerOfOnePath, MakesNothingElseUntilItIsAskedForAll) {
+  deploy();
+  EXPECT_NE(nullptr, findGroup(*needing_, "EG2"));
+  EXPECT_EQ(nullptr, findGroup(*needing_, "EG1"));
+  EXPECT_EQ(9U, recordsOf(*needing_));
+  EXPECT_NE(nullptr, findGroup(*needing_, "EG1"));
+  EXPECT_EQ(nullptr, findGroup(*needing_, "EMPTY"));
+}
+
+TEST_F(BrokerOfOnePath, KeepsEmptyGroupsWhenItIsToldTo) {
+  EXPECT_EQ(0, needing_->readStatsArea(1));
+  EXPECT_EQ(6U, recordsOf(*needing_));
+  EXPECT_NE(nullptr, findGroup(*needing_, "EMPTY"));
+}
+
+TEST_F(BrokerOfOnePath, MakesItAllWhileItIsTraced) {
+  const Tracing on;
+  EXPECT_EQ(0, needing_->readStatsArea(1));
+  EXPECT_NE(nullptr, findGroup(*needing_, "EG1"));
+}
+
+TEST_F(BrokerOfOnePath, ResetsTheStatisticsThatItDidNotMake) {
+  deploy();
+  first_->updateStatistics(other_->statistics, kNoTime, kNoTime, 5);
+  EXPECT_EQ(1, ofType(kStatistics).at(0).count());
+  needing_->resetStatistics(0);
+  EXPECT_EQ(0, ofType(kStatistics).at(0).count());
+  EXPECT_EQ(nullptr, findGroup(*needing_, "EG1"));
+}
+
+TEST_F(BrokerOfOnePath, ResetsEachRecordUnderItsLockWhenAskedTo) {
+  deploy();
+  first_->updateStatistics(other_->statistics, kNoTime, kNoTime, 5);
+  needing_->resetStatistics(1);
+  EXPECT_EQ(0, ofType(kStatistics).at(0).count());
+}
+
+// What a tree took over stays its own, and a reset writes all of it.
+TEST_F(BrokerOfOnePath, WritesWhatItKnewOfANodeThatWasDeletedSince) {
+  deploy();
+  first_->deleteNode(other_->node);
+  EXPECT_EQ(1U, ofType(kNode).at(0).deleted());
+  needing_->resetStatistics(0);
+  EXPECT_EQ(0U, ofType(kNode).at(0).deleted());
+}
+
+TEST_F(BrokerOfOnePath, PopulatingWritesThatToo) {
+  deploy();
+  first_->deleteNode(other_->node);
+  needing_->populateStatsArea();
+  EXPECT_EQ(0U, ofType(kNode).at(0).deleted());
+}
+
+TEST_F(BrokerOfOnePath, SumsTheNodesThatItDidNotMake) {
+  deploy();
+  first_->updateStatistics(other_->statistics, kNoTime, kNoTime, 5);
+  needing_->readStatsArea(0);
+  needing_->initStatistics();
+  ZEB_STIR sums[3] = {ZEB_STIR(1), ZEB_STIR(1), ZEB_STIR(1)};
+  EXPECT_EQ(0, needing_->getStatistics(&sums[0], &sums[1], &sums[2]));
+  EXPECT_EQ(1, sums[2].getMessageCount());
+}
+
+TEST_F(BrokerOfOnePath, ReadsADamagedAreaAsAnyOther) {
+  deploy();
+  auto* const stored = static_cast<char*>(other_->node->getInformationRecord()->getAddress());
+  stored[0] = 'X';
+  EXPECT_EQ(1, needing_->readStatsArea(0));
+  EXPECT_NE(nullptr, findGroup(*needing_, "EG1"));
 }
 
 // --- events ---

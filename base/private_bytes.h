@@ -1,6 +1,6 @@
 // A private image of stored bytes, on the stack as long as it is small.
-#ifndef ZEB_STORE_PRIVATE_BYTES_H
-#define ZEB_STORE_PRIVATE_BYTES_H
+#ifndef ZEB_BASE_PRIVATE_BYTES_H
+#define ZEB_BASE_PRIVATE_BYTES_H
 
 #include <cstdint>
 #include <memory>
@@ -20,4 +20,4 @@ class Private_Bytes {
   std::uint8_t* data_;
 };
 
-#endif  // ZEB_STORE_PRIVATE_BYTES_H
+#endif  // ZEB_BASE_PRIVATE_BYTES_H
