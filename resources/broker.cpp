@@ -200,8 +200,7 @@ bool ZEB_Broker::takePath(ZEB_Record_Set* records, int keepEmpty) {
     if (entry.inTree && std::ranges::find(path, &entry) == path.end()) rest.push_back(&entry);
 
   const bool begun = executionGroups_.entries() > 0 || !aside_.empty();
-  if (begun ? !samePath(group, flow, node) || !sameAside(rest, keepEmpty) : keepEmpty == 0)
-    return false;
+  if (begun ? !samePath(group, flow, node) || !sameAside(rest) : keepEmpty == 0) return false;
 
   std::vector<Stored_Image> aside;
   aside.reserve(rest.size());
@@ -226,14 +225,14 @@ bool ZEB_Broker::samePath(const Catalogue::Entry* group, const Catalogue::Entry*
   return same(ownGroup, group) && same(ownFlow, flow) && same(ownNode, node);
 }
 
-// What was put aside stands there still, statistics aside, and nothing else that would stay in the
-// tree.
-bool ZEB_Broker::sameAside(const std::vector<const Catalogue::Entry*>& rest, int keepEmpty) const {
+// What was put aside stands there still, but for its statistics, and no more than empty groups and
+// flows beside it.
+bool ZEB_Broker::sameAside(const std::vector<const Catalogue::Entry*>& rest) const {
   auto known = aside_.begin();
   for (const Catalogue::Entry* entry : rest) {
     if (known != aside_.end() && sameButForStatistics(*known, entry->image))
       ++known;
-    else if (keepEmpty != 0 || !bare(*entry))
+    else if (!bare(*entry))
       return false;
   }
   return known == aside_.end();

@@ -108,7 +108,7 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   bool takePath(ZEB_Record_Set* records, int keepEmpty);
   bool samePath(const Catalogue::Entry* group, const Catalogue::Entry* flow,
                 const Catalogue::Entry* node) const;
-  bool sameAside(const std::vector<const Catalogue::Entry*>& rest, int keepEmpty) const;
+  bool sameAside(const std::vector<const Catalogue::Entry*>& rest) const;
   bool clearAside();
   bool putAside(const ZEB_ORVA_Resource& parent, const ZEB_ORVA_Resource& child,
                 std::initializer_list<ZEB_Record*> records);

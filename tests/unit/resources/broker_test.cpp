@@ -780,6 +780,29 @@ TEST_F(BrokerOfOnePath, KeepsEmptyGroupsWhenItIsToldTo) {
   EXPECT_NE(nullptr, findGroup(*needing_, "EMPTY"));
 }
 
+TEST_F(BrokerOfOnePath, FindsAnEmptyGroupThatCameSince) {
+  deploy();
+  const ZEB_Resource_ID id = resourceId("LATER");
+  first_->insertExecutionGroup(&id);
+  first_->populateStatsArea();
+  EXPECT_EQ(0, needing_->readStatsArea(1));
+  EXPECT_EQ(11U, recordsOf(*needing_));
+  EXPECT_NE(nullptr, findGroup(*needing_, "LATER"));
+}
+
+// Two that were deployed at once have stored a group each; who comes later finds the first.
+TEST_F(BrokerOfOnePath, ReadsItsOwnGroupThoughAnotherOfThatNameIsFoundFirst) {
+  EXPECT_EQ(0, needing_->readStatsArea(1));
+  const Branch faster(*first_, "EG2");
+  first_->populateStatsArea();
+  const Branch own(*needing_, "EG2");
+  needing_->resetStatistics(0);
+  needing_->setAside(own.node);
+  storeCount(*own.statistics, "5");
+  EXPECT_EQ(0, needing_->readStatsArea(0));
+  EXPECT_EQ(5, own.statistics->getMessageCount());
+}
+
 TEST_F(BrokerOfOnePath, MakesItAllWhileItIsTraced) {
   const Tracing on;
   EXPECT_EQ(0, needing_->readStatsArea(1));
