@@ -22,6 +22,13 @@ const char* offset(const void* p, std::size_t bytes) {
   return static_cast<const char*>(p) + bytes;
 }
 
+// What every empty string has as its value.
+zebchar empty[1] = {};
+
+void deleteUnits(const zebchar* units) {
+  if (units != empty) delete[] units;
+}
+
 int upper(char c) {
   return std::toupper(static_cast<unsigned char>(c));
 }
@@ -56,15 +63,21 @@ ZEB_String::~ZEB_String() {
 void ZEB_String::init() {
   Trace trace(kUnit, "ZEB_String::init");
   if (!OK()) return;
-  wide_ = new (std::nothrow) zebchar[std::size_t{size_} + 1]();
+  wide_ = size_ == 0 ? empty : new (std::nothrow) zebchar[std::size_t{size_} + 1]();
   if (!wide_) status_ = ZEB_STATUS_FAILED;
 }
 
 void ZEB_String::cleanup() {
   Trace trace(kUnit, "ZEB_String::cleanup");
-  delete[] wide_;
+  deleteUnits(wide_);
   wide_ = nullptr;
-  delete[] narrow_.exchange(nullptr);
+  forgetNarrow();
+}
+
+// No other thread uses a string that changes.
+void ZEB_String::forgetNarrow() {
+  delete[] narrow_.load(std::memory_order_relaxed);
+  narrow_.store(nullptr, std::memory_order_relaxed);
 }
 
 // A value that was lost must not look like another one.
@@ -75,13 +88,13 @@ void ZEB_String::fail() {
 
 // The text may lie in the buffer that it replaces, so that one goes last.
 void ZEB_String::assign(const zebchar* text, std::uint32_t units) {
-  zebchar* const old = wide_;
+  const zebchar* const old = wide_;
   wide_ = nullptr;
-  delete[] narrow_.exchange(nullptr);
+  forgetNarrow();
   size_ = units;
   init();
   if (wide_ && size_ > 0) zebncpy(wide_, text, size_);
-  delete[] old;
+  deleteUnits(old);
 }
 
 void ZEB_String::assign(const char* text) {

@@ -72,6 +72,7 @@ class ZEB_String {
  private:
   void init();
   void fail();
+  void forgetNarrow();
   void assign(const zebchar* text, std::uint32_t units);
   void assign(const char* text);
 

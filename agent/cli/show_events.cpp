@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <span>
 
 #include "agent/cli/commands.h"
 #include "agent/cli/documents.h"
@@ -37,7 +38,7 @@ const char* kindName(reader::EventKind kind) {
   return kind == reader::EventKind::exception ? "exception" : "message";
 }
 
-bool allZero(const std::vector<std::uint8_t>& bytes) {
+bool allZero(std::span<const std::uint8_t> bytes) {
   return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
 }
 

@@ -23,8 +23,11 @@ std::vector<Record> recordsOf(const Area& area, std::uint32_t type, std::uint32_
   return records;
 }
 
-std::vector<std::uint8_t> copyOf(std::span<const std::uint8_t> bytes) {
-  return {bytes.begin(), bytes.end()};
+template <std::size_t N>
+std::array<std::uint8_t, N> copyOf(std::span<const std::uint8_t> bytes) {
+  std::array<std::uint8_t, N> copy;
+  std::ranges::copy(bytes.first(N), copy.begin());
+  return copy;
 }
 
 std::string withoutTrailingBlanks(std::string text) {
@@ -44,18 +47,18 @@ void TemplateCache::add(const RecordId& id, EventTemplate value) {
     entries_.erase(known->second);
     index_.erase(known);
   }
-  entries_.push_front({id, std::move(value)});
+  entries_.push_front({id, std::make_shared<const EventTemplate>(std::move(value))});
   index_[id] = entries_.begin();
   if (entries_.size() <= most_) return;
   index_.erase(entries_.back().id);
   entries_.pop_back();
 }
 
-const EventTemplate* TemplateCache::find(const RecordId& id) {
+std::shared_ptr<const EventTemplate> TemplateCache::find(const RecordId& id) {
   const auto known = index_.find(id);
   if (known == index_.end()) return nullptr;
   entries_.splice(entries_.begin(), entries_, known->second);
-  return &known->second->value;
+  return known->second->value;
 }
 
 void EventLog::readTemplates(const Area& area, DamageList& damage) {
@@ -69,19 +72,17 @@ void EventLog::readTemplates(const Area& area, DamageList& damage) {
 }
 
 Event EventLog::eventOf(const Record& record) {
-  Event event{.recordId = record.id(),
-              .templateId = record.parent(),
-              .origin = std::nullopt,
-              .time = record.calendar(evdr::eventTime),
-              .threadId = record.signed32(evdr::threadId),
-              .messageId = copyOf(record.bytes(evdr::messageId)),
-              .correlationId = copyOf(record.bytes(evdr::correlationId)),
-              .putApplicationType = record.signed32(evdr::putApplicationType),
-              .putApplicationName = withoutTrailingBlanks(record.text(evdr::putApplicationName)),
-              .putDate = withoutTrailingBlanks(record.text(evdr::putDate)),
-              .putTime = withoutTrailingBlanks(record.text(evdr::putTime))};
-  if (const EventTemplate* origin = templates_.find(event.templateId)) event.origin = *origin;
-  return event;
+  return {.recordId = record.id(),
+          .templateId = record.parent(),
+          .origin = templates_.find(record.parent()),
+          .time = record.calendar(evdr::eventTime),
+          .threadId = record.signed32(evdr::threadId),
+          .messageId = copyOf<evdr::messageId.width>(record.bytes(evdr::messageId)),
+          .correlationId = copyOf<evdr::correlationId.width>(record.bytes(evdr::correlationId)),
+          .putApplicationType = record.signed32(evdr::putApplicationType),
+          .putApplicationName = withoutTrailingBlanks(record.text(evdr::putApplicationName)),
+          .putDate = withoutTrailingBlanks(record.text(evdr::putDate)),
+          .putTime = withoutTrailingBlanks(record.text(evdr::putTime))};
 }
 
 // The newest event of last time is gone, so the ring has gone all the way round at least once since
@@ -109,8 +110,8 @@ EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
   if (const Area* templates = segment.copy.find(kEventTemplates)) readTemplates(*templates, damage);
   const Area* data = segment.copy.find(kEventData);
   if (data == nullptr) return batch;
-  std::set<RecordId> present;
   const std::vector<Record> records = recordsOf(*data, ZEB_EVDR_RECORD, evdr::bytes, damage);
+  std::unordered_set<RecordId, RecordIdHash> present(records.size());
   for (const Record& record : records) {
     present.insert(record.id());
     if (!seen_.contains(record.id())) batch.events.push_back(eventOf(record));

@@ -2,12 +2,13 @@
 #ifndef ZEB_AGENT_READER_EVENTS_H
 #define ZEB_AGENT_READER_EVENTS_H
 
+#include <array>
 #include <cstdint>
 #include <list>
-#include <map>
-#include <optional>
-#include <set>
+#include <memory>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "agent/reader/record.h"
@@ -30,11 +31,11 @@ enum class EventKind { unknown, message, exception };  // unknown: the template 
 struct Event {
   RecordId recordId;
   RecordId templateId;
-  std::optional<EventTemplate> origin;
+  std::shared_ptr<const EventTemplate> origin;  // null when the template is gone
   Time time;
   std::int32_t threadId = 0;
-  std::vector<std::uint8_t> messageId;
-  std::vector<std::uint8_t> correlationId;
+  std::array<std::uint8_t, layout::evdr::messageId.width> messageId{};
+  std::array<std::uint8_t, layout::evdr::correlationId.width> correlationId{};
   std::int32_t putApplicationType = 0;
   std::string putApplicationName;  // trailing blanks removed
   std::string putDate;
@@ -50,18 +51,18 @@ class TemplateCache {
   explicit TemplateCache(std::size_t most = 10000) : most_(most) {}
 
   void add(const RecordId& id, EventTemplate value);
-  // Null when it was never met; valid until the next add().
-  const EventTemplate* find(const RecordId& id);
+  // Null when it was never met.
+  std::shared_ptr<const EventTemplate> find(const RecordId& id);
 
  private:
   struct Entry {
     RecordId id;
-    EventTemplate value;
+    std::shared_ptr<const EventTemplate> value;
   };
 
   std::size_t most_;
   std::list<Entry> entries_;  // the latest used first
-  std::map<RecordId, std::list<Entry>::iterator> index_;
+  std::unordered_map<RecordId, std::list<Entry>::iterator, RecordIdHash> index_;
 };
 
 // Follows one broker's events from copy to copy.
@@ -85,9 +86,9 @@ class EventLog {
 
   TemplateCache templates_;
   int segmentId_ = -1;
-  std::set<RecordId> seen_;       // what the area held at the last look,
-  RecordId newest_;               // and the newest of it
-  std::uint32_t nextOffset_ = 0;  // of the data area then
+  std::unordered_set<RecordId, RecordIdHash> seen_;  // what the area held at the last look,
+  RecordId newest_;                                  // and the newest of it
+  std::uint32_t nextOffset_ = 0;                     // of the data area then
 };
 
 }  // namespace reader

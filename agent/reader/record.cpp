@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "agent/reader/text.h"
 
@@ -86,8 +87,18 @@ RecordId::RecordId(Bytes at) {
   std::copy_n(at.begin(), kBytes, bytes_.begin());
 }
 
+std::uint32_t RecordId::type() const {
+  return read32(bytes_.data());
+}
+
 Stamp RecordId::created() const {
   return {read32(&bytes_[4]), read32(&bytes_[8])};
+}
+
+std::size_t RecordId::hash() const {
+  std::uint64_t halves[2];
+  std::memcpy(halves, bytes_.data(), sizeof halves);
+  return (halves[0] ^ halves[1]) * 0x9E3779B97F4A7C15U;
 }
 
 std::string RecordId::hex() const {
@@ -116,7 +127,8 @@ Bytes Record::bytes(const layout::Field& wanted) const {
   std::size_t at = layout::header::bytes;
   for (const layout::Field& field : layout::fieldsOf(type())) {
     const std::uint32_t width = storedWidth(field, bytes_.data() + at);
-    if (std::strcmp(field.name, wanted.name) == 0) return bytes_.subspan(at, width);
+    if (field.offset == wanted.offset && std::strcmp(field.name, wanted.name) == 0)
+      return bytes_.subspan(at, width);
     at += width;
   }
   return {};

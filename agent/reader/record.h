@@ -23,13 +23,19 @@ class RecordId {
   // `at` must hold 16 bytes.
   explicit RecordId(std::span<const std::uint8_t> at);
 
-  auto operator<=>(const RecordId&) const = default;
+  bool operator==(const RecordId&) const = default;
   bool isZero() const { return *this == RecordId(); }
+  std::uint32_t type() const;
   Stamp created() const;
   std::string hex() const;  // 32 upper-case digits
+  std::size_t hash() const;
 
  private:
   std::array<std::uint8_t, kBytes> bytes_{};
+};
+
+struct RecordIdHash {
+  std::size_t operator()(const RecordId& id) const { return id.hash(); }
 };
 
 // A whole, sane record inside the bytes of an Area, which it points into. A field that the record's

@@ -1,5 +1,6 @@
 #include "agent/reader/text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -84,6 +85,8 @@ std::size_t appendUtf16(std::string& out, std::u16string_view units) {
 
 std::string utf8(std::u16string_view units) {
   units = units.substr(0, units.find(u'\0'));
+  if (std::ranges::all_of(units, [](char16_t unit) { return unit < 0x80; }))
+    return {units.begin(), units.end()};
   std::string out;
   while (!units.empty()) {
     const std::string bytes = widenedRun(units);

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
-#include <map>
-#include <set>
-#include <utility>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace reader {
 namespace {
@@ -15,9 +14,11 @@ namespace stir = layout::stir;
 class Family {
  public:
   explicit Family(std::vector<Record> records) : records_(std::move(records)) {
+    children_.reserve(records_.size());
+    ids_.reserve(records_.size());
     for (const Record& record : records_) {
-      children_[{record.type(), record.parent()}].push_back(&record);
-      ids_.emplace(record.type(), record.id());
+      children_[record.parent()].push_back(&record);
+      ids_.insert(record.id());
     }
   }
 
@@ -30,16 +31,19 @@ class Family {
   }
 
   std::vector<const Record*> children(std::uint32_t type, const RecordId& parent) const {
-    const auto found = children_.find({type, parent});
-    return found == children_.end() ? std::vector<const Record*>() : found->second;
+    const auto found = children_.find(parent);
+    if (found == children_.end()) return {};
+    std::vector<const Record*> children = found->second;
+    std::erase_if(children, [type](const Record* child) { return child->type() != type; });
+    return children;
   }
 
-  bool holds(std::uint32_t type, const RecordId& id) const { return ids_.contains({type, id}); }
+  bool holds(const RecordId& id) const { return ids_.contains(id); }
 
  private:
   std::vector<Record> records_;
-  std::map<std::pair<std::uint32_t, RecordId>, std::vector<const Record*>> children_;
-  std::set<std::pair<std::uint32_t, RecordId>> ids_;
+  std::unordered_map<RecordId, std::vector<const Record*>, RecordIdHash> children_;
+  std::unordered_set<RecordId, RecordIdHash> ids_;
 };
 
 // A stored 64-bit number; 0 when its text is damaged.
@@ -125,7 +129,7 @@ void reportUnreachable(const Family& family, DamageList& damage) {
       continue;
     }
     if (record.parent().isZero() && record.deleted()) continue;
-    if (!family.holds(record.type() - 1, record.parent())) {
+    if (record.parent().type() != record.type() - 1 || !family.holds(record.parent())) {
       damage.add(kStatistics, record.offset(),
                  "a record of type " + std::to_string(record.type()) + " has no parent");
     }

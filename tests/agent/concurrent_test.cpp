@@ -110,8 +110,10 @@ class Posting : public testing::Test {
 void expectWhole(const reader::Event& event) {
   const auto n = static_cast<std::uint32_t>(event.threadId);
   ASSERT_EQ(kTime + n - 2177452800LL, *event.time);
-  ASSERT_EQ(std::vector<std::uint8_t>(24, static_cast<std::uint8_t>(n)), event.messageId);
-  ASSERT_EQ(std::vector<std::uint8_t>(24, static_cast<std::uint8_t>(n)), event.correlationId);
+  std::array<std::uint8_t, 24> bytes;
+  bytes.fill(static_cast<std::uint8_t>(n));
+  ASSERT_EQ(bytes, event.messageId);
+  ASSERT_EQ(bytes, event.correlationId);
   if (!event.origin) return;  // overwritten before it could be read
   const std::string text(textOf(n).size(), static_cast<char>('a' + n % 26));
   ASSERT_EQ(n, event.origin->nodeType);

@@ -91,7 +91,7 @@ TEST_F(Watching, EveryFieldIsReadFromItsPlaceAndJoinedWithItsTemplate) {
   ASSERT_EQ(24U, event.messageId.size());
   EXPECT_EQ(0xA0, event.messageId.front());
   EXPECT_EQ(0xB7, event.messageId.back());
-  EXPECT_EQ(std::vector<std::uint8_t>(24), event.correlationId);
+  EXPECT_EQ((std::array<std::uint8_t, 24>{}), event.correlationId);
   EXPECT_EQ(6, event.putApplicationType);
   EXPECT_EQ("order-entry", event.putApplicationName);
   EXPECT_EQ("20261121", event.putDate);

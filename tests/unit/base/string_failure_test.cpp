@@ -53,9 +53,14 @@ TEST_F(FailedString, CanFailInEveryConstructor) {
   expectFailed(ZEB_String(units));
   expectFailed(ZEB_String("seven c"));
   expectFailed(ZEB_String(seven));
-  failAllocations(2);
-  expectFailed(ZEB_String());
   EXPECT_TRUE(messageLines().empty());
+}
+
+TEST_F(FailedString, AnEmptyOneNeedsNoMemory) {
+  failAllocations(2);
+  EXPECT_TRUE(ZEB_String().OK());
+  EXPECT_TRUE(ZEB_String("").OK());
+  EXPECT_EQ(0, *ZEB_String().getwcValue());
 }
 
 TEST_F(FailedString, StaysFailed) {
