@@ -39,13 +39,34 @@ class Interruptions {
   }
 };
 
+// The count that is stored of a node, read as any other process would.
+class StoredCount {
+ public:
+  explicit StoredCount(const std::u16string& label) : at_(statisticsOf(label).at()) {}
+
+  // Looks until two looks agree: a reset by another process may be under way.
+  long long look() const {
+    for (Bytes before, now = copy();; now = copy()) {
+      if (now == before) return StoredRecord(now, at_).count();
+      before = now;
+    }
+  }
+
+ private:
+  Bytes copy() const { return {segment_.at(at_), segment_.at(at_ + 168)}; }
+
+  WritableSegment segment_;
+  std::size_t at_;
+};
+
 class Group {
  public:
   explicit Group(const std::vector<std::string>& words)
       : number_(std::stoi(words[0])),
         messages_(std::stoi(words[1])),
         failing_(words[2] == "failing"),
-        interrupted_(words[3] == "interrupted") {
+        interrupted_(words[3] == "interrupted"),
+        watched_(words[5] == "watched") {
     startLibrary();
     host().recording = false;
     host().script.rethrow = [](int&) { throw Rethrown{}; };
@@ -57,7 +78,10 @@ class Group {
     where_.executionGroup = u"group " + wide(words[0]);
   }
 
-  void deployNode() { node_ = deploy(plan_, where_); }
+  void deployNode() {
+    node_ = deploy(plan_, where_);
+    if (watched_) stored_ = std::make_unique<StoredCount>(plan_.label);
+  }
 
   void sendAll() {
     const auto interruptions = interrupted_ ? std::make_unique<Interruptions>() : nullptr;
@@ -67,7 +91,12 @@ class Group {
   int sendUntilTold(Steps& parent) {
     std::atomic<bool> told = false;
     std::thread working([&] {
-      while (!told) sendOne();
+      while (!told) {
+        if (stored_)
+          sendWatched();
+        else
+          sendOne();
+      }
     });
     parent.tell("working");
     parent.hear();
@@ -77,10 +106,11 @@ class Group {
   }
 
   int end() {
+    stored_.reset();
     node_.reset();
     for (const LogEntry& message : host().messages())
       std::fprintf(stderr, "%s\n", message.text.c_str());
-    return host().messages().empty() ? 0 : 1;
+    return host().messages().empty() && !miscounted_ ? 0 : 1;
   }
 
  private:
@@ -92,14 +122,32 @@ class Group {
     }
   }
 
+  // Whoever deploys resets the statistics, before or after this message is counted.
+  void sendWatched() {
+    const long long before = stored_->look();
+    sendOne();
+    const long long after = stored_->look();
+    const bool idle = before == counted_ || before == 0;
+    if (!idle || (after != before + 1 && after != 1 && after != 0)) {
+      std::fprintf(stderr, "message %d of group %d: counted %lld, then %lld, then %lld\n", sent_,
+                   number_, counted_, before, after);
+      miscounted_ = true;
+    }
+    counted_ = after;
+  }
+
   const int number_;
   const int messages_;
   const bool failing_;
   const bool interrupted_;
+  const bool watched_;
   int sent_ = 0;
+  long long counted_ = 0;  // by the last watched message
+  bool miscounted_ = false;
   NodePlan plan_;
   ScriptedNode where_;
   std::unique_ptr<NodeContext> node_;
+  std::unique_ptr<StoredCount> stored_;
 };
 
 int group(Steps& parent, const std::vector<std::string>& words) {
@@ -137,10 +185,10 @@ GroupProcesses startGroups(const std::vector<GroupPlan>& plans) {
   GroupProcesses groups;
   for (const GroupPlan& plan : plans) {
     groups.push_back(std::make_unique<Child>(
-        "group",
-        std::vector<std::string>{std::to_string(plan.number), std::to_string(plan.messages),
-                                 plan.failing ? "failing" : "well",
-                                 plan.interrupted ? "interrupted" : "quiet", plan.eventMessage}));
+        "group", std::vector<std::string>{
+                     std::to_string(plan.number), std::to_string(plan.messages),
+                     plan.failing ? "failing" : "well", plan.interrupted ? "interrupted" : "quiet",
+                     plan.eventMessage, plan.watched ? "watched" : "unwatched"}));
   }
   return groups;
 }
@@ -166,7 +214,7 @@ void haveAll(GroupProcesses& groups, const std::string& line, const std::string&
 
 void endAll(GroupProcesses& groups) {
   tellAll(groups, "end");
-  for (auto& group : groups) EXPECT_EQ(group->wait(), 0) << "messages were logged";
+  for (auto& group : groups) EXPECT_EQ(group->wait(), 0) << "it said why on its standard error";
 }
 
 std::vector<std::u16string> reachableNodes(const std::vector<StoredRecord>& records) {

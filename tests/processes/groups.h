@@ -15,7 +15,8 @@ namespace support {
 //   deploy   deploys its node; "deployed"
 //   send     sends that many messages, of 1000 + number bytes each; "sent"
 //   work     "working", then sends until it hears the next line; says how many it sent by then
-//   end      deletes its node and exits, with 0 when the library logged nothing
+//   end      deletes its node and exits, with 0 when the library logged nothing and, if watched,
+//            each message was counted: one more than before, or the first after a reset
 // Its messages are numbered from 1 on; see sendNumbered.
 struct GroupPlan {
   int number = 0;
@@ -23,6 +24,7 @@ struct GroupPlan {
   bool failing = false;      // every other message fails
   bool interrupted = false;  // signals arrive while it sends
   std::string eventMessage = {};
+  bool watched = false;  // compares its stored count before and after each message that it works
 };
 
 using GroupProcesses = std::vector<std::unique_ptr<Child>>;

@@ -2,16 +2,13 @@
 // and that the operations guide's way of clearing it clears it.
 #include <gtest/gtest.h>
 #include <sched.h>
-#include <sys/sem.h>
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
-#include <fstream>
 #include <map>
-#include <sstream>
 
 #include "tests/plugin/plugin.h"
+#include "tests/processes/aftermath.h"
 #include "tests/processes/groups.h"
 #include "tests/processes/numbered.h"
 #include "tests/support/ipc_objects.h"
@@ -20,44 +17,6 @@
 using namespace support;
 
 namespace {
-
-std::string lockOf(const RecordId& id) {
-  std::string name;
-  char digits[3];
-  for (const unsigned char byte : id) {
-    std::snprintf(digits, sizeof digits, "%02X", byte);
-    name += digits;
-  }
-  return name + ".zebmutx";
-}
-
-// As an operator does: a lock at zero that a dead process took last is given back.
-void liftLocksOf(pid_t dead) {
-  for (const SemaphoreSet& lock : semaphoreSets()) {
-    if (lock.value != 0 || semctl(lock.id, 0, GETPID) != dead) continue;
-    sembuf lift{0, 1, 0};
-    EXPECT_EQ(semop(lock.id, &lift, 1), 0);
-  }
-}
-
-// The block of the operations guide that begins with this line.
-std::string documented(const std::string& firstLine) {
-  std::ifstream guide(ZEB_SOURCE_TREE "/docs/operations.md");
-  std::string block;
-  for (std::string line; std::getline(guide, line);) {
-    if (!block.empty() && line == "```") break;
-    if (!block.empty() || line.starts_with(firstLine)) block += line + "\n";
-  }
-  if (block.empty()) throw std::runtime_error("the operations guide doesn't say " + firstLine);
-  return block;
-}
-
-void clearAsDocumented() {
-  FILE* const shell = popen("bash", "w");
-  ASSERT_NE(shell, nullptr);
-  std::fputs((documented("clear_key_file()") + documented("cd /tmp")).c_str(), shell);
-  EXPECT_EQ(pclose(shell), 0);
-}
 
 constexpr char kSegment[] = "/tmp/UUID1.zebcshme";
 
@@ -76,7 +35,7 @@ class Killed : public PluginBeforeStart {
     const pid_t victim = groups[2]->pid();
     groups[2]->kill(SIGKILL);
     EXPECT_EQ(groups[2]->wait(), -SIGKILL);
-    liftLocksOf(victim);
+    for (const HeldLock& lock : locksHeldBy({victim})) giveBack(lock);
     groups.pop_back();
     tellAll(groups, "stop");
     std::map<int, int> last{{2, 0}};

@@ -121,6 +121,18 @@ int Child::wait() {
   return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+std::size_t Child::firstToEnd(const std::vector<std::unique_ptr<Child>>& children) {
+  std::vector<pollfd> watched;
+  for (const auto& child : children) watched.push_back({child->ended_, POLLIN, 0});
+  int ready = 0;
+  do {
+    ready = poll(watched.data(), watched.size(), kPatience);
+  } while (ready < 0 && errno == EINTR);
+  for (std::size_t i = 0; i < watched.size(); ++i)
+    if ((watched[i].revents & POLLIN) != 0) return i;
+  throw std::runtime_error("no child process ended");
+}
+
 void Child::kill(int signal) {
   ::kill(pid_, signal);
 }

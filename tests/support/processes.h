@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,8 @@ class Child {
   std::string hear();
   // Waits for the end: the exit code, or minus the signal that ended it. Watched in the same way.
   int wait();
+  // Waits until one of them has ended, and tells which: its wait returns at once. Watched as well.
+  static std::size_t firstToEnd(const std::vector<std::unique_ptr<Child>>& children);
   void kill(int signal);
 
  private:
