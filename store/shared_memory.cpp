@@ -53,6 +53,14 @@ bool isEndOfChain(const Block_Header& header) {
   return std::memcmp(header.eyecatcher, kNoName, sizeof kNoName) == 0;
 }
 
+// A block behind the segment's next position whose maker died before it moved that position: it
+// has the name of the area that is to be placed, and nobody could use it yet.
+bool isUnfinished(const Block_Header& header, const char* eyecatcher) {
+  constexpr std::int32_t kNothing = layout::block::bytes;
+  return std::memcmp(header.eyecatcher, eyecatcher, sizeof header.eyecatcher) == 0 &&
+         header.next <= kNothing && header.last <= kNothing;
+}
+
 }  // namespace
 
 ZEB_Shared_Memory::ZEB_Shared_Memory(const ZEB_String* brokerUuid) {
@@ -180,7 +188,9 @@ void* ZEB_Shared_Memory::place(ZEB_Memory_Manager* area) {
 void* ZEB_Shared_Memory::carve(ZEB_Memory_Manager* area, std::uint32_t offset) {
   auto* const block = static_cast<std::uint8_t*>(getAddress()) + offset;
   const std::uint32_t size = area->getSize();
-  if (size > mappedBytes() - offset || !isEndOfChain(headerAt(block))) return nullptr;
+  if (size > mappedBytes() - offset) return nullptr;
+  const Block_Header present = headerAt(block);
+  if (!isEndOfChain(present) && !isUnfinished(present, area->getEyecatcher())) return nullptr;
   if (!created_) clearShared(block, size);
   area->bindTo(block, size);
   area->setNextPosition(area->getFirstPosition());

@@ -26,6 +26,7 @@ namespace {
 
 constexpr char kSegment[] = "/tmp/UUID1.zebcshme";
 constexpr int kSurvivors = 2;
+constexpr int kFirstDoomed = 100;  // what their messages carry as the writer's number, and up
 constexpr unsigned kDyingTogether = 3;
 constexpr unsigned kDeathsOfAnEra = 12;
 
@@ -51,18 +52,30 @@ struct Death {
     failing = random() % 2 == 0;
   }
 
+  // Before that call of its only life.
+  static Death atCall(long nth) {
+    Death death(0);
+    death.way = "before";
+    death.moment = nth;
+    death.messages = 2;
+    death.failing = true;
+    death.lives = "one life";
+    return death;
+  }
+
   std::vector<std::string> words(int number) const {
-    return {std::to_string(number), way, std::to_string(moment), std::to_string(messages),
-            failing ? "failing" : "well"};
+    return {std::to_string(number),       way,  std::to_string(moment), std::to_string(messages),
+            failing ? "failing" : "well", lives};
   }
 
   std::string way;
   long moment;
   int messages;
   bool failing;
+  std::string lives = "many lives";
 };
 
-// Deploys, sends and deletes until its end comes.
+// Deploys, sends and deletes, until its end comes or its one life is over.
 int doomed(Steps&, const std::vector<std::string>& words) {
   const int number = std::stoi(words[0]);
   const long moment = std::stol(words[2]);
@@ -80,15 +93,16 @@ int doomed(Steps&, const std::vector<std::string>& words) {
   };
   ScriptedNode where;
   where.executionGroup = u"group " + std::u16string(1, static_cast<char16_t>(u'0' + number));
-  for (;;) {
+  do {
     const auto node = deploy({.label = nodeLabel(number), .eventMessage = u"seen"}, where);
     for (int i = 0; i < messages; ++i) {
       try {
-        sendNumbered(*node, number, ++sent, 1000 + number);
+        sendNumbered(*node, kFirstDoomed + number, ++sent, 1000 + number);
       } catch (const Rethrown&) {
       }
     }
-  }
+  } while (words[5] == "many lives");
+  return 0;
 }
 const Role kDoomed("doomed", doomed);
 
@@ -133,7 +147,7 @@ std::vector<StoredRecord> survivorsEvents(const Bytes& segment) {
   std::map<int, int> seen;
   std::erase_if(ring, [&](const StoredRecord& event) {
     const Numbers numbers = numbersOf(event);
-    return numbers.writer >= kSurvivors ||
+    return numbers.writer >= kFirstDoomed ||
            std::exchange(seen[numbers.writer], numbers.number) == numbers.number;
   });
   return ring;
@@ -176,7 +190,6 @@ class SuddenDeath : public PluginBeforeStart {
       dead_.insert(dying[next]->pid());
       EXPECT_EQ(dying[next]->wait(), -SIGKILL);
       dying.erase(dying.begin() + static_cast<std::ptrdiff_t>(next));
-      ++deaths_;
       giveBackLocksOfTheDead();
       expectDecodes(sharedMemory());
     }
@@ -221,11 +234,9 @@ class SuddenDeath : public PluginBeforeStart {
   // The survivors take along all that is theirs, and the segment.
   static void expectEndsWithoutTrace(GroupProcesses& survivors) {
     std::vector<std::string> own;
-    for (int number = 0; number < kSurvivors; ++number) {
-      own.push_back(lockOf(statisticsOf(nodeLabel(number)).id()));
-      own.push_back("zeb_attach_" +
-                    std::to_string(survivors[static_cast<std::size_t>(number)]->pid()) +
-                    ".zebmutx");
+    for (std::size_t number = 0; number < survivors.size(); ++number) {
+      own.push_back(lockOf(statisticsOf(nodeLabel(static_cast<int>(number))).id()));
+      own.push_back("zeb_attach_" + std::to_string(survivors[number]->pid()) + ".zebmutx");
     }
     endAll(survivors);
     EXPECT_FALSE(segmentOf(kSegment));
@@ -256,8 +267,13 @@ class SuddenDeath : public PluginBeforeStart {
     EXPECT_EQ(segments().size(), 1U) << "of each the one that every test process starts with";
   }
 
+  void tellDeaths() const {
+    std::cout << dead_.size() << " deaths; locks that had to be given back:";
+    for (const auto& [kind, times] : held_) std::cout << "  " << kind << " " << times;
+    std::cout << "\n";
+  }
+
   std::set<pid_t> dead_;
-  unsigned long deaths_ = 0;
   std::map<std::string, int> held_;  // how often a lock of that kind had to be given back
 };
 
@@ -269,9 +285,36 @@ TEST_F(SuddenDeath, CostsTheLivingNoCountAndLeavesWhatTheGuideLists) {
     SCOPED_TRACE("deaths from seed " + std::to_string(seed));
     runEra(seed, std::min<unsigned long>(kDeathsOfAnEra, end - seed));
   }
-  std::cout << deaths_ << " deaths; locks that had to be given back:";
-  for (const auto& [kind, times] : held_) std::cout << "  " << kind << " " << times;
-  std::cout << "\n";
+  tellDeaths();
+}
+
+// The one who died was alone and the first, so that it made all that is shared.
+TEST_F(SuddenDeath, OfTheFirstProcessLeavesAHouseInWhichItsGroupStartsAnew) {
+  writeFile(kConfiguration, "\n");
+  constexpr long kStep = sizeof ZEB_SANITIZERS > 1 ? 7 : 1;
+  int died = -SIGKILL;
+  for (long call = 1; died != 0 && !HasFailure(); call += kStep) {
+    SCOPED_TRACE("died before call " + std::to_string(call));
+    Child first("doomed", Death::atCall(call).words(0));
+    const pid_t pid = first.pid();
+    died = first.wait();
+    if (died != 0) dead_.insert(pid);
+    EXPECT_TRUE(died == 0 || died == -SIGKILL);
+    giveBackLocksOfTheDead();
+    auto again =
+        startGroups({{.number = 0, .messages = 3, .failing = true, .eventMessage = "seen"}});
+    haveAll(again, "deploy", "deployed");
+    haveAll(again, "send", "sent");
+    EXPECT_EQ(statisticsOf(nodeLabel(0)).count(), 3);
+    expectNewest(survivorsEvents(sharedMemory()), {{0, 3}});
+    endAll(again);
+    EXPECT_FALSE(segmentOf(kSegment));
+    expectOnlyLocksOfTheDead();
+    clearAsDocumented();
+    expectNothing();
+  }
+  EXPECT_EQ(died, 0) << "it lived through its only life at last";
+  tellDeaths();
 }
 
 TEST_F(SuddenDeath, WithALockStopsTheOthersUntilItIsGivenBackAsTheGuideSays) {

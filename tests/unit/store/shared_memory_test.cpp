@@ -575,6 +575,35 @@ TEST_F(SharedMemory, NothingIsCarvedOverABlock) {
   EXPECT_EQ("firstone", blockAt(storedSegment(), 32).eyecatcher);
 }
 
+// Its maker died, and the segment's lock was given back by hand.
+TEST_F(SharedMemory, ABlockThatNobodyCouldUseYetIsCarvedAnew) {
+  const auto segment = makeSegment();
+  Area first("firstone", 100);
+  segment->allocate(&first);
+  for (const std::uint32_t halfway : {0U, 32U}) {
+    poke(*segment, 16, 32);
+    poke(*segment, 32 + 16, halfway);
+    poke(*segment, 32 + 20, halfway);
+    Area again("firstone", 64);
+    EXPECT_EQ(32U, offsetIn(*segment, segment->allocate(&again)));
+    const Bytes stored = storedSegment();
+    EXPECT_EQ(64U, blockAt(stored, 32).size);
+    EXPECT_EQ(32U, blockAt(stored, 32).next);
+    EXPECT_EQ(96U, blockAt(stored, 0).next);
+  }
+}
+
+TEST_F(SharedMemory, ABlockWithRecordsIsNot) {
+  const auto segment = makeSegment();
+  Area first("firstone", 100);
+  segment->allocate(&first);
+  poke(*segment, 16, 32);
+  poke(*segment, 32 + 20, 72);
+  Area again("firstone", 64);
+  EXPECT_EQ(nullptr, segment->allocate(&again));
+  EXPECT_EQ(100U, blockAt(storedSegment(), 32).size);
+}
+
 // --- several processes ---
 
 int useTheSegment(Steps& parent, const std::vector<std::string>&) {
