@@ -11,11 +11,11 @@ constexpr std::size_t kWidth = 24;
 
 }  // namespace
 
-void sendNumbered(NodeContext& node, int writer, int number, int size) {
+void sendNumbered(NodeContext& node, int writer, int number, int size, const std::string& putTime) {
   char text[kWidth + 1];
   std::snprintf(text, sizeof text, "w%07d message%08d", writer, number);
   ScriptedMessage message;
-  message.bits = bitStream({.applicationName = text});
+  message.bits = bitStream({.applicationName = text, .putTime = putTime});
   std::memcpy(message.bits.data() + 48, text, kWidth);
   std::memcpy(message.bits.data() + 72, text, kWidth);
   message.sizes = {size};

@@ -10,7 +10,8 @@ namespace support {
 
 // Sends a message of `size` bytes that carries both numbers in its two identifiers and its
 // application name. Numbers count from 1.
-void sendNumbered(NodeContext& node, int writer, int number, int size = 364);
+void sendNumbered(NodeContext& node, int writer, int number, int size = 364,
+                  const std::string& putTime = Descriptor().putTime);
 
 struct Numbers {
   int writer = 0;
