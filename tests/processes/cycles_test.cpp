@@ -1,4 +1,11 @@
+// Nodes that come and go, again and again.
+//
+// ZEB_CYCLES sets how often where it is about what one cycle leaves.
 #include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include "tests/plugin/plugin.h"
 #include "tests/support/ipc_objects.h"
@@ -35,6 +42,87 @@ TEST_F(Cycles, MoreThanTheAttachTableHasEntriesInOneProcess) {
   }
   EXPECT_TRUE(host().messages().empty());
   EXPECT_TRUE(segments().size() == 1U) << "only the one that every test process starts with";
+}
+
+int cyclesToGo() {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing writes the environment.
+  const char* const value = std::getenv("ZEB_CYCLES");
+  return value == nullptr ? 1000 : static_cast<int>(std::strtol(value, nullptr, 10));
+}
+
+auto entriesOf(const char* folder) {
+  return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+// What this process and its namespaces hold.
+struct Holdings {
+  Holdings()
+      : objects(messageQueues().size() + semaphoreSets().size() + segments().size()),
+        files(entriesOf("/tmp")),
+        descriptors(entriesOf("/proc/self/fd")) {
+    std::ifstream sums("/proc/self/smaps_rollup");
+    for (std::string word; sums >> word;)
+      if (word == "Anonymous:") sums >> anonymousKilobytes;
+  }
+
+  std::size_t objects;
+  std::ptrdiff_t files;
+  std::ptrdiff_t descriptors;
+  long anonymousKilobytes = 0;
+};
+
+class ManyCycles : public PluginTest {
+ protected:
+  ManyCycles() {
+    host().recording = false;
+    host().script.rethrow = [](int&) { throw Rethrown{}; };
+    host().script.propagate = [this](int& code, HostMessage*) { code = failing_ ? 64 : 0; };
+  }
+
+  // A node that sees a message, one that fails, and its end.
+  void cycle() {
+    const auto node = deploy({.label = u"COMES", .eventMessage = u"seen"});
+    failing_ = false;
+    node->send();
+    failing_ = true;
+    EXPECT_THROW(node->send(), Rethrown);
+  }
+
+  // What grows with each cycle grows the more, the more there are; the first fill caches and heap.
+  void expectNoGrowth() {
+    const int cycles = cyclesToGo();
+    for (int i = 0; i < 100; ++i) cycle();
+    const Holdings before;
+    for (int i = 0; i < cycles; ++i) cycle();
+    const Holdings after;
+    EXPECT_EQ(after.objects, before.objects);
+    EXPECT_EQ(after.files, before.files);
+    EXPECT_EQ(after.descriptors, before.descriptors);
+    EXPECT_TRUE(host().messages().empty());
+    ASSERT_GT(before.anonymousKilobytes, 0);
+    if (kOwnHeap) return;  // a sanitizer keeps freed memory, and finds leaks by itself
+    EXPECT_LE(after.anonymousKilobytes, before.anonymousKilobytes + kNoise);
+  }
+
+  static constexpr bool kOwnHeap = sizeof ZEB_SANITIZERS > 1;
+  static constexpr long kNoise = 8;
+
+ private:
+  bool failing_ = false;
+};
+
+TEST_F(ManyCycles, LeaveNoObjectNoFileNoDescriptorAndNoMemory) {
+  expectNoGrowth();
+  EXPECT_TRUE(keyFiles().empty());
+}
+
+TEST_F(ManyCycles, BesideANodeThatStaysLeaveNothingEither) {
+  const auto staying = deploy({.label = u"STAYS"});
+  staying->send();
+  cycle();
+  const std::size_t records = statisticsRecords().size();
+  expectNoGrowth();
+  EXPECT_EQ(statisticsRecords().size(), records);
 }
 
 // The last user of a lock removes it just when the next one joins it.
