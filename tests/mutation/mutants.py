@@ -5,8 +5,8 @@ A mutant changes one operator, constant, condition, string, or the order of two 
 - comments, preprocessor lines and static_assert, which do nothing at run time,
 - what stands between `#ifdef ZEB_THREAD_SANITIZER` and its `#else`, which another build compiles,
 - attributes, and operators that are part of a name or a type,
-- the order of declarations: the order of members is a matter of the initialisers beside them, and
-  that of plain local variables of none.
+- the order of declarations, and of statements that plainly don't touch each other: assignments
+  without a call, `x.reset()`, `x.clear()` and `require(x)` that have no name in common.
 
 Trace texts and the names in them are changed like any other string: readers rely on them.
 """
@@ -39,6 +39,7 @@ STATEMENT = re.compile(r"^( +)(?!return|break|continue|case|default|using|goto|i
                        r"switch|do\b|const |static |constexpr |auto |friend |typedef |"
                        r"[\w:]+[*&]* [*&]?\w+(?:\[.*\]|\{.*\}| = .*)?;)"
                        r"[A-Za-z_*+(-][^{}\n]*;$")
+QUIET = re.compile(r"[^()]* = [^()]*;|\w+(?:\.|->)(?:reset|clear)\(\);|require\(\w+\);|delete\[\] \w+;")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -131,13 +132,20 @@ def tokens(code):
                 yield "operator", start, end, other
 
 
+def independent(first, second):
+    names = [set(re.findall(r"[A-Za-z_]\w*", text)) - {"reset", "clear", "require", "delete"}
+             for text in (first, second)]
+    return QUIET.fullmatch(first) and QUIET.fullmatch(second) and not names[0] & names[1]
+
+
 def swaps(code):
     """(start, end, replacement) of each pair of neighbouring one-line statements."""
     place = 0
     lines = code.split("\n")
     for first, second in zip(lines, lines[1:]):
         a, b = STATEMENT.match(first.rstrip()), STATEMENT.match(second.rstrip())
-        if a and b and a.group(1) == b.group(1) and first.strip() != second.strip():
+        if (a and b and a.group(1) == b.group(1) and first != second and
+                not independent(first.strip(), second.strip())):
             yield place, place + len(first) + 1 + len(second), second + "\n" + first
         place += len(first) + 1
 

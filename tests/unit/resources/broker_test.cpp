@@ -318,6 +318,88 @@ TEST_F(Broker, AGroupThatCannotBeMadeIsReportedAndTheRestRebuilt) {
   EXPECT_EQ(known.group, findGroup(*broker, "B"));
 }
 
+// What stands in the tree without anything being taken back.
+std::string present(ZEB_Broker& broker) {
+  std::string labels;
+  for (const char* name : {"EG1", "EG2", "EG3"}) {
+    const ZEB_Resource_ID groupId = resourceId(name);
+    ZEB_Execution_Group* const group = broker.findExecutionGroup(&groupId);
+    if (!group) continue;
+    labels += textOf(group->getLabel());
+    for (ZEB_Message_Flow* flow : group->getMessageFlows())
+      for (const ZEB_Node* node : flow->getNodes()) labels += " " + textOf(node->getLabel());
+    labels += "; ";
+  }
+  return labels;
+}
+
+// Each record in order, by its identifier and its stored bytes.
+std::vector<Bytes> formsOf(ZEB_Broker& broker) {
+  ZEB_Record_Set records;
+  EXPECT_EQ(0, broker.getRecords(&records));
+  std::vector<Bytes> forms;
+  for (ZEB_Record* record : records) {
+    Bytes form(record->size());
+    record->putTo(form.data(), record->getAddress());
+    forms.push_back(form);
+  }
+  return forms;
+}
+
+TEST_F(Broker, SetsAsideAllButTheWayToTheNeededNode) {
+  const auto broker = makeBroker();
+  const Branch first(*broker, "EG1", "A");
+  const Branch needed(*broker, "EG2", "B");
+  const Branch sibling(*broker, "EG2", "C");
+  const Branch last(*broker, "EG3", "D");
+  broker->populateStatsArea();
+  const std::vector<Bytes> before = formsOf(*broker);
+  broker->setAside(needed.node);
+  EXPECT_EQ("EG2 B; ", present(*broker));
+  EXPECT_EQ(before, formsOf(*broker));
+  EXPECT_EQ("EG1 A; EG2 B C; EG3 D; ", present(*broker));
+}
+
+TEST_F(Broker, AResetSetsAsideAgainAndLosesNothing) {
+  const auto broker = makeBroker();
+  const Branch needed(*broker, "EG1", "A");
+  const Branch other(*broker, "EG2", "B");
+  broker->populateStatsArea();
+  broker->setAside(needed.node);
+  broker->resetStatistics(0);
+  EXPECT_EQ("EG1 A; ", present(*broker));
+  EXPECT_EQ((std::vector<std::uint32_t>{2, 3, 4, 5, 6, 3, 4, 5, 6}), types());
+}
+
+TEST_F(Broker, WhatWasNeverStoredIsNotSetAside) {
+  const auto broker = makeBroker();
+  const Branch needed(*broker, "EG1", "A");
+  broker->populateStatsArea();
+  const Branch newcomer(*broker, "EG2", "B");
+  broker->setAside(needed.node);
+  EXPECT_EQ("EG1 A; EG2 B; ", present(*broker));
+}
+
+TEST_F(Broker, WhatNamesAnotherParentIsNotSetAside) {
+  const auto broker = makeBroker();
+  const Branch needed(*broker, "EG1", "A");
+  const Branch other(*broker, "EG2", "B");
+  broker->populateStatsArea();
+  other.statistics->setParent(needed.node->getRecordId());
+  broker->setAside(needed.node);
+  EXPECT_EQ("EG1 A; EG2 B; ", present(*broker));
+}
+
+TEST_F(Broker, AFlushForgetsWhatWasSetAside) {
+  const auto broker = makeBroker();
+  const Branch needed(*broker, "EG1", "A");
+  const Branch other(*broker, "EG2", "B");
+  broker->populateStatsArea();
+  broker->setAside(needed.node);
+  broker->flush();
+  EXPECT_EQ(1U, formsOf(*broker).size());
+}
+
 TEST_F(Broker, GivesItsRecordThenThoseOfItsGroups) {
   const auto broker = makeBroker();
   const Branch first(*broker, "EG2");

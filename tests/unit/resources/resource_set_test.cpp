@@ -104,6 +104,83 @@ TEST_F(ResourceSet, ATypedSetFindsTheFirstMemberAlike) {
             members);
 }
 
+class DroppedMembers : public LibraryTest {
+ protected:
+  DroppedMembers() {
+    for (const char* label : {"A", "B", "C", "D", "E"}) insert(label);
+  }
+  void insert(const char* label) {
+    const ZEB_Resource_ID id = resourceId(label);
+    groups.insert(std::make_unique<ZEB_Execution_Group>(&id));
+  }
+  void drop(const std::string& dropped) {
+    groups.dropIf([&](const ZEB_Execution_Group* group) {
+      return dropped.find(textOf(group->getLabel())) != std::string::npos;
+    });
+  }
+  std::string labels() const {
+    std::string all;
+    for (const ZEB_Execution_Group* group : groups) all += textOf(group->getLabel());
+    return all;
+  }
+  std::string found(const char* label) const {
+    const ZEB_Resource_ID id = resourceId(label);
+    const ZEB_Execution_Group* const group = groups.findExecutionGroup(&id);
+    return group ? textOf(group->getLabel()) : "";
+  }
+
+  ZEB_Execution_Group_Set groups;
+};
+
+TEST_F(DroppedMembers, AreGoneAndTheOthersAreFound) {
+  EXPECT_EQ("D", found("D"));
+  drop("ACE");
+  EXPECT_EQ("BD", labels());
+  EXPECT_EQ("D", found("D"));
+  EXPECT_EQ("", found("E"));
+}
+
+TEST_F(DroppedMembers, ComeBackToWhereTheyStood) {
+  drop("ACE");
+  for (const char* label : {"A", "C", "E"}) insert(label);
+  EXPECT_EQ("BDACE", labels());
+  EXPECT_EQ("E", found("E"));
+  groups.restoreOrder();
+  EXPECT_EQ("ABCDE", labels());
+  for (const char* label : {"A", "B", "C", "D", "E"}) EXPECT_EQ(label, found(label));
+}
+
+TEST_F(DroppedMembers, ComeBackWithNewOnesBehindThem) {
+  drop("AB");
+  for (const char* label : {"A", "B", "F"}) insert(label);
+  groups.restoreOrder();
+  EXPECT_EQ("ABCDEF", labels());
+}
+
+TEST_F(DroppedMembers, AreForgottenOnceTheOrderIsRestored) {
+  drop("A");
+  insert("A");
+  groups.restoreOrder();
+  groups.restoreOrder();
+  EXPECT_EQ("ABCDE", labels());
+}
+
+TEST_F(DroppedMembers, ThatDidNotAllComeBackLeaveTheOrderAsItIs) {
+  drop("ACD");
+  insert("C");
+  groups.restoreOrder();
+  EXPECT_EQ("BEC", labels());
+}
+
+TEST_F(DroppedMembers, OfTwoTurnsComeBackToTheirPlacesOfTheSecond) {
+  drop("AB");
+  drop("C");
+  EXPECT_EQ("DE", labels());
+  insert("C");
+  groups.restoreOrder();
+  EXPECT_EQ("CDE", labels());
+}
+
 TEST_F(ResourceSet, Traces) {
   const ZEB_Resource_ID id = resourceId("A");
   const Tracing on;
