@@ -36,7 +36,7 @@ DIRECTIVE = re.compile(r"^#(?:[^\n]*\\\n)*[^\n]*", re.MULTILINE)
 ASSERTION = re.compile(r"\bstatic_assert\(.*?\);", re.DOTALL)
 ATTRIBUTE = re.compile(r"__attribute__\(\(.*?\)\)+|\[\[[^\]]*\]\]")
 STATEMENT = re.compile(r"^( +)(?!return|break|continue|case|default|using|goto|if|else|for|while|"
-                       r"switch|do\b|const |static |constexpr |auto |friend |typedef |"
+                       r"switch|do\b|const |static |constexpr |auto\b|friend |typedef |Trace trace|"
                        r"[\w:]+[*&]* [*&]?\w+(?:\[.*\]|\{.*\}| = .*)?;)"
                        r"[A-Za-z_*+(-][^{}\n]*;$")
 QUIET = re.compile(r"[^()]* = [^()]*;|\w+(?:\.|->)(?:reset|clear)\(\);|require\(\w+\);|delete\[\] \w+;")
@@ -133,7 +133,7 @@ def tokens(code):
 
 
 def independent(first, second):
-    names = [set(re.findall(r"[A-Za-z_]\w*", text)) - {"reset", "clear", "require", "delete"}
+    names = [set(re.findall(r"[A-Za-z_]\w*", text)) - {"reset", "clear", "require", "delete", "nullptr", "true", "false"}
              for text in (first, second)]
     return QUIET.fullmatch(first) and QUIET.fullmatch(second) and not names[0] & names[1]
 

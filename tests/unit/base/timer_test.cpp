@@ -10,6 +10,7 @@
 #include "base/calendar.h"
 #include "base/random_number.h"
 #include "tests/support/processes.h"
+#include "tests/unit/store/failing_system.h"
 #include "tests/unit/store/library_test.h"
 
 using namespace support;
@@ -143,14 +144,26 @@ TEST_F(RandomNumber, LeavesTheHostsSequenceAlone) {
   EXPECT_EQ(second, random());
 }
 
-TEST_F(RandomNumber, IsAnotherSequenceInEachThreadAndProcess) {
-  const auto draw = [] {
-    std::vector<std::uint32_t> numbers;
+// Four numbers of a thread that has drawn none before.
+std::vector<std::uint32_t> drawInANewThread() {
+  std::vector<std::uint32_t> numbers;
+  std::jthread([&] {
     for (int i = 0; i < 4; ++i) numbers.push_back(randomNumber());
-    return numbers;
-  };
+  }).join();
+  return numbers;
+}
+
+TEST_F(RandomNumber, IsAnotherSequenceInEachThreadAndProcess) {
   std::set<std::vector<std::uint32_t>> sequences;
-  for (int i = 0; i < 4; ++i) std::jthread([&] { sequences.insert(draw()); }).join();
+  for (int i = 0; i < 4; ++i) sequences.insert(drawInANewThread());
+  EXPECT_EQ(4U, sequences.size());
+}
+
+TEST_F(RandomNumber, IsAnotherSequenceInEachThreadEvenWhereTheSystemHasNoRandomness) {
+  failCalls("getrandom", EAGAIN);
+  std::set<std::vector<std::uint32_t>> sequences;
+  for (int i = 0; i < 4; ++i) sequences.insert(drawInANewThread());
+  succeedAgain();
   EXPECT_EQ(4U, sequences.size());
 }
 

@@ -100,6 +100,15 @@ TEST_F(MonitoringNode, IsNotOkWithABrokerThatIsNot) {
   leavesThingsBehind();
 }
 
+TEST_F(MonitoringNode, CleansUpAtOnceWhenItIsNotOk) {
+  const ZEB_Resource_ID id = resourceId("BRK1", "UUID1");
+  const Tracing on;
+  const ZEB_Monitoring_Node failed(nullptr, &id, &id, &id, 0);
+  EXPECT_EQ(1U, entriesOf("ZEB_Monitoring_Node::cleanup"));
+  const auto node = makeNode();
+  EXPECT_EQ(1U, entriesOf("ZEB_Monitoring_Node::cleanup"));
+}
+
 TEST_F(MonitoringNode, KnowsProcessAndThread) {
   EXPECT_EQ(getpid(), ZEB_Monitoring_Node::getProcessId());
   EXPECT_EQ(pthread_self(), ZEB_Monitoring_Node::getThreadId());

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <sys/ipc.h>
+#include <sys/random.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
@@ -90,6 +91,11 @@ VISIBLE int shmctl(int id, int command, shmid_ds* state) noexcept {
 VISIBLE int unlink(const char* path) noexcept {
   if (fails("unlink", path)) return -1;
   return next(&unlink, "unlink")(path);
+}
+
+VISIBLE ssize_t getrandom(void* bytes, std::size_t count, unsigned flags) {
+  if (fails("getrandom")) return -1;
+  return next(&getrandom, "getrandom")(bytes, count, flags);
 }
 
 VISIBLE key_t ftok(const char* path, int project) noexcept {

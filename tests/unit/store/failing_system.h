@@ -9,9 +9,9 @@
 namespace support {
 
 // From now on the function fails with that errno, but for the first `after` calls. One function at
-// a time: "shmget", "shmat", "shmdt", "IPC_STAT" and "IPC_RMID" of shmctl, "unlink", and "ftok".
-// "shmget existing" fails only where the segment need not be new; "unlink" and "ftok" fail only
-// for paths that end in `suffix`.
+// a time: "shmget", "shmat", "shmdt", "IPC_STAT" and "IPC_RMID" of shmctl, "unlink", "getrandom",
+// and "ftok". "shmget existing" fails only where the segment need not be new; "unlink" and "ftok"
+// fail only for paths that end in `suffix`.
 void failCalls(const std::string& function, int errorNumber, const std::string& suffix = "",
                int after = 0);
 

@@ -428,6 +428,24 @@ TEST_F(SharedMemory, AreasLieEndToEnd) {
   EXPECT_EQ("secondon", blocks[1].eyecatcher);
 }
 
+TEST_F(SharedMemory, AnAreaIsLookedForAndPlacedWhileTheSegmentIsLocked) {
+  const auto segment = makeSegment();
+  std::vector<int> semaphore;
+  host().script.log = [&](const LogEntry& entry) {
+    const bool looks = entry.function == "ZEB_Memory_Manager::getHeader";
+    const bool places = entry.function == "ZEB_Memory_Manager::setNextPosition";
+    if ((looks || places) && entry.text == "Entry")
+      semaphore.push_back(semaphoreOf(std::string(kPath) + ".zebmutx")->value);
+  };
+  Area area("firstone", 100);
+  {
+    const Tracing on;
+    segment->allocate(&area);
+  }
+  host().script.log = nullptr;
+  EXPECT_EQ((std::vector<int>{0, 0, 0}), semaphore);
+}
+
 TEST_F(SharedMemory, AFoundAreaIsLeftAsItIs) {
   const auto segment = makeSegment();
   Area first("firstone", 100);
