@@ -97,6 +97,26 @@ TEST_F(StatisticsRecord, TextsAreDigitsAndZeros) {
   EXPECT_EQ(std::string(24, '\0'), charactersAt(form, 128, 24));
 }
 
+TEST_F(StatisticsRecord, ASumThatWrappedBelowZeroIsReadBackAsZero) {
+  for (long long Numbers::*wrapping :
+       {&Numbers::count, &Numbers::sumSize, &Numbers::sumElapsed, &Numbers::sumQueued}) {
+    Numbers large = kAll;
+    large.sumSize = 1;
+    large.*wrapping = LLONG_MAX;
+    ZEB_STIR record(0);
+    ZEB_STIR more(0);
+    fill(record, imageOf(large));
+    large.*wrapping = 1;
+    fill(more, imageOf(large));
+    record += more;
+    Numbers expected = numbersOf(record);
+    EXPECT_EQ(LLONG_MIN, expected.*wrapping);
+    fill(record, storedForm(record));
+    expected.*wrapping = 0;
+    EXPECT_EQ(expected, numbersOf(record));
+  }
+}
+
 TEST_F(StatisticsRecord, AFailedOneDoesNothing) {
   Spoiled<ZEB_STIR> record(0);
   record.spoil();

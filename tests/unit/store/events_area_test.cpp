@@ -358,9 +358,13 @@ TEST_F(EventsArea, AnEventPostedWhileOthersAreCollectedIsCollectedOnce) {
   const auto other = makeArea();
   advanceClock(1);
   const auto late = eventOf(*kind, 2);
+  bool templatesRead = false;
   bool posted = false;
   host().script.log = [&](const LogEntry& entry) {
-    if (posted || entry.function != "ZEB_Shared_Area::read" || entry.text != "Entry") return;
+    if (entry.function == "ZEB_Events_Area::getTemplates" && entry.text != "Entry")
+      templatesRead = true;
+    if (posted || !templatesRead) return;
+    if (entry.function != "ZEB_Shared_Area::read" || entry.text != "Entry") return;
     posted = true;
     EXPECT_EQ(0, other->postEvent(late.get()));
   };
