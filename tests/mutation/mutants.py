@@ -11,6 +11,7 @@ A mutant changes one operator, constant, condition, string, or the order of two 
 Trace texts and the names in them are changed like any other string: readers rely on them.
 """
 
+import collections
 import dataclasses
 import re
 
@@ -50,8 +51,8 @@ class Mutant:
     replacement: str
     kind: str
     line: int  # from 1
-    text: str  # of the line, without its indentation
-    change: str
+    text: str  # of the line, see places()
+    change: str  # numbered when the line offers the same one again
 
     def apply(self, source):
         return source[:self.start] + self.replacement + source[self.end:]
@@ -150,13 +151,27 @@ def swaps(code):
         place += len(first) + 1
 
 
+def places(source):
+    """Each line's text without its indentation, told apart from equal ones: "text [2 of 3]"."""
+    texts = [line.strip() for line in source.split("\n")]
+    total = collections.Counter(texts)
+    seen = collections.Counter()
+    for text in texts:
+        seen[text] += 1
+        yield f"{text} [{seen[text]} of {total[text]}]" if total[text] > 1 else text
+
+
 def mutants_of(file, source):
     code = blanked(source)
+    texts = list(places(source))
+    seen = collections.Counter()
 
     def mutant(kind, start, end, replacement, change):
         line = source.count("\n", 0, start) + 1
-        return Mutant(file, start, end, replacement, kind, line, source.split("\n")[line - 1].strip(),
-                      change)
+        seen[line, change] += 1
+        number = seen[line, change]
+        return Mutant(file, start, end, replacement, kind, line, texts[line - 1],
+                      change if number == 1 else f"{change} ({number})")
 
     for kind, start, end, replacement in tokens(code):
         old = " ".join(source[start:end].split())
