@@ -6,7 +6,7 @@ A mutant changes one operator, constant, condition, string, or the order of two 
 - what stands between `#ifdef ZEB_THREAD_SANITIZER` and its `#else`, which another build compiles,
 - attributes, and operators that are part of a name or a type,
 - the order of declarations, and of statements that plainly don't touch each other: assignments
-  without a call, `x.reset()`, `x.clear()` and `require(x)` that have no name in common.
+  without a call, `x.reset()`, `x.clear()` and `require(x)` where neither changes what the other names.
 
 Trace texts and the names in them are changed like any other string: readers rely on them.
 """
@@ -40,7 +40,10 @@ STATEMENT = re.compile(r"^( +)(?!return|break|continue|case|default|using|goto|i
                        r"switch|do\b|const |static |constexpr |auto\b|friend |typedef |Trace trace|"
                        r"[\w:]+[*&]* [*&]?\w+(?:\[.*\]|\{.*\}| = .*)?;)"
                        r"[A-Za-z_*+(-][^{}\n]*;$")
-QUIET = re.compile(r"[^()]* = [^()]*;|\w+(?:\.|->)(?:reset|clear)\(\);|require\(\w+\);|delete\[\] \w+;")
+# Statements that touch what they name and nothing else; the first group is what they change.
+QUIET = re.compile(r"(\w+)[\w.\[\]]*(?: = | \+= |\.reset\(\)|\.clear\(\)|->reset\(\))"
+                   r"(?:[^()]|\b(?:std::min|std::max|::sum|sum)\(|static_cast<[\w:]+>\(|\))*;"
+                   r"|require\((\w+)\);")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -134,9 +137,15 @@ def tokens(code):
 
 
 def independent(first, second):
-    names = [set(re.findall(r"[A-Za-z_]\w*", text)) - {"reset", "clear", "require", "delete", "nullptr", "true", "false"}
-             for text in (first, second)]
-    return QUIET.fullmatch(first) and QUIET.fullmatch(second) and not names[0] & names[1]
+    """True when neither changes what the other names."""
+    changed = []
+    for text in (first, second):
+        quiet = QUIET.fullmatch(text)
+        if not quiet:
+            return False
+        changed.append(quiet.group(1) or quiet.group(2))
+    return not any(re.search(rf"\b{name}\b", other)
+                   for name, other in zip(changed, (second, first)))
 
 
 def swaps(code):
