@@ -434,6 +434,17 @@ TEST_F(MonitoringNode, WithoutMemoryForItsPlaceItFails) {
   }
 }
 
+TEST_F(MonitoringNode, IsNotInitialisedAnyMoreOnceItHasFailed) {
+  const auto node = makeNode();
+  failAllocations(sizeof(ZEB_Execution_Group));
+  set(*node, {"NODE"});
+  succeedAgain();
+  ASSERT_FALSE(node->OK());
+  node->initializeNode();
+  EXPECT_FALSE(node->isInitialized());
+  EXPECT_TRUE(records().empty());
+}
+
 TEST_F(MonitoringNode, WithoutMemoryForItsFlowItFails) {
   const auto node = makeNode();
   set(*node, {"NODE", "other", nullptr, ""});
