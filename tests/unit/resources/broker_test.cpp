@@ -383,11 +383,14 @@ TEST_F(Broker, WhatWasNeverStoredIsNotSetAside) {
 TEST_F(Broker, WhatNamesAnotherParentIsNotSetAside) {
   const auto broker = makeBroker();
   const Branch needed(*broker, "EG1", "A");
-  const Branch other(*broker, "EG2", "B");
+  const Branch node(*broker, "EG2", "B");
+  const Branch statistics(*broker, "EG2", "C");
+  const Branch other(*broker, "EG2", "D");
   broker->populateStatsArea();
-  other.statistics->setParent(needed.node->getRecordId());
+  node.node->setParent(needed.flow);
+  statistics.statistics->setParent(needed.node->getRecordId());
   broker->setAside(needed.node);
-  EXPECT_EQ("EG1 A; EG2 B; ", present(*broker));
+  EXPECT_EQ("EG1 A; EG2 B C; ", present(*broker));
 }
 
 TEST_F(Broker, AFlushForgetsWhatWasSetAside) {
@@ -1118,6 +1121,7 @@ TEST_F(Broker, DumpsBothAreas) {
   EXPECT_EQ("Area : /tmp/UUID1.zebcetar", dumped[2]);
   EXPECT_EQ("Area : /tmp/UUID1.zebcedar", dumped[4]);
   EXPECT_EQ(3U, blocksOf(bytes()).size());
+  EXPECT_EQ(0U, entriesOf("ZEB_Broker::createStatisticsArea")) << "there is one already";
 }
 
 TEST_F(Broker, SaysThatNoAreaCanBeDumped) {

@@ -378,6 +378,31 @@ TEST_F(EventsArea, AnEventPostedWhileOthersAreCollectedIsCollectedOnce) {
   EXPECT_EQ(Threads{}, collect());
 }
 
+TEST_F(EventsArea, CollectingEndsThoughOneIsPostedAtEachLook) {
+  const auto kind = store("text");
+  post(*kind, 0);
+  const auto other = makeArea();
+  int looks = 0;
+  bool templatesRead = false;
+  host().script.log = [&](const LogEntry& entry) {
+    if (entry.function == "ZEB_Events_Area::getTemplates" && entry.text != "Entry")
+      templatesRead = true;
+    if (!templatesRead || entry.function != "ZEB_Shared_Area::read" || entry.text != "Entry")
+      return;
+    if (++looks > 20) return;
+    advanceClock(1);
+    const auto late = eventOf(*kind, looks);
+    EXPECT_EQ(0, other->postEvent(late.get()));
+  };
+  Threads collected;
+  {
+    const Tracing on;
+    collected = collect();
+  }
+  EXPECT_EQ(8, looks);
+  EXPECT_EQ((Threads{0, 1, 2, 3, 4, 5, 6, 7, 8}), collected);
+}
+
 TEST_F(EventsArea, WithoutANewUpdateTheEventsAreNotRead) {
   const auto kind = store("text");
   post(*kind, 1);
