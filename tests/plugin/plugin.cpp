@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "tests/support/ipc_objects.h"
+#include "tests/support/witness.h"
 
 namespace support {
 namespace {
@@ -16,6 +17,7 @@ namespace {
 HostNodeFunctionTable* handedOver = nullptr;
 
 void* library() {
+  if (witnessing()) haveTraced(kConfiguration);
   static void* const loaded = dlopen(ZEB_LIBRARY, RTLD_NOW | RTLD_LOCAL);
   if (loaded == nullptr) throw std::runtime_error(dlerror());
   return loaded;

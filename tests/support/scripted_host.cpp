@@ -7,6 +7,8 @@
 #include <cstring>
 #include <iterator>
 
+#include "tests/support/witness.h"
+
 namespace support {
 
 ScriptedHost& host() {
@@ -213,13 +215,22 @@ void hcxGetLastExceptionData(int* returnCode, HostExceptionData* data) {
 void hcxRethrowLastException(int* returnCode) {
   note("hcxRethrowLastException", returnCode, {});
   const auto& answer = host().script.rethrow;
-  if (!answer) throw support::Rethrown{};
-  answer(*returnCode);
+  try {
+    if (!answer) throw support::Rethrown{};
+    answer(*returnCode);
+  } catch (...) {
+    if (support::witnessing()) support::witnessException();
+    throw;
+  }
 }
 
 void hcxLog(int*, int type, const char* unit, int line, const char* function,
             const std::uint16_t* source, int number, const char* text, ...) {
   const auto& listener = host().script.log;
+  if (number == 0 && support::witnessing()) {
+    support::witness(unit, function, text);
+    if (!listener) return;
+  }
   if (number == 0 && !host().recording && !listener) return;
   support::LogEntry entry{pthread_self(),          type,   unit, line, function, source != nullptr,
                           support::textOf(source), number, text, {},   0};
