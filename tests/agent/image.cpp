@@ -72,8 +72,9 @@ Bytes broker(const Id& id, const std::u16string& uuid, const std::u16string& lab
   return out;
 }
 
-Bytes group(const Id& id, const Id& parent, const std::u16string& label, std::uint32_t processId) {
-  Bytes out = resource(id, parent, u"group-uuid", label);
+Bytes group(const Id& id, const Id& parent, const std::u16string& label, std::uint32_t processId,
+            const std::u16string& uuid) {
+  Bytes out = resource(id, parent, uuid, label);
   put32(out, processId);
   return out;
 }

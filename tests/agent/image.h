@@ -27,7 +27,8 @@ void set32(Bytes& bytes, std::size_t at, std::uint32_t value);
 Bytes header(const Id& id, const Id& parent, std::uint32_t deleted = 0);
 Bytes broker(const Id& id, const std::u16string& uuid, const std::u16string& label,
              std::uint32_t resetTime = 0);
-Bytes group(const Id& id, const Id& parent, const std::u16string& label, std::uint32_t processId);
+Bytes group(const Id& id, const Id& parent, const std::u16string& label, std::uint32_t processId,
+            const std::u16string& uuid = u"group-uuid");
 Bytes flow(const Id& id, const Id& parent, const std::u16string& label);
 Bytes node(const Id& id, const Id& parent, const std::u16string& label, std::uint32_t type,
            const std::u16string& subFlowName = u"", std::uint32_t deleted = 0);

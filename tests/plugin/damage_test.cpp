@@ -1,14 +1,12 @@
 // Shared memory that somebody has damaged: messages flow, and nothing outside it is touched.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <random>
-#include <sstream>
 
 #include "tests/plugin/plugin.h"
+#include "tests/support/fence.h"
 #include "tests/support/ipc_objects.h"
 
 using namespace support;
@@ -30,24 +28,6 @@ constexpr std::uint32_t kType = 8;
 constexpr std::uint32_t kId = 8;
 constexpr std::uint32_t kParent = 24;
 constexpr std::uint32_t kFirstString = 40;
-
-// Makes the memory in front of and behind the library's attachment inaccessible, where it is free,
-// so that an access outside ends the test. The test's own attachment is not there yet.
-void fenceSegment() {
-  std::ifstream maps("/proc/self/maps");
-  std::string line;
-  while (std::getline(maps, line)) {
-    if (line.find("/SYSV") == std::string::npos) continue;
-    std::uintptr_t from = 0;
-    std::uintptr_t to = 0;
-    char dash = 0;
-    std::istringstream(line) >> std::hex >> from >> dash >> to;
-    for (const std::uintptr_t place : {from - 65536, to}) {
-      mmap(reinterpret_cast<void*>(place), 65536, PROT_NONE,
-           MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
-    }
-  }
-}
 
 struct Damage {
   const char* name;
@@ -113,7 +93,7 @@ class Damaged : public PluginBeforeStart, public testing::WithParamInterface<Dam
 
 TEST_P(Damaged, MessagesFlowAndNothingOutsideIsTouched) {
   auto running = deploy({.label = u"RUNNING", .eventMessage = u"text"});
-  fenceSegment();
+  const Fence fence;
   send(*running);
   {
     WritableSegment segment;
