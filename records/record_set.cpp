@@ -9,6 +9,10 @@ namespace {
 
 constexpr char kUnit[] = "zebcrcst";
 
+// A tree is rebuilt with a few steps for each record; some records of one ID may come on top.
+constexpr std::size_t kStepsOfEach = 16;
+constexpr std::size_t kStepsOfAll = 10000;
+
 }  // namespace
 
 bool Record_Collection::insert(ZEB_Record* record) {
@@ -52,7 +56,7 @@ void ZEB_Record_Set::index() const {
 
 ZEB_Record_Set::Children::Children(const ZEB_Record_Set& records, const ZEB_Record* parent)
     : records_(records), parent_(parent), first_(records.entries()) {
-  if (!parent) return;
+  if (!parent || records.isTangled()) return;
   records.index();
   if (records.nextSibling_.size() != records.entries()) {
     first_ = walk(0);
@@ -63,6 +67,8 @@ ZEB_Record_Set::Children::Children(const ZEB_Record_Set& records, const ZEB_Reco
 }
 
 std::size_t ZEB_Record_Set::Children::after(std::size_t at) const {
+  ++records_.steps_;
+  if (records_.isTangled()) return records_.entries();
   return at < records_.nextSibling_.size() ? records_.nextSibling_[at] : walk(at + 1);
 }
 
@@ -71,6 +77,10 @@ std::size_t ZEB_Record_Set::Children::walk(std::size_t at) const {
          records_.begin()[static_cast<long>(at)]->isChildOf(parent_) == 0)
     ++at;
   return at;
+}
+
+bool ZEB_Record_Set::isTangled() const {
+  return steps_ > kStepsOfAll && (steps_ - kStepsOfAll) / kStepsOfEach > entries();
 }
 
 void ZEB_Record_Set::print() const {

@@ -64,6 +64,10 @@ class ZEB_Record_Set : public Record_Collection {
   // The set and its records' parents must not change while the children are walked.
   Children childrenOf(const ZEB_Record* parent) const { return {*this, parent}; }
 
+  // Damaged records can hang on one another in so many ways that walking them all never ends. True
+  // after far more steps from child to child than records of a tree need; nobody has children then.
+  bool isTangled() const;
+
   void print() const;
 
  private:
@@ -73,6 +77,7 @@ class ZEB_Record_Set : public Record_Collection {
   // the next sibling of each record. Shorter than the set when memory ran out.
   mutable std::unordered_map<ZEB_Record_ID, std::size_t, Record_ID_Hash> firstChild_;
   mutable std::vector<std::size_t> nextSibling_;
+  mutable std::size_t steps_ = 0;  // from child to child, of all walks together
 };
 
 // Events, in the order in which they were found.

@@ -365,6 +365,7 @@ ZEB_ReturnCode ZEB_Broker::readStatsArea(int keepEmpty) {
   if (code == ZEB_SUCCESS) {
     adopt(records);
     code = findExecutionGroups(&records, keepEmpty);
+    if (records.isTangled()) code = ZEB_NOT_READ;
   }
   records.clearAndDestroy();
   return trace.leave(code);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <unordered_map>
-#include <unordered_set>
 
 namespace reader {
 namespace {
@@ -15,10 +14,10 @@ class Family {
  public:
   explicit Family(std::vector<Record> records) : records_(std::move(records)) {
     children_.reserve(records_.size());
-    ids_.reserve(records_.size());
+    first_.reserve(records_.size());
     for (const Record& record : records_) {
       children_[record.parent()].push_back(&record);
-      ids_.insert(record.id());
+      first_.emplace(record.id(), &record);
     }
   }
 
@@ -32,18 +31,29 @@ class Family {
 
   std::vector<const Record*> children(std::uint32_t type, const RecordId& parent) const {
     const auto found = children_.find(parent);
-    if (found == children_.end()) return {};
+    if (found == children_.end() || tangled()) return {};
     std::vector<const Record*> children = found->second;
     std::erase_if(children, [type](const Record* child) { return child->type() != type; });
+    handedOut_ += children.size();
     return children;
   }
 
-  bool holds(const RecordId& id) const { return ids_.contains(id); }
+  // Records of one ID all have the children of that ID, so damaged ones can multiply without an
+  // end. True when more children were asked for than a tree has; there are no more then.
+  bool tangled() const { return handedOut_ > kMostOfAll + kMostOfEach * records_.size(); }
+
+  bool holds(const RecordId& id) const { return first_.contains(id); }
+
+  bool repeats(const Record& record) const { return first_.at(record.id()) != &record; }
 
  private:
+  static constexpr std::size_t kMostOfEach = 16;
+  static constexpr std::size_t kMostOfAll = 10000;
+
   std::vector<Record> records_;
   std::unordered_map<RecordId, std::vector<const Record*>, RecordIdHash> children_;
-  std::unordered_set<RecordId, RecordIdHash> ids_;
+  std::unordered_map<RecordId, const Record*, RecordIdHash> first_;
+  mutable std::size_t handedOut_ = 0;
 };
 
 // A stored 64-bit number; 0 when its text is damaged.
@@ -118,8 +128,8 @@ Broker brokerOf(const Record& record, const Family& family, DamageList& damage) 
   return broker;
 }
 
-// Records that hang on nothing. A node that a redeployment replaced keeps its deleted record
-// without a parent: that is no damage.
+// Records that hang on nothing, or whose ID is not theirs. A node that a redeployment replaced
+// keeps its deleted record without a parent: that is no damage.
 void reportUnreachable(const Family& family, DamageList& damage) {
   for (const Record& record : family.records()) {
     if (record.type() == ZEB_BRIR_RECORD) continue;
@@ -127,6 +137,11 @@ void reportUnreachable(const Family& family, DamageList& damage) {
       damage.add(kStatistics, record.offset(),
                  "a record of type " + std::to_string(record.type()) + " does not belong here");
       continue;
+    }
+    if (family.repeats(record)) {
+      damage.add(
+          kStatistics, record.offset(),
+          "a record of type " + std::to_string(record.type()) + " has the ID of an earlier one");
     }
     if (record.parent().isZero() && record.deleted()) continue;
     if (record.parent().type() != record.type() - 1 || !family.holds(record.parent())) {
@@ -151,7 +166,12 @@ std::optional<Broker> readTree(const SegmentCopy& copy, DamageList& damage) {
   const Record* broker = family.first(ZEB_BRIR_RECORD);
   reportUnreachable(family, damage);
   if (broker == nullptr) return std::nullopt;
-  return brokerOf(*broker, family, damage);
+  Broker tree = brokerOf(*broker, family, damage);
+  if (family.tangled()) {
+    damage.add(kStatistics, layout::block::bytes,
+               "so many records share an ID that not all they seem to have is shown");
+  }
+  return tree;
 }
 
 }  // namespace reader

@@ -284,6 +284,43 @@ TEST(BrokenSegmentShown, AParentOfAnotherTypeIsNone) {
   EXPECT_LT(100U, looked);
 }
 
+TEST(BrokenSegmentShown, ARecordThatHasTheIdOfAnEarlierOneIsWarnedOf) {
+  std::size_t looked = 0;
+  for (const Segment& segment : broken::parents()) {
+    const broken::Place& place = broken::places()[segment.record];
+    std::uint32_t type;
+    std::memcpy(&type, segment.bytes.data() + place.at + 8, sizeof type);
+    if (!says(segment, "has the ID of") || type != place.type || type > 6) continue;
+    SCOPED_TRACE(segment.what);
+    EXPECT_NE(std::string::npos,
+              Look(segment.bytes).reasons().find(" has the ID of an earlier one"));
+    ++looked;
+  }
+  EXPECT_LT(10U, looked);
+}
+
+TEST(BrokenSegmentShown, OfAFewRecordsOfOneIdEachIsShownWithAllTheChildren) {
+  const Look look(broken::sharedIds(3, 4096));
+  EXPECT_EQ(27U, look.nodes().size());
+  EXPECT_EQ(4U, look.found.damage.list().size()) << look.reasons();
+}
+
+// 125 million nodes are not shown, and it is said that they are not.
+TEST(BrokenSegmentShown, RecordsThatMultiplyAreShownInPartAndWarnedOf) {
+  const Look look(broken::sharedIds(500, 262144));
+  EXPECT_EQ(500U, look.found.broker->executionGroups.size());
+  EXPECT_LT(500U, look.nodes().size());
+  EXPECT_GT(100000U, look.nodes().size());
+  EXPECT_FALSE(look.found.damage.empty());
+}
+
+TEST(BrokenSegmentShown, RecordsThatShareTheirLabelAreAllShown) {
+  const Look look(broken::sharedLabels(1000, 262144));
+  EXPECT_EQ("", look.reasons());
+  EXPECT_EQ(1000U, look.found.broker->executionGroups.size());
+  EXPECT_EQ(1000U, look.nodes().size());
+}
+
 TEST(BrokenSegmentShown, AnEventWhoseTemplateIsMissingIsShownWithoutOne) {
   for (const Segment& segment : broken::parents()) {
     if (broken::places()[segment.record].type != 8 || !says(segment, "no parent")) continue;

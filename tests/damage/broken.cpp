@@ -20,6 +20,8 @@ constexpr std::size_t kParent = 24;
 constexpr std::size_t kIdBytes = 16;
 constexpr std::size_t kBody = 40;
 
+constexpr std::size_t kChange = 6;  // bytes of one change that a fuzzer makes
+
 constexpr std::uint32_t kNodeType = 5;
 constexpr std::uint32_t kStatisticsType = 6;
 constexpr std::uint32_t kTemplateType = 7;
@@ -163,6 +165,25 @@ void breakNumbersOf(Breaker& breaker, const Block& block) {
           0x7FFFFFFFU, 0x80000000U, 0x80000020U, 0xFFFFFFFFU})
       breaker.number(what, block.at + offset, value);
   }
+}
+
+std::u16string labelOf(std::uint32_t n) {
+  return {static_cast<char16_t>(u'A' + n / 100), static_cast<char16_t>(u'0' + n % 100)};
+}
+
+template <class Number, class Label>
+Bytes entangled(std::uint32_t each, std::uint32_t area, Number numberOf, Label label) {
+  const Id brk = idOf(2, 0), group = idOf(3, 0), flow = idOf(4, 0);
+  image::Block block{.eyecatcher = "zebcstar", .size = area, .contents = {}};
+  block.add(image::broker(brk, u"UUID1", u"BRK1"));
+  for (std::uint32_t n = 0; n < each; ++n)
+    block.add(image::group(idOf(3, numberOf(n)), brk, label(n), 1, u""));
+  for (std::uint32_t n = 0; n < each; ++n)
+    block.add(image::flow(idOf(4, numberOf(n)), group, label(n)));
+  for (std::uint32_t n = 0; n < each; ++n) block.add(image::node(idOf(5, n), flow, label(n), 1));
+  return image::segment({block,
+                         {.eyecatcher = "zebcetar", .size = area, .contents = {}},
+                         {.eyecatcher = "zebcedar", .size = area, .contents = {}}});
 }
 
 }  // namespace
@@ -324,19 +345,37 @@ Segments mixed(std::uint32_t seed, std::size_t many) {
   return segments;
 }
 
-Bytes entangled(std::uint32_t each, std::uint32_t area) {
-  const Id brk = idOf(2, 1), group = idOf(3, 2), flow = idOf(4, 3);
-  image::Block block{.eyecatcher = "zebcstar", .size = area, .contents = {}};
-  block.add(image::broker(brk, u"UUID1", u"BRK1"));
-  const auto label = [](std::uint32_t n) {
-    return std::u16string(1, static_cast<char16_t>(n + 33));
-  };
-  for (std::uint32_t n = 0; n < each; ++n) block.add(image::group(group, brk, label(n), 1, u""));
-  for (std::uint32_t n = 0; n < each; ++n) block.add(image::flow(flow, group, label(n)));
-  for (std::uint32_t n = 0; n < each; ++n) block.add(image::node(idOf(5, n), flow, label(n), 1));
-  return image::segment({block,
-                         {.eyecatcher = "zebcetar", .size = area, .contents = {}},
-                         {.eyecatcher = "zebcedar", .size = area, .contents = {}}});
+Bytes sharedIds(std::uint32_t each, std::uint32_t area) {
+  return entangled(
+      each, area, [](std::uint32_t) { return 0U; }, labelOf);
+}
+
+Bytes sharedLabels(std::uint32_t each, std::uint32_t area) {
+  return entangled(
+      each, area, [](std::uint32_t n) { return n; }, [](std::uint32_t) { return labelOf(0); });
+}
+
+Bytes patched(const std::uint8_t* changes, std::size_t length) {
+  Bytes bytes = healthy();
+  for (; length >= kChange; changes += kChange, length -= kChange) {
+    std::uint16_t at;
+    std::memcpy(&at, changes, sizeof at);
+    std::memcpy(bytes.data() + at % (kBytes - 3), changes + sizeof at, 4);
+  }
+  return bytes;
+}
+
+Bytes changesOf(const Bytes& segment) {
+  Bytes changes;
+  for (std::size_t at = 0; at < kBytes; ++at) {
+    if (segment[at] == healthy()[at]) continue;
+    const auto from = static_cast<std::uint16_t>(std::min<std::size_t>(at, kBytes - 4));
+    const auto* const offset = reinterpret_cast<const std::uint8_t*>(&from);
+    changes.insert(changes.end(), offset, offset + sizeof from);
+    changes.insert(changes.end(), segment.begin() + from, segment.begin() + from + 4);
+    at = from + 3U;
+  }
+  return changes;
 }
 
 }  // namespace broken

@@ -56,9 +56,16 @@ Segments all();
 // `many` segments with up to four things wrong in each, drawn from that seed.
 Segments mixed(std::uint32_t seed, std::size_t many);
 
-// Records that share their IDs, so that everything seems to hang on everything: `each` groups,
-// flows and nodes under one broker, in an area of `area` bytes.
-Bytes entangled(std::uint32_t each, std::uint32_t area);
+// `each` groups, flows and nodes under one broker, in areas of `area` bytes. All groups have the ID
+// of the first, and so have all flows: everything seems to hang on everything.
+Bytes sharedIds(std::uint32_t each, std::uint32_t area);
+// All have the label of the first of their kind, on which hangs whatever is below it.
+Bytes sharedLabels(std::uint32_t each, std::uint32_t area);
+
+// A healthy segment with other bytes in places, as fuzzers take it: six bytes a change, the offset
+// and what stands there. And the changes that make `segment`, which is of the healthy one's size.
+Bytes patched(const std::uint8_t* changes, std::size_t length);
+Bytes changesOf(const Bytes& segment);
 
 }  // namespace broken
 

@@ -285,4 +285,41 @@ TEST_F(BrokenSegment, OfTwoStatisticsOfOneNodeTheFirstIsUsedAndTheSecondKept) {
   EXPECT_EQ(slice(bytes, places[6].at, 168), slice(after, places[6].at, 168));
 }
 
+class EntangledSegment : public PluginBeforeStart {
+ protected:
+  EntangledSegment() { startLibrary("ZEBMemorySize 262144\n"); }
+
+  // Deploys, sends, and gives what stands there then.
+  Bytes afterMessage(const Bytes& bytes) {
+    const LiveSegment live("UUID1", bytes);
+    const auto node = deploy({.label = u"LATE"});
+    node->send();
+    return sharedMemory();
+  }
+  std::size_t statisticsIn(const Bytes& bytes) {
+    return ofType(recordsOf(bytes, blocksOf(bytes).at(0)), kStatistics).size();
+  }
+};
+
+// Three groups have the three flows of one ID each, and each of these has the three nodes.
+TEST_F(EntangledSegment, OfAFewRecordsOfOneIdEachHasAllTheChildren) {
+  EXPECT_EQ(27U + 1U, statisticsIn(afterMessage(broken::sharedIds(3, 262144))));
+}
+
+// 125 million nodes: the tree is given up, instead of the host's memory.
+TEST_F(EntangledSegment, RecordsThatMultiplyLeaveALaterNodeUnmeasuredAndEveryByteAsItWas) {
+  const Bytes bytes = broken::sharedIds(500, 262144);
+  EXPECT_EQ(bytes, afterMessage(bytes));
+}
+
+TEST_F(EntangledSegment, OfAFewRecordsOfOneLabelTheFirstIsUsed) {
+  EXPECT_EQ(1U + 1U, statisticsIn(afterMessage(broken::sharedLabels(10, 262144))));
+}
+
+// Each of 1000 groups would look through 1000 flows, and each of these through 1000 nodes.
+TEST_F(EntangledSegment, RecordsOfOneLabelThatMultiplyLeaveALaterNodeUnmeasuredToo) {
+  const Bytes bytes = broken::sharedLabels(1000, 262144);
+  EXPECT_EQ(bytes, afterMessage(bytes));
+}
+
 }  // namespace

@@ -174,4 +174,11 @@ TEST_F(BrokenArea, TheLastPlaceThatIsFreeIsStillTaken) {
   EXPECT_EQ("RCRD", charactersAt(memory_.bytes(), next, 4));
 }
 
+TEST(Changes, OfABrokenSegmentMakeItAgain) {
+  for (const Segment& segment : broken::all()) {
+    const Bytes changes = broken::changesOf(segment.bytes);
+    EXPECT_EQ(segment.bytes, broken::patched(changes.data(), changes.size())) << segment.what;
+  }
+}
+
 }  // namespace
