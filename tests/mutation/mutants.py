@@ -184,6 +184,6 @@ def mutants_of(file, source):
 
     for kind, start, end, replacement in tokens(code):
         old = " ".join(source[start:end].split())
-        yield mutant(kind, start, end, replacement, f"{old} -> {replacement}")
+        yield mutant(kind, start, end, replacement, f"{old} -> {replacement or 'nothing'}")
     for start, end, replacement in [] if file.endswith(".h") else swaps(source):
         yield mutant("order", start, end, replacement, "after the next line")
