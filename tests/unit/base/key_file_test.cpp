@@ -94,6 +94,18 @@ TEST_F(KeyFile, IsMadeAndAnExistingOneKept) {
   EXPECT_TRUE(host().log().empty());
 }
 
+TEST_F(KeyFile, IsMadeByAHostWithoutStandardInputToo) {
+  const Trace trace(kUnit, kFunction);
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  const bool made = createKeyFile(trace, kFile);
+  dup2(input, STDIN_FILENO);
+  close(input);
+  EXPECT_TRUE(made);
+  EXPECT_TRUE(messageLines().empty());
+  unlink(kFile);
+}
+
 TEST_F(KeyFile, OneThatCanNotBeMadeIsAMessage) {
   const Trace trace(kUnit, kFunction);
   EXPECT_FALSE(createKeyFile(trace, "/tmp/none/file"));

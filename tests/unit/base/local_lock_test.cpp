@@ -6,7 +6,15 @@
 #include <thread>
 #include <vector>
 
+#include "base/name_gate.h"
+
 namespace {
+
+TEST(NameGate, WithoutANameIsNone) {
+  Name_Gate gate(nullptr);
+  gate.enter();
+  gate.leave();
+}
 
 TEST(LocalLock, LetsOneThreadInAtATime) {
   Local_Lock lock;
