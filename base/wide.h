@@ -3,10 +3,19 @@
 #ifndef ZEB_BASE_WIDE_H
 #define ZEB_BASE_WIDE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
 using zebchar = std::uint16_t;
+
+// An ASCII literal in units, terminator included.
+template <std::size_t N>
+consteval std::array<zebchar, N> widened(const char (&text)[N]) {
+  std::array<zebchar, N> units;
+  for (std::size_t i = 0; i < N; ++i) units[i] = static_cast<zebchar>(text[i]);
+  return units;
+}
 
 // Units before the first zero unit; 0 for null.
 std::size_t zeblen(const zebchar* s);

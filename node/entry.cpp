@@ -92,16 +92,16 @@ ZEB_EXPORT HostFactory* gqaGetMessageflowNodeFactory() {
   nodeFunctionTable.getAttribute = zebGetAttribute;
   nodeFunctionTable.evaluate = zebEvaluate;
 
-  const ZEB_String factoryName(kFactoryName);
-  const ZEB_String className(kNodeClassName);
-  trace.text("%s-%s", factoryName, className);
+  trace.text("%s-%s", kFactoryName, kNodeClassName);
   int returnCode = 0;
-  HostFactory* const factory = hnxCreateNodeFactory(&returnCode, factoryName.getwcValue());
+  constexpr auto kFactoryUnits = widened(kFactoryName);
+  HostFactory* const factory = hnxCreateNodeFactory(&returnCode, kFactoryUnits.data());
   if (!factory) {
     trace.hostCallFailed("hnxCreateNodeFactory", "%i", returnCode);
     return trace.leave(factory);
   }
-  hnxDefineNodeClass(&(returnCode = 0), factory, className.getwcValue(), &nodeFunctionTable);
+  constexpr auto kNodeClassUnits = widened(kNodeClassName);
+  hnxDefineNodeClass(&(returnCode = 0), factory, kNodeClassUnits.data(), &nodeFunctionTable);
   // The factory is handed out all the same, on purpose.
   if (returnCode != 0) trace.hostCallFailed("hnxDefineNodeClass", "%i", returnCode);
   return trace.leave(factory);

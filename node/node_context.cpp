@@ -13,6 +13,9 @@ namespace {
 
 constexpr char kUnit[] = "zebpcont";
 
+constexpr auto kInput = widened("in");
+constexpr auto kOutput = widened("out");
+
 // The bytes of the message's bit stream; the host may have to make that first.
 int bitStreamSize(HostMessage* message) {
   int returnCode = 0;
@@ -63,10 +66,11 @@ ZEB_String brokerUuid(const ZEB_String& label) {
 ZEB_Node_Context::ZEB_Node_Context(HostNode* node)
     : node_(node), activationOverride_(overrideActivateNodeForAll) {
   Trace trace(kUnit, "ZEB_Node_Context::ZEB_Node_Context");
-  inputTerminal_ = createTerminal(trace, "in", "hnxCreateInputTerminal", hnxCreateInputTerminal);
+  inputTerminal_ =
+      createTerminal(trace, kInput.data(), "hnxCreateInputTerminal", hnxCreateInputTerminal);
   if (OK())
     outputTerminal_ =
-        createTerminal(trace, "out", "hnxCreateOutputTerminal", hnxCreateOutputTerminal);
+        createTerminal(trace, kOutput.data(), "hnxCreateOutputTerminal", hnxCreateOutputTerminal);
   if (OK()) getResourceNames();
   if (OK()) {
     monitoringNode_.reset(new (std::nothrow) ZEB_Monitoring_Node(
@@ -93,13 +97,12 @@ void ZEB_Node_Context::cleanup() {
   attributes_.cleanup();
 }
 
-HostTerminal* ZEB_Node_Context::createTerminal(const Trace& trace, const char* name,
+HostTerminal* ZEB_Node_Context::createTerminal(const Trace& trace, const zebchar* name,
                                                const char* function,
                                                HostTerminal* (*create)(int*, HostNode*,
                                                                        const std::uint16_t*)) {
   int returnCode = 0;
-  const ZEB_String wideName(name);
-  HostTerminal* const terminal = create(&returnCode, node_, wideName.getwcValue());
+  HostTerminal* const terminal = create(&returnCode, node_, name);
   if (!terminal) {
     trace.hostCallFailed(function, "Error %i.", returnCode);
     status_ = ZEB_STATUS_FAILED;

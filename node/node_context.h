@@ -40,7 +40,7 @@ class ZEB_Node_Context {
   int getAttributeName(int index, zebchar* buffer, int length);
 
  private:
-  HostTerminal* createTerminal(const Trace& trace, const char* name, const char* function,
+  HostTerminal* createTerminal(const Trace& trace, const zebchar* name, const char* function,
                                HostTerminal* (*create)(int*, HostNode*, const std::uint16_t*));
   void getResourceNames();
   static _TimeStamp getQueuedTime(const char* putDate, const char* putTime);

@@ -15,7 +15,6 @@
 namespace faults {
 namespace {
 
-constexpr int kRefused = 9;  // a return code of this host
 constexpr char16_t kCanary = 0x2A2A;
 
 HostNodeFunctionTable* defined = nullptr;
@@ -59,19 +58,15 @@ void answerName(HostName& entry, const char16_t* name) {
   std::copy_n(text.begin(), std::min(text.size(), room), entry.buffer);
 }
 
-HostTerminal* answerTerminal(int* code, HostNode* node, const std::uint16_t* name,
-                             const char16_t* expected, char HostedNode::*terminal) {
+HostTerminal* answerTerminal(HostNode* node, const std::uint16_t* name, const char16_t* expected,
+                             char HostedNode::*terminal) {
   const OutsideLibrary outside;
   if (node == nullptr || currentNode == nullptr || node != currentNode->handle()) {
     complain("a terminal for no node");
     return nullptr;
   }
-  if (is(name, expected)) return reinterpret_cast<HostTerminal*>(&(currentNode->*terminal));
-  if (name != nullptr) complain("a terminal of an unknown name");
-  *code = kRefused;
-  currentNode->terminalRefused = true;
-  ++run->terminalsRefused;
-  return nullptr;
+  if (!is(name, expected)) complain("a terminal of another name");
+  return reinterpret_cast<HostTerminal*>(&(currentNode->*terminal));
 }
 
 bool isCurrent(HostMessage* message, const char* function) {
@@ -84,9 +79,7 @@ void checkPropagation(HostTerminal* terminal, HostTree* first, HostTree* second)
   if (currentMessage->propagated++ > 0)
     complain("message %d went on twice", currentMessage->number());
   const auto* out = reinterpret_cast<HostTerminal*>(&currentNode->out);
-  if (terminal != out && !(terminal == nullptr && currentNode->terminalRefused)) {
-    complain("message %d went to another terminal", currentMessage->number());
-  }
+  if (terminal != out) complain("message %d went to another terminal", currentMessage->number());
   if (first != currentMessage->tree(0) || second != currentMessage->tree(1)) {
     complain("message %d went on with other trees", currentMessage->number());
   }
@@ -228,40 +221,29 @@ using faults::currentMessage;
 using faults::OutsideLibrary;
 using faults::run;
 
-// A host may refuse what has no name.
 extern "C" {
 
-HostFactory* hnxCreateNodeFactory(int* returnCode, const std::uint16_t* factoryName) {
+HostFactory* hnxCreateNodeFactory(int*, const std::uint16_t* factoryName) {
   const OutsideLibrary outside;
   static char factory;
-  if (faults::is(factoryName, u"DravikMonitorNodeFactory")) {
-    return reinterpret_cast<HostFactory*>(&factory);
-  }
-  if (factoryName != nullptr) complain("a factory of another name");
-  *returnCode = faults::kRefused;
-  ++run->factoriesRefused;
-  return nullptr;
+  if (!faults::is(factoryName, u"DravikMonitorNodeFactory")) complain("a factory of another name");
+  return reinterpret_cast<HostFactory*>(&factory);
 }
 
-void hnxDefineNodeClass(int* returnCode, HostFactory* factory, const std::uint16_t* className,
+void hnxDefineNodeClass(int*, HostFactory* factory, const std::uint16_t* className,
                         HostNodeFunctionTable* table) {
   const OutsideLibrary outside;
   if (factory == nullptr || table == nullptr) complain("a class without a factory or a table");
-  if (faults::is(className, u"ComDravikMonitorNode")) {
-    faults::defined = table;
-    return;
-  }
-  if (className != nullptr) complain("a class of another name");
-  *returnCode = faults::kRefused;
-  ++run->factoriesRefused;
+  if (!faults::is(className, u"ComDravikMonitorNode")) complain("a class of another name");
+  faults::defined = table;
 }
 
-HostTerminal* hnxCreateInputTerminal(int* returnCode, HostNode* node, const std::uint16_t* name) {
-  return faults::answerTerminal(returnCode, node, name, u"in", &faults::HostedNode::in);
+HostTerminal* hnxCreateInputTerminal(int*, HostNode* node, const std::uint16_t* name) {
+  return faults::answerTerminal(node, name, u"in", &faults::HostedNode::in);
 }
 
-HostTerminal* hnxCreateOutputTerminal(int* returnCode, HostNode* node, const std::uint16_t* name) {
-  return faults::answerTerminal(returnCode, node, name, u"out", &faults::HostedNode::out);
+HostTerminal* hnxCreateOutputTerminal(int*, HostNode* node, const std::uint16_t* name) {
+  return faults::answerTerminal(node, name, u"out", &faults::HostedNode::out);
 }
 
 void hnxGetBrokerInfo(int*, HostNode* node, HostBrokerInfo* info) {

@@ -19,7 +19,6 @@ struct HostedNode {
   HostNode* handle() { return reinterpret_cast<HostNode*>(this); }
 
   const char16_t* executionGroup;
-  bool terminalRefused = false;
   char in = 0;  // their addresses are the terminals
   char out = 0;
 };

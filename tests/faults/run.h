@@ -67,11 +67,9 @@ struct Run {
   // Written by the host.
   int logged = 0;
   Logged log[32];
-  int contextsRefused = 0;   // contexts that the library could not make
-  int terminalsRefused = 0;  // by the host, for want of a name
-  int factoriesRefused = 0;  // and classes
-  long long counted = -1;    // messages in the statistics shortly before the end
-  long long events = -1;     // events that are stored by then
+  int contextsRefused = 0;  // contexts that the library could not make
+  long long counted = -1;   // messages in the statistics shortly before the end
+  long long events = -1;    // events that are stored by then
   int complaints = 0;
   char complaint[8][256];
 };
