@@ -4,13 +4,14 @@
 #ifndef ZEB_BASE_NAME_GATE_H
 #define ZEB_BASE_NAME_GATE_H
 
+#include <atomic>
 #include <string>
 
 #include "base/local_lock.h"
 
 struct Shared_Gate {
   alignas(64) Local_Lock lock;  // alone in its cache line
-  int users = 0;
+  std::atomic<int> users = 0;
 };
 
 class Name_Gate {
@@ -23,15 +24,25 @@ class Name_Gate {
   Name_Gate& operator=(const Name_Gate&) = delete;
 
   void enter() {
-    if (gate_) gate_->lock.enter();
+    if (!gate_) return;
+    gate_->lock.enter();
+    inside_ = true;
+  }
+  // For threads that have waited for each other already: the gate is passed by while nobody else
+  // has joined it. Who joins meanwhile meets this one at the inter-process lock itself.
+  void enterUnlessAlone() {
+    if (gate_ && gate_->users.load(std::memory_order_relaxed) > 1) enter();
   }
   void leave() {
-    if (gate_) gate_->lock.leave();
+    if (!inside_) return;
+    inside_ = false;
+    gate_->lock.leave();
   }
 
  private:
   const std::string* name_ = nullptr;
   Shared_Gate* gate_ = nullptr;
+  bool inside_ = false;  // whoever has the inter-process lock came through the gate
 };
 
 #endif  // ZEB_BASE_NAME_GATE_H

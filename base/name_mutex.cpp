@@ -153,11 +153,14 @@ bool ZEB_Name_Mutex::dropReference(const Trace& trace) const {
   return true;
 }
 
-void ZEB_Name_Mutex::get() {
+void ZEB_Name_Mutex::get(Threads threads) {
   Trace trace(kUnit, "ZEB_Name_Mutex::get");
   if (!OK()) return;
   trace.text("Asking for mutex %s", path_);
-  gate_->enter();
+  if (threads == Threads::mayMeet)
+    gate_->enter();
+  else
+    gate_->enterUnlessAlone();
   change(trace, -1);
   tellAcquired(this);
   trace.text("Got mutex %s", path_);

@@ -25,9 +25,13 @@ class ZEB_Name_Mutex {
   ZEB_Name_Mutex(const ZEB_Name_Mutex&) = delete;
   ZEB_Name_Mutex& operator=(const ZEB_Name_Mutex&) = delete;
 
+  // What a caller knows of the other threads of this process that use this object: they may come at
+  // any time, or have waited for each other already.
+  enum class Threads { mayMeet, haveMet };
+
   // Wait for the lock; give it back. Both do nothing when not OK. A semaphore operation that fails
   // is a message and nothing else, on purpose: the caller goes on as if it held the lock.
-  void get();
+  void get(Threads threads = Threads::mayMeet);
   void release();
 
   // Unregisters this object; the last one removes queue, semaphore and key file.

@@ -25,12 +25,15 @@ int bitStreamSize(HostMessage* message) {
   return hnxBufferSize(&(returnCode = 0), message);
 }
 
+// False, and a descriptor of zeros, without a message or a bit stream.
 bool readDescriptor(HostMessage* message, MessageDescriptor& descriptor) {
   int returnCode = 0;
-  const std::uint8_t* const bitStream = hnxBufferPointer(&returnCode, message);
-  if (!bitStream) return false;
-  std::memcpy(&descriptor, bitStream, sizeof descriptor);
-  return true;
+  const std::uint8_t* const bitStream = message ? hnxBufferPointer(&returnCode, message) : nullptr;
+  if (bitStream)
+    std::memcpy(&descriptor, bitStream, sizeof descriptor);
+  else
+    descriptor = {};
+  return bitStream != nullptr;
 }
 
 struct FreeBuffer {
@@ -157,18 +160,16 @@ void ZEB_Node_Context::processMessage(HostTree* first, HostTree* second, HostMes
   int size = 0;
   _TimeStamp queued;
   ZEB_Timer timer;
-  MessageDescriptor descriptor{};
+  MessageDescriptor descriptor;  // read when the node is active
 
   if (statistics) {
     timer.start();
-    if (message) {
-      size = bitStreamSize(message);
-      if (readDescriptor(message, descriptor) && node->getNodeType() == ZEB_INPUT_NODE)
-        queued = getQueuedTime(descriptor.putDate, descriptor.putTime);
-    }
+    if (message) size = bitStreamSize(message);
+    if (readDescriptor(message, descriptor) && node->getNodeType() == ZEB_INPUT_NODE)
+      queued = getQueuedTime(descriptor.putDate, descriptor.putTime);
   }
   if (events) {
-    if (!statistics && message) readDescriptor(message, descriptor);
+    if (!statistics) readDescriptor(message, descriptor);
     node->postEvent(&descriptor, nullptr);
   }
 

@@ -192,7 +192,7 @@ void ZEB_Record::lock() {
     const ZEB_ReturnCode code = initializeMutex();
     if (code != ZEB_SUCCESS) trace.line("Error %i building Mutex", static_cast<int>(code));
   }
-  if (mutex_) mutex_->get();
+  if (mutex_) mutex_->get(ZEB_Name_Mutex::Threads::haveMet);
 }
 
 void ZEB_Record::unlock() {
