@@ -260,6 +260,18 @@ TEST_F(BrokenSegment, WhateverADecimalTextWasANodesNextMessageMakesItDigitsAgain
   }
 }
 
+// The number wraps at 64 bits; what stands behind the field is none of its digits.
+TEST_F(BrokenSegment, TwentyFourDigitsWithNothingBehindThemEndWithTheirField) {
+  const std::size_t field = broken::places()[4].at + 64;
+  for (const auto& [digit, number] :
+       {std::pair{'1', 6371555158481727943LL}, std::pair{'3', 667921401735632213LL}}) {
+    Segment segment{.what = {}, .bytes = broken::healthy()};
+    std::memset(segment.bytes.data() + field, digit, 24);
+    image::set32(segment.bytes, field + 24, 0x37373737);  // digits, too
+    EXPECT_EQ(number + 2 * 364, decimalAt(statisticsMeanwhile(segment), 64)) << digit;
+  }
+}
+
 TEST_F(BrokenSegment, ANodeWhoseParentIsMissingStaysAsItIsAndGetsANewRecord) {
   const std::size_t at = broken::places()[3].at;
   for (const std::uint32_t random : {0U, 0xDEADBEEFU}) {
