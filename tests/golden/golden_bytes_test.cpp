@@ -172,16 +172,22 @@ TEST_F(GoldenBytes, ANode) {
 
 TEST_F(GoldenBytes, TheStatisticsOfTwoMessages) {
   ZEB_STIR statistics(1);
-  statistics.updateStatistics({0, 0}, {1, 500}, 1000);
+  statistics.updateStatistics({0, 7}, {1, 500}, 1000);
   setClock(kNow + 60);
-  statistics.updateStatistics({0, 0}, {0, 20}, 24);
+  statistics.updateStatistics({2, 0}, {0, 20}, 24);
   ZEB_STIR blank(0);
   expectStored("statistics", statistics, blank);
   EXPECT_EQ(2, blank.getMessageCount());
   EXPECT_EQ(1024, blank.getSumSize());
+  EXPECT_EQ(1000, blank.getMaxSize());
+  EXPECT_EQ(24, blank.getMinSize());
   EXPECT_EQ(1520, blank.getSumElapsedTime());
+  EXPECT_EQ(1500, blank.getMaxElapsedTime());
   EXPECT_EQ(20, blank.getMinElapsedTime());
-  EXPECT_EQ(0, blank.getSumQueuedTime());
+  EXPECT_EQ(2007, blank.getSumQueuedTime());
+  EXPECT_EQ(2000, blank.getMaxQueuedTime());
+  EXPECT_EQ(7, blank.getMinQueuedTime());
+  EXPECT_EQ(kNow + kCalendarOffset, blank.getfirstCollection());
   EXPECT_EQ(kNow + 60 + kCalendarOffset, blank.getlastCollection());
 }
 

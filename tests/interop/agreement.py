@@ -7,7 +7,7 @@ import reader
 
 KINDS = ["unknown", "input", "output", "other", "subFlowInput", "subFlowOutput"]
 UUID = "interop"
-LINES = 40
+LINES = 39  # the last of them passes, so nothing is posted once all are counted
 
 def resource(one, **more):
     return {"label": one["fields"][1], "deleted": one["deleted"],
