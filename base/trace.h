@@ -63,7 +63,7 @@ class Trace {
   }
   // Writes nothing while an exception unwinds the operation: the host is not called then.
   [[gnu::always_inline]] ~Trace() {
-    if (on() && !left_) [[unlikely]]
+    if (!left_ && on()) [[unlikely]]
       exited(unit_, function_, line_, unwinding_);
   }
   Trace(const Trace&) = delete;
@@ -72,10 +72,9 @@ class Trace {
   // Writes "Exit: 0x%X" with the low 32 bits of the result, and hands the result on.
   template <class Result>
   [[gnu::always_inline]] Result leave(Result result, int line = __builtin_LINE()) {
-    if (on()) [[unlikely]] {
-      left_ = true;
+    left_ = true;
+    if (on()) [[unlikely]]
       write(unit_, function_, line, "Exit: 0x%X", low32(result));
-    }
     return result;
   }
 
@@ -149,7 +148,7 @@ class Trace {
   const char* function_;
   int line_;
   int unwinding_ = 0;  // exceptions in flight where the operation began
-  bool left_ = false;  // leave has written the exit
+  bool left_ = false;  // leave has seen to the exit
 };
 
 #endif  // ZEB_BASE_TRACE_H

@@ -112,6 +112,7 @@ EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
   if (data == nullptr) return batch;
   const std::vector<Record> records = recordsOf(*data, ZEB_EVDR_RECORD, evdr::bytes, damage);
   std::unordered_set<RecordId, RecordIdHash> present(records.size());
+  batch.events.reserve(records.size());
   for (const Record& record : records) {
     present.insert(record.id());
     if (!seen_.contains(record.id())) batch.events.push_back(eventOf(record));

@@ -139,13 +139,18 @@ std::vector<Place> findBlocks(SegmentCopy& copy, Bytes shared, std::uint64_t end
 // Notes which part behind the next offset differs between the copy and a second look at `shared`.
 // There a writer may be at work on a record that it hasn't published yet.
 void findUnstable(Area& area, Bytes shared) {
-  const std::vector<std::uint8_t> again(shared.begin() + area.next, shared.begin() + area.last);
-  const auto copied = area.bytes.begin() + area.next;
-  const auto first = std::mismatch(again.begin(), again.end(), copied).first;
-  if (first == again.end()) return;
-  const auto behind = std::mismatch(again.rbegin(), again.rend(), area.bytes.rbegin()).first;
-  area.unstableBegin = area.next + static_cast<std::uint32_t>(first - again.begin());
-  area.unstableEnd = area.next + static_cast<std::uint32_t>(behind.base() - again.begin());
+  std::array<std::uint8_t, 4096> again;
+  for (std::uint32_t at = area.next, size = 0; at < area.last; at += size) {
+    size = std::min<std::uint32_t>(again.size(), area.last - at);
+    std::copy_n(shared.begin() + at, size, again.begin());
+    const std::uint8_t* const copied = area.bytes.data() + at;
+    if (std::memcmp(again.data(), copied, size) == 0) continue;
+    for (std::uint32_t i = 0; i < size; ++i) {
+      if (again[i] == copied[i]) continue;
+      if (area.unstableEnd == 0) area.unstableBegin = at + i;
+      area.unstableEnd = at + i + 1;
+    }
+  }
 }
 
 void copyOnce(Area& area, const Header& header, Bytes shared) {

@@ -97,9 +97,9 @@ MessageFlow flowOf(const Record& record, const Family& family, DamageList& damag
                    .deleted = record.deleted(),
                    .recordId = record.id(),
                    .nodes = {}};
-  for (const Record* child : family.children(ZEB_NOIR_RECORD, flow.recordId)) {
-    flow.nodes.push_back(nodeOf(*child, family, damage));
-  }
+  const auto nodes = family.children(ZEB_NOIR_RECORD, flow.recordId);
+  flow.nodes.reserve(nodes.size());
+  for (const Record* child : nodes) flow.nodes.push_back(nodeOf(*child, family, damage));
   return flow;
 }
 
