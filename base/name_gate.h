@@ -23,26 +23,23 @@ class Name_Gate {
   Name_Gate(const Name_Gate&) = delete;
   Name_Gate& operator=(const Name_Gate&) = delete;
 
-  void enter() {
-    if (!gate_) return;
-    gate_->lock.enter();
-    inside_ = true;
+  // Both tell whether the caller is inside and must leave.
+  bool enter() {
+    if (gate_) gate_->lock.enter();
+    return gate_ != nullptr;
   }
   // For threads that have waited for each other already: the gate is passed by while nobody else
   // has joined it. Who joins meanwhile meets this one at the inter-process lock itself.
-  void enterUnlessAlone() {
-    if (gate_ && gate_->users.load(std::memory_order_relaxed) > 1) enter();
+  bool enterUnlessAlone() {
+    return gate_ && gate_->users.load(std::memory_order_relaxed) > 1 && enter();
   }
   void leave() {
-    if (!inside_) return;
-    inside_ = false;
-    gate_->lock.leave();
+    if (gate_) gate_->lock.leave();
   }
 
  private:
   const std::string* name_ = nullptr;
   Shared_Gate* gate_ = nullptr;
-  bool inside_ = false;  // whoever has the inter-process lock came through the gate
 };
 
 #endif  // ZEB_BASE_NAME_GATE_H

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "base/format.h"
 #include "base/key_file.h"
@@ -157,11 +158,9 @@ void ZEB_Name_Mutex::get(Threads threads) {
   Trace trace(kUnit, "ZEB_Name_Mutex::get");
   if (!OK()) return;
   trace.text("Asking for mutex %s", path_);
-  if (threads == Threads::mayMeet)
-    gate_->enter();
-  else
-    gate_->enterUnlessAlone();
+  const bool inside = threads == Threads::mayMeet ? gate_->enter() : gate_->enterUnlessAlone();
   change(trace, -1);
+  insideGate_ = inside;
   tellAcquired(this);
   trace.text("Got mutex %s", path_);
 }
@@ -171,8 +170,9 @@ void ZEB_Name_Mutex::release() {
   if (!OK()) return;
   trace.text("About to release mutex %s", path_);
   tellReleased(this);
+  const bool inside = std::exchange(insideGate_, false);
   change(trace, 1);
-  gate_->leave();
+  if (inside) gate_->leave();
   trace.text("Released mutex %s", path_);
 }
 

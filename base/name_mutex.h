@@ -52,6 +52,7 @@ class ZEB_Name_Mutex {
   int queue_ = 0;      // likewise
   ZEB_String path_;
   std::optional<Name_Gate> gate_;
+  bool insideGate_ = false;  // the holder of the lock came through the gate
 };
 
 #endif  // ZEB_BASE_NAME_MUTEX_H
