@@ -151,11 +151,15 @@ bool Catalogue::join(std::size_t at) {
     root_ = at;
   } else {
     if (header.parent.type != header.id.type - 1) return false;
-    if (parent == byId_.end()) orphans_ = true;
-    if (parent == byId_.end()) return false;
+    if (parent == byId_.end()) {
+      orphans_ = true;
+      return false;
+    }
     const auto [known, isNew] = byName_.try_emplace(nameOf(entries_[at].image), at);
-    if (!isNew && !isStatistics) twins_.push_back(known->second);
-    if (!isNew) return false;
+    if (!isNew) {
+      if (!isStatistics) twins_.push_back(known->second);
+      return false;
+    }
   }
   if (isNode) {
     ++entries_[parent->second].nodes;
