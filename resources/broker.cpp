@@ -174,8 +174,8 @@ void ZEB_Broker::keepTo(const Node_Path& path) {
 // Makes records of what is stored on the path, and puts aside what else a tree consists of. False,
 // with nothing done, where the tree would not be what it is after a reading of everything.
 bool ZEB_Broker::readPath(ZEB_Record_Set* records, int keepEmpty) {
-  // While it is traced, every step is taken.
-  if (!path_ || bZEBTracing != 0 || !getInformationRecord() || !statisticsArea_->usable())
+  // While it is traced, every step is taken; a broker that is not OK stores nothing of its tree.
+  if (!path_ || bZEBTracing != 0 || !OK() || !getInformationRecord() || !statisticsArea_->usable())
     return false;
   if (!catalogue_) catalogue_ = Catalogue::of(statisticsArea_->getFirstPosition());
   bool taken = false;

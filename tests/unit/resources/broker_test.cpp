@@ -921,6 +921,20 @@ TEST_F(BrokerOfOnePath, WritesWhatItKnewOfANodeThatWasDeletedSince) {
   EXPECT_EQ(0U, ofType(kNode).at(0).deleted());
 }
 
+TEST_F(BrokerOfOnePath, ThatIsNotOkWritesNothing) {
+  deploy();
+  first_->updateStatistics(other_->statistics, kNoTime, kNoTime, 5);
+  failAllocations(sizeof(ZEB_Events_Area));
+  ZEB_Ordered_Record_Set none;
+  EXPECT_EQ(6, needing_->getEvents(&none));
+  succeedAgain();
+  ASSERT_FALSE(needing_->OK());
+  setClock(kNow + 500);
+  needing_->resetStatistics(0);
+  EXPECT_EQ(1, ofType(kStatistics).at(0).count());
+  EXPECT_EQ(kNow + kCalendarOffset, ofType(kBroker).at(0).ownNumber());
+}
+
 TEST_F(BrokerOfOnePath, PopulatingWritesThatToo) {
   deploy();
   first_->deleteNode(other_->node);
