@@ -129,20 +129,24 @@ class Trace {
   }
 
   // The number of exceptions in flight.
-  [[gnu::cold]] static int entered(const char* unit, const char* function, int line);
-  [[gnu::cold]] static void exited(const char* unit, const char* function, int line, int unwinding);
-  [[gnu::cold]] static void write(const char* unit, const char* function, int line,
-                                  const char* format, ...);
-  [[gnu::cold]] static void logAllocationError(const char* unit, const char* function, int line);
-  [[gnu::cold]] static void logFailed(const char* unit, const char* function, int line,
-                                      const char* callee, const char* error);
-  [[gnu::cold]] static void logSystemCallFailed(const char* unit, const char* function, int line,
-                                                const char* callee, int errorNumber);
-  [[gnu::cold]] static void logHostCallFailed(const char* unit, const char* function, int line,
-                                              const char* callee, const char* format,
-                                              int returnCode);
-  [[gnu::cold]] static void logMaximumReached(const char* unit, const char* function, int line,
-                                              const char* brokerLabel);
+  [[gnu::cold, gnu::noinline]] static int entered(const char* unit, const char* function, int line);
+  [[gnu::cold, gnu::noinline]] static void exited(const char* unit, const char* function, int line,
+                                                  int unwinding);
+  [[gnu::cold, gnu::noinline]] static void write(const char* unit, const char* function, int line,
+                                                 const char* format, ...);
+  [[gnu::cold, gnu::noinline]] static void logAllocationError(const char* unit,
+                                                              const char* function, int line);
+  [[gnu::cold, gnu::noinline]] static void logFailed(const char* unit, const char* function,
+                                                     int line, const char* callee,
+                                                     const char* error);
+  [[gnu::cold, gnu::noinline]] static void logSystemCallFailed(const char* unit,
+                                                               const char* function, int line,
+                                                               const char* callee, int errorNumber);
+  [[gnu::cold, gnu::noinline]] static void logHostCallFailed(const char* unit, const char* function,
+                                                             int line, const char* callee,
+                                                             const char* format, int returnCode);
+  [[gnu::cold, gnu::noinline]] static void logMaximumReached(const char* unit, const char* function,
+                                                             int line, const char* brokerLabel);
 
   const char* unit_;
   const char* function_;

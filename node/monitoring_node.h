@@ -44,7 +44,7 @@ class ZEB_Monitoring_Node {
   void postEvent(const MessageDescriptor* descriptor, const ZEB_EVTR* eventTemplate);
 
   // Posts the host's pending exception, whether or not the node has an event message.
-  void postException(const MessageDescriptor* descriptor);
+  [[gnu::noinline]] void postException(const MessageDescriptor* descriptor);
 
   bool OK() const;
   int getStatus() const;

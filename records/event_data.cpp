@@ -46,14 +46,16 @@ std::uint32_t ZEB_EVDR::size() const {
 
 void* ZEB_EVDR::getFrom(const void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_EVDR::get");
-  if (!usable(p)) return trace.leave(p);
+  if (!usable(p)) [[unlikely]]
+    return trace.leave(p);
   std::memcpy(&event_, behind(bytes, layout::header::bytes), sizeof event_);
   return trace.leave(behind(ZEB_Record::getFrom(bytes, p), sizeof event_));
 }
 
 void* ZEB_EVDR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_EVDR::put");
-  if (!usable(p)) return trace.leave(p);
+  if (!usable(p)) [[unlikely]]
+    return trace.leave(p);
   void* const at = ZEB_Record::putTo(bytes, p);
   std::memcpy(behind(bytes, distance(p, at)), &event_, sizeof event_);
   return trace.leave(behind(at, sizeof event_));

@@ -53,7 +53,8 @@ void* ZEB_Record::get(void* p) {
 void* ZEB_Record::getFrom(const void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_Record::get");
   trace.text("GET %d bytes from 0x%X", static_cast<int>(layout::header::bytes), p);
-  if (!usable(p)) return trace.leave(p);
+  if (!usable(p)) [[unlikely]]
+    return trace.leave(p);
   const ZEB_Record_ID before = header_.id;
   address_ = p;
   std::memcpy(&header_, bytes, sizeof header_);
@@ -67,7 +68,8 @@ void* ZEB_Record::put(void* p) {
 
 void* ZEB_Record::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_Record::put");
-  if (!usable(p)) return trace.leave(p);
+  if (!usable(p)) [[unlikely]]
+    return trace.leave(p);
   address_ = p;
   std::memcpy(bytes, &header_, sizeof header_);
   return trace.leave(behind(p, sizeof header_));
@@ -188,7 +190,7 @@ void ZEB_Record::lock() {
   // An assignment of a record with the same ID needs no other lock, and the one at hand may be the
   // one that keeps the semaphore alive.
   if (mutexStale_ != 0 && mutex_ && mutexId_ == header_.id) mutexStale_ = 0;
-  if (mutexStale_ != 0) {
+  if (mutexStale_ != 0) [[unlikely]] {
     const ZEB_ReturnCode code = initializeMutex();
     if (code != ZEB_SUCCESS) trace.line("Error %i building Mutex", static_cast<int>(code));
   }

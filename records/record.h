@@ -96,7 +96,7 @@ class ZEB_Record {
   void* getAddress() const;  // null until first written or read
 
   // Builds the lock anew. Code 6 when it can't be allocated, 9 when it is not OK.
-  ZEB_ReturnCode initializeMutex();
+  [[gnu::noinline]] ZEB_ReturnCode initializeMutex();
 
   // Take and give back the record's inter-process lock. A lock that can't be built is logged, and
   // the record is used without it, on purpose; threads of this process exclude each other even so.

@@ -124,7 +124,8 @@ std::uint32_t ZEB_STIR::size() const {
 
 void* ZEB_STIR::getFrom(const void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_STIR::get");
-  if (!usable(p)) return trace.leave(p);
+  if (!usable(p)) [[unlikely]]
+    return trace.leave(p);
   ZEB_Record::getFrom(bytes, p);
   const auto* const image = static_cast<const Image*>(bytes);
   // While it is traced, every step is taken.
@@ -143,7 +144,8 @@ void* ZEB_STIR::getFrom(const void* bytes, void* p) {
 
 void* ZEB_STIR::putTo(void* bytes, void* p) {
   Trace trace(kUnit, "ZEB_STIR::put");
-  if (!usable(p)) return trace.leave(p);
+  if (!usable(p)) [[unlikely]]
+    return trace.leave(p);
   std::memset(bytes, 0, layout::stir::bytes);
   ZEB_Record::putTo(bytes, p);
   auto* const image = static_cast<Image*>(bytes);

@@ -83,7 +83,7 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   // Reads the tree, resets all its statistics, stamps the reset time and writes it all. With
   // perRecord non-zero each record is reset under its own lock instead; nobody asks for that, since
   // it takes record locks inside the area's.
-  void resetStatistics(int perRecord);
+  [[gnu::noinline]] void resetStatistics(int perRecord);
   ZEB_ReturnCode resetStatistics(ZEB_STIR* record) override;  // code 8 when not OK, 3 for null
   std::uint32_t lastResetTime() const;                        // calendar time, 0 without a record
 

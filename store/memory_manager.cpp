@@ -128,7 +128,7 @@ bool ZEB_Memory_Manager::isEnoughSpace(const void* p, std::uint32_t n) const {
   trace.text("isEnough %X %d", p, static_cast<int>(n));
   const std::uintptr_t end = number(getLastAvailablePosition());
   const bool inside = number(p) >= number(getFirstPosition()) && number(p) <= end;
-  if (!inside || end - number(p) < n) {
+  if (!inside || end - number(p) < n) [[unlikely]] {
     trace.text("No more space");
     return trace.leave(false);
   }

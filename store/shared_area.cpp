@@ -58,7 +58,7 @@ ZEB_ReturnCode ZEB_Shared_Area::put(ZEB_Record* record) {
   trace.text("Inserting record in shared area %s", areaName_);
   if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
-  if (record->getAddress()) return trace.leave(writeRecord(record->getAddress(), record));
+  if (void* const address = record->getAddress()) return trace.leave(writeRecord(address, record));
   lock();
   void* end = nullptr;
   const ZEB_ReturnCode code = writeRecord(getNextPosition(), record, &end);
@@ -74,7 +74,8 @@ ZEB_ReturnCode ZEB_Shared_Area::writeRecord(void* position, ZEB_Record* record, 
   if (end) *end = position;
   if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   const std::uint32_t size = record->size();
-  if (!isEnoughSpace(position, size)) return trace.leave(ZEB_ReturnCode(ZEB_NO_ROOM));
+  if (!isEnoughSpace(position, size)) [[unlikely]]
+    return trace.leave(ZEB_ReturnCode(ZEB_NO_ROOM));
   Private_Bytes image(size);
   if (!image.data()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
   void* const behindRecord = record->putTo(image.data(), position);
