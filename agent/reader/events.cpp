@@ -85,25 +85,27 @@ Event EventLog::eventOf(const Record& record) {
           .putTime = withoutTrailingBlanks(record.text(evdr::putTime))};
 }
 
-// The newest event of last time is gone, so the ring has gone all the way round at least once since
-// then. Slots are counted by position, which tells the number of events but for whole turns.
+// The newest event of last time is gone. Slots are counted by position, which tells the number of
+// events posted since then but for whole turns of the ring.
 void EventLog::countMissed(Batch& batch, const Area& area) const {
   const std::uint64_t slots = (area.size - layout::block::bytes) / evdr::bytes;
   if (slots == 0) return;
   const auto slot = [slots](std::uint32_t offset) {
     return (offset - layout::block::bytes) / evdr::bytes % slots;
   };
-  const std::uint64_t posted = slots + (slot(area.next) + slots - slot(nextOffset_)) % slots;
+  std::uint64_t posted = (slot(area.next) + slots - slot(nextOffset_)) % slots;
+  if (posted < batch.events.size()) posted += slots;
   batch.overrun = true;
   batch.perTurn = slots;
-  batch.missed = posted - std::min<std::uint64_t>(posted, batch.events.size());
+  batch.missed = posted - batch.events.size();
 }
 
 EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
   Batch batch;
   const bool known = segment.id == segmentId_;
   if (!known) {
-    seen_.clear();
+    newest_.reset();
+    oldest_ = {};
     nextOffset_ = layout::block::bytes;
   }
   segmentId_ = segment.id;
@@ -111,16 +113,16 @@ EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
   const Area* data = segment.copy.find(kEventData);
   if (data == nullptr) return batch;
   const std::vector<Record> records = recordsOf(*data, ZEB_EVDR_RECORD, evdr::bytes, damage);
-  std::unordered_set<RecordId, RecordIdHash> present(records.size());
-  batch.events.reserve(records.size());
-  for (const Record& record : records) {
-    present.insert(record.id());
-    if (!seen_.contains(record.id())) batch.events.push_back(eventOf(record));
-  }
-  if (known && (seen_.empty() ? data->wrapped() : !present.contains(newest_)))
-    countMissed(batch, *data);
-  if (!records.empty()) newest_ = records.back().id();
-  seen_ = std::move(present);
+  if (records.empty()) return batch;
+  const auto newer = std::find_if(records.rbegin(), records.rend(), [this](const Record& record) {
+                       return record.id() == newest_;
+                     }).base();
+  batch.events.reserve(static_cast<std::size_t>(records.end() - newer));
+  for (auto record = newer; record != records.end(); ++record)
+    if (record->id() != oldest_) batch.events.push_back(eventOf(*record));
+  if (known && (newest_ ? newer == records.begin() : data->wrapped())) countMissed(batch, *data);
+  newest_ = records.back().id();
+  oldest_ = records.front().id();
   nextOffset_ = data->next;
   return batch;
 }

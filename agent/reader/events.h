@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "agent/reader/record.h"
@@ -86,9 +86,11 @@ class EventLog {
 
   TemplateCache templates_;
   int segmentId_ = -1;
-  std::unordered_set<RecordId, RecordIdHash> seen_;  // what the area held at the last look,
-  RecordId newest_;                                  // and the newest of it
-  std::uint32_t nextOffset_ = 0;                     // of the data area then
+  // Of the last look that found events: the newest, the oldest, and the data area's next offset.
+  // The oldest may have been one that was not yet posted.
+  std::optional<RecordId> newest_;
+  RecordId oldest_;
+  std::uint32_t nextOffset_ = 0;
 };
 
 }  // namespace reader

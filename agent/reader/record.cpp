@@ -65,20 +65,15 @@ void walkPart(std::vector<Record>& records, const Area& area, std::uint32_t begi
   }
 }
 
-bool overlapsUnstable(const Record& record, const Area& area) {
-  return record.offset() < area.unstableEnd && record.offset() + record.size() > area.unstableBegin;
-}
-
-// Takes out what a writer that hasn't moved the next offset yet may have half overwritten: what
-// changed while it was copied, and what stands right at that offset, the oldest place, but is as
-// young as the newest record. (Unless so is the one behind it: then the ring turned within one
-// millisecond, and nobody can tell.)
-void dropUnfinished(std::vector<Record>& ring, const Area& area) {
-  std::erase_if(ring, [&area](const Record& record) { return overlapsUnstable(record, area); });
-  if (ring.size() < 2 || ring.front().offset() != area.next) return;
-  const Stamp first = ring[0].id().created();
-  const bool youngest = first >= ring.back().id().created();
-  if (youngest && first > ring[1].id().created()) ring.erase(ring.begin());
+// Whether a writer that hasn't moved the next offset yet may be in the middle of the oldest record,
+// which stands where it writes. While others post, it may. Else the record is then as young as the
+// newest. (Unless so is the one behind it: then the ring turned within one millisecond, and nobody
+// can tell.)
+bool unfinished(const std::vector<Record>& ring, const Area& area) {
+  if (area.overtaken > 0) return true;
+  if (ring.size() < 2) return false;
+  const Stamp oldest = ring[0].id().created();
+  return oldest >= ring.back().id().created() && oldest > ring[1].id().created();
 }
 
 }  // namespace
@@ -182,10 +177,22 @@ std::vector<Record> walk(const Area& area, DamageList& damage) {
 }
 
 std::vector<Record> walkRing(const Area& area, std::uint32_t stride, DamageList& damage) {
+  const std::uint32_t older = area.last - area.next;
+  const std::uint64_t overtaken = (std::uint64_t{area.overtaken} + stride - 1) / stride * stride;
+  DamageList* const reported = overtaken > 0 ? nullptr : &damage;
   std::vector<Record> ring;
-  walkPart(ring, area, area.next, area.last, stride, nullptr);
-  walkPart(ring, area, layout::block::bytes, area.next, stride, &damage);
-  if (area.wrapped()) dropUnfinished(ring, area);
+  std::uint32_t begin = area.next;
+  if (overtaken > 0 && overtaken >= older) {
+    begin = static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(layout::block::bytes + overtaken - older, area.next));
+    walkPart(ring, area, begin, area.next, stride, reported);
+  } else {
+    begin += static_cast<std::uint32_t>(overtaken);
+    walkPart(ring, area, begin, area.last, stride, nullptr);
+    walkPart(ring, area, layout::block::bytes, area.next, stride, reported);
+  }
+  if (!ring.empty() && ring.front().offset() == begin && unfinished(ring, area))
+    ring.erase(ring.begin());
   return ring;
 }
 

@@ -74,8 +74,9 @@ class Record {
 std::vector<Record> walk(const Area& area, DamageList& damage);
 
 // The records of an events area, oldest first: those behind the next offset, left over from before
-// the last wrap, as far as they are whole; then those before it. Remains of a record that a later
-// one cut are stepped over silently. Records lie `stride` bytes apart, 1 when sizes vary.
+// the last wrap, as far as they are whole and weren't overtaken; then those before it. Remains of a
+// record that a later one cut are stepped over silently, and where others wrote meanwhile so is all
+// that can't be read. Records lie `stride` bytes apart, 1 when sizes vary.
 std::vector<Record> walkRing(const Area& area, std::uint32_t stride, DamageList& damage);
 
 }  // namespace reader

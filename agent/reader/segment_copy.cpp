@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstring>
 
 #include "records/layout.h"
@@ -15,11 +16,16 @@ namespace block = layout::block;
 constexpr int kTries = 8;
 constexpr std::size_t kMostBlocks = 16;
 
-// A block header in private memory.
+// A block header in private memory. Its bytes are read after what was read before, and before what
+// is read afterwards.
 class Header {
  public:
   // `at` must hold block::bytes bytes.
-  explicit Header(Bytes at) { std::memcpy(bytes_.data(), at.data(), bytes_.size()); }
+  explicit Header(Bytes at) {
+    std::atomic_thread_fence(std::memory_order_acquire);
+    std::memcpy(bytes_.data(), at.data(), bytes_.size());
+    std::atomic_thread_fence(std::memory_order_acquire);
+  }
 
   std::string_view eyecatcher() const {
     return {reinterpret_cast<const char*>(bytes_.data()), block::eyecatcherBytes};
@@ -136,34 +142,46 @@ std::vector<Place> findBlocks(SegmentCopy& copy, Bytes shared, std::uint64_t end
   return places;
 }
 
-// Notes which part behind the next offset differs between the copy and a second look at `shared`.
-// There a writer may be at work on a record that it hasn't published yet.
-void findUnstable(Area& area, Bytes shared) {
-  std::array<std::uint8_t, 4096> again;
-  for (std::uint32_t at = area.next, size = 0; at < area.last; at += size) {
-    size = std::min<std::uint32_t>(again.size(), area.last - at);
-    std::copy_n(shared.begin() + at, size, again.begin());
-    const std::uint8_t* const copied = area.bytes.data() + at;
-    if (std::memcmp(again.data(), copied, size) == 0) continue;
-    for (std::uint32_t i = 0; i < size; ++i) {
-      if (again[i] == copied[i]) continue;
-      if (area.unstableEnd == 0) area.unstableBegin = at + i;
-      area.unstableEnd = at + i + 1;
-    }
+// The header as two looks show it alike: nobody was in the middle of writing it.
+Header headerOf(Bytes shared) {
+  Header header(shared.first(block::bytes));
+  for (int tries = 1; tries < kTries; ++tries) {
+    const Header again(shared.first(block::bytes));
+    if (again == header) break;
+    header = again;
   }
+  return header;
 }
 
-void copyOnce(Area& area, const Header& header, Bytes shared) {
-  const auto within = [&](std::uint32_t offset) {
-    return offset >= block::bytes && offset <= shared.size();
+// Behind the last byte that differs; 0 when none does.
+std::size_t endOfDifference(Bytes copied, Bytes shared) {
+  constexpr std::size_t kStep = 4096;
+  for (std::size_t end = copied.size(), size = 0; end > 0; end -= size) {
+    size = std::min(end, kStep);
+    const Bytes ours = copied.subspan(end - size, size);
+    const Bytes theirs = shared.subspan(end - size, size);
+    if (std::memcmp(ours.data(), theirs.data(), size) == 0) continue;
+    const auto differing = std::mismatch(ours.rbegin(), ours.rend(), theirs.rbegin()).first;
+    return end - static_cast<std::size_t>(differing - ours.rbegin());
+  }
+  return 0;
+}
+
+// How far along the ring that was copied writers may have come since its header was read. What was
+// posted since then has moved the next offset on. A second look at the rest shows what was written
+// since the header was read again: whatever is still the same stood there at that moment.
+std::uint32_t overtakenBytes(const Area& area, Bytes shared) {
+  const Header now = headerOf(shared);
+  if (!area.wrapped() && now.next() >= now.last()) return 0;
+  const std::uint32_t older = area.last - area.next;
+  const std::uint32_t next = std::clamp(now.next(), block::bytes, area.last);
+  const std::uint32_t posted = next >= area.next ? next - area.next : older + next - block::bytes;
+  const auto changed = [&](std::uint32_t begin, std::uint32_t end) {
+    return static_cast<std::uint32_t>(endOfDifference(Bytes(area.bytes).subspan(begin, end - begin),
+                                                      shared.subspan(begin, end - begin)));
   };
-  area.size = static_cast<std::uint32_t>(shared.size());
-  area.last = within(header.last()) ? header.last() : area.size;
-  area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
-  area.lastUpdate = header.lastUpdate();
-  area.bytes.assign(shared.begin(), shared.begin() + area.last);
-  area.unstableBegin = area.unstableEnd = 0;
-  if (area.wrapped()) findUnstable(area, shared);
+  const std::uint32_t ofNewer = changed(block::bytes, area.next);
+  return std::max(posted, ofNewer > 0 ? older + ofNewer : changed(area.next, area.last));
 }
 
 void reportHeader(DamageList& damage, const Area& area, const Header& header) {
@@ -179,16 +197,19 @@ void reportHeader(DamageList& damage, const Area& area, const Header& header) {
 
 Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
   const Bytes own = shared.subspan(place.offset, place.size);
+  const Header header = headerOf(own);
+  const auto within = [&](std::uint32_t offset) {
+    return offset >= block::bytes && offset <= own.size();
+  };
   Area area;
   area.name = place.name;
-  Header before(own.first(block::bytes));
-  for (int tries = 1;; ++tries) {
-    copyOnce(area, before, own);
-    const Header after(own.first(block::bytes));
-    if (after == before || tries == kTries) break;
-    before = after;
-  }
-  reportHeader(damage, area, before);
+  area.size = static_cast<std::uint32_t>(own.size());
+  area.last = within(header.last()) ? header.last() : area.size;
+  area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
+  area.lastUpdate = header.lastUpdate();
+  area.bytes.assign(own.begin(), own.begin() + area.last);
+  area.overtaken = overtakenBytes(area, own);
+  reportHeader(damage, area, header);
   return area;
 }
 

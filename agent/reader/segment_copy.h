@@ -28,9 +28,9 @@ struct Area {
   Stamp lastUpdate;
   std::vector<std::uint8_t> bytes;  // of the block from its start to `last`
 
-  // Bytes from here to there changed while they were copied: nobody knows what they hold.
-  std::uint32_t unstableBegin = 0;
-  std::uint32_t unstableEnd = 0;
+  // So many bytes of the ring, from `next` on, others may have overwritten while the block was
+  // copied. What follows stood there at one moment, and up to `next` in the order of posting.
+  std::uint32_t overtaken = 0;
 
   // Records behind `next` are left over from before the last wrap.
   bool wrapped() const { return next < last; }
@@ -57,8 +57,8 @@ inline constexpr char kEventData[] = "eventData";
 // parsed is parsed from the copy.
 //
 // Blocks are copied from the last to the first, so that the template of each event that is copied
-// was stored before the templates were. A block whose header changes meanwhile is copied again, a
-// few times; what still can't be relied on is described in docs/format.md.
+// was stored before the templates were. What of a ring can't be relied on, since others went on
+// writing, is described in docs/format.md.
 SegmentCopy copySegment(std::span<const std::uint8_t> shared, std::uint64_t size);
 
 }  // namespace reader

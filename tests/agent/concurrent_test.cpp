@@ -1,5 +1,6 @@
-// Reading while another process writes: what is returned is whole and in order.
+// Reading while others write: what is returned is whole and in order.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/shm.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstring>
+#include <functional>
 
 #include "agent/reader/events.h"
 #include "tests/agent/image.h"
@@ -17,20 +19,31 @@ namespace {
 
 using image::Bytes;
 
-constexpr std::size_t kAreaSize = 4096;
+constexpr std::uint32_t kAreaSize = 4096;
 constexpr std::uint32_t kTime = 0xEA600000;
 
 // Appends to a ring as the library does: the record, then the header.
 class RingWriter {
  public:
-  explicit RingWriter(std::uint8_t* area) : area_(area) {}
+  explicit RingWriter(std::uint8_t* area, std::uint32_t size = kAreaSize)
+      : area_(area), size_(size) {}
 
   void append(const Bytes& record) {
-    if (kAreaSize - next_ < record.size()) publish(32);
-    // From the front to the back, so that a writer that is stopped half-way has written the younger
-    // header: of anything else a reader can't know.
+    begin(record, record.size());
+    finish(record);
+  }
+
+  // Writes the first bytes of the record that is appended next.
+  // From the front to the back, so that a writer that is stopped half-way has written the younger
+  // header: of anything else a reader can't know.
+  void begin(const Bytes& record, std::size_t bytes) {
+    if (size_ - next_ < record.size()) publish(32);
     volatile std::uint8_t* to = area_ + next_;
-    for (const std::uint8_t byte : record) *to++ = byte;
+    for (std::size_t i = 0; i < bytes; ++i) to[i] = record[i];
+  }
+
+  void finish(const Bytes& record) {
+    begin(record, record.size());
     getppid();  // the library asks the clock here
     publish(next_ + static_cast<std::uint32_t>(record.size()));
   }
@@ -45,6 +58,7 @@ class RingWriter {
   }
 
   std::uint8_t* area_;
+  std::uint32_t size_;
   std::uint32_t next_ = 32;
   std::uint32_t last_ = 32;
   std::uint32_t updates_ = 0;
@@ -144,4 +158,179 @@ TEST_F(Posting, EventsAndTemplatesAreWholeAndInOrderWhileTheRingTurns) {
                                 << damage.list()[0].reason;
   }
   EXPECT_GT(joined, 0U);
+}
+
+namespace {
+
+constexpr std::uint32_t kPage = 4096;
+constexpr std::uint32_t kWatchedArea = 4 * kPage;
+constexpr std::uint32_t kWatchedSlots = (kWatchedArea - 32) / 144;
+
+// A segment that calls back while it is read: whenever the reader comes to the first or the third
+// page of an events area's records and was at the other one before. A page begins between the
+// header of each of these areas and its first record.
+class WatchedSegment {
+ public:
+  explicit WatchedSegment(std::function<void()> touched) : touched_(std::move(touched)) {
+    const Bytes contents =
+        image::segment({{.eyecatcher = "zebcstar", .size = kPage - 64, .contents = {}},
+                        {.eyecatcher = "zebcetar", .size = kWatchedArea, .contents = {}},
+                        {.eyecatcher = "zebcedar", .size = kWatchedArea, .contents = {}}});
+    size_ = contents.size();
+    const int file = memfd_create("segment", 0);
+    if (ftruncate(file, static_cast<off_t>(size_)) != 0) throw std::runtime_error("ftruncate");
+    const auto map = [&](int access) {
+      return static_cast<std::uint8_t*>(mmap(nullptr, size_, access, MAP_SHARED, file, 0));
+    };
+    written_ = map(PROT_READ | PROT_WRITE);
+    read_ = map(PROT_READ);
+    close(file);
+    std::memcpy(written_, contents.data(), size_);
+    watched = this;
+    struct sigaction action {};
+    action.sa_sigaction = onFault;
+    action.sa_flags = SA_SIGINFO;
+    sigaction(SIGSEGV, &action, &before_);
+  }
+
+  ~WatchedSegment() {
+    sigaction(SIGSEGV, &before_, nullptr);
+    munmap(read_, size_);
+    munmap(written_, size_);
+  }
+
+  WatchedSegment(const WatchedSegment&) = delete;
+  WatchedSegment& operator=(const WatchedSegment&) = delete;
+
+  std::uint8_t* toWrite() const { return written_; }
+  reader::Segment read() const {
+    for (const std::size_t page : {1U, 3U, 5U, 7U}) allow(page, PROT_NONE);
+    reader::Segment segment;
+    segment.copy = reader::copySegment({read_, size_}, size_);
+    return segment;
+  }
+
+ private:
+  static inline WatchedSegment* watched = nullptr;
+
+  void allow(std::size_t page, int access) const { mprotect(read_ + page * kPage, kPage, access); }
+
+  static void onFault(int /*signal*/, siginfo_t* info, void* /*context*/) {
+    const auto offset = static_cast<std::uint8_t*>(info->si_addr) - watched->read_;
+    const std::size_t page = static_cast<std::size_t>(offset) / kPage;
+    if (page > 7 || page % 2 == 0) {  // no page of ours: the next fault ends the test
+      sigaction(SIGSEGV, &watched->before_, nullptr);
+      return;
+    }
+    watched->allow(page, PROT_READ);
+    watched->allow(page ^ 2, PROT_NONE);
+    watched->touched_();
+  }
+
+  std::function<void()> touched_;
+  std::size_t size_ = 0;
+  std::uint8_t* written_ = nullptr;
+  std::uint8_t* read_ = nullptr;
+  struct sigaction before_ {};
+};
+
+constexpr unsigned kEveryTouch = ~0U;
+
+// Posts so many events, each with a template of its own, at the touches of a look whose bits are
+// set, and begins one more.
+class Interrupted {
+ public:
+  explicit Interrupted(std::uint32_t each, unsigned touches = kEveryTouch)
+      : segment_([this] {
+          post(touches_ & 1U ? each_ : 0);
+          touches_ >>= 1;
+        }),
+        templates_(segment_.toWrite() + kPage - 32, kWatchedArea),
+        data_(segment_.toWrite() + kPage - 32 + kWatchedArea, kWatchedArea),
+        each_(each),
+        touchesOfLook_(touches) {}
+
+  void post(std::uint32_t count) {
+    for (; count > 0; --count, ++posted_) {
+      templates_.append(templateOf(posted_));
+      data_.append(eventOf(posted_));
+    }
+    templates_.begin(templateOf(posted_), 64);
+    data_.begin(eventOf(posted_), 64);
+  }
+
+  void stop() { each_ = 0; }
+
+  // The number of the first event that was not returned yet.
+  std::uint32_t returned() const { return returned_; }
+  std::uint32_t posted() const { return posted_; }
+
+  // How many events were returned: whole, one after the other, behind those of the last look. If
+  // some are left out, that is said, and how many but for whole turns.
+  std::size_t look() {
+    touches_ = touchesOfLook_;
+    const reader::Segment segment = segment_.read();
+    reader::DamageList damage = segment.copy.damage;
+    const auto batch = log_.read(segment, damage);
+    EXPECT_TRUE(damage.empty());
+    if (batch.events.empty()) return 0;
+    const auto first = static_cast<std::uint32_t>(batch.events.front().threadId);
+    std::uint32_t expected = first;
+    for (const reader::Event& event : batch.events) {
+      expectWhole(event);
+      EXPECT_EQ(event.threadId, static_cast<std::int32_t>(expected++));
+    }
+    if (!firstLook_) expectMissed(batch, first);
+    firstLook_ = false;
+    returned_ = expected;
+    return batch.events.size();
+  }
+
+ private:
+  void expectMissed(const reader::EventLog::Batch& batch, std::uint32_t first) const {
+    ASSERT_GE(first, returned_);
+    const std::uint32_t leftOut = first - returned_;
+    EXPECT_TRUE(leftOut == 0 || batch.overrun);
+    ASSERT_GE(leftOut, batch.missed);
+    EXPECT_EQ((leftOut - batch.missed) % kWatchedSlots, 0U);
+  }
+
+  WatchedSegment segment_;
+  RingWriter templates_;
+  RingWriter data_;
+  reader::EventLog log_;
+  std::uint32_t each_;
+  unsigned touchesOfLook_;
+  unsigned touches_ = 0;
+  std::uint32_t posted_ = 0;
+  std::uint32_t returned_ = 0;
+  bool firstLook_ = true;
+};
+
+}  // namespace
+
+TEST(EventsPostedWhileTheyAreCopied, AreReturnedWholeAndInOrderOrAtTheNextLook) {
+  constexpr std::uint32_t kTurn = kWatchedSlots;
+  for (const std::uint32_t each : {1U, 2U, 3U, 7U, 40U, kTurn / 2, kTurn - 1, kTurn, kTurn + 1}) {
+    for (const unsigned touches : {kEveryTouch, 1U, 2U, 4U, 8U, 16U, 32U, 5U, 10U}) {
+      SCOPED_TRACE(testing::Message() << each << " at touches " << touches);
+      Interrupted posting(each, touches);
+      posting.post(kTurn / 2 + each);
+      for (int i = 0; i < 6; ++i) posting.look();
+      posting.stop();
+      posting.look();
+      posting.look();
+      ASSERT_EQ(posting.returned(), posting.posted());
+      ASSERT_FALSE(testing::Test::HasFailure());
+    }
+  }
+}
+
+TEST(EventsPostedWhileTheyAreCopied, DoNotHideThoseOfBefore) {
+  for (std::uint32_t each = 1; each <= kWatchedSlots / 10; ++each) {
+    Interrupted posting(each);
+    posting.post(2 * kWatchedSlots);
+    EXPECT_GE(posting.look(), kWatchedSlots - 8 * each);
+    EXPECT_GE(posting.look(), each);
+  }
 }
