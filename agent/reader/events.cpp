@@ -43,22 +43,25 @@ EventKind Event::kind() const {
 }
 
 void TemplateCache::add(const RecordId& id, EventTemplate value) {
-  if (const auto known = index_.find(id); known != index_.end()) {
-    entries_.erase(known->second);
-    index_.erase(known);
-  }
-  entries_.push_front({id, std::make_shared<const EventTemplate>(std::move(value))});
-  index_[id] = entries_.begin();
-  if (entries_.size() <= most_) return;
-  index_.erase(entries_.back().id);
-  entries_.pop_back();
+  entries_.insert_or_assign(id, Entry{std::move(value), ++uses_});
+  if (entries_.size() > most_ + most_ / 4) forgetOldest();
 }
 
-std::shared_ptr<const EventTemplate> TemplateCache::find(const RecordId& id) {
-  const auto known = index_.find(id);
-  if (known == index_.end()) return nullptr;
-  entries_.splice(entries_.begin(), entries_, known->second);
-  return known->second->value;
+// A quarter at once, since all are looked at.
+void TemplateCache::forgetOldest() {
+  std::vector<std::uint64_t> uses;
+  uses.reserve(entries_.size());
+  for (const auto& [id, entry] : entries_) uses.push_back(entry.used);
+  const auto kept = uses.end() - static_cast<std::ptrdiff_t>(most_);
+  std::nth_element(uses.begin(), kept, uses.end());
+  std::erase_if(entries_, [&](const auto& known) { return known.second.used < *kept; });
+}
+
+const EventTemplate* TemplateCache::find(const RecordId& id) {
+  const auto known = entries_.find(id);
+  if (known == entries_.end()) return nullptr;
+  known->second.used = ++uses_;
+  return &known->second.value;
 }
 
 void EventLog::readTemplates(const Area& area, DamageList& damage) {

@@ -4,8 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <list>
-#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -31,7 +29,7 @@ enum class EventKind { unknown, message, exception };  // unknown: the template 
 struct Event {
   RecordId recordId;
   RecordId templateId;
-  std::shared_ptr<const EventTemplate> origin;  // null when the template is gone
+  const EventTemplate* origin = nullptr;  // its log's, until that reads again; null when it is gone
   Time time;
   std::int32_t threadId = 0;
   std::array<std::uint8_t, layout::evdr::messageId.width> messageId{};
@@ -45,24 +43,27 @@ struct Event {
 };
 
 // The templates that one reader has met. They are kept after they were overwritten in the area,
-// since nodes go on posting events of them; beyond `most`, those not used for longest go.
+// since nodes go on posting events of them; when there are a quarter more than `most`, those not
+// used for longest go.
 class TemplateCache {
  public:
   explicit TemplateCache(std::size_t most = 10000) : most_(most) {}
 
   void add(const RecordId& id, EventTemplate value);
-  // Null when it was never met.
-  std::shared_ptr<const EventTemplate> find(const RecordId& id);
+  // Null when it was never met. Valid until the next one is added.
+  const EventTemplate* find(const RecordId& id);
 
  private:
   struct Entry {
-    RecordId id;
-    std::shared_ptr<const EventTemplate> value;
+    EventTemplate value;
+    std::uint64_t used;  // number of its last use
   };
 
+  void forgetOldest();
+
   std::size_t most_;
-  std::list<Entry> entries_;  // the latest used first
-  std::unordered_map<RecordId, std::list<Entry>::iterator, RecordIdHash> index_;
+  std::uint64_t uses_ = 0;
+  std::unordered_map<RecordId, Entry, RecordIdHash> entries_;
 };
 
 // Follows one broker's events from copy to copy.

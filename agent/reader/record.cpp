@@ -1,6 +1,7 @@
 #include "agent/reader/record.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string_view>
 
@@ -19,6 +20,7 @@ std::uint32_t read32(const std::uint8_t* at) {
   return value;
 }
 
+// Of the field that stands at `at`.
 std::uint32_t storedWidth(const layout::Field& field, const std::uint8_t* at) {
   return field.encoding == layout::Encoding::string ? field.width + 2 * read32(at) : field.width;
 }
@@ -78,28 +80,10 @@ bool unfinished(const std::vector<Record>& ring, const Area& area) {
 
 }  // namespace
 
-RecordId::RecordId(Bytes at) {
-  std::copy_n(at.begin(), kBytes, bytes_.begin());
-}
-
-std::uint32_t RecordId::type() const {
-  return read32(bytes_.data());
-}
-
-Stamp RecordId::created() const {
-  return {read32(&bytes_[4]), read32(&bytes_[8])};
-}
-
-std::size_t RecordId::hash() const {
-  std::uint64_t halves[2];
-  std::memcpy(halves, bytes_.data(), sizeof halves);
-  return (halves[0] ^ halves[1]) * 0x9E3779B97F4A7C15U;
-}
-
 std::string RecordId::hex() const {
   constexpr char digits[] = "0123456789ABCDEF";
   std::string text;
-  for (const std::uint8_t byte : bytes_) {
+  for (const std::uint8_t byte : std::bit_cast<std::array<std::uint8_t, kBytes>>(numbers_)) {
     text += digits[byte >> 4];
     text += digits[byte & 0xF];
   }
@@ -110,28 +94,20 @@ bool Record::deleted() const {
   return read32(bytes_.data() + layout::header::deleted.offset) != 0;
 }
 
-RecordId Record::id() const {
-  return RecordId(bytes_.subspan(layout::header::id.offset));
-}
-
-RecordId Record::parent() const {
-  return RecordId(bytes_.subspan(layout::header::parent.offset));
-}
-
-Bytes Record::bytes(const layout::Field& wanted) const {
-  std::size_t at = layout::header::bytes;
-  for (const layout::Field& field : layout::fieldsOf(type())) {
-    const std::uint32_t width = storedWidth(field, bytes_.data() + at);
-    if (field.offset == wanted.offset && std::strcmp(field.name, wanted.name) == 0)
-      return bytes_.subspan(at, width);
-    at += width;
+Bytes Record::bytes(const layout::Field& field) const {
+  std::size_t moved = 0;  // by the units of the strings before it
+  if (layout::fixedSizeOf(type()) == 0) {
+    for (const layout::Field& before : layout::fieldsOf(type())) {
+      if (before.offset >= field.offset) break;
+      moved += storedWidth(before, bytes_.data() + before.offset + moved) - before.width;
+    }
   }
-  return {};
+  const std::size_t at = field.offset + moved;
+  return bytes_.subspan(at, storedWidth(field, bytes_.data() + at));
 }
 
 std::uint32_t Record::unsigned32(const layout::Field& field) const {
-  const Bytes at = bytes(field);
-  return at.size() < sizeof(std::uint32_t) ? 0 : read32(at.data());
+  return read32(bytes(field).data());
 }
 
 std::int32_t Record::signed32(const layout::Field& field) const {
@@ -140,13 +116,10 @@ std::int32_t Record::signed32(const layout::Field& field) const {
 
 std::string Record::text(const layout::Field& field) const {
   const Bytes at = bytes(field);
-  if (field.encoding != layout::Encoding::string) {
-    return utf8(std::string_view(reinterpret_cast<const char*>(at.data()), at.size()));
+  if (field.encoding == layout::Encoding::string) {
+    return utf8(at.subspan(sizeof(std::uint32_t), at.size() - layout::kEmptyString));
   }
-  if (at.size() < layout::kEmptyString) return {};
-  std::u16string units((at.size() - layout::kEmptyString) / 2, u'\0');
-  std::memcpy(units.data(), at.data() + sizeof(std::uint32_t), 2 * units.size());
-  return utf8(units);
+  return utf8(std::string_view(reinterpret_cast<const char*>(at.data()), at.size()));
 }
 
 std::optional<std::int64_t> Record::calendar(const layout::Field& field) const {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,32 +15,39 @@
 
 namespace reader {
 
-// What names a record everywhere: type, creation stamp and random number, compared as bytes.
+// What names a record everywhere: type, creation stamp and random number.
 class RecordId {
  public:
   static constexpr std::size_t kBytes = 16;
 
   RecordId() = default;
   // `at` must hold 16 bytes.
-  explicit RecordId(std::span<const std::uint8_t> at);
+  explicit RecordId(std::span<const std::uint8_t> at) {
+    std::memcpy(numbers_.data(), at.data(), kBytes);
+  }
 
   bool operator==(const RecordId&) const = default;
   bool isZero() const { return *this == RecordId(); }
-  std::uint32_t type() const;
-  Stamp created() const;
-  std::string hex() const;  // 32 upper-case digits
-  std::size_t hash() const;
+  std::uint32_t type() const { return numbers_[0]; }
+  Stamp created() const { return {numbers_[1], numbers_[2]}; }
+  std::string hex() const;      // 32 upper-case digits of its bytes
+  std::uint64_t hash() const {  // of which the high bits are the better ones
+    const auto pair = [this](std::size_t i) {
+      return std::uint64_t{numbers_[i]} << 32 | numbers_[i + 1];
+    };
+    return (pair(0) ^ pair(2)) * 0x9E3779B97F4A7C15U;
+  }
 
  private:
-  std::array<std::uint8_t, kBytes> bytes_{};
+  std::array<std::uint32_t, kBytes / sizeof(std::uint32_t)> numbers_{};
 };
 
 struct RecordIdHash {
   std::size_t operator()(const RecordId& id) const { return id.hash(); }
 };
 
-// A whole, sane record inside the bytes of an Area, which it points into. A field that the record's
-// type doesn't have reads as 0 or empty.
+// A whole, sane record inside the bytes of an Area, which it points into. The fields that it is
+// asked for are those of its type.
 class Record {
  public:
   // `bytes` must be exactly what layout::storedSize accepted.
@@ -50,13 +58,13 @@ class Record {
   std::uint32_t size() const { return static_cast<std::uint32_t>(bytes_.size()); }
   std::uint32_t type() const { return layout::typeOf(bytes_.data()); }
   bool deleted() const;
-  RecordId id() const;
-  RecordId parent() const;
+  RecordId id() const { return RecordId(bytes_.subspan(layout::header::id.offset)); }
+  RecordId parent() const { return RecordId(bytes_.subspan(layout::header::parent.offset)); }
 
   std::uint32_t unsigned32(const layout::Field& field) const;
   std::int32_t signed32(const layout::Field& field) const;
   std::string text(const layout::Field& field) const;  // UTF-8
-  std::span<const std::uint8_t> bytes(const layout::Field& wanted) const;
+  std::span<const std::uint8_t> bytes(const layout::Field& field) const;
 
   // Seconds since 1970, nothing when the time is not set.
   std::optional<std::int64_t> calendar(const layout::Field& field) const;

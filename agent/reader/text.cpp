@@ -1,8 +1,7 @@
 #include "agent/reader/text.h"
 
-#include <algorithm>
 #include <cstddef>
-#include <cstdint>
+#include <cstring>
 
 namespace reader {
 namespace {
@@ -85,8 +84,6 @@ std::size_t appendUtf16(std::string& out, std::u16string_view units) {
 
 std::string utf8(std::u16string_view units) {
   units = units.substr(0, units.find(u'\0'));
-  if (std::ranges::all_of(units, [](char16_t unit) { return unit < 0x80; }))
-    return {units.begin(), units.end()};
   std::string out;
   while (!units.empty()) {
     const std::string bytes = widenedRun(units);
@@ -98,6 +95,23 @@ std::string utf8(std::u16string_view units) {
     // A run that isn't UTF-8 is taken as UTF-16 to its end.
     std::size_t left = bytes.empty() ? 1 : bytes.size();
     while (left-- > 0 && !units.empty()) units.remove_prefix(appendUtf16(out, units));
+  }
+  return out;
+}
+
+std::string utf8(std::span<const std::uint8_t> storedUnits) {
+  std::string out;
+  out.reserve(storedUnits.size() / 2);
+  for (std::size_t at = 0; at < storedUnits.size(); at += sizeof(char16_t)) {
+    char16_t unit;
+    std::memcpy(&unit, &storedUnits[at], sizeof unit);
+    if (unit == 0) break;
+    if (unit >= 0x80) {
+      std::u16string units(storedUnits.size() / 2, u'\0');
+      std::memcpy(units.data(), storedUnits.data(), storedUnits.size());
+      return utf8(units);
+    }
+    out.push_back(static_cast<char>(unit));
   }
   return out;
 }

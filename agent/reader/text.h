@@ -2,6 +2,8 @@
 #ifndef ZEB_AGENT_READER_TEXT_H
 #define ZEB_AGENT_READER_TEXT_H
 
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -14,6 +16,9 @@ namespace reader {
 // valid UTF-8 is taken for those bytes, anything else for UTF-16. An unpaired surrogate becomes
 // U+FFFD.
 std::string utf8(std::u16string_view units);
+
+// The same of units as they are stored, two bytes each and at any address.
+std::string utf8(std::span<const std::uint8_t> storedUnits);
 
 // UTF-8 of 8-bit characters up to the first zero byte: the bytes themselves when they are valid
 // UTF-8, else each byte above 0x7F as U+FFFD.

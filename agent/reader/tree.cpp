@@ -1,39 +1,51 @@
 #include "agent/reader/tree.h"
 
 #include <algorithm>
+#include <bit>
 #include <iterator>
-#include <unordered_map>
+#include <utility>
 
 namespace reader {
 namespace {
 
 namespace stir = layout::stir;
 
-// The records of one statistics area, found by type and parent.
+// The records of one statistics area, joined by parent ID.
 class Family {
  public:
-  explicit Family(std::vector<Record> records) : records_(std::move(records)) {
-    children_.reserve(records_.size());
-    first_.reserve(records_.size());
-    for (const Record& record : records_) {
-      children_[record.parent()].push_back(&record);
-      first_.emplace(record.id(), &record);
+  explicit Family(std::vector<Record> records)
+      : records_(std::move(records)),
+        members_(records_.size()),
+        shift_(64 - static_cast<int>(std::bit_width(2 * records_.size() + 1))),
+        table_(std::size_t{1} << (64 - shift_), kNone) {
+    for (std::uint32_t i = 0; i < records_.size(); ++i) {
+      std::uint32_t& first = placeOf(records_[i].id());
+      if (first == kNone) first = i;
+      members_[i].first = first;
+    }
+    // Each child goes in front of its parent's others: from the last to the first.
+    for (auto i = static_cast<std::uint32_t>(records_.size()); i-- > 0;) {
+      const std::uint32_t parent = placeOf(records_[i].parent());
+      members_[i].hasParent = parent != kNone;
+      if (parent != kNone) members_[i].nextSibling = std::exchange(members_[parent].child, i);
     }
   }
 
   const std::vector<Record>& records() const { return records_; }
 
   const Record* first(std::uint32_t type) const {
-    const auto ofType = [type](const Record& record) { return record.type() == type; };
-    const auto found = std::find_if(records_.begin(), records_.end(), ofType);
+    const auto found = std::ranges::find(records_, type, &Record::type);
     return found == records_.end() ? nullptr : &*found;
   }
 
-  std::vector<const Record*> children(std::uint32_t type, const RecordId& parent) const {
-    const auto found = children_.find(parent);
-    if (found == children_.end() || tangled()) return {};
-    std::vector<const Record*> children = found->second;
-    std::erase_if(children, [type](const Record* child) { return child->type() != type; });
+  // The children of this type, in stored order.
+  std::vector<const Record*> children(std::uint32_t type, const Record& parent) const {
+    std::vector<const Record*> children;
+    if (tangled()) return children;
+    for (std::uint32_t i = members_[memberOf(parent).first].child; i != kNone;
+         i = members_[i].nextSibling) {
+      if (records_[i].type() == type) children.push_back(&records_[i]);
+    }
     handedOut_ += children.size();
     return children;
   }
@@ -42,17 +54,38 @@ class Family {
   // end. True when more children were asked for than a tree has; there are no more then.
   bool tangled() const { return handedOut_ > kMostOfAll + kMostOfEach * records_.size(); }
 
-  bool holds(const RecordId& id) const { return first_.contains(id); }
+  bool holdsParentOf(const Record& record) const { return memberOf(record).hasParent; }
 
-  bool repeats(const Record& record) const { return first_.at(record.id()) != &record; }
+  bool repeats(const Record& record) const { return &records_[memberOf(record).first] != &record; }
 
  private:
   static constexpr std::size_t kMostOfEach = 16;
   static constexpr std::size_t kMostOfAll = 10000;
+  static constexpr std::uint32_t kNone = ~0U;
+
+  // What is known of the record at the same index, all of it as indexes.
+  struct Member {
+    std::uint32_t first = kNone;  // of its ID
+    std::uint32_t child = kNone;  // its first, if it is the first of its ID
+    std::uint32_t nextSibling = kNone;
+    bool hasParent = false;
+  };
+
+  const Member& memberOf(const Record& record) const {
+    return members_[static_cast<std::size_t>(&record - records_.data())];
+  }
+
+  // Where the table has, or would have, the first record of this ID. Half of it is free.
+  std::uint32_t& placeOf(const RecordId& id) {
+    std::size_t at = id.hash() >> shift_;
+    while (table_[at] != kNone && records_[table_[at]].id() != id) at = (at + 1) % table_.size();
+    return table_[at];
+  }
 
   std::vector<Record> records_;
-  std::unordered_map<RecordId, std::vector<const Record*>, RecordIdHash> children_;
-  std::unordered_map<RecordId, const Record*, RecordIdHash> first_;
+  std::vector<Member> members_;
+  int shift_;
+  std::vector<std::uint32_t> table_;
   mutable std::size_t handedOut_ = 0;
 };
 
@@ -87,7 +120,7 @@ Node nodeOf(const Record& record, const Family& family, DamageList& damage) {
             .deleted = record.deleted(),
             .recordId = record.id(),
             .statistics = std::nullopt};
-  const auto statistics = family.children(ZEB_STIR_RECORD, node.recordId);
+  const auto statistics = family.children(ZEB_STIR_RECORD, record);
   if (!statistics.empty()) node.statistics = statisticsOf(*statistics.front(), damage);
   return node;
 }
@@ -97,7 +130,7 @@ MessageFlow flowOf(const Record& record, const Family& family, DamageList& damag
                    .deleted = record.deleted(),
                    .recordId = record.id(),
                    .nodes = {}};
-  const auto nodes = family.children(ZEB_NOIR_RECORD, flow.recordId);
+  const auto nodes = family.children(ZEB_NOIR_RECORD, record);
   flow.nodes.reserve(nodes.size());
   for (const Record* child : nodes) flow.nodes.push_back(nodeOf(*child, family, damage));
   return flow;
@@ -110,7 +143,7 @@ ExecutionGroup groupOf(const Record& record, const Family& family, DamageList& d
                        .deleted = record.deleted(),
                        .recordId = record.id(),
                        .messageFlows = {}};
-  for (const Record* child : family.children(ZEB_MFIR_RECORD, group.recordId)) {
+  for (const Record* child : family.children(ZEB_MFIR_RECORD, record)) {
     group.messageFlows.push_back(flowOf(*child, family, damage));
   }
   return group;
@@ -122,7 +155,7 @@ Broker brokerOf(const Record& record, const Family& family, DamageList& damage) 
                 .resetTime = record.calendar(layout::brir::resetTime),
                 .recordId = record.id(),
                 .executionGroups = {}};
-  for (const Record* child : family.children(ZEB_EGIR_RECORD, broker.recordId)) {
+  for (const Record* child : family.children(ZEB_EGIR_RECORD, record)) {
     broker.executionGroups.push_back(groupOf(*child, family, damage));
   }
   return broker;
@@ -144,7 +177,7 @@ void reportUnreachable(const Family& family, DamageList& damage) {
           "a record of type " + std::to_string(record.type()) + " has the ID of an earlier one");
     }
     if (record.parent().isZero() && record.deleted()) continue;
-    if (record.parent().type() != record.type() - 1 || !family.holds(record.parent())) {
+    if (record.parent().type() != record.type() - 1 || !family.holdsParentOf(record)) {
       damage.add(kStatistics, record.offset(),
                  "a record of type " + std::to_string(record.type()) + " has no parent");
     }

@@ -337,3 +337,18 @@ TEST(TemplateCache, ForgetsTheLongestUnusedFirst) {
   EXPECT_EQ("new", cache.find(id(3))->text);
   EXPECT_NE(nullptr, cache.find(id(1)));
 }
+
+TEST(TemplateCache, KeepsAsManyAsItMayAndThoseThatWereUsed) {
+  reader::TemplateCache cache(100);
+  const auto id = [](std::uint32_t n) {
+    Bytes bytes;
+    image::putId(bytes, templateId(n));
+    return reader::RecordId(bytes);
+  };
+  for (std::uint32_t n = 0; n < 1000; ++n) {
+    cache.add(id(n), {"", "", "", n, ""});
+    ASSERT_NE(nullptr, cache.find(id(0))) << n;
+  }
+  for (std::uint32_t n = 1000 - 99; n < 1000; ++n) EXPECT_EQ(n, cache.find(id(n))->nodeType);
+  EXPECT_EQ(nullptr, cache.find(id(1000 - 126)));
+}
