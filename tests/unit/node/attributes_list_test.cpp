@@ -41,6 +41,16 @@ TEST_F(AttributesList, FindsNamesExactly) {
   EXPECT_EQ("(none)", valueOf(""));
 }
 
+TEST_F(AttributesList, TellsWhenThereIsNoMemoryForOneMore) {
+  auto attribute = std::make_unique<ZEB_Attribute>(ZEB_String("type").getwcValue(),
+                                                   ZEB_String("input").getwcValue());
+  refuseMemory();
+  const bool appended = list.append(std::move(attribute));
+  succeedAgain();
+  EXPECT_FALSE(appended);
+  EXPECT_EQ("(none)", valueOf("type"));
+}
+
 TEST_F(AttributesList, CleanupDestroysEveryElement) {
   append("type", "input");
   append("label", "NODE");

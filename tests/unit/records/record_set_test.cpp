@@ -95,6 +95,45 @@ TYPED_TEST(RecordSet, PrintsNothingWhenEmpty) {
   EXPECT_EQ(2U, host().log().size());
 }
 
+TEST(RecordChildren, AreFoundWithAndWithoutMemoryForTheIndex) {
+  ZEB_Record parent(ZEB_RECORD, 1);
+  ZEB_Record other(ZEB_RECORD, 1);
+  ZEB_Record records[] = {{ZEB_RECORD, 1}, {ZEB_RECORD, 1}, {ZEB_RECORD, 1}, {ZEB_RECORD, 1}};
+  for (const std::size_t first : {0U, 1U}) {
+    ZEB_Record_Set set;
+    for (std::size_t i = 0; i < std::size(records); ++i) {
+      records[i].setParent((i % 2 == first ? parent : other).getRecordId());
+      set.insert(&records[i]);
+    }
+    for (const bool refused : {true, false}) {
+      const ZEB_Record* found[std::size(records)] = {};
+      std::size_t count = 0;
+      if (refused) refuseMemory();
+      for (const ZEB_Record* child : set.childrenOf(&parent))
+        if (count < std::size(found)) found[count++] = child;
+      succeedAgain();
+      ASSERT_EQ(2U, count);
+      EXPECT_EQ(&records[first], found[0]);
+      EXPECT_EQ(&records[first + 2], found[1]);
+    }
+  }
+}
+
+TEST(RecordChildren, AreFoundHoweverOftenWhereThereAreMany) {
+  constexpr std::size_t kChildren = 3000;
+  ZEB_Record parent(ZEB_RECORD, 1);
+  ZEB_Record child(ZEB_RECORD, 1);
+  child.setParent(parent.getRecordId());
+  ZEB_Record_Set set;
+  for (std::size_t i = 0; i < kChildren; ++i) set.insert(&child);
+  for (int time = 0; time < 10; ++time) {
+    std::size_t found = 0;
+    for ([[maybe_unused]] const ZEB_Record* each : set.childrenOf(&parent)) ++found;
+    ASSERT_EQ(kChildren, found);
+  }
+  EXPECT_FALSE(set.isTangled());
+}
+
 struct BlankCase {
   std::uint32_t type;
   std::uint32_t size;

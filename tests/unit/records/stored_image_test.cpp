@@ -51,6 +51,22 @@ TEST_F(StoredImage, StaysAsItWasWhenTheRecordChanges) {
   EXPECT_EQ(bytesOf(node), bytesOf(*third.record()));
 }
 
+TEST_F(StoredImage, IsGoneWithItsLastUser) {
+  ZEB_NOIR node = nodeAt(place_);
+  const auto needsNoMemory = [&] {
+    refuseMemory();
+    const bool made = static_cast<bool>(Stored_Image::of(node));
+    succeedAgain();
+    return made;
+  };
+  {
+    const Stored_Image image = Stored_Image::of(node);
+    { const Stored_Image copy = image; }
+    EXPECT_TRUE(needsNoMemory());
+  }
+  EXPECT_FALSE(needsNoMemory());
+}
+
 TEST_F(StoredImage, LivesOnInWhatItWasMovedTo) {
   ZEB_NOIR node = nodeAt(place_);
   Stored_Image image = Stored_Image::of(node);

@@ -104,6 +104,23 @@ TEST_F(ResourceSet, ATypedSetFindsTheFirstMemberAlike) {
             members);
 }
 
+TEST_F(ResourceSet, FindsTheFirstMemberAlikeWithoutMemoryForAnIndex) {
+  ZEB_Execution_Group_Set groups;
+  const ZEB_Resource_ID first = resourceId("A");
+  const ZEB_Resource_ID second = resourceId("B");
+  const ZEB_Resource_ID missing = resourceId("C");
+  for (const ZEB_Resource_ID* id : {&first, &second, &second})
+    groups.insert(std::make_unique<ZEB_Execution_Group>(id));
+  refuseMemory();
+  const ZEB_Execution_Group* const found[] = {groups.findExecutionGroup(&first),
+                                              groups.findExecutionGroup(&second),
+                                              groups.findExecutionGroup(&missing)};
+  succeedAgain();
+  EXPECT_EQ(groups.at(0), found[0]);
+  EXPECT_EQ(groups.at(1), found[1]);
+  EXPECT_EQ(nullptr, found[2]);
+}
+
 class DroppedMembers : public LibraryTest {
  protected:
   DroppedMembers() {

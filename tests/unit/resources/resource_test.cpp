@@ -123,6 +123,17 @@ TEST_F(Resource, IsNotOkWithoutMemoryForItsRecord) {
   EXPECT_EQ(301, ZEB_ORVA_Resource(&record).getStatus());
 }
 
+TEST_F(Resource, IsNotOkAndHasNoRecordWhenThatLosesItsLabel) {
+  constexpr std::size_t kUnits = 37;
+  const ZEB_Resource_ID id = resourceId(std::string(kUnits, 'L').c_str());
+  const ZEB_MFIR record(&id);
+  failAllocations(sizeof(zebchar) * (kUnits + 1));
+  const ZEB_ORVA_Resource resource(&record);
+  succeedAgain();
+  EXPECT_EQ(301, resource.getStatus());
+  EXPECT_EQ(nullptr, resource.getInformationRecord());
+}
+
 TEST_F(Resource, WithoutARecordItIsNobody) {
   const ZEB_Resource_ID id = resourceId("", "");
   ZEB_ORVA_Resource resource(ZEB_MFIR_RECORD, &id);

@@ -6,8 +6,10 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdlib>
 #include <new>
 
 namespace {
@@ -27,6 +29,7 @@ Failure& failure() {
 std::size_t failingBytes = 0;
 int allocationsLeft = 0;
 int failuresLeft = 0;
+bool refusesAll = false;
 
 bool fails(const char* function, const char* path = "") {
   Failure& script = failure();
@@ -55,9 +58,14 @@ void failAllocations(std::size_t bytes, int after, int times) {
   failuresLeft = times;
 }
 
+void refuseMemory() {
+  refusesAll = true;
+}
+
 void succeedAgain() {
   failure() = {};
   failingBytes = 0;
+  refusesAll = false;
 }
 
 }  // namespace support
@@ -120,6 +128,20 @@ void* allocate(std::size_t bytes) {
 }
 
 }  // namespace
+
+VISIBLE void* operator new(std::size_t bytes) {
+  void* const memory = refusesAll ? nullptr : std::malloc(std::max<std::size_t>(bytes, 1));
+  if (!memory) throw std::bad_alloc();
+  return memory;
+}
+
+VISIBLE void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+VISIBLE void operator delete(void* memory, std::size_t /*bytes*/) noexcept {
+  std::free(memory);
+}
 
 VISIBLE void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
   return refuses(bytes) ? nullptr : allocate(bytes);

@@ -19,6 +19,9 @@ void failCalls(const std::string& function, int errorNumber, const std::string& 
 // `after`. Only allocations that give null instead of an exception are concerned.
 void failAllocations(std::size_t bytes, int after = 0, int times = 1000000);
 
+// From now on every allocation that gives an exception instead of null fails.
+void refuseMemory();
+
 void succeedAgain();
 
 }  // namespace support
