@@ -21,34 +21,36 @@ Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+// Found before there are threads: Helgrind doesn't see what guards a static of a function.
+const auto realSemget = next<int(key_t, int, int)>("semget");
+const auto realSemop = next<int(int, sembuf*, std::size_t)>("semop");
+const auto realSemctl = next<int(int, int, int, ...)>("semctl");
+
 }  // namespace
 
 extern "C" {
 
 int semget(key_t key, int count, int flags) noexcept {
-  static const auto real = next<int(key_t, int, int)>("semget");
-  const int id = real(key, count, flags);
+  const int id = realSemget(key, count, flags);
   if (id >= 0 && (flags & IPC_EXCL) != 0) ANNOTATE_RWLOCK_CREATE(placeOf(id));
   return id;
 }
 
 int semop(int id, sembuf* operations, std::size_t count) noexcept {
-  static const auto real = next<int(int, sembuf*, std::size_t)>("semop");
   const bool takes = operations[0].sem_op < 0;
   if (!takes) ANNOTATE_RWLOCK_RELEASED(placeOf(id), 1);
-  const int result = real(id, operations, count);
+  const int result = realSemop(id, operations, count);
   if (takes && result == 0) ANNOTATE_RWLOCK_ACQUIRED(placeOf(id), 1);
   return result;
 }
 
 int semctl(int id, int number, int command, ...) noexcept {
-  static const auto real = next<int(int, int, int, ...)>("semctl");
   va_list arguments;
   va_start(arguments, command);
   void* const argument = va_arg(arguments, void*);  // the member of the union that is widest
   va_end(arguments);
   if (command == IPC_RMID) ANNOTATE_RWLOCK_DESTROY(placeOf(id));
-  return real(id, number, command, argument);
+  return realSemctl(id, number, command, argument);
 }
 
 }  // extern "C"
