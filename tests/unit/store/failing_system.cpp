@@ -120,17 +120,13 @@ bool refuses(std::size_t bytes) {
 }
 
 void* allocate(std::size_t bytes) {
-  try {
-    return ::operator new(bytes);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  return std::malloc(std::max<std::size_t>(bytes, 1));
 }
 
 }  // namespace
 
 VISIBLE void* operator new(std::size_t bytes) {
-  void* const memory = refusesAll ? nullptr : std::malloc(std::max<std::size_t>(bytes, 1));
+  void* const memory = refusesAll ? nullptr : allocate(bytes);
   if (!memory) throw std::bad_alloc();
   return memory;
 }
