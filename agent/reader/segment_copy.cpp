@@ -208,19 +208,20 @@ void mapAtOnce(const std::uint8_t* begin, std::size_t bytes, int how) {
 
 Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
   const Bytes own = shared.subspan(place.offset, place.size);
+  Area area;
+  // Before the header is read: little time is to pass between it and the copy.
+  area.bytes.reserve(own.size());
+  mapAtOnce(area.bytes.data(), own.size(), MADV_POPULATE_WRITE);
+  mapAtOnce(own.data(), own.size(), MADV_POPULATE_READ);
   const Header header = headerOf(own);
   const auto within = [&](std::uint32_t offset) {
     return offset >= block::bytes && offset <= own.size();
   };
-  Area area;
   area.name = place.name;
   area.size = static_cast<std::uint32_t>(own.size());
   area.last = within(header.last()) ? header.last() : area.size;
   area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
   area.lastUpdate = header.lastUpdate();
-  area.bytes.reserve(area.last);
-  mapAtOnce(area.bytes.data(), area.last, MADV_POPULATE_WRITE);
-  mapAtOnce(own.data(), area.last, MADV_POPULATE_READ);
   area.bytes.assign(own.begin(), own.begin() + area.last);
   area.overtaken = overtakenBytes(area, own);
   reportHeader(damage, area, header);
