@@ -72,7 +72,7 @@ void walkPart(std::vector<Record>& records, const Area& area, std::uint32_t begi
 // newest. (Unless so is the one behind it: then the ring turned within one millisecond, and nobody
 // can tell.)
 bool unfinished(const std::vector<Record>& ring, const Area& area) {
-  if (area.overtaken > 0) return true;
+  if (area.overtaken) return true;
   if (ring.size() < 2) return false;
   const Stamp oldest = ring[0].id().created();
   return oldest >= ring.back().id().created() && oldest > ring[1].id().created();
@@ -151,11 +151,12 @@ std::vector<Record> walk(const Area& area, DamageList& damage) {
 
 std::vector<Record> walkRing(const Area& area, std::uint32_t stride, DamageList& damage) {
   const std::uint32_t older = area.last - area.next;
-  const std::uint64_t overtaken = (std::uint64_t{area.overtaken} + stride - 1) / stride * stride;
-  DamageList* const reported = overtaken > 0 ? nullptr : &damage;
+  const std::uint64_t overtaken =
+      (std::uint64_t{area.overtaken.value_or(0)} + stride - 1) / stride * stride;
+  DamageList* const reported = area.overtaken ? nullptr : &damage;
   std::vector<Record> ring;
   std::uint32_t begin = area.next;
-  if (overtaken > 0 && overtaken >= older) {
+  if (area.overtaken && overtaken >= older) {
     begin = static_cast<std::uint32_t>(
         std::min<std::uint64_t>(layout::block::bytes + overtaken - older, area.next));
     walkPart(ring, area, begin, area.next, stride, reported);

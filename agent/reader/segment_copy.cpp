@@ -170,12 +170,11 @@ std::size_t endOfDifference(Bytes copied, Bytes shared) {
   return 0;
 }
 
-// How far along the ring that was copied writers may have come since its header was read. What was
-// posted since then has moved the next offset on. A second look at the rest shows what was written
-// since the header was read again: whatever is still the same stood there at that moment.
-std::uint32_t overtakenBytes(const Area& area, Bytes shared) {
+// How far along the ring that was copied writers may have come since the header `before` was read.
+// What was posted since then has moved the next offset on. A second look at the rest shows what was
+// written since the header was read again: whatever is still the same stood there at that moment.
+std::optional<std::uint32_t> overtakenBytes(const Area& area, const Header& before, Bytes shared) {
   const Header now = headerOf(shared);
-  if (!area.wrapped() && now.next() >= now.last()) return 0;
   const std::uint32_t older = area.last - area.next;
   const std::uint32_t next = std::clamp(now.next(), block::bytes, area.last);
   const std::uint32_t posted = next >= area.next ? next - area.next : older + next - block::bytes;
@@ -184,7 +183,11 @@ std::uint32_t overtakenBytes(const Area& area, Bytes shared) {
                                                       shared.subspan(begin, end - begin)));
   };
   const std::uint32_t ofNewer = changed(block::bytes, area.next);
-  return std::max(posted, ofNewer > 0 ? older + ofNewer : changed(area.next, area.last));
+  const std::uint32_t rewritten =
+      std::max(posted, ofNewer > 0 ? older + ofNewer : changed(area.next, area.last));
+  const bool onlyGrown = !area.wrapped() && now.next() >= now.last();
+  if (rewritten == 0 && (onlyGrown || now == before)) return std::nullopt;
+  return rewritten;
 }
 
 void reportHeader(DamageList& damage, const Area& area, const Header& header) {
@@ -223,7 +226,7 @@ Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
   area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
   area.lastUpdate = header.lastUpdate();
   area.bytes.assign(own.begin(), own.begin() + area.last);
-  area.overtaken = overtakenBytes(area, own);
+  area.overtaken = overtakenBytes(area, header, own);
   reportHeader(damage, area, header);
   return area;
 }

@@ -3,6 +3,7 @@
 #define ZEB_AGENT_READER_SEGMENT_COPY_H
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -28,9 +29,10 @@ struct Area {
   Stamp lastUpdate;
   std::vector<std::uint8_t> bytes;  // of the block from its start to `last`
 
-  // So many bytes of the ring, from `next` on, others may have overwritten while the block was
-  // copied. What follows stood there at one moment, and up to `next` in the order of posting.
-  std::uint32_t overtaken = 0;
+  // Set when others wrote to the ring while the block was copied: so many of its bytes, from `next`
+  // on, they may have overwritten. What follows stood there at one moment, and up to `next` in the
+  // order of posting; in the middle of the first record there a writer may have been.
+  std::optional<std::uint32_t> overtaken;
 
   // Records behind `next` are left over from before the last wrap.
   bool wrapped() const { return next < last; }

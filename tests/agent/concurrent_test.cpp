@@ -237,12 +237,15 @@ class WatchedSegment {
 constexpr unsigned kEveryTouch = ~0U;
 
 // Posts so many events, each with a template of its own, at the touches of a look whose bits are
-// set, and begins one more.
+// set, and then begins one more.
 class Interrupted {
  public:
   explicit Interrupted(std::uint32_t each, unsigned touches = kEveryTouch)
       : segment_([this] {
-          post(touches_ & 1U ? each_ : 0);
+          if (touches_ & 1U) {
+            post(each_);
+            begin();
+          }
           touches_ >>= 1;
         }),
         templates_(segment_.toWrite() + kPage - 32, kWatchedArea),
@@ -255,6 +258,9 @@ class Interrupted {
       templates_.append(templateOf(posted_));
       data_.append(eventOf(posted_));
     }
+  }
+
+  void begin() {
     templates_.begin(templateOf(posted_), 64);
     data_.begin(eventOf(posted_), 64);
   }
@@ -264,6 +270,7 @@ class Interrupted {
   // The number of the first event that was not returned yet.
   std::uint32_t returned() const { return returned_; }
   std::uint32_t posted() const { return posted_; }
+  std::uint32_t withTemplate() const { return withTemplate_; }
 
   // How many events were returned: whole, one after the other, behind those of the last look. If
   // some are left out, that is said, and how many but for whole turns.
@@ -279,6 +286,7 @@ class Interrupted {
     for (const reader::Event& event : batch.events) {
       expectWhole(event);
       EXPECT_EQ(event.threadId, static_cast<std::int32_t>(expected++));
+      withTemplate_ += event.origin ? 1 : 0;
     }
     if (!firstLook_) expectMissed(batch, first);
     firstLook_ = false;
@@ -304,6 +312,7 @@ class Interrupted {
   unsigned touches_ = 0;
   std::uint32_t posted_ = 0;
   std::uint32_t returned_ = 0;
+  std::uint32_t withTemplate_ = 0;
   bool firstLook_ = true;
 };
 
@@ -316,6 +325,7 @@ TEST(EventsPostedWhileTheyAreCopied, AreReturnedWholeAndInOrderOrAtTheNextLook) 
       SCOPED_TRACE(testing::Message() << each << " at touches " << touches);
       Interrupted posting(each, touches);
       posting.post(kTurn / 2 + each);
+      posting.begin();
       for (int i = 0; i < 6; ++i) posting.look();
       posting.stop();
       posting.look();
@@ -330,7 +340,26 @@ TEST(EventsPostedWhileTheyAreCopied, DoNotHideThoseOfBefore) {
   for (std::uint32_t each = 1; each <= kWatchedSlots / 10; ++each) {
     Interrupted posting(each);
     posting.post(2 * kWatchedSlots);
+    posting.begin();
     EXPECT_GE(posting.look(), kWatchedSlots - 8 * each);
     EXPECT_GE(posting.look(), each);
+  }
+}
+
+// Somewhere among these numbers of events each of the rings is full to its end.
+TEST(AnEventBegunWhileItIsCopied, CostsTheTwoOldestAtMost) {
+  constexpr std::uint32_t kMostOfTemplateTurn = 20;
+  for (std::uint32_t before = 1; before <= kWatchedSlots; ++before) {
+    for (const unsigned touches : {1U, 2U, 4U, 8U, 16U, 32U}) {
+      SCOPED_TRACE(testing::Message() << before << " at touches " << touches);
+      Interrupted posting(0, touches);
+      posting.post(before);
+      EXPECT_GE(posting.look(), before < kWatchedSlots ? before : before - 2);
+      EXPECT_EQ(posting.returned(), before);
+      EXPECT_GE(posting.withTemplate(), std::min(before, kMostOfTemplateTurn));
+      posting.post(1);
+      EXPECT_EQ(posting.look(), 1U);
+      ASSERT_FALSE(testing::Test::HasFailure());
+    }
   }
 }
