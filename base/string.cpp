@@ -88,9 +88,13 @@ void ZEB_String::fail() {
 
 // The text may lie in the buffer that it replaces, so that one goes last.
 void ZEB_String::assign(const zebchar* text, std::uint32_t units) {
+  forgetNarrow();
+  if (units > 0 && units == size_ && wide_) {
+    std::memmove(wide_, text, std::size_t{units} * kUnitBytes);
+    return;
+  }
   const zebchar* const old = wide_;
   wide_ = nullptr;
-  forgetNarrow();
   size_ = units;
   init();
   if (wide_ && size_ > 0) zebncpy(wide_, text, size_);

@@ -43,6 +43,7 @@ void ZEB_Record_Set::index() const {
   try {
     firstChild_.clear();
     nextSibling_.clear();
+    firstChild_.reserve(entries());
     std::vector<std::size_t> next(entries(), entries());
     for (std::size_t at = entries(); at-- > 0;) {
       const auto [head, alone] =

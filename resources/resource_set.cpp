@@ -1,26 +1,9 @@
 #include "resources/resource_set.h"
 
 #include <algorithm>
-#include <functional>
 #include <new>
-#include <string_view>
 
 #include "base/trace.h"
-
-namespace {
-
-std::size_t hashOf(const ZEB_String& text) {
-  const zebchar* const units = text.getwcValue();
-  return units ? std::hash<std::string_view>()(
-                     {reinterpret_cast<const char*>(units), text.size() * sizeof(zebchar)})
-               : 0;
-}
-
-std::size_t hashOf(const ZEB_Resource_ID& id) {
-  return hashOf(id.getUuid()) * 31 + hashOf(id.getLabel());
-}
-
-}  // namespace
 
 ZEB_ORVA_Resource_Set::ZEB_ORVA_Resource_Set() {
   Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::ZEB_ORVA_Resource_Set");
@@ -70,7 +53,7 @@ ZEB_ORVA_Resource* ZEB_ORVA_Resource_Set::find(const ZEB_Resource_ID* id) const 
     return nullptr;
   }
   std::size_t first = entries();
-  const auto [begin, end] = byId_.equal_range(hashOf(*id));
+  const auto [begin, end] = byId_.equal_range(id->hash());
   for (auto place = begin; place != end; ++place)
     if (place->second < first && at(place->second)->alike(id) != 0) first = place->second;
   return first == entries() ? nullptr : at(first);
@@ -90,8 +73,10 @@ void ZEB_ORVA_Resource_Set::sortByAddress() {
 // False when memory ran out.
 bool ZEB_ORVA_Resource_Set::index() const {
   try {
-    for (std::size_t place = byId_.size(); place < entries(); ++place)
-      byId_.emplace(hashOf(at(place)->getResourceId()), place);
+    for (std::size_t place = byId_.size(); place < entries(); ++place) {
+      const ZEB_REIR* const record = at(place)->getInformationRecord();
+      byId_.emplace(record ? record->hash() : 0, place);
+    }
     return true;
   } catch (const std::bad_alloc&) {
     return false;
