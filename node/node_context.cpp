@@ -149,19 +149,19 @@ void ZEB_Node_Context::getResourceNames() {
   activationOverride_ = overrideOf(configurationValue(key.getcValue()), activationOverride_);
 }
 
-// The flags stay as they are while messages flow. From here to the end nothing catches: what the
-// host throws belongs to the host.
+// The host may complete the node while the message is downstream, and the node be inactive then:
+// what is active is asked again. Nothing catches here: what the host throws belongs to the host.
 void ZEB_Node_Context::processMessage(HostTree* first, HostTree* second, HostMessage* message) {
   Trace trace(kUnit, "ZEB_Node_Context::processMessage");
   ZEB_Monitoring_Node* const node = monitoringNode_.get();
-  const bool statistics = node && node->isActiveForStats();
-  const bool events = node && node->isActiveForEvents();
   int returnCode = 0;
   int size = 0;
   _TimeStamp queued;
   ZEB_Timer timer;
   MessageDescriptor descriptor;  // read when the node is active
 
+  const bool statistics = node && node->isActiveForStats();
+  const bool events = node && node->isActiveForEvents();
   if (statistics) {
     timer.start();
     if (message) size = bitStreamSize(message);
@@ -177,12 +177,12 @@ void ZEB_Node_Context::processMessage(HostTree* first, HostTree* second, HostMes
   trace.text("hnxPropagate rc=%i", returnCode);
 
   // A failure downstream counts too: the time up to it was spent.
-  if (statistics) {
+  if (node && node->isActiveForStats()) {
     timer.stop();
     node->updateStatistics(queued, timer.elapsedTime(), size);
   }
   if (returnCode != HOST_EXCEPTION) return;
-  if (events) node->postException(&descriptor);
+  if (node && node->isActiveForEvents()) node->postException(&descriptor);
   hcxRethrowLastException(&(returnCode = 0));
 }
 

@@ -29,6 +29,8 @@ ZEB_EVIR& ZEB_EVIR::operator=(const ZEB_EVIR& other) {
   ZEB_Record::operator=(other);
   template_ = other.template_;
   data_ = other.data_;
+  require(template_);
+  require(data_);
   return *this;
 }
 
@@ -42,7 +44,10 @@ void* ZEB_EVIR::getFrom(const void* bytes, void* p) {
   if (!usable(p)) return trace.leave(p);
   void* at = ZEB_Record::getFrom(bytes, p);
   at = template_.getFrom(behind(bytes, distance(p, at)), at);
-  return trace.leave(data_.getFrom(behind(bytes, distance(p, at)), at));
+  at = data_.getFrom(behind(bytes, distance(p, at)), at);
+  require(template_);
+  require(data_);
+  return trace.leave(at);
 }
 
 void* ZEB_EVIR::putTo(void* bytes, void* p) {

@@ -273,9 +273,11 @@ bool ZEB_Broker::putAside(const ZEB_ORVA_Resource& parent, const ZEB_ORVA_Resour
   return false;
 }
 
-// Afterwards only what lies on the way to the needed node has children.
+// Afterwards only what lies on the way to the needed node has children; while it is traced, every
+// node stays.
 void ZEB_Broker::setAside(const ZEB_Node* node) {
   needed_ = node;
+  if (bZEBTracing != 0) return;
   const std::size_t before = aside_.size();
   executionGroups_.dropIf([&](ZEB_Execution_Group* group) {
     group->getMessageFlows().dropIf([&](ZEB_Message_Flow* flow) {

@@ -66,14 +66,16 @@ Block_Header ZEB_Memory_Manager::reload() {
 }
 
 void ZEB_Memory_Manager::putHeader() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::putHeader");
-  const _TimeStamp now = ZEB_Timer::nowTime();
-  const std::lock_guard guard(copying_);
-  write(now);
+  putHeader([](Block_Header& /*header*/) {});
 }
 
 // What was written into the block is seen before the header that says so.
-void ZEB_Memory_Manager::write(_TimeStamp now) {
+template <class Change>
+void ZEB_Memory_Manager::putHeader(Change change) {
+  Trace trace(kUnit, "ZEB_Memory_Manager::putHeader");
+  const _TimeStamp now = ZEB_Timer::nowTime();
+  const std::lock_guard guard(copying_);
+  change(header_);
   header_.lastUpdate = now;
   if (!address_) return;
   std::atomic_thread_fence(std::memory_order_release);
@@ -106,14 +108,11 @@ void ZEB_Memory_Manager::setNextPosition(const void* p) {
   Trace trace(kUnit, "ZEB_Memory_Manager::setNextPosition");
   trace.text("Parameter %X", p);
   const auto next = static_cast<std::int32_t>(number(p) - number(address_));
-  const _TimeStamp now = ZEB_Timer::nowTime();
   std::int32_t last;
-  {
-    const std::lock_guard guard(copying_);
-    header_.next = next;
-    header_.last = last = std::max(header_.last, next);
-    write(now);
-  }
+  putHeader([&](Block_Header& header) {
+    header.next = next;
+    header.last = last = std::max(header.last, next);
+  });
   trace.text("Next : %X  Last : %X", static_cast<unsigned>(next), static_cast<unsigned>(last));
 }
 

@@ -87,7 +87,8 @@ class ZEB_Memory_Manager {
   void* at(std::int32_t offset) const;
   Block_Header reload();
   std::uint32_t size() const { return bound_ ? mapped_ : headerCopy().size; }
-  void write(_TimeStamp now);
+  template <class Change>
+  void putHeader(Change change);
 
   int status_ = ZEB_STATUS_OK;
   void* address_ = nullptr;

@@ -342,6 +342,21 @@ TEST_F(Messages, AnInactiveNodeRaisesAgainWithoutALook) {
   EXPECT_EQ((Names{"hnxPropagate", "hcxRethrowLastException"}), host().callNames());
 }
 
+TEST_F(Registry, ANodeThatBecomesInactiveDuringAMessageRaisesAgainWithoutALook) {
+  startLibrary("ZEBActivateNode=No\n");
+  NodeContext context;
+  context.set("label", u"NODE1");
+  host().script.propagate = [&](int& code, HostMessage*) {
+    std::uint16_t name[16];
+    table().getAttributeName(context.context(), 0, name, 16);  // which completes the node
+    code = 64;
+  };
+  host().forget();
+  EXPECT_THROW(context.send(), Rethrown);
+  EXPECT_EQ((Names{"hnxBufferSize", "hnxBufferPointer", "hnxPropagate", "hcxRethrowLastException"}),
+            host().callNames());
+}
+
 TEST_F(Messages, AContextThatFailedRaisesAgainToo) {
   host().script.createInputTerminal = [](int&) -> HostTerminal* { return nullptr; };
   host().script.propagate = [](int& code, HostMessage*) { code = 64; };

@@ -107,6 +107,24 @@ TEST_F(StoredEvents, ATemplateThatLosesAStringIsNotOk) {
   }
 }
 
+TEST_F(StoredEvents, AJoinedRecordWhoseTemplateLosesAStringIsNotOk) {
+  constexpr std::size_t kLongest = 2 * (4 + 1);
+  Bytes image = joinedImage();
+  ZEB_EVIR read(nullptr, nullptr);
+  failAllocations(kLongest);
+  read.get(image.data());
+  succeedAgain();
+  EXPECT_EQ(301, read.getStatus());
+  ZEB_EVIR whole(nullptr, nullptr);
+  whole.get(image.data());
+  EXPECT_TRUE(whole.OK());
+  ZEB_EVIR assigned(nullptr, nullptr);
+  failAllocations(kLongest);
+  assigned = whole;
+  succeedAgain();
+  EXPECT_EQ(301, assigned.getStatus());
+}
+
 TEST_F(StoredEvents, ATemplateIsNewOnlyWithAGroup) {
   const ZEB_String name("name");
   EXPECT_EQ(kNow, ZEB_EVTR(&name, nullptr, nullptr, ZEB_INPUT_NODE, nullptr).timeStamp().seconds);

@@ -393,6 +393,16 @@ TEST_F(Broker, WhatNamesAnotherParentIsNotSetAside) {
   EXPECT_EQ("EG1 A; EG2 B C; ", present(*broker));
 }
 
+TEST_F(Broker, WhileItIsTracedNothingIsSetAside) {
+  const auto broker = makeBroker();
+  const Branch needed(*broker, "EG1", "A");
+  const Branch other(*broker, "EG2", "B");
+  broker->populateStatsArea();
+  const Tracing on;
+  broker->setAside(needed.node);
+  EXPECT_EQ("EG1 A; EG2 B; ", present(*broker));
+}
+
 TEST_F(Broker, AFlushForgetsWhatWasSetAside) {
   const auto broker = makeBroker();
   const Branch needed(*broker, "EG1", "A");

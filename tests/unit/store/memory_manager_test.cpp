@@ -278,6 +278,7 @@ TEST_F(MemoryManager, TracesAMove) {
   manager.setNextPosition(block + 0x2C);
   EXPECT_EQ((Texts{"Parameter " + hex(block + 0x2C), "Next : 2C  Last : 5A"}),
             ownTextsOf(kUnit, "ZEB_Memory_Manager::setNextPosition"));
+  EXPECT_EQ(2U, textsOf(kUnit, "ZEB_Memory_Manager::putHeader").size());
 }
 
 TEST_F(MemoryManager, TracesTheAnswerToWhetherThereIsSpace) {
