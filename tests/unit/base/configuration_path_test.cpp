@@ -8,6 +8,7 @@
 #include "base/settings.h"
 #include "base/temp_directory.h"
 #include "tests/support/processes.h"
+#include "tests/unit/store/failing_system.h"
 #include "tests/unit/store/library_test.h"
 
 namespace fs = std::filesystem;
@@ -215,6 +216,28 @@ TEST_F(ConfigurationPath, TheTemporaryDirectoryIsReadOnceAndEndsInASlash) {
     EXPECT_EQ("Exit", child.hear());
     EXPECT_EQ(0, child.wait());
   }
+}
+
+// Tells whether there was a directory while its name could not be had, and then what it is.
+int tellDirectoryWithoutMemory(Steps& parent, const std::vector<std::string>& arguments) {
+  constexpr std::size_t kDirectory = 300;  // units: no other string is as long
+  useOwnConfiguration();
+  configure("ZEBTempDirectory " + std::string(kDirectory, 'x') + "\n");
+  failAllocations(3 * kDirectory + 1);
+  parent.tell(getTempDirectory().getcValue() ? arguments.at(0) : "none");
+  succeedAgain();
+  parent.tell(getTempDirectory().getcValue());
+  return 0;
+}
+
+const Role kDirectoryReaderWithoutMemory("directory reader without memory",
+                                         tellDirectoryWithoutMemory);
+
+TEST_F(ConfigurationPath, TheTemporaryDirectoryIsReadAgainWhenMemoryRanOut) {
+  Child child("directory reader without memory", {"some"});
+  EXPECT_EQ("none", child.hear());
+  EXPECT_EQ(std::string(300, 'x') + "/", child.hear());
+  EXPECT_EQ(0, child.wait());
 }
 
 }  // namespace

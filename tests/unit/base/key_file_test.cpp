@@ -163,6 +163,21 @@ TEST_F(KeyFile, AnotherKeyIsNotCovered) {
   EXPECT_FALSE(lock.covers(-1));
 }
 
+TEST_F(KeyFile, IsLockedForAHostWithoutStandardInputToo) {
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  {
+    const Key_File_Lock lock(kFile);
+    EXPECT_NE(-1, fcntl(STDIN_FILENO, F_GETFD));
+    EXPECT_TRUE(lock.covers(key()));
+    EXPECT_FALSE(lock.covers(key() + 1));
+    EXPECT_EQ(EWOULDBLOCK, tryToLock());
+  }
+  EXPECT_EQ(-1, fcntl(STDIN_FILENO, F_GETFD));
+  dup2(input, STDIN_FILENO);
+  close(input);
+}
+
 TEST_F(KeyFile, OneThatIsGoneOrReplacedIsNotCovered) {
   const int before = key();
   const Key_File_Lock lock(kFile);

@@ -269,6 +269,10 @@ TEST_F(NodeAttributes, ReadingTraces) {
   get(u"label", 33);
   EXPECT_EQ((Texts{"Entry", "Attribute Name = <label>  Buffer size = <33>", "Exit: 0x1"}),
             textsOf(kUnit, "ZEB_Node_Context::getAttributeValue"));
+  host().forget();
+  context->getAttributeValue(units(u"type"), nullptr, 33);
+  EXPECT_EQ((Texts{"Entry", "Attribute Name = <type>  Buffer size = <33>", "Exit: 0x0"}),
+            textsOf(kUnit, "ZEB_Node_Context::getAttributeValue"));
 }
 
 TEST_F(NodeAttributes, ATextIsNeverAFormat) {

@@ -149,6 +149,7 @@ TEST_F(CatalogueOf, ANodeWithoutParentLeavesTheTreeWithItsStatistics) {
   ASSERT_TRUE(read());
   EXPECT_EQ("xxx--", members());
   EXPECT_EQ(0U, entry(1).nodes);
+  EXPECT_EQ(0U, catalogue_->nodesWithoutStatistics());
 }
 
 TEST_F(CatalogueOf, TheFirstStatisticsOfANodeAreItsOwn) {

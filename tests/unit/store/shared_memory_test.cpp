@@ -269,6 +269,10 @@ TEST_F(SharedMemory, IsNotOkWithoutMemoryForTheMutex) {
   EXPECT_EQ((Texts{"Initializing shared memory segment", "Can't create Mutex"}),
             ownTextsOf(kUnit, kInit));
   EXPECT_EQ(Texts{message1(kUnit, kInit)}, messageLines());
+  std::vector<int> numbers;
+  for (const LogEntry& entry : host().log())
+    if (entry.function == kInit) numbers.push_back(entry.number);
+  EXPECT_EQ((std::vector<int>{0, 0, 0, 1, 0}), numbers);  // behind both texts
 }
 
 TEST_F(SharedMemory, WorksWithoutAnAttachMutex) {
