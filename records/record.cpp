@@ -55,10 +55,11 @@ void* ZEB_Record::getFrom(const void* bytes, void* p) {
   trace.text("GET %d bytes from 0x%X", static_cast<int>(layout::header::bytes), p);
   if (!usable(p)) [[unlikely]]
     return trace.leave(p);
-  const ZEB_Record_ID before = header_.id;
   address_ = p;
-  std::memcpy(&header_, bytes, sizeof header_);
-  if (header_.id != before) mutexStale_ = 1;
+  ZEB_Record_Header stored;
+  std::memcpy(&stored, bytes, sizeof stored);
+  if (stored.id != header_.id) mutexStale_ = 1;
+  header_ = stored;
   return trace.leave(behind(p, sizeof header_));
 }
 
