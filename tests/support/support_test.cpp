@@ -1,12 +1,15 @@
 // The ground that the other tests stand on.
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <sys/msg.h>
+#include <sys/sem.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "tests/support/ipc_objects.h"
 #include "tests/support/leftovers.h"
@@ -29,6 +32,32 @@ int sayThatItRunsThenWait(support::Steps& parent, const std::vector<std::string>
   parent.hear();
   return 0;
 }
+
+// How many failures the check finds after a test that did this; and again, when it has cleaned up.
+std::pair<int, int> failuresAfter(const std::function<void()>& test) {
+  support::LeftoverCheck check;
+  testing::TestEventListener& listener = check;
+  const testing::TestInfo& self = *testing::UnitTest::GetInstance()->current_test_info();
+  listener.OnTestStart(self);
+  test();
+  testing::TestPartResultArray found;
+  testing::TestPartResultArray later;
+  using Reporter = testing::ScopedFakeTestPartResultReporter;
+  {
+    const Reporter reporter(Reporter::INTERCEPT_ONLY_CURRENT_THREAD, &found);
+    listener.OnTestEnd(self);
+  }
+  const Reporter reporter(Reporter::INTERCEPT_ONLY_CURRENT_THREAD, &later);
+  listener.OnTestEnd(self);
+  return {found.size(), later.size()};
+}
+
+const std::function<void()> kLeaving[] = {
+    [] { msgget(IPC_PRIVATE, 0600); },
+    [] { semget(IPC_PRIVATE, 1, 0600); },
+    [] { shmget(IPC_PRIVATE, 100, 0600); },
+    [] { std::ofstream("/tmp/left") << "x"; },
+};
 
 const support::Role kCapitals("capitals", answerInCapitals);
 const support::Role kWaiting("waiting", sayThatItRunsThenWait);
@@ -73,6 +102,21 @@ TEST(IpcObjects, AreFoundByTheirKeyFile) {
   EXPECT_EQ(0U, support::segmentOf("/tmp/key")->attached);
   EXPECT_EQ(100U, support::bytesOf(*support::segmentOf("/tmp/key")).size());
   EXPECT_FALSE(support::semaphoreOf("/tmp/key"));
+}
+
+TEST(LeftoverCheck, FailsATestThatLeavesAnythingBehindAndRemovesThat) {
+  for (const auto& leave : kLeaving) EXPECT_EQ(std::make_pair(1, 0), failuresAfter(leave));
+  EXPECT_EQ(std::make_pair(0, 0), failuresAfter([] {}));
+}
+
+TEST(LeftoverCheck, OnlyRemovesWhatATestAnnounced) {
+  for (const auto& leave : kLeaving) {
+    EXPECT_EQ(std::make_pair(0, 0), failuresAfter([&] {
+                support::leavesThingsBehind();
+                leave();
+              }));
+  }
+  EXPECT_EQ(std::make_pair(0, 0), failuresAfter([] {}));
 }
 
 TEST(Child, TalksAndReturnsItsExitCode) {
