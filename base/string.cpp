@@ -89,7 +89,7 @@ void ZEB_String::fail() {
 // The text may lie in the buffer that it replaces, so that one goes last.
 void ZEB_String::assign(const zebchar* text, std::uint32_t units) {
   forgetNarrow();
-  if (units > 0 && units == size_ && wide_) {
+  if (text && wide_ && units == size_) {
     std::memmove(wide_, text, std::size_t{units} * kUnitBytes);
     return;
   }

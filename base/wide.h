@@ -13,7 +13,7 @@ using zebchar = std::uint16_t;
 template <std::size_t N>
 consteval std::array<zebchar, N> widened(const char (&text)[N]) {
   std::array<zebchar, N> units;
-  for (std::size_t i = 0; i < N; ++i) units[i] = static_cast<zebchar>(text[i]);
+  for (std::size_t i = 0; i < N; ++i) units[i] = static_cast<unsigned char>(text[i]);
   return units;
 }
 
