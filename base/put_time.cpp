@@ -46,10 +46,12 @@ std::optional<_TimeStamp> scanPutTime(const char* date, const char* time) {
   std::memcpy(timeText, time, strnlen(time, kCharacters));
   std::tm put{};
   int hundredths = 0;
+  // NOLINTBEGIN(cert-err34-c): no number has more than four digits.
   if (std::sscanf(dateText, "%4d%2d%2d", &put.tm_year, &put.tm_mon, &put.tm_mday) != 3) return {};
   if (std::sscanf(timeText, "%2d%2d%2d%2d", &put.tm_hour, &put.tm_min, &put.tm_sec, &hundredths) !=
       4)
     return {};
+  // NOLINTEND(cert-err34-c)
   put.tm_year -= 1900;
   put.tm_mon -= 1;
   return stampOf(timegm(&put), hundredths);

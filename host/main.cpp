@@ -177,6 +177,7 @@ int run(Arguments& arguments) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only a wrong declaration of an option throws outside.
 int main(int argc, char** argv) {
   CLI::App app(
       "Runs message flows whose nodes come from a plug-in library, as a broker host does.");

@@ -27,6 +27,7 @@ bool known(const HostNodeFunctionTable& table) {
 // their way out of it.
 Plugin::Plugin(const std::filesystem::path& file) {
   void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs yet.
   if (library == nullptr) throw std::runtime_error(fmt::format("can't load {}", dlerror()));
   using EntryPoint = HostFactory* (*)();
   const auto entry = reinterpret_cast<EntryPoint>(dlsym(library, kEntryPoint));

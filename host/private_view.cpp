@@ -21,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 [[noreturn]] void refuse(const std::string& step) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs yet.
   throw ViewRefused(fmt::format("{}: {}", step, std::strerror(errno)));
 }
 

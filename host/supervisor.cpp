@@ -37,6 +37,7 @@ sigset_t stopSignals() {
 Supervisor::Supervisor(const FlowFile& file, const RunOptions& options, Tally& tally)
     : file_(file), options_(options), tally_(tally) {
   const sigset_t set = stopSignals();
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): this process has one thread.
   sigprocmask(SIG_BLOCK, &set, nullptr);
   signal(SIGPIPE, SIG_IGN);
   signals_ = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
@@ -71,6 +72,7 @@ void Supervisor::fork(std::size_t group) {
     for (const Child& other : children_) close(other.socket);
     setLog(logFile_, &tally_.log());
     const int code = runExecutionGroup(file_, group, options_, tally_, ends[1]);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the flows' threads have ended.
     std::exit(code);
   }
   close(ends[1]);
@@ -182,8 +184,9 @@ void Supervisor::reap(Child& child, bool ending) {
   };
   if (WIFSIGNALED(status)) {
     if (stoppedBy_ == 0) {
-      lost(fmt::format("was ended by signal {} ({})", WTERMSIG(status),
-                       strsignal(WTERMSIG(status))));
+      // NOLINTNEXTLINE(concurrency-mt-unsafe): this process has one thread.
+      const char* const name = strsignal(WTERMSIG(status));
+      lost(fmt::format("was ended by signal {} ({})", WTERMSIG(status), name));
     }
   } else if (WEXITSTATUS(status) != 0 || !ending) {
     lost(fmt::format("ended with code {}", WEXITSTATUS(status)));

@@ -133,7 +133,7 @@ std::optional<std::string> Section::oneOf(std::string_view key,
                                           bool anyCase) {
   const toml::node* node = find(key);
   if (node == nullptr) return std::nullopt;
-  const auto value = node->value_exact<std::string>();
+  auto value = node->value_exact<std::string>();
   if (value && std::any_of(values.begin(), values.end(),
                            [&](auto known) { return sameText(known, *value, anyCase); })) {
     return value;

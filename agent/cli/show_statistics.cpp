@@ -130,7 +130,7 @@ void StatisticsTable::addNode(const reader::Node& node) {
     cells.push_back(node.statistics ? fmt::to_string(count) : "-");
     cells.resize(15, "-");
   }
-  cells.push_back(node.deleted ? "deleted" : "");
+  cells.emplace_back(node.deleted ? "deleted" : "");
   table_.addRow(std::move(cells));
 }
 
