@@ -20,8 +20,7 @@ void ZEB_EVIR::init(const ZEB_EVTR* eventTemplate, const ZEB_EVDR* data) {
   Trace trace(kUnit, "ZEB_EVIR::init");
   if (eventTemplate) template_ = *eventTemplate;
   if (data) data_ = *data;
-  require(template_);
-  require(data_);
+  requireParts();
 }
 
 ZEB_EVIR& ZEB_EVIR::operator=(const ZEB_EVIR& other) {
@@ -29,9 +28,13 @@ ZEB_EVIR& ZEB_EVIR::operator=(const ZEB_EVIR& other) {
   ZEB_Record::operator=(other);
   template_ = other.template_;
   data_ = other.data_;
+  requireParts();
+  return *this;
+}
+
+void ZEB_EVIR::requireParts() {
   require(template_);
   require(data_);
-  return *this;
 }
 
 std::uint32_t ZEB_EVIR::size() const {
@@ -45,8 +48,7 @@ void* ZEB_EVIR::getFrom(const void* bytes, void* p) {
   void* at = ZEB_Record::getFrom(bytes, p);
   at = template_.getFrom(behind(bytes, distance(p, at)), at);
   at = data_.getFrom(behind(bytes, distance(p, at)), at);
-  require(template_);
-  require(data_);
+  requireParts();
   return trace.leave(at);
 }
 

@@ -22,6 +22,8 @@ class ZEB_EVIR : public ZEB_Record {
   void print() const override;
 
  private:
+  void requireParts();
+
   ZEB_EVTR template_;
   ZEB_EVDR data_;
 };

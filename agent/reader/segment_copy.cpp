@@ -212,10 +212,13 @@ void mapAtOnce(const std::uint8_t* begin, std::size_t bytes, int how) {
 Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
   const Bytes own = shared.subspan(place.offset, place.size);
   Area area;
-  // Before the header is read: little time is to pass between it and the copy.
-  area.bytes.reserve(own.size());
-  mapAtOnce(area.bytes.data(), own.size(), MADV_POPULATE_WRITE);
-  mapAtOnce(own.data(), own.size(), MADV_POPULATE_READ);
+  // Before the header is read for the copy: little time is to pass between the two. Pages behind
+  // what is used aren't touched, since the system would make them.
+  const std::size_t used =
+      std::min<std::size_t>(Header(own.first(block::bytes)).last(), own.size());
+  area.bytes.reserve(used);
+  mapAtOnce(area.bytes.data(), used, MADV_POPULATE_WRITE);
+  mapAtOnce(own.data(), used, MADV_POPULATE_READ);
   const Header header = headerOf(own);
   const auto within = [&](std::uint32_t offset) {
     return offset >= block::bytes && offset <= own.size();

@@ -2,7 +2,9 @@
 #include "agent/reader/segment.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -35,6 +37,27 @@ Block area(const char* eyecatcher, std::uint32_t size = 4096) {
 }
 
 }  // namespace
+
+TEST(SegmentCopy, TakesNoMemoryForWhatAnAreaDoesNotUse) {
+  constexpr std::uint32_t kArea = 16 << 20;
+  constexpr std::size_t kMost = 64 << 10;
+  const Bytes bytes = image::segment({area("zebcstar", kArea)});
+  const int file = memfd_create("segment", 0);
+  ASSERT_EQ(0, ftruncate(file, static_cast<off_t>(bytes.size())));
+  ASSERT_EQ(4096, pwrite(file, bytes.data(), 4096, 0));
+  void* const shared = mmap(nullptr, bytes.size(), PROT_READ, MAP_SHARED, file, 0);
+  ASSERT_NE(MAP_FAILED, shared);
+  const auto read =
+      reader::copySegment({static_cast<const std::uint8_t*>(shared), bytes.size()}, bytes.size());
+  struct stat present {};
+  fstat(file, &present);
+  munmap(shared, bytes.size());
+  close(file);
+  ASSERT_EQ(1U, read.areas.size());
+  EXPECT_EQ(kArea, read.areas[0].size);
+  EXPECT_LT(read.areas[0].bytes.capacity(), kMost);
+  EXPECT_LT(static_cast<std::size_t>(present.st_blocks) * 512, kMost);
+}
 
 TEST(SegmentCopy, HoldsAllThreeAreasUpToTheirLastOffset) {
   Block statistics = image::ordersBlock();
