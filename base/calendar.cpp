@@ -3,11 +3,11 @@
 #include <cstring>
 #include <ctime>
 
-std::uint32_t calendarNow() {
+std::uint32_t ZEB_CalendarNow() {
   return static_cast<std::uint32_t>(std::time(nullptr)) + kCalendarEpoch;
 }
 
-const char* formatCalendar(char (&text)[kCalendarTextBytes], std::uint32_t calendarTime) {
+const char* ZEB_FormatCalendar(char (&text)[kCalendarTextBytes], std::uint32_t calendarTime) {
   const std::time_t time = static_cast<std::time_t>(calendarTime) - kCalendarEpoch;
   std::tm local{};
   const bool written = calendarTime != 0 && localtime_r(&time, &local) &&

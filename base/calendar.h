@@ -10,9 +10,9 @@ inline constexpr std::uint32_t kCalendarEpoch = 2177452800;
 
 inline constexpr int kCalendarTextBytes = 64;
 
-std::uint32_t calendarNow();
+std::uint32_t ZEB_CalendarNow();
 
 // Writes the time as date and time of the local zone, as the locale shows it; "n/a" for 0.
-const char* formatCalendar(char (&text)[kCalendarTextBytes], std::uint32_t calendarTime);
+const char* ZEB_FormatCalendar(char (&text)[kCalendarTextBytes], std::uint32_t calendarTime);
 
 #endif  // ZEB_BASE_CALENDAR_H

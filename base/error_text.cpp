@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-void formatError(char (&text)[kErrorTextBytes], int errorNumber) {
+void ZEB_FormatError(char (&text)[kErrorTextBytes], int errorNumber) {
   char buffer[kErrorTextBytes - 32];
   std::snprintf(text, sizeof text, "Error %i. %s", errorNumber,
                 strerror_r(errorNumber, buffer, sizeof buffer));

@@ -5,6 +5,6 @@
 inline constexpr int kErrorTextBytes = 256;
 
 // Writes "Error %i. " and the system's text for that error number.
-void formatError(char (&text)[kErrorTextBytes], int errorNumber);
+void ZEB_FormatError(char (&text)[kErrorTextBytes], int errorNumber);
 
 #endif  // ZEB_BASE_ERROR_TEXT_H

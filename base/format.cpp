@@ -15,7 +15,7 @@ constexpr char kUnit[] = "zebctool";
 
 constexpr std::ptrdiff_t kRun = 8;
 
-void dumpRun(const Trace& trace, const unsigned char* run, std::ptrdiff_t length) {
+void dumpRun(const ZEB_Trace& trace, const unsigned char* run, std::ptrdiff_t length) {
   char hex[3 * kRun + 1];
   char characters[kRun + 1] = {};
   for (std::ptrdiff_t i = 0; i < kRun; ++i) {
@@ -32,7 +32,7 @@ void dumpRun(const Trace& trace, const unsigned char* run, std::ptrdiff_t length
 }  // namespace
 
 ZEB_String ZEB_Format_Message(const char* format, ...) {
-  Trace trace(kUnit, "ZEB_Format_Message");
+  ZEB_Trace trace(kUnit, "ZEB_Format_Message");
   char text[kLogTextBytes] = {};
   if (format) {
     va_list arguments;
@@ -44,14 +44,14 @@ ZEB_String ZEB_Format_Message(const char* format, ...) {
 }
 
 ZEB_String ZEB_GetLastError(int code) {
-  Trace trace(kUnit, "ZEB_GetLastError");
+  ZEB_Trace trace(kUnit, "ZEB_GetLastError");
   char text[kErrorTextBytes];
-  formatError(text, code == 0 ? errno : code);
+  ZEB_FormatError(text, code == 0 ? errno : code);
   return ZEB_String(text);
 }
 
 void ZEB_DumpMemory(const void* address, std::ptrdiff_t length, const char* title) {
-  Trace trace(kUnit, "ZEB_DumpMemory");
+  ZEB_Trace trace(kUnit, "ZEB_DumpMemory");
   if (!address) return;
   if (title) trace.line("%s", title);
   const auto* run = static_cast<const unsigned char*>(address);

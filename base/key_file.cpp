@@ -28,13 +28,13 @@ bool lockFile(int file) {
 
 }  // namespace
 
-int tracedKey(const Trace& trace, const char* path) {
+int ZEB_TracedKey(const ZEB_Trace& trace, const char* path) {
   const int key = path ? ftok(path, kProject) : -1;
   trace.text("ftok = %08X %s", static_cast<unsigned>(key), path ? path : "");
   return key;
 }
 
-bool createKeyFile(const Trace& trace, const char* path) {
+bool ZEB_CreateKeyFile(const ZEB_Trace& trace, const char* path) {
   const int file = path ? open(path, O_RDONLY | O_CREAT, kMode) : (errno = ENOMEM, -1);
   if (file < 0) {
     trace.systemCallFailed("open", errno);
@@ -44,7 +44,7 @@ bool createKeyFile(const Trace& trace, const char* path) {
   return true;
 }
 
-Key_File_Lock::Key_File_Lock(const char* path)
+ZEB_Key_File_Lock::ZEB_Key_File_Lock(const char* path)
     : path_(path), file_(path ? open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1) {
   gone_ = path && file_ < 0 && errno == ENOENT;
   if (file_ < 0 || (isOurs(file_) && lockFile(file_))) return;
@@ -52,13 +52,13 @@ Key_File_Lock::Key_File_Lock(const char* path)
   file_ = -1;
 }
 
-Key_File_Lock::~Key_File_Lock() {
+ZEB_Key_File_Lock::~ZEB_Key_File_Lock() {
   if (file_ < 0) return;
   flock(file_, LOCK_UN);  // by itself: a forked child has the file open too
   close(file_);
 }
 
-bool Key_File_Lock::covers(int key) const {
+bool ZEB_Key_File_Lock::covers(int key) const {
   if (file_ < 0) return !gone_;
   struct stat locked {};
   struct stat named {};

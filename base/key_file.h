@@ -5,22 +5,22 @@
 #include "base/trace.h"
 
 // ftok(path, 1), traced; -1 when there is no such file. `path` may be null.
-int tracedKey(const Trace& trace, const char* path);
+int ZEB_TracedKey(const ZEB_Trace& trace, const char* path);
 
 // Creates the file with mode 0660 less the umask. False, with a message, when it can't be opened;
 // a close that fails is a message only.
-bool createKeyFile(const Trace& trace, const char* path);
+bool ZEB_CreateKeyFile(const ZEB_Trace& trace, const char* path);
 
 // Holds off everybody else who joins or removes the objects behind a key file, so that nobody joins
 // objects that are just being removed. It is never held while waiting for the objects themselves,
 // and where the file can't be locked the caller goes on without: so with a file of another user,
 // who could hold the lock for ever.
-class Key_File_Lock {
+class ZEB_Key_File_Lock {
  public:
-  explicit Key_File_Lock(const char* path);
-  ~Key_File_Lock();
-  Key_File_Lock(const Key_File_Lock&) = delete;
-  Key_File_Lock& operator=(const Key_File_Lock&) = delete;
+  explicit ZEB_Key_File_Lock(const char* path);
+  ~ZEB_Key_File_Lock();
+  ZEB_Key_File_Lock(const ZEB_Key_File_Lock&) = delete;
+  ZEB_Key_File_Lock& operator=(const ZEB_Key_File_Lock&) = delete;
 
   // False when the file is gone from its path, or another file makes the key by now: then the key
   // leads to objects that nobody will join any more.

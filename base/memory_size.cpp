@@ -12,8 +12,8 @@ constexpr std::uint32_t kCeiling = 2147483647;
 
 }  // namespace
 
-std::uint32_t configuredMemorySize() {
-  const ZEB_String value = configurationValue("ZEBMemorySize");
+std::uint32_t ZEB_ConfiguredMemorySize() {
+  const ZEB_String value = ZEB_ConfigurationValue("ZEBMemorySize");
   const char* const text = value.getcValue();
   if (!text || *text == '\0') return kDefault;
   // The low 32 bits, read as unsigned: a negative number is a huge one.

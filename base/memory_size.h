@@ -9,6 +9,6 @@ inline constexpr std::uint32_t kSmallestMemorySize = 4096;
 
 // The configured "ZEBMemorySize" in bytes: what one area takes, header included. Read anew at each
 // call; 32768 when not set, and bounded to 4096 ... 2147483647.
-std::uint32_t configuredMemorySize();
+std::uint32_t ZEB_ConfiguredMemorySize();
 
 #endif  // ZEB_BASE_MEMORY_SIZE_H

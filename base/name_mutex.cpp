@@ -43,22 +43,22 @@ bool startsWith(const ZEB_String& text, const ZEB_String& beginning) {
 }  // namespace
 
 ZEB_Name_Mutex::ZEB_Name_Mutex(const char* name) {
-  Trace trace(kUnit, "ZEB_Name_Mutex::ZEB_Name_Mutex");
+  ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::ZEB_Name_Mutex");
   setPath(name);
   const char* const path = path_.getcValue();
   trace.text("Initializing mutex %s", path_);
   for (int attempt = 1;; ++attempt) {
-    int key = tracedKey(trace, path);
+    int key = ZEB_TracedKey(trace, path);
     if (key == -1) {
-      if (!createKeyFile(trace, path)) {
+      if (!ZEB_CreateKeyFile(trace, path)) {
         status_ = ZEB_STATUS_FAILED;
         cleanup();
         return;
       }
       // Used as it is, even when it is -1 again: deliberately no check.
-      key = tracedKey(trace, path);
+      key = ZEB_TracedKey(trace, path);
     }
-    const Key_File_Lock lock(path);
+    const ZEB_Key_File_Lock lock(path);
     // The last user just removed it all: start over, though not for ever, should a file system give
     // the file another identity at every look.
     if (key != -1 && !lock.covers(key) && attempt < kAttempts) continue;
@@ -72,21 +72,21 @@ ZEB_Name_Mutex::ZEB_Name_Mutex(const char* name) {
 }
 
 ZEB_Name_Mutex::~ZEB_Name_Mutex() {
-  Trace trace(kUnit, "ZEB_Name_Mutex::~ZEB_Name_Mutex");
+  ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::~ZEB_Name_Mutex");
   cleanup();
 }
 
 // Stays empty for a null name and is not OK when memory ran out: no key file can be made of either.
 void ZEB_Name_Mutex::setPath(const char* name) {
   if (!name) return;
-  const ZEB_String directory = getTempDirectory();
+  const ZEB_String directory = ZEB_GetTempDirectory();
   const ZEB_String given(name);
   if (!startsWith(given, directory)) path_ = directory;
   path_ += given;
   path_ += kSuffix;
 }
 
-bool ZEB_Name_Mutex::joinQueue(const Trace& trace, int key) {
+bool ZEB_Name_Mutex::joinQueue(const ZEB_Trace& trace, int key) {
   const int queue = msgget(key, IPC_CREAT | kPermissions);
   if (queue < 0) {
     trace.systemCallFailed("msgget", errno);
@@ -100,7 +100,7 @@ bool ZEB_Name_Mutex::joinQueue(const Trace& trace, int key) {
   return true;
 }
 
-void ZEB_Name_Mutex::joinSemaphore(const Trace& trace, int key) {
+void ZEB_Name_Mutex::joinSemaphore(const ZEB_Trace& trace, int key) {
   errno = 0;
   semaphore_ = semget(key, 1, IPC_CREAT | IPC_EXCL | kPermissions);
   if (semaphore_ > 0) {
@@ -116,12 +116,12 @@ void ZEB_Name_Mutex::joinSemaphore(const Trace& trace, int key) {
 }
 
 void ZEB_Name_Mutex::cleanup() {
-  Trace trace(kUnit, "ZEB_Name_Mutex::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::cleanup");
   const char* const path = path_.getcValue();
   trace.text("Clean up mutex %s", path_);
   trace.text("Handle %0X", static_cast<unsigned>(semaphore_));
   if (queue_ > 0) {
-    const Key_File_Lock lock(path);
+    const ZEB_Key_File_Lock lock(path);
     if (dropReference(trace) && semaphore_ > 0) {
       trace.text("Deleting Semaphore");
       if (semctl(semaphore_, 1, IPC_RMID) != 0)
@@ -135,7 +135,7 @@ void ZEB_Name_Mutex::cleanup() {
 }
 
 // Takes this object's message out of the queue. True when that leaves the semaphore to be removed.
-bool ZEB_Name_Mutex::dropReference(const Trace& trace) const {
+bool ZEB_Name_Mutex::dropReference(const ZEB_Trace& trace) const {
   Reference reference;
   if (msgrcv(queue_, &reference, sizeof reference.body, reference.type, IPC_NOWAIT) < 0) {
     trace.systemCallFailed("msgrcv", errno);
@@ -155,21 +155,21 @@ bool ZEB_Name_Mutex::dropReference(const Trace& trace) const {
 }
 
 void ZEB_Name_Mutex::get(Threads threads) {
-  Trace trace(kUnit, "ZEB_Name_Mutex::get");
+  ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::get");
   if (!OK()) return;
   trace.text("Asking for mutex %s", path_);
   const bool inside = threads == Threads::mayMeet ? gate_->enter() : gate_->enterUnlessAlone();
   change(trace, -1);
   insideGate_ = inside;
-  tellAcquired(this);
+  ZEB_TellAcquired(this);
   trace.text("Got mutex %s", path_);
 }
 
 void ZEB_Name_Mutex::release() {
-  Trace trace(kUnit, "ZEB_Name_Mutex::release");
+  ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::release");
   if (!OK()) return;
   trace.text("About to release mutex %s", path_);
-  tellReleased(this);
+  ZEB_TellReleased(this);
   const bool inside = std::exchange(insideGate_, false);
   change(trace, 1);
   if (inside) gate_->leave();
@@ -178,7 +178,7 @@ void ZEB_Name_Mutex::release() {
 
 // No undo and no other flag, on purpose. A signal only interrupts the wait: going on then would
 // raise the semaphore above 1 later and end all exclusion.
-void ZEB_Name_Mutex::change(const Trace& trace, short by) const {
+void ZEB_Name_Mutex::change(const ZEB_Trace& trace, short by) const {
   sembuf operation{0, by, 0};
   while (semop(semaphore_, &operation, 1) != 0) {
     if (errno == EINTR) continue;
@@ -188,11 +188,11 @@ void ZEB_Name_Mutex::change(const Trace& trace, short by) const {
 }
 
 bool ZEB_Name_Mutex::OK() const {
-  Trace trace(kUnit, "ZEB_Name_Mutex::OK");
+  ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::OK");
   return trace.leave(status_ == ZEB_STATUS_OK);
 }
 
 int ZEB_Name_Mutex::getStatus() const {
-  Trace trace(kUnit, "ZEB_Name_Mutex::getStatus");
+  ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::getStatus");
   return trace.leave(status_);
 }

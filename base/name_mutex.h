@@ -42,10 +42,10 @@ class ZEB_Name_Mutex {
 
  private:
   void setPath(const char* name);
-  bool joinQueue(const Trace& trace, int key);
-  void joinSemaphore(const Trace& trace, int key);
-  bool dropReference(const Trace& trace) const;
-  void change(const Trace& trace, short by) const;
+  bool joinQueue(const ZEB_Trace& trace, int key);
+  void joinSemaphore(const ZEB_Trace& trace, int key);
+  bool dropReference(const ZEB_Trace& trace) const;
+  void change(const ZEB_Trace& trace, short by) const;
 
   int status_ = 0;
   int semaphore_ = 0;  // an id of 0 counts as none, on purpose

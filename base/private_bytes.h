@@ -6,9 +6,9 @@
 #include <memory>
 #include <new>
 
-class Private_Bytes {
+class ZEB_Private_Bytes {
  public:
-  explicit Private_Bytes(std::size_t bytes) {
+  explicit ZEB_Private_Bytes(std::size_t bytes) {
     if (bytes > sizeof small_) large_.reset(new (std::nothrow) std::uint8_t[bytes]);
     data_ = bytes > sizeof small_ ? large_.get() : small_;
   }

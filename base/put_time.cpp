@@ -31,15 +31,15 @@ std::int64_t secondsAt(int year, int month, int day) {
 
 }  // namespace
 
-std::optional<_TimeStamp> readPutTime(const char* date, const char* time) {
-  if (!allDigits(date) || !allDigits(time)) return scanPutTime(date, time);
+std::optional<_TimeStamp> ZEB_ReadPutTime(const char* date, const char* time) {
+  if (!allDigits(date) || !allDigits(time)) return ZEB_ScanPutTime(date, time);
   const int year = twoDigits(date) * 100 + twoDigits(date + 2);
   const std::int64_t midnight = secondsAt(year, twoDigits(date + 4) - 1, twoDigits(date + 6));
   const int second = twoDigits(time) * 3600 + twoDigits(time + 2) * 60 + twoDigits(time + 4);
   return stampOf(midnight + second, twoDigits(time + 6));
 }
 
-std::optional<_TimeStamp> scanPutTime(const char* date, const char* time) {
+std::optional<_TimeStamp> ZEB_ScanPutTime(const char* date, const char* time) {
   char dateText[kCharacters + 1] = {};
   char timeText[kCharacters + 1] = {};
   std::memcpy(dateText, date, strnlen(date, kCharacters));

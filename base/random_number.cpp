@@ -26,7 +26,7 @@ std::atomic<unsigned> generation = 1;
 }  // namespace
 
 // Each thread draws from a sequence of its own: no lock that a fork could leave held.
-std::uint32_t randomNumber() {
+std::uint32_t ZEB_RandomNumber() {
   struct Sequence {
     random_data state = {};
     char table[128];

@@ -19,49 +19,49 @@ std::size_t hashOfUnits(const ZEB_String& text) {
 }  // namespace
 
 ZEB_Resource_ID::ZEB_Resource_ID(const ZEB_String* uuid, const ZEB_String* label) {
-  Trace trace(kUnit, "ZEB_Resource_ID::ZEB_Resource_ID");
+  ZEB_Trace trace(kUnit, "ZEB_Resource_ID::ZEB_Resource_ID");
   setUuid(uuid);
   setLabel(label);
 }
 
 ZEB_Resource_ID::ZEB_Resource_ID(const ZEB_Resource_ID& other)
     : label_(other.label_), uuid_(other.uuid_) {
-  Trace trace(kUnit, "ZEB_Resource_ID::ZEB_Resource_ID");
+  ZEB_Trace trace(kUnit, "ZEB_Resource_ID::ZEB_Resource_ID");
 }
 
 ZEB_Resource_ID& ZEB_Resource_ID::operator=(const ZEB_Resource_ID& other) {
-  Trace trace(kUnit, "ZEB_Resource_ID::operator=");
+  ZEB_Trace trace(kUnit, "ZEB_Resource_ID::operator=");
   label_ = other.label_;
   uuid_ = other.uuid_;
   return *this;
 }
 
 ZEB_Resource_ID::~ZEB_Resource_ID() {
-  Trace trace(kUnit, "ZEB_Resource_ID::~ZEB_Resource_ID");
+  ZEB_Trace trace(kUnit, "ZEB_Resource_ID::~ZEB_Resource_ID");
 }
 
 void ZEB_Resource_ID::setLabel(const ZEB_String* label) {
-  Trace trace(kUnit, "ZEB_Resource_ID::setLabel");
+  ZEB_Trace trace(kUnit, "ZEB_Resource_ID::setLabel");
   if (label) label_ = *label;
 }
 
 void ZEB_Resource_ID::setUuid(const ZEB_String* uuid) {
-  Trace trace(kUnit, "ZEB_Resource_ID::setUuid");
+  ZEB_Trace trace(kUnit, "ZEB_Resource_ID::setUuid");
   if (uuid) uuid_ = *uuid;
 }
 
 const ZEB_String& ZEB_Resource_ID::getLabel() const {
-  Trace trace(kUnit, "ZEB_Resource_ID::getLabel");
+  ZEB_Trace trace(kUnit, "ZEB_Resource_ID::getLabel");
   return label_;
 }
 
 const ZEB_String& ZEB_Resource_ID::getUuid() const {
-  Trace trace(kUnit, "ZEB_Resource_ID::getUuid");
+  ZEB_Trace trace(kUnit, "ZEB_Resource_ID::getUuid");
   return uuid_;
 }
 
 std::uint32_t ZEB_Resource_ID::alike(const ZEB_Resource_ID* other) const {
-  Trace trace(kUnit, "ZEB_Resource_ID::alike");
+  ZEB_Trace trace(kUnit, "ZEB_Resource_ID::alike");
   const bool same = other && other->label_ == label_ && other->uuid_ == uuid_;
   return trace.leave(static_cast<std::uint32_t>(same));
 }

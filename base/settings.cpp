@@ -98,7 +98,7 @@ void pathFromProperties(const char* line, Path& path) {
 }
 
 // Runs one command of the probe and takes the path that its first line of output leads to.
-bool probe(const Trace& trace, int number, const char* command, Path& path) {
+bool probe(const ZEB_Trace& trace, int number, const char* command, Path& path) {
   char issued[kCommandBytes];
   std::snprintf(issued, sizeof issued, "%s > %s", command, kTemporaryFile);
   trace.text("Issuing command %d <%s>", number, issued);
@@ -121,7 +121,7 @@ bool probe(const Trace& trace, int number, const char* command, Path& path) {
 }
 
 // The path of the last attempt stands, whether or not a file is there.
-void search(const Trace& trace, Path& path) {
+void search(const ZEB_Trace& trace, Path& path) {
   std::strcpy(path, "/opt/holt/lil/zebpnode.cfg");
   if (opens(path)) return;
   std::strcpy(path, "/opt/orva/lil/zebpnode.cfg");
@@ -134,7 +134,7 @@ void search(const Trace& trace, Path& path) {
     if (probe(trace, number, kCommands[number], path)) return;
 }
 
-const char* resolve(const Trace& trace, const char* given) {
+const char* resolve(const ZEB_Trace& trace, const char* given) {
   static Path path;
   trace.text("parameter=<%s>", given ? given : "");
   trace.text("pZEBEnvironmentRegistry=%#X", static_cast<const void*>(nullptr));
@@ -149,13 +149,13 @@ const char* resolve(const Trace& trace, const char* given) {
 }  // namespace
 
 const char* ZEB_Environment_Registry(const char* path) {
-  Trace trace(kUnit, "ZEB_Environment_Registry");
+  ZEB_Trace trace(kUnit, "ZEB_Environment_Registry");
   static const char* const resolved = resolve(trace, path);
   return trace.leave(resolved);
 }
 
 ZEB_String ZEB_GetRegistryValue(const char* path, const char* name) {
-  Trace trace(kUnit, "ZEB_GetRegistryValue");
+  ZEB_Trace trace(kUnit, "ZEB_GetRegistryValue");
   if (!path || !name) return {};
   DIR* const directory = opendir(path);
   trace.text("opendir %s rc %Li", path, reinterpret_cast<long long>(directory));
@@ -183,13 +183,13 @@ ZEB_String ZEB_GetRegistryValue(const char* path, const char* name) {
 
 ZEB_String ZEB_FindRegistryValue(const char* path, const char* /*section*/, const char* name,
                                  int report) {
-  Trace trace(kUnit, "ZEB_FindRegistryValue");
+  ZEB_Trace trace(kUnit, "ZEB_FindRegistryValue");
   if (!path || !name) return {};
   ZEB_String value = ZEB_GetRegistryValue(path, name);
   if (report != 0 && value.OK() && value.size() == 0) trace.failed("fopen", "0");
   return value;
 }
 
-ZEB_String configurationValue(const char* key) {
+ZEB_String ZEB_ConfigurationValue(const char* key) {
   return ZEB_FindRegistryValue(ZEB_Environment_Registry(nullptr), "", key, 0);
 }

@@ -21,6 +21,6 @@ ZEB_String ZEB_FindRegistryValue(const char* path, const char* section, const ch
                                  int report);
 
 // The value of a key of the configuration file.
-ZEB_String configurationValue(const char* key);
+ZEB_String ZEB_ConfigurationValue(const char* key);
 
 #endif  // ZEB_BASE_SETTINGS_H

@@ -13,7 +13,7 @@
 
 #include "base/thread_sanitizer.h"
 
-inline void copyFromShared(void* to, const void* shared, std::size_t bytes) {
+inline void ZEB_CopyFromShared(void* to, const void* shared, std::size_t bytes) {
 #ifdef ZEB_THREAD_SANITIZER
   for (std::size_t i = 0; i < bytes; ++i)
     static_cast<std::uint8_t*>(to)[i] =
@@ -23,7 +23,7 @@ inline void copyFromShared(void* to, const void* shared, std::size_t bytes) {
 #endif
 }
 
-inline void copyToShared(void* shared, const void* from, std::size_t bytes) {
+inline void ZEB_CopyToShared(void* shared, const void* from, std::size_t bytes) {
 #ifdef ZEB_THREAD_SANITIZER
   for (std::size_t i = 0; i < bytes; ++i)
     __atomic_store_n(static_cast<std::uint8_t*>(shared) + i,
@@ -33,7 +33,7 @@ inline void copyToShared(void* shared, const void* from, std::size_t bytes) {
 #endif
 }
 
-inline void clearShared(void* shared, std::size_t bytes) {
+inline void ZEB_ClearShared(void* shared, std::size_t bytes) {
 #ifdef ZEB_THREAD_SANITIZER
   for (std::size_t i = 0; i < bytes; ++i)
     __atomic_store_n(static_cast<std::uint8_t*>(shared) + i, std::uint8_t{0}, __ATOMIC_RELAXED);

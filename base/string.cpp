@@ -36,39 +36,39 @@ int upper(char c) {
 }  // namespace
 
 ZEB_String::ZEB_String() {
-  Trace trace(kUnit, "ZEB_String::ZEB_String");
+  ZEB_Trace trace(kUnit, "ZEB_String::ZEB_String");
   init();
 }
 
 ZEB_String::ZEB_String(const zebchar* text) {
-  Trace trace(kUnit, "ZEB_String::ZEB_String");
+  ZEB_Trace trace(kUnit, "ZEB_String::ZEB_String");
   assign(text, static_cast<std::uint32_t>(zeblen(text)));
 }
 
 ZEB_String::ZEB_String(const char* text) {
-  Trace trace(kUnit, "ZEB_String::ZEB_String");
+  ZEB_Trace trace(kUnit, "ZEB_String::ZEB_String");
   assign(text);
 }
 
 ZEB_String::ZEB_String(const ZEB_String& other) {
-  Trace trace(kUnit, "ZEB_String::ZEB_String");
+  ZEB_Trace trace(kUnit, "ZEB_String::ZEB_String");
   *this = other;
 }
 
 ZEB_String::~ZEB_String() {
-  Trace trace(kUnit, "ZEB_String::~ZEB_String");
+  ZEB_Trace trace(kUnit, "ZEB_String::~ZEB_String");
   cleanup();
 }
 
 void ZEB_String::init() {
-  Trace trace(kUnit, "ZEB_String::init");
+  ZEB_Trace trace(kUnit, "ZEB_String::init");
   if (!OK()) return;
   wide_ = size_ == 0 ? empty : new (std::nothrow) zebchar[std::size_t{size_} + 1]();
   if (!wide_) status_ = ZEB_STATUS_FAILED;
 }
 
 void ZEB_String::cleanup() {
-  Trace trace(kUnit, "ZEB_String::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_String::cleanup");
   deleteUnits(wide_);
   wide_ = nullptr;
   forgetNarrow();
@@ -108,45 +108,45 @@ void ZEB_String::assign(const char* text) {
 }
 
 ZEB_String& ZEB_String::operator=(const zebchar* text) {
-  Trace trace(kUnit, "ZEB_String::operator=");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator=");
   assign(text, static_cast<std::uint32_t>(zeblen(text)));
   return *this;
 }
 
 ZEB_String& ZEB_String::operator=(const char* text) {
-  Trace trace(kUnit, "ZEB_String::operator=");
-  const ZEB_String widened(text);
-  if (!widened.OK()) fail();
-  return *this = widened.wide_;
+  ZEB_Trace trace(kUnit, "ZEB_String::operator=");
+  const ZEB_String ZEB_Widened(text);
+  if (!ZEB_Widened.OK()) fail();
+  return *this = ZEB_Widened.wide_;
 }
 
 ZEB_String& ZEB_String::operator=(const ZEB_String& other) {
-  Trace trace(kUnit, "ZEB_String::operator=");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator=");
   if (!other.OK()) fail();
   return *this = other.wide_;
 }
 
 ZEB_String ZEB_String::operator+(const zebchar* text) const {
-  Trace trace(kUnit, "ZEB_String::operator+");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator+");
   ZEB_String sum(*this);
   sum += text;
   return sum;
 }
 
 ZEB_String ZEB_String::operator+(const char* text) const {
-  Trace trace(kUnit, "ZEB_String::operator+");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator+");
   return *this + ZEB_String(text);
 }
 
 ZEB_String ZEB_String::operator+(const ZEB_String& other) const {
-  Trace trace(kUnit, "ZEB_String::operator+");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator+");
   ZEB_String sum(*this);
   sum += other;
   return sum;
 }
 
 ZEB_String& ZEB_String::operator+=(const zebchar* text) {
-  Trace trace(kUnit, "ZEB_String::operator+=");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator+=");
   const auto added = static_cast<std::uint32_t>(zeblen(text));
   if (added == 0 || !wide_) return *this;
   zebchar* const joined = new (std::nothrow) zebchar[std::size_t{size_} + added + 1]();
@@ -163,53 +163,53 @@ ZEB_String& ZEB_String::operator+=(const zebchar* text) {
 }
 
 ZEB_String& ZEB_String::operator+=(const char* text) {
-  Trace trace(kUnit, "ZEB_String::operator+=");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator+=");
   return *this += ZEB_String(text);
 }
 
 ZEB_String& ZEB_String::operator+=(const ZEB_String& other) {
-  Trace trace(kUnit, "ZEB_String::operator+=");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator+=");
   if (!other.OK()) fail();
   return *this += other.wide_;
 }
 
 bool ZEB_String::operator==(const zebchar* text) const {
-  Trace trace(kUnit, "ZEB_String::operator==");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator==");
   return trace.leave(zebcmp(wide_, text) == 0);
 }
 
 bool ZEB_String::operator==(const char* text) const {
-  Trace trace(kUnit, "ZEB_String::operator==");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator==");
   return trace.leave(*this == ZEB_String(text));
 }
 
 bool ZEB_String::operator==(const ZEB_String& other) const {
-  Trace trace(kUnit, "ZEB_String::operator==");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator==");
   return trace.leave(zebcmp(wide_, other.wide_) == 0);
 }
 
 bool ZEB_String::operator!=(const zebchar* text) const {
-  Trace trace(kUnit, "ZEB_String::operator!=");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator!=");
   return trace.leave(!(*this == text));
 }
 
 bool ZEB_String::operator!=(const char* text) const {
-  Trace trace(kUnit, "ZEB_String::operator!=");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator!=");
   return trace.leave(!(*this == text));
 }
 
 bool ZEB_String::operator!=(const ZEB_String& other) const {
-  Trace trace(kUnit, "ZEB_String::operator!=");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator!=");
   return trace.leave(!(*this == other));
 }
 
 const zebchar* ZEB_String::getwcValue() const {
-  Trace trace(kUnit, "ZEB_String::getwcValue");
+  ZEB_Trace trace(kUnit, "ZEB_String::getwcValue");
   return trace.leave(wide_);
 }
 
 char* ZEB_String::getcValue() const {
-  Trace trace(kUnit, "ZEB_String::getcValue");
+  ZEB_Trace trace(kUnit, "ZEB_String::getcValue");
   if (!wide_) return trace.leave(static_cast<char*>(nullptr));
   const std::size_t bytes = 3 * std::size_t{size_} + 1;
   char* narrow = narrow_.load(std::memory_order_acquire);
@@ -230,32 +230,32 @@ char* ZEB_String::getcValue() const {
 }
 
 char* ZEB_String::operator()() const {
-  Trace trace(kUnit, "ZEB_String::operator()");
+  ZEB_Trace trace(kUnit, "ZEB_String::operator()");
   return trace.leave(getcValue());
 }
 
 std::uint32_t ZEB_String::size() const {
-  Trace trace(kUnit, "ZEB_String::size");
+  ZEB_Trace trace(kUnit, "ZEB_String::size");
   return trace.leave(size_);
 }
 
 int ZEB_String::getStatus() const {
-  Trace trace(kUnit, "ZEB_String::getStatus");
+  ZEB_Trace trace(kUnit, "ZEB_String::getStatus");
   return trace.leave(status_);
 }
 
 bool ZEB_String::OK() const {
-  Trace trace(kUnit, "ZEB_String::OK");
+  ZEB_Trace trace(kUnit, "ZEB_String::OK");
   return trace.leave(status_ == ZEB_STATUS_OK);
 }
 
 std::uint32_t ZEB_String::binarySize() const {
-  Trace trace(kUnit, "ZEB_String::binarySize");
+  ZEB_Trace trace(kUnit, "ZEB_String::binarySize");
   return trace.leave(kCountBytes + kUnitBytes * size_ + kUnitBytes);
 }
 
 void* ZEB_String::put(void* p) const {
-  Trace trace(kUnit, "ZEB_String::put");
+  ZEB_Trace trace(kUnit, "ZEB_String::put");
   if (!wide_ || !p) return trace.leave(p);
   std::memcpy(p, &size_, kCountBytes);
   std::memcpy(offset(p, kCountBytes), wide_, kUnitBytes * (std::size_t{size_} + 1));
@@ -263,7 +263,7 @@ void* ZEB_String::put(void* p) const {
 }
 
 const void* ZEB_String::get(const void* p) {
-  Trace trace(kUnit, "ZEB_String::get");
+  ZEB_Trace trace(kUnit, "ZEB_String::get");
   if (!wide_ || !p) return trace.leave(p);
   std::uint32_t stored;
   std::memcpy(&stored, p, kCountBytes);
@@ -277,13 +277,13 @@ const void* ZEB_String::get(const void* p) {
 }
 
 void ZEB_String::copyTo(zebchar* dst, int n) const {
-  Trace trace(kUnit, "ZEB_String::copyTo");
+  ZEB_Trace trace(kUnit, "ZEB_String::copyTo");
   if (!wide_ || !dst || n < 1) return;
   zebncpy(dst, wide_, std::min(std::size_t{size_} + 1, static_cast<std::size_t>(n)));
 }
 
 bool ZEB_String::isEquivalent(const char* text) const {
-  Trace trace(kUnit, "ZEB_String::isEquivalent");
+  ZEB_Trace trace(kUnit, "ZEB_String::isEquivalent");
   const char* const narrow = getcValue();
   if (!narrow || !text) return trace.leave(false);
   const std::size_t length = std::strlen(narrow);

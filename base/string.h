@@ -83,7 +83,7 @@ class ZEB_String {
 };
 
 // In trace texts a string appears as its narrow view.
-inline const char* printable(const ZEB_String& string) {
+inline const char* ZEB_Printable(const ZEB_String& string) {
   return string.getcValue();
 }
 

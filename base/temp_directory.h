@@ -6,6 +6,6 @@
 
 // The configured "ZEBTempDirectory", or "/tmp/"; it ends in "/". Read once per process and never
 // again. A string that is not OK when memory ran out, in which case the next call tries again.
-ZEB_String getTempDirectory();
+ZEB_String ZEB_GetTempDirectory();
 
 #endif  // ZEB_BASE_TEMP_DIRECTORY_H

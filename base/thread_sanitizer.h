@@ -12,15 +12,15 @@
 
 #ifdef ZEB_THREAD_SANITIZER
 #include <sanitizer/tsan_interface.h>
-inline void tellAcquired(const void* lock) {
+inline void ZEB_TellAcquired(const void* lock) {
   __tsan_acquire(const_cast<void*>(lock));
 }
-inline void tellReleased(const void* lock) {
+inline void ZEB_TellReleased(const void* lock) {
   __tsan_release(const_cast<void*>(lock));
 }
 #else
-inline void tellAcquired(const void*) {}
-inline void tellReleased(const void*) {}
+inline void ZEB_TellAcquired(const void*) {}
+inline void ZEB_TellReleased(const void*) {}
 #endif
 
 #endif  // ZEB_BASE_THREAD_SANITIZER_H

@@ -7,7 +7,7 @@
 #include <exception>
 
 #include "base/error_text.h"
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 
 int bZEBTracing = 0;
 
@@ -46,17 +46,17 @@ void logTrace(const char* unit, int line, const char* function, const char* text
 
 }  // namespace
 
-int Trace::entered(const char* unit, const char* function, int line) {
+int ZEB_Trace::entered(const char* unit, const char* function, int line) {
   logTrace(unit, line, function, "Entry");
   return std::uncaught_exceptions();
 }
 
-void Trace::exited(const char* unit, const char* function, int line, int unwinding) {
+void ZEB_Trace::exited(const char* unit, const char* function, int line, int unwinding) {
   if (std::uncaught_exceptions() > unwinding) return;
   logTrace(unit, line, function, "Exit");
 }
 
-void Trace::write(const char* unit, const char* function, int line, const char* format, ...) {
+void ZEB_Trace::write(const char* unit, const char* function, int line, const char* format, ...) {
   char text[kLogTextBytes];
   va_list arguments;
   va_start(arguments, format);
@@ -65,7 +65,7 @@ void Trace::write(const char* unit, const char* function, int line, const char* 
   logTrace(unit, line, function, text);
 }
 
-void Trace::logAllocationError(const char* unit, const char* function, int line) {
+void ZEB_Trace::logAllocationError(const char* unit, const char* function, int line) {
   const KeepErrno keep;
   char text[kLogTextBytes];
   std::snprintf(text, sizeof text, "Allocation Error in %s", function);
@@ -74,8 +74,8 @@ void Trace::logAllocationError(const char* unit, const char* function, int line)
          function, kEnd);
 }
 
-void Trace::logFailed(const char* unit, const char* function, int line, const char* callee,
-                      const char* error) {
+void ZEB_Trace::logFailed(const char* unit, const char* function, int line, const char* callee,
+                          const char* error) {
   const KeepErrno keep;
   char text[kLogTextBytes];
   std::snprintf(text, sizeof text, "Function %s failed in %s. %s.", callee, function, error);
@@ -84,22 +84,22 @@ void Trace::logFailed(const char* unit, const char* function, int line, const ch
          function, error, kEnd);
 }
 
-void Trace::logSystemCallFailed(const char* unit, const char* function, int line,
-                                const char* callee, int errorNumber) {
+void ZEB_Trace::logSystemCallFailed(const char* unit, const char* function, int line,
+                                    const char* callee, int errorNumber) {
   char error[kErrorTextBytes];
-  formatError(error, errorNumber);
+  ZEB_FormatError(error, errorNumber);
   logFailed(unit, function, line, callee, error);
 }
 
-void Trace::logHostCallFailed(const char* unit, const char* function, int line, const char* callee,
-                              const char* format, int returnCode) {
+void ZEB_Trace::logHostCallFailed(const char* unit, const char* function, int line,
+                                  const char* callee, const char* format, int returnCode) {
   char error[64];
   std::snprintf(error, sizeof error, format, returnCode);
   logFailed(unit, function, line, callee, error);
 }
 
-void Trace::logMaximumReached(const char* unit, const char* function, int line,
-                              const char* brokerLabel) {
+void ZEB_Trace::logMaximumReached(const char* unit, const char* function, int line,
+                                  const char* brokerLabel) {
   const KeepErrno keep;
   int unread = 0;
   hcxLog(&unread, kLogType, unit, line, function, logMessageSource, kMaximumReached,

@@ -6,7 +6,7 @@
 // test of an int and formats nothing. Messages are always written. errno passes through untouched.
 //
 //   ZEB_ReturnCode ZEB_Thing::put(void* p) {
-//     Trace trace(kUnit, "ZEB_Thing::put");
+//     ZEB_Trace trace(kUnit, "ZEB_Thing::put");
 //     trace.text("Writing %s", name);
 //     if (!p) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
 #ifndef ZEB_BASE_TRACE_H
@@ -27,17 +27,18 @@ extern const std::uint16_t logMessageSource[];
 inline constexpr int kLogTextBytes = 1024;
 
 // A format, and the line that wrote it.
-struct TraceFormat {
+struct ZEB_Trace_Format {
   const char* format;
   int line;
   // NOLINTNEXTLINE(google-explicit-constructor): a literal takes the caller's line on its way in.
-  constexpr TraceFormat(const char* text, int at = __builtin_LINE()) : format(text), line(at) {}
+  constexpr ZEB_Trace_Format(const char* text, int at = __builtin_LINE())
+      : format(text), line(at) {}
 };
 
 // How an argument goes into a text: pointers that are no text as their low 32 bits (for "%X"),
 // everything else as it is. Classes with a text of their own overload it.
 template <class Argument>
-auto printable(const Argument& argument) {
+auto ZEB_Printable(const Argument& argument) {
   if constexpr (std::is_convertible_v<const Argument&, const char*>)
     return static_cast<const char*>(argument);
   else if constexpr (std::is_pointer_v<Argument>)
@@ -53,21 +54,22 @@ auto printable(const Argument& argument) {
 
 // No function that is not inlined takes the scope's address: while the switch is off, a scope lives
 // in registers and costs its tests alone.
-class Trace {
+class ZEB_Trace {
  public:
   // Both texts must be literals. `unit` is the 8-character unit name.
-  [[gnu::always_inline]] Trace(const char* unit, const char* function, int line = __builtin_LINE())
+  [[gnu::always_inline]] ZEB_Trace(const char* unit, const char* function,
+                                   int line = __builtin_LINE())
       : unit_(unit), function_(function), line_(line) {
     if (on()) [[unlikely]]
       unwinding_ = entered(unit_, function_, line_);
   }
   // Writes nothing while an exception unwinds the operation: the host is not called then.
-  [[gnu::always_inline]] ~Trace() {
+  [[gnu::always_inline]] ~ZEB_Trace() {
     if (!left_ && on()) [[unlikely]]
       exited(unit_, function_, line_, unwinding_);
   }
-  Trace(const Trace&) = delete;
-  Trace& operator=(const Trace&) = delete;
+  ZEB_Trace(const ZEB_Trace&) = delete;
+  ZEB_Trace& operator=(const ZEB_Trace&) = delete;
 
   // Writes "Exit: 0x%X" with the low 32 bits of the result, and hands the result on.
   template <class Result>
@@ -80,15 +82,15 @@ class Trace {
 
   // A trace text, while the switch is on; the arguments are converted only then.
   template <class... Arguments>
-  [[gnu::always_inline]] void text(TraceFormat format, const Arguments&... arguments) const {
+  [[gnu::always_inline]] void text(ZEB_Trace_Format format, const Arguments&... arguments) const {
     if (on()) [[unlikely]]
-      write(unit_, function_, format.line, format.format, printable(arguments)...);
+      write(unit_, function_, format.line, format.format, ZEB_Printable(arguments)...);
   }
 
   // A line in the form of a trace entry that is written whether or not the switch is on.
   template <class... Arguments>
-  void line(TraceFormat format, const Arguments&... arguments) const {
-    write(unit_, function_, format.line, format.format, printable(arguments)...);
+  void line(ZEB_Trace_Format format, const Arguments&... arguments) const {
+    write(unit_, function_, format.line, format.format, ZEB_Printable(arguments)...);
   }
 
   // Message 1: creating an object or a buffer yielded nothing.

@@ -11,7 +11,7 @@ using zebchar = std::uint16_t;
 
 // An ASCII literal in units, terminator included.
 template <std::size_t N>
-consteval std::array<zebchar, N> widened(const char (&text)[N]) {
+consteval std::array<zebchar, N> ZEB_Widened(const char (&text)[N]) {
   std::array<zebchar, N> units;
   for (std::size_t i = 0; i < N; ++i) units[i] = static_cast<unsigned char>(text[i]);
   return units;

@@ -1,7 +1,7 @@
 // The functions that a plug-in's undefined symbols bind to. They are the only symbols that this
 // program offers on purpose, hence the visibility of this file.
 #pragma GCC visibility push(default)
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 #pragma GCC visibility pop
 
 #include <algorithm>

@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "host/flow_file.h"
-#include "host/interface/host_interface.h"
 #include "host/message.h"
 #include "host/plugin.h"
 #include "host/text16.h"
+#include "interface/host_interface.h"
 
 // Where a node lives, as the host tells it.
 struct HostNames {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "host/interface/host_interface.h"
 #include "host/text16.h"
+#include "interface/host_interface.h"
 
 // A factory that the plug-in made, with the classes it defined for it. Owned by the host, never
 // destroyed: the plug-in may keep the handle until the process ends.

@@ -18,10 +18,10 @@ int match(const ZEB_String& string, const char* const (&texts)[N], int otherwise
 
 }  // namespace
 
-ZEB_ActivateNode activationOf(const ZEB_String& attribute) {
+ZEB_ActivateNode ZEB_ActivationOf(const ZEB_String& attribute) {
   return static_cast<ZEB_ActivateNode>(match(attribute, kAttributeTexts, ZEB_ACTIVE));
 }
 
-int overrideOf(const ZEB_String& configured, int present) {
+int ZEB_OverrideOf(const ZEB_String& configured, int present) {
   return match(configured, kOverrideTexts, present);
 }

@@ -17,10 +17,10 @@ enum ZEB_ActivateNode : std::uint32_t {
 };
 
 // The mode that an attribute's text names, in any letter case; any other text is ZEB_ACTIVE.
-ZEB_ActivateNode activationOf(const ZEB_String& attribute);
+ZEB_ActivateNode ZEB_ActivationOf(const ZEB_String& attribute);
 
 // The override that a configuration value names, in any letter case. An empty value or any other
 // text leaves `present` as it is.
-int overrideOf(const ZEB_String& configured, int present);
+int ZEB_OverrideOf(const ZEB_String& configured, int present);
 
 #endif  // ZEB_NODE_ACTIVATION_H

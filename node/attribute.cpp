@@ -11,18 +11,18 @@ constexpr char kUnit[] = "zebpattr";
 
 ZEB_Attribute::ZEB_Attribute(const zebchar* name, const zebchar* value)
     : name_(name), value_(value) {
-  Trace trace(kUnit, "ZEB_Attribute::ZEB_Attribute");
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::ZEB_Attribute");
   check();
 }
 
 ZEB_Attribute::ZEB_Attribute(const ZEB_Attribute& other)
     : name_(other.name_), value_(other.value_) {
-  Trace trace(kUnit, "ZEB_Attribute::ZEB_Attribute");
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::ZEB_Attribute");
   check();
 }
 
 ZEB_Attribute::~ZEB_Attribute() {
-  Trace trace(kUnit, "ZEB_Attribute::~ZEB_Attribute");
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::~ZEB_Attribute");
 }
 
 void ZEB_Attribute::check() {
@@ -30,33 +30,33 @@ void ZEB_Attribute::check() {
 }
 
 bool ZEB_Attribute::OK() const {
-  Trace trace(kUnit, "ZEB_Attribute::OK");
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::OK");
   return trace.leave(status_ == ZEB_STATUS_OK);
 }
 
 int ZEB_Attribute::getStatus() const {
-  Trace trace(kUnit, "ZEB_Attribute::getStatus");
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::getStatus");
   return trace.leave(status_);
 }
 
 const ZEB_String& ZEB_Attribute::getName() const {
-  Trace trace(kUnit, "ZEB_Attribute::getName");
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::getName");
   return name_;
 }
 
 const ZEB_String& ZEB_Attribute::getValue() const {
-  Trace trace(kUnit, "ZEB_Attribute::getValue");
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::getValue");
   return value_;
 }
 
 void ZEB_Attribute::setName(const zebchar* name) {
-  Trace trace(kUnit, "ZEB_Attribute::setName");
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::setName");
   if (name && name_.OK()) name_ = name;
   check();
 }
 
 void ZEB_Attribute::setValue(const zebchar* value) {
-  Trace trace(kUnit, "ZEB_Attribute::setValue");
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::setValue");
   if (value && value_.OK()) value_ = value;
   check();
 }

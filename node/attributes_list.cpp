@@ -11,16 +11,16 @@ constexpr char kUnit[] = "zebpattr";
 }  // namespace
 
 ZEB_Attributes_List::ZEB_Attributes_List() {
-  Trace trace(kUnit, "ZEB_Attributes_List::ZEB_Attributes_List");
+  ZEB_Trace trace(kUnit, "ZEB_Attributes_List::ZEB_Attributes_List");
 }
 
 ZEB_Attributes_List::~ZEB_Attributes_List() {
-  Trace trace(kUnit, "ZEB_Attributes_List::~ZEB_Attributes_List");
+  ZEB_Trace trace(kUnit, "ZEB_Attributes_List::~ZEB_Attributes_List");
   cleanup();
 }
 
 bool ZEB_Attributes_List::append(std::unique_ptr<ZEB_Attribute> attribute) {
-  Trace trace(kUnit, "ZEB_Attributes_List::append");
+  ZEB_Trace trace(kUnit, "ZEB_Attributes_List::append");
   try {
     attributes_.push_back(std::move(attribute));
     return trace.leave(true);
@@ -30,7 +30,7 @@ bool ZEB_Attributes_List::append(std::unique_ptr<ZEB_Attribute> attribute) {
 }
 
 const ZEB_Attribute* ZEB_Attributes_List::find(const ZEB_String& name) const {
-  Trace trace(kUnit, "ZEB_Attributes_List::find");
+  ZEB_Trace trace(kUnit, "ZEB_Attributes_List::find");
   for (const auto& attribute : attributes_) {
     if (!(attribute->getName() == name)) continue;
     trace.text("Attribute %s found", name);
@@ -40,6 +40,6 @@ const ZEB_Attribute* ZEB_Attributes_List::find(const ZEB_String& name) const {
 }
 
 void ZEB_Attributes_List::cleanup() {
-  Trace trace(kUnit, "ZEB_Attributes_List::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Attributes_List::cleanup");
   attributes_.clear();
 }

@@ -36,54 +36,54 @@ ZEB_Node_Context* contextOf(void* context) {
 // Reads the trace switch, anew at every call, and the override, which an absent or unknown value
 // leaves as it is.
 ZEB_EXPORT void getCommonValues() {
-  Trace trace(kUnit, "getCommonValues");
-  bZEBTracing = configurationValue("ZEBNodeTrace") == "On" ? 1 : 0;
+  ZEB_Trace trace(kUnit, "getCommonValues");
+  bZEBTracing = ZEB_ConfigurationValue("ZEBNodeTrace") == "On" ? 1 : 0;
   overrideActivateNodeForAll =
-      overrideOf(configurationValue("ZEBActivateNode"), overrideActivateNodeForAll);
+      ZEB_OverrideOf(ZEB_ConfigurationValue("ZEBActivateNode"), overrideActivateNodeForAll);
 }
 
 // The context is handed out even when it is not OK: it then passes messages on unmeasured.
 ZEB_EXPORT void* zebCreateNodeContext(HostFactory* /*factory*/, const std::uint16_t* /*nodeName*/,
                                       HostNode* node) {
-  Trace trace(kUnit, "zebCreateNodeContext");
+  ZEB_Trace trace(kUnit, "zebCreateNodeContext");
   auto* const context = new (std::nothrow) ZEB_Node_Context(node);
   if (!context) trace.allocationError();
   return trace.leave(static_cast<void*>(context));
 }
 
 ZEB_EXPORT void zebDeleteNodeContext(void* context) {
-  Trace trace(kUnit, "zebDeleteNodeContext");
+  ZEB_Trace trace(kUnit, "zebDeleteNodeContext");
   delete contextOf(context);
 }
 
 ZEB_EXPORT int zebSetAttribute(void* context, const std::uint16_t* name,
                                const std::uint16_t* value) {
-  Trace trace(kUnit, "zebSetAttribute");
+  ZEB_Trace trace(kUnit, "zebSetAttribute");
   return trace.leave(context ? contextOf(context)->setAttributeValue(name, value) : 0);
 }
 
 ZEB_EXPORT int zebGetAttribute(void* context, const std::uint16_t* name, std::uint16_t* buffer,
                                int bufferLength) {
-  Trace trace(kUnit, "zebGetAttribute");
+  ZEB_Trace trace(kUnit, "zebGetAttribute");
   return trace.leave(context ? contextOf(context)->getAttributeValue(name, buffer, bufferLength)
                              : 1);
 }
 
 ZEB_EXPORT int zebGetAttributeName(void* context, int index, std::uint16_t* buffer,
                                    int bufferLength) {
-  Trace trace(kUnit, "zebGetAttributeName");
+  ZEB_Trace trace(kUnit, "zebGetAttributeName");
   return trace.leave(context ? contextOf(context)->getAttributeName(index, buffer, bufferLength)
                              : 1);
 }
 
 ZEB_EXPORT void zebEvaluate(void* context, HostTree* first, HostTree* second,
                             HostMessage* message) {
-  Trace trace(kUnit, "zebEvaluate");
+  ZEB_Trace trace(kUnit, "zebEvaluate");
   if (context) contextOf(context)->processMessage(first, second, message);
 }
 
 ZEB_EXPORT HostFactory* gqaGetMessageflowNodeFactory() {
-  Trace trace(kUnit, "gqaGetMessageflowNodeFactory");
+  ZEB_Trace trace(kUnit, "gqaGetMessageflowNodeFactory");
   getCommonValues();
   nodeFunctionTable.createContext = zebCreateNodeContext;
   nodeFunctionTable.deleteContext = zebDeleteNodeContext;
@@ -94,13 +94,13 @@ ZEB_EXPORT HostFactory* gqaGetMessageflowNodeFactory() {
 
   trace.text("%s-%s", kFactoryName, kNodeClassName);
   int returnCode = 0;
-  constexpr auto kFactoryUnits = widened(kFactoryName);
+  constexpr auto kFactoryUnits = ZEB_Widened(kFactoryName);
   HostFactory* const factory = hnxCreateNodeFactory(&returnCode, kFactoryUnits.data());
   if (!factory) {
     trace.hostCallFailed("hnxCreateNodeFactory", "%i", returnCode);
     return trace.leave(factory);
   }
-  constexpr auto kNodeClassUnits = widened(kNodeClassName);
+  constexpr auto kNodeClassUnits = ZEB_Widened(kNodeClassName);
   hnxDefineNodeClass(&(returnCode = 0), factory, kNodeClassUnits.data(), &nodeFunctionTable);
   // The factory is handed out all the same, on purpose.
   if (returnCode != 0) trace.hostCallFailed("hnxDefineNodeClass", "%i", returnCode);

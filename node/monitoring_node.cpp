@@ -6,7 +6,7 @@
 #include <new>
 
 #include "base/trace.h"
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 
 namespace {
 
@@ -42,19 +42,19 @@ ZEB_Monitoring_Node::ZEB_Monitoring_Node(const ZEB_Resource_ID* broker,
                                          const ZEB_Resource_ID* messageFlow,
                                          const ZEB_Resource_ID* node, int activationOverride)
     : activationOverride_(activationOverride) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::ZEB_Monitoring_Node");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::ZEB_Monitoring_Node");
   init(broker, executionGroup, messageFlow, node);
   if (!OK()) cleanup();
 }
 
 ZEB_Monitoring_Node::~ZEB_Monitoring_Node() {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::~ZEB_Monitoring_Node");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::~ZEB_Monitoring_Node");
   cleanup();
 }
 
 void ZEB_Monitoring_Node::init(const ZEB_Resource_ID* broker, const ZEB_Resource_ID* executionGroup,
                                const ZEB_Resource_ID* messageFlow, const ZEB_Resource_ID* node) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::init");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::init");
   if (!broker || !executionGroup || !messageFlow || !node) return fail();
   brokerId_ = *broker;
   executionGroupId_ = *executionGroup;
@@ -71,7 +71,7 @@ void ZEB_Monitoring_Node::init(const ZEB_Resource_ID* broker, const ZEB_Resource
 }
 
 void ZEB_Monitoring_Node::cleanup() {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::cleanup");
   if (node_ && broker_) broker_->deleteNode(node_);
   node_ = nullptr;
   statistics_ = nullptr;
@@ -80,7 +80,7 @@ void ZEB_Monitoring_Node::cleanup() {
 }
 
 void ZEB_Monitoring_Node::setNodeLabel(const ZEB_String* label) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::setNodeLabel");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::setNodeLabel");
   if (!OK() || !label) return;
   nodeId_.setLabel(label);
   labelSet_ = true;
@@ -88,14 +88,14 @@ void ZEB_Monitoring_Node::setNodeLabel(const ZEB_String* label) {
 }
 
 void ZEB_Monitoring_Node::setNodeType(const ZEB_String* text) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::setNodeType");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::setNodeType");
   nodeType_ = nodeTypeOf(text);
   typeSet_ = true;
   initializeWhenComplete();
 }
 
 ZEB_ReturnCode ZEB_Monitoring_Node::setEventMessage(const ZEB_String* text) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::setEventMessage");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::setEventMessage");
   if (text) {
     eventMessage_ = *text;
     eventMessageSet_ = true;
@@ -106,7 +106,7 @@ ZEB_ReturnCode ZEB_Monitoring_Node::setEventMessage(const ZEB_String* text) {
 
 // Traced under the label setter's name, on purpose.
 void ZEB_Monitoring_Node::setSubFlowName(const ZEB_String* name) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::setNodeLabel");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::setNodeLabel");
   if (!name) return;
   subFlowName_ = *name;
   subFlowNameSet_ = true;
@@ -114,14 +114,14 @@ void ZEB_Monitoring_Node::setSubFlowName(const ZEB_String* name) {
 }
 
 void ZEB_Monitoring_Node::setActivateNode(const ZEB_String* text) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::setActivateNode");
-  activation_ = text ? activationOf(*text) : ZEB_ACTIVE;
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::setActivateNode");
+  activation_ = text ? ZEB_ActivationOf(*text) : ZEB_ACTIVE;
   activationSet_ = true;
   initializeWhenComplete();
 }
 
 void ZEB_Monitoring_Node::setQueueTimeCollection(const ZEB_String* text) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::setQueueTimeCollection");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::setQueueTimeCollection");
   collectQueueTime_ = text && *text == "yes";
 }
 
@@ -132,7 +132,7 @@ void ZEB_Monitoring_Node::initializeWhenComplete() {
 }
 
 void ZEB_Monitoring_Node::initializeNode() {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::initializeNode");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::initializeNode");
   if (initialized_ || !OK() || !broker_ || !broker_->OK()) return;
   if (!labelSet_) {
     const ZEB_String unknown("*Unknown*DravikMonitor");
@@ -224,7 +224,7 @@ std::unique_ptr<ZEB_ORVA_Resource> ZEB_Monitoring_Node::takeNode() {
 }
 
 ZEB_ReturnCode ZEB_Monitoring_Node::initEventMessage() {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::initEventMessage");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::initEventMessage");
   if (eventMessage_.size() == 0) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   eventTemplate_.reset(new (std::nothrow)
                            ZEB_EVTR(&executionGroupId_.getLabel(), &messageFlowId_.getLabel(),
@@ -240,14 +240,14 @@ ZEB_ReturnCode ZEB_Monitoring_Node::initEventMessage() {
 
 // Also for a node that never was initialised, or failed to be: the broker refuses a null record.
 void ZEB_Monitoring_Node::updateStatistics(_TimeStamp queued, _TimeStamp elapsed, int size) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::updateStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::updateStatistics");
   if (!broker_) return;
   broker_->updateStatistics(statistics_, collectQueueTime_ ? queued : _TimeStamp{}, elapsed, size);
 }
 
 void ZEB_Monitoring_Node::postEvent(const MessageDescriptor* descriptor,
                                     const ZEB_EVTR* eventTemplate) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::postEvent");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::postEvent");
   const ZEB_EVTR* const kind = eventTemplate ? eventTemplate : eventTemplate_.get();
   if (!OK() || !kind || !descriptor || !broker_) return;
   ZEB_EVDR event(descriptor, static_cast<int>(getThreadId()));
@@ -256,7 +256,7 @@ void ZEB_Monitoring_Node::postEvent(const MessageDescriptor* descriptor,
 }
 
 void ZEB_Monitoring_Node::postException(const MessageDescriptor* descriptor) {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::postException");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::postException");
   if (!OK() || !broker_ || !descriptor) return;
   const ZEB_String text = pendingException();
   ZEB_EVTR kind(&executionGroupId_.getLabel(), &messageFlowId_.getLabel(), &nodeId_.getLabel(),
@@ -265,46 +265,46 @@ void ZEB_Monitoring_Node::postException(const MessageDescriptor* descriptor) {
 }
 
 bool ZEB_Monitoring_Node::OK() const {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::OK");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::OK");
   return trace.leave(status_ == ZEB_STATUS_OK);
 }
 
 int ZEB_Monitoring_Node::getStatus() const {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::getStatus");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::getStatus");
   return trace.leave(status_);
 }
 
 bool ZEB_Monitoring_Node::isActiveForStats() const {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::isActiveForStats");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::isActiveForStats");
   return trace.leave(activeForStats_);
 }
 
 bool ZEB_Monitoring_Node::isActiveForEvents() const {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::isActiveForEvents");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::isActiveForEvents");
   return trace.leave(activeForEvents_);
 }
 
 bool ZEB_Monitoring_Node::isNodeLabelSet() const {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::isNodeLabelSet");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::isNodeLabelSet");
   return trace.leave(labelSet_);
 }
 
 bool ZEB_Monitoring_Node::isInitialized() const {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::isInitialized");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::isInitialized");
   return trace.leave(initialized_);
 }
 
 ZEB_NodeType ZEB_Monitoring_Node::getNodeType() const {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::getNodeType");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::getNodeType");
   return trace.leave(node_ ? node_->getNodeType() : nodeType_);
 }
 
 std::uint64_t ZEB_Monitoring_Node::getThreadId() {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::getThreadId");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::getThreadId");
   return trace.leave(static_cast<std::uint64_t>(pthread_self()));
 }
 
 int ZEB_Monitoring_Node::getProcessId() {
-  Trace trace(kUnit, "ZEB_Monitoring_Node::getProcessId");
+  ZEB_Trace trace(kUnit, "ZEB_Monitoring_Node::getProcessId");
   return trace.leave(static_cast<int>(getpid()));
 }

@@ -13,8 +13,8 @@ namespace {
 
 constexpr char kUnit[] = "zebpcont";
 
-constexpr auto kInput = widened("in");
-constexpr auto kOutput = widened("out");
+constexpr auto kInput = ZEB_Widened("in");
+constexpr auto kOutput = ZEB_Widened("out");
 
 // The bytes of the message's bit stream; the host may have to make that first.
 int bitStreamSize(HostMessage* message) {
@@ -68,7 +68,7 @@ ZEB_String brokerUuid(const ZEB_String& label) {
 
 ZEB_Node_Context::ZEB_Node_Context(HostNode* node)
     : node_(node), activationOverride_(overrideActivateNodeForAll) {
-  Trace trace(kUnit, "ZEB_Node_Context::ZEB_Node_Context");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::ZEB_Node_Context");
   inputTerminal_ =
       createTerminal(trace, kInput.data(), "hnxCreateInputTerminal", hnxCreateInputTerminal);
   if (OK())
@@ -90,17 +90,17 @@ ZEB_Node_Context::ZEB_Node_Context(HostNode* node)
 }
 
 ZEB_Node_Context::~ZEB_Node_Context() {
-  Trace trace(kUnit, "ZEB_Node_Context::~ZEB_Node_Context");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::~ZEB_Node_Context");
   cleanup();
 }
 
 void ZEB_Node_Context::cleanup() {
-  Trace trace(kUnit, "ZEB_Node_Context::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::cleanup");
   monitoringNode_.reset();
   attributes_.cleanup();
 }
 
-HostTerminal* ZEB_Node_Context::createTerminal(const Trace& trace, const zebchar* name,
+HostTerminal* ZEB_Node_Context::createTerminal(const ZEB_Trace& trace, const zebchar* name,
                                                const char* function,
                                                HostTerminal* (*create)(int*, HostNode*,
                                                                        const std::uint16_t*)) {
@@ -114,7 +114,7 @@ HostTerminal* ZEB_Node_Context::createTerminal(const Trace& trace, const zebchar
 }
 
 void ZEB_Node_Context::getResourceNames() {
-  Trace trace(kUnit, "ZEB_Node_Context::getResourceNames");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::getResourceNames");
   int returnCode = 0;
   HostBrokerInfo names{};
   hnxGetBrokerInfo(&returnCode, node_, &names);
@@ -146,13 +146,14 @@ void ZEB_Node_Context::getResourceNames() {
 
   // Takes precedence over the key for all brokers, "NoOverride" included.
   const ZEB_String key = ZEB_String("ZEBActivateNodeFor") + brokerLabel;
-  activationOverride_ = overrideOf(configurationValue(key.getcValue()), activationOverride_);
+  activationOverride_ =
+      ZEB_OverrideOf(ZEB_ConfigurationValue(key.getcValue()), activationOverride_);
 }
 
 // The host may complete the node while the message is downstream, and the node be inactive then:
 // what is active is asked again. Nothing catches here: what the host throws belongs to the host.
 void ZEB_Node_Context::processMessage(HostTree* first, HostTree* second, HostMessage* message) {
-  Trace trace(kUnit, "ZEB_Node_Context::processMessage");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::processMessage");
   ZEB_Monitoring_Node* const node = monitoringNode_.get();
   int returnCode = 0;
   int size = 0;
@@ -187,18 +188,18 @@ void ZEB_Node_Context::processMessage(HostTree* first, HostTree* second, HostMes
 }
 
 _TimeStamp ZEB_Node_Context::getQueuedTime(const char* putDate, const char* putTime) {
-  Trace trace(kUnit, "ZEB_Node_Context::getQueuedTime");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::getQueuedTime");
   if (!putDate || !putTime || *putDate == '\0' || *putTime == '\0') return {};
-  const auto put = readPutTime(putDate, putTime);
+  const auto put = ZEB_ReadPutTime(putDate, putTime);
   return put ? ZEB_Timer::elapsedTime(*put) : _TimeStamp{};
 }
 
 bool ZEB_Node_Context::OK() const {
-  Trace trace(kUnit, "ZEB_Node_Context::OK");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::OK");
   return trace.leave(status_ == ZEB_STATUS_OK);
 }
 
 int ZEB_Node_Context::getStatus() const {
-  Trace trace(kUnit, "ZEB_Node_Context::getStatus");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::getStatus");
   return trace.leave(status_);
 }

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 #include "node/attributes_list.h"
 #include "node/monitoring_node.h"
 
@@ -44,7 +44,7 @@ class ZEB_Node_Context {
   int getAttributeName(int index, zebchar* buffer, int length);
 
  private:
-  HostTerminal* createTerminal(const Trace& trace, const zebchar* name, const char* function,
+  HostTerminal* createTerminal(const ZEB_Trace& trace, const zebchar* name, const char* function,
                                HostTerminal* (*create)(int*, HostNode*, const std::uint16_t*));
   void getResourceNames();
   static _TimeStamp getQueuedTime(const char* putDate, const char* putTime);

@@ -32,7 +32,7 @@ int indexOf(const ZEB_String& name) {
 }  // namespace
 
 int ZEB_Node_Context::setAttributeValue(const zebchar* name, const zebchar* value) {
-  Trace trace(kUnit, "ZEB_Node_Context::setAttributeValue");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::setAttributeValue");
   const ZEB_String attribute(name);
   const ZEB_String text(value);
   trace.text("Attribute Name = <%s>  Attribute Value = <%s>", attribute, text);
@@ -56,7 +56,7 @@ int ZEB_Node_Context::setAttributeValue(const zebchar* name, const zebchar* valu
 
 // A known attribute gives 0 here and 1 when it is set: an asymmetry that stays, on purpose.
 int ZEB_Node_Context::getAttributeValue(const zebchar* name, zebchar* buffer, int length) {
-  Trace trace(kUnit, "ZEB_Node_Context::getAttributeValue");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::getAttributeValue");
   const ZEB_String attribute(name);
   trace.text("Attribute Name = <%s>  Buffer size = <%i>", attribute, length);
   const int index = indexOf(attribute);
@@ -78,7 +78,7 @@ int ZEB_Node_Context::getAttributeValue(const zebchar* name, zebchar* buffer, in
 }
 
 int ZEB_Node_Context::getAttributeName(int index, zebchar* buffer, int length) {
-  Trace trace(kUnit, "ZEB_Node_Context::getAttributeName");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::getAttributeName");
   trace.text("Index = <%i> Buffer size = <%i>", index, length);
   // Before the index and the buffer are looked at: asking for any name completes the node.
   ZEB_Monitoring_Node* const node = usableNode();
@@ -92,7 +92,7 @@ int ZEB_Node_Context::getAttributeName(int index, zebchar* buffer, int length) {
 }
 
 void ZEB_Node_Context::insertAttribute(const zebchar* name, const zebchar* value) {
-  Trace trace(kUnit, "ZEB_Node_Context::insertAttribute");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::insertAttribute");
   std::unique_ptr<ZEB_Attribute> attribute(new (std::nothrow) ZEB_Attribute(name, value));
   if (!attribute)
     trace.allocationError();
@@ -105,31 +105,31 @@ ZEB_Monitoring_Node* ZEB_Node_Context::usableNode() const {
 }
 
 void ZEB_Node_Context::setNodeLabel(const ZEB_String& value) {
-  Trace trace(kUnit, "ZEB_Node_Context::setNodeLabel");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::setNodeLabel");
   if (ZEB_Monitoring_Node* const node = usableNode()) node->setNodeLabel(&value);
 }
 
 void ZEB_Node_Context::setNodeType(const ZEB_String& value) {
-  Trace trace(kUnit, "ZEB_Node_Context::setNodeType");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::setNodeType");
   if (ZEB_Monitoring_Node* const node = usableNode()) node->setNodeType(&value);
 }
 
 void ZEB_Node_Context::setEventMessage(const ZEB_String& value) {
-  Trace trace(kUnit, "ZEB_Node_Context::setEventMessage");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::setEventMessage");
   if (ZEB_Monitoring_Node* const node = usableNode()) node->setEventMessage(&value);
 }
 
 void ZEB_Node_Context::setQueueTimeCollection(const ZEB_String& value) {
-  Trace trace(kUnit, "ZEB_Node_Context::setQueueTimeCollection");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::setQueueTimeCollection");
   if (ZEB_Monitoring_Node* const node = usableNode()) node->setQueueTimeCollection(&value);
 }
 
 void ZEB_Node_Context::setSubFlowName(const ZEB_String& value) {
-  Trace trace(kUnit, "ZEB_Node_Context::setSubFlowName");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::setSubFlowName");
   if (ZEB_Monitoring_Node* const node = usableNode()) node->setSubFlowName(&value);
 }
 
 void ZEB_Node_Context::setActivateNode(const ZEB_String& value) {
-  Trace trace(kUnit, "ZEB_Node_Context::setActivateNode");
+  ZEB_Trace trace(kUnit, "ZEB_Node_Context::setActivateNode");
   if (ZEB_Monitoring_Node* const node = usableNode()) node->setActivateNode(&value);
 }

@@ -18,9 +18,9 @@ void copy(Field& to, const Field& from) {
 
 ZEB_EVDR::ZEB_EVDR(const MessageDescriptor* descriptor, int threadId)
     : ZEB_Record(ZEB_EVDR_RECORD, descriptor != nullptr) {
-  Trace trace(kUnit, "ZEB_EVDR::ZEB_EVDR");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::ZEB_EVDR");
   if (!OK()) return;
-  event_.eventTime = calendarNow();
+  event_.eventTime = ZEB_CalendarNow();
   event_.threadId = threadId;
   if (!descriptor) return;
   copy(event_.messageId, descriptor->messageId);
@@ -32,7 +32,7 @@ ZEB_EVDR::ZEB_EVDR(const MessageDescriptor* descriptor, int threadId)
 }
 
 ZEB_EVDR& ZEB_EVDR::operator=(const ZEB_EVDR& other) {
-  Trace trace(kUnit, "ZEB_EVDR::operator=");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::operator=");
   if (!OK()) return *this;
   ZEB_Record::operator=(other);
   event_ = other.event_;
@@ -40,31 +40,31 @@ ZEB_EVDR& ZEB_EVDR::operator=(const ZEB_EVDR& other) {
 }
 
 std::uint32_t ZEB_EVDR::size() const {
-  Trace trace(kUnit, "ZEB_EVDR::size");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::size");
   return trace.leave(OK() ? layout::evdr::bytes : 0U);
 }
 
 void* ZEB_EVDR::getFrom(const void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_EVDR::get");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::get");
   if (!usable(p)) [[unlikely]]
     return trace.leave(p);
-  std::memcpy(&event_, behind(bytes, layout::header::bytes), sizeof event_);
-  return trace.leave(behind(ZEB_Record::getFrom(bytes, p), sizeof event_));
+  std::memcpy(&event_, ZEB_Behind(bytes, layout::header::bytes), sizeof event_);
+  return trace.leave(ZEB_Behind(ZEB_Record::getFrom(bytes, p), sizeof event_));
 }
 
 void* ZEB_EVDR::putTo(void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_EVDR::put");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::put");
   if (!usable(p)) [[unlikely]]
     return trace.leave(p);
   void* const at = ZEB_Record::putTo(bytes, p);
-  std::memcpy(behind(bytes, distance(p, at)), &event_, sizeof event_);
-  return trace.leave(behind(at, sizeof event_));
+  std::memcpy(ZEB_Behind(bytes, ZEB_Distance(p, at)), &event_, sizeof event_);
+  return trace.leave(ZEB_Behind(at, sizeof event_));
 }
 
 void ZEB_EVDR::print() const {
-  Trace trace(kUnit, "ZEB_EVDR::print");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::print");
   char time[kCalendarTextBytes];
-  trace.line("Event Time          : %s", formatCalendar(time, event_.eventTime));
+  trace.line("Event Time          : %s", ZEB_FormatCalendar(time, event_.eventTime));
   trace.line("Appl Name           : %.28s", event_.putApplicationName);
   // The type line bears the name's label, on purpose.
   trace.line("Appl Name           : %i", event_.putApplicationType);
@@ -76,31 +76,31 @@ void ZEB_EVDR::print() const {
 }
 
 int ZEB_EVDR::getThreadID() const {
-  Trace trace(kUnit, "ZEB_EVDR::getThreadID");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::getThreadID");
   return trace.leave(event_.threadId);
 }
 
 const char* ZEB_EVDR::getPutTime() const {
-  Trace trace(kUnit, "ZEB_EVDR::getPutTime");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::getPutTime");
   return trace.leave(static_cast<const char*>(event_.putTime));
 }
 
 const char* ZEB_EVDR::getPutDate() const {
-  Trace trace(kUnit, "ZEB_EVDR::getPutDate");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::getPutDate");
   return trace.leave(static_cast<const char*>(event_.putDate));
 }
 
 const std::uint8_t* ZEB_EVDR::getCorelID() const {
-  Trace trace(kUnit, "ZEB_EVDR::getCorelID");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::getCorelID");
   return trace.leave(static_cast<const std::uint8_t*>(event_.correlationId));
 }
 
 const std::uint8_t* ZEB_EVDR::getMsgID() const {
-  Trace trace(kUnit, "ZEB_EVDR::getMsgID");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::getMsgID");
   return trace.leave(static_cast<const std::uint8_t*>(event_.messageId));
 }
 
 const char* ZEB_EVDR::getPutApplName() const {
-  Trace trace(kUnit, "ZEB_EVDR::getPutApplName");
+  ZEB_Trace trace(kUnit, "ZEB_EVDR::getPutApplName");
   return trace.leave(static_cast<const char*>(event_.putApplicationName));
 }

@@ -11,11 +11,11 @@ constexpr char kUnit[] = "zebcegir";
 }  // namespace
 
 ZEB_EGIR::ZEB_EGIR(const ZEB_Resource_ID* id) : ZEB_REIR(ZEB_EGIR_RECORD, id) {
-  Trace trace(kUnit, "ZEB_EGIR::ZEB_EGIR");
+  ZEB_Trace trace(kUnit, "ZEB_EGIR::ZEB_EGIR");
 }
 
 ZEB_EGIR& ZEB_EGIR::operator=(const ZEB_EGIR& other) {
-  Trace trace(kUnit, "ZEB_EGIR::operator=");
+  ZEB_Trace trace(kUnit, "ZEB_EGIR::operator=");
   if (!OK()) return *this;
   ZEB_REIR::operator=(other);
   processId_ = other.processId_;
@@ -23,28 +23,28 @@ ZEB_EGIR& ZEB_EGIR::operator=(const ZEB_EGIR& other) {
 }
 
 std::uint32_t ZEB_EGIR::size() const {
-  Trace trace(kUnit, "ZEB_EGIR::size");
+  ZEB_Trace trace(kUnit, "ZEB_EGIR::size");
   return trace.leave(OK() ? ZEB_REIR::size() + layout::egir::processId.width : 0U);
 }
 
 void* ZEB_EGIR::getFrom(const void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_EGIR::get");
+  ZEB_Trace trace(kUnit, "ZEB_EGIR::get");
   if (!usable(p)) return trace.leave(p);
   void* const at = ZEB_REIR::getFrom(bytes, p);
-  std::memcpy(&processId_, behind(bytes, distance(p, at)), sizeof processId_);
-  return trace.leave(behind(at, sizeof processId_));
+  std::memcpy(&processId_, ZEB_Behind(bytes, ZEB_Distance(p, at)), sizeof processId_);
+  return trace.leave(ZEB_Behind(at, sizeof processId_));
 }
 
 void* ZEB_EGIR::putTo(void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_EGIR::put");
+  ZEB_Trace trace(kUnit, "ZEB_EGIR::put");
   if (!usable(p)) return trace.leave(p);
   void* const at = ZEB_REIR::putTo(bytes, p);
-  std::memcpy(behind(bytes, distance(p, at)), &processId_, sizeof processId_);
-  return trace.leave(behind(at, sizeof processId_));
+  std::memcpy(ZEB_Behind(bytes, ZEB_Distance(p, at)), &processId_, sizeof processId_);
+  return trace.leave(ZEB_Behind(at, sizeof processId_));
 }
 
 void ZEB_EGIR::print() const {
-  Trace trace(kUnit, "ZEB_EGIR::print");
+  ZEB_Trace trace(kUnit, "ZEB_EGIR::print");
   if (processId_ == 0)
     trace.line("Process ID          : %s", "n/a");
   else
@@ -53,11 +53,11 @@ void ZEB_EGIR::print() const {
 }
 
 void ZEB_EGIR::setProcessId(int processId) {
-  Trace trace(kUnit, "ZEB_EGIR::setProcessId");
+  ZEB_Trace trace(kUnit, "ZEB_EGIR::setProcessId");
   processId_ = processId;
 }
 
 int ZEB_EGIR::getProcessId() const {
-  Trace trace(kUnit, "ZEB_EGIR::getProcessId");
+  ZEB_Trace trace(kUnit, "ZEB_EGIR::getProcessId");
   return trace.leave(processId_);
 }

@@ -9,5 +9,5 @@ constexpr char kUnit[] = "zebcreir";
 }  // namespace
 
 ZEB_MFIR::ZEB_MFIR(const ZEB_Resource_ID* id) : ZEB_REIR(ZEB_MFIR_RECORD, id) {
-  Trace trace(kUnit, "ZEB_MFIR::ZEB_MFIR");
+  ZEB_Trace trace(kUnit, "ZEB_MFIR::ZEB_MFIR");
 }

@@ -11,12 +11,12 @@ constexpr char kUnit[] = "zebcnoir";
 }  // namespace
 
 ZEB_NOIR::ZEB_NOIR(const ZEB_Resource_ID* id) : ZEB_REIR(ZEB_NOIR_RECORD, id) {
-  Trace trace(kUnit, "ZEB_NOIR::ZEB_NOIR");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::ZEB_NOIR");
   require(subFlowName_);
 }
 
 ZEB_NOIR& ZEB_NOIR::operator=(const ZEB_NOIR& other) {
-  Trace trace(kUnit, "ZEB_NOIR::operator=");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::operator=");
   if (!OK()) return *this;
   ZEB_REIR::operator=(other);
   nodeType_ = other.nodeType_;
@@ -25,57 +25,57 @@ ZEB_NOIR& ZEB_NOIR::operator=(const ZEB_NOIR& other) {
 }
 
 std::uint32_t ZEB_NOIR::size() const {
-  Trace trace(kUnit, "ZEB_NOIR::size");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::size");
   if (!OK()) return trace.leave(0U);
   return trace.leave(ZEB_REIR::size() + layout::noir::nodeType.width + subFlowName_.binarySize());
 }
 
 void* ZEB_NOIR::getFrom(const void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_NOIR::get");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::get");
   if (!usable(p)) return trace.leave(p);
-  const void* at = behind(bytes, distance(p, ZEB_REIR::getFrom(bytes, p)));
+  const void* at = ZEB_Behind(bytes, ZEB_Distance(p, ZEB_REIR::getFrom(bytes, p)));
   std::uint32_t code;
   std::memcpy(&code, at, sizeof code);
   nodeType_ = static_cast<ZEB_NodeType>(code);
-  at = subFlowName_.get(behind(at, sizeof code));
+  at = subFlowName_.get(ZEB_Behind(at, sizeof code));
   require(subFlowName_);
-  return trace.leave(behind(p, distance(bytes, at)));
+  return trace.leave(ZEB_Behind(p, ZEB_Distance(bytes, at)));
 }
 
 void* ZEB_NOIR::putTo(void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_NOIR::put");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::put");
   if (!usable(p)) return trace.leave(p);
-  void* at = behind(bytes, distance(p, ZEB_REIR::putTo(bytes, p)));
+  void* at = ZEB_Behind(bytes, ZEB_Distance(p, ZEB_REIR::putTo(bytes, p)));
   const std::uint32_t code = nodeType_;
   std::memcpy(at, &code, sizeof code);
-  at = subFlowName_.put(behind(at, sizeof code));
-  return trace.leave(behind(p, distance(bytes, at)));
+  at = subFlowName_.put(ZEB_Behind(at, sizeof code));
+  return trace.leave(ZEB_Behind(p, ZEB_Distance(bytes, at)));
 }
 
 void ZEB_NOIR::print() const {
-  Trace trace(kUnit, "ZEB_NOIR::print");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::print");
   ZEB_REIR::print();
   trace.line("Node type           : %i", static_cast<int>(nodeType_));
 }
 
 void ZEB_NOIR::setNodeType(ZEB_NodeType nodeType) {
-  Trace trace(kUnit, "ZEB_NOIR::setNodeType");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::setNodeType");
   nodeType_ = nodeType;
 }
 
 ZEB_NodeType ZEB_NOIR::getNodeType() const {
-  Trace trace(kUnit, "ZEB_NOIR::getNodeType");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::getNodeType");
   return trace.leave(nodeType_);
 }
 
 void ZEB_NOIR::setSubFlowName(const ZEB_String* name) {
-  Trace trace(kUnit, "ZEB_NOIR::setSubFlowName");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::setSubFlowName");
   if (!name) return;
   subFlowName_ = *name;
   require(subFlowName_);
 }
 
 ZEB_String ZEB_NOIR::getSubFlowName() const {
-  Trace trace(kUnit, "ZEB_NOIR::getSubFlowName");
+  ZEB_Trace trace(kUnit, "ZEB_NOIR::getSubFlowName");
   return subFlowName_;
 }

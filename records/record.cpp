@@ -15,26 +15,26 @@ constexpr char kUnit[] = "zebcrcrd";
 }  // namespace
 
 ZEB_Record::ZEB_Record(ZEB_RecordType type, int makeId) {
-  Trace trace(kUnit, "ZEB_Record::ZEB_Record");
+  ZEB_Trace trace(kUnit, "ZEB_Record::ZEB_Record");
   std::memcpy(header_.eyecatcher, layout::header::text, sizeof header_.eyecatcher);
   header_.id.type = type;
   if (makeId == 0) return;
   header_.id.created = ZEB_Timer::nowTime();
-  header_.id.random = randomNumber();
+  header_.id.random = ZEB_RandomNumber();
 }
 
 ZEB_Record::ZEB_Record(const ZEB_Record& other)
     : status_(other.status_), header_(other.header_), address_(other.address_) {
-  Trace trace(kUnit, "ZEB_Record::ZEB_Record");
+  ZEB_Trace trace(kUnit, "ZEB_Record::ZEB_Record");
 }
 
 ZEB_Record::~ZEB_Record() {
-  Trace trace(kUnit, "ZEB_Record::~ZEB_Record");
+  ZEB_Trace trace(kUnit, "ZEB_Record::~ZEB_Record");
   cleanup();
 }
 
 ZEB_Record& ZEB_Record::operator=(const ZEB_Record& other) {
-  Trace trace(kUnit, "ZEB_Record::operator=");
+  ZEB_Trace trace(kUnit, "ZEB_Record::operator=");
   header_ = other.header_;
   address_ = other.address_;
   mutexStale_ = 1;
@@ -42,7 +42,7 @@ ZEB_Record& ZEB_Record::operator=(const ZEB_Record& other) {
 }
 
 std::uint32_t ZEB_Record::size() const {
-  Trace trace(kUnit, "ZEB_Record::size");
+  ZEB_Trace trace(kUnit, "ZEB_Record::size");
   return trace.leave(layout::header::bytes);
 }
 
@@ -51,7 +51,7 @@ void* ZEB_Record::get(void* p) {
 }
 
 void* ZEB_Record::getFrom(const void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_Record::get");
+  ZEB_Trace trace(kUnit, "ZEB_Record::get");
   trace.text("GET %d bytes from 0x%X", static_cast<int>(layout::header::bytes), p);
   if (!usable(p)) [[unlikely]]
     return trace.leave(p);
@@ -60,7 +60,7 @@ void* ZEB_Record::getFrom(const void* bytes, void* p) {
   std::memcpy(&stored, bytes, sizeof stored);
   if (stored.id != header_.id) mutexStale_ = 1;
   header_ = stored;
-  return trace.leave(behind(p, sizeof header_));
+  return trace.leave(ZEB_Behind(p, sizeof header_));
 }
 
 void* ZEB_Record::put(void* p) {
@@ -68,77 +68,77 @@ void* ZEB_Record::put(void* p) {
 }
 
 void* ZEB_Record::putTo(void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_Record::put");
+  ZEB_Trace trace(kUnit, "ZEB_Record::put");
   if (!usable(p)) [[unlikely]]
     return trace.leave(p);
   address_ = p;
   std::memcpy(bytes, &header_, sizeof header_);
-  return trace.leave(behind(p, sizeof header_));
+  return trace.leave(ZEB_Behind(p, sizeof header_));
 }
 
 void ZEB_Record::print() const {
-  Trace trace(kUnit, "ZEB_Record::print");
+  ZEB_Trace trace(kUnit, "ZEB_Record::print");
   trace.line("   R E C O R D   I D");
   ZEB_DumpMemory(&header_, sizeof header_, nullptr);
 }
 
 bool ZEB_Record::OK() const {
-  Trace trace(kUnit, "ZEB_Record::OK");
+  ZEB_Trace trace(kUnit, "ZEB_Record::OK");
   return trace.leave(status_ == ZEB_STATUS_OK);
 }
 
 int ZEB_Record::getStatus() const {
-  Trace trace(kUnit, "ZEB_Record::getStatus");
+  ZEB_Trace trace(kUnit, "ZEB_Record::getStatus");
   return trace.leave(status_);
 }
 
 std::uint32_t ZEB_Record::type() const {
-  Trace trace(kUnit, "ZEB_Record::type");
+  ZEB_Trace trace(kUnit, "ZEB_Record::type");
   return trace.leave(header_.id.type);
 }
 
 _TimeStamp ZEB_Record::timeStamp() const {
-  Trace trace(kUnit, "ZEB_Record::timeStamp");
+  ZEB_Trace trace(kUnit, "ZEB_Record::timeStamp");
   return header_.id.created;
 }
 
 const ZEB_Record_ID* ZEB_Record::getRecordId() const {
-  Trace trace(kUnit, "ZEB_Record::getRecordId");
+  ZEB_Trace trace(kUnit, "ZEB_Record::getRecordId");
   return trace.leave(&header_.id);
 }
 
 const ZEB_Record_ID* ZEB_Record::getParentId() const {
-  Trace trace(kUnit, "ZEB_Record::getParentId");
+  ZEB_Trace trace(kUnit, "ZEB_Record::getParentId");
   return trace.leave(&header_.parent);
 }
 
 void ZEB_Record::setParent(const ZEB_Record_ID* id) {
-  Trace trace(kUnit, "ZEB_Record::setParent");
+  ZEB_Trace trace(kUnit, "ZEB_Record::setParent");
   if (id) header_.parent = *id;
 }
 
 std::uint32_t ZEB_Record::isChildOf(const ZEB_Record* other) const {
-  Trace trace(kUnit, "ZEB_Record::isChildOf");
+  ZEB_Trace trace(kUnit, "ZEB_Record::isChildOf");
   return trace.leave(static_cast<std::uint32_t>(other && header_.parent == other->header_.id));
 }
 
 void ZEB_Record::markDeleted() {
-  Trace trace(kUnit, "ZEB_Record::markDeleted");
+  ZEB_Trace trace(kUnit, "ZEB_Record::markDeleted");
   header_.deleted = 1;
 }
 
 void ZEB_Record::undelete() {
-  Trace trace(kUnit, "ZEB_Record::undelete");
+  ZEB_Trace trace(kUnit, "ZEB_Record::undelete");
   header_.deleted = 0;
 }
 
 std::uint32_t ZEB_Record::isDeleted() const {
-  Trace trace(kUnit, "ZEB_Record::isDeleted");
+  ZEB_Trace trace(kUnit, "ZEB_Record::isDeleted");
   return trace.leave(header_.deleted);
 }
 
 std::uint32_t ZEB_Record::isNewer(_TimeStamp than) const {
-  Trace trace(kUnit, "ZEB_Record::isNewer");
+  ZEB_Trace trace(kUnit, "ZEB_Record::isNewer");
   const _TimeStamp created = header_.id.created;
   const bool newer = created.seconds > than.seconds ||
                      (created.seconds == than.seconds && created.milliseconds > than.milliseconds);
@@ -146,7 +146,7 @@ std::uint32_t ZEB_Record::isNewer(_TimeStamp than) const {
 }
 
 ZEB_String ZEB_Record::getStringRecordId() const {
-  Trace trace(kUnit, "ZEB_Record::getStringRecordId");
+  ZEB_Trace trace(kUnit, "ZEB_Record::getStringRecordId");
   std::uint8_t id[sizeof header_.id];
   std::memcpy(id, &header_.id, sizeof id);
   char digits[2 * sizeof id + 1] = "";
@@ -158,17 +158,17 @@ ZEB_String ZEB_Record::getStringRecordId() const {
 }
 
 void ZEB_Record::setAddress(void* p) {
-  Trace trace(kUnit, "ZEB_Record::setAddress");
+  ZEB_Trace trace(kUnit, "ZEB_Record::setAddress");
   address_ = p;
 }
 
 void* ZEB_Record::getAddress() const {
-  Trace trace(kUnit, "ZEB_Record::getAddress");
+  ZEB_Trace trace(kUnit, "ZEB_Record::getAddress");
   return trace.leave(address_);
 }
 
 ZEB_ReturnCode ZEB_Record::initializeMutex() {
-  Trace trace(kUnit, "ZEB_Record::initializeMutex");
+  ZEB_Trace trace(kUnit, "ZEB_Record::initializeMutex");
   const ZEB_String name = getStringRecordId();
   mutex_.reset();
   mutex_.reset(new (std::nothrow) ZEB_Name_Mutex(name.getcValue()));
@@ -186,7 +186,7 @@ ZEB_ReturnCode ZEB_Record::initializeMutex() {
 }
 
 void ZEB_Record::lock() {
-  Trace trace(kUnit, "ZEB_Record::lock");
+  ZEB_Trace trace(kUnit, "ZEB_Record::lock");
   threads_.enter();
   // An assignment of a record with the same ID needs no other lock, and the one at hand may be the
   // one that keeps the semaphore alive.
@@ -199,12 +199,12 @@ void ZEB_Record::lock() {
 }
 
 void ZEB_Record::unlock() {
-  Trace trace(kUnit, "ZEB_Record::unlock");
+  ZEB_Trace trace(kUnit, "ZEB_Record::unlock");
   if (mutex_) mutex_->release();
   threads_.leave();
 }
 
 void ZEB_Record::cleanup() {
-  Trace trace(kUnit, "ZEB_Record::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Record::cleanup");
   mutex_.reset();
 }

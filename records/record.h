@@ -10,7 +10,7 @@
 #include "base/return_code.h"
 #include "base/string.h"
 #include "base/timer.h"
-#include "records/layout.h"
+#include "format/layout.h"
 
 // Names a record everywhere: in its header, as the parent of its children, as the name of its
 // inter-process lock. 16 bytes, stored as they stand and compared only as a whole.
@@ -23,7 +23,7 @@ struct ZEB_Record_ID {
 };
 static_assert(sizeof(ZEB_Record_ID) == 16);
 
-struct Record_ID_Hash {
+struct ZEB_Record_ID_Hash {
   std::size_t operator()(const ZEB_Record_ID& id) const {
     const std::uint64_t created = std::uint64_t{id.created.seconds} << 10 ^ id.created.milliseconds;
     return (created ^ std::uint64_t{id.random} << 20 ^ id.type) * 0x9E3779B97F4A7C15U;
@@ -127,13 +127,13 @@ class ZEB_Record {
 };
 
 // The place n bytes behind p.
-inline void* behind(void* p, std::size_t n) {
+inline void* ZEB_Behind(void* p, std::size_t n) {
   return static_cast<std::uint8_t*>(p) + n;
 }
-inline const void* behind(const void* p, std::size_t n) {
+inline const void* ZEB_Behind(const void* p, std::size_t n) {
   return static_cast<const std::uint8_t*>(p) + n;
 }
-inline std::size_t distance(const void* from, const void* to) {
+inline std::size_t ZEB_Distance(const void* from, const void* to) {
   return static_cast<std::size_t>(static_cast<const std::uint8_t*>(to) -
                                   static_cast<const std::uint8_t*>(from));
 }

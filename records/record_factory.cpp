@@ -38,6 +38,6 @@ ZEB_Record* blank(std::uint32_t type) {
 
 }  // namespace
 
-std::unique_ptr<ZEB_Record> makeBlankRecord(std::uint32_t type) {
+std::unique_ptr<ZEB_Record> ZEB_MakeBlankRecord(std::uint32_t type) {
   return std::unique_ptr<ZEB_Record>(blank(type));
 }

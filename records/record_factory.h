@@ -8,6 +8,6 @@
 
 // A blank record of that type, to be filled by `get`; null for type 0 and unknown types, and when
 // memory ran out.
-std::unique_ptr<ZEB_Record> makeBlankRecord(std::uint32_t type);
+std::unique_ptr<ZEB_Record> ZEB_MakeBlankRecord(std::uint32_t type);
 
 #endif  // ZEB_RECORDS_RECORD_FACTORY_H

@@ -15,7 +15,7 @@ constexpr std::size_t kStepsOfAll = 10000;
 
 }  // namespace
 
-bool Record_Collection::insert(ZEB_Record* record) {
+bool ZEB_Record_Collection::insert(ZEB_Record* record) {
   try {
     records_.push_back(record);
     return true;
@@ -24,12 +24,12 @@ bool Record_Collection::insert(ZEB_Record* record) {
   }
 }
 
-void Record_Collection::clearAndDestroy() {
+void ZEB_Record_Collection::clearAndDestroy() {
   for (const ZEB_Record* record : records_) delete record;
   records_.clear();
 }
 
-void Record_Collection::printAll(const Trace& trace) const {
+void ZEB_Record_Collection::printAll(const ZEB_Trace& trace) const {
   int position = 0;
   for (const ZEB_Record* record : records_) {
     trace.line("Record %d of %d", ++position, static_cast<int>(entries()));
@@ -85,11 +85,11 @@ bool ZEB_Record_Set::isTangled() const {
 }
 
 void ZEB_Record_Set::print() const {
-  Trace trace(kUnit, "ZEB_Record_Set::print");
+  ZEB_Trace trace(kUnit, "ZEB_Record_Set::print");
   printAll(trace);
 }
 
 void ZEB_Ordered_Record_Set::print() const {
-  Trace trace(kUnit, "ZEB_Ordered_Record_Set::print");
+  ZEB_Trace trace(kUnit, "ZEB_Ordered_Record_Set::print");
   printAll(trace);
 }

@@ -9,7 +9,7 @@
 
 #include "records/record.h"
 
-class Record_Collection {
+class ZEB_Record_Collection {
  public:
   // False when memory ran out. Insert a record once only.
   bool insert(ZEB_Record* record);
@@ -23,14 +23,14 @@ class Record_Collection {
 
  protected:
   // Logs "Record %d of %d" and the record's own lines, for each.
-  void printAll(const Trace& trace) const;
+  void printAll(const ZEB_Trace& trace) const;
 
  private:
   std::vector<ZEB_Record*> records_;
 };
 
 // What an area holds, or is to hold.
-class ZEB_Record_Set : public Record_Collection {
+class ZEB_Record_Set : public ZEB_Record_Collection {
  public:
   // The records whose parent is that record, in order; none for null.
   class Children {
@@ -75,21 +75,21 @@ class ZEB_Record_Set : public Record_Collection {
 
   // Built when children are asked for and records came since: the first child of each parent, and
   // the next sibling of each record. Shorter than the set when memory ran out.
-  mutable std::unordered_map<ZEB_Record_ID, std::size_t, Record_ID_Hash> firstChild_;
+  mutable std::unordered_map<ZEB_Record_ID, std::size_t, ZEB_Record_ID_Hash> firstChild_;
   mutable std::vector<std::size_t> nextSibling_;
   mutable std::size_t steps_ = 0;  // from child to child, of all walks together
 };
 
 // Events, in the order in which they were found.
-class ZEB_Ordered_Record_Set : public Record_Collection {
+class ZEB_Ordered_Record_Set : public ZEB_Record_Collection {
  public:
   void print() const;
 };
 
 // Yields the records of a collection one by one, then null. The collection must not change.
-class Record_Iterator {
+class ZEB_Record_Iterator {
  public:
-  explicit Record_Iterator(const Record_Collection& records)
+  explicit ZEB_Record_Iterator(const ZEB_Record_Collection& records)
       : next_(records.begin()), end_(records.end()) {}
   ZEB_Record* getNext() { return next_ == end_ ? nullptr : *next_++; }
 
@@ -97,7 +97,7 @@ class Record_Iterator {
   std::vector<ZEB_Record*>::const_iterator next_;
   std::vector<ZEB_Record*>::const_iterator end_;
 };
-using ZEB_Record_Set_Iterator = Record_Iterator;
-using ZEB_Ordered_Record_Set_Iterator = Record_Iterator;
+using ZEB_Record_Set_Iterator = ZEB_Record_Iterator;
+using ZEB_Ordered_Record_Set_Iterator = ZEB_Record_Iterator;
 
 #endif  // ZEB_RECORDS_RECORD_SET_H

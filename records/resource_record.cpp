@@ -10,7 +10,7 @@ constexpr char kUnit[] = "zebcreir";
 
 ZEB_REIR::ZEB_REIR(ZEB_RecordType type, const ZEB_Resource_ID* id)
     : ZEB_Record(type, id != nullptr) {
-  Trace trace(kUnit, "ZEB_REIR::ZEB_REIR");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::ZEB_REIR");
   require(uuid_);
   require(label_);
   if (!OK() || !id) return;
@@ -19,7 +19,7 @@ ZEB_REIR::ZEB_REIR(ZEB_RecordType type, const ZEB_Resource_ID* id)
 }
 
 ZEB_REIR& ZEB_REIR::operator=(const ZEB_REIR& other) {
-  Trace trace(kUnit, "ZEB_REIR::operator=");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::operator=");
   if (!OK()) return *this;
   ZEB_Record::operator=(other);
   setUuid(&other.uuid_);
@@ -28,67 +28,67 @@ ZEB_REIR& ZEB_REIR::operator=(const ZEB_REIR& other) {
 }
 
 std::uint32_t ZEB_REIR::size() const {
-  Trace trace(kUnit, "ZEB_REIR::size");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::size");
   return trace.leave(OK() ? ZEB_Record::size() + uuid_.binarySize() + label_.binarySize() : 0U);
 }
 
 void* ZEB_REIR::getFrom(const void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_REIR::get");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::get");
   if (!usable(p)) return trace.leave(p);
-  const void* at = behind(bytes, distance(p, ZEB_Record::getFrom(bytes, p)));
+  const void* at = ZEB_Behind(bytes, ZEB_Distance(p, ZEB_Record::getFrom(bytes, p)));
   at = uuid_.get(at);
   at = label_.get(at);
   require(uuid_);
   require(label_);
-  return trace.leave(behind(p, distance(bytes, at)));
+  return trace.leave(ZEB_Behind(p, ZEB_Distance(bytes, at)));
 }
 
 void* ZEB_REIR::putTo(void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_REIR::put");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::put");
   if (!usable(p)) return trace.leave(p);
-  void* at = behind(bytes, distance(p, ZEB_Record::putTo(bytes, p)));
+  void* at = ZEB_Behind(bytes, ZEB_Distance(p, ZEB_Record::putTo(bytes, p)));
   at = label_.put(uuid_.put(at));
-  return trace.leave(behind(p, distance(bytes, at)));
+  return trace.leave(ZEB_Behind(p, ZEB_Distance(bytes, at)));
 }
 
 void ZEB_REIR::print() const {
-  Trace trace(kUnit, "ZEB_REIR::print");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::print");
   ZEB_Record::print();
   trace.line("UUID                : %s", uuid_);
   trace.line("Label               : %s", label_);
 }
 
 void ZEB_REIR::setUuid(const ZEB_String* uuid) {
-  Trace trace(kUnit, "ZEB_REIR::setUuid");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::setUuid");
   if (!uuid) return;
   uuid_ = *uuid;
   require(uuid_);
 }
 
 void ZEB_REIR::setLabel(const ZEB_String* label) {
-  Trace trace(kUnit, "ZEB_REIR::setLabel");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::setLabel");
   if (!label) return;
   label_ = *label;
   require(label_);
 }
 
 ZEB_String ZEB_REIR::getUuid() const {
-  Trace trace(kUnit, "ZEB_REIR::getUuid");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::getUuid");
   return uuid_;
 }
 
 ZEB_String ZEB_REIR::getLabel() const {
-  Trace trace(kUnit, "ZEB_REIR::getLabel");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::getLabel");
   return label_;
 }
 
 ZEB_Resource_ID ZEB_REIR::getResourceId() const {
-  Trace trace(kUnit, "ZEB_REIR::getResourceId");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::getResourceId");
   return ZEB_Resource_ID(&uuid_, &label_);
 }
 
 std::uint32_t ZEB_REIR::alike(const ZEB_Resource_ID* id) const {
-  Trace trace(kUnit, "ZEB_REIR::alike");
+  ZEB_Trace trace(kUnit, "ZEB_REIR::alike");
   const bool same = id && id->getUuid() == uuid_ && id->getLabel() == label_;
   return trace.leave(static_cast<std::uint32_t>(same));
 }

@@ -89,12 +89,12 @@ void ZEB_STIR::Series::merge(const Series& other, bool first) {
 }
 
 ZEB_STIR::ZEB_STIR(int makeId) : ZEB_Record(ZEB_STIR_RECORD, makeId) {
-  Trace trace(kUnit, "ZEB_STIR::ZEB_STIR");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::ZEB_STIR");
   if (OK()) reset();
 }
 
 ZEB_STIR& ZEB_STIR::operator=(const ZEB_STIR& other) {
-  Trace trace(kUnit, "ZEB_STIR::operator=");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::operator=");
   if (!OK()) return *this;
   ZEB_Record::operator=(other);
   reset();
@@ -102,7 +102,7 @@ ZEB_STIR& ZEB_STIR::operator=(const ZEB_STIR& other) {
 }
 
 ZEB_STIR& ZEB_STIR::operator+=(const ZEB_STIR& other) {
-  Trace trace(kUnit, "ZEB_STIR::operator+=");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::operator+=");
   if (other.isEmpty()) return *this;
   unchanged_ = false;
   const Statistics& more = other.statistics_;
@@ -118,12 +118,12 @@ ZEB_STIR& ZEB_STIR::operator+=(const ZEB_STIR& other) {
 }
 
 std::uint32_t ZEB_STIR::size() const {
-  Trace trace(kUnit, "ZEB_STIR::size");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::size");
   return trace.leave(OK() ? layout::stir::bytes : 0U);
 }
 
 void* ZEB_STIR::getFrom(const void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_STIR::get");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::get");
   if (!usable(p)) [[unlikely]]
     return trace.leave(p);
   ZEB_Record::getFrom(bytes, p);
@@ -131,7 +131,7 @@ void* ZEB_STIR::getFrom(const void* bytes, void* p) {
   // While it is traced, every step is taken.
   if (unchanged_ && bZEBTracing == 0 &&
       std::memcmp(image + layout::header::bytes, stored_, sizeof stored_) == 0)
-    return trace.leave(behind(p, layout::stir::bytes));
+    return trace.leave(ZEB_Behind(p, layout::stir::bytes));
   loadText(image, layout::stir::messageCount, statistics_.messageCount);
   loadSeries(image, kSize, statistics_.size);
   loadSeries(image, kElapsed, statistics_.elapsed);
@@ -139,11 +139,11 @@ void* ZEB_STIR::getFrom(const void* bytes, void* p) {
   load(image, layout::stir::firstCollection, statistics_.firstCollection);
   load(image, layout::stir::lastCollection, statistics_.lastCollection);
   keepStored(image);
-  return trace.leave(behind(p, layout::stir::bytes));
+  return trace.leave(ZEB_Behind(p, layout::stir::bytes));
 }
 
 void* ZEB_STIR::putTo(void* bytes, void* p) {
-  Trace trace(kUnit, "ZEB_STIR::put");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::put");
   if (!usable(p)) [[unlikely]]
     return trace.leave(p);
   std::memset(bytes, 0, layout::stir::bytes);
@@ -156,7 +156,7 @@ void* ZEB_STIR::putTo(void* bytes, void* p) {
   store(image, layout::stir::firstCollection, statistics_.firstCollection);
   store(image, layout::stir::lastCollection, statistics_.lastCollection);
   if (survivesStoring()) keepStored(image);
-  return trace.leave(behind(p, layout::stir::bytes));
+  return trace.leave(ZEB_Behind(p, layout::stir::bytes));
 }
 
 // What wrapped below zero has no text, and is read as zero.
@@ -171,11 +171,11 @@ void ZEB_STIR::keepStored(const std::uint8_t* image) {
 }
 
 void ZEB_STIR::print() const {
-  Trace trace(kUnit, "ZEB_STIR::print");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::print");
   ZEB_Record::print();
   char time[kCalendarTextBytes];
-  trace.line("First Collection    : %s", formatCalendar(time, statistics_.firstCollection));
-  trace.line("Last Collection     : %s", formatCalendar(time, statistics_.lastCollection));
+  trace.line("First Collection    : %s", ZEB_FormatCalendar(time, statistics_.firstCollection));
+  trace.line("Last Collection     : %s", ZEB_FormatCalendar(time, statistics_.lastCollection));
   trace.line("Message Count       : %lld", static_cast<long long>(statistics_.messageCount));
   trace.line("Sum Size            : %lld", static_cast<long long>(statistics_.size.sum));
   trace.line("Sum elapsed time    : %lld", static_cast<long long>(statistics_.elapsed.sum));
@@ -189,15 +189,15 @@ void ZEB_STIR::print() const {
 }
 
 void ZEB_STIR::reset() {
-  Trace trace(kUnit, "ZEB_STIR::reset");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::reset");
   statistics_ = {};
   unchanged_ = false;
 }
 
 ZEB_ReturnCode ZEB_STIR::updateStatistics(_TimeStamp queued, _TimeStamp elapsed, int size) {
-  Trace trace(kUnit, "ZEB_STIR::updateStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::updateStatistics");
   if (statistics_.messageCount > kLastCount) return trace.leave(ZEB_ReturnCode(ZEB_MAXIMUM));
-  const std::uint32_t now = calendarNow();
+  const std::uint32_t now = ZEB_CalendarNow();
   const bool first = firstTime();
   unchanged_ = false;
   statistics_.messageCount = sum(statistics_.messageCount, 1);
@@ -210,22 +210,22 @@ ZEB_ReturnCode ZEB_STIR::updateStatistics(_TimeStamp queued, _TimeStamp elapsed,
 }
 
 bool ZEB_STIR::firstTime() const {
-  Trace trace(kUnit, "ZEB_STIR::firstTime");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::firstTime");
   return trace.leave(statistics_.firstCollection == 0);
 }
 
 bool ZEB_STIR::isEmpty() const {
-  Trace trace(kUnit, "ZEB_STIR::isEmpty");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::isEmpty");
   return trace.leave(statistics_.firstCollection == 0);
 }
 
 void ZEB_STIR::convertLLongToString(long long value, char* text) {
-  Trace trace(kUnit, "ZEB_STIR::convertLLongToString");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::convertLLongToString");
   if (value > 0) std::to_chars(text, text + kTextBytes, value);
 }
 
 void ZEB_STIR::convertStringToLLong(const char* begin, const char* end, long long& value) {
-  Trace trace(kUnit, "ZEB_STIR::convertStringToLLong");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::convertStringToLLong");
   if (begin != end && *begin == '+') ++begin;
   std::uint64_t number = 0;
   for (; begin != end && *begin != '\0'; ++begin)
@@ -234,61 +234,61 @@ void ZEB_STIR::convertStringToLLong(const char* begin, const char* end, long lon
 }
 
 std::int64_t ZEB_STIR::getMessageCount() const {
-  Trace trace(kUnit, "ZEB_STIR::getMessageCount");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getMessageCount");
   return trace.leave(statistics_.messageCount);
 }
 
 std::int64_t ZEB_STIR::getSumSize() const {
-  Trace trace(kUnit, "ZEB_STIR::getSumSize");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getSumSize");
   return trace.leave(statistics_.size.sum);
 }
 
 std::int64_t ZEB_STIR::getSumElapsedTime() const {
-  Trace trace(kUnit, "ZEB_STIR::getSumElapsedTime");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getSumElapsedTime");
   return trace.leave(statistics_.elapsed.sum);
 }
 
 std::int64_t ZEB_STIR::getSumQueuedTime() const {
-  Trace trace(kUnit, "ZEB_STIR::getSumQueuedTime");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getSumQueuedTime");
   return trace.leave(statistics_.queued.sum);
 }
 
 std::int32_t ZEB_STIR::getMaxSize() const {
-  Trace trace(kUnit, "ZEB_STIR::getMaxSize");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getMaxSize");
   return trace.leave(statistics_.size.max);
 }
 
 std::int32_t ZEB_STIR::getMinSize() const {
-  Trace trace(kUnit, "ZEB_STIR::getMinSize");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getMinSize");
   return trace.leave(statistics_.size.min);
 }
 
 std::int32_t ZEB_STIR::getMaxElapsedTime() const {
-  Trace trace(kUnit, "ZEB_STIR::getMaxElapsedTime");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getMaxElapsedTime");
   return trace.leave(statistics_.elapsed.max);
 }
 
 std::int32_t ZEB_STIR::getMinElapsedTime() const {
-  Trace trace(kUnit, "ZEB_STIR::getMinElapsedTime");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getMinElapsedTime");
   return trace.leave(statistics_.elapsed.min);
 }
 
 std::int32_t ZEB_STIR::getMaxQueuedTime() const {
-  Trace trace(kUnit, "ZEB_STIR::getMaxQueuedTime");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getMaxQueuedTime");
   return trace.leave(statistics_.queued.max);
 }
 
 std::int32_t ZEB_STIR::getMinQueuedTime() const {
-  Trace trace(kUnit, "ZEB_STIR::getMinQueuedTime");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getMinQueuedTime");
   return trace.leave(statistics_.queued.min);
 }
 
 std::uint32_t ZEB_STIR::getfirstCollection() const {
-  Trace trace(kUnit, "ZEB_STIR::getfirstCollection");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getfirstCollection");
   return trace.leave(statistics_.firstCollection);
 }
 
 std::uint32_t ZEB_STIR::getlastCollection() const {
-  Trace trace(kUnit, "ZEB_STIR::getlastCollection");
+  ZEB_Trace trace(kUnit, "ZEB_STIR::getlastCollection");
   return trace.leave(statistics_.lastCollection);
 }

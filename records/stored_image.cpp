@@ -11,14 +11,14 @@
 #include "base/private_bytes.h"
 #include "records/record_factory.h"
 
-struct Stored_Image::Shared {
+struct ZEB_Stored_Image::Shared {
   void* address = nullptr;
   std::vector<std::uint8_t> bytes;
   std::atomic<int> users = 0;
 };
 
 // The latest image of each place; older ones live as long as a tree holds them.
-struct Stored_Image::Pool {
+struct ZEB_Stored_Image::Pool {
   std::unordered_map<const void*, Shared*> latest;
   std::size_t images = 0;
 
@@ -47,20 +47,20 @@ struct Stored_Image::Pool {
   }
 };
 
-Stored_Image::Pool* Stored_Image::Pool::pool = nullptr;
-std::mutex Stored_Image::Pool::changing;
+ZEB_Stored_Image::Pool* ZEB_Stored_Image::Pool::pool = nullptr;
+std::mutex ZEB_Stored_Image::Pool::changing;
 
-Stored_Image Stored_Image::of(ZEB_Record& record) {
+ZEB_Stored_Image ZEB_Stored_Image::of(ZEB_Record& record) {
   if (!record.OK() || !record.getAddress()) return {};
   const std::size_t size = record.size();
-  Private_Bytes bytes(size);
+  ZEB_Private_Bytes bytes(size);
   if (!bytes.data()) return {};
   record.putTo(bytes.data(), record.getAddress());
   return of({bytes.data(), size}, record.getAddress());
 }
 
-Stored_Image Stored_Image::of(std::span<const std::uint8_t> bytes, void* address) {
-  Stored_Image image;
+ZEB_Stored_Image ZEB_Stored_Image::of(std::span<const std::uint8_t> bytes, void* address) {
+  ZEB_Stored_Image image;
   const std::lock_guard guard(Pool::changing);
   try {
     image.shared_ = Pool::join(bytes, address);
@@ -70,12 +70,12 @@ Stored_Image Stored_Image::of(std::span<const std::uint8_t> bytes, void* address
   return image;
 }
 
-Stored_Image::Stored_Image(const Stored_Image& other) : shared_(other.shared_) {
+ZEB_Stored_Image::ZEB_Stored_Image(const ZEB_Stored_Image& other) : shared_(other.shared_) {
   if (shared_) shared_->users.fetch_add(1, std::memory_order_relaxed);
 }
 
 // The last user goes under the lock, where nobody else can find the image meanwhile.
-Stored_Image::~Stored_Image() {
+ZEB_Stored_Image::~ZEB_Stored_Image() {
   if (!shared_) return;
   int users = shared_->users.load(std::memory_order_relaxed);
   while (users > 1)
@@ -90,23 +90,23 @@ Stored_Image::~Stored_Image() {
   Pool::dropWhenUnused();
 }
 
-std::span<const std::uint8_t> Stored_Image::bytes() const {
+std::span<const std::uint8_t> ZEB_Stored_Image::bytes() const {
   return shared_->bytes;
 }
 
-void* Stored_Image::address() const {
+void* ZEB_Stored_Image::address() const {
   return shared_->address;
 }
 
-ZEB_Record_Header Stored_Image::header() const {
+ZEB_Record_Header ZEB_Stored_Image::header() const {
   ZEB_Record_Header header;
   std::memcpy(&header, shared_->bytes.data(), sizeof header);
   return header;
 }
 
-std::unique_ptr<ZEB_Record> Stored_Image::record() const {
+std::unique_ptr<ZEB_Record> ZEB_Stored_Image::record() const {
   if (!shared_) return nullptr;
-  std::unique_ptr<ZEB_Record> record = makeBlankRecord(layout::typeOf(shared_->bytes.data()));
+  std::unique_ptr<ZEB_Record> record = ZEB_MakeBlankRecord(layout::typeOf(shared_->bytes.data()));
   if (record) record->getFrom(shared_->bytes.data(), shared_->address);
   return record && record->OK() ? std::move(record) : nullptr;
 }

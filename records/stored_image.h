@@ -9,24 +9,25 @@
 
 #include "records/record.h"
 
-class Stored_Image {
+class ZEB_Stored_Image {
  public:
   // Of a record that is OK and has an address; null when it is not, or when memory ran out.
-  static Stored_Image of(ZEB_Record& record);
+  static ZEB_Stored_Image of(ZEB_Record& record);
   // Of a whole record that stands at the address; null when memory ran out.
-  static Stored_Image of(std::span<const std::uint8_t> bytes, void* address);
-  Stored_Image() = default;
-  Stored_Image(const Stored_Image& other);
-  Stored_Image(Stored_Image&& other) noexcept : shared_(std::exchange(other.shared_, nullptr)) {}
-  Stored_Image& operator=(Stored_Image other) noexcept {
+  static ZEB_Stored_Image of(std::span<const std::uint8_t> bytes, void* address);
+  ZEB_Stored_Image() = default;
+  ZEB_Stored_Image(const ZEB_Stored_Image& other);
+  ZEB_Stored_Image(ZEB_Stored_Image&& other) noexcept
+      : shared_(std::exchange(other.shared_, nullptr)) {}
+  ZEB_Stored_Image& operator=(ZEB_Stored_Image other) noexcept {
     std::swap(shared_, other.shared_);
     return *this;
   }
-  ~Stored_Image();
+  ~ZEB_Stored_Image();
 
   explicit operator bool() const { return shared_ != nullptr; }
   // Equal images have the same bytes; the reverse holds for the two latest of a place only.
-  bool operator==(const Stored_Image&) const = default;
+  bool operator==(const ZEB_Stored_Image&) const = default;
 
   // Of any but a null image.
   std::span<const std::uint8_t> bytes() const;

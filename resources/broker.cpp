@@ -13,12 +13,12 @@ namespace {
 constexpr char kUnit[] = "zebcbrkr";
 
 // A group or flow that a tree keeps only when it is told to.
-bool bare(const Catalogue::Entry& entry) {
+bool bare(const ZEB_Stored_Tree::Entry& entry) {
   const std::uint32_t type = layout::typeOf(entry.image.bytes().data());
   return entry.nodes == 0 && (type == ZEB_EGIR_RECORD || type == ZEB_MFIR_RECORD);
 }
 
-bool sameButForStatistics(const Stored_Image& a, const Stored_Image& b) {
+bool sameButForStatistics(const ZEB_Stored_Image& a, const ZEB_Stored_Image& b) {
   if (a == b) return true;
   const ZEB_Record_Header one = a.header();
   const ZEB_Record_Header other = b.header();
@@ -26,7 +26,7 @@ bool sameButForStatistics(const Stored_Image& a, const Stored_Image& b) {
          one.parent == other.parent;
 }
 
-void insertRecord(ZEB_Record_Set& records, const Stored_Image& image) {
+void insertRecord(ZEB_Record_Set& records, const ZEB_Stored_Image& image) {
   std::unique_ptr<ZEB_Record> record = image.record();
   if (!record || !records.insert(record.get())) throw std::bad_alloc();
   record.release();  // NOLINT(bugprone-unused-return-value): the set has it
@@ -35,18 +35,18 @@ void insertRecord(ZEB_Record_Set& records, const Stored_Image& image) {
 }  // namespace
 
 ZEB_Broker::ZEB_Broker(const ZEB_Resource_ID* id) : ZEB_ORVA_Resource(ZEB_BRIR_RECORD, id) {
-  Trace trace(kUnit, "ZEB_Broker::ZEB_Broker");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::ZEB_Broker");
   init(id);
   if (!OK()) cleanup();
 }
 
 ZEB_Broker::~ZEB_Broker() {
-  Trace trace(kUnit, "ZEB_Broker::~ZEB_Broker");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::~ZEB_Broker");
   cleanup();
 }
 
 void ZEB_Broker::init(const ZEB_Resource_ID* id) {
-  Trace trace(kUnit, "ZEB_Broker::init");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::init");
   if (!id) return;
   const ZEB_String& uuid = id->getUuid();
   // Whatever it was before, on purpose: a broker without an information record works on.
@@ -61,7 +61,7 @@ void ZEB_Broker::init(const ZEB_Resource_ID* id) {
 }
 
 void ZEB_Broker::createStatisticsArea() {
-  Trace trace(kUnit, "ZEB_Broker::createStatisticsArea");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::createStatisticsArea");
   if (!sharedMemory_) return;
   statisticsArea_.reset(new (std::nothrow) ZEB_Stats_Area(sharedMemory_->getUuid()));
   if (!statisticsArea_) {
@@ -83,7 +83,7 @@ ZEB_Events_Area* ZEB_Broker::eventsArea() {
 }
 
 void ZEB_Broker::createEventsArea() {
-  Trace trace(kUnit, "ZEB_Broker::createEventsArea");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::createEventsArea");
   if (!sharedMemory_) return;
   ownedEventsArea_.reset(new (std::nothrow) ZEB_Events_Area(sharedMemory_->getUuid()));
   if (ownedEventsArea_)
@@ -100,7 +100,7 @@ ZEB_Events_Area* ZEB_Broker::usableEventsArea() {
 // Destroying these objects detaches from the store and removes nothing from it. The segment goes
 // first: the areas' destructors never touch their blocks.
 void ZEB_Broker::cleanup() {
-  Trace trace(kUnit, "ZEB_Broker::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::cleanup");
   aside_.clear();
   catalogue_.reset();
   sharedMemory_.reset();
@@ -111,33 +111,33 @@ void ZEB_Broker::cleanup() {
 }
 
 void ZEB_Broker::flush() {
-  Trace trace(kUnit, "ZEB_Broker::flush");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::flush");
   aside_.clear();
   executionGroups_.cleanup();
 }
 
 ZEB_String ZEB_Broker::getTempDirectory() {
-  return ::getTempDirectory();
+  return ZEB_GetTempDirectory();
 }
 
 ZEB_Execution_Group* ZEB_Broker::findExecutionGroup(const ZEB_Resource_ID* id) const {
-  Trace trace(kUnit, "ZEB_Broker::findExecutionGroup");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::findExecutionGroup");
   return trace.leave(executionGroups_.findExecutionGroup(id));
 }
 
 ZEB_Execution_Group* ZEB_Broker::insertExecutionGroup(const ZEB_Resource_ID* id) {
-  Trace trace(kUnit, "ZEB_Broker::insertExecutionGroup");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::insertExecutionGroup");
   const ZEB_EGIR record(id);
   return trace.leave(insertExecutionGroup(&record));
 }
 
 ZEB_Execution_Group* ZEB_Broker::insertExecutionGroup(const ZEB_EGIR* record) {
-  Trace trace(kUnit, "ZEB_Broker::insertExecutionGroup2");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::insertExecutionGroup2");
   return trace.leave(container::insert(trace, *this, executionGroups_, record));
 }
 
 ZEB_ReturnCode ZEB_Broker::findExecutionGroups(const ZEB_Record_Set* records, int keepEmpty) {
-  Trace trace(kUnit, "ZEB_Broker::findExecutionGroups");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::findExecutionGroups");
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   return trace.leave(container::rebuild<ZEB_EGIR>(
       *records, ZEB_EGIR_RECORD, *this, executionGroups_, keepEmpty,
@@ -148,7 +148,7 @@ ZEB_ReturnCode ZEB_Broker::findExecutionGroups(const ZEB_Record_Set* records, in
 }
 
 void ZEB_Broker::deleteNode(ZEB_Node* node) {
-  Trace trace(kUnit, "ZEB_Broker::deleteNode");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::deleteNode");
   if (!node) return;
   node->markDeleted();
   if (!statisticsArea_) return;
@@ -163,11 +163,11 @@ ZEB_ReturnCode ZEB_Broker::getRecords(ZEB_Record_Set* out) {
 }
 
 ZEB_ReturnCode ZEB_Broker::gatherObjects(ZEB_Record_Set* out) {
-  Trace trace(kUnit, "ZEB_Broker::getRecords");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::getRecords");
   return trace.leave(gather(out, executionGroups_));
 }
 
-void ZEB_Broker::keepTo(const Node_Path& path) {
+void ZEB_Broker::keepTo(const ZEB_Node_Path& path) {
   path_ = path;
 }
 
@@ -177,7 +177,7 @@ bool ZEB_Broker::readPath(ZEB_Record_Set* records, int keepEmpty) {
   // While it is traced, every step is taken; a broker that is not OK stores nothing of its tree.
   if (!path_ || bZEBTracing != 0 || !OK() || !getInformationRecord() || !statisticsArea_->usable())
     return false;
-  if (!catalogue_) catalogue_ = Catalogue::of(statisticsArea_->getFirstPosition());
+  if (!catalogue_) catalogue_ = ZEB_Stored_Tree::of(statisticsArea_->getFirstPosition());
   bool taken = false;
   const bool read = catalogue_ && catalogue_->read(statisticsArea_->stored(),
                                                    [&] { taken = takePath(records, keepEmpty); });
@@ -195,27 +195,27 @@ bool ZEB_Broker::takePath(ZEB_Record_Set* records, int keepEmpty) {
   // Any other node that has none stored would get new ones.
   if (catalogue_->nodesWithoutStatistics() != (node && !statistics ? 1U : 0U)) return false;
   const auto path = {broker, group, flow, node, statistics};
-  std::vector<const Catalogue::Entry*> rest;
-  for (const Catalogue::Entry& entry : catalogue_->entries())
+  std::vector<const ZEB_Stored_Tree::Entry*> rest;
+  for (const ZEB_Stored_Tree::Entry& entry : catalogue_->entries())
     if (entry.inTree && std::ranges::find(path, &entry) == path.end()) rest.push_back(&entry);
 
   const bool begun = executionGroups_.entries() > 0 || !aside_.empty();
   if (begun ? !samePath(group, flow, node) || !sameAside(rest) : keepEmpty == 0) return false;
 
-  std::vector<Stored_Image> aside;
+  std::vector<ZEB_Stored_Image> aside;
   aside.reserve(rest.size());
-  for (const Catalogue::Entry* entry : rest)
+  for (const ZEB_Stored_Tree::Entry* entry : rest)
     if (keepEmpty != 0 || !bare(*entry)) aside.push_back(entry->image);
-  for (const Catalogue::Entry* entry : path)
+  for (const ZEB_Stored_Tree::Entry* entry : path)
     if (entry) insertRecord(*records, entry->image);
   aside_.swap(aside);
   return true;
 }
 
 // Nothing that is stored of this tree's path stands elsewhere than on that of a new tree.
-bool ZEB_Broker::samePath(const Catalogue::Entry* group, const Catalogue::Entry* flow,
-                          const Catalogue::Entry* node) const {
-  const auto same = [](const ZEB_ORVA_Resource* own, const Catalogue::Entry* stored) {
+bool ZEB_Broker::samePath(const ZEB_Stored_Tree::Entry* group, const ZEB_Stored_Tree::Entry* flow,
+                          const ZEB_Stored_Tree::Entry* node) const {
+  const auto same = [](const ZEB_ORVA_Resource* own, const ZEB_Stored_Tree::Entry* stored) {
     return !own || !own->getInformationRecord()->getAddress() ||
            (stored && stored->image.header().id == *own->getRecordId());
   };
@@ -227,9 +227,9 @@ bool ZEB_Broker::samePath(const Catalogue::Entry* group, const Catalogue::Entry*
 
 // What was put aside stands there still, but for its statistics, and no more than empty groups and
 // flows beside it.
-bool ZEB_Broker::sameAside(const std::vector<const Catalogue::Entry*>& rest) const {
+bool ZEB_Broker::sameAside(const std::vector<const ZEB_Stored_Tree::Entry*>& rest) const {
   auto known = aside_.begin();
-  for (const Catalogue::Entry* entry : rest) {
+  for (const ZEB_Stored_Tree::Entry* entry : rest) {
     if (known != aside_.end() && sameButForStatistics(*known, entry->image))
       ++known;
     else if (!bare(*entry))
@@ -240,13 +240,13 @@ bool ZEB_Broker::sameAside(const std::vector<const Catalogue::Entry*>& rest) con
 
 // Resets the statistics that were put aside, and stores them. False when memory ran out.
 bool ZEB_Broker::clearAside() {
-  for (Stored_Image& image : aside_) {
+  for (ZEB_Stored_Image& image : aside_) {
     const std::span<const std::uint8_t> present = image.bytes();
     if (layout::typeOf(present.data()) != ZEB_STIR_RECORD) continue;
     std::uint8_t cleared[layout::stir::bytes] = {};
     std::ranges::copy(present.first(layout::header::bytes), cleared);
     if (std::ranges::equal(present, cleared)) continue;
-    Stored_Image next = Stored_Image::of(cleared, image.address());
+    ZEB_Stored_Image next = ZEB_Stored_Image::of(cleared, image.address());
     if (!next) return false;
     image = std::move(next);
     statisticsArea_->writeBytes(image.address(), cleared);
@@ -262,7 +262,7 @@ bool ZEB_Broker::putAside(const ZEB_ORVA_Resource& parent, const ZEB_ORVA_Resour
   const std::size_t before = aside_.size();
   try {
     for (ZEB_Record* record : records) {
-      Stored_Image image = record ? Stored_Image::of(*record) : Stored_Image();
+      ZEB_Stored_Image image = record ? ZEB_Stored_Image::of(*record) : ZEB_Stored_Image();
       if (!image) break;
       aside_.push_back(std::move(image));
     }
@@ -292,7 +292,7 @@ void ZEB_Broker::setAside(const ZEB_Node* node) {
     return group->messageFlows() == 0 && putAside(*this, *group, {group->getInformationRecord()});
   });
   if (aside_.size() == before) return;
-  std::ranges::sort(aside_, {}, &Stored_Image::address);
+  std::ranges::sort(aside_, {}, &ZEB_Stored_Image::address);
   aside_.shrink_to_fit();
 }
 
@@ -303,7 +303,7 @@ void ZEB_Broker::takeBack() {
   ZEB_Record_Set records;
   try {
     made.reserve(aside_.size());
-    for (const Stored_Image& image : aside_)
+    for (const ZEB_Stored_Image& image : aside_)
       if (auto record = image.record()) made.push_back(std::move(record));
   } catch (const std::bad_alloc&) {
   }
@@ -322,14 +322,14 @@ void ZEB_Broker::takeBack() {
 }
 
 void ZEB_Broker::print() {
-  Trace trace(kUnit, "ZEB_Broker::print");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::print");
   takeBack();
   ZEB_ORVA_Resource::print();
   executionGroups_.print();
 }
 
 void ZEB_Broker::dump() {
-  Trace trace(kUnit, "ZEB_Broker::dump");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::dump");
   if (!statisticsArea_) createStatisticsArea();
   if (statisticsArea_ && statisticsArea_->usable()) {
     trace.text("Statistics area");
@@ -346,17 +346,17 @@ void ZEB_Broker::dump() {
 }
 
 ZEB_ReturnCode ZEB_Broker::putRecord(ZEB_Record* record) {
-  Trace trace(kUnit, "ZEB_Broker::putRecord");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::putRecord");
   return trace.leave(statisticsArea_ ? statisticsArea_->put(record) : ZEB_ReturnCode(ZEB_SUCCESS));
 }
 
 ZEB_ReturnCode ZEB_Broker::getRecord(ZEB_Record* record) {
-  Trace trace(kUnit, "ZEB_Broker::getRecord");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::getRecord");
   return trace.leave(statisticsArea_ ? statisticsArea_->get(record) : ZEB_ReturnCode(ZEB_SUCCESS));
 }
 
 ZEB_ReturnCode ZEB_Broker::readStatsArea(int keepEmpty) {
-  Trace trace(kUnit, "ZEB_Broker::readStatsArea");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::readStatsArea");
   if (!statisticsArea_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   ZEB_Record_Set records;
   ZEB_ReturnCode code;
@@ -389,7 +389,7 @@ void ZEB_Broker::adopt(const ZEB_Record_Set& records) {
 }
 
 ZEB_ReturnCode ZEB_Broker::populateStatsArea() {
-  Trace trace(kUnit, "ZEB_Broker::populateStatsArea");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::populateStatsArea");
   if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   takeBack();
   putObjects();
@@ -404,13 +404,13 @@ void ZEB_Broker::putObjects() {
 }
 
 std::uint32_t ZEB_Broker::isEmpty() {
-  Trace trace(kUnit, "ZEB_Broker::isEmpty");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::isEmpty");
   const bool usable = statisticsArea_ && statisticsArea_->usable();
   return trace.leave(static_cast<std::uint32_t>(!usable || statisticsArea_->isEmpty()));
 }
 
 std::uint32_t ZEB_Broker::isEventAreaEmpty() {
-  Trace trace(kUnit, "ZEB_Broker::isEventAreaEmpty");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::isEventAreaEmpty");
   ZEB_Events_Area* const events = OK() ? usableEventsArea() : nullptr;
   ZEB_Events_Template_Area* const templates = events ? events->getTemplatesArea() : nullptr;
   const bool usable = templates && templates->usable();
@@ -418,14 +418,14 @@ std::uint32_t ZEB_Broker::isEventAreaEmpty() {
 }
 
 void ZEB_Broker::initStatistics() {
-  Trace trace(kUnit, "ZEB_Broker::initStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::initStatistics");
   takeBack();
   ZEB_ORVA_Resource::initStatistics();
   for (ZEB_Execution_Group* group : executionGroups_) group->initStatistics();
 }
 
 ZEB_ReturnCode ZEB_Broker::getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) {
-  Trace trace(kUnit, "ZEB_Broker::getStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::getStatistics");
   takeBack();
   collect(executionGroups_);
   return trace.leave(ZEB_ORVA_Resource::getStatistics(first, second, third));
@@ -433,7 +433,7 @@ ZEB_ReturnCode ZEB_Broker::getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_
 
 ZEB_ReturnCode ZEB_Broker::updateStatistics(ZEB_STIR* record, _TimeStamp queued, _TimeStamp elapsed,
                                             int size) {
-  Trace trace(kUnit, "ZEB_Broker::updateStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::updateStatistics");
   if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   record->lock();
@@ -453,7 +453,7 @@ ZEB_ReturnCode ZEB_Broker::updateStatistics(ZEB_STIR* record, _TimeStamp queued,
 }
 
 void ZEB_Broker::resetStatistics(int perRecord) {
-  Trace trace(kUnit, "ZEB_Broker::resetStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::resetStatistics");
   if (!statisticsArea_) return;
   statisticsArea_->lock();
   readStatsArea(0);
@@ -461,7 +461,7 @@ void ZEB_Broker::resetStatistics(int perRecord) {
   for (ZEB_Execution_Group* group : executionGroups_)
     group->resetStatistics(perRecord != 0 ? this : nullptr);
   auto* const own = recordAs<ZEB_BRIR>();
-  if (own) own->setResetTime(calendarNow());
+  if (own) own->setResetTime(ZEB_CalendarNow());
   if (perRecord != 0)
     putRecord(own);
   else if (aside_.empty())
@@ -473,7 +473,7 @@ void ZEB_Broker::resetStatistics(int perRecord) {
 }
 
 ZEB_ReturnCode ZEB_Broker::resetStatistics(ZEB_STIR* record) {
-  Trace trace(kUnit, "ZEB_Broker::resetStatistics_2");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::resetStatistics_2");
   if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   record->lock();
@@ -485,19 +485,19 @@ ZEB_ReturnCode ZEB_Broker::resetStatistics(ZEB_STIR* record) {
 }
 
 std::uint32_t ZEB_Broker::lastResetTime() const {
-  Trace trace(kUnit, "ZEB_Broker::lastResetTime");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::lastResetTime");
   const auto* const own = recordAs<ZEB_BRIR>();
   return trace.leave(own ? own->getResetTime() : 0U);
 }
 
 ZEB_EVTR* ZEB_Broker::setEventTemplate(ZEB_EVTR* eventTemplate) {
-  Trace trace(kUnit, "ZEB_Broker::setEventTemplate");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::setEventTemplate");
   ZEB_Events_Area* const events = OK() && eventTemplate ? usableEventsArea() : nullptr;
   return trace.leave(events ? events->setEventTemplate(eventTemplate) : nullptr);
 }
 
 ZEB_ReturnCode ZEB_Broker::postEvent(ZEB_EVDR* event) {
-  Trace trace(kUnit, "ZEB_Broker::postEvent");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::postEvent");
   if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   if (!event) return trace.leave(ZEB_ReturnCode(ZEB_MISSING));
   ZEB_Events_Area* const events = eventsArea_.load(std::memory_order_acquire);
@@ -506,7 +506,7 @@ ZEB_ReturnCode ZEB_Broker::postEvent(ZEB_EVDR* event) {
 }
 
 ZEB_ReturnCode ZEB_Broker::getEvents(ZEB_Ordered_Record_Set* out) {
-  Trace trace(kUnit, "ZEB_Broker::getEvents");
+  ZEB_Trace trace(kUnit, "ZEB_Broker::getEvents");
   if (!OK()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   ZEB_Events_Area* const events = eventsArea();
   if (!events) return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));

@@ -10,13 +10,13 @@
 #include "records/broker_record.h"
 #include "records/stored_image.h"
 #include "resources/execution_group.h"
-#include "store/catalogue.h"
+#include "resources/stored_tree.h"
 #include "store/events_area.h"
 #include "store/shared_memory.h"
 #include "store/statistics_area.h"
 
 // The way to one node of the tree. The identifiers belong to whoever made it.
-struct Node_Path {
+struct ZEB_Node_Path {
   const ZEB_Resource_ID* executionGroup;
   const ZEB_Resource_ID* messageFlow;
   const ZEB_Resource_ID* node;
@@ -29,7 +29,7 @@ struct Node_Path {
 // deleted node; a record's around the read-modify-write of one statistics record. The record's is
 // taken before the area's. Message threads call updateStatistics, postEvent and setEventTemplate,
 // several at once; everything else belongs to the thread that sets the node up.
-class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
+class ZEB_Broker : public ZEB_ORVA_Resource, public ZEB_Statistics_Store {
  public:
   // Attaches the segment of the broker named by the identifier and opens the statistics area. Not
   // OK when that fails. The events area is made when it is first needed.
@@ -56,7 +56,7 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   // process share that. setAside does so with what was made all the same, but for the node and what
   // is above it; so does each later reset. Whatever asks for the tree as a whole takes it back
   // first. The identifiers of the path must outlive the tree.
-  void keepTo(const Node_Path& path);
+  void keepTo(const ZEB_Node_Path& path);
   void setAside(const ZEB_Node* node);
   void dump();   // both areas, to the log, while tracing is on
   void flush();  // forgets the groups of this process, not the stored ones
@@ -106,9 +106,9 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   void adopt(const ZEB_Record_Set& records);
   bool readPath(ZEB_Record_Set* records, int keepEmpty);
   bool takePath(ZEB_Record_Set* records, int keepEmpty);
-  bool samePath(const Catalogue::Entry* group, const Catalogue::Entry* flow,
-                const Catalogue::Entry* node) const;
-  bool sameAside(const std::vector<const Catalogue::Entry*>& rest) const;
+  bool samePath(const ZEB_Stored_Tree::Entry* group, const ZEB_Stored_Tree::Entry* flow,
+                const ZEB_Stored_Tree::Entry* node) const;
+  bool sameAside(const std::vector<const ZEB_Stored_Tree::Entry*>& rest) const;
   bool clearAside();
   bool putAside(const ZEB_ORVA_Resource& parent, const ZEB_ORVA_Resource& child,
                 std::initializer_list<ZEB_Record*> records);
@@ -122,10 +122,10 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public Statistics_Store {
   std::atomic<ZEB_Events_Area*> eventsArea_ = nullptr;  // what is owned, once it is ready for use
   std::mutex makingEventsArea_;
   ZEB_Execution_Group_Set executionGroups_;
-  std::optional<Node_Path> path_;
-  std::shared_ptr<Catalogue> catalogue_;
+  std::optional<ZEB_Node_Path> path_;
+  std::shared_ptr<ZEB_Stored_Tree> catalogue_;
   const ZEB_Node* needed_ = nullptr;
-  std::vector<Stored_Image> aside_;  // what else belongs to the tree
+  std::vector<ZEB_Stored_Image> aside_;  // what else belongs to the tree
 };
 
 #endif  // ZEB_RESOURCES_BROKER_H

@@ -13,8 +13,8 @@ namespace container {
 // Makes a child of the record, puts it below the parent and into the set. Null for a null record,
 // with a message when memory ran out, and silently when the child is not OK.
 template <class Child, class Record>
-Child* insert(const Trace& trace, const ZEB_ORVA_Resource& parent, Typed_Resource_Set<Child>& set,
-              const Record* record) {
+Child* insert(const ZEB_Trace& trace, const ZEB_ORVA_Resource& parent,
+              ZEB_Typed_Resource_Set<Child>& set, const Record* record) {
   if (!record) return nullptr;
   std::unique_ptr<Child> child(new (std::nothrow) Child(record));
   if (!child) {

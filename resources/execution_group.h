@@ -27,7 +27,7 @@ class ZEB_Execution_Group : public ZEB_ORVA_Resource {
   void initStatistics() override;
   ZEB_ReturnCode getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) override;
   void print() override;
-  void resetStatistics(Statistics_Store* store);
+  void resetStatistics(ZEB_Statistics_Store* store);
 
   std::uint32_t messageFlows() const;
   ZEB_Message_Flow_Set& getMessageFlows() { return messageFlows_; }
@@ -39,7 +39,7 @@ class ZEB_Execution_Group : public ZEB_ORVA_Resource {
   ZEB_Message_Flow_Set messageFlows_;
 };
 
-class ZEB_Execution_Group_Set : public Typed_Resource_Set<ZEB_Execution_Group> {
+class ZEB_Execution_Group_Set : public ZEB_Typed_Resource_Set<ZEB_Execution_Group> {
  public:
   ZEB_Execution_Group* findExecutionGroup(const ZEB_Resource_ID* id) const;
 };

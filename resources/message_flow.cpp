@@ -11,44 +11,44 @@ constexpr char kUnit[] = "zebcmefl";
 
 ZEB_Message_Flow::ZEB_Message_Flow(const ZEB_Resource_ID* id)
     : ZEB_ORVA_Resource(ZEB_MFIR_RECORD, id) {
-  Trace trace(kUnit, "ZEB_Message_Flow::ZEB_Message_Flow");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::ZEB_Message_Flow");
   if (!OK()) cleanup();
 }
 
 ZEB_Message_Flow::ZEB_Message_Flow(const ZEB_MFIR* record) : ZEB_ORVA_Resource(record) {
-  Trace trace(kUnit, "ZEB_Message_Flow::ZEB_Message_Flow");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::ZEB_Message_Flow");
   if (!OK()) cleanup();
 }
 
 ZEB_Message_Flow::~ZEB_Message_Flow() {
-  Trace trace(kUnit, "ZEB_Message_Flow::~ZEB_Message_Flow");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::~ZEB_Message_Flow");
   cleanup();
 }
 
 void ZEB_Message_Flow::cleanup() {
-  Trace trace(kUnit, "ZEB_Message_Flow::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::cleanup");
   nodes_.cleanup();
 }
 
 ZEB_Node* ZEB_Message_Flow::findNode(const ZEB_Resource_ID* id) const {
-  Trace trace(kUnit, "ZEB_Message_Flow::findNode");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::findNode");
   return trace.leave(nodes_.findNode(id));
 }
 
 ZEB_Node* ZEB_Message_Flow::insertNode(const ZEB_Resource_ID* id) {
-  Trace trace(kUnit, "ZEB_Message_Flow::insertNode");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::insertNode");
   const ZEB_NOIR record(id);
   return trace.leave(insertNode(&record));
 }
 
 ZEB_Node* ZEB_Message_Flow::insertNode(const ZEB_NOIR* record) {
-  Trace trace(kUnit, "ZEB_Message_Flow::insertNode2");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::insertNode2");
   return trace.leave(container::insert(trace, *this, nodes_, record));
 }
 
 // Traced under the execution group's name, on purpose.
 ZEB_ReturnCode ZEB_Message_Flow::findNodes(const ZEB_Record_Set* records, int keepEmpty) {
-  Trace trace(kUnit, "ZEB_Execution_Group::findNodes");
+  ZEB_Trace trace(kUnit, "ZEB_Execution_Group::findNodes");
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   for (const ZEB_Record* record : records->childrenOf(getInformationRecord())) {
     if (record->type() != ZEB_NOIR_RECORD) continue;
@@ -70,44 +70,44 @@ ZEB_Node* ZEB_Message_Flow::takeNode(const ZEB_NOIR* stored, int keepEmpty) {
 }
 
 ZEB_ReturnCode ZEB_Message_Flow::getRecords(ZEB_Record_Set* out) {
-  Trace trace(kUnit, "ZEB_Message_Flow::getRecords");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::getRecords");
   return trace.leave(gather(out, nodes_));
 }
 
 void ZEB_Message_Flow::initStatistics() {
-  Trace trace(kUnit, "ZEB_Message_Flow::initStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::initStatistics");
   ZEB_ORVA_Resource::initStatistics();
   for (ZEB_Node* child : nodes_) child->initStatistics();
 }
 
 ZEB_ReturnCode ZEB_Message_Flow::getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) {
-  Trace trace(kUnit, "ZEB_Message_Flow::getStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::getStatistics");
   collect(nodes_);
   return trace.leave(ZEB_ORVA_Resource::getStatistics(first, second, third));
 }
 
 void ZEB_Message_Flow::print() {
-  Trace trace(kUnit, "ZEB_Message_Flow::print");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::print");
   ZEB_ORVA_Resource::print();
   nodes_.print();
 }
 
-void ZEB_Message_Flow::resetStatistics(Statistics_Store* store) {
-  Trace trace(kUnit, "ZEB_Message_Flow::resetStatistics");
+void ZEB_Message_Flow::resetStatistics(ZEB_Statistics_Store* store) {
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::resetStatistics");
   for (ZEB_Node* child : nodes_) child->resetStatistics(store);
 }
 
 std::uint32_t ZEB_Message_Flow::nodes() const {
-  Trace trace(kUnit, "ZEB_Message_Flow::nodes");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::nodes");
   return trace.leave(static_cast<std::uint32_t>(nodes_.entries()));
 }
 
 ZEB_Node_Set& ZEB_Message_Flow::getNodes() {
-  Trace trace(kUnit, "ZEB_Message_Flow::getNodes");
+  ZEB_Trace trace(kUnit, "ZEB_Message_Flow::getNodes");
   return nodes_;
 }
 
 ZEB_Message_Flow* ZEB_Message_Flow_Set::findMessageFlow(const ZEB_Resource_ID* id) const {
-  Trace trace(kResourceSetUnit, "ZEB_Message_Flow_Set::findMessageFlow");
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_Message_Flow_Set::findMessageFlow");
   return trace.leave(findMember(id));
 }

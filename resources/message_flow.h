@@ -27,7 +27,7 @@ class ZEB_Message_Flow : public ZEB_ORVA_Resource {
   void initStatistics() override;
   ZEB_ReturnCode getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) override;
   void print() override;
-  void resetStatistics(Statistics_Store* store);
+  void resetStatistics(ZEB_Statistics_Store* store);
 
   std::uint32_t nodes() const;
   ZEB_Node_Set& getNodes();
@@ -39,7 +39,7 @@ class ZEB_Message_Flow : public ZEB_ORVA_Resource {
   ZEB_Node_Set nodes_;
 };
 
-class ZEB_Message_Flow_Set : public Typed_Resource_Set<ZEB_Message_Flow> {
+class ZEB_Message_Flow_Set : public ZEB_Typed_Resource_Set<ZEB_Message_Flow> {
  public:
   ZEB_Message_Flow* findMessageFlow(const ZEB_Resource_ID* id) const;
 };

@@ -11,13 +11,13 @@ constexpr char kUnit[] = "zebcnode";
 }  // namespace
 
 ZEB_Node::ZEB_Node(const ZEB_Resource_ID* id) : ZEB_ORVA_Resource(ZEB_NOIR_RECORD, id) {
-  Trace trace(kUnit, "ZEB_Node::ZEB_Node");
+  ZEB_Trace trace(kUnit, "ZEB_Node::ZEB_Node");
   init();
   if (!OK()) cleanup();
 }
 
 ZEB_Node::ZEB_Node(const ZEB_NOIR* record) : ZEB_ORVA_Resource(record) {
-  Trace trace(kUnit, "ZEB_Node::ZEB_Node");
+  ZEB_Trace trace(kUnit, "ZEB_Node::ZEB_Node");
   init();
   if (OK() && record) {
     const ZEB_String subFlowName = record->getSubFlowName();
@@ -29,12 +29,12 @@ ZEB_Node::ZEB_Node(const ZEB_NOIR* record) : ZEB_ORVA_Resource(record) {
 }
 
 ZEB_Node::~ZEB_Node() {
-  Trace trace(kUnit, "ZEB_Node::~ZEB_Node");
+  ZEB_Trace trace(kUnit, "ZEB_Node::~ZEB_Node");
   cleanup();
 }
 
 void ZEB_Node::init() {
-  Trace trace(kUnit, "ZEB_Node::init");
+  ZEB_Trace trace(kUnit, "ZEB_Node::init");
   statistics_.reset(new (std::nothrow) ZEB_STIR(1));
   if (!statistics_) {
     trace.allocationError();
@@ -47,17 +47,17 @@ void ZEB_Node::init() {
 }
 
 void ZEB_Node::cleanup() {
-  Trace trace(kUnit, "ZEB_Node::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Node::cleanup");
   statistics_.reset();
 }
 
 ZEB_STIR* ZEB_Node::getStatsRecord() const {
-  Trace trace(kUnit, "ZEB_Node::getStatsRecord");
+  ZEB_Trace trace(kUnit, "ZEB_Node::getStatsRecord");
   return trace.leave(statistics_.get());
 }
 
 ZEB_ReturnCode ZEB_Node::getRecords(ZEB_Record_Set* out) {
-  Trace trace(kUnit, "ZEB_Node::getRecords");
+  ZEB_Trace trace(kUnit, "ZEB_Node::getRecords");
   if (!out) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   ZEB_ReturnCode code;
   for (ZEB_Record* record : {static_cast<ZEB_Record*>(getInformationRecord()),
@@ -71,7 +71,7 @@ ZEB_ReturnCode ZEB_Node::getRecords(ZEB_Record_Set* out) {
 }
 
 ZEB_ReturnCode ZEB_Node::findStatistics(const ZEB_Record_Set* records) {
-  Trace trace(kUnit, "ZEB_Node::findStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Node::findStatistics");
   if (!records || records->isEmpty()) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   for (const ZEB_Record* record : records->childrenOf(getInformationRecord())) {
     if (record->type() != ZEB_STIR_RECORD) continue;
@@ -82,13 +82,13 @@ ZEB_ReturnCode ZEB_Node::findStatistics(const ZEB_Record_Set* records) {
 }
 
 ZEB_STIR* ZEB_Node::insertStatistics(const ZEB_STIR* record) {
-  Trace trace(kUnit, "ZEB_Node::insertStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Node::insertStatistics");
   if (statistics_ && record) *statistics_ = *record;
   return trace.leave(statistics_.get());
 }
 
 ZEB_ReturnCode ZEB_Node::getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) {
-  Trace trace(kUnit, "ZEB_Node::getStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_Node::getStatistics");
   if (collected_ == 0 && getInformationRecord()) {
     const ZEB_NodeType type = getNodeType();
     ZEB_STIR* accumulator = nullptr;
@@ -105,8 +105,8 @@ ZEB_ReturnCode ZEB_Node::getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_ST
   return trace.leave(ZEB_ORVA_Resource::getStatistics(first, second, third));
 }
 
-void ZEB_Node::resetStatistics(Statistics_Store* store) {
-  Trace trace(kUnit, "ZEB_Node::resetStatistics");
+void ZEB_Node::resetStatistics(ZEB_Statistics_Store* store) {
+  ZEB_Trace trace(kUnit, "ZEB_Node::resetStatistics");
   if (!statistics_) return;
   if (store)
     store->resetStatistics(statistics_.get());
@@ -115,45 +115,45 @@ void ZEB_Node::resetStatistics(Statistics_Store* store) {
 }
 
 void ZEB_Node::markDeleted() {
-  Trace trace(kUnit, "ZEB_Node::markDeleted");
+  ZEB_Trace trace(kUnit, "ZEB_Node::markDeleted");
   if (ZEB_REIR* const record = getInformationRecord()) record->markDeleted();
 }
 
 void ZEB_Node::undelete() {
-  Trace trace(kUnit, "ZEB_Node::undelete");
+  ZEB_Trace trace(kUnit, "ZEB_Node::undelete");
   if (ZEB_REIR* const record = getInformationRecord()) record->undelete();
 }
 
 std::uint32_t ZEB_Node::isDeleted() const {
-  Trace trace(kUnit, "ZEB_Node::isDeleted");
+  ZEB_Trace trace(kUnit, "ZEB_Node::isDeleted");
   const ZEB_REIR* const record = getInformationRecord();
   return trace.leave(record ? record->isDeleted() : 0U);
 }
 
 ZEB_NodeType ZEB_Node::getNodeType() const {
-  Trace trace(kUnit, "ZEB_Node::getNodeType");
+  ZEB_Trace trace(kUnit, "ZEB_Node::getNodeType");
   const auto* const record = recordAs<ZEB_NOIR>();
   return trace.leave(record ? record->getNodeType() : ZEB_OTHER_NODE);
 }
 
 void ZEB_Node::setNodeType(ZEB_NodeType nodeType) {
-  Trace trace(kUnit, "ZEB_Node::setNodeType");
+  ZEB_Trace trace(kUnit, "ZEB_Node::setNodeType");
   if (auto* const record = recordAs<ZEB_NOIR>()) record->setNodeType(nodeType);
 }
 
 ZEB_String ZEB_Node::getSubFlowName() const {
-  Trace trace(kUnit, "ZEB_Node::getSubFlowName");
+  ZEB_Trace trace(kUnit, "ZEB_Node::getSubFlowName");
   const auto* const record = recordAs<ZEB_NOIR>();
   return record ? record->getSubFlowName() : ZEB_String();
 }
 
 void ZEB_Node::setSubFlowName(const ZEB_String* name) {
-  Trace trace(kUnit, "ZEB_Node::setSubFlowName");
+  ZEB_Trace trace(kUnit, "ZEB_Node::setSubFlowName");
   if (auto* const record = recordAs<ZEB_NOIR>()) record->setSubFlowName(name);
 }
 
 void ZEB_Node::setLabel(const ZEB_String* label) {
-  Trace trace(kUnit, "ZEB_Node::setLabel");
+  ZEB_Trace trace(kUnit, "ZEB_Node::setLabel");
   if (ZEB_REIR* const record = getInformationRecord()) record->setLabel(label);
 }
 
@@ -162,6 +162,6 @@ void ZEB_Node::assign(const ZEB_NOIR& record) {
 }
 
 ZEB_Node* ZEB_Node_Set::findNode(const ZEB_Resource_ID* id) const {
-  Trace trace(kResourceSetUnit, "ZEB_Node_Set::findNode");
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_Node_Set::findNode");
   return trace.leave(findMember(id));
 }

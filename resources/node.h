@@ -30,7 +30,7 @@ class ZEB_Node : public ZEB_ORVA_Resource {
   ZEB_ReturnCode getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) override;
 
   // Resets the statistics: in the store, or for null only the copy in this process.
-  void resetStatistics(Statistics_Store* store);
+  void resetStatistics(ZEB_Statistics_Store* store);
 
   void markDeleted();
   void undelete();
@@ -49,7 +49,7 @@ class ZEB_Node : public ZEB_ORVA_Resource {
   std::unique_ptr<ZEB_STIR> statistics_;
 };
 
-class ZEB_Node_Set : public Typed_Resource_Set<ZEB_Node> {
+class ZEB_Node_Set : public ZEB_Typed_Resource_Set<ZEB_Node> {
  public:
   ZEB_Node* findNode(const ZEB_Resource_ID* id) const;
 };

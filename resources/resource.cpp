@@ -62,13 +62,13 @@ const char* nameOf(std::uint32_t type) {
 }  // namespace
 
 ZEB_ORVA_Resource::ZEB_ORVA_Resource(ZEB_RecordType type, const ZEB_Resource_ID* id) {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::ZEB_ORVA_Resource");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::ZEB_ORVA_Resource");
   setInformationRecord(type, id);
   if (!OK()) cleanup();
 }
 
 ZEB_ORVA_Resource::ZEB_ORVA_Resource(const ZEB_REIR* record) {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::ZEB_ORVA_Resource");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::ZEB_ORVA_Resource");
   const auto type = record ? static_cast<ZEB_RecordType>(record->type()) : ZEB_REIR_RECORD;
   if (record) {
     const ZEB_Resource_ID id = record->getResourceId();
@@ -84,12 +84,12 @@ ZEB_ORVA_Resource::ZEB_ORVA_Resource(const ZEB_REIR* record) {
 }
 
 ZEB_ORVA_Resource::~ZEB_ORVA_Resource() {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::~ZEB_ORVA_Resource");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::~ZEB_ORVA_Resource");
   cleanup();
 }
 
 void ZEB_ORVA_Resource::cleanup() {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::cleanup");
   record_.reset();
   first_.reset();
   second_.reset();
@@ -97,7 +97,7 @@ void ZEB_ORVA_Resource::cleanup() {
 }
 
 void ZEB_ORVA_Resource::setInformationRecord(ZEB_RecordType type, const ZEB_Resource_ID* id) {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::setInformationRecord");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::setInformationRecord");
   if (!OK()) return;
   record_.reset(makeRecord(type, id));
   if (record_ && record_->OK()) return;
@@ -106,7 +106,7 @@ void ZEB_ORVA_Resource::setInformationRecord(ZEB_RecordType type, const ZEB_Reso
 }
 
 void ZEB_ORVA_Resource::initStatistics() {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::initStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::initStatistics");
   for (std::unique_ptr<ZEB_STIR>* accumulator : {&first_, &second_, &third_}) {
     if (*accumulator) {
       (*accumulator)->reset();
@@ -120,7 +120,7 @@ void ZEB_ORVA_Resource::initStatistics() {
 
 ZEB_ReturnCode ZEB_ORVA_Resource::getStatistics(ZEB_STIR* first, ZEB_STIR* second,
                                                 ZEB_STIR* third) {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getStatistics");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getStatistics");
   ZEB_ReturnCode code;
   const auto add = [&code](ZEB_STIR* to, const std::unique_ptr<ZEB_STIR>& from) {
     if (to && from)
@@ -135,73 +135,73 @@ ZEB_ReturnCode ZEB_ORVA_Resource::getStatistics(ZEB_STIR* first, ZEB_STIR* secon
 }
 
 void ZEB_ORVA_Resource::print() {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::print");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::print");
   trace.line("Type                : %s", nameOf(getType()));
   trace.line("Label               : %s", getLabel());
   trace.line("Uuid                : %s", getUuid());
 }
 
 ZEB_ReturnCode ZEB_ORVA_Resource::getRecords(ZEB_Record_Set* /*out*/) {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getRecords");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getRecords");
   return trace.leave(ZEB_ReturnCode(ZEB_NOT_READ));
 }
 
 ZEB_REIR* ZEB_ORVA_Resource::getInformationRecord() const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getInformationRecord");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getInformationRecord");
   return trace.leave(record_.get());
 }
 
 const ZEB_Record_ID* ZEB_ORVA_Resource::getRecordId() const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getRecordId");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getRecordId");
   return trace.leave(record_ ? record_->getRecordId() : nullptr);
 }
 
 const ZEB_Record_ID* ZEB_ORVA_Resource::getParentId() const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getParentId");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getParentId");
   return trace.leave(record_ ? record_->getParentId() : nullptr);
 }
 
 void ZEB_ORVA_Resource::setParent(const ZEB_ORVA_Resource* parent) {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::setParent");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::setParent");
   if (record_ && parent) record_->setParent(parent->getRecordId());
 }
 
 std::uint32_t ZEB_ORVA_Resource::isChildOf(const ZEB_ORVA_Resource* other) const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::isChildOf");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::isChildOf");
   return trace.leave(record_ && other ? record_->isChildOf(other->record_.get()) : 0U);
 }
 
 std::uint32_t ZEB_ORVA_Resource::alike(const ZEB_Resource_ID* id) const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::alike");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::alike");
   return trace.leave(record_ ? record_->alike(id) : 0U);
 }
 
 ZEB_Resource_ID ZEB_ORVA_Resource::getResourceId() const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getResourceId");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getResourceId");
   return record_ ? record_->getResourceId() : ZEB_Resource_ID();
 }
 
 ZEB_String ZEB_ORVA_Resource::getLabel() const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getLabel");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getLabel");
   return record_ ? record_->getLabel() : ZEB_String();
 }
 
 ZEB_String ZEB_ORVA_Resource::getUuid() const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getUuid");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getUuid");
   return record_ ? record_->getUuid() : ZEB_String();
 }
 
 std::uint32_t ZEB_ORVA_Resource::getType() const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getType");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getType");
   return trace.leave(record_ ? record_->type() : 0U);
 }
 
 int ZEB_ORVA_Resource::getStatus() const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::getStatus");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::getStatus");
   return trace.leave(status_.load());
 }
 
 bool ZEB_ORVA_Resource::OK() const {
-  Trace trace(kUnit, "ZEB_ORVA_Resource::OK");
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::OK");
   return trace.leave(status_ == ZEB_STATUS_OK);
 }

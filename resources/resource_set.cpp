@@ -6,11 +6,11 @@
 #include "base/trace.h"
 
 ZEB_ORVA_Resource_Set::ZEB_ORVA_Resource_Set() {
-  Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::ZEB_ORVA_Resource_Set");
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::ZEB_ORVA_Resource_Set");
 }
 
 ZEB_ORVA_Resource_Set::~ZEB_ORVA_Resource_Set() {
-  Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::~ZEB_ORVA_Resource_Set");
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::~ZEB_ORVA_Resource_Set");
   cleanup();
 }
 
@@ -35,12 +35,12 @@ std::unique_ptr<ZEB_ORVA_Resource> ZEB_ORVA_Resource_Set::remove(const ZEB_ORVA_
 }
 
 void ZEB_ORVA_Resource_Set::print() {
-  Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::print");
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::print");
   for (const auto& member : members_) member->print();
 }
 
 void ZEB_ORVA_Resource_Set::cleanup() {
-  Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::cleanup");
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_ORVA_Resource_Set::cleanup");
   byId_.clear();
   members_.clear();
 }

@@ -68,11 +68,11 @@ class ZEB_ORVA_Resource_Set_Iterator {
 
 // A set of one class, for range-based loops.
 template <class Member>
-class Typed_Resource_Set : public ZEB_ORVA_Resource_Set {
+class ZEB_Typed_Resource_Set : public ZEB_ORVA_Resource_Set {
  public:
   class Iterator {
    public:
-    Iterator(const Typed_Resource_Set& set, std::size_t at) : set_(set), at_(at) {}
+    Iterator(const ZEB_Typed_Resource_Set& set, std::size_t at) : set_(set), at_(at) {}
     Member* operator*() const { return static_cast<Member*>(set_.at(at_)); }
     Iterator& operator++() {
       ++at_;
@@ -81,7 +81,7 @@ class Typed_Resource_Set : public ZEB_ORVA_Resource_Set {
     bool operator!=(const Iterator& other) const { return at_ != other.at_; }
 
    private:
-    const Typed_Resource_Set& set_;
+    const ZEB_Typed_Resource_Set& set_;
     std::size_t at_;
   };
   // Destroys the members for which it holds.

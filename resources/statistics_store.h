@@ -4,13 +4,13 @@
 
 #include "records/statistics_record.h"
 
-class Statistics_Store {
+class ZEB_Statistics_Store {
  public:
   // Resets the stored record under its own lock.
   virtual ZEB_ReturnCode resetStatistics(ZEB_STIR* record) = 0;
 
  protected:
-  ~Statistics_Store() = default;
+  ~ZEB_Statistics_Store() = default;
 };
 
 #endif  // ZEB_RESOURCES_STATISTICS_STORE_H

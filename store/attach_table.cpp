@@ -10,21 +10,21 @@
 
 namespace {
 
-Attachment table[50];
+ZEB_Attachment table[50];
 static_assert(sizeof table == 1200);
 std::mutex changing;
 
 // The entry of that key, or else the first that was never used. A key stays with its entry when
 // the last user has gone, and each new key file makes another key: so when all entries have one, a
 // free entry is taken over.
-Attachment* entryFor(int key) {
+ZEB_Attachment* entryFor(int key) {
   const auto end = std::end(table);
-  auto entry = std::find_if(table, end, [key](const Attachment& candidate) {
+  auto entry = std::find_if(table, end, [key](const ZEB_Attachment& candidate) {
     return candidate.key < 1 || candidate.key == key;
   });
   if (entry == end)
-    entry =
-        std::find_if(table, end, [](const Attachment& candidate) { return candidate.users == 0; });
+    entry = std::find_if(table, end,
+                         [](const ZEB_Attachment& candidate) { return candidate.users == 0; });
   return entry == end ? nullptr : entry;
 }
 
@@ -33,7 +33,7 @@ Attachment* entryFor(int key) {
 void* attach_table::attach(int segmentId, int key, bool& attached) {
   attached = false;
   const std::lock_guard guard(changing);
-  Attachment* const entry = entryFor(key);
+  ZEB_Attachment* const entry = entryFor(key);
   if (!entry) return nullptr;
   if (entry->key == key && entry->segmentId == segmentId && entry->users > 0) {
     ++entry->users;
@@ -42,7 +42,8 @@ void* attach_table::attach(int segmentId, int key, bool& attached) {
   attached = true;
   void* const address = shmat(segmentId, nullptr, 0);
   const bool refused = address == reinterpret_cast<void*>(-1);
-  *entry = refused ? Attachment{key, 0, nullptr, 0} : Attachment{key, segmentId, address, 1};
+  *entry =
+      refused ? ZEB_Attachment{key, 0, nullptr, 0} : ZEB_Attachment{key, segmentId, address, 1};
   return address;
 }
 

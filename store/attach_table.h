@@ -4,13 +4,13 @@
 
 #include <cstdint>
 
-struct Attachment {
+struct ZEB_Attachment {
   std::int32_t key;        // below 1: never used
   std::int32_t segmentId;  // 0 after the last user went
   void* address;           // null after the last user went
   std::uint64_t users;
 };
-static_assert(sizeof(Attachment) == 24);
+static_assert(sizeof(ZEB_Attachment) == 24);
 
 // One table per process, of 50 entries. The caller holds the process's attach mutex; since that one
 // may be unusable, attach and detach also exclude the other threads of the process by themselves.

@@ -15,16 +15,16 @@ constexpr int kTurns = 8;
 }  // namespace
 
 ZEB_Events_Area::ZEB_Events_Area(const ZEB_String& /*name*/) {
-  Trace trace(kUnit, "ZEB_Events_Area::ZEB_Events_Area");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::ZEB_Events_Area");
 }
 
 ZEB_Events_Area::~ZEB_Events_Area() {
-  Trace trace(kUnit, "ZEB_Events_Area::~ZEB_Events_Area");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::~ZEB_Events_Area");
   cleanup();
 }
 
 void ZEB_Events_Area::init(ZEB_Shared_Memory* segment) {
-  Trace trace(kUnit, "ZEB_Events_Area::init");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::init");
   templatesStamp_ = {};
   eventsLastUpdate_ = ZEB_Timer::nowTime();
   if (bZEBTracing) ZEB_DumpMemory(&eventsLastUpdate_, sizeof eventsLastUpdate_, "eventsLastUpdate");
@@ -45,13 +45,13 @@ void ZEB_Events_Area::init(ZEB_Shared_Memory* segment) {
 }
 
 ZEB_ReturnCode ZEB_Events_Area::postEvent(ZEB_EVDR* event) {
-  Trace trace(kUnit, "ZEB_Events_Area::postEvent");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::postEvent");
   if (!OK() || !dataArea_) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   return trace.leave(dataArea_->put(event));
 }
 
 ZEB_EVTR* ZEB_Events_Area::setEventTemplate(ZEB_EVTR* eventTemplate) {
-  Trace trace(kUnit, "ZEB_Events_Area::setEventTemplate");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::setEventTemplate");
   if (!OK() || !templateArea_ || !eventTemplate || !eventTemplate->OK())
     return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
   ZEB_ReturnCode code = findOrStore(eventTemplate);
@@ -88,7 +88,7 @@ ZEB_ReturnCode ZEB_Events_Area::getTemplates() {
 }
 
 ZEB_ReturnCode ZEB_Events_Area::refresh() {
-  Trace trace(kUnit, "ZEB_Events_Area::getTemplates");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::getTemplates");
   if (!OK() || !templateArea_ || !templateArea_->usable())
     return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   const _TimeStamp lastUpdate = templateArea_->getLastUpdate();
@@ -107,7 +107,7 @@ void ZEB_Events_Area::flushTemplates() {
 }
 
 void ZEB_Events_Area::flush() {
-  Trace trace(kUnit, "ZEB_Events_Area::flushTemplates");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::flushTemplates");
   cache_.clearAndDestroy();
   templatesStamp_ = {};
 }
@@ -124,7 +124,7 @@ ZEB_EVTR* ZEB_Events_Area::findTemplate(const ZEB_EVDR* event) {
 
 // The template area may be damaged: what is no template is passed over.
 ZEB_EVTR* ZEB_Events_Area::cached(const ZEB_EVTR* eventTemplate) const {
-  Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
   for (ZEB_Record* record : cache_) {
     auto* const candidate = dynamic_cast<ZEB_EVTR*>(record);
     if (candidate && eventTemplate && *candidate == *eventTemplate) return trace.leave(candidate);
@@ -133,14 +133,14 @@ ZEB_EVTR* ZEB_Events_Area::cached(const ZEB_EVTR* eventTemplate) const {
 }
 
 ZEB_EVTR* ZEB_Events_Area::cachedParent(const ZEB_EVDR* event) const {
-  Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::findTemplate");
   for (ZEB_Record* record : cache_)
     if (event && event->isChildOf(record) != 0) return trace.leave(dynamic_cast<ZEB_EVTR*>(record));
   return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
 }
 
 ZEB_ReturnCode ZEB_Events_Area::getEvents(ZEB_Ordered_Record_Set* out) {
-  Trace trace(kUnit, "ZEB_Events_Area::getEvents");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::getEvents");
   if (!out) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   if (!OK() || !dataArea_) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   const std::lock_guard guard(templates_);
@@ -183,22 +183,22 @@ ZEB_ReturnCode ZEB_Events_Area::join(const ZEB_Ordered_Record_Set& events,
 }
 
 ZEB_Events_Template_Area* ZEB_Events_Area::getTemplatesArea() const {
-  Trace trace(kUnit, "ZEB_Events_Area::getTemplatesArea");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::getTemplatesArea");
   return trace.leave(templateArea_.get());
 }
 
 bool ZEB_Events_Area::OK() const {
-  Trace trace(kUnit, "ZEB_Events_Area::OK");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::OK");
   return trace.leave(status_ == ZEB_STATUS_OK);
 }
 
 int ZEB_Events_Area::getStatus() const {
-  Trace trace(kUnit, "ZEB_Events_Area::getStatus");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::getStatus");
   return trace.leave(status_);
 }
 
 void ZEB_Events_Area::cleanup() {
-  Trace trace(kUnit, "ZEB_Events_Area::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::cleanup");
   flushTemplates();
   templateArea_.reset();
   dataArea_.reset();
@@ -206,7 +206,7 @@ void ZEB_Events_Area::cleanup() {
 }
 
 void ZEB_Events_Area::dump() {
-  Trace trace(kUnit, "ZEB_Events_Area::dump");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Area::dump");
   if (!OK() || !templateArea_ || !templateArea_->usable() || !dataArea_ || !dataArea_->usable()) {
     trace.text("Shared Area Unavailable");
     return;

@@ -9,18 +9,18 @@ constexpr char kUnit[] = "zebcedar";
 }  // namespace
 
 ZEB_Events_Data_Area::ZEB_Events_Data_Area(const ZEB_String& name)
-    : Wrapping_Area(name + ".zebcedar") {
-  Trace trace(kUnit, "ZEB_Events_Data_Area::ZEB_Events_Data_Area");
+    : ZEB_Wrapping_Area(name + ".zebcedar") {
+  ZEB_Trace trace(kUnit, "ZEB_Events_Data_Area::ZEB_Events_Data_Area");
   setEyecatcher(layout::block::eventData);
 }
 
 ZEB_ReturnCode ZEB_Events_Data_Area::put(ZEB_Record* record) {
-  Trace trace(kUnit, "ZEB_Events_Data_Area::put");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Data_Area::put");
   if (!record || record->type() != ZEB_EVDR_RECORD) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   return trace.leave(putWrapping(record));
 }
 
 int ZEB_Events_Data_Area::getType() const {
-  Trace trace(kUnit, "ZEB_Events_Data_Area::getType");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Data_Area::getType");
   return trace.leave(2);
 }

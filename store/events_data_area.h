@@ -4,7 +4,7 @@
 
 #include "store/wrapping_area.h"
 
-class ZEB_Events_Data_Area : public Wrapping_Area {
+class ZEB_Events_Data_Area : public ZEB_Wrapping_Area {
  public:
   explicit ZEB_Events_Data_Area(const ZEB_String& name);  // of the broker
 

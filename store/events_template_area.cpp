@@ -9,23 +9,23 @@ constexpr char kUnit[] = "zebcetar";
 }  // namespace
 
 ZEB_Events_Template_Area::ZEB_Events_Template_Area(const ZEB_String& name)
-    : Wrapping_Area(name + ".zebcetar") {
-  Trace trace(kUnit, "ZEB_Events_Template_Area::ZEB_Events_Template_Area");
+    : ZEB_Wrapping_Area(name + ".zebcetar") {
+  ZEB_Trace trace(kUnit, "ZEB_Events_Template_Area::ZEB_Events_Template_Area");
   setEyecatcher(layout::block::eventTemplates);
 }
 
 ZEB_ReturnCode ZEB_Events_Template_Area::put(ZEB_Record* record) {
-  Trace trace(kUnit, "ZEB_Events_Template_Area::put");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Template_Area::put");
   if (!record || record->type() != ZEB_EVTR_RECORD) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   return trace.leave(putWrapping(record));
 }
 
 ZEB_ReturnCode ZEB_Events_Template_Area::putOnce(ZEB_EVTR* eventTemplate) {
-  Trace trace(kUnit, "ZEB_Events_Template_Area::put");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Template_Area::put");
   return trace.leave(putOrWrap(eventTemplate));
 }
 
 int ZEB_Events_Template_Area::getType() const {
-  Trace trace(kUnit, "ZEB_Events_Template_Area::getType");
+  ZEB_Trace trace(kUnit, "ZEB_Events_Template_Area::getType");
   return trace.leave(3);
 }

@@ -5,7 +5,7 @@
 #include "records/event_template.h"
 #include "store/wrapping_area.h"
 
-class ZEB_Events_Template_Area : public Wrapping_Area {
+class ZEB_Events_Template_Area : public ZEB_Wrapping_Area {
  public:
   explicit ZEB_Events_Template_Area(const ZEB_String& name);  // of the broker
 

@@ -19,20 +19,20 @@ std::uintptr_t number(const void* p) {
 }  // namespace
 
 ZEB_Memory_Manager::ZEB_Memory_Manager() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::ZEB_Memory_Manager");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::ZEB_Memory_Manager");
 }
 
 ZEB_Memory_Manager::~ZEB_Memory_Manager() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::~ZEB_Memory_Manager");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::~ZEB_Memory_Manager");
 }
 
 bool ZEB_Memory_Manager::OK() const {
-  Trace trace(kUnit, "ZEB_Memory_Manager::OK");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::OK");
   return trace.leave(status_ == ZEB_STATUS_OK);
 }
 
 int ZEB_Memory_Manager::getStatus() const {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getStatus");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getStatus");
   return trace.leave(status_);
 }
 
@@ -41,7 +41,7 @@ void* ZEB_Memory_Manager::at(std::int32_t offset) const {
   return reinterpret_cast<void*>(number(address_) + static_cast<std::uint32_t>(offset));
 }
 
-Block_Header ZEB_Memory_Manager::headerCopy() const {
+ZEB_Block_Header ZEB_Memory_Manager::headerCopy() const {
   const std::lock_guard guard(copying_);
   return header_;
 }
@@ -50,13 +50,13 @@ void ZEB_Memory_Manager::getHeader() {
   reload();
 }
 
-Block_Header ZEB_Memory_Manager::reload() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getHeader");
+ZEB_Block_Header ZEB_Memory_Manager::reload() {
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getHeader");
   if (!address_) return headerCopy();
-  Block_Header copy;
+  ZEB_Block_Header copy;
   {
     const std::lock_guard guard(copying_);
-    copyFromShared(&header_, address_, sizeof header_);
+    ZEB_CopyFromShared(&header_, address_, sizeof header_);
     header_.size = bound_ ? mapped_ : std::min(header_.size, mapped_);
     std::atomic_thread_fence(std::memory_order_acquire);
     copy = header_;
@@ -66,50 +66,50 @@ Block_Header ZEB_Memory_Manager::reload() {
 }
 
 void ZEB_Memory_Manager::putHeader() {
-  putHeader([](Block_Header& /*header*/) {});
+  putHeader([](ZEB_Block_Header& /*header*/) {});
 }
 
 // What was written into the block is seen before the header that says so.
 template <class Change>
 void ZEB_Memory_Manager::putHeader(Change change) {
-  Trace trace(kUnit, "ZEB_Memory_Manager::putHeader");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::putHeader");
   const _TimeStamp now = ZEB_Timer::nowTime();
   const std::lock_guard guard(copying_);
   change(header_);
   header_.lastUpdate = now;
   if (!address_) return;
   std::atomic_thread_fence(std::memory_order_release);
-  copyToShared(address_, &header_, sizeof header_);
+  ZEB_CopyToShared(address_, &header_, sizeof header_);
 }
 
 void* ZEB_Memory_Manager::getFirstPosition() const {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getFirstPosition");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getFirstPosition");
   return trace.leave(at(layout::block::bytes));
 }
 
 void* ZEB_Memory_Manager::getNextPosition() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getNextPosition");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getNextPosition");
   return trace.leave(at(reload().next));
 }
 
 void* ZEB_Memory_Manager::getLastPosition() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getLastPosition");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getLastPosition");
   return trace.leave(at(reload().last));
 }
 
 void* ZEB_Memory_Manager::getLastAvailablePosition() const {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getLastAvailablePosition");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getLastAvailablePosition");
   void* const end = at(static_cast<std::int32_t>(size()));
   trace.text("%X %X %X", address_, size(), end);
   return trace.leave(end);
 }
 
 void ZEB_Memory_Manager::setNextPosition(const void* p) {
-  Trace trace(kUnit, "ZEB_Memory_Manager::setNextPosition");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::setNextPosition");
   trace.text("Parameter %X", p);
   const auto next = static_cast<std::int32_t>(number(p) - number(address_));
   std::int32_t last;
-  putHeader([&](Block_Header& header) {
+  putHeader([&](ZEB_Block_Header& header) {
     header.next = next;
     header.last = last = std::max(header.last, next);
   });
@@ -117,13 +117,13 @@ void ZEB_Memory_Manager::setNextPosition(const void* p) {
 }
 
 std::uint32_t ZEB_Memory_Manager::getAvailableBytes() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getAvailableBytes");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getAvailableBytes");
   const void* const next = getNextPosition();
   return trace.leave(static_cast<std::uint32_t>(number(getLastAvailablePosition()) - number(next)));
 }
 
 bool ZEB_Memory_Manager::isEnoughSpace(const void* p, std::uint32_t n) const {
-  Trace trace(kUnit, "ZEB_Memory_Manager::isEnoughSpace");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::isEnoughSpace");
   trace.text("isEnough %X %d", p, static_cast<int>(n));
   const std::uintptr_t end = number(getLastAvailablePosition());
   const bool inside = number(p) >= number(getFirstPosition()) && number(p) <= end;
@@ -136,24 +136,24 @@ bool ZEB_Memory_Manager::isEnoughSpace(const void* p, std::uint32_t n) const {
 }
 
 bool ZEB_Memory_Manager::isEmpty() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::isEmpty");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::isEmpty");
   return trace.leave(getFirstPosition() == getLastPosition());
 }
 
 _TimeStamp ZEB_Memory_Manager::getLastUpdate() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getLastUpdate");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getLastUpdate");
   return reload().lastUpdate;
 }
 
 void ZEB_Memory_Manager::setSize(std::uint32_t bytes) {
-  Trace trace(kUnit, "ZEB_Memory_Manager::setSize");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::setSize");
   trace.text("Size = %i", static_cast<int>(bytes));
   const std::lock_guard guard(copying_);
   header_.size = bytes;
 }
 
 void ZEB_Memory_Manager::setEyecatcher(const char* name) {
-  Trace trace(kUnit, "ZEB_Memory_Manager::setEyecatcher");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::setEyecatcher");
   trace.text("Eyecatcher = %s", name);
   if (!name) return;
   const std::lock_guard guard(copying_);
@@ -161,7 +161,7 @@ void ZEB_Memory_Manager::setEyecatcher(const char* name) {
 }
 
 void ZEB_Memory_Manager::setAddress(void* p, std::uint32_t mapped) {
-  Trace trace(kUnit, "ZEB_Memory_Manager::setAddress");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::setAddress");
   trace.text("Address = %X", p);
   address_ = p;
   mapped_ = mapped;
@@ -174,16 +174,16 @@ void ZEB_Memory_Manager::bindTo(void* p, std::uint32_t bytes) {
 }
 
 std::uint32_t ZEB_Memory_Manager::getSize() const {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getSize");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getSize");
   return trace.leave(size());
 }
 
 const char* ZEB_Memory_Manager::getEyecatcher() const {
-  Trace trace(kUnit, "ZEB_Memory_Manager::getEyecatcher");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::getEyecatcher");
   return trace.leave(static_cast<const char*>(header_.eyecatcher));
 }
 
 void ZEB_Memory_Manager::cleanup() {
-  Trace trace(kUnit, "ZEB_Memory_Manager::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Memory_Manager::cleanup");
   status_ = ZEB_STATUS_FAILED;
 }

@@ -7,11 +7,11 @@
 
 #include "base/return_code.h"
 #include "base/timer.h"
-#include "records/layout.h"
+#include "format/layout.h"
 
 // The header at the start of every block, held as it is stored. Offsets count from the block's
 // start; that of a block near 2 GiB may be negative when read as signed.
-struct Block_Header {
+struct ZEB_Block_Header {
   char eyecatcher[8] = {};
   std::int32_t mark = 1;
   std::uint32_t size = 0;
@@ -19,12 +19,12 @@ struct Block_Header {
   std::int32_t last = 0;
   _TimeStamp lastUpdate;
 };
-static_assert(sizeof(Block_Header) == layout::block::bytes);
-static_assert(offsetof(Block_Header, mark) == layout::block::mark.offset);
-static_assert(offsetof(Block_Header, size) == layout::block::size.offset);
-static_assert(offsetof(Block_Header, next) == layout::block::next.offset);
-static_assert(offsetof(Block_Header, last) == layout::block::last.offset);
-static_assert(offsetof(Block_Header, lastUpdate) == layout::block::lastUpdate.offset);
+static_assert(sizeof(ZEB_Block_Header) == layout::block::bytes);
+static_assert(offsetof(ZEB_Block_Header, mark) == layout::block::mark.offset);
+static_assert(offsetof(ZEB_Block_Header, size) == layout::block::size.offset);
+static_assert(offsetof(ZEB_Block_Header, next) == layout::block::next.offset);
+static_assert(offsetof(ZEB_Block_Header, last) == layout::block::last.offset);
+static_assert(offsetof(ZEB_Block_Header, lastUpdate) == layout::block::lastUpdate.offset);
 
 // Space in a block is handed out by moving its next position forward; nothing is given back.
 //
@@ -80,12 +80,12 @@ class ZEB_Memory_Manager {
 
  protected:
   void setStatus(int status) { status_ = status; }
-  Block_Header headerCopy() const;
+  ZEB_Block_Header headerCopy() const;
   std::uint32_t mappedBytes() const { return mapped_; }
 
  private:
   void* at(std::int32_t offset) const;
-  Block_Header reload();
+  ZEB_Block_Header reload();
   std::uint32_t size() const { return bound_ ? mapped_ : headerCopy().size; }
   template <class Change>
   void putHeader(Change change);
@@ -95,7 +95,7 @@ class ZEB_Memory_Manager {
   std::uint32_t mapped_ = 0;
   bool bound_ = false;
   mutable std::mutex copying_;  // guards header_, held for a few instructions only
-  Block_Header header_;
+  ZEB_Block_Header header_;
 };
 
 #endif  // ZEB_STORE_MEMORY_MANAGER_H

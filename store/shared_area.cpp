@@ -19,8 +19,8 @@ constexpr char kUnit[] = "zebcshar";
 
 // Makes a record of the bytes, a copy of those at p, and keeps it when it is newer than the stamp.
 ZEB_ReturnCode rebuild(const std::uint8_t* bytes, void* p, _TimeStamp stamp,
-                       Record_Collection* records) {
-  std::unique_ptr<ZEB_Record> record = makeBlankRecord(layout::typeOf(bytes));
+                       ZEB_Record_Collection* records) {
+  std::unique_ptr<ZEB_Record> record = ZEB_MakeBlankRecord(layout::typeOf(bytes));
   if (!record) return ZEB_NOT_ALLOCATED;
   record->getFrom(bytes, p);
   if (!record->OK()) return ZEB_NOT_ALLOCATED;
@@ -32,18 +32,19 @@ ZEB_ReturnCode rebuild(const std::uint8_t* bytes, void* p, _TimeStamp stamp,
 
 }  // namespace
 
-ZEB_Shared_Area::ZEB_Shared_Area(const ZEB_String& name) : areaName_(getTempDirectory() + name) {
-  Trace trace(kUnit, "ZEB_Shared_Area::ZEB_Shared_Area");
-  setSize(configuredMemorySize());
+ZEB_Shared_Area::ZEB_Shared_Area(const ZEB_String& name)
+    : areaName_(ZEB_GetTempDirectory() + name) {
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::ZEB_Shared_Area");
+  setSize(ZEB_ConfiguredMemorySize());
 }
 
 ZEB_Shared_Area::~ZEB_Shared_Area() {
-  Trace trace(kUnit, "ZEB_Shared_Area::~ZEB_Shared_Area");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::~ZEB_Shared_Area");
   cleanup();
 }
 
 void ZEB_Shared_Area::init(ZEB_Shared_Memory* segment) {
-  Trace trace(kUnit, "ZEB_Shared_Area::init");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::init");
   trace.text("Initializing shared area %s", areaName_);
   if (segment) segment->allocate(this);
   // A block smaller than any area is damaged, and no record might ever fit.
@@ -54,7 +55,7 @@ void ZEB_Shared_Area::init(ZEB_Shared_Memory* segment) {
 }
 
 ZEB_ReturnCode ZEB_Shared_Area::put(ZEB_Record* record) {
-  Trace trace(kUnit, "ZEB_Shared_Area::put");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::put");
   trace.text("Inserting record in shared area %s", areaName_);
   if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
@@ -69,40 +70,40 @@ ZEB_ReturnCode ZEB_Shared_Area::put(ZEB_Record* record) {
 
 // The record goes out in one copy, so that a reader without a lock seldom sees half of it.
 ZEB_ReturnCode ZEB_Shared_Area::writeRecord(void* position, ZEB_Record* record, void** end) {
-  Trace trace(kUnit, "ZEB_Shared_Area::writeRecord");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::writeRecord");
   trace.text("Writing a record in position 0x%X of shared area %s", position, areaName_);
   if (end) *end = position;
   if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   const std::uint32_t size = record->size();
   if (!isEnoughSpace(position, size)) [[unlikely]]
     return trace.leave(ZEB_ReturnCode(ZEB_NO_ROOM));
-  Private_Bytes image(size);
+  ZEB_Private_Bytes image(size);
   if (!image.data()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
   void* const behindRecord = record->putTo(image.data(), position);
-  copyToShared(position, image.data(), size);
+  ZEB_CopyToShared(position, image.data(), size);
   if (end) *end = behindRecord;
   return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
 }
 
 ZEB_ReturnCode ZEB_Shared_Area::writeBytes(void* position, std::span<const std::uint8_t> bytes) {
   if (!isEnoughSpace(position, static_cast<std::uint32_t>(bytes.size()))) return ZEB_NO_ROOM;
-  copyToShared(position, bytes.data(), bytes.size());
+  ZEB_CopyToShared(position, bytes.data(), bytes.size());
   return ZEB_SUCCESS;
 }
 
 // What stands there is as long as the record is: it was written from it, or from one whose strings
 // are equally long.
 ZEB_ReturnCode ZEB_Shared_Area::get(ZEB_Record* record) {
-  Trace trace(kUnit, "ZEB_Shared_Area::get");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::get");
   if (!record) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   void* const address = record->getAddress();
   if (!address) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   const std::uint32_t size = record->size();
   if (!isEnoughSpace(address, size)) return trace.leave(ZEB_ReturnCode(ZEB_NOT_READ));
-  Private_Bytes image(size);
+  ZEB_Private_Bytes image(size);
   if (!image.data()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
-  copyFromShared(image.data(), address, size);
+  ZEB_CopyFromShared(image.data(), address, size);
   if (layout::storedSize({image.data(), size}) != size ||
       layout::typeOf(image.data()) != record->type())
     return trace.leave(ZEB_ReturnCode(ZEB_NOT_READ));
@@ -110,13 +111,13 @@ ZEB_ReturnCode ZEB_Shared_Area::get(ZEB_Record* record) {
   return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
 }
 
-ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records) {
-  Trace trace(kUnit, "ZEB_Shared_Area::read");
+ZEB_ReturnCode ZEB_Shared_Area::read(ZEB_Record_Collection* records) {
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::read");
   return trace.leave(read(records, _TimeStamp{}));
 }
 
-ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records, _TimeStamp stamp) {
-  Trace trace(kUnit, "ZEB_Shared_Area::read");
+ZEB_ReturnCode ZEB_Shared_Area::read(ZEB_Record_Collection* records, _TimeStamp stamp) {
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::read");
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
   if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   const void* const before = getNextPosition();
@@ -124,11 +125,11 @@ ZEB_ReturnCode ZEB_Shared_Area::read(Record_Collection* records, _TimeStamp stam
   std::uint8_t* const first = place.data();
   const std::size_t length = place.size();
   if (length == 0) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
-  Private_Bytes image(length);
+  ZEB_Private_Bytes image(length);
   ZEB_ReturnCode code = image.data() ? ZEB_SUCCESS : ZEB_NOT_ALLOCATED;
   std::size_t whole = 0;
   if (code == ZEB_SUCCESS) {
-    copyFromShared(image.data(), first, length);
+    ZEB_CopyFromShared(image.data(), first, length);
     whole = unchangedSince(before, image.data(), length);
   }
   for (std::size_t at = 0, size = 0; code == ZEB_SUCCESS && at < length; at += size) {
@@ -145,7 +146,7 @@ std::span<std::uint8_t> ZEB_Shared_Area::stored() {
   auto* const first = static_cast<std::uint8_t*>(getFirstPosition());
   const void* const last = getLastPosition();
   const void* const end = std::min(last, static_cast<const void*>(getLastAvailablePosition()));
-  return {first, end > first ? distance(first, end) : 0};
+  return {first, end > first ? ZEB_Distance(first, end) : 0};
 }
 
 // In an area that wrapped, a writer may be at work where a copy was taken: from the next position
@@ -155,34 +156,34 @@ std::size_t ZEB_Shared_Area::unchangedSince(const void* before, const std::uint8
                                             std::size_t length) {
   auto* const first = static_cast<const std::uint8_t*>(getFirstPosition());
   const void* const after = getNextPosition();
-  std::size_t at = before <= after ? distance(first, before) : 0;
+  std::size_t at = before <= after ? ZEB_Distance(first, before) : 0;
   std::uint8_t present[512];
   for (std::size_t bytes; at < length; at += bytes) {
     bytes = std::min(sizeof present, length - at);
-    copyFromShared(present, first + at, bytes);
+    ZEB_CopyFromShared(present, first + at, bytes);
     const auto differing = std::mismatch(present, present + bytes, copy + at).first;
-    if (differing != present + bytes) return at + distance(present, differing);
+    if (differing != present + bytes) return at + ZEB_Distance(present, differing);
   }
   return length;
 }
 
 void ZEB_Shared_Area::copyTo(void* buffer, std::uint32_t /*length*/) {
-  Trace trace(kUnit, "ZEB_Shared_Area::copyTo");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::copyTo");
   if (!buffer || !usable()) return;
   lock();
   const std::uint32_t size = getSize();
   trace.text("memcpy 0x%X 0x%X %d", buffer, getAddress(), static_cast<int>(size));
-  copyFromShared(buffer, getAddress(), size);
+  ZEB_CopyFromShared(buffer, getAddress(), size);
   unlock();
 }
 
 std::uint64_t ZEB_Shared_Area::getThreadId() {
-  Trace trace(kUnit, "ZEB_Shared_Area::getThreadId");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::getThreadId");
   return trace.leave(static_cast<std::uint64_t>(pthread_self()));
 }
 
 void ZEB_Shared_Area::lock() {
-  Trace trace(kUnit, "ZEB_Shared_Area::lock");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::lock");
   const std::uint64_t self = getThreadId();
   if (owner_.load(std::memory_order_relaxed) == self) {
     ++depth_;
@@ -198,7 +199,7 @@ void ZEB_Shared_Area::lock() {
 }
 
 void ZEB_Shared_Area::unlock() {
-  Trace trace(kUnit, "ZEB_Shared_Area::unlock");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::unlock");
   if (--depth_ >= 1) return;
   depth_ = 0;
   ownerThread_ = 0;
@@ -210,7 +211,7 @@ void ZEB_Shared_Area::unlock() {
 }
 
 void ZEB_Shared_Area::dump() {
-  Trace trace(kUnit, "ZEB_Shared_Area::dump");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::dump");
   if (!bZEBTracing) return;
   trace.text("Area : %s", areaName_);
   trace.text("address = 0x%X, size = %i", getAddress(), static_cast<int>(getSize()));
@@ -218,16 +219,16 @@ void ZEB_Shared_Area::dump() {
 }
 
 const char* ZEB_Shared_Area::getAreaName() const {
-  Trace trace(kUnit, "ZEB_Shared_Area::getAreaName");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::getAreaName");
   return trace.leave(static_cast<const char*>(areaName_.getcValue()));
 }
 
 int ZEB_Shared_Area::getType() const {
-  Trace trace(kUnit, "ZEB_Shared_Area::getType");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::getType");
   return trace.leave(0);
 }
 
 void ZEB_Shared_Area::cleanup() {
-  Trace trace(kUnit, "ZEB_Shared_Area::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Area::cleanup");
   areaMutex_.reset();
 }

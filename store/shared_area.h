@@ -49,8 +49,8 @@ class ZEB_Shared_Area : public ZEB_Memory_Manager {
 
   // Rebuilds the records that were created after the stamp; the caller owns them. Ends with code 1
   // at the first place where no sane record stands, with 6 when memory ran out.
-  ZEB_ReturnCode read(Record_Collection* records);
-  ZEB_ReturnCode read(Record_Collection* records, _TimeStamp stamp);
+  ZEB_ReturnCode read(ZEB_Record_Collection* records);
+  ZEB_ReturnCode read(ZEB_Record_Collection* records, _TimeStamp stamp);
 
   // Copies the whole block, under the lock. The length does not limit the copy, on purpose: the
   // buffer is as large as the block.

@@ -42,20 +42,20 @@ std::uint32_t mappedSize(int segmentId, std::uint32_t size) {
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(mapped, UINT32_MAX));
 }
 
-Block_Header headerAt(const std::uint8_t* block) {
-  Block_Header header;
-  copyFromShared(&header, block, sizeof header);
+ZEB_Block_Header headerAt(const std::uint8_t* block) {
+  ZEB_Block_Header header;
+  ZEB_CopyFromShared(&header, block, sizeof header);
   return header;
 }
 
-bool isEndOfChain(const Block_Header& header) {
+bool isEndOfChain(const ZEB_Block_Header& header) {
   constexpr char kNoName[4] = {};
   return std::memcmp(header.eyecatcher, kNoName, sizeof kNoName) == 0;
 }
 
 // A block behind the segment's next position whose maker died before it moved that position: it
 // has the name of the area that is to be placed, and nobody could use it yet.
-bool isUnfinished(const Block_Header& header, const char* eyecatcher) {
+bool isUnfinished(const ZEB_Block_Header& header, const char* eyecatcher) {
   constexpr std::int32_t kNothing = layout::block::bytes;
   return std::memcmp(header.eyecatcher, eyecatcher, sizeof header.eyecatcher) == 0 &&
          header.next <= kNothing && header.last <= kNothing;
@@ -64,24 +64,24 @@ bool isUnfinished(const Block_Header& header, const char* eyecatcher) {
 }  // namespace
 
 ZEB_Shared_Memory::ZEB_Shared_Memory(const ZEB_String* brokerUuid) {
-  Trace trace(kUnit, "ZEB_Shared_Memory::ZEB_Shared_Memory");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::ZEB_Shared_Memory");
   char name[32];
   std::snprintf(name, sizeof name, "zeb_attach_%d", static_cast<int>(getpid()));
   attachMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(name));
   if (brokerUuid) uuid_ = *brokerUuid;
-  segmentName_ = getTempDirectory() + uuid_ + kSuffix;
+  segmentName_ = ZEB_GetTempDirectory() + uuid_ + kSuffix;
   // Wraps in 32 bits with the largest setting, and is kept so.
-  setSize(kAreas * configuredMemorySize() + layout::block::bytes);
+  setSize(kAreas * ZEB_ConfiguredMemorySize() + layout::block::bytes);
   setEyecatcher(layout::block::segment);
 }
 
 ZEB_Shared_Memory::~ZEB_Shared_Memory() {
-  Trace trace(kUnit, "ZEB_Shared_Memory::~ZEB_Shared_Memory");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::~ZEB_Shared_Memory");
   cleanup();
 }
 
 void ZEB_Shared_Memory::init() {
-  Trace trace(kUnit, "ZEB_Shared_Memory::init");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::init");
   trace.text("Initializing shared memory segment");
   segmentMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(getSegmentName()));
   if (!segmentMutex_) {
@@ -110,19 +110,19 @@ void ZEB_Shared_Memory::init() {
 }
 
 // The segment's key, with the key file made if need be; negative when there is none.
-int ZEB_Shared_Memory::segmentKey(const Trace& trace) const {
+int ZEB_Shared_Memory::segmentKey(const ZEB_Trace& trace) const {
   const char* const name = getSegmentName();
-  int key = tracedKey(trace, name);
+  int key = ZEB_TracedKey(trace, name);
   if (key == -1) {
-    createKeyFile(trace, name);
-    key = tracedKey(trace, name);
+    ZEB_CreateKeyFile(trace, name);
+    key = ZEB_TracedKey(trace, name);
   }
   if (key < 0) trace.systemCallFailed("ftok", errno);
   return key;
 }
 
 // Creates the segment or joins the one that is there. An id of 0 is a segment like any other.
-bool ZEB_Shared_Memory::obtain(const Trace& trace, int key) {
+bool ZEB_Shared_Memory::obtain(const ZEB_Trace& trace, int key) {
   segmentId_ = shmget(key, getSize(), IPC_CREAT | IPC_EXCL | kPermissions);
   created_ = segmentId_ >= 0;
   if (!created_ && errno == EEXIST) {
@@ -135,7 +135,7 @@ bool ZEB_Shared_Memory::obtain(const Trace& trace, int key) {
 
 // A new segment is all zeros. So is a joined one whose creator died before it wrote the header:
 // that is finished here.
-void ZEB_Shared_Memory::join(const Trace& trace, int key) {
+void ZEB_Shared_Memory::join(const ZEB_Trace& trace, int key) {
   void* const address = zeb_attach(segmentId_, key);
   if (!isSomewhere(address)) {
     trace.systemCallFailed("zeb_attach", errno);
@@ -144,7 +144,7 @@ void ZEB_Shared_Memory::join(const Trace& trace, int key) {
   }
   trace.text("zeb_attach adddress = 0x%X", address);
   setAddress(address, mappedSize(segmentId_, getSize()));
-  const Block_Header header = headerAt(static_cast<const std::uint8_t*>(address));
+  const ZEB_Block_Header header = headerAt(static_cast<const std::uint8_t*>(address));
   if (created_ || (isEndOfChain(header) && header.size == 0))
     setNextPosition(getFirstPosition());
   else
@@ -152,7 +152,7 @@ void ZEB_Shared_Memory::join(const Trace& trace, int key) {
 }
 
 void* ZEB_Shared_Memory::allocate(ZEB_Memory_Manager* area) {
-  Trace trace(kUnit, "ZEB_Shared_Memory::allocate");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::allocate");
   if (!area || !OK() || !segmentMutex_ || !isSomewhere(getAddress()))
     return trace.leave(static_cast<void*>(nullptr));
   segmentMutex_->get();
@@ -170,7 +170,7 @@ void* ZEB_Shared_Memory::place(ZEB_Memory_Manager* area) {
 
   std::uint32_t at = layout::block::bytes;
   while (next - at >= layout::block::bytes) {
-    const Block_Header header = headerAt(start + at);
+    const ZEB_Block_Header header = headerAt(start + at);
     if (isEndOfChain(header)) break;
     if (header.size < layout::block::bytes || header.size > next - at) return nullptr;
     if (std::memcmp(header.eyecatcher, area->getEyecatcher(), sizeof header.eyecatcher) == 0) {
@@ -189,9 +189,9 @@ void* ZEB_Shared_Memory::carve(ZEB_Memory_Manager* area, std::uint32_t offset) {
   auto* const block = static_cast<std::uint8_t*>(getAddress()) + offset;
   const std::uint32_t size = area->getSize();
   if (size > mappedBytes() - offset) return nullptr;
-  const Block_Header present = headerAt(block);
+  const ZEB_Block_Header present = headerAt(block);
   if (!isEndOfChain(present) && !isUnfinished(present, area->getEyecatcher())) return nullptr;
-  if (!created_) clearShared(block, size);
+  if (!created_) ZEB_ClearShared(block, size);
   area->bindTo(block, size);
   area->setNextPosition(area->getFirstPosition());
   setNextPosition(block + size);
@@ -199,7 +199,7 @@ void* ZEB_Shared_Memory::carve(ZEB_Memory_Manager* area, std::uint32_t offset) {
 }
 
 void* ZEB_Shared_Memory::zeb_attach(int segmentId, int key) {
-  Trace trace(kUnit, "ZEB_Shared_Memory::zeb_attach");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::zeb_attach");
   if (attachMutex_) attachMutex_->get();
   if (bZEBTracing) attach_table::dump();
   bool attached;
@@ -213,7 +213,7 @@ void* ZEB_Shared_Memory::zeb_attach(int segmentId, int key) {
 }
 
 int ZEB_Shared_Memory::zeb_dettach(void* address) {
-  Trace trace(kUnit, "ZEB_Shared_Memory::zeb_dettach");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::zeb_dettach");
   if (attachMutex_) attachMutex_->get();
   if (bZEBTracing) attach_table::dump();
   const int result = attach_table::detach(address);
@@ -225,7 +225,7 @@ int ZEB_Shared_Memory::zeb_dettach(void* address) {
 }
 
 void ZEB_Shared_Memory::cleanup() {
-  Trace trace(kUnit, "ZEB_Shared_Memory::cleanup");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::cleanup");
   if (segmentMutex_) segmentMutex_->get();
   if (isSomewhere(getAddress())) {
     if (zeb_dettach(getAddress()) != 0) trace.systemCallFailed("zeb_dettach", errno);
@@ -238,7 +238,7 @@ void ZEB_Shared_Memory::cleanup() {
   setStatus(ZEB_STATUS_FAILED);
 }
 
-void ZEB_Shared_Memory::removeIfUnused(const Trace& trace) const {
+void ZEB_Shared_Memory::removeIfUnused(const ZEB_Trace& trace) const {
   shmid_ds state{};
   if (shmctl(segmentId_, IPC_STAT, &state) != 0) {
     trace.systemCallFailed("shmctl IPC_STAT", errno);
@@ -251,11 +251,11 @@ void ZEB_Shared_Memory::removeIfUnused(const Trace& trace) const {
 }
 
 const char* ZEB_Shared_Memory::getSegmentName() const {
-  Trace trace(kUnit, "ZEB_Shared_Memory::getSegmentName");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::getSegmentName");
   return trace.leave(static_cast<const char*>(segmentName_.getcValue()));
 }
 
 ZEB_String ZEB_Shared_Memory::getUuid() const {
-  Trace trace(kUnit, "ZEB_Shared_Memory::getUuid");
+  ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::getUuid");
   return uuid_;
 }

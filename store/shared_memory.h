@@ -42,10 +42,10 @@ class ZEB_Shared_Memory : public ZEB_Memory_Manager {
   ZEB_String getUuid() const;
 
  private:
-  int segmentKey(const Trace& trace) const;
-  bool obtain(const Trace& trace, int key);
-  void join(const Trace& trace, int key);
-  void removeIfUnused(const Trace& trace) const;
+  int segmentKey(const ZEB_Trace& trace) const;
+  bool obtain(const ZEB_Trace& trace, int key);
+  void join(const ZEB_Trace& trace, int key);
+  void removeIfUnused(const ZEB_Trace& trace) const;
   void* place(ZEB_Memory_Manager* area);
   void* carve(ZEB_Memory_Manager* area, std::uint32_t offset);
 

@@ -9,11 +9,11 @@ constexpr char kUnit[] = "zebcstar";
 }  // namespace
 
 ZEB_Stats_Area::ZEB_Stats_Area(const ZEB_String& name) : ZEB_Shared_Area(name + ".zebcstar") {
-  Trace trace(kUnit, "ZEB_Stats_Area::ZEB_Stats_Area");
+  ZEB_Trace trace(kUnit, "ZEB_Stats_Area::ZEB_Stats_Area");
   setEyecatcher(layout::block::statistics);
 }
 
 int ZEB_Stats_Area::getType() const {
-  Trace trace(kUnit, "ZEB_Stats_Area::getType");
+  ZEB_Trace trace(kUnit, "ZEB_Stats_Area::getType");
   return trace.leave(1);
 }

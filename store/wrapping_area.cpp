@@ -1,6 +1,6 @@
 #include "store/wrapping_area.h"
 
-ZEB_ReturnCode Wrapping_Area::putOrWrap(ZEB_Record* record) {
+ZEB_ReturnCode ZEB_Wrapping_Area::putOrWrap(ZEB_Record* record) {
   const ZEB_ReturnCode code = ZEB_Shared_Area::put(record);
   if (code != ZEB_NO_ROOM) return code;
   lock();
@@ -10,7 +10,7 @@ ZEB_ReturnCode Wrapping_Area::putOrWrap(ZEB_Record* record) {
   return code;
 }
 
-ZEB_ReturnCode Wrapping_Area::putWrapping(ZEB_Record* record) {
+ZEB_ReturnCode ZEB_Wrapping_Area::putWrapping(ZEB_Record* record) {
   ZEB_ReturnCode code = ZEB_NO_ROOM;
   while (code == ZEB_NO_ROOM) code = putOrWrap(record);
   return code;

@@ -6,7 +6,7 @@
 
 // The newest records overwrite the oldest. The last offset keeps its high-water mark, so that the
 // records behind the next position are older ones, the first of them perhaps cut.
-class Wrapping_Area : public ZEB_Shared_Area {
+class ZEB_Wrapping_Area : public ZEB_Shared_Area {
  protected:
   using ZEB_Shared_Area::ZEB_Shared_Area;
 

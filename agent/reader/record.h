@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "agent/reader/segment_copy.h"
-#include "records/layout.h"
+#include "format/layout.h"
 
 namespace reader {
 

@@ -8,7 +8,7 @@
 #include <atomic>
 #include <cstring>
 
-#include "records/layout.h"
+#include "format/layout.h"
 
 namespace reader {
 namespace {

@@ -10,7 +10,7 @@ void readPutTimeDigits(benchmark::State& state) {
   const char time[] = "03040506";
   for (auto _ : state) {
     benchmark::DoNotOptimize(date);
-    benchmark::DoNotOptimize(readPutTime(date, time));
+    benchmark::DoNotOptimize(ZEB_ReadPutTime(date, time));
   }
 }
 BENCHMARK(readPutTimeDigits);
@@ -21,7 +21,7 @@ void readPutTimeBlanks(benchmark::State& state) {
   const char time[] = " 3 4 5 6";
   for (auto _ : state) {
     benchmark::DoNotOptimize(date);
-    benchmark::DoNotOptimize(readPutTime(date, time));
+    benchmark::DoNotOptimize(ZEB_ReadPutTime(date, time));
   }
 }
 BENCHMARK(readPutTimeBlanks);
@@ -31,7 +31,7 @@ void scanPutTimeDigits(benchmark::State& state) {
   const char time[] = "03040506";
   for (auto _ : state) {
     benchmark::DoNotOptimize(date);
-    benchmark::DoNotOptimize(scanPutTime(date, time));
+    benchmark::DoNotOptimize(ZEB_ScanPutTime(date, time));
   }
 }
 BENCHMARK(scanPutTimeDigits);

@@ -1,6 +1,6 @@
 // The functions that the library's undefined symbols bind to must be visible.
 #pragma GCC visibility push(default)
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 #pragma GCC visibility pop
 
 #include "bench/support/lean_host.h"

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 
 // A node instance as this host knows it.
 struct HostNode {

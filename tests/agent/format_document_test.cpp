@@ -4,7 +4,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "records/layout.h"
+#include "format/layout.h"
 
 namespace {
 

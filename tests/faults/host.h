@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 
 namespace faults {
 

@@ -37,8 +37,8 @@ struct Node {
 void comparePutTimes(const std::uint8_t* bits) {
   MessageDescriptor descriptor;
   std::memcpy(&descriptor, bits, sizeof descriptor);
-  const auto read = readPutTime(descriptor.putDate, descriptor.putTime);
-  const auto scanned = scanPutTime(descriptor.putDate, descriptor.putTime);
+  const auto read = ZEB_ReadPutTime(descriptor.putDate, descriptor.putTime);
+  const auto scanned = ZEB_ScanPutTime(descriptor.putDate, descriptor.putTime);
   fuzz::require(read.has_value() == scanned.has_value());
   fuzz::require(!read || *read == *scanned);
 }

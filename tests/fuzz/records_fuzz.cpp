@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
   std::size_t at = 0;
   while (const std::size_t size = layout::storedSize({bytes.data() + at, bytes.size() - at})) {
     std::uint8_t* const stored = bytes.data() + at;
-    const auto record = makeBlankRecord(layout::typeOf(stored));
+    const auto record = ZEB_MakeBlankRecord(layout::typeOf(stored));
     fuzz::require(record && record->get(stored) == stored + size);
     record->print();
     // A string that ended early, or digits that were none, make a shorter or another record.

@@ -1,7 +1,7 @@
 // The least that a host accepts as a plug-in: its node passes each message on and re-raises what
 // failed behind it. It keeps attributes in the order they came and enumerates five names.
 #pragma GCC visibility push(default)
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 #pragma GCC visibility pop
 
 #include <map>

@@ -9,10 +9,10 @@
 
 #include "host/exception.h"
 #include "host/flow.h"
-#include "host/interface/host_interface.h"
 #include "host/log.h"
 #include "host/node.h"
 #include "host/tally.h"
+#include "interface/host_interface.h"
 
 using namespace host;
 

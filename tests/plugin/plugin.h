@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 #include "tests/support/scripted_host.h"
 #include "tests/support/stored_bytes.h"
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "host/interface/host_interface.h"
+#include "interface/host_interface.h"
 
 namespace support {
 

@@ -188,10 +188,10 @@ int tellDirectory(Steps& parent, const std::vector<std::string>& arguments) {
   useOwnConfiguration();
   configure(arguments.at(0));
   bZEBTracing = 1;
-  parent.tell(getTempDirectory().getcValue());
+  parent.tell(ZEB_GetTempDirectory().getcValue());
   bZEBTracing = 0;
   configure("ZEBTempDirectory /changed\n");
-  parent.tell(getTempDirectory().getcValue());
+  parent.tell(ZEB_GetTempDirectory().getcValue());
   for (const std::string& text : textsOf("zebcbrkr", "ZEB_Broker::getTempDirectory"))
     parent.tell(text);
   return 0;
@@ -224,9 +224,9 @@ int tellDirectoryWithoutMemory(Steps& parent, const std::vector<std::string>& ar
   useOwnConfiguration();
   configure("ZEBTempDirectory " + std::string(kDirectory, 'x') + "\n");
   failAllocations(3 * kDirectory + 1);
-  parent.tell(getTempDirectory().getcValue() ? arguments.at(0) : "none");
+  parent.tell(ZEB_GetTempDirectory().getcValue() ? arguments.at(0) : "none");
   succeedAgain();
-  parent.tell(getTempDirectory().getcValue());
+  parent.tell(ZEB_GetTempDirectory().getcValue());
   return 0;
 }
 

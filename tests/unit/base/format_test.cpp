@@ -51,9 +51,9 @@ TEST_F(LastError, OfZeroIsTheCurrentErrno) {
 
 TEST_F(LastError, IsTheSameInAPlainBuffer) {
   char text[kErrorTextBytes];
-  formatError(text, ENOENT);
+  ZEB_FormatError(text, ENOENT);
   EXPECT_STREQ("Error 2. No such file or directory", text);
-  formatError(text, 0);
+  ZEB_FormatError(text, 0);
   EXPECT_STREQ("Error 0. Success", text);
 }
 

@@ -72,10 +72,10 @@ class KeyFile : public LibraryTest {
 
 TEST_F(KeyFile, HasTheKeyOfItsPathAndProjectOne) {
   const Tracing on;
-  const Trace trace(kUnit, kFunction);
-  EXPECT_EQ(ftok(kFile, 1), tracedKey(trace, kFile));
-  EXPECT_EQ(-1, tracedKey(trace, "/tmp/none"));
-  EXPECT_EQ(-1, tracedKey(trace, nullptr));
+  const ZEB_Trace trace(kUnit, kFunction);
+  EXPECT_EQ(ftok(kFile, 1), ZEB_TracedKey(trace, kFile));
+  EXPECT_EQ(-1, ZEB_TracedKey(trace, "/tmp/none"));
+  EXPECT_EQ(-1, ZEB_TracedKey(trace, nullptr));
   const std::string text = exitOf(static_cast<unsigned long>(key())).substr(8);
   EXPECT_EQ((Texts{"ftok = " + std::string(8 - text.size(), '0') + text + " " + kFile,
                    "ftok = FFFFFFFF /tmp/none", "ftok = FFFFFFFF "}),
@@ -83,22 +83,22 @@ TEST_F(KeyFile, HasTheKeyOfItsPathAndProjectOne) {
 }
 
 TEST_F(KeyFile, IsMadeAndAnExistingOneKept) {
-  const Trace trace(kUnit, kFunction);
+  const ZEB_Trace trace(kUnit, kFunction);
   std::ofstream(kFile) << "content";
-  EXPECT_TRUE(createKeyFile(trace, kFile));
+  EXPECT_TRUE(ZEB_CreateKeyFile(trace, kFile));
   EXPECT_EQ(7U, fs::file_size(kFile));
   fs::remove(kFile);
-  EXPECT_TRUE(createKeyFile(trace, kFile));
+  EXPECT_TRUE(ZEB_CreateKeyFile(trace, kFile));
   EXPECT_TRUE(fs::is_empty(kFile));
   EXPECT_EQ(0, openOnes(kFile));
   EXPECT_TRUE(host().log().empty());
 }
 
 TEST_F(KeyFile, IsMadeByAHostWithoutStandardInputToo) {
-  const Trace trace(kUnit, kFunction);
+  const ZEB_Trace trace(kUnit, kFunction);
   const int input = dup(STDIN_FILENO);
   close(STDIN_FILENO);
-  const bool made = createKeyFile(trace, kFile);
+  const bool made = ZEB_CreateKeyFile(trace, kFile);
   dup2(input, STDIN_FILENO);
   close(input);
   EXPECT_TRUE(made);
@@ -107,9 +107,9 @@ TEST_F(KeyFile, IsMadeByAHostWithoutStandardInputToo) {
 }
 
 TEST_F(KeyFile, OneThatCanNotBeMadeIsAMessage) {
-  const Trace trace(kUnit, kFunction);
-  EXPECT_FALSE(createKeyFile(trace, "/tmp/none/file"));
-  EXPECT_FALSE(createKeyFile(trace, nullptr));
+  const ZEB_Trace trace(kUnit, kFunction);
+  EXPECT_FALSE(ZEB_CreateKeyFile(trace, "/tmp/none/file"));
+  EXPECT_FALSE(ZEB_CreateKeyFile(trace, nullptr));
   EXPECT_EQ((Texts{message2(kUnit, kFunction, "open", ENOENT),
                    message2(kUnit, kFunction, "open", ENOMEM)}),
             messageLines());
@@ -117,7 +117,7 @@ TEST_F(KeyFile, OneThatCanNotBeMadeIsAMessage) {
 
 TEST_F(KeyFile, IsLockedWhileTheLockLives) {
   {
-    const Key_File_Lock lock(kFile);
+    const ZEB_Key_File_Lock lock(kFile);
     EXPECT_EQ(EWOULDBLOCK, tryToLock());
     EXPECT_TRUE(lock.covers(key()));
   }
@@ -126,7 +126,7 @@ TEST_F(KeyFile, IsLockedWhileTheLockLives) {
 }
 
 TEST_F(KeyFile, IsNotHandedToProgramsThatAreStarted) {
-  const Key_File_Lock lock(kFile);
+  const ZEB_Key_File_Lock lock(kFile);
   bool found = false;
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
     std::error_code gone;
@@ -140,7 +140,7 @@ TEST_F(KeyFile, IsNotHandedToProgramsThatAreStarted) {
 TEST_F(KeyFile, IsUnlockedThoughAForkedChildHasItOpen) {
   int ends[2];
   ASSERT_EQ(0, pipe(ends));
-  auto lock = std::make_unique<Key_File_Lock>(kFile);
+  auto lock = std::make_unique<ZEB_Key_File_Lock>(kFile);
   const pid_t child = fork();
   if (child == 0) {
     close(ends[1]);
@@ -157,7 +157,7 @@ TEST_F(KeyFile, IsUnlockedThoughAForkedChildHasItOpen) {
 }
 
 TEST_F(KeyFile, AnotherKeyIsNotCovered) {
-  const Key_File_Lock lock(kFile);
+  const ZEB_Key_File_Lock lock(kFile);
   EXPECT_TRUE(lock.covers(key()));
   EXPECT_FALSE(lock.covers(key() + 1));
   EXPECT_FALSE(lock.covers(-1));
@@ -167,7 +167,7 @@ TEST_F(KeyFile, IsLockedForAHostWithoutStandardInputToo) {
   const int input = dup(STDIN_FILENO);
   close(STDIN_FILENO);
   {
-    const Key_File_Lock lock(kFile);
+    const ZEB_Key_File_Lock lock(kFile);
     EXPECT_NE(-1, fcntl(STDIN_FILENO, F_GETFD));
     EXPECT_TRUE(lock.covers(key()));
     EXPECT_FALSE(lock.covers(key() + 1));
@@ -180,24 +180,24 @@ TEST_F(KeyFile, IsLockedForAHostWithoutStandardInputToo) {
 
 TEST_F(KeyFile, OneThatIsGoneOrReplacedIsNotCovered) {
   const int before = key();
-  const Key_File_Lock lock(kFile);
+  const ZEB_Key_File_Lock lock(kFile);
   fs::remove(kFile);
   EXPECT_FALSE(lock.covers(before));
   std::ofstream file(kFile);
   EXPECT_FALSE(lock.covers(before));
   EXPECT_FALSE(lock.covers(key()));
-  const Key_File_Lock ofNone("/tmp/none");
+  const ZEB_Key_File_Lock ofNone("/tmp/none");
   EXPECT_FALSE(ofNone.covers(before));
 }
 
 TEST_F(KeyFile, WithoutALockTheCallerGoesOn) {
-  const Key_File_Lock ofNoPath(nullptr);
+  const ZEB_Key_File_Lock ofNoPath(nullptr);
   EXPECT_TRUE(ofNoPath.covers(key()));
   failIpc("open", EACCES);
-  const Key_File_Lock ofAClosedOne(kFile);
+  const ZEB_Key_File_Lock ofAClosedOne(kFile);
   EXPECT_TRUE(ofAClosedOne.covers(key()));
   flockErrors = {ENOLCK};
-  const Key_File_Lock failed(kFile);
+  const ZEB_Key_File_Lock failed(kFile);
   EXPECT_TRUE(failed.covers(key() + 1));
   EXPECT_EQ(0, tryToLock());
   EXPECT_EQ(0, openOnes(kFile));
@@ -206,14 +206,14 @@ TEST_F(KeyFile, WithoutALockTheCallerGoesOn) {
 
 TEST_F(KeyFile, AnInterruptedLockIsTriedAgain) {
   flockErrors = {EINTR, EINTR};
-  const Key_File_Lock lock(kFile);
+  const ZEB_Key_File_Lock lock(kFile);
   EXPECT_TRUE(flockErrors.empty());
   EXPECT_EQ(EWOULDBLOCK, tryToLock());
 }
 
 TEST_F(KeyFile, OneOfAnotherUserIsNotLocked) {
   filesAreAnothers = true;
-  const Key_File_Lock lock(kFile);
+  const ZEB_Key_File_Lock lock(kFile);
   EXPECT_EQ(0, tryToLock());
   EXPECT_TRUE(lock.covers(key() + 1));
   EXPECT_EQ(0, openOnes(kFile));
@@ -223,7 +223,7 @@ TEST_F(KeyFile, NothingButAFileIsLockedOrWaitedFor) {
   fs::create_directory("/tmp/directory");
   EXPECT_EQ(0, mkfifo("/tmp/pipe", 0600));
   for (const char* path : {"/tmp/directory", "/tmp/pipe"}) {
-    const Key_File_Lock lock(path);
+    const ZEB_Key_File_Lock lock(path);
     EXPECT_EQ(0, openOnes(path));
     EXPECT_TRUE(lock.covers(key()));
     fs::remove(path);

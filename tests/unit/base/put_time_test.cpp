@@ -10,7 +10,7 @@ namespace {
 
 void expectStamp(std::uint32_t seconds, std::uint32_t milliseconds, const char* date,
                  const char* time) {
-  const auto stamp = readPutTime(date, time);
+  const auto stamp = ZEB_ReadPutTime(date, time);
   ASSERT_TRUE(stamp);
   EXPECT_EQ(seconds, stamp->seconds);
   EXPECT_EQ(milliseconds, stamp->milliseconds);
@@ -41,8 +41,8 @@ void expectSameForRandomTexts(const std::string& alphabet) {
   for (int i = 0; i < kTexts; ++i) {
     const std::string date = draw(random, alphabet);
     const std::string time = draw(random, alphabet);
-    const auto quick = readPutTime(date.c_str(), time.c_str());
-    ASSERT_TRUE(same(scanPutTime(date.c_str(), time.c_str()), quick)) << date << " " << time;
+    const auto quick = ZEB_ReadPutTime(date.c_str(), time.c_str());
+    ASSERT_TRUE(same(ZEB_ScanPutTime(date.c_str(), time.c_str()), quick)) << date << " " << time;
     if (quick) ++read;
   }
   EXPECT_GT(read, 0);
@@ -63,11 +63,12 @@ TEST(PutTime, SecondsAreCutTo32Bits) {
 }
 
 TEST(PutTime, ShortFieldsBlanksAndSignsAreReadAsAScanDoes) {
-  EXPECT_TRUE(same(scanPutTime("2007 1 2", "+1-2 3 4"), readPutTime("2007 1 2", "+1-2 3 4")));
-  EXPECT_TRUE(readPutTime("2007 1 2", " 1 2 3 4"));
-  EXPECT_FALSE(readPutTime("20071231", "2359"));
-  EXPECT_FALSE(readPutTime("200712", "23595999"));
-  EXPECT_FALSE(readPutTime("", ""));
+  EXPECT_TRUE(
+      same(ZEB_ScanPutTime("2007 1 2", "+1-2 3 4"), ZEB_ReadPutTime("2007 1 2", "+1-2 3 4")));
+  EXPECT_TRUE(ZEB_ReadPutTime("2007 1 2", " 1 2 3 4"));
+  EXPECT_FALSE(ZEB_ReadPutTime("20071231", "2359"));
+  EXPECT_FALSE(ZEB_ReadPutTime("200712", "23595999"));
+  EXPECT_FALSE(ZEB_ReadPutTime("", ""));
 }
 
 TEST(PutTime, QuickAndScanAgreeOnDigits) {

@@ -184,10 +184,10 @@ TEST_F(Lookup, ReportsAnEmptyValueOnlyWhenTold) {
 
 TEST_F(Lookup, TheConfigurationIsReadAnewEachTime) {
   configure("KEY one\n");
-  EXPECT_TRUE(configurationValue("KEY") == "one");
+  EXPECT_TRUE(ZEB_ConfigurationValue("KEY") == "one");
   configure("KEY two\n");
-  EXPECT_TRUE(configurationValue("KEY") == "two");
-  EXPECT_EQ(0U, configurationValue("OTHER").size());
+  EXPECT_TRUE(ZEB_ConfigurationValue("KEY") == "two");
+  EXPECT_EQ(0U, ZEB_ConfigurationValue("OTHER").size());
   EXPECT_TRUE(host().log().empty());
 }
 
@@ -237,7 +237,7 @@ TEST_F(Lookup, TheMemorySizeIsBounded) {
                                                          {"99999999999999999999", 2147483647}};
   for (const auto& [text, size] : cases) {
     configure(std::string("ZEBMemorySize ") + text + "\n");
-    EXPECT_EQ(size, configuredMemorySize()) << text;
+    EXPECT_EQ(size, ZEB_ConfiguredMemorySize()) << text;
   }
 }
 

@@ -94,19 +94,19 @@ class Calendar : public LibraryTest {
  protected:
   static std::string textOf(std::uint32_t time) {
     char text[kCalendarTextBytes];
-    return formatCalendar(text, time);
+    return ZEB_FormatCalendar(text, time);
   }
 };
 
 TEST_F(Calendar, CountsFrom1901) {
   setClock(0);
-  EXPECT_EQ(2177452800U, calendarNow());
+  EXPECT_EQ(2177452800U, ZEB_CalendarNow());
   setClock(kNow, 999);
-  EXPECT_EQ(3877452800U, calendarNow());
+  EXPECT_EQ(3877452800U, ZEB_CalendarNow());
   setClock(2117514495);
-  EXPECT_EQ(4294967295U, calendarNow());
+  EXPECT_EQ(4294967295U, ZEB_CalendarNow());
   setClock(2117514496);
-  EXPECT_EQ(0U, calendarNow());
+  EXPECT_EQ(0U, ZEB_CalendarNow());
 }
 
 TEST_F(Calendar, IsShownInLocalTime) {
@@ -127,7 +127,7 @@ class RandomNumber : public LibraryTest {};
 TEST_F(RandomNumber, Has31BitsAndChanges) {
   std::set<std::uint32_t> drawn;
   for (int i = 0; i < 1000; ++i) {
-    const std::uint32_t number = randomNumber();
+    const std::uint32_t number = ZEB_RandomNumber();
     EXPECT_EQ(0U, number >> 31);
     drawn.insert(number);
   }
@@ -140,7 +140,7 @@ TEST_F(RandomNumber, LeavesTheHostsSequenceAlone) {
   const long second = random();
   srandom(7);
   EXPECT_EQ(first, random());
-  randomNumber();
+  ZEB_RandomNumber();
   EXPECT_EQ(second, random());
 }
 
@@ -148,7 +148,7 @@ TEST_F(RandomNumber, LeavesTheHostsSequenceAlone) {
 std::vector<std::uint32_t> drawInANewThread() {
   std::vector<std::uint32_t> numbers;
   std::jthread([&] {
-    for (int i = 0; i < 4; ++i) numbers.push_back(randomNumber());
+    for (int i = 0; i < 4; ++i) numbers.push_back(ZEB_RandomNumber());
   }).join();
   return numbers;
 }
@@ -168,11 +168,11 @@ TEST_F(RandomNumber, IsAnotherSequenceInEachThreadEvenWhereTheSystemHasNoRandomn
 }
 
 int drawAfterFork(Steps& parent, const std::vector<std::string>&) {
-  randomNumber();
+  ZEB_RandomNumber();
   int ends[2];
   if (pipe(ends) != 0) return 1;
   const pid_t child = fork();
-  const std::uint32_t number = randomNumber();
+  const std::uint32_t number = ZEB_RandomNumber();
   if (child == 0) {
     const bool written = write(ends[1], &number, sizeof number) == sizeof number;
     _exit(written ? 0 : 1);

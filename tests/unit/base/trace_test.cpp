@@ -34,7 +34,7 @@ const int switchAtLoad = bZEBTracing;
 TEST_F(TraceScope, IsOffAtFirst) {
   EXPECT_EQ(0, switchAtLoad);
   {
-    Trace trace(kUnit, kFunction);
+    ZEB_Trace trace(kUnit, kFunction);
     trace.text("%s", "text");
     EXPECT_EQ(5, trace.leave(5));
   }
@@ -43,14 +43,14 @@ TEST_F(TraceScope, IsOffAtFirst) {
 
 TEST_F(TraceScope, WritesEntryAndExit) {
   const Tracing on;
-  { const Trace trace(kUnit, kFunction); }
+  { const ZEB_Trace trace(kUnit, kFunction); }
   EXPECT_EQ((Texts{"Entry", "Exit"}), texts());
 }
 
 TEST_F(TraceScope, AnEntryIsOfTypeTwoWithAnEmptySourceAndNoInserts) {
   const Tracing on;
   const int line = __LINE__ + 1;
-  const Trace trace(kUnit, kFunction);
+  const ZEB_Trace trace(kUnit, kFunction);
   const LogEntry entry = only();
   EXPECT_EQ(2, entry.type);
   EXPECT_EQ(kUnit, entry.unit);
@@ -68,7 +68,7 @@ TEST_F(TraceScope, WritesTheLow32BitsOfAResult) {
   const Tracing on;
   const auto exitOfResult = [](auto result) {
     host().forget();
-    Trace trace(kUnit, kFunction);
+    ZEB_Trace trace(kUnit, kFunction);
     EXPECT_EQ(result, trace.leave(result));
     return texts().back();
   };
@@ -85,7 +85,7 @@ TEST_F(TraceScope, WritesTheLow32BitsOfAResult) {
 TEST_F(TraceScope, WritesOneExitOnly) {
   const Tracing on;
   {
-    Trace trace(kUnit, kFunction);
+    ZEB_Trace trace(kUnit, kFunction);
     trace.leave(3);
   }
   EXPECT_EQ((Texts{"Entry", "Exit: 0x3"}), texts());
@@ -93,7 +93,7 @@ TEST_F(TraceScope, WritesOneExitOnly) {
 
 TEST_F(TraceScope, TestsTheSwitchAtEachPoint) {
   {
-    Trace trace(kUnit, kFunction);
+    ZEB_Trace trace(kUnit, kFunction);
     bZEBTracing = 1;
     trace.text("in between");
     bZEBTracing = 0;
@@ -105,7 +105,7 @@ TEST_F(TraceScope, TestsTheSwitchAtEachPoint) {
 
 TEST_F(TraceScope, FormatsItsTexts) {
   const Tracing on;
-  const Trace trace(kUnit, kFunction);
+  const ZEB_Trace trace(kUnit, kFunction);
   const ZEB_String string("string");
   host().forget();
   trace.text("%d %s %08X %s", -5, "text", 0xABU, string);
@@ -117,7 +117,7 @@ TEST_F(TraceScope, FormatsItsTexts) {
 
 TEST_F(TraceScope, TheLineIsTheCallers) {
   const Tracing on;
-  Trace trace(kUnit, kFunction);
+  ZEB_Trace trace(kUnit, kFunction);
   host().forget();
   trace.text("text");
   EXPECT_EQ(__LINE__ - 1, only().line);
@@ -130,14 +130,14 @@ TEST_F(TraceScope, TheLineIsTheCallers) {
 }
 
 TEST_F(TraceScope, LinesAreWrittenWithTheSwitchOff) {
-  const Trace trace(kUnit, kFunction);
+  const ZEB_Trace trace(kUnit, kFunction);
   trace.line("Number %i", 7);
   EXPECT_EQ(Texts{"Number 7"}, texts());
   EXPECT_EQ(1U, host().log().size());
 }
 
 TEST_F(TraceScope, LongTextsAreCutAt1023Bytes) {
-  const Trace trace(kUnit, kFunction);
+  const ZEB_Trace trace(kUnit, kFunction);
   const std::string exact(1023, 'x');
   trace.line("%s", exact.c_str());
   trace.line("%s", (exact + "y").c_str());
@@ -147,17 +147,17 @@ TEST_F(TraceScope, LongTextsAreCutAt1023Bytes) {
 TEST_F(TraceScope, WritesNothingWhileAnExceptionUnwindsIt) {
   const Tracing on;
   try {
-    const Trace trace(kUnit, kFunction);
+    const ZEB_Trace trace(kUnit, kFunction);
     throw std::runtime_error("the host's");
   } catch (const std::runtime_error&) {
-    const Trace trace("zebtest2", "Catcher");
+    const ZEB_Trace trace("zebtest2", "Catcher");
   }
   EXPECT_EQ(Texts{"Entry"}, texts());
   EXPECT_EQ((Texts{"Entry", "Exit"}), textsOf("zebtest2", "Catcher"));
 }
 
 struct TracesOnDestruction {
-  ~TracesOnDestruction() { const Trace trace(kUnit, kFunction); }
+  ~TracesOnDestruction() { const ZEB_Trace trace(kUnit, kFunction); }
 };
 
 TEST_F(TraceScope, OneThatBeganWhileUnwindingIsWhole) {
@@ -175,7 +175,7 @@ TEST_F(TraceScope, KeepsErrno) {
   const Tracing on;
   errno = ENOENT;
   {
-    Trace trace(kUnit, kFunction);
+    ZEB_Trace trace(kUnit, kFunction);
     EXPECT_EQ(ENOENT, errno);
     trace.text("text");
     trace.allocationError();
@@ -191,7 +191,7 @@ TEST_F(TraceScope, KeepsErrno) {
 
 class TraceMessage : public LibraryTest {
  protected:
-  const Trace trace{kUnit, kFunction};
+  const ZEB_Trace trace{kUnit, kFunction};
 };
 
 TEST_F(TraceMessage, OfAnAllocation) {

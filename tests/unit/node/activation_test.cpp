@@ -29,12 +29,13 @@ TEST_F(Activation, AnAttributeNamesAModeInAnyLetterCase) {
                                                     {"inputoutputonly", 4},
                                                     {"inputOutputAndEventOnly", 5},
                                                     {"InputOutputAndEventONLY", 5}};
-  for (const auto& [text, mode] : modes) EXPECT_EQ(mode, activationOf(ZEB_String(text))) << text;
+  for (const auto& [text, mode] : modes)
+    EXPECT_EQ(mode, ZEB_ActivationOf(ZEB_String(text))) << text;
 }
 
 TEST_F(Activation, AnyOtherAttributeIsActive) {
   for (const char* text : {"", "NoOverride", "nooverride", "n", "nop", "no ", "event"})
-    EXPECT_EQ(1U, activationOf(ZEB_String(text))) << text;
+    EXPECT_EQ(1U, ZEB_ActivationOf(ZEB_String(text))) << text;
 }
 
 TEST_F(Activation, AnOverrideIsWrittenInAnyLetterCase) {
@@ -50,13 +51,14 @@ TEST_F(Activation, AnOverrideIsWrittenInAnyLetterCase) {
                                                {"inputOutputOnly", 4},
                                                {"InputOutputAndEventOnly", 5},
                                                {"INPUTOUTPUTANDEVENTONLY", 5}};
-  for (const auto& [text, mode] : modes) EXPECT_EQ(mode, overrideOf(ZEB_String(text), 77)) << text;
+  for (const auto& [text, mode] : modes)
+    EXPECT_EQ(mode, ZEB_OverrideOf(ZEB_String(text), 77)) << text;
 }
 
 TEST_F(Activation, AnyOtherOverrideChangesNothing) {
   for (const char* text : {"", "Off", "Ye", "Yess"}) {
-    EXPECT_EQ(0, overrideOf(ZEB_String(text), 0)) << text;
-    EXPECT_EQ(4, overrideOf(ZEB_String(text), 4)) << text;
+    EXPECT_EQ(0, ZEB_OverrideOf(ZEB_String(text), 0)) << text;
+    EXPECT_EQ(4, ZEB_OverrideOf(ZEB_String(text), 4)) << text;
   }
 }
 

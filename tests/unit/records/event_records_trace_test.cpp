@@ -171,7 +171,7 @@ TEST_F(StoredEvents, AJoinedOneIsPrintedHeaderThenTemplateThenData) {
   EXPECT_EQ(12U + 5 + 8, host().trace().size());
 }
 
-TEST_F(StoredEvents, Trace) {
+TEST_F(StoredEvents, ZEB_Trace) {
   Bytes image = joinedImage();
   const void* const data = image.data() + 40 + templateImage().bytes().size();
   const void* const end = image.data() + image.size();

@@ -1,5 +1,5 @@
 // How long a stored record is, and whether a whole one stands there.
-#include "records/layout.h"
+#include "format/layout.h"
 
 #include "tests/unit/records/records_test.h"
 

@@ -32,7 +32,7 @@ TYPED_TEST(RecordSet, KeepsTheOrderOfInsertion) {
     EXPECT_TRUE(this->set.insert(record));
   EXPECT_FALSE(this->set.isEmpty());
   EXPECT_EQ(3U, this->set.entries());
-  Record_Iterator next(this->set);
+  ZEB_Record_Iterator next(this->set);
   EXPECT_EQ(&records[2], next.getNext());
   EXPECT_EQ(&records[0], next.getNext());
   EXPECT_EQ(&records[1], next.getNext());
@@ -152,7 +152,7 @@ TEST_F(BlankRecord, IsOfTheClassOfItsType) {
       {9, 252, "zebcevir", "ZEB_EVIR::ZEB_EVIR"}};
   for (const BlankCase& blank : cases) {
     const Tracing on;
-    const std::unique_ptr<ZEB_Record> record = makeBlankRecord(blank.type);
+    const std::unique_ptr<ZEB_Record> record = ZEB_MakeBlankRecord(blank.type);
     ASSERT_NE(nullptr, record);
     EXPECT_TRUE(record->OK());
     EXPECT_EQ(blank.type, record->type());
@@ -165,12 +165,12 @@ TEST_F(BlankRecord, IsOfTheClassOfItsType) {
 
 TEST_F(BlankRecord, IsNullForPlainAndUnknownTypes) {
   for (const std::uint32_t type : {0U, 10U, 11U, 0x80000006U, 0xFFFFFFFFU})
-    EXPECT_EQ(nullptr, makeBlankRecord(type)) << type;
+    EXPECT_EQ(nullptr, ZEB_MakeBlankRecord(type)) << type;
 }
 
 TEST_F(BlankRecord, IsNullWithoutMemory) {
   failAllocations(sizeof(ZEB_STIR));
-  EXPECT_EQ(nullptr, makeBlankRecord(6));
+  EXPECT_EQ(nullptr, ZEB_MakeBlankRecord(6));
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ class StoredImage : public LibraryTest {
 TEST_F(StoredImage, GivesTheRecordBackWithItsAddress) {
   ZEB_NOIR node = nodeAt(place_);
   node.setNodeType(ZEB_OUTPUT_NODE);
-  const Stored_Image image = Stored_Image::of(node);
+  const ZEB_Stored_Image image = ZEB_Stored_Image::of(node);
   ASSERT_TRUE(image);
   const auto record = image.record();
   ASSERT_TRUE(record);
@@ -42,10 +42,10 @@ TEST_F(StoredImage, GivesTheRecordBackWithItsAddress) {
 TEST_F(StoredImage, StaysAsItWasWhenTheRecordChanges) {
   ZEB_NOIR node = nodeAt(place_);
   const Bytes before = bytesOf(node);
-  const Stored_Image first = Stored_Image::of(node);
+  const ZEB_Stored_Image first = ZEB_Stored_Image::of(node);
   node.markDeleted();
-  const Stored_Image second = Stored_Image::of(node);
-  const Stored_Image third = Stored_Image::of(node);
+  const ZEB_Stored_Image second = ZEB_Stored_Image::of(node);
+  const ZEB_Stored_Image third = ZEB_Stored_Image::of(node);
   EXPECT_EQ(before, bytesOf(*first.record()));
   EXPECT_EQ(bytesOf(node), bytesOf(*second.record()));
   EXPECT_EQ(bytesOf(node), bytesOf(*third.record()));
@@ -55,13 +55,13 @@ TEST_F(StoredImage, IsGoneWithItsLastUser) {
   ZEB_NOIR node = nodeAt(place_);
   const auto needsNoMemory = [&] {
     refuseMemory();
-    const bool made = static_cast<bool>(Stored_Image::of(node));
+    const bool made = static_cast<bool>(ZEB_Stored_Image::of(node));
     succeedAgain();
     return made;
   };
   {
-    const Stored_Image image = Stored_Image::of(node);
-    { const Stored_Image copy = image; }
+    const ZEB_Stored_Image image = ZEB_Stored_Image::of(node);
+    { const ZEB_Stored_Image copy = image; }
     EXPECT_TRUE(needsNoMemory());
   }
   EXPECT_FALSE(needsNoMemory());
@@ -69,8 +69,8 @@ TEST_F(StoredImage, IsGoneWithItsLastUser) {
 
 TEST_F(StoredImage, LivesOnInWhatItWasMovedTo) {
   ZEB_NOIR node = nodeAt(place_);
-  Stored_Image image = Stored_Image::of(node);
-  Stored_Image moved;
+  ZEB_Stored_Image image = ZEB_Stored_Image::of(node);
+  ZEB_Stored_Image moved;
   moved = std::move(image);
   EXPECT_FALSE(image);  // NOLINT(bugprone-use-after-move): that it is null is what it promises
   EXPECT_EQ(bytesOf(node), bytesOf(*moved.record()));
@@ -78,8 +78,8 @@ TEST_F(StoredImage, LivesOnInWhatItWasMovedTo) {
 
 TEST_F(StoredImage, IsNullForARecordThatWasNotStored) {
   ZEB_NOIR node = nodeAt(nullptr);
-  EXPECT_FALSE(Stored_Image::of(node));
-  EXPECT_EQ(nullptr, Stored_Image().record());
+  EXPECT_FALSE(ZEB_Stored_Image::of(node));
+  EXPECT_EQ(nullptr, ZEB_Stored_Image().record());
 }
 
 }  // namespace

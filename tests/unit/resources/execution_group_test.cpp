@@ -9,7 +9,7 @@ namespace {
 
 constexpr char kUnit[] = "zebcexgr";
 
-struct Store : Statistics_Store {
+struct Store : ZEB_Statistics_Store {
   ZEB_ReturnCode resetStatistics(ZEB_STIR* record) override {
     asked.push_back(record);
     return ZEB_SUCCESS;

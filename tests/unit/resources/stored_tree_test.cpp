@@ -1,5 +1,5 @@
 // What a process knows of a statistics area, and of the tree that stands there.
-#include "store/catalogue.h"
+#include "resources/stored_tree.h"
 
 #include "records/broker_record.h"
 #include "records/execution_group_record.h"
@@ -49,10 +49,11 @@ class CatalogueOf : public LibraryTest {
   bool read() {
     return catalogue_->read(bytes_, [] {});
   }
-  const Catalogue::Entry& entry(std::size_t at) const { return catalogue_->entries()[at]; }
+  const ZEB_Stored_Tree::Entry& entry(std::size_t at) const { return catalogue_->entries()[at]; }
   std::string members() const {
     std::string text;
-    for (const Catalogue::Entry& entry : catalogue_->entries()) text += entry.inTree ? 'x' : '-';
+    for (const ZEB_Stored_Tree::Entry& entry : catalogue_->entries())
+      text += entry.inTree ? 'x' : '-';
     return text;
   }
 
@@ -66,7 +67,7 @@ class CatalogueOf : public LibraryTest {
   ZEB_NOIR node_{&nodeId_};
   ZEB_STIR statistics_{1};
   std::vector<std::uint8_t> bytes_ = roomFor(8192);  // never moves
-  std::shared_ptr<Catalogue> catalogue_ = Catalogue::of(bytes_.data());
+  std::shared_ptr<ZEB_Stored_Tree> catalogue_ = ZEB_Stored_Tree::of(bytes_.data());
 };
 
 TEST_F(CatalogueOf, AnEmptyAreaHasNoTree) {
@@ -81,9 +82,9 @@ TEST_F(CatalogueOf, AnAreaFindsEachMemberBelowItsParent) {
   storeAll();
   ASSERT_TRUE(read());
   EXPECT_EQ("xxxxx", members());
-  const Catalogue::Entry* const group = catalogue_->child(catalogue_->broker(), groupId_);
-  const Catalogue::Entry* const flow = catalogue_->child(group, flowId_);
-  const Catalogue::Entry* const node = catalogue_->child(flow, nodeId_);
+  const ZEB_Stored_Tree::Entry* const group = catalogue_->child(catalogue_->broker(), groupId_);
+  const ZEB_Stored_Tree::Entry* const flow = catalogue_->child(group, flowId_);
+  const ZEB_Stored_Tree::Entry* const node = catalogue_->child(flow, nodeId_);
   EXPECT_EQ(&entry(0), catalogue_->broker());
   EXPECT_EQ(&entry(1), group);
   EXPECT_EQ(&entry(2), flow);
@@ -97,15 +98,15 @@ TEST_F(CatalogueOf, AnAreaFindsEachMemberBelowItsParent) {
 }
 
 TEST_F(CatalogueOf, AnAreaIsOneInAProcess) {
-  EXPECT_EQ(catalogue_, Catalogue::of(bytes_.data()));
-  EXPECT_NE(catalogue_, Catalogue::of(bytes_.data() + 1));
+  EXPECT_EQ(catalogue_, ZEB_Stored_Tree::of(bytes_.data()));
+  EXPECT_NE(catalogue_, ZEB_Stored_Tree::of(bytes_.data() + 1));
 }
 
 TEST_F(CatalogueOf, WhatStandsAsItStoodKeepsItsImage) {
   storeAll();
   ASSERT_TRUE(read());
-  const Stored_Image flow = entry(2).image;
-  const Stored_Image node = entry(3).image;
+  const ZEB_Stored_Image flow = entry(2).image;
+  const ZEB_Stored_Image node = entry(3).image;
   node_.markDeleted();
   store(node_);
   ASSERT_TRUE(read());
@@ -197,7 +198,7 @@ TEST_F(CatalogueOf, TwoMembersOfOneIdCannotBeRead) {
 TEST_F(CatalogueOf, WhatIsNoRecordCannotBeRead) {
   storeAll();
   ASSERT_TRUE(read());
-  bytes_[distance(bytes_.data(), flow_.getAddress())] = 'X';
+  bytes_[ZEB_Distance(bytes_.data(), flow_.getAddress())] = 'X';
   EXPECT_FALSE(read());
   EXPECT_TRUE(catalogue_->entries().empty());
   store(flow_);
@@ -209,7 +210,7 @@ TEST_F(CatalogueOf, WhatIsNoRecordCannotBeRead) {
 TEST_F(CatalogueOf, ANameThatEndsEarlyCannotBeRead) {
   storeAll();
   const std::size_t units = layout::reir::uuid.offset + 4;
-  std::memset(bytes_.data() + distance(bytes_.data(), node_.getAddress()) + units, 0, 2);
+  std::memset(bytes_.data() + ZEB_Distance(bytes_.data(), node_.getAddress()) + units, 0, 2);
   EXPECT_FALSE(read());
 }
 
@@ -217,7 +218,7 @@ TEST_F(CatalogueOf, ANameThatEndsEarlyCannotBeRead) {
 TEST_F(CatalogueOf, ARecordWithoutStampCannotBeRead) {
   storeAll();
   const std::size_t stamp = layout::header::id.offset + 4;
-  std::memset(bytes_.data() + distance(bytes_.data(), flow_.getAddress()) + stamp, 0, 8);
+  std::memset(bytes_.data() + ZEB_Distance(bytes_.data(), flow_.getAddress()) + stamp, 0, 8);
   EXPECT_FALSE(read());
 }
 
@@ -230,7 +231,7 @@ TEST_F(CatalogueOf, MemoryThatRunsOutWhileItIsUsedMakesItFail) {
 TEST_F(CatalogueOf, AnAreaThatBeginsAnewIsReadAnew) {
   storeAll();
   ASSERT_TRUE(read());
-  bytes_.resize(distance(bytes_.data(), flow_.getAddress()));
+  bytes_.resize(ZEB_Distance(bytes_.data(), flow_.getAddress()));
   ASSERT_TRUE(read());
   EXPECT_EQ("xx", members());
   EXPECT_EQ(0U, entry(1).nodes);

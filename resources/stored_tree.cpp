@@ -1,4 +1,4 @@
-#include "store/catalogue.h"
+#include "resources/stored_tree.h"
 
 #include <algorithm>
 #include <cstring>
@@ -23,7 +23,7 @@ std::size_t endOfString(Bytes bytes, std::size_t at) {
 
 // What nobody shares with it in a tree: parent, uuid and label, which stand one behind the other.
 // The parent alone for statistics, and for what is in no tree.
-std::string nameOf(const Stored_Image& image) {
+std::string nameOf(const ZEB_Stored_Image& image) {
   const Bytes bytes = image.bytes();
   const std::uint32_t type = layout::typeOf(bytes.data());
   std::size_t end = layout::header::bytes;
@@ -39,7 +39,7 @@ void append(std::string& name, const ZEB_String& text) {
   text.put(name.data() + at);
 }
 
-std::string nameBelow(const Catalogue::Entry& parent) {
+std::string nameBelow(const ZEB_Stored_Tree::Entry& parent) {
   const ZEB_Record_ID id = parent.image.header().id;
   return {reinterpret_cast<const char*>(&id), sizeof id};
 }
@@ -47,12 +47,12 @@ std::string nameBelow(const Catalogue::Entry& parent) {
 // Whether a record that is made of these bytes is stored as the same bytes. Statistics need not:
 // a reset clears them.
 bool lasting(Bytes bytes, void* address) {
-  const std::unique_ptr<ZEB_Record> record = makeBlankRecord(layout::typeOf(bytes.data()));
+  const std::unique_ptr<ZEB_Record> record = ZEB_MakeBlankRecord(layout::typeOf(bytes.data()));
   if (!record) return false;
   record->getFrom(bytes.data(), address);
   if (record->isNewer(_TimeStamp{}) == 0) return false;  // nobody would find it
   if (record->type() == ZEB_STIR_RECORD) return true;
-  Private_Bytes again(bytes.size());
+  ZEB_Private_Bytes again(bytes.size());
   if (!again.data() || record->size() != bytes.size()) return false;
   record->putTo(again.data(), address);
   return std::memcmp(again.data(), bytes.data(), bytes.size()) == 0;
@@ -60,16 +60,16 @@ bool lasting(Bytes bytes, void* address) {
 
 }  // namespace
 
-Catalogue* Catalogue::first = nullptr;
-std::mutex Catalogue::registering;
+ZEB_Stored_Tree* ZEB_Stored_Tree::first = nullptr;
+std::mutex ZEB_Stored_Tree::registering;
 
-std::shared_ptr<Catalogue> Catalogue::of(const void* firstRecord) {
+std::shared_ptr<ZEB_Stored_Tree> ZEB_Stored_Tree::of(const void* firstRecord) {
   const std::lock_guard guard(registering);
-  for (Catalogue* known = first; known; known = known->next_)
+  for (ZEB_Stored_Tree* known = first; known; known = known->next_)
     if (known->firstRecord_ == firstRecord)
       if (auto held = known->weak_from_this().lock()) return held;
   try {
-    auto made = std::make_shared<Catalogue>(firstRecord);
+    auto made = std::make_shared<ZEB_Stored_Tree>(firstRecord);
     made->next_ = std::exchange(first, made.get());
     return made;
   } catch (const std::bad_alloc&) {
@@ -77,18 +77,18 @@ std::shared_ptr<Catalogue> Catalogue::of(const void* firstRecord) {
   }
 }
 
-Catalogue::Catalogue(const void* firstRecord) : firstRecord_(firstRecord) {}
+ZEB_Stored_Tree::ZEB_Stored_Tree(const void* firstRecord) : firstRecord_(firstRecord) {}
 
-Catalogue::~Catalogue() {
+ZEB_Stored_Tree::~ZEB_Stored_Tree() {
   const std::lock_guard guard(registering);
-  Catalogue** link = &first;
+  ZEB_Stored_Tree** link = &first;
   while (*link != this) link = &(*link)->next_;
   *link = next_;
 }
 
-bool Catalogue::refresh(std::span<std::uint8_t> stored) {
+bool ZEB_Stored_Tree::refresh(std::span<std::uint8_t> stored) {
   bytes_.resize(stored.size());
-  if (!bytes_.empty()) copyFromShared(bytes_.data(), stored.data(), bytes_.size());
+  if (!bytes_.empty()) ZEB_CopyFromShared(bytes_.data(), stored.data(), bytes_.size());
   std::size_t at = 0;
   std::size_t known = 0;
   for (; known < entries_.size() && renew(entries_[known], at, stored.data()); ++known)
@@ -98,7 +98,7 @@ bool Catalogue::refresh(std::span<std::uint8_t> stored) {
     reshaped_ = true;
   }
   for (; at < bytes_.size(); at += entries_.back().size) {
-    Stored_Image image = imageAt(at, stored.data());
+    ZEB_Stored_Image image = imageAt(at, stored.data());
     if (!image) return false;
     const auto size = static_cast<std::uint32_t>(image.bytes().size());
     entries_.push_back({std::move(image), size});
@@ -114,10 +114,10 @@ bool Catalogue::refresh(std::span<std::uint8_t> stored) {
 }
 
 // False when another record stands there now.
-bool Catalogue::renew(Entry& entry, std::size_t at, std::uint8_t* stored) {
+bool ZEB_Stored_Tree::renew(Entry& entry, std::size_t at, std::uint8_t* stored) {
   if (bytes_.size() - at < entry.size) return false;
   if (std::memcmp(bytes_.data() + at, before_.data() + at, entry.size) == 0) return true;
-  Stored_Image image = imageAt(at, stored);
+  ZEB_Stored_Image image = imageAt(at, stored);
   if (!image || image.bytes().size() != entry.size) return false;
   if (image.header().id != entry.image.header().id || nameOf(image) != nameOf(entry.image))
     reshaped_ = true;
@@ -125,15 +125,15 @@ bool Catalogue::renew(Entry& entry, std::size_t at, std::uint8_t* stored) {
   return true;
 }
 
-Stored_Image Catalogue::imageAt(std::size_t at, std::uint8_t* stored) const {
+ZEB_Stored_Image ZEB_Stored_Tree::imageAt(std::size_t at, std::uint8_t* stored) const {
   const std::size_t size = layout::storedSize(Bytes(bytes_).subspan(at));
   const Bytes bytes(bytes_.data() + at, size);
-  return size > 0 && lasting(bytes, stored + at) ? Stored_Image::of(bytes, stored + at)
-                                                 : Stored_Image();
+  return size > 0 && lasting(bytes, stored + at) ? ZEB_Stored_Image::of(bytes, stored + at)
+                                                 : ZEB_Stored_Image();
 }
 
 // Level by level: a child may stand before its parent.
-void Catalogue::growTree(std::size_t from) {
+void ZEB_Stored_Tree::growTree(std::size_t from) {
   for (const ZEB_RecordType level : kLevels)
     for (std::size_t at = from; at < entries_.size(); ++at)
       if (layout::typeOf(entries_[at].image.bytes().data()) == level)
@@ -141,7 +141,7 @@ void Catalogue::growTree(std::size_t from) {
 }
 
 // Into the tree, as a tree is built: below its parent, unless an equally named one is there.
-bool Catalogue::join(std::size_t at) {
+bool ZEB_Stored_Tree::join(std::size_t at) {
   const ZEB_Record_Header header = entries_[at].image.header();
   const bool isNode = header.id.type == ZEB_NOIR_RECORD;
   const bool isStatistics = header.id.type == ZEB_STIR_RECORD;
@@ -173,7 +173,8 @@ bool Catalogue::join(std::size_t at) {
   return true;
 }
 
-const Catalogue::Entry* Catalogue::child(const Entry* parent, const ZEB_Resource_ID& id) const {
+const ZEB_Stored_Tree::Entry* ZEB_Stored_Tree::child(const Entry* parent,
+                                                     const ZEB_Resource_ID& id) const {
   if (!parent) return nullptr;
   std::string name = nameBelow(*parent);
   append(name, id.getUuid());
@@ -181,16 +182,16 @@ const Catalogue::Entry* Catalogue::child(const Entry* parent, const ZEB_Resource
   return find(name);
 }
 
-const Catalogue::Entry* Catalogue::statistics(const Entry* node) const {
+const ZEB_Stored_Tree::Entry* ZEB_Stored_Tree::statistics(const Entry* node) const {
   return node ? find(nameBelow(*node)) : nullptr;
 }
 
-const Catalogue::Entry* Catalogue::find(const std::string& name) const {
+const ZEB_Stored_Tree::Entry* ZEB_Stored_Tree::find(const std::string& name) const {
   const auto found = byName_.find(name);
   return found == byName_.end() ? nullptr : &entries_[found->second];
 }
 
-void Catalogue::forgetTree() {
+void ZEB_Stored_Tree::forgetTree() {
   for (Entry& entry : entries_) {
     entry.inTree = false;
     entry.nodes = 0;
@@ -203,7 +204,7 @@ void Catalogue::forgetTree() {
   reshaped_ = orphans_ = ambiguous_ = false;
 }
 
-void Catalogue::forget() {
+void ZEB_Stored_Tree::forget() {
   entries_.clear();
   forgetTree();
 }

@@ -1,4 +1,4 @@
-#include "records/layout.h"
+#include "format/layout.h"
 
 #include <cstring>
 

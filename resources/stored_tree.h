@@ -17,10 +17,10 @@
 
 // Trees that are built one after the other find nearly the same records each time. The catalogue
 // compares what stands in the area with what stood there, and looks closely only at what differs.
-class Catalogue : public std::enable_shared_from_this<Catalogue> {
+class ZEB_Stored_Tree : public std::enable_shared_from_this<ZEB_Stored_Tree> {
  public:
   struct Entry {
-    Stored_Image image;
+    ZEB_Stored_Image image;
     std::uint32_t size;       // bytes of the image
     bool inTree = false;      // a tree that is built anew has it
     std::uint32_t nodes = 0;  // in the tree below this group or flow
@@ -28,12 +28,12 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
 
   // The catalogue of the area whose records begin there, one a process as long as somebody holds
   // it; null when memory ran out.
-  static std::shared_ptr<Catalogue> of(const void* firstRecord);
+  static std::shared_ptr<ZEB_Stored_Tree> of(const void* firstRecord);
 
-  explicit Catalogue(const void* firstRecord);  // for `of`, which registers it
-  ~Catalogue();
-  Catalogue(const Catalogue&) = delete;
-  Catalogue& operator=(const Catalogue&) = delete;
+  explicit ZEB_Stored_Tree(const void* firstRecord);  // for `of`, which registers it
+  ~ZEB_Stored_Tree();
+  ZEB_Stored_Tree(const ZEB_Stored_Tree&) = delete;
+  ZEB_Stored_Tree& operator=(const ZEB_Stored_Tree&) = delete;
 
   // Brings the catalogue up to date with the area's bytes and lets it be used, while no other
   // thread changes it. False when these are not records from end to end that would be stored again
@@ -63,16 +63,16 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
  private:
   bool refresh(std::span<std::uint8_t> stored);
   bool renew(Entry& entry, std::size_t at, std::uint8_t* stored);
-  Stored_Image imageAt(std::size_t at, std::uint8_t* stored) const;
+  ZEB_Stored_Image imageAt(std::size_t at, std::uint8_t* stored) const;
   void growTree(std::size_t from);
   bool join(std::size_t at);
   const Entry* find(const std::string& name) const;
   void forgetTree();
   void forget();
 
-  static Catalogue* first;
+  static ZEB_Stored_Tree* first;
   static std::mutex registering;
-  Catalogue* next_ = nullptr;
+  ZEB_Stored_Tree* next_ = nullptr;
   const void* const firstRecord_;
 
   std::mutex reading_;
@@ -81,7 +81,7 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   std::vector<Entry> entries_;
 
   std::optional<std::size_t> root_;
-  std::unordered_map<ZEB_Record_ID, std::size_t, Record_ID_Hash> byId_;  // statistics aside
+  std::unordered_map<ZEB_Record_ID, std::size_t, ZEB_Record_ID_Hash> byId_;  // statistics aside
   std::unordered_map<std::string, std::size_t> byName_;  // parent, uuid and label as stored
   // Members beside which there is another of that name. Which of two nodes a tree has depends on
   // which are deleted; of two groups or flows it has the first, unless that is dropped as empty.
