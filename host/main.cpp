@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "format/version.h"
 #include "host/first_ids.h"
 #include "host/flow_reader.h"
 #include "host/options.h"
@@ -42,6 +43,8 @@ constexpr char kFooter[] =
 void declare(CLI::App& app, Arguments& arguments) {
   app.require_subcommand(1);
   app.footer(kFooter);
+  app.set_version_flag("--version", std::string("zebhost ") + layout::kVersion,
+                       "Print version, commit and format of the stored bytes");
   CLI::App& check = *app.add_subcommand("check", "Say what is wrong with a flow file");
   check.add_option("FLOWS", arguments.flows, "The flow file")->required();
 

@@ -11,6 +11,7 @@
 #include "agent/cli/commands.h"
 #include "agent/cli/show.h"
 #include "agent/reader/temporary_directory.h"
+#include "format/version.h"
 
 namespace {
 
@@ -73,6 +74,8 @@ void addEvents(CLI::App& app, CommandLine& line) {
 void describe(CLI::App& app, CommandLine& line) {
   app.require_subcommand(1);
   app.footer(kFooter);
+  app.set_version_flag("--version", std::string("zebmon ") + layout::kVersion,
+                       "Print version, commit and format of the stored bytes");
   CLI::App& brokers = *app.add_subcommand("brokers", "The brokers that have shared memory here");
   CLI::App& stats = *app.add_subcommand("stats", "Messages, sizes and times of every node");
   for (CLI::App* command : {&brokers, &stats}) {

@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "format/version.h"
 #include "tests/agent/image.h"
 #include "tests/agent/live_segment.h"
 
@@ -142,6 +143,13 @@ Bytes ordersWithEvents(std::uint32_t count) {
 }
 
 }  // namespace
+
+TEST(Zebmon, TellsItsVersion) {
+  const Result result = run({"--version"});
+  EXPECT_EQ(0, result.code);
+  EXPECT_EQ(std::string("zebmon ") + layout::kVersion + "\n", result.out);
+  EXPECT_EQ("", result.errors);
+}
 
 TEST(ZebmonStats, PrintsOneRowANode) {
   const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));

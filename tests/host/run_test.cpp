@@ -10,6 +10,8 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "format/version.h"
+
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
 
@@ -194,6 +196,12 @@ TEST_F(Run, AGroupThatCannotOpenItsOutputIsSaid) {
   fs::create_directory(folder_ / "gone/copy.txt");
   EXPECT_EQ(zebhost("run " + file), 69);
   EXPECT_NE(err_.find("execution group one"), std::string::npos) << err_;
+}
+
+TEST_F(Run, TellsItsVersion) {
+  EXPECT_EQ(zebhost("--version"), 0);
+  EXPECT_EQ(out_, std::string("zebhost ") + layout::kVersion + "\n");
+  EXPECT_EQ(err_, "");
 }
 
 TEST_F(Run, WrongInputHasItsExitCode) {
