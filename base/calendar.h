@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Calendar times as records store them: unsigned seconds since 1901-01-01 00:00:00 UTC, 0 = not
 // set. The count wraps on 2037-02-06.
 #ifndef ZEB_BASE_CALENDAR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An errno in words, in plain buffers, for those who may not allocate.
 #ifndef ZEB_BASE_ERROR_TEXT_H
 #define ZEB_BASE_ERROR_TEXT_H

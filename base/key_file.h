@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The empty files from which the keys of inter-process objects are made.
 #ifndef ZEB_BASE_KEY_FILE_H
 #define ZEB_BASE_KEY_FILE_H

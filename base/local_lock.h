@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A lock among the threads of this process, for places where a thread may release what another
 // took, as the inter-process lock behind it allows too.
 #ifndef ZEB_BASE_LOCAL_LOCK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How large the blocks of shared memory are.
 #ifndef ZEB_BASE_MEMORY_SIZE_H
 #define ZEB_BASE_MEMORY_SIZE_H

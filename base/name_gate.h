@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // In front of each inter-process lock stands a gate among the threads of this process, shared by
 // all lock objects of one name. Only the thread inside asks the system for the lock, so that the
 // threads of one process hand it to each other without falling asleep.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lock that processes share: a mutex with a name, built from a System V semaphore (the lock)
 // and a System V message queue (one message per living object of the name, in all processes, so
 // that the last one to go removes both).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A private image of stored bytes, on the stack as long as it is small.
 #ifndef ZEB_BASE_PRIVATE_BYTES_H
 #define ZEB_BASE_PRIVATE_BYTES_H

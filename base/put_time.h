@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // When a message was put into its queue, as message descriptors say it: eight characters of date,
 // YYYYMMDD, and eight of time, HHMMSShh with hundredths of a second, in UTC.
 #ifndef ZEB_BASE_PUT_TIME_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random numbers for record identifiers.
 #ifndef ZEB_BASE_RANDOM_NUMBER_H
 #define ZEB_BASE_RANDOM_NUMBER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The identity of a monitored resource, as the host names it.
 #ifndef ZEB_BASE_RESOURCE_ID_H
 #define ZEB_BASE_RESOURCE_ID_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The result of most operations: a small number, 0 for success.
 #ifndef ZEB_BASE_RETURN_CODE_H
 #define ZEB_BASE_RETURN_CODE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two kinds of outside settings: the configuration file "zebpnode.cfg", a key and a value a
 // line, and the host's registry, a directory per broker with one file per value. One lookup reads
 // both; the scan rules, with all their surprises, are laid down in docs/operations.md.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How shared memory is read, written and cleared.
 //
 // Other processes write there at any time, and readers take no lock: a copy may be torn, which the

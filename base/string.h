@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The owning string of 16-bit units that holds every name, label, identifier and text.
 #ifndef ZEB_BASE_STRING_H
 #define ZEB_BASE_STRING_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the key files of the inter-process objects live.
 #ifndef ZEB_BASE_TEMP_DIRECTORY_H
 #define ZEB_BASE_TEMP_DIRECTORY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What ThreadSanitizer can't see by itself: that a System V semaphore orders what threads do.
 #ifndef ZEB_BASE_THREAD_SANITIZER_H
 #define ZEB_BASE_THREAD_SANITIZER_H

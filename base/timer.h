@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Time stamps and the timer that measures how long something took, to the millisecond.
 #ifndef ZEB_BASE_TIMER_H
 #define ZEB_BASE_TIMER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library says of itself, all of it through the host's log.
 //
 // A trace scope stands at the top of nearly every operation: it writes "Entry" where it begins and

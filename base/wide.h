@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Zero-terminated strings of 16-bit units, the host's characters. The units are opaque: no
 // character set is assumed and none of these functions allocates.
 #ifndef ZEB_BASE_WIDE_H

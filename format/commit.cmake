@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Writes COMMIT_HEADER with the commit that SOURCE_TREE is at. Runs at every build, and leaves the
 # file alone while the commit is the same, so that nothing is compiled for it.
 set(commit unknown)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bytes that other processes may read: block headers and stored records, field by field.
 //
 // One table per layout is the only place where an offset or a width is written. The codecs of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "format/version.h"
 
 #include "format/commit.h"  // made by commit.cmake at every build

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which build this is.
 #ifndef ZEB_FORMAT_VERSION_H
 #define ZEB_FORMAT_VERSION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host's exceptions: what a failing node raises, and what of it the plug-in may ask for.
 #ifndef ZEB_HOST_EXCEPTION_H
 #define ZEB_HOST_EXCEPTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One execution group: a process that loads the plug-in and runs the group's flows.
 #ifndef ZEB_HOST_EXECUTION_GROUP_H
 #define ZEB_HOST_EXECUTION_GROUP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The identifiers that System V objects get on a machine where nobody ever made one.
 #ifndef ZEB_HOST_FIRST_IDS_H
 #define ZEB_HOST_FIRST_IDS_H

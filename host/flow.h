@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A message flow at work: a thread that feeds its queue, and threads that run its chain of nodes.
 #ifndef ZEB_HOST_FLOW_H
 #define ZEB_HOST_FLOW_H

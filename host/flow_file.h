@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a flow file says: one broker, its execution groups, their message flows, and in each flow an
 // input, a chain of nodes and an output. docs/flow-file.md describes the text form.
 #ifndef ZEB_HOST_FLOW_FILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads a flow file and finds everything that is wrong with it, so that a run never starts with
 // settings that the nodes would silently take as something else.
 #ifndef ZEB_HOST_FLOW_READER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The functions that a plug-in's undefined symbols bind to. They are the only symbols that this
 // program offers on purpose, hence the visibility of this file.
 #pragma GCC visibility push(default)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host's log: what the plug-in reports through hcxLog, a line an entry.
 #ifndef ZEB_HOST_LOG_H
 #define ZEB_HOST_LOG_H

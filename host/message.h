@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A message on its way through a flow: a descriptor of 364 bytes and a body, one bit stream.
 #ifndef ZEB_HOST_MESSAGE_H
 #define ZEB_HOST_MESSAGE_H

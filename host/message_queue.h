@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The messages that wait for a thread of their flow.
 #ifndef ZEB_HOST_MESSAGE_QUEUE_H
 #define ZEB_HOST_MESSAGE_QUEUE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One monitoring node in a deployed flow: the host's side of a node context.
 #ifndef ZEB_HOST_NODE_H
 #define ZEB_HOST_NODE_H

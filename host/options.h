@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the command line of `zebhost run` asks for, besides what it changes in the flow file.
 #ifndef ZEB_HOST_OPTIONS_H
 #define ZEB_HOST_OPTIONS_H

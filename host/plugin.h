@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The plug-in as a host sees it: a file to load, one entry point, and the node classes that it
 // defines in that call.
 #ifndef ZEB_HOST_PLUGIN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/private_view.h"
 
 #include <dirent.h>

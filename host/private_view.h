@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A private view of the machine's files, in which the fixed paths that a plug-in reads hold what
 // the flow file describes. Nothing on the machine changes, and System V objects and the temporary
 // directory stay the machine's.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a run is going, for the person who watches it.
 #ifndef ZEB_HOST_PROGRESS_H
 #define ZEB_HOST_PROGRESS_H

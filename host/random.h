@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chance that can be repeated: everything drawn depends on the run's seed, on who draws and on the
 // number of the message, never on which thread happened to handle it.
 #ifndef ZEB_HOST_RANDOM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the messages of a flow come from.
 #ifndef ZEB_HOST_SOURCE_H
 #define ZEB_HOST_SOURCE_H

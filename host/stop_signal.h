@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // "No more messages": raised once, seen by every thread of a process, also while it waits.
 #ifndef ZEB_HOST_STOP_SIGNAL_H
 #define ZEB_HOST_STOP_SIGNAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a run did: the tables at its end, and the same as JSON.
 #ifndef ZEB_HOST_SUMMARY_H
 #define ZEB_HOST_SUMMARY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The parent of a run: starts a process for each execution group, keeps them in step, and passes
 // on signals.
 #ifndef ZEB_HOST_SUPERVISOR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the host itself counts, in memory that all processes of a run share. It is what --verify
 // holds against the nodes' own statistics, so it owes nothing to the plug-in.
 #ifndef ZEB_HOST_TALLY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts as they cross the line to the plug-in: 16-bit units that end in a zero unit.
 #ifndef ZEB_HOST_TEXT16_H
 #define ZEB_HOST_TEXT16_H

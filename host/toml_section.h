@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One table of a flow file while it is being read: typed access to its keys, each miss noted with
 // its place in the text, and at the end every key that nobody asked for.
 #ifndef ZEB_HOST_TOML_SECTION_H

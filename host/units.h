@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Quantities as people write them in flow files and on the command line.
 #ifndef ZEB_HOST_UNITS_H
 #define ZEB_HOST_UNITS_H

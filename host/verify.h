@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Holds the host's own counts against what shared memory says, as another process reads it.
 #ifndef ZEB_HOST_VERIFY_H
 #define ZEB_HOST_VERIFY_H

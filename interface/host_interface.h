@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The functions that a host offers to a node plug-in, and the structures that cross that line.
 //
 // A host is a 64-bit Linux process that loads the plug-in with dlopen and lets the plug-in's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a node collects: the activation modes, and how they are written.
 #ifndef ZEB_NODE_ACTIVATION_H
 #define ZEB_NODE_ACTIVATION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "node/attribute.h"
 
 #include "base/return_code.h"

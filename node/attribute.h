@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_Attribute: a name and a value that the host has set.
 #ifndef ZEB_NODE_ATTRIBUTE_H
 #define ZEB_NODE_ATTRIBUTE_H

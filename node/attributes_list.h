@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_Attributes_List: the attributes that the host has set, in the order of setting.
 #ifndef ZEB_NODE_ATTRIBUTES_LIST_H
 #define ZEB_NODE_ATTRIBUTES_LIST_H

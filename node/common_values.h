@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The settings of the whole process, read when the factory is made and only read afterwards.
 #ifndef ZEB_NODE_COMMON_VALUES_H
 #define ZEB_NODE_COMMON_VALUES_H

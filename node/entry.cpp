@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The eight functions that the library exports, and the process-wide settings.
 #include <new>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_Monitoring_Node: what one node instance measures, and where it puts it.
 #ifndef ZEB_NODE_MONITORING_NODE_H
 #define ZEB_NODE_MONITORING_NODE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_Node_Context: what the host holds for one node instance in one deployed message flow.
 #ifndef ZEB_NODE_NODE_CONTEXT_H
 #define ZEB_NODE_NODE_CONTEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The attributes of a node: which there are, what they mean when they were never set, and where
 // their values go.
 #include <iterator>

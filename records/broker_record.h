@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_BRIR: the information record of a broker. Stored: the common part, then the reset time.
 #ifndef ZEB_RECORDS_BROKER_RECORD_H
 #define ZEB_RECORDS_BROKER_RECORD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_EVDR: one event, when it happened and which message it was about.
 #ifndef ZEB_RECORDS_EVENT_DATA_H
 #define ZEB_RECORDS_EVENT_DATA_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_EVIR: a template and a data record joined into one event.
 #ifndef ZEB_RECORDS_EVENT_INFORMATION_H
 #define ZEB_RECORDS_EVENT_INFORMATION_H

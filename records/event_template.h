@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_EVTR: what all events of one kind share: where they happen and what they say.
 #ifndef ZEB_RECORDS_EVENT_TEMPLATE_H
 #define ZEB_RECORDS_EVENT_TEMPLATE_H

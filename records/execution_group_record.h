@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_EGIR: the information record of an execution group. Stored: the common part, then the process
 // ID.
 #ifndef ZEB_RECORDS_EXECUTION_GROUP_RECORD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The first 364 bytes of a message's bit stream, a fixed layout of the host's messaging interface.
 #ifndef ZEB_RECORDS_MESSAGE_DESCRIPTOR_H
 #define ZEB_RECORDS_MESSAGE_DESCRIPTOR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "records/message_flow_record.h"
 
 #include "base/trace.h"

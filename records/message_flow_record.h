@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_MFIR: the information record of a message flow. Stored: the common part, nothing else.
 #ifndef ZEB_RECORDS_MESSAGE_FLOW_RECORD_H
 #define ZEB_RECORDS_MESSAGE_FLOW_RECORD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "records/node_record.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_NOIR: the information record of a node. Stored: the common part, node type, sub-flow name.
 #ifndef ZEB_RECORDS_NODE_RECORD_H
 #define ZEB_RECORDS_NODE_RECORD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What kind of node a monitoring node stands for.
 #ifndef ZEB_RECORDS_NODE_TYPE_H
 #define ZEB_RECORDS_NODE_TYPE_H

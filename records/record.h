@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The base of everything that is published in shared memory.
 #ifndef ZEB_RECORDS_RECORD_H
 #define ZEB_RECORDS_RECORD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records of a class that only their stored header tells.
 #ifndef ZEB_RECORDS_RECORD_FACTORY_H
 #define ZEB_RECORDS_RECORD_FACTORY_H

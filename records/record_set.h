@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Collections of records that somebody gathered. They hold pointers, in insertion order, and own
 // nothing: whoever made the records destroys them, with clearAndDestroy for instance.
 #ifndef ZEB_RECORDS_RECORD_SET_H

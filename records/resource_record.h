@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_REIR: what the information records of all resources have in common.
 #ifndef ZEB_RECORDS_RESOURCE_RECORD_H
 #define ZEB_RECORDS_RESOURCE_RECORD_H

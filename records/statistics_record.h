@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_STIR: the statistics of one node, the record that an agent reads most.
 #ifndef ZEB_RECORDS_STATISTICS_RECORD_H
 #define ZEB_RECORDS_STATISTICS_RECORD_H

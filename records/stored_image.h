@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stored form of a record, kept in this process. Images of the same bytes for the same place
 // are one in memory, however many trees hold them.
 #ifndef ZEB_RECORDS_STORED_IMAGE_H

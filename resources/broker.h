@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_Broker: the root of a resource tree, and the one resource that knows where records live.
 #ifndef ZEB_RESOURCES_BROKER_H
 #define ZEB_RESOURCES_BROKER_H

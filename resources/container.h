@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What brokers, execution groups and message flows do alike with their children.
 #ifndef ZEB_RESOURCES_CONTAINER_H
 #define ZEB_RESOURCES_CONTAINER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "resources/execution_group.h"
 
 #include "base/trace.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_Execution_Group: one execution-group process of the broker, with its message flows.
 #ifndef ZEB_RESOURCES_EXECUTION_GROUP_H
 #define ZEB_RESOURCES_EXECUTION_GROUP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_Message_Flow: one message flow deployed to an execution group, with its monitoring nodes.
 #ifndef ZEB_RESOURCES_MESSAGE_FLOW_H
 #define ZEB_RESOURCES_MESSAGE_FLOW_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_Node: one monitoring node placed in a message flow, the leaf of the tree.
 #ifndef ZEB_RESOURCES_NODE_H
 #define ZEB_RESOURCES_NODE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_ORVA_Resource: what brokers, execution groups, message flows and nodes have in common.
 #ifndef ZEB_RESOURCES_RESOURCE_H
 #define ZEB_RESOURCES_RESOURCE_H

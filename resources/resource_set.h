@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZEB_ORVA_Resource_Set: the children of a resource.
 #ifndef ZEB_RESOURCES_RESOURCE_SET_H
 #define ZEB_RESOURCES_RESOURCE_SET_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a node asks of whoever knows where its statistics record lives.
 #ifndef ZEB_RESOURCES_STATISTICS_STORE_H
 #define ZEB_RESOURCES_STATISTICS_STORE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a process saw last in a statistics area: each record's stored form, and the tree that they
 // make.
 #ifndef ZEB_STORE_CATALOGUE_H

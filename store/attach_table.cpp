@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "store/attach_table.h"
 
 #include <sys/shm.h>

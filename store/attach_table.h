@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which segments this process has attached, and for how many users each.
 #ifndef ZEB_STORE_ATTACH_TABLE_H
 #define ZEB_STORE_ATTACH_TABLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events of one broker: the two areas that hold them, and what joins them.
 #ifndef ZEB_STORE_EVENTS_AREA_H
 #define ZEB_STORE_EVENTS_AREA_H

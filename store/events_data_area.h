@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The area that holds event data records, one per posted event.
 #ifndef ZEB_STORE_EVENTS_DATA_AREA_H
 #define ZEB_STORE_EVENTS_DATA_AREA_H

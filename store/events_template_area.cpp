@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "store/events_template_area.h"
 
 #include "base/trace.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The area that holds event templates, each stored once.
 #ifndef ZEB_STORE_EVENTS_TEMPLATE_AREA_H
 #define ZEB_STORE_EVENTS_TEMPLATE_AREA_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One block of shared memory: the whole segment, or one area in it.
 #ifndef ZEB_STORE_MEMORY_MANAGER_H
 #define ZEB_STORE_MEMORY_MANAGER_H

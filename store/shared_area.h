@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A named block of the broker's segment that holds records, one directly behind the other.
 #ifndef ZEB_STORE_SHARED_AREA_H
 #define ZEB_STORE_SHARED_AREA_H

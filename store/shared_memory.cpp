@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "store/shared_memory.h"
 
 #include <sys/ipc.h>

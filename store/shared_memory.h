@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The System V shared memory segment of one broker.
 #ifndef ZEB_STORE_SHARED_MEMORY_H
 #define ZEB_STORE_SHARED_MEMORY_H

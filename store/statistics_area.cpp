@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "store/statistics_area.h"
 
 #include "base/trace.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The area that holds the information and statistics records of a broker. It never wraps.
 #ifndef ZEB_STORE_STATISTICS_AREA_H
 #define ZEB_STORE_STATISTICS_AREA_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "store/wrapping_area.h"
 
 ZEB_ReturnCode ZEB_Wrapping_Area::putOrWrap(ZEB_Record* record) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An area that starts again at its beginning when it is full.
 #ifndef ZEB_STORE_WRAPPING_AREA_H
 #define ZEB_STORE_WRAPPING_AREA_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts from outside, made fit for people: labels, file names, values, whatever a message quotes.
 #ifndef ZEB_TEXT_PRINTABLE_H
 #define ZEB_TEXT_PRINTABLE_H

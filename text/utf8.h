@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // UTF-8 as it comes from outside: nothing is assumed to be well-formed.
 #ifndef ZEB_TEXT_UTF8_H
 #define ZEB_TEXT_UTF8_H

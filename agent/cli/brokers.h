@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which brokers there are, which of them are meant, and what is wrong with them.
 #ifndef ZEB_AGENT_CLI_BROKERS_H
 #define ZEB_AGENT_CLI_BROKERS_H

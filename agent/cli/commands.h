@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What zebmon can be asked to do. Data goes to the output, everything else to standard error.
 #ifndef ZEB_AGENT_CLI_COMMANDS_H
 #define ZEB_AGENT_CLI_COMMANDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // JSON for scripts. Every document carries "schema" and "version"; a version only ever gains keys.
 #ifndef ZEB_AGENT_CLI_DOCUMENTS_H
 #define ZEB_AGENT_CLI_DOCUMENTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zebmon: shows what the monitoring nodes of this machine's brokers have collected.
 #include <fmt/format.h>
 #include <unistd.h>

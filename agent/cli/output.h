@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Standard output that can be interrupted and whose reader may go away.
 #ifndef ZEB_AGENT_CLI_OUTPUT_H
 #define ZEB_AGENT_CLI_OUTPUT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values as people read them.
 #ifndef ZEB_AGENT_CLI_SHOW_H
 #define ZEB_AGENT_CLI_SHOW_H

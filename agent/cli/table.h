@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Aligned columns.
 #ifndef ZEB_AGENT_CLI_TABLE_H
 #define ZEB_AGENT_CLI_TABLE_H

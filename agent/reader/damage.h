@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is wrong in a segment, and where.
 #ifndef ZEB_AGENT_READER_DAMAGE_H
 #define ZEB_AGENT_READER_DAMAGE_H

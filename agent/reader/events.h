@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events: what nodes posted, each joined with its template.
 #ifndef ZEB_AGENT_READER_EVENTS_H
 #define ZEB_AGENT_READER_EVENTS_H

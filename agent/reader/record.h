@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records in an area's copy, one by one.
 #ifndef ZEB_AGENT_READER_RECORD_H
 #define ZEB_AGENT_READER_RECORD_H

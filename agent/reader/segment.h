@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding brokers by their key files, and reading their segments without leaving a trace.
 #ifndef ZEB_AGENT_READER_SEGMENT_H
 #define ZEB_AGENT_READER_SEGMENT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A private copy of what a segment holds, block by block.
 #ifndef ZEB_AGENT_READER_SEGMENT_COPY_H
 #define ZEB_AGENT_READER_SEGMENT_COPY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the key files are.
 #ifndef ZEB_AGENT_READER_TEMPORARY_DIRECTORY_H
 #define ZEB_AGENT_READER_TEMPORARY_DIRECTORY_H

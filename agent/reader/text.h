@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stored 16-bit texts as UTF-8.
 #ifndef ZEB_AGENT_READER_TEXT_H
 #define ZEB_AGENT_READER_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A broker's resources and what was measured for them.
 #ifndef ZEB_AGENT_READER_TREE_H
 #define ZEB_AGENT_READER_TREE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counting what is allocated.
 #ifndef ZEB_BENCH_DRIVER_ALLOCATIONS_H
 #define ZEB_BENCH_DRIVER_ALLOCATIONS_H

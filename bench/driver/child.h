@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Work in processes of their own, so that no measurement inherits what another has left behind.
 #ifndef ZEB_BENCH_DRIVER_CHILD_H
 #define ZEB_BENCH_DRIVER_CHILD_H

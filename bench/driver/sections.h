@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is measured, one function a section. Each runs in a process of its own, inside private
 // namespaces, and returns what it found; times are nanoseconds unless the name says otherwise.
 #ifndef ZEB_BENCH_DRIVER_SECTIONS_H

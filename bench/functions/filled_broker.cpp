@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bench/functions/filled_broker.h"
 
 #include <stdexcept>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A broker whose areas are filled without a host, which would take far longer.
 #ifndef ZEB_BENCH_FUNCTIONS_FILLED_BROKER_H
 #define ZEB_BENCH_FUNCTIONS_FILLED_BROKER_H

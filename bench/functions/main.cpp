@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Single functions, measured by Google Benchmark. They may use the library's fixed paths and System
 // V objects, so the program runs in namespaces of its own; what it writes goes to standard output.
 #include <benchmark/benchmark.h>

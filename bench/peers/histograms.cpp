@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bench/peers/peer.h"
 
 #ifdef ZEB_HAS_PROMETHEUS

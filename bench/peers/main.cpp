@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zebpeers EFFORT LIBRARY: what else one could measure messages with, each against the library in
 // the same process. Prints JSON. Runs in the private namespaces of zebbench, which starts it.
 #include <fmt/format.h>

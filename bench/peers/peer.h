@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Another way to measure messages: what it costs to tell it of one.
 #ifndef ZEB_BENCH_PEERS_PEER_H
 #define ZEB_BENCH_PEERS_PEER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tracepoint, in the form that LTTng-UST's macros read, several times over.
 #undef LTTNG_UST_TRACEPOINT_PROVIDER
 #define LTTNG_UST_TRACEPOINT_PROVIDER zebbench

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the machine is, and whether somebody else uses it."""
 
 import os

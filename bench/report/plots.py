@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Line plots as SVG, written by hand: no library is needed to look at two pictures."""
 
 import math

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Runs the built benchmarks and writes what they found. scripts/bench calls this."""
 
 import argparse

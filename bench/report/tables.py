@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The tables of docs/performance.md, made of what the benchmarks found and of nothing else."""
 
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Timing two pieces of work against each other: in turn, many short rounds, and of these the
 // medians. What disturbs the machine for a while then disturbs both.
 #ifndef ZEB_BENCH_SUPPORT_COMPARISON_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Threads that do the same work for a while, and what they get done.
 #ifndef ZEB_BENCH_SUPPORT_CREW_H
 #define ZEB_BENCH_SUPPORT_CREW_H

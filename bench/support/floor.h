@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The least that a message can cost by design: the same clock readings, copies, texts and system
 // calls on a semaphore and shared memory of its own, written out with nothing around them.
 #ifndef ZEB_BENCH_SUPPORT_FLOOR_H

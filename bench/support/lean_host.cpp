@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The functions that the library's undefined symbols bind to must be visible.
 #pragma GCC visibility push(default)
 #include "interface/host_interface.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host that the benchmarks play: it gives names and messages as cheaply as can be, and nothing
 // happens behind its terminals, so that what is measured is the library.
 #ifndef ZEB_BENCH_SUPPORT_LEAN_HOST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The built library, loaded as a host loads it, and the nodes that it serves.
 #ifndef ZEB_BENCH_SUPPORT_LIBRARY_H
 #define ZEB_BENCH_SUPPORT_LIBRARY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fixed files that the library reads, in the private world of a benchmark.
 #ifndef ZEB_BENCH_SUPPORT_SETTINGS_H
 #define ZEB_BENCH_SUPPORT_SETTINGS_H

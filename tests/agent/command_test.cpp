@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program zebmon as people and scripts start it.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading while others write: what is returned is whole and in order.
 #include <gtest/gtest.h>
 #include <sys/mman.h>

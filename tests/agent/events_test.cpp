@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From the bytes of the events areas to events, over any number of looks.
 #include "agent/reader/events.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tables of docs/format.md are those from which the code takes its offsets.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes of a segment, written here from the description of the format and from nothing that the
 // library or the agent share: an independent witness of every offset.
 #ifndef ZEB_TESTS_AGENT_IMAGE_H

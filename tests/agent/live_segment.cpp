@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/agent/live_segment.h"
 
 #include <sys/ipc.h>

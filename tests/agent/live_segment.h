@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A real segment with its key file, made as a broker's first process makes them.
 #ifndef ZEB_TESTS_AGENT_LIVE_SEGMENT_H
 #define ZEB_TESTS_AGENT_LIVE_SEGMENT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Copying a segment: what is believed of its headers, and what state it is in.
 #include "agent/reader/segment.h"
 

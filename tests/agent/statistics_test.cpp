@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From the bytes of a statistics area to the tree of resources.
 #include <gtest/gtest.h>
 

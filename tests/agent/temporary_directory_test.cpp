@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "agent/reader/temporary_directory.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the agent makes of damaged segments: what it shows all the same, and what it says is wrong.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Segments that somebody has damaged: a healthy one with one thing wrong in each. Always the same
 // ones, made from the description of the format and from nothing that the library or the agent use.
 #ifndef ZEB_TESTS_DAMAGE_BROKEN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The built library joins a segment that is damaged already, and lives in one that is damaged
 // meanwhile: messages flow unchanged, and what is not its own stays as it was.
 #include <gtest/gtest.h>

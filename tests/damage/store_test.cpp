@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An area over damaged bytes: which code each operation returns, and what it has read by then.
 #include <gtest/gtest.h>
 #include <sys/mman.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // operator new and malloc as the library finds them.
 #include <algorithm>
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a failure leads to, as the library's description has it: which message tells of it, what it
 // may bring about later, and what it leaves behind for good.
 #ifndef ZEB_TESTS_FAULTS_EXPECTED_H

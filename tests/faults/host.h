@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host of a run. It answers the library's calls, checks each of them, and never trusts the
 // library: whatever must not be becomes a complaint of the run.
 #ifndef ZEB_TESTS_FAULTS_HOST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether this process is inside the library just now: between a call of one of its exports and
 // the return, less the time that it spends in functions of the host. Only there does anything fail.
 #ifndef ZEB_TESTS_FAULTS_INSIDE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What two host processes of one broker do in a run, in turns.
 #ifndef ZEB_TESTS_FAULTS_LIFE_CYCLE_H
 #define ZEB_TESTS_FAULTS_LIFE_CYCLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Carries out one run in two processes of its own, and looks at what they leave.
 #ifndef ZEB_TESTS_FAULTS_ONE_RUN_H
 #define ZEB_TESTS_FAULTS_ONE_RUN_H

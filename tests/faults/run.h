@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One run of the life cycle: what shall fail in it, and what was seen. It lies in memory that the
 // processes of the run share with the test, since the test judges when they are gone.
 #ifndef ZEB_TESTS_FAULTS_RUN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // For each function that the library calls, and each error that its manual page names: the first
 // call fails in a run of its own, then the second, and so on until a run meets no failure.
 #include <gtest/gtest.h>

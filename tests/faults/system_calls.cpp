@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The system's functions as the library finds them: each passes the call on unless it shall fail.
 #include <dirent.h>
 #include <dlfcn.h>

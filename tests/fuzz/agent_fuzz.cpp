@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A damaged segment under the agent: whatever it reads there, its tables hold nothing that moves a
 // cursor and its documents are JSON.
 #include <algorithm>

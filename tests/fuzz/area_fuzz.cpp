@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes as an area: it is read, its records are refreshed and written in place, one more is
 // appended. A record that was read is refreshed with code 0, and nothing outside is touched.
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any sequence of attribute calls to a node instance, null arguments and short buffers included:
 // codes are those of the name, and no buffer is written behind its end.
 #include <fuzzer/FuzzedDataProvider.h>

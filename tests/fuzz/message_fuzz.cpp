@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes as a message: its size, its descriptor and what becomes of it downstream. It passes
 // once, with its bytes as they were; both ways to read the time of its put agree.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the fuzzers share: namespaces of their own, in which a broker with the identifier UUID1 and
 // areas of 4096 bytes is configured, and checks that end the fuzzer.
 #ifndef ZEB_TESTS_FUZZ_PRIVATE_WORLD_H

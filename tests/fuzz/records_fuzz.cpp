@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes as the contents of an area: records are found, rebuilt, printed and stored again, and
 // what is stored again is what was read.
 #include <cstring>

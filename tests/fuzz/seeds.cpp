@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes what the fuzzers begin with: fuzz_seeds FOLDER makes FOLDER/NAME for each that takes
 // segments, areas or records, with broken ones in it.
 #include <cstdio>

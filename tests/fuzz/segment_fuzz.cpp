@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A damaged segment under a node that joins it, and under one that runs while it is damaged:
 // messages pass, once each and unchanged.
 #include "base/wide.h"

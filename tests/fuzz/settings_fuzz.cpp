@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes as a configuration file, with the first line as the key.
 #include <unistd.h>
 

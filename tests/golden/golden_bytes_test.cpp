@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The files beside this one hold stored forms, byte by byte, with what each of them means. The
 // library writes exactly these and reads them back; docs/format.md shows them.
 #include <gtest/gtest.h>

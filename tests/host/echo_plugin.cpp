@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The least that a host accepts as a plug-in: its node passes each message on and re-raises what
 // failed behind it. It keeps attributes in the order they came and enumerates five names.
 #pragma GCC visibility push(default)

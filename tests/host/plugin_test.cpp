@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host's functions and flows, with a plug-in that only passes messages on.
 #include "host/plugin.h"
 

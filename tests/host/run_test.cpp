@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole runs of the program, with the library and the agent as they were built.
 #include <gtest/gtest.h>
 #include <signal.h>

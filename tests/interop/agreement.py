@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Whether a reader in another language and zebmon see the same in a live segment, field by field.
 
 usage: agreement.py ZEBHOST ZEBMON FLOW-FILE, in an IPC namespace of its own

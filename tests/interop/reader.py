@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Decodes a broker's live segment by docs/format.md alone, into what zebmon's JSON says of it."""
 import ctypes, datetime, struct
 

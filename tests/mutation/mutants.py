@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Finds the places of a source file that can be changed, and what each could become.
 
 A mutant changes one operator, constant, condition, string, or the order of two statements. Left out:

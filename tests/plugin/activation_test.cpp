@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a node collects, told by what it asks of the host and by what it stores.
 #include <gtest/gtest.h>
 

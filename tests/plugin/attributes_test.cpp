@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The attributes of a node as the host sets, reads and enumerates them.
 #include <gtest/gtest.h>
 

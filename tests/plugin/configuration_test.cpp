@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where settings are looked for, and what a line of the configuration file means.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a node instance asks of the host: at its making, and for every message.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a process that ends without a word leaves, and who clears it away.
 #include <gtest/gtest.h>
 #include <sys/sem.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shared memory that somebody has damaged: messages flow, and nothing outside it is touched.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the host finds in the library file, and what the entry point does.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events as they are posted, and the two areas that hold them.
 #include <gtest/gtest.h>
 #include <pthread.h>

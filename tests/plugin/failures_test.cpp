@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Failures downstream, as they are posted.
 #include <gtest/gtest.h>
 

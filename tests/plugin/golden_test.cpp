@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole stored records, byte for byte, put together here from what the format says.
 #include <gtest/gtest.h>
 #include <pthread.h>

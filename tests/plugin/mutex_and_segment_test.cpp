@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Key files, locks and the segment, as the system shows them.
 #include <gtest/gtest.h>
 #include <sys/ipc.h>

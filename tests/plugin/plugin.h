@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library as a host meets it: loaded with dlopen, driven through the table that it hands over,
 // and judged by what it calls, logs and leaves in shared memory. None of its headers is used here.
 //

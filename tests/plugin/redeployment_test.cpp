@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a deployment finds in shared memory, and what it does with it.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/plugin/scripted_clock.h"
 
 #include <sys/time.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The calendar clock as the library sees it: the test program's own gettimeofday and time come
 // before the system's. The clock is the machine's until a test sets it; then it stands still.
 #ifndef ZEB_TESTS_PLUGIN_SCRIPTED_CLOCK_H

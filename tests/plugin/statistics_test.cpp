@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How messages are folded into a stored statistics record.
 #include <gtest/gtest.h>
 

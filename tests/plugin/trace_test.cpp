@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library says of itself while tracing is on, and that it says nothing while it is off.
 #include <gtest/gtest.h>
 #include <regex.h>

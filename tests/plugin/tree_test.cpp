@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Several trees over one statistics area: what each knows, writes and leaves alone, and what
 // happens when the area is full.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an operator finds after a process was killed, and does about it: by the operations guide.
 #ifndef ZEB_TESTS_PROCESSES_AFTERMATH_H
 #define ZEB_TESTS_PROCESSES_AFTERMATH_H

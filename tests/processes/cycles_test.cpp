@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nodes that come and go, again and again.
 //
 // ZEB_CYCLES sets how often where it is about what one cycle leaves.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processes that die at random moments of all that they do, while others work on.
 //
 // ZEB_DEATH_KILLS sets how many die; ZEB_DEATH_SEED is the seed of the first one's death, and each

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processes that a host forks without starting a program anew.
 #include <gtest/gtest.h>
 #include <sys/prctl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An execution group in a process of its own, with one node, as several tests need it.
 #ifndef ZEB_TESTS_PROCESSES_GROUPS_H
 #define ZEB_TESTS_PROCESSES_GROUPS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processes that are killed while others work: what that does to the others, what stays behind,
 // and that the operations guide's way of clearing it clears it.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages that say who sent them and as which of the sender's, and what their events then tell.
 #ifndef ZEB_TESTS_PROCESSES_NUMBERED_H
 #define ZEB_TESTS_PROCESSES_NUMBERED_H

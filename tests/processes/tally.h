@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages of which everything differs, and a count of them that is kept beside the library's.
 #ifndef ZEB_TESTS_PROCESSES_TALLY_H
 #define ZEB_TESTS_PROCESSES_TALLY_H

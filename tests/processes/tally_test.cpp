@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Everything at once: messages of all sizes and ages, failures, events, and contexts that come and
 // go meanwhile. What is stored must be what was counted beside it.
 #include <gtest/gtest.h>

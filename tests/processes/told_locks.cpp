@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tells Helgrind of the locks that it doesn't know: a semaphore taken to zero is a lock held. The
 // program's own functions come before the system's. Without Helgrind they only pass the call on.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compares a stored statistics area with the one that the model holds.
 #ifndef ZEB_TESTS_REFERENCE_COMPARISON_H
 #define ZEB_TESTS_REFERENCE_COMPARISON_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The built library under the operations of a sequence, in this process or in several.
 #ifndef ZEB_TESTS_REFERENCE_LIBRARY_H
 #define ZEB_TESTS_REFERENCE_LIBRARY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the statistics area of a broker must hold, worked out in the plainest way there is.
 //
 // The area is a list of plain records. Each node instance has a tree of its own, made of copies of

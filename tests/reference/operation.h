@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One step of a sequence: what a host does with a node instance, or what a stranger does to the
 // stored bytes.
 #ifndef ZEB_TESTS_REFERENCE_OPERATION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random sequences of operations, run by the built library and by the model side by side: after
 // each operation the whole statistics area of every broker must hold the same bytes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Draws the operations of a sequence. The same seed and setting give the same sequence.
 #ifndef ZEB_TESTS_REFERENCE_SEQUENCE_H
 #define ZEB_TESTS_REFERENCE_SEQUENCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inaccessible memory in front of and behind this process's attachments of shared memory, where it
 // is free there: an access outside ends the test.
 #ifndef ZEB_TESTS_SUPPORT_FENCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/support/ipc_objects.h"
 
 #include <sys/ipc.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What System V objects exist, as the system tells it, and which of them belong to a key file.
 #ifndef ZEB_TESTS_SUPPORT_IPC_OBJECTS_H
 #define ZEB_TESTS_SUPPORT_IPC_OBJECTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // After each test: no System V object and no file in /tmp that was not there before it.
 #ifndef ZEB_TESTS_SUPPORT_LEFTOVERS_H
 #define ZEB_TESTS_SUPPORT_LEFTOVERS_H

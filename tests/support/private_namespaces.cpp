@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/support/private_namespaces.h"
 
 #include <fcntl.h>

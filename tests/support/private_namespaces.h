@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A world of its own for each test process: user, mount and IPC namespaces.
 //
 // Inside, the caller is root, /tmp, /opt and /var are empty and private, and no System V object

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Child processes of a test: this program started over in a named role, stepped through pipes.
 #ifndef ZEB_TESTS_SUPPORT_PROCESSES_H
 #define ZEB_TESTS_SUPPORT_PROCESSES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A host for tests: it offers the functions that the library calls, records every call in order,
 // and answers as the test's script says.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads what the library stores, from a private copy of the bytes, by offsets written down here
 // anew: a test that took them from the library would agree with any mistake in it.
 #ifndef ZEB_TESTS_SUPPORT_STORED_BYTES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The ground that the other tests stand on.
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What trace entries bear witness of, while the tests run with tracing on: which operations run,
 // whether entries and exits pair on each thread, and which lock is asked for while which is held.
 // Each thing is told once, as a line, to the file that the environment variable ZEB_WITNESS names;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the configuration file is found: once per process, so each case is a process of its own.
 #include <dlfcn.h>
 

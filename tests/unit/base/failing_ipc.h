@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Semaphore and message queue calls that are written down, and that fail when a test says so: the
 // test program's own versions come before the system's.
 #ifndef ZEB_TESTS_UNIT_BASE_FAILING_IPC_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts for the log: formatted, of an error, of a run of memory.
 #include "base/format.h"
 

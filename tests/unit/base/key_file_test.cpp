@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Key files, and the lock by which those who join and those who remove hold each other off.
 #include "base/key_file.h"
 

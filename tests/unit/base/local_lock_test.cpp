@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lock among threads of one process.
 #include "base/local_lock.h"
 

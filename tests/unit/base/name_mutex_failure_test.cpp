@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lock that processes share, when system calls fail.
 #include <algorithm>
 #include <cerrno>

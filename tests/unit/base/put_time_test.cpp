@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Put date and time: the quick way for sixteen digits means what the scan means.
 #include "base/put_time.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identities of resources, and return codes.
 #include "base/resource_id.h"
 

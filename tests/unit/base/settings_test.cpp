@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a value is looked up, in a configuration file and in a registry directory.
 #include "base/settings.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Strings that failed, strings that are copied out or compared, and what strings trace.
 #include <functional>
 #include <set>

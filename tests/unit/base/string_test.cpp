@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The owning string of 16-bit units.
 #include "base/string.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Time stamps, the timer, calendar times and random numbers.
 #include "base/timer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What goes to the host's log, and how.
 #include "base/trace.h"
 

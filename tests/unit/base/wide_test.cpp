@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Zero-terminated strings of 16-bit units.
 #include "base/wide.h"
 

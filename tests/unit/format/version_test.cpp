@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The version in programs and library, and the commit in it.
 #include "format/version.h"
 

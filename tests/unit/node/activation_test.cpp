@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How activation modes are written.
 #include "node/activation.h"
 

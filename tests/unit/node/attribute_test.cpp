@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A name and a value that the host has set.
 #include "node/attribute.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The attributes in the order in which the host has set them.
 #include "node/attributes_list.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The exported functions and the settings of the whole process.
 #include "node/common_values.h"
 #include "node/node_context.h"

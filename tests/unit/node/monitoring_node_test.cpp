@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What one node instance measures, and where it puts it.
 #include "node/monitoring_node.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The attributes of a node: setting them, reading them back, and asking for their names.
 #include "node/common_values.h"
 #include "node/node_context.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the host holds for one node instance: its construction, and its messages.
 #include "node/node_context.h"
 

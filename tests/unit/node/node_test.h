@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tests of nodes look at: the broker "UUID1" in shared memory, and messages.
 #ifndef ZEB_TESTS_UNIT_NODE_NODE_TEST_H
 #define ZEB_TESTS_UNIT_NODE_NODE_TEST_H

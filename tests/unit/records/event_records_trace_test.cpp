@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Event records whole: every byte, records that failed, prints and traces.
 #include "records/event_information.h"
 #include "tests/unit/records/records_test.h"

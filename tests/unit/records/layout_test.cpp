@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long a stored record is, and whether a whole one stands there.
 #include "format/layout.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The inter-process lock of a record.
 #include <cerrno>
 

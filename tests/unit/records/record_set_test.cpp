@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Collections of records, and blank records by type.
 #include "records/record_set.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a record says of itself, and how it behaves once it failed.
 #include "tests/unit/records/records_test.h"
 

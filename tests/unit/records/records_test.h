@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tests of stored records share: images put together byte by byte, and records that
 // failed.
 #ifndef ZEB_TESTS_UNIT_RECORDS_RECORDS_TEST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Information records whole: every byte, records that failed, prints and traces.
 #include "records/broker_record.h"
 #include "records/execution_group_record.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The statistics of one node.
 #include "records/statistics_record.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The texts of a statistics record: stored numbers, printed lines, trace.
 #include <climits>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stored forms that trees keep of records.
 #include "records/stored_image.h"
 

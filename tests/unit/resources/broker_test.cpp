@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The root of a tree, which knows where records live.
 #include "resources/broker.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One execution group of a broker.
 #include "resources/execution_group.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One message flow of an execution group.
 #include "resources/message_flow.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One monitoring node of a message flow.
 #include "resources/node.h"
 

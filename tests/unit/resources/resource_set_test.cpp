@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The children of a resource.
 #include "resources/resource_set.h"
 

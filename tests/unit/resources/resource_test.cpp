@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What all resources have in common.
 #include "resources/resource.h"
 

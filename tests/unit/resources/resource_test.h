@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Resources, records and statistics as the tests of the tree need them.
 #ifndef ZEB_TESTS_UNIT_RESOURCES_RESOURCE_TEST_H
 #define ZEB_TESTS_UNIT_RESOURCES_RESOURCE_TEST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a process knows of a statistics area, and of the tree that stands there.
 #include "resources/stored_tree.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which segments this process has attached. The table belongs to the process, so each test takes
 // keys that no other test uses and gives back what it attached.
 #include "store/attach_table.h"

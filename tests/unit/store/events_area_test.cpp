@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events of one broker: both areas, the template cache, and the collecting of events.
 #include "store/events_area.h"
 

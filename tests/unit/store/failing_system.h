@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // System calls and allocations that fail when a test says so: the test program's own versions come
 // before the system's.
 #ifndef ZEB_TESTS_UNIT_STORE_FAILING_SYSTEM_H

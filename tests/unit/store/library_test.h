@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A test of the library's classes: settings of its own, a log to read, a clock that stands still.
 #ifndef ZEB_TESTS_UNIT_STORE_LIBRARY_TEST_H
 #define ZEB_TESTS_UNIT_STORE_LIBRARY_TEST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One block of shared memory, here a buffer of the test.
 #include "store/memory_manager.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A named block of records.
 #include "store/shared_area.h"
 

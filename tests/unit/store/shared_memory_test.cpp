@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The segment of one broker.
 #include "store/shared_memory.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The area of information and statistics records.
 #include "store/statistics_area.h"
 

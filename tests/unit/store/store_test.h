@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A segment to put areas into, and records to put into areas.
 #ifndef ZEB_TESTS_UNIT_STORE_STORE_TEST_H
 #define ZEB_TESTS_UNIT_STORE_STORE_TEST_H

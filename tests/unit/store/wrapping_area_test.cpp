@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two areas that start again at their beginning: event data and event templates.
 #include <cstring>
 
