@@ -234,7 +234,7 @@ std::string Tally::missing(Function function) const {
     if (use.first != function) continue;
     const auto found = seen_.find(use.second);
     const Expected seen = found == seen_.end() ? Expected{} : found->second;
-    const std::string name = std::string(faults::nameOf(function)) + " " + use.second;
+    const std::string name = std::string(support::seam::nameOf(function)) + " " + use.second;
     if (found == seen_.end()) missing += name + " was never met\n";
     if ((expected.leaves & ~seen.leaves) != 0) missing += name + " left less\n";
     if (expected.holds && !seen.holds) missing += name + " held no lock\n";

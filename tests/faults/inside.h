@@ -29,17 +29,6 @@ struct OutsideLibrary : Within {
   OutsideLibrary() : Within(false) {}
 };
 
-// Counts a call and tells whether it is the one to fail; errno is set then. The variant says which
-// use of the function it is, where the library makes several.
-bool fails(Function function, const char* variant = "");
-
-// The allocations of the library that were not freed yet, in this process. Always 0 where malloc
-// can't be replaced.
-long livingBlocks();
-
-// True where the program's own malloc is the one that the library calls.
-extern const bool mallocIsOurs;
-
 // Set while the host deletes a context.
 extern bool deletingContext;
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <thread>
 
+#include "tests/faults/blocks.h"
 #include "tests/faults/host.h"
 #include "tests/faults/inside.h"
 #include "tests/support/ipc_objects.h"

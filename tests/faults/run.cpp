@@ -9,16 +9,6 @@ namespace faults {
 
 Run* run = nullptr;
 
-const char* nameOf(Function function) {
-  static constexpr const char* kNames[] = {
-      "operator_new", "malloc", "ftok",   "open",    "close", "unlink", "msgget",
-      "msgsnd",       "msgrcv", "msgctl", "semget",  "semop", "semctl", "shmget",
-      "shmat",        "shmdt",  "shmctl", "opendir", "fopen", "system", "remove",
-      "gettimeofday", "flock",  "fstat",  "stat"};
-  static_assert(std::size(kNames) == kFunctions);
-  return kNames[function];
-}
-
 void complain(const char* format, ...) {
   const auto kept = static_cast<int>(std::size(run->complaint));
   if (run->complaints++ >= kept) return;

@@ -7,37 +7,12 @@
 #include <array>
 #include <cstddef>
 
+#include "tests/support/seam.h"
+
 namespace faults {
 
-enum Function {
-  kNew,     // every form of operator new
-  kMalloc,  // malloc, calloc, realloc
-  kFtok,
-  kOpen,
-  kClose,
-  kUnlink,
-  kMsgget,
-  kMsgsnd,
-  kMsgrcv,
-  kMsgctl,
-  kSemget,
-  kSemop,
-  kSemctl,
-  kShmget,
-  kShmat,
-  kShmdt,
-  kShmctl,
-  kOpendir,
-  kFopen,
-  kSystem,
-  kRemove,
-  kGettimeofday,
-  kFlock,
-  kFstat,
-  kStat,
-  kFunctions
-};
-const char* nameOf(Function function);
+using support::seam::Function;
+using enum support::seam::Function;
 
 // The nth call of the function, counted over both processes from 1, fails with this errno.
 struct Fault {

@@ -11,10 +11,12 @@
 #include <vector>
 
 #include "tests/faults/expected.h"
-#include "tests/faults/inside.h"
 #include "tests/faults/one_run.h"
+#include "tests/support/seam.h"
 
 using namespace faults;
+using support::seam::mallocIsOurs;
+using support::seam::nameOf;
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include "records/node_record.h"
 #include "records/statistics_record.h"
 #include "store/memory_manager.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 namespace fs = std::filesystem;
 using namespace support;

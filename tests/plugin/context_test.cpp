@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "tests/plugin/plugin.h"
-#include "tests/plugin/scripted_clock.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/scripted_clock.h"
 
 using namespace support;
 

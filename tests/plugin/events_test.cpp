@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "tests/plugin/plugin.h"
-#include "tests/plugin/scripted_clock.h"
+#include "tests/support/scripted_clock.h"
 
 using namespace support;
 

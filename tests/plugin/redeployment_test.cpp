@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "tests/plugin/plugin.h"
-#include "tests/plugin/scripted_clock.h"
+#include "tests/support/scripted_clock.h"
 
 using namespace support;
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/plugin/plugin.h"
-#include "tests/plugin/scripted_clock.h"
+#include "tests/support/scripted_clock.h"
 
 using namespace support;
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Processes that end themselves by SIGKILL amid what the library does: the program's own C
-// functions come before the system's, so that the library's calls can be counted.
+// Processes that end themselves by SIGKILL amid what the library does, at a call that the seam
+// (tests/support/seam.h) sees.
 #ifndef ZEB_TESTS_PROCESSES_DOOMED_H
 #define ZEB_TESTS_PROCESSES_DOOMED_H
 

@@ -9,9 +9,9 @@
 #include <set>
 
 #include "tests/plugin/plugin.h"
-#include "tests/plugin/scripted_clock.h"
 #include "tests/processes/groups.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/scripted_clock.h"
 
 using namespace support;
 

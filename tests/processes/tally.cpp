@@ -8,8 +8,8 @@
 #include <map>
 #include <sstream>
 
-#include "tests/plugin/scripted_clock.h"
 #include "tests/processes/numbered.h"
+#include "tests/support/scripted_clock.h"
 
 namespace support {
 namespace {

@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "tests/plugin/scripted_clock.h"
+#include "tests/support/scripted_clock.h"
 
 using support::host;
 

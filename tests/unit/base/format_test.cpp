@@ -5,7 +5,7 @@
 #include <cerrno>
 
 #include "base/error_text.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 using namespace support;
 

@@ -2,7 +2,6 @@
 // Key files, and the lock by which those who join and those who remove hold each other off.
 #include "base/key_file.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/ipc.h>
@@ -17,10 +16,10 @@
 #include <memory>
 
 #include "base/name_mutex.h"
+#include "tests/support/failing.h"
 #include "tests/support/ipc_objects.h"
-#include "tests/unit/base/failing_ipc.h"
-#include "tests/unit/store/failing_system.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
+#include "tests/support/seam.h"
 
 namespace fs = std::filesystem;
 using namespace support;
@@ -31,11 +30,30 @@ constexpr char kUnit[] = "zebtests";
 constexpr char kFunction[] = "Something::done";
 constexpr char kFile[] = "/tmp/NAME.zebmutx";
 
-// What the next calls of flock do instead: fail with these errors, in turn; then run this first.
-std::vector<int> flockErrors;
-std::function<void()> beforeLocking;
-int locksTaken = 0;
-bool filesAreAnothers = false;
+// Looks at the calls that lock, and at the owners of files.
+class Watch : public seam::Seam {
+ public:
+  Watch() : before_(seam::use(this)) {}
+  ~Watch() override { seam::use(before_); }
+
+  std::optional<int> answer(const seam::Call& call) override {
+    if (call.function == seam::kFlock && call.flags == LOCK_EX) {
+      ++locksTaken;
+      if (beforeLocking) beforeLocking();
+    }
+    return before_->answer(call);
+  }
+  void answered(const seam::Call& call, int) override {
+    if (call.function == seam::kFstat && filesAreAnothers) ++call.status->st_uid;
+  }
+
+  std::function<void()> beforeLocking;
+  int locksTaken = 0;
+  bool filesAreAnothers = false;
+
+ private:
+  Seam* const before_;
+};
 
 int tryToLock(const char* path = kFile) {
   const int file = open(path, O_RDONLY | O_CLOEXEC);
@@ -58,17 +76,15 @@ class KeyFile : public LibraryTest {
   void SetUp() override {
     LibraryTest::SetUp();
     std::ofstream file(kFile);
-    locksTaken = 0;
   }
   void TearDown() override {
-    flockErrors.clear();
-    beforeLocking = nullptr;
-    filesAreAnothers = false;
     fs::remove(kFile);
     LibraryTest::TearDown();
   }
 
   static int key() { return ftok(kFile, 1); }
+
+  Watch watch;
 };
 
 TEST_F(KeyFile, HasTheKeyOfItsPathAndProjectOne) {
@@ -194,10 +210,10 @@ TEST_F(KeyFile, OneThatIsGoneOrReplacedIsNotCovered) {
 TEST_F(KeyFile, WithoutALockTheCallerGoesOn) {
   const ZEB_Key_File_Lock ofNoPath(nullptr);
   EXPECT_TRUE(ofNoPath.covers(key()));
-  failIpc("open", EACCES);
+  failCalls("open", EACCES, {.suffix = ".zebmutx", .times = 1});
   const ZEB_Key_File_Lock ofAClosedOne(kFile);
   EXPECT_TRUE(ofAClosedOne.covers(key()));
-  flockErrors = {ENOLCK};
+  failNext("flock", ENOLCK);
   const ZEB_Key_File_Lock failed(kFile);
   EXPECT_TRUE(failed.covers(key() + 1));
   EXPECT_EQ(0, tryToLock());
@@ -206,14 +222,14 @@ TEST_F(KeyFile, WithoutALockTheCallerGoesOn) {
 }
 
 TEST_F(KeyFile, AnInterruptedLockIsTriedAgain) {
-  flockErrors = {EINTR, EINTR};
+  failNext("flock", EINTR, 2);
   const ZEB_Key_File_Lock lock(kFile);
-  EXPECT_TRUE(flockErrors.empty());
+  EXPECT_EQ(3, watch.locksTaken);
   EXPECT_EQ(EWOULDBLOCK, tryToLock());
 }
 
 TEST_F(KeyFile, OneOfAnotherUserIsNotLocked) {
-  filesAreAnothers = true;
+  watch.filesAreAnothers = true;
   const ZEB_Key_File_Lock lock(kFile);
   EXPECT_EQ(0, tryToLock());
   EXPECT_TRUE(lock.covers(key() + 1));
@@ -229,17 +245,17 @@ TEST_F(KeyFile, NothingButAFileIsLockedOrWaitedFor) {
     EXPECT_TRUE(lock.covers(key()));
     fs::remove(path);
   }
-  EXPECT_EQ(0, locksTaken);
+  EXPECT_EQ(0, watch.locksTaken);
 }
 
 TEST_F(KeyFile, AMutexWhoseKeyFileVanishesStartsOverSilently) {
-  beforeLocking = [] {
-    if (locksTaken == 1) fs::remove(kFile);
+  watch.beforeLocking = [this] {
+    if (watch.locksTaken == 1) fs::remove(kFile);
   };
   const Tracing on;
   const ZEB_Name_Mutex mutex("NAME");
   EXPECT_TRUE(mutex.OK());
-  EXPECT_EQ(2, locksTaken);
+  EXPECT_EQ(2, watch.locksTaken);
   EXPECT_TRUE(queueOf(kFile));
   EXPECT_EQ(1, semaphoreOf(kFile)->value);
   EXPECT_TRUE(host().messages().empty());
@@ -247,12 +263,11 @@ TEST_F(KeyFile, AMutexWhoseKeyFileVanishesStartsOverSilently) {
 }
 
 TEST_F(KeyFile, AMutexStartsOverAHundredTimesAtMost) {
-  beforeLocking = [] { fs::remove(kFile); };
+  watch.beforeLocking = [] { fs::remove(kFile); };
   const ZEB_Name_Mutex mutex("NAME");
-  EXPECT_EQ(100, locksTaken);
+  EXPECT_EQ(100, watch.locksTaken);
   EXPECT_TRUE(mutex.OK());
   EXPECT_TRUE(host().log().empty());
-  beforeLocking = nullptr;
 }
 
 TEST_F(KeyFile, AMutexJoinsAndRemovesUnderTheLockButNeverWaitsUnderIt) {
@@ -262,7 +277,7 @@ TEST_F(KeyFile, AMutexJoinsAndRemovesUnderTheLockButNeverWaitsUnderIt) {
     if (entry.function.starts_with("ZEB_Name_Mutex::") && fs::exists(kFile))
       seen.emplace_back(entry.text.substr(0, 16), tryToLock() != 0);
   };
-  failIpc("semctl SETVAL", ERANGE);
+  failNext("semctl SETVAL", ERANGE);
   const Tracing on;
   ZEB_Name_Mutex mutex("NAME");
   mutex.release();
@@ -284,27 +299,3 @@ TEST_F(KeyFile, AMutexJoinsAndRemovesUnderTheLockButNeverWaitsUnderIt) {
 }
 
 }  // namespace
-
-extern "C" {
-
-__attribute__((visibility("default"))) int flock(int file, int operation) noexcept {
-  if (operation == LOCK_EX) {
-    ++locksTaken;
-    if (!flockErrors.empty()) {
-      errno = flockErrors.front();
-      flockErrors.erase(flockErrors.begin());
-      return -1;
-    }
-    if (beforeLocking) beforeLocking();
-  }
-  return reinterpret_cast<int (*)(int, int)>(dlsym(RTLD_NEXT, "flock"))(file, operation);
-}
-
-__attribute__((visibility("default"))) int fstat(int file, struct stat* state) noexcept {
-  const int result =
-      reinterpret_cast<int (*)(int, struct stat*)>(dlsym(RTLD_NEXT, "fstat"))(file, state);
-  if (filesAreAnothers) ++state->st_uid;
-  return result;
-}
-
-}  // extern "C"

@@ -6,11 +6,10 @@
 #include <memory>
 
 #include "base/name_mutex.h"
+#include "tests/support/failing.h"
 #include "tests/support/ipc_objects.h"
 #include "tests/support/leftovers.h"
-#include "tests/unit/base/failing_ipc.h"
-#include "tests/unit/store/failing_system.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 namespace fs = std::filesystem;
 using namespace support;
@@ -51,7 +50,7 @@ TEST_F(FailingMutex, ANullNameMakesNothing) {
 }
 
 TEST_F(FailingMutex, AKeyFileThatCannotBeMadeEndsItAll) {
-  failIpc("open", EMFILE);
+  failCalls("open", EMFILE, {.suffix = ".zebmutx", .times = 1});
   const auto mutex = make();
   EXPECT_EQ(301, mutex->getStatus());
   EXPECT_EQ(failureIn(kConstructor, "open", EMFILE), messageLines());
@@ -66,7 +65,7 @@ TEST_F(FailingMutex, AMissingDirectoryEndsItAll) {
 }
 
 TEST_F(FailingMutex, ACloseThatFailsIsAMessageOnly) {
-  failIpc("close", EIO);
+  failNext("close", EIO);
   const auto mutex = make();
   EXPECT_TRUE(mutex->OK());
   EXPECT_EQ(failureIn(kConstructor, "close", EIO), messageLines());
@@ -74,7 +73,7 @@ TEST_F(FailingMutex, ACloseThatFailsIsAMessageOnly) {
 }
 
 TEST_F(FailingMutex, ASecondKeyThatFailsIsUsedAsItIs) {
-  failCalls("ftok", EIO, ".zebmutx");
+  failCalls("ftok", EIO, {.suffix = ".zebmutx"});
   const Tracing on;
   {
     const auto mutex = make();
@@ -93,7 +92,7 @@ TEST_F(FailingMutex, ASecondKeyThatFailsIsUsedAsItIs) {
 
 TEST_F(FailingMutex, WithoutAQueueThereIsNoSemaphoreEither) {
   leavesThingsBehind();
-  failIpc("msgget", ENOSPC);
+  failNext("msgget", ENOSPC);
   const auto mutex = make();
   EXPECT_EQ(301, mutex->getStatus());
   EXPECT_EQ(failureIn(kConstructor, "msgget", ENOSPC), messageLines());
@@ -103,7 +102,7 @@ TEST_F(FailingMutex, WithoutAQueueThereIsNoSemaphoreEither) {
 
 TEST_F(FailingMutex, AReferenceThatCannotBeSentIsAMessageOnly) {
   leavesThingsBehind();
-  failIpc("msgsnd", EAGAIN);
+  failNext("msgsnd", EAGAIN);
   auto mutex = make();
   EXPECT_TRUE(mutex->OK());
   EXPECT_EQ(failureIn(kConstructor, "msgsnd", EAGAIN), messageLines());
@@ -118,7 +117,7 @@ TEST_F(FailingMutex, AReferenceThatCannotBeSentIsAMessageOnly) {
 
 TEST_F(FailingMutex, WithoutASemaphoreTheQueueGoesAgain) {
   leavesThingsBehind();
-  failIpc("semget", ENOSPC);
+  failNext("semget", ENOSPC);
   const Tracing on;
   const auto mutex = make();
   EXPECT_EQ(301, mutex->getStatus());
@@ -133,7 +132,7 @@ TEST_F(FailingMutex, WithoutASemaphoreTheQueueGoesAgain) {
 
 TEST_F(FailingMutex, OneThatCannotBeJoinedIsAFailure) {
   leavesThingsBehind();
-  failIpc("semget", EEXIST, 2);
+  failNext("semget", EEXIST, 2);
   const auto mutex = make();
   EXPECT_EQ(301, mutex->getStatus());
   EXPECT_EQ(failureIn(kConstructor, "semget", EEXIST), messageLines());
@@ -145,7 +144,7 @@ TEST_F(FailingMutex, OneThatCannotBeJoinedIsAFailure) {
 TEST_F(FailingMutex, ASemaphoreOfIdZeroCountsAsNone) {
   leavesThingsBehind();
   errno = EEXIST;
-  failIpc("semget", 0);
+  failNext("semget", 0);
   const auto mutex = make();
   EXPECT_EQ(301, mutex->getStatus());
   EXPECT_EQ(failureIn(kConstructor, "semget", 0), messageLines());
@@ -156,8 +155,8 @@ TEST_F(FailingMutex, ASemaphoreOfIdZeroCountsAsNone) {
 
 TEST_F(FailingMutex, AQueueOfIdZeroCountsAsNoneButIsNoFailure) {
   leavesThingsBehind();
-  failIpc("msgget", 0);
-  failIpc("msgsnd", EINVAL);
+  failNext("msgget", 0);
+  failNext("msgsnd", EINVAL);
   auto mutex = make();
   EXPECT_TRUE(mutex->OK());
   EXPECT_EQ(failureIn(kConstructor, "msgsnd", EINVAL), messageLines());
@@ -167,7 +166,7 @@ TEST_F(FailingMutex, AQueueOfIdZeroCountsAsNoneButIsNoFailure) {
 }
 
 TEST_F(FailingMutex, AValueThatCannotBeSetIsAMessageOnly) {
-  failIpc("semctl SETVAL", ERANGE);
+  failNext("semctl SETVAL", ERANGE);
   const auto mutex = make();
   EXPECT_TRUE(mutex->OK());
   EXPECT_EQ(failureIn(kConstructor, "semctl", ERANGE), messageLines());
@@ -176,7 +175,7 @@ TEST_F(FailingMutex, AValueThatCannotBeSetIsAMessageOnly) {
 
 TEST_F(FailingMutex, AFailedOneLocksNothing) {
   leavesThingsBehind();
-  failIpc("msgget", ENOSPC);
+  failNext("msgget", ENOSPC);
   const auto mutex = make();
   ipcCalls();
   const Tracing on;
@@ -193,7 +192,7 @@ TEST_F(FailingMutex, AFailedOneLocksNothing) {
 
 TEST_F(FailingMutex, AFailedWaitGoesOnAsIfItHeldTheLock) {
   const auto mutex = make();
-  failIpc("semop", EIDRM);
+  failNext("semop", EIDRM);
   host().forget();
   const Tracing on;
   mutex->get();
@@ -201,7 +200,7 @@ TEST_F(FailingMutex, AFailedWaitGoesOnAsIfItHeldTheLock) {
   EXPECT_EQ("Got mutex /tmp/NAME.zebmutx", ownTextsOf(kUnit, "ZEB_Name_Mutex::get").back());
   EXPECT_TRUE(mutex->OK());
   host().forget();
-  failIpc("semop", EINVAL);
+  failNext("semop", EINVAL);
   mutex->release();
   EXPECT_EQ(failureIn("ZEB_Name_Mutex::release", "semop", EINVAL), messageLines());
   EXPECT_EQ("Released mutex /tmp/NAME.zebmutx",
@@ -211,10 +210,10 @@ TEST_F(FailingMutex, AFailedWaitGoesOnAsIfItHeldTheLock) {
 TEST_F(FailingMutex, AnInterruptedOperationIsTriedAgainSilently) {
   const auto mutex = make();
   ipcCalls();
-  failIpc("semop", EINTR, 2);
+  failNext("semop", EINTR, 2);
   mutex->get();
   EXPECT_EQ(0, semaphoreOf(kFile)->value);
-  failIpc("semop", EINTR);
+  failNext("semop", EINTR);
   mutex->release();
   EXPECT_EQ(1, semaphoreOf(kFile)->value);
   EXPECT_EQ((Texts{"semop 0 -1 0", "semop 0 -1 0", "semop 0 -1 0", "semop 0 1 0", "semop 0 1 0"}),
@@ -226,7 +225,7 @@ TEST_F(FailingMutex, AReferenceThatCannotBeTakenRemovesNothing) {
   leavesThingsBehind();
   auto mutex = make();
   ipcCalls();
-  failIpc("msgrcv", EIDRM);
+  failNext("msgrcv", EIDRM);
   mutex.reset();
   EXPECT_EQ(failureIn(kCleanup, "msgrcv", EIDRM), messageLines());
   EXPECT_EQ(Texts{"msgrcv 1 1 4000"}, ipcCalls());
@@ -237,7 +236,7 @@ TEST_F(FailingMutex, AStateThatCannotBeReadRemovesTheSemaphoreAndNotTheQueue) {
   leavesThingsBehind();
   auto mutex = make();
   ipcCalls();
-  failIpc("msgctl IPC_STAT", EACCES);
+  failNext("msgctl IPC_STAT", EACCES);
   mutex.reset();
   EXPECT_EQ(failureIn(kCleanup, "msgctl IPC_STAT", EACCES), messageLines());
   EXPECT_EQ((Texts{"msgrcv 1 1 4000", "msgctl IPC_STAT", "semctl 1 IPC_RMID"}), ipcCalls());
@@ -248,7 +247,7 @@ TEST_F(FailingMutex, AQueueThatCannotBeRemovedDoesNotKeepTheRest) {
   leavesThingsBehind();
   auto mutex = make();
   ipcCalls();
-  failIpc("msgctl IPC_RMID", EPERM);
+  failNext("msgctl IPC_RMID", EPERM);
   mutex.reset();
   EXPECT_EQ(failureIn(kCleanup, "msgctl IPC_RMID", EPERM), messageLines());
   EXPECT_EQ((Texts{"msgrcv 1 1 4000", "msgctl IPC_STAT", "msgctl IPC_RMID", "semctl 1 IPC_RMID"}),
@@ -259,7 +258,7 @@ TEST_F(FailingMutex, AQueueThatCannotBeRemovedDoesNotKeepTheRest) {
 TEST_F(FailingMutex, ASemaphoreThatCannotBeRemovedKeepsTheKeyFile) {
   leavesThingsBehind();
   auto mutex = make();
-  failIpc("semctl IPC_RMID", EPERM);
+  failNext("semctl IPC_RMID", EPERM);
   mutex.reset();
   EXPECT_EQ(failureIn(kCleanup, "semctl IPC_RMID", EPERM), messageLines());
   EXPECT_TRUE(semaphoreOf(kFile));
@@ -270,7 +269,7 @@ TEST_F(FailingMutex, ASemaphoreThatCannotBeRemovedKeepsTheKeyFile) {
 TEST_F(FailingMutex, AKeyFileThatCannotBeRemovedIsOnlyTraced) {
   leavesThingsBehind();
   make();
-  failCalls("unlink", EROFS, ".zebmutx");
+  failCalls("unlink", EROFS, {.suffix = ".zebmutx"});
   {
     const auto mutex = make();
     const Tracing on;

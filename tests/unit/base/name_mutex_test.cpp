@@ -11,11 +11,11 @@
 #include <memory>
 #include <thread>
 
+#include "tests/support/failing.h"
 #include "tests/support/ipc_objects.h"
 #include "tests/support/leftovers.h"
+#include "tests/support/library_test.h"
 #include "tests/support/processes.h"
-#include "tests/unit/base/failing_ipc.h"
-#include "tests/unit/store/library_test.h"
 
 namespace fs = std::filesystem;
 using namespace support;

@@ -3,7 +3,7 @@
 #include "base/resource_id.h"
 
 #include "base/return_code.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 using namespace support;
 

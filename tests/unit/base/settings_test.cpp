@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "base/memory_size.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 namespace fs = std::filesystem;
 using namespace support;

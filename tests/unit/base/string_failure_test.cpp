@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "base/string.h"
-#include "tests/unit/store/failing_system.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/failing.h"
+#include "tests/support/library_test.h"
 
 using namespace support;
 

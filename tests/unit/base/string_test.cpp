@@ -2,7 +2,7 @@
 // The owning string of 16-bit units.
 #include "base/string.h"
 
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 using namespace support;
 

@@ -10,9 +10,9 @@
 
 #include "base/calendar.h"
 #include "base/random_number.h"
+#include "tests/support/failing.h"
+#include "tests/support/library_test.h"
 #include "tests/support/processes.h"
-#include "tests/unit/store/failing_system.h"
-#include "tests/unit/store/library_test.h"
 
 using namespace support;
 

@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "base/string.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 using namespace support;
 

@@ -2,7 +2,7 @@
 // How activation modes are written.
 #include "node/activation.h"
 
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 using namespace support;
 

@@ -12,9 +12,9 @@
 #include "base/resource_id.h"
 #include "base/wide.h"
 #include "records/message_descriptor.h"
+#include "tests/support/failing.h"
 #include "tests/support/ipc_objects.h"
-#include "tests/unit/store/failing_system.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 namespace support {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "records/event_information.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 using namespace support;
 

@@ -7,7 +7,7 @@
 #include "records/record_set.h"
 #include "records/statistics_record.h"
 #include "tests/support/ipc_objects.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 using namespace support;
 

@@ -5,7 +5,7 @@
 #include "records/execution_group_record.h"
 #include "records/message_flow_record.h"
 #include "records/node_record.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 using namespace support;
 

@@ -10,8 +10,8 @@
 #include "records/node_record.h"
 #include "records/record_set.h"
 #include "records/statistics_record.h"
-#include "tests/unit/store/failing_system.h"
-#include "tests/unit/store/library_test.h"
+#include "tests/support/failing.h"
+#include "tests/support/library_test.h"
 
 namespace support {
 

@@ -13,11 +13,11 @@
 #include <memory>
 
 #include "base/name_mutex.h"
+#include "tests/support/failing.h"
 #include "tests/support/ipc_objects.h"
 #include "tests/support/leftovers.h"
+#include "tests/support/library_test.h"
 #include "tests/support/processes.h"
-#include "tests/unit/store/failing_system.h"
-#include "tests/unit/store/library_test.h"
 
 namespace fs = std::filesystem;
 using namespace support;
@@ -288,7 +288,7 @@ TEST_F(SharedMemory, WorksWithoutAnAttachMutex) {
 }
 
 TEST_F(SharedMemory, ReportsAKeyThatCannotBeMade) {
-  failCalls("ftok", EACCES, "zebcshme");
+  failCalls("ftok", EACCES, {.suffix = "zebcshme"});
   const Tracing on;
   const auto segment = makeSegment();
   EXPECT_EQ(301, segment->getStatus());
@@ -306,7 +306,7 @@ TEST_F(SharedMemory, ReportsAKeyThatCannotBeMade) {
 TEST_F(SharedMemory, ASecondBeginningThatFailsHasNoAddress) {
   const auto segment = makeSegment();
   void* const address = segment->getAddress();
-  failCalls("ftok", EACCES, "zebcshme");
+  failCalls("ftok", EACCES, {.suffix = "zebcshme"});
   segment->init();
   EXPECT_EQ(301, segment->getStatus());
   EXPECT_EQ(nullptr, segment->getAddress());
@@ -367,7 +367,7 @@ TEST_F(SharedMemory, ReportsADetachmentThatFailed) {
 
 TEST_F(SharedMemory, ReportsAStateThatCannotBeRead) {
   const auto segment = makeSegment();
-  failCalls("IPC_STAT", EACCES);
+  failCalls("shmctl IPC_STAT", EACCES);
   segment->cleanup();
   EXPECT_EQ(Texts{message2(kUnit, kCleanup, "shmctl IPC_STAT", EACCES)}, messageLines());
   EXPECT_TRUE(fs::exists(kPath));
@@ -377,7 +377,7 @@ TEST_F(SharedMemory, ReportsAStateThatCannotBeRead) {
 
 TEST_F(SharedMemory, ReportsARemovalThatFailedAndDeletesTheFile) {
   const auto segment = makeSegment();
-  failCalls("IPC_RMID", EPERM);
+  failCalls("shmctl IPC_RMID", EPERM);
   segment->cleanup();
   EXPECT_EQ(Texts{message2(kUnit, kCleanup, "shmgctl IPC_RMID", EPERM)}, messageLines());
   EXPECT_FALSE(fs::exists(kPath));
@@ -386,7 +386,7 @@ TEST_F(SharedMemory, ReportsARemovalThatFailedAndDeletesTheFile) {
 
 TEST_F(SharedMemory, ReportsAFileThatCannotBeDeleted) {
   const auto segment = makeSegment();
-  failCalls("unlink", EROFS, ".zebcshme");
+  failCalls("unlink", EROFS, {.suffix = ".zebcshme"});
   segment->cleanup();
   EXPECT_EQ(Texts{message2(kUnit, kCleanup, "unlink", EROFS)}, messageLines());
   EXPECT_FALSE(segmentOf(kPath));

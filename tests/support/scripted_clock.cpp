@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/plugin/scripted_clock.h"
+#include "tests/support/scripted_clock.h"
 
 #include <sys/time.h>
 
 #include <atomic>
 #include <ctime>
+
+#include "tests/support/seam_ask.h"
+
+using namespace support::seam;
 
 namespace {
 
@@ -36,16 +40,19 @@ void advanceClock(long long milliseconds) {
 extern "C" {
 
 __attribute__((visibility("default"))) int gettimeofday(timeval* now, void*) noexcept {
-  const long long microseconds = nowMicroseconds();
-  now->tv_sec = microseconds / 1000000;
-  now->tv_usec = microseconds % 1000000;
-  return 0;
+  return through({.function = kGettimeofday}, [&] {
+    const long long microseconds = nowMicroseconds();
+    *now = {microseconds / 1000000, microseconds % 1000000};
+    return 0;
+  });
 }
 
 __attribute__((visibility("default"))) std::time_t time(std::time_t* now) noexcept {
-  const std::time_t seconds = nowMicroseconds() / 1000000;
-  if (now != nullptr) *now = seconds;
-  return seconds;
+  return through({.function = kTime}, [&]() -> std::time_t {
+    const std::time_t seconds = nowMicroseconds() / 1000000;
+    if (now != nullptr) *now = seconds;
+    return seconds;
+  });
 }
 
 }  // extern "C"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/unit/store/library_test.h"
+#include "tests/support/library_test.h"
 
 #include <cstdio>
 #include <cstring>
@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "base/settings.h"
-#include "tests/unit/store/failing_system.h"
+#include "tests/support/failing.h"
 
 namespace support {
 namespace {

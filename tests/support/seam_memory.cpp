@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// operator new and malloc as the library finds them.
+// operator new and malloc as the program finds them.
 #include <algorithm>
-#include <cerrno>
-#include <cstdint>
 #include <cstdlib>
 #include <new>
 
-#include "tests/faults/inside.h"
+#include "tests/support/seam_ask.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define ZEB_SANITIZER_MALLOC 1
@@ -17,51 +15,24 @@
 #endif
 #endif
 
-namespace faults {
+using namespace support::seam;
 
-// The blocks that the library was given, in a table of its own: nothing can be allocated here.
 namespace {
 
-constexpr std::size_t kSlots = 1 << 15;
-void* blocks[kSlots];
-char gone;  // its address stands where a block was
-long living = 0;
-
-std::size_t slotOf(const void* block) {
-  return (reinterpret_cast<std::uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15U >> 49;
+void* allocated(void* block) {
+  if (block != nullptr && current != nullptr && !Aside::in()) current->allocated(block);
+  return block;
 }
 
-void remember(void* block) {
-  if (!insideLibrary || block == nullptr) return;
-  std::size_t slot = slotOf(block);
-  while (blocks[slot] != nullptr && blocks[slot] != &gone) slot = (slot + 1) % kSlots;
-  blocks[slot] = block;
-  ++living;
-}
-
-// True when the block was the library's.
-bool forget(const void* block) {
-  if (living == 0 || block == nullptr) return false;
-  for (std::size_t slot = slotOf(block); blocks[slot] != nullptr; slot = (slot + 1) % kSlots) {
-    if (blocks[slot] != block) continue;
-    blocks[slot] = &gone;
-    --living;
-    return true;
-  }
-  return false;
+void freed(const void* block) {
+  if (block != nullptr && current != nullptr) current->freed(block);
 }
 
 }  // namespace
 
-long livingBlocks() {
-  return living;
-}
-
-}  // namespace faults
-
 #ifdef ZEB_SANITIZER_MALLOC
 
-const bool faults::mallocIsOurs = false;
+const bool support::seam::mallocIsOurs = false;
 
 namespace {
 void* systemMalloc(std::size_t bytes) {
@@ -74,7 +45,7 @@ void systemFree(void* block) {
 
 #else
 
-const bool faults::mallocIsOurs = true;
+const bool support::seam::mallocIsOurs = true;
 
 extern "C" {
 
@@ -84,29 +55,24 @@ void* __libc_realloc(void* block, std::size_t bytes);
 void __libc_free(void* block);
 
 void* malloc(std::size_t bytes) noexcept {
-  if (faults::fails(faults::kMalloc)) return nullptr;
-  void* const block = __libc_malloc(bytes);
-  faults::remember(block);
-  return block;
+  if (ask({.function = kMalloc, .bytes = bytes})) return nullptr;
+  return allocated(__libc_malloc(bytes));
 }
 
 void* calloc(std::size_t count, std::size_t bytes) noexcept {
-  if (faults::fails(faults::kMalloc, "calloc")) return nullptr;
-  void* const block = __libc_calloc(count, bytes);
-  faults::remember(block);
-  return block;
+  if (ask({.function = kMalloc, .bytes = count * bytes, .cleared = true})) return nullptr;
+  return allocated(__libc_calloc(count, bytes));
 }
 
 void* realloc(void* block, std::size_t bytes) noexcept {
-  if (faults::fails(faults::kMalloc)) return nullptr;
-  const bool ofLibrary = faults::forget(block);
+  if (ask({.function = kMalloc, .bytes = bytes})) return nullptr;
   void* const other = __libc_realloc(block, bytes);
-  if (ofLibrary || block == nullptr) faults::remember(other);
+  if (current != nullptr && !Aside::in()) current->moved(block, other);
   return other;
 }
 
 void free(void* block) noexcept {
-  faults::forget(block);
+  freed(block);
   __libc_free(block);
 }
 
@@ -125,25 +91,23 @@ void systemFree(void* block) {
 
 namespace {
 
-void* allocate(std::size_t bytes, std::size_t alignment) {
-  if (faults::fails(faults::kNew)) return nullptr;
+void* allocate(std::size_t bytes, std::size_t alignment, bool mayThrow = false) {
+  if (ask({.function = kNew, .bytes = bytes, .mayThrow = mayThrow})) return nullptr;
   const std::size_t enough = std::max<std::size_t>(bytes, 1);
-  void* const block = alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__
-                          ? systemMalloc(enough)
-                          : aligned_alloc(alignment, (enough + alignment - 1) & ~(alignment - 1));
-  faults::remember(block);
-  return block;
+  return allocated(alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__
+                       ? systemMalloc(enough)
+                       : aligned_alloc(alignment, (enough + alignment - 1) & ~(alignment - 1)));
 }
 
 void* allocateOrThrow(std::size_t bytes, std::size_t alignment) {
-  void* const block = allocate(bytes, alignment);
+  void* const block = allocate(bytes, alignment, true);
   if (block != nullptr) return block;
-  const faults::OutsideLibrary outside;  // the exception's own memory is none of the library's
+  const Aside aside;  // for the memory of the exception itself
   throw std::bad_alloc();
 }
 
 void release(void* block) {
-  faults::forget(block);
+  freed(block);
   systemFree(block);
 }
 
