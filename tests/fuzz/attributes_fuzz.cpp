@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // Any sequence of attribute calls to a node instance, null arguments and short buffers included:
 // codes are those of the name, and no buffer is written behind its end.
-#include <fuzzer/FuzzedDataProvider.h>
-
+#include <algorithm>
 #include <string>
 
 #include "base/wide.h"
 #include "node/node_context.h"
+#include "tests/fuzz/choices.h"
 #include "tests/fuzz/private_world.h"
 #include "tests/support/scripted_host.h"
 
@@ -19,8 +19,8 @@ constexpr std::size_t kMostUnits = 200;
 constexpr const char* kNames[] = {"label",       "type",         "eventMessage", "collectQueueTime",
                                   "subFlowName", "activateNode", "noSuchName"};
 
-std::u16string text(FuzzedDataProvider& input) {
-  const std::string bytes = input.ConsumeRandomLengthString(kMostUnits);
+std::u16string text(fuzz::Choices& input) {
+  const std::string bytes = input.text(kMostUnits);
   std::u16string wide;
   for (std::size_t i = 0; i < bytes.size(); i += 2) {
     const auto low = static_cast<std::uint8_t>(bytes[i]);
@@ -43,20 +43,20 @@ bool enumerated(const std::u16string& name) {
   return false;
 }
 
-std::u16string nameOf(FuzzedDataProvider& input) {
-  if (input.ConsumeIntegralInRange(0, 7) == 0) return text(input);
-  const std::string name = input.PickValueInArray(kNames);
+std::u16string nameOf(fuzz::Choices& input) {
+  if (input.number(0, 7) == 0) return text(input);
+  const std::string name = input.oneOf(kNames);
   return {name.begin(), name.end()};
 }
 
-void call(ZEB_Node_Context& node, FuzzedDataProvider& input) {
-  const int kind = input.ConsumeIntegralInRange(0, 3);
-  const bool null = input.ConsumeIntegralInRange(0, 15) == 0;
-  const auto units = input.ConsumeIntegralInRange<std::size_t>(0, 64);
+void call(ZEB_Node_Context& node, fuzz::Choices& input) {
+  const auto kind = input.number(0, 3);
+  const bool null = input.number(0, 15) == 0;
+  const auto units = static_cast<std::size_t>(input.number(0, 64));
   std::vector<zebchar> buffer(units);  // exactly: one unit more would be found
   zebchar* const place = null ? nullptr : buffer.data();
   if (kind == 3) {
-    const int index = input.ConsumeIntegralInRange(-2, 7);
+    const auto index = static_cast<int>(input.number(-2, 7));
     const int code = node.getAttributeName(index, place, static_cast<int>(units));
     fuzz::require(code == (place && index >= 0 && index <= 4 ? 0 : 1));
     return;
@@ -75,12 +75,11 @@ void call(ZEB_Node_Context& node, FuzzedDataProvider& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
-  FuzzedDataProvider input(data, length);
+  fuzz::Choices input(data, length);
   ScriptedNode place;
   {
     ZEB_Node_Context node(place.handle());
-    for (int calls = 0; calls < kMostCalls && input.remaining_bytes() > 0; ++calls)
-      call(node, input);
+    for (int calls = 0; calls < kMostCalls && input.any(); ++calls) call(node, input);
     ScriptedMessage message;
     message.bits.resize(364);
     node.processMessage(nullptr, nullptr, message.handle());
