@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The host's functions and flows, with a plug-in that only passes messages on.
-#include "host/plugin.h"
+#include "host/run/plugin.h"
 
 #include <gtest/gtest.h>
 
@@ -8,13 +8,16 @@
 #include <stdexcept>
 #include <thread>
 
-#include "host/exception.h"
-#include "host/flow.h"
-#include "host/log.h"
-#include "host/node.h"
-#include "host/tally.h"
+#include "host/run/exception.h"
+#include "host/run/log.h"
+#include "host/run/node.h"
+#include "host/run/running_flow.h"
+#include "host/run/tally.h"
 #include "interface/host_interface.h"
 
+using flowfile::Failure;
+using flowfile::MonitorNode;
+using flowfile::WorkNode;
 using namespace host;
 
 namespace {
@@ -30,19 +33,19 @@ WorkNode failing(const std::string& label, std::uint64_t every) {
 }
 
 // A file of one flow whose messages the tests hand in themselves.
-FlowFile oneFlow(std::vector<Node> nodes) {
-  FlowFile file;
-  file.groups.push_back({"G", {Flow{}}});
-  Flow& flow = file.groups[0].flows[0];
+flowfile::File oneFlow(std::vector<flowfile::Node> nodes) {
+  flowfile::File file;
+  file.groups.push_back({"G", {flowfile::Flow{}}});
+  flowfile::Flow& flow = file.groups[0].flows[0];
   flow.label = "F";
   flow.nodes = std::move(nodes);
   flow.input.queue = 10;
-  flow.input.count = 1;
+  flow.input.source = SourceSettings(Generated{1, {}});
   return file;
 }
 
 struct Bench {
-  explicit Bench(std::vector<Node> nodes)
+  explicit Bench(std::vector<flowfile::Node> nodes)
       : file(oneFlow(std::move(nodes))), tally(file), flow(make()) {}
 
   std::unique_ptr<RunningFlow> make() {
@@ -61,7 +64,7 @@ struct Bench {
   }
 
   Plugin plugin{ZEB_ECHO_PLUGIN};
-  FlowFile file;
+  flowfile::File file;
   Tally tally;
   StopSignal stop;
   std::unique_ptr<RunningFlow> flow;
@@ -204,5 +207,5 @@ TEST(Failure, ChanceDependsOnTheMessageAlone) {
 TEST(Log, MessagesShowTheirInsertsAndControlCharactersAreWrittenOut) {
   EXPECT_EQ(logText({"zebpcont", 12, "f", "", 0, "Entry", {}}), "zebpcont f:12: Entry");
   EXPECT_EQ(logText({"unit", 3, "f", "Source", 2, "a\nb\x1B", {"x", "y"}}),
-            "unit f:3: Source message 2: a\\nb\\x1B [x | y]");
+            "unit f:3: Source message 2: a\\x0Ab\\x1B [x | y]");
 }

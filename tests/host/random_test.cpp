@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/random.h"
+#include "host/sources/random.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
+using namespace flowfile;
 using namespace host;
 
 namespace {
@@ -24,7 +25,7 @@ Moments momentsOf(const Distribution& distribution) {
   double least = INFINITY;
   double most = -INFINITY;
   for (int i = 0; i < kDraws; ++i) {
-    const double value = distribution.draw(random);
+    const double value = draw(distribution, random);
     sum += value;
     squares += value * value;
     least = std::min(least, value);

@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/source.h"
+#include "host/sources/source.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 #include <vector>
 
+#include "host/sources/schedule.h"
+
+using namespace flowfile;
 using namespace host;
 namespace fs = std::filesystem;
 
@@ -22,9 +30,9 @@ class Sources : public testing::Test {
     return folder_ / name;
   }
 
-  std::vector<Draft> all(const Input& input, std::uint64_t seed = 1) {
+  std::vector<Draft> all(const SourceSettings& settings, std::uint64_t seed = 1) {
     std::vector<Draft> drafts;
-    const auto source = makeSource(input, seed, stop_);
+    const auto source = openSource(settings, seed, stop_);
     for (Draft draft; source->next(draft);) drafts.push_back(draft);
     return drafts;
   }
@@ -33,24 +41,18 @@ class Sources : public testing::Test {
   StopSignal stop_;
 };
 
-Input linesOf(const fs::path& path) {
-  Input input;
-  input.kind = Input::Kind::lines;
-  input.path = path;
-  return input;
+Lines linesIn(const fs::path& path) {
+  return {path, 1};
 }
 
-Input generated(std::uint64_t count, const Distribution& size) {
-  Input input;
-  input.count = count;
-  input.size = size;
-  return input;
+Generated generated(std::uint64_t count, const Distribution& size) {
+  return {count, size};
 }
 
 }  // namespace
 
 TEST_F(Sources, LinesKeepEmptyOnesAndNeedNoNewlineAtTheEnd) {
-  const auto drafts = all(linesOf(write("l.txt", "one\n\nthree")));
+  const auto drafts = all(linesIn(write("l.txt", "one\n\nthree")));
   ASSERT_EQ(drafts.size(), 3U);
   EXPECT_EQ(drafts[0].body, "one");
   EXPECT_EQ(drafts[1].body, "");
@@ -60,14 +62,14 @@ TEST_F(Sources, LinesKeepEmptyOnesAndNeedNoNewlineAtTheEnd) {
 
 TEST_F(Sources, LinesMayBeLongerThanAnyBuffer) {
   const std::string line(300000, 'x');
-  const auto drafts = all(linesOf(write("l.txt", line + "\n" + line + "y\n")));
+  const auto drafts = all(linesIn(write("l.txt", line + "\n" + line + "y\n")));
   ASSERT_EQ(drafts.size(), 2U);
   EXPECT_EQ(drafts[0].body, line);
   EXPECT_EQ(drafts[1].body, line + "y");
 }
 
 TEST_F(Sources, AFileIsReadAsOftenAsAsked) {
-  Input input = linesOf(write("l.txt", "a\nb\n"));
+  Lines input = linesIn(write("l.txt", "a\nb\n"));
   input.repeat = 3;
   const auto drafts = all(input);
   ASSERT_EQ(drafts.size(), 6U);
@@ -76,31 +78,73 @@ TEST_F(Sources, AFileIsReadAsOftenAsAsked) {
 }
 
 TEST_F(Sources, AnEmptyFileGivesNothingHoweverOftenItIsRead) {
-  Input input = linesOf(write("l.txt", ""));
+  Lines input = linesIn(write("l.txt", ""));
   input.repeat = 1000000000000;
   EXPECT_TRUE(all(input).empty());
 }
 
 TEST_F(Sources, AMissingFileIsSaid) {
-  EXPECT_THROW(all(linesOf(folder_ / "nosuch")), std::system_error);
+  EXPECT_THROW(all(linesIn(folder_ / "nosuch")), std::system_error);
 }
 
 TEST_F(Sources, FilesOfAFolderComeInTheOrderOfTheirNames) {
-  write("b", "second");
-  write("a", "first\nwith two lines");
-  fs::create_directory(folder_ / "c");
-  Input input;
-  input.kind = Input::Kind::files;
-  input.path = folder_;
-  const auto drafts = all(input);
-  ASSERT_EQ(drafts.size(), 2U);
-  EXPECT_EQ(drafts[0].body, "first\nwith two lines");
-  EXPECT_EQ(drafts[0].name, "a");
-  EXPECT_EQ(drafts[1].body, "second");
+  // So many, made in such an order, that no file system gives them back sorted by chance.
+  std::vector<std::string> names;
+  for (int i = 0; i < 50; ++i) names.push_back("m" + std::to_string(100 + i * 37 % 50));
+  for (const std::string& name : names) write(name, "one\ntwo of " + name);
+  fs::create_directory(folder_ / "m000");
+  fs::create_symlink("m100", folder_ / "z");
+  std::sort(names.begin(), names.end());
+  const auto drafts = all(Files{folder_, 1});
+  ASSERT_EQ(drafts.size(), 51U);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    EXPECT_EQ(drafts[i].name, names[i]);
+    EXPECT_EQ(drafts[i].body, "one\ntwo of " + names[i]);
+  }
+  EXPECT_EQ(drafts[50].name, "z") << "a link to a regular file counts as one";
+}
+
+TEST_F(Sources, AFolderIsReadAsOftenAsAsked) {
+  write("a", "1");
+  write("b", "2");
+  const auto drafts = all(Files{folder_, 2});
+  ASSERT_EQ(drafts.size(), 4U);
+  EXPECT_EQ(drafts[2].name, "a");
+  EXPECT_EQ(drafts[3].name, "b");
+}
+
+TEST_F(Sources, AnEmptyFolderGivesNothingAndAMissingOneIsSaid) {
+  EXPECT_TRUE(all(Files{folder_, 1000000}).empty());
+  EXPECT_THROW(all(Files{folder_ / "nosuch", 1}), std::system_error);
+  EXPECT_TRUE(inputsOf(Files{folder_ / "nosuch", 1}).empty());
+}
+
+TEST_F(Sources, APipeIsOpenedBeforeItsWriterComes) {
+  const fs::path pipe = folder_ / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const auto source = openSource(linesIn(pipe), 1, stop_);
+  std::thread writer([&] { std::ofstream(pipe) << "one\ntwo"; });
+  Draft draft;
+  EXPECT_TRUE(source->next(draft));
+  EXPECT_EQ(draft.body, "one");
+  EXPECT_TRUE(source->next(draft));
+  EXPECT_EQ(draft.body, "two");
+  EXPECT_FALSE(source->next(draft)) << "the writer is gone";
+  writer.join();
+}
+
+TEST_F(Sources, AStopEndsWaitingForAWriterThatNeverComes) {
+  const fs::path pipe = folder_ / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const auto source = openSource(linesIn(pipe), 1, stop_);
+  std::thread stopper([&] { stop_.raise(); });
+  Draft draft;
+  EXPECT_FALSE(source->next(draft));
+  stopper.join();
 }
 
 TEST_F(Sources, GeneratedMessagesDependOnTheSeedAlone) {
-  const Input input = generated(20, {Distribution::Kind::uniform, 10, 90});
+  const Generated input = generated(20, {Distribution::Kind::uniform, 10, 90});
   const auto first = all(input, 5);
   const auto again = all(input, 5);
   const auto other = all(input, 6);
@@ -114,7 +158,7 @@ TEST_F(Sources, GeneratedMessagesDependOnTheSeedAlone) {
 }
 
 TEST_F(Sources, AStopEndsASourceWithoutEnd) {
-  const auto source = makeSource(generated(0, {}), 1, stop_);
+  const auto source = openSource(generated(0, {}), 1, stop_);
   Draft draft;
   EXPECT_TRUE(source->next(draft));
   stop_.raise();

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/verify.h"
+#include "host/report/verify.h"
 
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 
-#include "host/summary.h"
+#include "host/report/summary.h"
 
+using namespace flowfile;
 using namespace host;
 using Json = nlohmann::json;
 
@@ -50,7 +51,7 @@ class Verify : public testing::Test {
                     ["statistics"];
   }
 
-  FlowFile file_;
+  flowfile::File file_;
   std::unique_ptr<Tally> tally_;
   Json document_ = Json::parse(R"({"brokers":[{"label":"B","uuid":"","executionGroups":[
     {"label":"G","deleted":false,"messageFlows":[{"label":"F","deleted":false,"nodes":[

@@ -7,8 +7,9 @@
 #include <fstream>
 #include <iterator>
 
-#include "host/private_view.h"
+#include "host/sandbox/private_view.h"
 
+using namespace flowfile;
 using namespace host;
 namespace fs = std::filesystem;
 

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+// Quantities as people write them in flow files and on the command line.
+#ifndef ZEB_FLOWFILE_QUANTITY_H
+#define ZEB_FLOWFILE_QUANTITY_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace flowfile {
+
+// "250us", "500ms", "1.5s", "2m" or "1h", at most about 31 years. Nothing for any other text, a
+// missing unit and a negative number included.
+std::optional<std::chrono::nanoseconds> parseDuration(std::string_view text);
+
+// "200", "200B", "4KiB" or "1MiB", in bytes. Nothing for any other text.
+std::optional<std::int64_t> parseBytes(std::string_view text);
+
+}  // namespace flowfile
+
+#endif  // ZEB_FLOWFILE_QUANTITY_H

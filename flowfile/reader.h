@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+// Reads a flow file and finds everything that is wrong with it, so that nothing runs with settings
+// that the nodes would silently take as something else.
+#ifndef ZEB_FLOWFILE_READER_H
+#define ZEB_FLOWFILE_READER_H
+
+#include <any>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "flowfile/file.h"
+#include "flowfile/finding.h"
+#include "flowfile/section.h"
+
+namespace flowfile {
+
+// What reading one table needs to know of the rest of the file.
+struct Context {
+  std::filesystem::path folder;  // absolute; relative paths of the file start here
+  bool standardInputTaken;       // something reads standard input already
+
+  // The path that a text of the file means: absolute, without "." and "..".
+  std::filesystem::path resolved(const std::string& text) const;
+};
+
+// Reads the keys of an input that choose its source and describe it, and notes what is wrong with
+// them. What comes back is kept as Input::source. It must ask for all keys that any source has.
+using SourceReader = std::function<std::any(Section& input, Context& context)>;
+
+struct ReadResult {
+  File file;                      // only to be used without findings
+  std::vector<Finding> findings;  // in the order of the text
+};
+
+// `path` is where the text came from: relative paths in it start at that folder; "-" is standard
+// input, and they start at the working directory. Without `readSource` sources are neither read
+// nor checked, nor are unknown keys of an input. Looks at the file system, opens nothing.
+ReadResult read(std::string_view text, const std::filesystem::path& path,
+                const SourceReader& readSource = {});
+
+// Notes that there is no file or folder where a key says so; `kind` is "file" or "folder".
+void noteMissing(Section& section, std::string_view key, const char* kind,
+                 const std::filesystem::path& path);
+
+}  // namespace flowfile
+
+#endif  // ZEB_FLOWFILE_READER_H

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/command_line.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <functional>
+#include <string>
+
+#include "flowfile/quantity.h"
+#include "format/version.h"
+#include "host/report/numbers.h"
+
+namespace host {
+namespace {
+
+constexpr std::uint64_t kMost = 1'000'000'000'000;
+
+constexpr char kFooter[] =
+    "Exit codes: 0 all went well; 1 shared memory differs from the host's counts, or a process\n"
+    "failed; 64 wrong command line; 65 wrong flow file; 66 no flow file; 69 the system allows no\n"
+    "private view, or the library can't be used; 74 standard output can't be written; 128 and the\n"
+    "signal's number when a second signal stopped the run at once.";
+
+constexpr char kFlowsHelp[] = "The flow file; - is standard input";
+
+// A whole number; `take` gets it. Done by hand, because the library takes -1 for a large number.
+void addNumber(CLI::App& app, const std::string& name, std::uint64_t low, std::uint64_t high,
+               const std::string& help, const std::function<void(std::uint64_t)>& take) {
+  app.add_option_function<std::string>(
+         name,
+         [=](const std::string& text) {
+           std::uint64_t number = 0;
+           const char* const end = text.data() + text.size();
+           const auto [at, error] = std::from_chars(text.data(), end, number);
+           if (error == std::errc() && at == end && number >= low && number <= high) {
+             return take(number);
+           }
+           throw CLI::ValidationError(
+               name, fmt::format("expected a whole number from {} to {}", low, grouped(high)));
+         },
+         help)
+      ->type_name("NUMBER");
+}
+
+void addDuration(CLI::App& app, RunOptions& options) {
+  app.add_option_function<std::string>(
+         "--duration",
+         [&options](const std::string& text) {
+           options.duration = flowfile::parseDuration(text);
+           if (options.duration) return;
+           throw CLI::ValidationError("--duration", "expected a time such as 500ms, 10s or 2m");
+         },
+         "Take no more messages after this time")
+      ->type_name("TIME");
+}
+
+void declareRun(CLI::App& run, Arguments& arguments) {
+  RunOptions& options = arguments.options;
+  run.footer(kFooter);
+  run.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
+  run.add_option("--library", options.library, "The plug-in (zebpnode64.lil beside this program)");
+  run.add_option("--agent", options.agent, "The agent that verifies (zebmon beside this program)");
+  addDuration(run, options);
+  addNumber(run, "--messages", 1, kMost, "Messages that each flow takes, at most",
+            [&options](std::uint64_t number) { options.messages = number; });
+  addNumber(run, "--threads", 1, 256, "Threads of every flow",
+            [&arguments](std::uint64_t number) { arguments.threads = number; });
+  addNumber(run, "--seed", 0, kMost, "Where chance starts",
+            [&arguments](std::uint64_t number) { arguments.seed = number; });
+  run.add_flag("--trace", arguments.trace, "Have the nodes trace every operation into the log");
+  run.add_option("--log", options.log, "The log (standard error); - is standard output");
+  run.add_flag("--verify", options.verify, "Compare shared memory with the host's own counts");
+  run.add_flag("--quiet", options.quiet, "No progress, no tables");
+  run.add_option("--summary-json", options.summaryJson,
+                 "Write the summary there; - is standard output, and what people read then goes to "
+                 "standard error");
+  run.add_flag("--as-installed", options.asInstalled,
+               "Use the machine's configuration and registry in place of a private view");
+}
+
+}  // namespace
+
+void declare(CLI::App& app, Arguments& arguments) {
+  app.require_subcommand(1);
+  app.footer(kFooter);
+  app.set_version_flag("--version", std::string("zebhost ") + layout::kVersion,
+                       "Print version, commit and format of the stored bytes");
+  CLI::App& check = *app.add_subcommand("check", "Say what is wrong with a flow file");
+  check.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
+  declareRun(*app.add_subcommand("run", "Run the flows of a flow file"), arguments);
+}
+
+}  // namespace host

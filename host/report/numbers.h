@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+// Numbers as people read them.
+#ifndef ZEB_HOST_REPORT_NUMBERS_H
+#define ZEB_HOST_REPORT_NUMBERS_H
+
+#include <cstdint>
+#include <string>
+
+namespace host {
+
+// "1,234,567"
+std::string grouped(std::uint64_t number);
+
+}  // namespace host
+
+#endif  // ZEB_HOST_REPORT_NUMBERS_H

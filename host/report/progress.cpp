@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/report/progress.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "host/report/numbers.h"
+
+namespace host {
+namespace {
+
+constexpr std::chrono::duration<double> kBetweenLines(10);
+
+}  // namespace
+
+Progress::Progress(const flowfile::File& file, const Tally& tally)
+    : file_(file), tally_(tally), terminal_(isatty(STDERR_FILENO) != 0), next_(kBetweenLines) {}
+
+void Progress::show(std::chrono::duration<double> elapsed) {
+  if (terminal_) {
+    fmt::print(stderr, "\r\033[K{}", line(elapsed));
+    shown_ = true;
+  } else if (elapsed >= next_) {
+    fmt::print(stderr, "{}\n", line(elapsed));
+    next_ += kBetweenLines;
+  }
+}
+
+void Progress::finish() {
+  if (shown_) fmt::print(stderr, "\r\033[K");
+}
+
+std::string Progress::line(std::chrono::duration<double> elapsed) const {
+  std::uint64_t entered = 0;
+  std::uint64_t done = 0;
+  std::uint64_t failed = 0;
+  std::uint64_t lag = 0;
+  for (std::size_t g = 0; g < file_.groups.size(); ++g) {
+    for (std::size_t f = 0; f < file_.groups[g].flows.size(); ++f) {
+      const FlowCount& count = tally_.flow(g, f);
+      done += count.done();
+      failed += count.failed;
+      entered += count.entered;
+      lag = std::max(lag, count.lagMillis.load());
+    }
+  }
+  const double seconds = std::max(elapsed.count(), 0.001);
+  std::string text =
+      fmt::format("{:.1f} s  {} messages, {} failed, {} in the flows, {:.0f}/s", elapsed.count(),
+                  grouped(done), grouped(failed), grouped(std::max(entered, done) - done),
+                  static_cast<double>(done) / seconds);
+  if (lag > 1000) text += fmt::format(", {:.1f} s behind", static_cast<double>(lag) / 1000);
+  return text;
+}
+
+}  // namespace host

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a run did: the tables at its end, and the same as JSON. All of it is printable, whatever
+// labels and problems hold.
+#ifndef ZEB_HOST_REPORT_SUMMARY_H
+#define ZEB_HOST_REPORT_SUMMARY_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "flowfile/file.h"
+#include "host/report/verify.h"
+#include "host/run/tally.h"
+
+namespace host {
+
+// The host's own counts, flow by flow and node by node.
+std::string summaryText(const flowfile::File& file, const Tally& tally,
+                        std::chrono::duration<double> elapsed);
+
+// "host | shared memory | agrees", node by node.
+std::string verificationText(const Verification& verification);
+
+// The sentence that a verified run ends with.
+std::string verdict(const Verification& verification, const Tally& tally);
+
+// Schema "zebhost.summary", version 1; `verification` is null when none was asked for.
+std::string summaryJson(const flowfile::File& file, const Tally& tally,
+                        std::chrono::duration<double> elapsed,
+                        const std::optional<Verification>& verification);
+
+}  // namespace host
+
+#endif  // ZEB_HOST_REPORT_SUMMARY_H

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+// Holds the host's own counts against what shared memory says, as another process reads it.
+#ifndef ZEB_HOST_REPORT_VERIFY_H
+#define ZEB_HOST_REPORT_VERIFY_H
+
+#include <cstdint>
+#include <filesystem>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+#include "flowfile/file.h"
+#include "host/run/tally.h"
+
+namespace host {
+
+// What a monitoring node collects, by its attributes and the broker's overrides.
+struct Activity {
+  bool statistics;
+  bool events;
+};
+Activity activityOf(const flowfile::Broker& broker, const flowfile::MonitorNode& node);
+
+// Messages, bytes and sizes of one node; all 0 without messages.
+struct SizeFigures {
+  std::uint64_t count = 0;
+  std::uint64_t bytes = 0;
+  std::uint64_t largest = 0;
+  std::uint64_t smallest = 0;
+
+  bool operator==(const SizeFigures&) const = default;
+};
+
+struct Comparison {
+  std::string group;
+  std::string flow;
+  std::string node;
+  SizeFigures host;
+  SizeFigures shared;
+  std::string problem;  // why they don't agree; empty when they do
+
+  bool agrees() const { return problem.empty(); }
+};
+
+struct EventComparison {
+  std::uint64_t hostMessages = 0;
+  std::uint64_t hostExceptions = 0;
+  std::uint64_t sharedMessages = 0;
+  std::uint64_t sharedExceptions = 0;
+  bool wrapped = false;  // the areas were too small to keep them all: nothing to compare
+
+  bool agrees() const {
+    return wrapped || (hostMessages == sharedMessages && hostExceptions == sharedExceptions);
+  }
+};
+
+struct Verification {
+  std::vector<Comparison> nodes;  // those that collect statistics
+  EventComparison events;
+  std::string problem;  // shared memory couldn't be read; empty when it could
+
+  bool agrees() const;
+};
+
+// Compares with the agent's documents: one of statistics, one of brokers, and one line an event.
+Verification compare(const flowfile::File& file, const Tally& tally,
+                     const nlohmann::json& statistics, const nlohmann::json& brokers,
+                     const std::string& eventLines);
+
+// Runs the agent and compares. The nodes must still be deployed. `asInstalled` leaves it to the
+// agent to find the directory of the key files.
+Verification verify(const flowfile::File& file, const Tally& tally,
+                    const std::filesystem::path& agent, bool asInstalled);
+
+}  // namespace host
+
+#endif  // ZEB_HOST_REPORT_VERIFY_H

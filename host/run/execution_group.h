@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+// One execution group: a process that loads the plug-in and runs the group's flows.
+#ifndef ZEB_HOST_RUN_EXECUTION_GROUP_H
+#define ZEB_HOST_RUN_EXECUTION_GROUP_H
+
+#include <cstddef>
+
+#include "flowfile/file.h"
+#include "host/run/options.h"
+#include "host/run/tally.h"
+
+namespace host {
+
+// One byte each way on the socket between the supervisor and a group's process.
+enum class Command : char {
+  start = 's',  // let messages flow
+  drain = 'd',  // take no more from the sources, finish what waits
+  leave = 'l',  // delete the contexts and end
+};
+enum class Report : char {
+  deployed = 'D',  // all contexts exist and have their attributes
+  drained = 'F',   // every message has been handled
+};
+
+// The whole life of the group's process, from loading the plug-in to deleting the contexts; returns
+// its exit code. A socket that the supervisor closed counts as "drain" and "leave".
+int runExecutionGroup(const flowfile::File& file, std::size_t group, const RunOptions& options,
+                      Tally& tally, int socket);
+
+}  // namespace host
+
+#endif  // ZEB_HOST_RUN_EXECUTION_GROUP_H

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+// The messages that wait for a thread of their flow. Every function is for several threads at once.
+#ifndef ZEB_HOST_RUN_MESSAGE_QUEUE_H
+#define ZEB_HOST_RUN_MESSAGE_QUEUE_H
+
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <queue>
+
+#include "host/run/message.h"
+
+namespace host {
+
+class MessageQueue {
+ public:
+  explicit MessageQueue(std::size_t capacity) : capacity_(capacity) {}
+
+  // Waits while the queue is full. The put time is stamped when the message is in.
+  void push(std::unique_ptr<HostMessage> message) {
+    std::unique_lock lock(mutex_);
+    hasRoom_.wait(lock, [this] { return waiting_.size() < capacity_; });
+    message->stampPutTime(std::chrono::system_clock::now());
+    waiting_.push(std::move(message));
+    hasMessage_.notify_one();
+  }
+
+  // The next message; null when the queue is closed and empty.
+  std::unique_ptr<HostMessage> pop() {
+    std::unique_lock lock(mutex_);
+    hasMessage_.wait(lock, [this] { return !waiting_.empty() || closed_; });
+    if (waiting_.empty()) return nullptr;
+    std::unique_ptr<HostMessage> message = std::move(waiting_.front());
+    waiting_.pop();
+    hasRoom_.notify_one();
+    return message;
+  }
+
+  // No message comes any more.
+  void close() {
+    const std::lock_guard lock(mutex_);
+    closed_ = true;
+    hasMessage_.notify_all();
+  }
+
+ private:
+  const std::size_t capacity_;
+  std::mutex mutex_;
+  std::condition_variable hasRoom_;
+  std::condition_variable hasMessage_;
+  std::queue<std::unique_ptr<HostMessage>> waiting_;
+  bool closed_ = false;
+};
+
+}  // namespace host
+
+#endif  // ZEB_HOST_RUN_MESSAGE_QUEUE_H

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the command line of `zebhost run` asks for, besides what it changes in the flow file.
+#ifndef ZEB_HOST_RUN_OPTIONS_H
+#define ZEB_HOST_RUN_OPTIONS_H
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+namespace host {
+
+struct RunOptions {
+  std::filesystem::path library;  // the plug-in
+  std::filesystem::path agent;    // the program that reads shared memory, for verify
+  std::optional<std::chrono::nanoseconds> duration;
+  std::uint64_t messages = 0;         // a flow takes from its source; 0: all
+  bool verify = false;                // compare with shared memory at the end
+  bool quiet = false;                 // no progress, no tables
+  bool asInstalled = false;           // the machine's own settings, no private view
+  std::filesystem::path summaryJson;  // empty: none; "-": standard output
+  std::filesystem::path log;          // empty: standard error; "-": standard output
+};
+
+// Exit codes, those of sysexits.h where it has one.
+enum ExitCode {
+  kExitOk = 0,
+  kExitDifference = 1,    // shared memory differs, or a process failed
+  kExitUsage = 64,        // EX_USAGE
+  kExitWrongFile = 65,    // EX_DATAERR
+  kExitNoFile = 66,       // EX_NOINPUT
+  kExitUnavailable = 69,  // EX_UNAVAILABLE: no private view, or the plug-in can't be used
+  kExitNoOutput = 74,     // EX_IOERR: standard output can't be written
+  kExitSignal = 128,      // plus the signal that stopped the run at once
+};
+
+}  // namespace host
+
+#endif  // ZEB_HOST_RUN_OPTIONS_H

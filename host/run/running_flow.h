@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+// A message flow at work: a thread that feeds its queue, and threads that run its chain of nodes.
+#ifndef ZEB_HOST_RUN_RUNNING_FLOW_H
+#define ZEB_HOST_RUN_RUNNING_FLOW_H
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "flowfile/file.h"
+#include "host/run/message_queue.h"
+#include "host/run/node.h"
+#include "host/run/output.h"
+#include "host/run/plugin.h"
+#include "host/run/tally.h"
+#include "host/sources/random.h"
+#include "host/sources/source.h"
+#include "host/sources/stop_signal.h"
+
+namespace host {
+
+// Where a flow counts: its own counts, and those of its nodes in their order.
+struct FlowTally {
+  FlowCount* flow;
+  std::vector<NodeCount*> nodes;
+};
+
+struct FlowSettings {
+  std::uint64_t seed = 1;
+  std::uint64_t messageLimit = 0;  // messages taken from the source; 0: all
+  std::vector<FileId> inputs;      // of all flows of the file: none of them may be the output
+};
+
+class RunningFlow {
+ public:
+  // Deploys the monitoring nodes and opens source and output. What the arguments refer to must
+  // outlive the flow. Throws std::runtime_error with what went wrong.
+  RunningFlow(const flowfile::Flow& flow, const HostNames& names, const Plugin& plugin,
+              FlowTally tally, const FlowSettings& settings, const StopSignal& stop);
+
+  // Deletes the node contexts; the flow must have ended or never been started.
+  ~RunningFlow();
+  RunningFlow(const RunningFlow&) = delete;
+  RunningFlow& operator=(const RunningFlow&) = delete;
+
+  // Starts the threads. `ended` is called by one of them when every message has been handled.
+  void start(std::function<void()> ended);
+
+  // Runs one message through the nodes and counts how it ended. For several threads at once.
+  void handle(HostMessage& message);
+
+  // Waits until the flow has ended. What went wrong with source or output; empty when nothing did.
+  const std::string& problem();
+
+  // Monitoring nodes whose attributes don't read back as they were set, in words.
+  const std::vector<std::string>& differences() const { return differences_; }
+
+ private:
+  using Step = std::function<void(HostMessage&)>;
+
+  void deploy(const HostNames& names, const Plugin& plugin);
+  Step monitorStep(std::size_t position);
+  Step workStep(const flowfile::WorkNode& node, std::size_t position);
+  void runFrom(std::size_t position, HostMessage& message);
+  void feed();
+  std::unique_ptr<HostMessage> makeMessage(const Draft& draft, std::uint64_t number) const;
+  void work();
+  void writeOutput(const HostMessage& message);
+  void cantWrite();
+
+  const flowfile::Flow& flow_;
+  FlowTally tally_;
+  FlowSettings settings_;
+  const StopSignal& stop_;
+  std::uint64_t seed_;     // of this flow
+  std::uint64_t started_;  // nanoseconds since 1970, part of the message IDs
+  std::unique_ptr<MessageSource> source_;
+  std::optional<OutputFile> output_;
+  std::mutex outputMutex_;
+  MessageQueue queue_;
+  std::vector<std::unique_ptr<DeployedNode>> nodes_;  // null for working nodes
+  std::vector<Step> steps_;
+  std::vector<std::string> differences_;
+  std::string problem_;
+  std::thread feeder_;
+};
+
+// True when the failure is to hit the message of that number.
+bool fails(const flowfile::Failure& failure, std::uint64_t number, Random& random);
+
+}  // namespace host
+
+#endif  // ZEB_HOST_RUN_RUNNING_FLOW_H

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+// The parent of a run: starts a process for each execution group, keeps them in step, and passes
+// on signals.
+#ifndef ZEB_HOST_RUN_SUPERVISOR_H
+#define ZEB_HOST_RUN_SUPERVISOR_H
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "flowfile/file.h"
+#include "host/run/execution_group.h"
+#include "host/run/options.h"
+#include "host/run/tally.h"
+
+namespace host {
+
+class Supervisor {
+ public:
+  // Takes over SIGINT and SIGTERM for the rest of the process's life.
+  Supervisor(const flowfile::File& file, const RunOptions& options, Tally& tally);
+
+  // Kills what is still running.
+  ~Supervisor();
+  Supervisor(const Supervisor&) = delete;
+  Supervisor& operator=(const Supervisor&) = delete;
+
+  // The steps of a run, in this order. Each returns false when it can't go on: a process ended
+  // before its time (see problems()) or a second signal came (see stoppedBy()).
+  //
+  // Starts the processes and waits until each has deployed its nodes. Deploying a node resets the
+  // statistics of its whole broker, so no message may flow anywhere before.
+  bool deploy();
+  // Lets messages flow until all flows have ended, the duration is over or a signal comes, and
+  // until every message has been handled. `tick` is called now and then.
+  bool run(const std::function<void(std::chrono::duration<double>)>& tick);
+  // Has the contexts deleted and waits for the processes to end.
+  bool leave();
+
+  // What went wrong so far, a sentence each; any bytes of the flow file may stand in them.
+  const std::vector<std::string>& problems() const { return problems_; }
+  int stoppedBy() const { return stoppedBy_; }  // the second signal's number; 0: none came
+  std::chrono::duration<double> elapsed() const { return elapsed_; }  // while messages flowed
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  struct Child {
+    std::string label;
+    pid_t pid = -1;
+    int socket = -1;
+    bool deployed = false;
+    bool drained = false;
+    bool left = false;
+  };
+
+  void fork(std::size_t group);
+  void tell(Command command);
+  void drain();
+  bool every(bool Child::*state) const;
+  bool waitFor(bool Child::*state, bool ending, Clock::time_point until);
+  void takeReport(Child& child, bool ending);
+  void takeSignal();
+  void reap(Child& child, bool ending);
+  void killAll();
+
+  const flowfile::File& file_;
+  const RunOptions& options_;
+  Tally& tally_;
+  int logFile_ = -1;
+  int signals_ = -1;
+  std::vector<Child> children_;
+  std::vector<std::string> problems_;
+  std::chrono::duration<double> elapsed_{};
+  bool deployed_ = false;
+  bool draining_ = false;
+  int firstSignal_ = 0;
+  int stoppedBy_ = 0;
+};
+
+}  // namespace host
+
+#endif  // ZEB_HOST_RUN_SUPERVISOR_H

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the host itself counts, in memory that all processes of a run share. It is what --verify
+// holds against the nodes' own statistics, so it owes nothing to the plug-in.
+#ifndef ZEB_HOST_RUN_TALLY_H
+#define ZEB_HOST_RUN_TALLY_H
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "flowfile/file.h"
+
+namespace host {
+
+// Of one node, monitoring or working.
+struct NodeCount {
+  std::atomic<std::uint64_t> messages;  // that reached the node
+  std::atomic<std::uint64_t> failures;  // that left it with an exception
+  std::atomic<std::uint64_t> bytes;     // of their bit streams, descriptors included
+  std::atomic<std::uint64_t> largest;
+  std::atomic<std::uint64_t> smallest;  // UINT64_MAX before the first message
+
+  void add(std::uint64_t size);
+};
+
+// Of one message flow.
+struct FlowCount {
+  std::atomic<std::uint64_t> entered;    // put into the queue
+  std::atomic<std::uint64_t> handled;    // ran to the end of the flow
+  std::atomic<std::uint64_t> failed;     // ended in an exception
+  std::atomic<std::uint64_t> swallowed;  // exceptions that a monitoring node did not re-raise
+  std::atomic<std::uint64_t> lagMillis;  // the latest that a message was behind the schedule
+
+  std::uint64_t done() const { return handled + failed; }
+};
+
+// Of the whole run: log calls by message number, trace entries in front.
+struct LogCount {
+  static constexpr int kNumbers = 4;
+  std::array<std::atomic<std::uint64_t>, kNumbers> byNumber;
+};
+
+class Tally {
+ public:
+  // Made before any process is forked. Throws std::system_error without memory.
+  explicit Tally(const flowfile::File& file);
+  ~Tally();
+  Tally(const Tally&) = delete;
+  Tally& operator=(const Tally&) = delete;
+
+  LogCount& log() { return *log_; }
+  FlowCount& flow(std::size_t group, std::size_t flow) { return *at(group, flow).flow; }
+  NodeCount& node(std::size_t group, std::size_t flow, std::size_t node) {
+    return at(group, flow).nodes[node];
+  }
+  const LogCount& log() const { return *log_; }
+  const FlowCount& flow(std::size_t group, std::size_t flow) const { return *at(group, flow).flow; }
+  const NodeCount& node(std::size_t group, std::size_t flow, std::size_t node) const {
+    return at(group, flow).nodes[node];
+  }
+
+ private:
+  struct Place {
+    FlowCount* flow;
+    NodeCount* nodes;
+  };
+
+  const Place& at(std::size_t group, std::size_t flow) const { return places_[group][flow]; }
+
+  void* memory_;
+  std::size_t bytes_;
+  LogCount* log_;
+  std::vector<std::vector<Place>> places_;
+};
+
+// Makes `value` at least, or at most, what it is given.
+void raiseTo(std::atomic<std::uint64_t>& value, std::uint64_t candidate);
+void lowerTo(std::atomic<std::uint64_t>& value, std::uint64_t candidate);
+
+}  // namespace host
+
+#endif  // ZEB_HOST_RUN_TALLY_H

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+// Messages that the host makes up: letters and digits.
+#ifndef ZEB_HOST_SOURCES_GENERATED_H
+#define ZEB_HOST_SOURCES_GENERATED_H
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "flowfile/reader.h"
+#include "host/sources/message_source.h"
+#include "host/sources/stop_signal.h"
+
+namespace host {
+
+struct Generated {
+  static constexpr char key[] = "generated";  // of an input, chooses this kind
+
+  std::uint64_t count = 0;      // messages; 0: without end
+  flowfile::Distribution size;  // bytes of a body, cut at 256 MiB
+
+  // Reads "generated"; nothing when it is no table.
+  static std::optional<Generated> read(flowfile::Section& input, flowfile::Context& context);
+};
+
+// Bodies depend on the seed and on the number of the message alone.
+std::unique_ptr<MessageSource> open(const Generated& generated, std::uint64_t seed,
+                                    const StopSignal& stop);
+
+// None.
+std::vector<std::filesystem::path> inputsOf(const Generated& generated);
+
+}  // namespace host
+
+#endif  // ZEB_HOST_SOURCES_GENERATED_H

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+// What every source of messages offers to its flow.
+#ifndef ZEB_HOST_SOURCES_MESSAGE_SOURCE_H
+#define ZEB_HOST_SOURCES_MESSAGE_SOURCE_H
+
+#include <string>
+
+namespace host {
+
+// One message as its source gives it.
+struct Draft {
+  std::string body;  // any bytes
+  std::string name;  // where it came from, as "orders.txt:17"; any bytes, the file's own name
+};
+
+class MessageSource {
+ public:
+  virtual ~MessageSource() = default;
+
+  // Fills in the next message; false at the end or once the run stops. For one thread.
+  virtual bool next(Draft& draft) = 0;
+};
+
+}  // namespace host
+
+#endif  // ZEB_HOST_SOURCES_MESSAGE_SOURCE_H

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+// When the messages of an input are due.
+#ifndef ZEB_HOST_SOURCES_SCHEDULE_H
+#define ZEB_HOST_SOURCES_SCHEDULE_H
+
+#include <chrono>
+#include <cstdint>
+
+#include "flowfile/file.h"
+#include "host/sources/random.h"
+
+namespace host {
+
+// The schedule never waits for the messages: a message that is late doesn't move those behind it.
+class Schedule {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  // `seed` is where the chance of a "poisson" arrival starts.
+  Schedule(const flowfile::Input& input, std::uint64_t seed, Clock::time_point start);
+
+  // When the next message is due: the first at the start, and without a rate every one.
+  Clock::time_point next();
+
+ private:
+  double rate_;
+  flowfile::Input::Arrival arrival_;
+  Random random_;
+  Clock::time_point start_;
+  double seconds_ = 0;  // from the start to the next message
+};
+
+}  // namespace host
+
+#endif  // ZEB_HOST_SOURCES_SCHEDULE_H
