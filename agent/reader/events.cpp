@@ -44,7 +44,8 @@ EventKind Event::kind() const {
 }
 
 void TemplateCache::add(const RecordId& id, EventTemplate value) {
-  entries_.insert_or_assign(id, Entry{std::move(value), ++uses_});
+  auto kept = std::make_shared<const EventTemplate>(std::move(value));
+  entries_.insert_or_assign(id, Entry{std::move(kept), ++uses_});
   if (entries_.size() > most_ + most_ / 4) forgetOldest();
 }
 
@@ -58,11 +59,11 @@ void TemplateCache::forgetOldest() {
   std::erase_if(entries_, [&](const auto& known) { return known.second.used < *kept; });
 }
 
-const EventTemplate* TemplateCache::find(const RecordId& id) {
+std::shared_ptr<const EventTemplate> TemplateCache::find(const RecordId& id) {
   const auto known = entries_.find(id);
   if (known == entries_.end()) return nullptr;
   known->second.used = ++uses_;
-  return &known->second.value;
+  return known->second.value;
 }
 
 void EventLog::readTemplates(const Area& area, DamageList& damage) {

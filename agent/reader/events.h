@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -16,30 +17,34 @@
 
 namespace reader {
 
-// What all events of one kind share.
+// What all events of one kind share. Texts are UTF-8.
 struct EventTemplate {
   std::string executionGroup;
   std::string messageFlow;
   std::string node;
-  std::uint32_t nodeType = 0;
+  std::uint32_t nodeType = 0;  // as in Node
   std::string text;
 };
 
 enum class EventKind { unknown, message, exception };  // unknown: the template is gone
 
+// Owns all that it tells, its template together with the other events of that.
 struct Event {
   RecordId recordId;
   RecordId templateId;
-  const EventTemplate* origin = nullptr;  // its log's, until that reads again; null when it is gone
+  std::shared_ptr<const EventTemplate> origin;  // null when the template is gone
   Time time;
-  std::int32_t threadId = 0;
+  std::int32_t threadId = 0;  // as the host's process saw it
   std::array<std::uint8_t, layout::evdr::messageId.width> messageId{};
   std::array<std::uint8_t, layout::evdr::correlationId.width> correlationId{};
   std::int32_t putApplicationType = 0;
-  std::string putApplicationName;  // trailing blanks removed
+
+  // As the message says: text in UTF-8 without trailing blanks, not checked to be a date or a time.
+  std::string putApplicationName;
   std::string putDate;
   std::string putTime;
 
+  // By how the template's text begins.
   EventKind kind() const;
 };
 
@@ -50,13 +55,15 @@ class TemplateCache {
  public:
   explicit TemplateCache(std::size_t most = 10000) : most_(most) {}
 
+  // Takes the place of an earlier one of that ID.
   void add(const RecordId& id, EventTemplate value);
-  // Null when it was never met. Valid until the next one is added.
-  const EventTemplate* find(const RecordId& id);
+
+  // Null when it was never met, or has gone.
+  std::shared_ptr<const EventTemplate> find(const RecordId& id);
 
  private:
   struct Entry {
-    EventTemplate value;
+    std::shared_ptr<const EventTemplate> value;
     std::uint64_t used;  // number of its last use
   };
 
@@ -78,7 +85,8 @@ class EventLog {
   };
 
   // The events of `segment` that no earlier call has returned; the first call returns all. A
-  // segment with another id is another run of the broker and starts afresh.
+  // segment with another id is another run of the broker and starts afresh. What is wrong in the
+  // two events areas is added to `damage`.
   Batch read(const Segment& segment, DamageList& damage);
 
  private:

@@ -15,8 +15,6 @@
 #include <new>
 #include <optional>
 
-#include "agent/reader/text.h"
-
 namespace reader {
 namespace {
 
@@ -141,8 +139,7 @@ Segment readSegment(const std::string& keyFile) {
   Segment segment;
   segment.keyFile = keyFile;
   const std::string name = std::filesystem::path(keyFile).filename();
-  segment.uuid = utf8(
-      std::string_view(name).substr(0, name.size() - std::min(name.size(), sizeof kSuffix - 1)));
+  segment.uuid = name.substr(0, name.size() - std::min(name.size(), sizeof kSuffix - 1));
   if (!findSegment(segment)) return segment;
   try {
     copyAttached(segment);

@@ -24,15 +24,15 @@ enum class State {
 // A broker's segment as it was at one moment. Facts that the state leaves unknown are 0 or empty.
 struct Segment {
   State state = State::failed;
-  std::string keyFile;         // path
-  std::string uuid;            // as the key file's name says
+  std::string keyFile;         // path; any bytes that a file's name can have
+  std::string uuid;            // as the key file's name says: any bytes as well
   int error = 0;               // errno of a failed call
   std::string call;            // and its name
   std::string group;           // whose members may read, by name, or by number when it has none
-  int id = 0;                  // for ipcrm -m
-  std::uint64_t size = 0;      // bytes
+  int id = 0;                  // for ipcrm -m; 0 may also be a segment's number
+  std::uint64_t size = 0;      // bytes; 0 when nothing was copied
   std::uint64_t attached = 0;  // attachments by others
-  SegmentCopy copy;
+  SegmentCopy copy;            // what was in it
 };
 
 struct KeyFiles {

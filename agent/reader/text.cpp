@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/reader/text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+
+#include "text/utf8.h"
 
 namespace reader {
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
 constexpr char16_t kFirstWidened = 0xFF80;
 
 bool highSurrogate(char16_t unit) {
@@ -17,47 +19,8 @@ bool lowSurrogate(char16_t unit) {
   return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-void append(std::string& out, char32_t point) {
-  const auto put = [&out](char32_t byte) { out.push_back(static_cast<char>(byte)); };
-  if (point < 0x80) {
-    put(point);
-  } else if (point < 0x800) {
-    put(0xC0 | point >> 6);
-    put(0x80 | (point & 0x3F));
-  } else if (point < 0x10000) {
-    put(0xE0 | point >> 12);
-    put(0x80 | (point >> 6 & 0x3F));
-    put(0x80 | (point & 0x3F));
-  } else {
-    put(0xF0 | point >> 18);
-    put(0x80 | (point >> 12 & 0x3F));
-    put(0x80 | (point >> 6 & 0x3F));
-    put(0x80 | (point & 0x3F));
-  }
-}
-
-// Bytes of the UTF-8 sequence at the start of `text`, 0 when none is well-formed there.
-std::size_t sequenceLength(std::string_view text) {
-  const auto at = [text](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
-  const std::uint8_t lead = at(0);
-  if (lead < 0x80) return 1;
-  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((at(i) & 0xC0) != 0x80) return 0;
-  }
-  const bool overlong = (lead == 0xE0 && at(1) < 0xA0) || (lead == 0xF0 && at(1) < 0x90);
-  const bool outside = (lead == 0xED && at(1) > 0x9F) || (lead == 0xF4 && at(1) > 0x8F);
-  return overlong || outside ? 0 : length;
-}
-
-bool wellFormed(std::string_view text) {
-  while (!text.empty()) {
-    const std::size_t length = sequenceLength(text);
-    if (length == 0) return false;
-    text.remove_prefix(length);
-  }
-  return true;
+bool ascii(char c) {
+  return static_cast<std::uint8_t>(c) < 0x80;
 }
 
 // The low bytes of the widened units at the start of `units`.
@@ -74,10 +37,10 @@ std::string widenedRun(std::u16string_view units) {
 std::size_t appendUtf16(std::string& out, std::u16string_view units) {
   const char16_t first = units[0];
   if (highSurrogate(first) && units.size() > 1 && lowSurrogate(units[1])) {
-    append(out, 0x10000 + ((char32_t{first} - 0xD800) << 10) + (char32_t{units[1]} - 0xDC00));
+    text::append(out, 0x10000 + ((char32_t{first} - 0xD800) << 10) + (char32_t{units[1]} - 0xDC00));
     return 2;
   }
-  append(out, highSurrogate(first) || lowSurrogate(first) ? kReplacement : char32_t{first});
+  text::append(out, first);
   return 1;
 }
 
@@ -88,7 +51,7 @@ std::string utf8(std::u16string_view units) {
   std::string out;
   while (!units.empty()) {
     const std::string bytes = widenedRun(units);
-    if (!bytes.empty() && wellFormed(bytes)) {
+    if (!bytes.empty() && text::wellFormed(bytes)) {
       out += bytes;
       units.remove_prefix(bytes.size());
       continue;
@@ -119,10 +82,13 @@ std::string utf8(std::span<const std::uint8_t> storedUnits) {
 
 std::string utf8(std::string_view bytes) {
   bytes = bytes.substr(0, bytes.find('\0'));
-  if (wellFormed(bytes)) return std::string(bytes);
+  if (std::ranges::all_of(bytes, ascii)) return std::string(bytes);
   std::string out;
-  for (const char c : bytes)
-    append(out, static_cast<std::uint8_t>(c) < 0x80 ? char32_t(c) : kReplacement);
+  while (!bytes.empty()) {
+    const text::Step step = text::firstOf(bytes);
+    text::append(out, step.valid ? step.point : text::kReplacement);
+    bytes.remove_prefix(step.bytes);
+  }
   return out;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stored 16-bit texts as UTF-8.
+// Stored texts as UTF-8.
 #ifndef ZEB_AGENT_READER_TEXT_H
 #define ZEB_AGENT_READER_TEXT_H
 
@@ -21,8 +21,7 @@ std::string utf8(std::u16string_view units);
 // The same of units as they are stored, two bytes each and at any address.
 std::string utf8(std::span<const std::uint8_t> storedUnits);
 
-// UTF-8 of 8-bit characters up to the first zero byte: the bytes themselves when they are valid
-// UTF-8, else each byte above 0x7F as U+FFFD.
+// UTF-8 of 8-bit characters up to the first zero byte; a byte that is no UTF-8 becomes U+FFFD.
 std::string utf8(std::string_view bytes);
 
 }  // namespace reader

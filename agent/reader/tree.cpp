@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <iterator>
 #include <utility>
 
 namespace reader {
@@ -90,12 +89,13 @@ class Family {
   mutable std::size_t handedOut_ = 0;
 };
 
-// A stored 64-bit number; 0 when its text is damaged.
-std::int64_t number(const Record& record, const layout::Field& field, DamageList& damage) {
-  if (const auto value = record.decimal(field)) return *value;
-  damage.add(kStatistics, record.offset() + field.offset,
-             std::string(field.name) + " is not a decimal number");
-  return 0;
+Number number(const Record& record, const layout::Field& field, DamageList& damage) {
+  const Number value = record.decimal(field);
+  if (!value) {
+    damage.add(kStatistics, record.offset() + field.offset,
+               std::string(field.name) + " is not a decimal number");
+  }
+  return value;
 }
 
 Statistics statisticsOf(const Record& record, DamageList& damage) {
@@ -186,12 +186,6 @@ void reportUnreachable(const Family& family, DamageList& damage) {
 }
 
 }  // namespace
-
-const char* nodeTypeName(std::uint32_t type) {
-  constexpr const char* names[] = {"unknown", "input",        "output",
-                                   "other",   "subFlowInput", "subFlowOutput"};
-  return names[type < std::size(names) ? type : 0];
-}
 
 std::optional<Broker> readTree(const SegmentCopy& copy, DamageList& damage) {
   const Area* area = copy.find(kStatistics);

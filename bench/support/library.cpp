@@ -77,7 +77,7 @@ std::int64_t counted(const std::u16string& label) {
   const auto broker = reader::readTree(segment.copy, damage);
   const auto* const statistics =
       broker ? find(*broker, std::string(label.begin(), label.end())) : nullptr;
-  return statistics != nullptr ? statistics->messageCount : -1;
+  return statistics != nullptr ? statistics->messageCount.value_or(-1) : -1;
 }
 
 void requireCounted(const std::u16string& label, std::int64_t sent) {

@@ -1,21 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 // The program zebmon as people and scripts start it.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/capability.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <sstream>
 
 #include "format/version.h"
 #include "tests/agent/image.h"
 #include "tests/agent/live_segment.h"
+#include "tests/agent/zebmon.h"
 
 namespace {
 
@@ -23,104 +21,10 @@ using image::Block;
 using image::Bytes;
 using nlohmann::json;
 
-std::string contents(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
-
-// A running zebmon whose output is read through a pipe.
-class Zebmon {
- public:
-  // Without `ownsAll`, the rights of the private namespace's root over IPC objects are given up.
-  explicit Zebmon(std::vector<std::string> arguments, bool ownsAll = true) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("pipe2");
-    pid_ = fork();
-    if (pid_ == 0) become(std::move(arguments), ends[1], ownsAll);
-    close(ends[1]);
-    out_ = ends[0];
-  }
-
-  ~Zebmon() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-    closeOutput();
-    std::filesystem::remove(kErrors);
-  }
-
-  // The next line with its end, or what is left.
-  std::string line() {
-    std::string text;
-    char c;
-    while (read(out_, &c, 1) == 1) {
-      text += c;
-      if (c == '\n') break;
-    }
-    return text;
-  }
-
-  std::string rest() {
-    std::string text;
-    for (std::string next = line(); !next.empty(); next = line()) text += next;
-    return text;
-  }
-
-  void closeOutput() {
-    if (out_ >= 0) close(out_);
-    out_ = -1;
-  }
-
-  void signal(int number) { kill(pid_, number); }
-
-  // The exit code, or minus the signal.
-  int wait() {
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    pid_ = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-  }
-
-  std::string errors() const { return contents(kErrors); }
-
- private:
-  static constexpr char kErrors[] = "/tmp/zebmon-errors";
-
-  [[noreturn]] static void become(std::vector<std::string> arguments, int out, bool ownsAll) {
-    const int errors = open(kErrors, O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(out, STDOUT_FILENO);
-    dup2(errors, STDERR_FILENO);
-    if (!ownsAll) prctl(PR_CAPBSET_DROP, CAP_IPC_OWNER, 0, 0, 0);
-    std::vector<char*> pointers = {const_cast<char*>("zebmon")};
-    for (std::string& argument : arguments) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    execv(ZEBMON, pointers.data());
-    _exit(126);
-  }
-
-  pid_t pid_ = -1;
-  int out_ = -1;
-};
-
-struct Result {
-  std::string out;
-  std::string errors;
-  int code;
-};
-
-Result run(std::vector<std::string> arguments, bool ownsAll = true) {
-  Zebmon zebmon(std::move(arguments), ownsAll);
-  Result result;
-  result.out = zebmon.rest();
-  result.code = zebmon.wait();
-  result.errors = zebmon.errors();
-  return result;
-}
-
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != text.npos;
+int count(const std::string& text, const std::string& part) {
+  int found = 0;
+  for (std::size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1)) ++found;
+  return found;
 }
 
 constexpr image::Id kTemplate{7, 500, 1, 1};
@@ -245,7 +149,7 @@ TEST(ZebmonStats, LabelsCanNeitherFormatNorObeyNorBreakJson) {
   const Result document = run({"stats", "--format", "json"});
   for (const char c : document.out) EXPECT_TRUE(c == '\n' || (c >= ' ' && c < 0x7F));
   const json broker = json::parse(document.out)["brokers"][0];
-  EXPECT_EQ("%n%s\x1b[2J\u009b\uFFFD", broker["label"]);
+  EXPECT_EQ("%n%s\\x1B[2J\\x9B\uFFFD", broker["label"]);
   EXPECT_EQ(3000U, broker["executionGroups"][0]["label"].get<std::string>().size());
 }
 
@@ -256,7 +160,7 @@ TEST(ZebmonStats, DamageIsNamedWithItsPlaceAndTheRestIsShown) {
   const Result table = run({"stats"});
   EXPECT_EQ(1, table.code);
   EXPECT_TRUE(contains(table.out, "Reserve"));
-  EXPECT_TRUE(contains(table.errors, "broker BRK1: damaged in 1 places")) << table.errors;
+  EXPECT_TRUE(contains(table.errors, "broker BRK1: damaged in 1 place;")) << table.errors;
   EXPECT_TRUE(contains(table.errors, "statistics, offset 340: no record begins here"));
   const Result document = run({"stats", "--format", "json"});
   EXPECT_EQ(1, document.code);
@@ -265,6 +169,41 @@ TEST(ZebmonStats, DamageIsNamedWithItsPlaceAndTheRestIsShown) {
   EXPECT_EQ(json::parse(R"([{"area":"statistics","offset":340,"reason":"no record begins here"}])"),
             broker["damage"]);
   EXPECT_TRUE(broker["executionGroups"][0]["messageFlows"][0]["nodes"][0]["statistics"].is_null());
+}
+
+TEST(ZebmonStats, ANumberThatCannotBeReadIsNoZeroAndTheReasonIsTold) {
+  Block block = image::ordersBlock();
+  block.contents.resize(block.contents.size() - 168);
+  block.add(
+      image::statistics(image::kStatistics, image::kNode,
+                        {.count = "3x", .sumSize = "-6", .sumElapsed = "45", .sumQueued = "9 9"}));
+  const LiveSegment live("1-2-3", image::segment({block}));
+  const Result table = run({"stats"});
+  EXPECT_EQ(1, table.code);
+  EXPECT_TRUE(
+      contains(table.out, " Reserve input     ?     ?    ? 100 300    ?  10  20    ?   2   4  "))
+      << table.out;
+  EXPECT_TRUE(contains(table.errors, "offset 380: message count is not a decimal number"))
+      << table.errors;
+  const Result document = run({"stats", "--format", "json"});
+  EXPECT_EQ(1, document.code);
+  const json node =
+      json::parse(document.out)["brokers"][0]["executionGroups"][0]["messageFlows"][0]["nodes"][0];
+  const json statistics = node["statistics"];
+  EXPECT_TRUE(statistics["messageCount"].is_null());
+  EXPECT_TRUE(statistics["sumSize"].is_null());
+  EXPECT_EQ(45, statistics["sumElapsed"]);
+  EXPECT_TRUE(statistics["sumQueued"].is_null());
+  EXPECT_TRUE(contains(document.out, "message count is not a decimal number"));
+}
+
+TEST(ZebmonStats, OfTwoStatisticsRecordsOfANodeTheFirstIsShown) {
+  Block block = image::ordersBlock();
+  block.add(image::statistics({6, 9, 9, 9}, image::kNode, {.count = "77"}));
+  const LiveSegment live("1-2-3", image::segment({block}));
+  const std::string out = run({"stats"}).out;
+  EXPECT_TRUE(contains(out, " Reserve input     3 ")) << out;
+  EXPECT_FALSE(contains(out, "77")) << out;
 }
 
 TEST(ZebmonStats, ABrokerIsChosenByLabelOrUuid) {
@@ -295,16 +234,27 @@ TEST(ZebmonStats, NoBrokerAtAllIsSaidWithTheRemedy) {
   EXPECT_TRUE(contains(result.errors, "--temp-directory"));
 }
 
-TEST(ZebmonBrokers, NoBrokerAtAllIsNoError) {
+TEST(ZebmonBrokers, NoBrokerAtAllIsAnEmptyListAndEndsWithThree) {
   const Result result = run({"brokers"});
-  EXPECT_EQ(0, result.code);
+  EXPECT_EQ(3, result.code);
   EXPECT_EQ("", result.out);
+  EXPECT_TRUE(contains(result.errors, "no broker has a key file (*.zebcshme) in /tmp/."));
   const Result document = run({"brokers", "--format", "json"});
-  EXPECT_EQ(0, document.code);
+  EXPECT_EQ(3, document.code);
   EXPECT_EQ(
       json::parse(
           R"({"schema":"zebmon.brokers","version":1,"temporaryDirectory":"/tmp/","brokers":[]})"),
       json::parse(document.out));
+}
+
+TEST(ZebmonBrokers, AnUnknownBrokerEndsWithThree) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  const Result result = run({"brokers", "--broker", "BRK2"});
+  EXPECT_EQ(3, result.code);
+  EXPECT_EQ("", result.out);
+  EXPECT_TRUE(contains(result.errors, "no broker \"BRK2\"")) << result.errors;
+  EXPECT_EQ(3, run({"brokers", "--broker", "BRK2", "--format", "json"}).code);
+  EXPECT_EQ(0, run({"brokers", "--broker", "BRK1"}).code);
 }
 
 TEST(ZebmonBrokers, ListsBrokersInEveryState) {
@@ -344,7 +294,7 @@ TEST(ZebmonBrokers, ALeftoverKeyFileAloneIsNoFailure) {
 
 TEST(ZebmonBrokers, WithoutPermissionTheGroupIsNamed) {
   const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}), 0);
-  const Result result = run({"brokers"}, false);
+  const Result result = run(Start{.arguments = {"brokers"}, .ownsAll = false});
   EXPECT_EQ(1, result.code);
   EXPECT_TRUE(contains(result.out, "noPermission")) << result.out;
   EXPECT_TRUE(contains(result.errors, "belongs to group root: run zebmon as a member"))
@@ -392,12 +342,43 @@ TEST(ZebmonUsage, HelpListsTheExitCodes) {
   EXPECT_TRUE(contains(result.out, "Exit codes:"));
 }
 
-TEST(ZebmonUsage, AnOutputThatCannotBeWrittenIsAFailure) {
+class UnusableOutput : public testing::TestWithParam<std::vector<std::string>> {
+ protected:
+  const LiveSegment live{"1-2-3", ordersWithEvents(1)};
+};
+
+TEST_P(UnusableOutput, AClosedOneIsAFailureThatIsSaid) {
+  const Result result = run(Start{.arguments = GetParam(), .output = "-"});
+  EXPECT_EQ(1, result.code);
+  EXPECT_EQ("zebmon: can't write to standard output: Bad file descriptor.\n", result.errors);
+}
+
+TEST_P(UnusableOutput, AFullOneIsAFailureThatIsSaid) {
+  const Result result = run(Start{.arguments = GetParam(), .output = "/dev/full"});
+  EXPECT_EQ(1, result.code);
+  EXPECT_EQ("zebmon: can't write to standard output: No space left on device.\n", result.errors);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, UnusableOutput,
+                         testing::Values(std::vector<std::string>{"brokers"},
+                                         std::vector<std::string>{"stats"},
+                                         std::vector<std::string>{"stats", "--format", "json"},
+                                         std::vector<std::string>{"events"},
+                                         std::vector<std::string>{"events", "--follow"},
+                                         std::vector<std::string>{"--help"},
+                                         std::vector<std::string>{"--version"},
+                                         std::vector<std::string>{"stats", "--help"}));
+
+TEST(ZebmonUsage, AClosedOutputIsAFailureAlsoWhenThereIsNothingToWrite) {
   const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
-  const std::string command = std::string(ZEBMON) + " stats > /dev/full 2> /tmp/errors";
-  EXPECT_EQ(1, WEXITSTATUS(std::system(command.c_str())));
-  EXPECT_TRUE(contains(contents("/tmp/errors"), "No space left on device"));
-  std::filesystem::remove("/tmp/errors");
+  EXPECT_EQ(1, run(Start{.arguments = {"events"}, .output = "-"}).code);
+}
+
+TEST(ZebmonUsage, WithoutStandardErrorTheExitCodeStillTells) {
+  const std::string command = std::string(ZEBMON) + " stats 2>&-";
+  EXPECT_EQ(3, WEXITSTATUS(std::system(command.c_str())));
+  const std::string full = std::string(ZEBMON) + " stats 2>/dev/full";
+  EXPECT_EQ(3, WEXITSTATUS(std::system(full.c_str())));
 }
 
 TEST(ZebmonEvents, PrintsEachEventWithItsTemplateTheNewestLast) {
@@ -440,6 +421,29 @@ TEST(ZebmonEvents, JsonIsOneDocumentALine) {
   EXPECT_EQ(expected, json::parse(result.out));
 }
 
+TEST(ZebmonEvents, MillisecondsAreShownOnlyWhenTimeAndIdFallIntoOneSecond) {
+  Block data{.eyecatcher = "zebcedar", .contents = {}};
+  data.add(image::event({8, kEventTime - 2177452800u, 250, 1}, kTemplate, kEventTime));
+  data.add(image::event({8, kEventTime + 1 - 2177452800u, 3, 2}, kTemplate, kEventTime));
+  data.add(image::event({8, kEventTime - 2177452800u, 7, 3}, kTemplate, kEventTime));
+  data.add(image::event({8, kEventTime - 2177452800u, 7, 4}, kTemplate, 0));
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock(), data}));
+  const std::string out = run({"events"}).out;
+  EXPECT_TRUE(contains(out, "\n2025-08-09 02:40:00.250  unknown ")) << out;
+  EXPECT_TRUE(contains(out, "\n2025-08-09 02:40:00      unknown ")) << out;
+  EXPECT_TRUE(contains(out, "\n2025-08-09 02:40:00.007  unknown ")) << out;
+  EXPECT_TRUE(contains(out, "\n-                        unknown ")) << out;
+}
+
+TEST(ZebmonEvents, ACorrelationIsShownWhenThereIsOne) {
+  Bytes record = event(1, kTemplate);
+  record[40 + 4 + 4 + 24 + 23] = 0x5A;
+  Block data{.eyecatcher = "zebcedar", .contents = {}};
+  data.add(record);
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock(), data}));
+  EXPECT_TRUE(contains(run({"events"}).out, "\n    correlation " + std::string(46, '0') + "5A\n"));
+}
+
 TEST(ZebmonEvents, KindAndTimeSelect) {
   const LiveSegment live("1-2-3", ordersWithEvents(7));
   const auto count = [](std::vector<std::string> arguments) {
@@ -457,8 +461,13 @@ TEST(ZebmonEvents, KindAndTimeSelect) {
 
 class Following : public testing::Test {
  protected:
-  LiveSegment live{"1-2-3", ordersWithEvents(1)};
-  Zebmon zebmon{{"events", "--follow", "--interval", "1", "--format", "jsonl"}};
+  std::optional<LiveSegment> live{std::in_place, "1-2-3", ordersWithEvents(1)};
+  Zebmon zebmon{{.arguments = {"events", "--follow", "--interval", "1", "--format", "jsonl"}}};
+
+  void waitFor(const std::string& message, int times) {
+    while (count(zebmon.errors(), message) < times) sched_yield();
+  }
+  void waitForProblems(int times) { waitFor("broker BRK1: damaged in 1 place;", times); }
 
   int nextNumber() {
     const std::string line = zebmon.line();
@@ -469,16 +478,16 @@ class Following : public testing::Test {
 
 TEST_F(Following, ShowsEachNewEventOnceAndEndsCleanlyOnAnInterrupt) {
   EXPECT_EQ(1, nextNumber());
-  live.write(ordersWithEvents(2));
+  live->write(ordersWithEvents(2));
   EXPECT_EQ(2, nextNumber());
-  live.write(ordersWithEvents(4));
+  live->write(ordersWithEvents(4));
   EXPECT_EQ(3, nextNumber());
   EXPECT_EQ(4, nextNumber());
   zebmon.signal(SIGINT);
   EXPECT_EQ("", zebmon.rest());
   EXPECT_EQ(0, zebmon.wait());
   EXPECT_EQ("", zebmon.errors());
-  EXPECT_EQ(0U, live.attached());
+  EXPECT_EQ(0U, live->attached());
 }
 
 TEST_F(Following, EndsCleanlyWhenTheReaderOfItsPipeGoesAwayEvenWithoutEvents) {
@@ -489,7 +498,7 @@ TEST_F(Following, EndsCleanlyWhenTheReaderOfItsPipeGoesAwayEvenWithoutEvents) {
 
 TEST_F(Following, EndsOnAnInterruptAlsoWhileNobodyReadsItsPipe) {
   EXPECT_EQ(1, nextNumber());
-  for (std::uint32_t n = 2; n < 28; ++n) live.write(ordersWithEvents(n));
+  for (std::uint32_t n = 2; n < 28; ++n) live->write(ordersWithEvents(n));
   zebmon.signal(SIGTERM);
   EXPECT_EQ(0, zebmon.wait());
 }
@@ -505,7 +514,7 @@ TEST_F(Following, SaysHowManyEventsItMayHaveMissed) {
               bytes.begin() + static_cast<std::ptrdiff_t>(data + 32 + 144 * (n - 29)));
   }
   image::set32(bytes, data + 16, 32 + 144 * 6);
-  live.write(bytes);
+  live->write(bytes);
   EXPECT_EQ(7, nextNumber());
   for (int n = 8; n <= 34; ++n) EXPECT_EQ(n, nextNumber());
   zebmon.signal(SIGINT);
@@ -515,8 +524,53 @@ TEST_F(Following, SaysHowManyEventsItMayHaveMissed) {
   EXPECT_TRUE(contains(zebmon.errors(), "28 more for each further turn"));
 }
 
+TEST_F(Following, GoesOnWithABrokerThatRestarts) {
+  EXPECT_EQ(1, nextNumber());
+  live.reset();
+  live.emplace("1-2-3", ordersWithEvents(2));
+  EXPECT_EQ(1, nextNumber());
+  EXPECT_EQ(2, nextNumber());
+  live->write(ordersWithEvents(3));
+  EXPECT_EQ(3, nextNumber());
+}
+
+TEST_F(Following, AProblemIsSaidOnceAndAgainWhenItComesBack) {
+  const auto damaged = [](std::uint32_t events) {
+    Bytes bytes = ordersWithEvents(events);
+    image::set32(bytes, 8, 5);
+    return bytes;
+  };
+  EXPECT_EQ(1, nextNumber());
+  live->write(damaged(2));
+  EXPECT_EQ(2, nextNumber());
+  waitForProblems(1);
+  // The look that shows the last of these began when the segment was whole again.
+  for (const std::uint32_t n : {3U, 4U, 5U}) {
+    live->write(ordersWithEvents(n));
+    EXPECT_EQ(static_cast<int>(n), nextNumber());
+  }
+  live->write(damaged(6));
+  EXPECT_EQ(6, nextNumber());
+  waitForProblems(2);
+}
+
+TEST_F(Following, AProblemOfABrokerThatWentAndCameBackIsSaidAgain) {
+  const Bytes damaged = [] {
+    Bytes bytes = ordersWithEvents(2);
+    image::set32(bytes, 8, 5);
+    return bytes;
+  }();
+  EXPECT_EQ(1, nextNumber());
+  live->write(damaged);
+  waitForProblems(1);
+  live.reset();
+  waitFor("no broker has a key file", 1);
+  live.emplace("1-2-3", damaged);
+  waitForProblems(2);
+}
+
 TEST(ZebmonEvents, FollowWaitsForABrokerAndSaysSoOnce) {
-  Zebmon zebmon({"events", "--follow", "--interval", "1", "--format", "jsonl"});
+  Zebmon zebmon({.arguments = {"events", "--follow", "--interval", "1", "--format", "jsonl"}});
   while (zebmon.errors().empty()) sched_yield();
   const LiveSegment live("1-2-3", ordersWithEvents(1));
   EXPECT_EQ("zebmon.event", json::parse(zebmon.line())["schema"]);

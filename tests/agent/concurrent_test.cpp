@@ -287,7 +287,7 @@ class Interrupted {
     for (const reader::Event& event : batch.events) {
       expectWhole(event);
       EXPECT_EQ(event.threadId, static_cast<std::int32_t>(expected++));
-      withTemplate_ += event.origin ? 1 : 0;
+      withTemplate_ += event.origin ? 1U : 0U;
     }
     if (!firstLook_) expectMissed(batch, first);
     firstLook_ = false;

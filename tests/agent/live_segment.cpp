@@ -5,16 +5,19 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
 
 LiveSegment::LiveSegment(const std::string& uuid, const image::Bytes& bytes, int mode)
     : keyFile_("/tmp/" + uuid + ".zebcshme") {
-  std::ofstream{keyFile_};
-  id_ = shmget(ftok(keyFile_.c_str(), 1), bytes.size(), IPC_CREAT | IPC_EXCL | mode);
+  const std::string unnamed = keyFile_ + ".new";
+  std::ofstream{unnamed};
+  id_ = shmget(ftok(unnamed.c_str(), 1), bytes.size(), IPC_CREAT | IPC_EXCL | mode);
   if (id_ < 0) throw std::runtime_error("shmget failed");
   write(bytes);
+  std::rename(unnamed.c_str(), keyFile_.c_str());
 }
 
 LiveSegment::~LiveSegment() {

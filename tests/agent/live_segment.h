@@ -9,7 +9,7 @@
 
 class LiveSegment {
  public:
-  // Key file /tmp/UUID.zebcshme and a segment that holds `bytes`.
+  // A segment that holds `bytes`, then its key file /tmp/UUID.zebcshme: nobody sees it unfinished.
   LiveSegment(const std::string& uuid, const image::Bytes& bytes, int mode = 0660);
   ~LiveSegment();
   LiveSegment(const LiveSegment&) = delete;

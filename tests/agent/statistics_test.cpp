@@ -168,6 +168,14 @@ TEST(Tree, TwoRecordsOfOneIdAreBothRead) {
   EXPECT_EQ(1U, flows[1].nodes.size());
 }
 
+TEST(Tree, OfTwoStatisticsRecordsOfANodeTheFirstCounts) {
+  image::Block block = image::ordersBlock();
+  block.add(image::statistics({6, 9, 9, 9}, image::kNode, {.count = "77"}));
+  const Read result = read(block);
+  EXPECT_EQ(3, onlyNode(result).statistics->messageCount);
+  EXPECT_EQ("06000000E8030000050000000F000000", onlyNode(result).statistics->recordId.hex());
+}
+
 TEST(Tree, EventRecordsDoNotBelongInTheStatisticsArea) {
   image::Block block = image::ordersBlock();
   block.add(image::event({8, 1, 1, 1}, {}, 1));
@@ -196,7 +204,7 @@ TEST(DecimalText, AnEmptyTextIsZeroAndTheLargestNumberIsWhole) {
 
 class DamagedDecimalText : public testing::TestWithParam<const char*> {};
 
-TEST_P(DamagedDecimalText, IsReportedWithItsPlaceAndCountsAsZero) {
+TEST_P(DamagedDecimalText, IsReportedWithItsPlaceAndIsUnknown) {
   image::Block block = image::ordersBlock();
   block.contents.resize(block.contents.size() - 168);
   const std::size_t at = endOf(block);
@@ -204,7 +212,7 @@ TEST_P(DamagedDecimalText, IsReportedWithItsPlaceAndCountsAsZero) {
   const Read result = read(block);
   EXPECT_EQ("statistics " + std::to_string(at + 96) + ": sum elapsed time is not a decimal number",
             onlyDamage(result));
-  EXPECT_EQ(0, onlyNode(result).statistics->sumElapsed);
+  EXPECT_EQ(std::nullopt, onlyNode(result).statistics->sumElapsed);
   EXPECT_EQ(3, onlyNode(result).statistics->messageCount);
 }
 
@@ -283,15 +291,4 @@ TEST(DamagedArea, ManyDamagedPlacesAreListedUpToALimit) {
     block.add(image::flow({4, 1, 2, static_cast<std::uint32_t>(i)}, {}, u"y"));
   }
   EXPECT_EQ(reader::DamageList::kMost, read(block).damage.list().size());
-}
-
-TEST(DamagedArea, AnUnknownNodeTypeHasNoName) {
-  EXPECT_STREQ("input", reader::nodeTypeName(1));
-  EXPECT_STREQ("output", reader::nodeTypeName(2));
-  EXPECT_STREQ("other", reader::nodeTypeName(3));
-  EXPECT_STREQ("subFlowInput", reader::nodeTypeName(4));
-  EXPECT_STREQ("subFlowOutput", reader::nodeTypeName(5));
-  EXPECT_STREQ("unknown", reader::nodeTypeName(0));
-  EXPECT_STREQ("unknown", reader::nodeTypeName(6));
-  EXPECT_STREQ("unknown", reader::nodeTypeName(0xFFFFFFFF));
 }

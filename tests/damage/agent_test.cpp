@@ -6,9 +6,11 @@
 #include <cstring>
 #include <functional>
 
-#include "agent/cli/commands.h"
-#include "agent/cli/documents.h"
+#include "agent/model/collector.h"
 #include "agent/reader/events.h"
+#include "agent/render/json.h"
+#include "agent/render/screens.h"
+#include "agent/render/words.h"
 #include "tests/agent/live_segment.h"
 #include "tests/damage/broken.h"
 
@@ -21,25 +23,25 @@ using broken::Segments;
 // Everything that can be asked about a segment.
 struct Look {
   explicit Look(const Bytes& bytes) {
-    found.segment.state = reader::State::ok;
-    found.segment.uuid = "UUID1";
-    found.segment.keyFile = "/tmp/UUID1.zebcshme";
-    found.segment.size = bytes.size();
-    found.segment.copy = reader::copySegment(bytes, bytes.size());
-    found.damage = found.segment.copy.damage;
-    found.broker = reader::readTree(found.segment.copy, found.damage);
-    events = log.read(found.segment, found.damage).events;
+    reader::Segment segment;
+    segment.state = reader::State::ok;
+    segment.uuid = "UUID1";
+    segment.keyFile = "/tmp/UUID1.zebcshme";
+    segment.size = bytes.size();
+    segment.copy = reader::copySegment(bytes, bytes.size());
+    seen = model::decoded(std::move(segment));
+    events = log.read(seen.segment, seen.damage).events;
   }
 
   std::string reasons() const {
     std::string text;
-    for (const reader::Damage& damage : found.damage.list()) {
+    for (const reader::Damage& damage : seen.damage.list()) {
       text += damage.area + " " + std::to_string(damage.offset) + ": " + damage.reason + "\n";
     }
     return text;
   }
   bool warnsOf(const char* area, std::size_t offset) const {
-    const auto& list = found.damage.list();
+    const auto& list = seen.damage.list();
     return std::any_of(list.begin(), list.end(), [&](const reader::Damage& damage) {
       return damage.area == area && damage.offset == offset;
     });
@@ -47,18 +49,18 @@ struct Look {
   // The nodes that are shown, by label, each behind its group's and flow's.
   std::vector<std::string> nodes() const {
     std::vector<std::string> labels;
-    if (!found.broker) return labels;
-    for (const auto& group : found.broker->executionGroups)
+    if (!seen.tree) return labels;
+    for (const auto& group : seen.tree->executionGroups)
       for (const auto& flow : group.messageFlows)
         for (const auto& node : flow.nodes)
           labels.push_back(group.label + "/" + flow.label + "/" + node.label);
     return labels;
   }
   const reader::Node& node(std::size_t group, std::size_t n) const {
-    return found.broker->executionGroups.at(group).messageFlows.at(0).nodes.at(n);
+    return seen.tree->executionGroups.at(group).messageFlows.at(0).nodes.at(n);
   }
 
-  cli::Found found;
+  model::SeenBroker seen;
   reader::EventLog log;
   std::vector<reader::Event> events;
 };
@@ -71,21 +73,22 @@ void expectPrintable(const std::string& text) {
 }
 
 void expectShown(const Look& look) {
-  cli::Brokers brokers;
-  brokers.found.push_back(look.found);
-  std::vector<std::string> documents = {
-      cli::written(cli::statisticsDocument(brokers)),
-      cli::written(cli::brokersDocument({.temporaryDirectory = "/tmp/", .broker = {}}, brokers))};
+  model::Snapshot snapshot;
+  snapshot.directory = "/tmp/";
+  snapshot.brokers.push_back(std::make_shared<model::SeenBroker>(look.seen));
+  std::vector<std::string> documents = {render::written(render::statisticsDocument(snapshot)),
+                                        render::written(render::brokersDocument(snapshot))};
   for (const reader::Event& event : look.events) {
-    documents.push_back(cli::written(cli::eventDocument(look.found, event), true));
-    expectPrintable(cli::eventLines(event));
+    documents.push_back(render::written(render::eventDocument(look.seen, event), true));
+    expectPrintable(render::eventLines(event));
   }
   for (const std::string& document : documents) {
     expectPrintable(document);
-    EXPECT_TRUE(cli::Json::accept(document)) << document;
+    EXPECT_TRUE(render::Json::accept(document)) << document;
   }
-  if (look.found.broker) expectPrintable(cli::statisticsTable(look.found));
-  expectPrintable(cli::describe(look.found));
+  expectPrintable(render::brokersTable(snapshot));
+  expectPrintable(render::statisticsTables(snapshot));
+  expectPrintable(render::problemOf(look.seen));
 }
 
 const std::vector<std::string> kNodes = {"default/FLOW1/NODE1", "default/FLOW1/NODE2",
@@ -139,7 +142,7 @@ TEST(BrokenSegmentShown, AWrongHeaderOfAnAreaIsWarnedOfAndTheOtherAreasAreShown)
     const bool offset = says(segment, "next") || says(segment, "last");
     // No name at all is where a chain ends.
     if (!offset && !says(segment, "\"\"")) {
-      EXPECT_FALSE(look.found.damage.empty());
+      EXPECT_FALSE(look.seen.damage.empty());
     }
     if (segment.at >= broken::kTemplatesAt && !says(segment, "size")) {
       EXPECT_EQ(kNodes, look.nodes());
@@ -180,7 +183,7 @@ TEST(BrokenSegmentShown, ABlockWhoseSizeTurnsRoundIsTheLastOfItsChain) {
     SCOPED_TRACE(segment.what);
     const Look look(segment.bytes);
     EXPECT_TRUE(look.warnsOf(reader::kSegment, segment.at)) << look.reasons();
-    EXPECT_NE(nullptr, look.found.segment.copy.find(areaOf(segment.at)));
+    EXPECT_NE(nullptr, look.seen.segment.copy.find(areaOf(segment.at)));
     EXPECT_EQ(kNodes, look.nodes());
     ++looked;
   }
@@ -303,22 +306,22 @@ TEST(BrokenSegmentShown, ARecordThatHasTheIdOfAnEarlierOneIsWarnedOf) {
 TEST(BrokenSegmentShown, OfAFewRecordsOfOneIdEachIsShownWithAllTheChildren) {
   const Look look(broken::sharedIds(3, 4096));
   EXPECT_EQ(27U, look.nodes().size());
-  EXPECT_EQ(4U, look.found.damage.list().size()) << look.reasons();
+  EXPECT_EQ(4U, look.seen.damage.list().size()) << look.reasons();
 }
 
 // 125 million nodes are not shown, and it is said that they are not.
 TEST(BrokenSegmentShown, RecordsThatMultiplyAreShownInPartAndWarnedOf) {
   const Look look(broken::sharedIds(500, 262144));
-  EXPECT_EQ(500U, look.found.broker->executionGroups.size());
+  EXPECT_EQ(500U, look.seen.tree->executionGroups.size());
   EXPECT_LT(500U, look.nodes().size());
   EXPECT_GT(100000U, look.nodes().size());
-  EXPECT_FALSE(look.found.damage.empty());
+  EXPECT_FALSE(look.seen.damage.empty());
 }
 
 TEST(BrokenSegmentShown, RecordsThatShareTheirLabelAreAllShown) {
   const Look look(broken::sharedLabels(1000, 262144));
   EXPECT_EQ("", look.reasons());
-  EXPECT_EQ(1000U, look.found.broker->executionGroups.size());
+  EXPECT_EQ(1000U, look.seen.tree->executionGroups.size());
   EXPECT_EQ(1000U, look.nodes().size());
 }
 
@@ -334,7 +337,7 @@ TEST(BrokenSegmentShown, AnEventWhoseTemplateIsMissingIsShownWithoutOne) {
   }
 }
 
-TEST(BrokenSegmentShown, ATextThatIsNoDecimalNumberIsWarnedOfAndZeroAndTheOtherNumbersAreShown) {
+TEST(BrokenSegmentShown, ATextThatIsNoDecimalNumberIsWarnedOfAndUnknownAndTheOtherNumbersAreShown) {
   for (const Segment& segment : broken::decimals()) {
     if (says(segment, "is \"+\"")) continue;  // a sign in front of no digits is 0
     SCOPED_TRACE(segment.what);
@@ -342,16 +345,19 @@ TEST(BrokenSegmentShown, ATextThatIsNoDecimalNumberIsWarnedOfAndZeroAndTheOtherN
     const std::string start = "statistics " + std::to_string(offsetInArea(segment.at)) + ": ";
     EXPECT_EQ(0U, look.reasons().find(start)) << look.reasons();
     EXPECT_NE(std::string::npos, look.reasons().find(" is not a decimal number\n"));
-    EXPECT_EQ(1U, look.found.damage.list().size());
+    EXPECT_EQ(1U, look.seen.damage.list().size());
     EXPECT_EQ(kNodes, look.nodes());
     const reader::Statistics& shown =
         *(segment.record == 10 ? look.node(1, 0) : look.node(0, segment.record == 4 ? 0 : 1))
              .statistics;
     const std::size_t field = segment.at - broken::places()[segment.record].at;
-    EXPECT_EQ(field == 40 ? 0 : 3, shown.messageCount);
-    EXPECT_EQ(field == 64 ? 0 : 600, shown.sumSize);
-    EXPECT_EQ(field == 96 ? 0 : 45, shown.sumElapsed);
-    EXPECT_EQ(field == 128 ? 0 : 9, shown.sumQueued);
+    const auto unless = [field](std::size_t damaged, std::int64_t number) {
+      return field == damaged ? reader::Number() : reader::Number(number);
+    };
+    EXPECT_EQ(unless(40, 3), shown.messageCount);
+    EXPECT_EQ(unless(64, 600), shown.sumSize);
+    EXPECT_EQ(unless(96, 45), shown.sumElapsed);
+    EXPECT_EQ(unless(128, 9), shown.sumQueued);
   }
 }
 
@@ -362,24 +368,23 @@ TEST(BrokenSegmentShown, AnAreaThatEndsInsideARecordIsWarnedOfThereAndShownUpToI
     const broken::Place& place = broken::places()[segment.record];
     const Look look(segment.bytes);
     EXPECT_TRUE(look.warnsOf(areaOf(place.at), offsetInArea(place.at))) << look.reasons();
-    EXPECT_EQ(1U, look.found.damage.list().size()) << look.reasons();
+    EXPECT_EQ(1U, look.seen.damage.list().size()) << look.reasons();
     if (place.type == 8) {
       EXPECT_EQ(segment.record - 13, look.events.size());
     }
   }
 }
 
-TEST(BrokenSegmentShown, TheCommandsEndWithOneSayWhatIsDamagedAndShowTheRest) {
+TEST(BrokenSegmentShown, ASnapshotSaysWhatIsDamagedAndHoldsTheRest) {
   Bytes bytes = broken::healthy();
   std::memset(bytes.data() + broken::places()[5].at, 0, 4);
   const LiveSegment live("UUID1", bytes);
-  const cli::Brokers brokers =
-      cli::readBrokers({.temporaryDirectory = "/tmp/", .broker = {}}, true);
-  EXPECT_EQ(cli::kNotAllRead, brokers.exitCode);
-  ASSERT_EQ(1U, brokers.found.size());
-  EXPECT_EQ(reader::State::damaged, brokers.found[0].state());
-  EXPECT_EQ(0U, cli::describe(brokers.found[0]).find("damaged in 2 places"));
-  const std::string table = cli::statisticsTable(brokers.found[0]);
+  const auto snapshot = model::Collector("/tmp").take();
+  ASSERT_EQ(1U, snapshot->brokers.size());
+  const model::SeenBroker& broker = *snapshot->brokers[0];
+  EXPECT_EQ(reader::State::damaged, broker.state());
+  EXPECT_EQ(0U, render::problemOf(broker).find("damaged in 2 places"));
+  const std::string table = render::statisticsTables(*snapshot);
   EXPECT_NE(std::string::npos, table.find("NODE1"));
   EXPECT_EQ(std::string::npos, table.find("NODE2"));
   EXPECT_NE(std::string::npos, table.find("Reserve"));

@@ -3,8 +3,9 @@
 // cursor and its documents are JSON.
 #include <algorithm>
 
-#include "agent/cli/commands.h"
-#include "agent/cli/documents.h"
+#include "agent/render/json.h"
+#include "agent/render/screens.h"
+#include "agent/render/words.h"
 #include "tests/damage/broken.h"
 #include "tests/fuzz/private_world.h"
 
@@ -16,21 +17,19 @@ void requirePrintable(const std::string& text) {
   }));
 }
 
-void requireJson(const cli::Json& document) {
-  const std::string text = cli::written(document);
+void requireJson(const render::Json& document) {
+  const std::string text = render::written(document);
   requirePrintable(text);
-  fuzz::require(cli::Json::accept(text));
+  fuzz::require(render::Json::accept(text));
 }
 
-cli::Found lookAt(const broken::Bytes& bytes) {
-  cli::Found found;
-  found.segment.state = reader::State::ok;
-  found.segment.keyFile = "/tmp/UUID1.zebcshme";
-  found.segment.size = bytes.size();
-  found.segment.copy = reader::copySegment(bytes, bytes.size());
-  found.damage = found.segment.copy.damage;
-  found.broker = reader::readTree(found.segment.copy, found.damage);
-  return found;
+model::SeenBroker lookAt(const broken::Bytes& bytes) {
+  reader::Segment segment;
+  segment.state = reader::State::ok;
+  segment.keyFile = "/tmp/UUID1.zebcshme";
+  segment.size = bytes.size();
+  segment.copy = reader::copySegment(bytes, bytes.size());
+  return model::decoded(std::move(segment));
 }
 
 // The first byte says whether the rest is a segment or what was changed in a healthy one.
@@ -43,19 +42,21 @@ broken::Bytes segmentOf(const std::uint8_t* data, std::size_t length) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
-  cli::Brokers brokers;
-  brokers.found.push_back(lookAt(segmentOf(data, length)));
-  cli::Found& found = brokers.found.front();
+  const auto broker = std::make_shared<model::SeenBroker>(lookAt(segmentOf(data, length)));
   reader::EventLog log;
-  for (const reader::Event& event : log.read(found.segment, found.damage).events) {
-    requireJson(cli::eventDocument(found, event));
-    requirePrintable(cli::eventLines(event));
+  for (const reader::Event& event : log.read(broker->segment, broker->damage).events) {
+    requireJson(render::eventDocument(*broker, event));
+    requirePrintable(render::eventLines(event));
   }
-  fuzz::require(log.read(found.segment, found.damage).events.empty());
-  requireJson(cli::statisticsDocument(brokers));
-  requireJson(cli::brokersDocument({.temporaryDirectory = "/tmp/", .broker = {}}, brokers));
-  requirePrintable(cli::describe(found));
-  requirePrintable(cli::nameOf(found));
-  if (found.broker) requirePrintable(cli::statisticsTable(found));
+  fuzz::require(log.read(broker->segment, broker->damage).events.empty());
+  model::Snapshot snapshot;
+  snapshot.directory = "/tmp/";
+  snapshot.brokers.push_back(broker);
+  requireJson(render::statisticsDocument(snapshot));
+  requireJson(render::brokersDocument(snapshot));
+  requirePrintable(render::problemOf(*broker));
+  requirePrintable(render::nameOf(*broker));
+  requirePrintable(render::brokersTable(snapshot));
+  requirePrintable(render::statisticsTables(snapshot));
   return 0;
 }

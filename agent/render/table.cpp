@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "agent/cli/table.h"
+#include "agent/render/table.h"
 
 #include <algorithm>
 
-#include "agent/cli/show.h"
+#include "text/printable.h"
 
-namespace cli {
+namespace render {
 namespace {
 
 void endLine(std::string& line) {
@@ -16,25 +16,26 @@ void endLine(std::string& line) {
 }  // namespace
 
 Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {
-  for (const Column& column : columns_) widths_.push_back(cli::columns(column.title));
+  for (const Column& column : columns_) widths_.push_back(text::columns(column.title));
 }
 
 void Table::addRow(std::vector<std::string> cells) {
   for (std::size_t i = 0; i < cells.size(); ++i) {
-    widths_[i] = std::max(widths_[i], cli::columns(cells[i]));
+    cells[i] = text::printable(cells[i]);
+    widths_[i] = std::max(widths_[i], text::columns(cells[i]));
   }
   rows_.push_back({{}, std::move(cells)});
 }
 
-void Table::addLine(std::string text) {
-  rows_.push_back({std::move(text), {}});
+void Table::addLine(const std::string& text) {
+  rows_.push_back({text::printable(text), {}});
 }
 
 std::string Table::formatted(const std::vector<std::string>& cells) const {
   std::string line;
   for (std::size_t i = 0; i < cells.size(); ++i) {
     if (i > 0) line.append(static_cast<std::size_t>(columns_[i].gap), ' ');
-    const std::string blanks(widths_[i] - cli::columns(cells[i]), ' ');
+    const std::string blanks(widths_[i] - text::columns(cells[i]), ' ');
     line += columns_[i].right ? blanks + cells[i] : cells[i] + blanks;
   }
   endLine(line);
@@ -71,4 +72,4 @@ std::string Table::text() const {
   return text;
 }
 
-}  // namespace cli
+}  // namespace render

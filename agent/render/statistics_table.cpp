@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <set>
+#include <utility>
 
-#include "agent/cli/commands.h"
-#include "agent/cli/documents.h"
-#include "agent/cli/show.h"
-#include "agent/cli/table.h"
+#include "agent/render/screens.h"
+#include "agent/render/table.h"
+#include "agent/render/values.h"
+#include "agent/render/words.h"
+#include "text/printable.h"
 
-namespace cli {
+namespace render {
 namespace {
 
 constexpr std::size_t kLongestLabel = 28;
@@ -40,7 +41,7 @@ std::vector<Table::Column> statisticsColumns() {
 std::string typeName(std::uint32_t type) {
   if (type == 4) return "sub in";
   if (type == 5) return "sub out";
-  return reader::nodeTypeName(type);
+  return nodeTypeName(type);
 }
 
 // The UTC days on which anything of the broker was collected.
@@ -62,10 +63,11 @@ std::set<std::string> daysOf(const reader::Broker& broker) {
 
 class StatisticsTable {
  public:
-  explicit StatisticsTable(const Found& found) : found_(found), days_(daysOf(*found.broker)) {}
+  explicit StatisticsTable(const model::SeenBroker& broker)
+      : broker_(broker), days_(daysOf(*broker.tree)) {}
 
   std::string text() {
-    for (const auto& group : found_.broker->executionGroups) addGroup(group);
+    for (const auto& group : broker_.tree->executionGroups) addGroup(group);
     return header() + "\n" + table_.text();
   }
 
@@ -75,22 +77,22 @@ class StatisticsTable {
   void addNode(const reader::Node& node);
   std::string collected(const reader::Time& time) const;
 
-  const Found& found_;
+  const model::SeenBroker& broker_;
   std::set<std::string> days_;
   Table table_{statisticsColumns()};
 };
 
 std::string StatisticsTable::header() const {
-  const reader::Broker& broker = *found_.broker;
-  std::string text = fmt::format("Broker {}  (uuid {})\n", shortened(broker.label, 40),
-                                 shortened(broker.uuid, 36));
-  text += fmt::format("segment {} bytes", found_.segment.size);
-  if (const reader::Area* area = found_.segment.copy.find(reader::kStatistics)) {
+  const reader::Broker& tree = *broker_.tree;
+  std::string text = fmt::format("Broker {}  (uuid {})\n", text::shortened(tree.label, 40),
+                                 text::shortened(tree.uuid, 36));
+  text += fmt::format("segment {} bytes", broker_.segment.size);
+  if (const reader::Area* area = broker_.segment.copy.find(reader::kStatistics)) {
     text += fmt::format(", statistics area {} of {} bytes used ({} %)", area->last, area->size,
                         std::uint64_t{area->last} * 100 / area->size);
   }
   text += fmt::format("\nreset {} UTC",
-                      broker.resetTime ? dateAndTime(*broker.resetTime) : std::string("never,"));
+                      tree.resetTime ? dateAndTime(*tree.resetTime) : std::string("never,"));
   if (days_.size() == 1) text += fmt::format(", collected on {} (UTC)", *days_.begin());
   return text + "\n";
 }
@@ -103,59 +105,47 @@ std::string StatisticsTable::collected(const reader::Time& time) const {
 
 void StatisticsTable::addGroup(const reader::ExecutionGroup& group) {
   const auto mark = [](bool deleted) { return deleted ? " (deleted)" : ""; };
-  std::string name = shortened(group.label, 40);
+  std::string name = text::shortened(group.label, 40);
   if (group.processId != 0) name += fmt::format(" (pid {})", group.processId);
   name += mark(group.deleted);
   if (group.messageFlows.empty()) table_.addLine(name);
   for (const auto& flow : group.messageFlows) {
-    table_.addLine(name + " / " + shortened(flow.label, 40) + mark(flow.deleted));
+    table_.addLine(name + " / " + text::shortened(flow.label, 40) + mark(flow.deleted));
     for (const auto& node : flow.nodes) addNode(node);
   }
 }
 
 void StatisticsTable::addNode(const reader::Node& node) {
-  std::vector<std::string> cells = {" " + shortened(node.label, kLongestLabel),
+  std::vector<std::string> cells = {" " + text::shortened(node.label, kLongestLabel),
                                     typeName(node.type)};
   const auto add = [&cells](std::initializer_list<std::string> more) {
     cells.insert(cells.end(), more);
   };
   if (node.statistics && node.statistics->firstCollection) {
     const reader::Statistics& s = *node.statistics;
-    add({fmt::to_string(s.messageCount), scaled(s.sumSize)});
+    add({whole(s.messageCount), scaled(s.sumSize)});
     add({average(s.sumSize, s.messageCount), scaled(s.minSize), scaled(s.maxSize)});
     add({average(s.sumElapsed, s.messageCount), scaled(s.minElapsed), scaled(s.maxElapsed)});
     add({average(s.sumQueued, s.messageCount), scaled(s.minQueued), scaled(s.maxQueued)});
     add({collected(s.firstCollection), collected(s.lastCollection)});
   } else {
-    const auto count = node.statistics ? node.statistics->messageCount : 0;
-    cells.push_back(node.statistics ? fmt::to_string(count) : "-");
+    cells.push_back(node.statistics ? whole(node.statistics->messageCount) : "-");
     cells.resize(15, "-");
   }
   cells.emplace_back(node.deleted ? "deleted" : "");
   table_.addRow(std::move(cells));
 }
 
-std::string tables(const Brokers& brokers) {
+}  // namespace
+
+std::string statisticsTables(const model::Snapshot& snapshot) {
   std::string text;
-  for (const Found& found : brokers.found) {
-    if (!found.broker) continue;
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->tree) continue;
     if (!text.empty()) text += "\n";
-    text += statisticsTable(found);
+    text += StatisticsTable(*broker).text();
   }
   return text;
 }
 
-}  // namespace
-
-std::string statisticsTable(const Found& found) {
-  return StatisticsTable(found).text();
-}
-
-int showStatistics(const Options& options, Format format, Output& output) {
-  const Brokers brokers = readBrokers(options, false);
-  reportProblems(brokers);
-  output.write(format == Format::json ? written(statisticsDocument(brokers)) : tables(brokers));
-  return brokers.exitCode;
-}
-
-}  // namespace cli
+}  // namespace render

@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 // Standard output that can be interrupted and whose reader may go away.
-#ifndef ZEB_AGENT_CLI_OUTPUT_H
-#define ZEB_AGENT_CLI_OUTPUT_H
+#ifndef ZEB_AGENT_FRONT_CLI_OUTPUT_H
+#define ZEB_AGENT_FRONT_CLI_OUTPUT_H
 
 #include <string_view>
 
 namespace cli {
 
 // Writes to a descriptor until its reader goes away, a write fails, or, once stopOnSignals() was
-// called, SIGINT or SIGTERM arrives. One per process, since it changes how signals are taken.
+// called, SIGINT or SIGTERM arrives. One per process, since it changes how signals are taken. The
+// descriptor stays its owner's.
 class Output {
  public:
+  // To be made before anything is opened: a descriptor that is closed counts as a failed write,
+  // also when nothing is written, and what is opened next would get its number.
   explicit Output(int descriptor);
   ~Output();
   Output(const Output&) = delete;
@@ -39,4 +42,4 @@ class Output {
 
 }  // namespace cli
 
-#endif  // ZEB_AGENT_CLI_OUTPUT_H
+#endif  // ZEB_AGENT_FRONT_CLI_OUTPUT_H

@@ -1,16 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "agent/cli/documents.h"
+#include "agent/render/json.h"
 
 #include <fmt/format.h>
 
-#include "agent/cli/show.h"
-#include "agent/reader/text.h"
+#include "agent/render/values.h"
+#include "agent/render/words.h"
+#include "text/printable.h"
 
-namespace cli {
+namespace render {
 namespace {
 
 Json timeOrNull(const reader::Time& time) {
   return time ? Json(isoTime(*time)) : Json(nullptr);
+}
+
+Json numberOrNull(const reader::Number& number) {
+  return number ? Json(*number) : Json(nullptr);
 }
 
 Json schema(const char* name) {
@@ -18,34 +23,34 @@ Json schema(const char* name) {
 }
 
 // What every broker's object begins with.
-Json identity(const Found& found) {
-  Json object = {{"label", found.broker ? Json(found.label()) : Json(nullptr)},
-                 {"uuid", found.uuid()},
-                 {"state", stateName(found.state())},
-                 {"keyFile", reader::utf8(std::string_view(found.segment.keyFile))},
-                 {"resetTime", found.broker ? timeOrNull(found.broker->resetTime) : Json(nullptr)}};
-  if (const std::string problem = describe(found); !problem.empty()) object["problem"] = problem;
+Json identity(const model::SeenBroker& broker) {
+  Json object = {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)},
+                 {"uuid", broker.uuid()},
+                 {"state", stateName(broker.state())},
+                 {"keyFile", broker.segment.keyFile},
+                 {"resetTime", broker.tree ? timeOrNull(broker.tree->resetTime) : Json(nullptr)}};
+  if (const std::string problem = problemOf(broker); !problem.empty()) object["problem"] = problem;
   return object;
 }
 
-void addDamage(Json& object, const Found& found) {
-  if (found.damage.empty()) return;
+void addDamage(Json& object, const model::SeenBroker& broker) {
+  if (broker.damage.empty()) return;
   Json& list = object["damage"] = Json::array();
-  for (const reader::Damage& damage : found.damage.list()) {
+  for (const reader::Damage& damage : broker.damage.list()) {
     list.push_back({{"area", damage.area}, {"offset", damage.offset}, {"reason", damage.reason}});
   }
 }
 
 Json statisticsObject(const reader::Statistics& statistics) {
   return {{"recordId", statistics.recordId.hex()},
-          {"messageCount", statistics.messageCount},
-          {"sumSize", statistics.sumSize},
+          {"messageCount", numberOrNull(statistics.messageCount)},
+          {"sumSize", numberOrNull(statistics.sumSize)},
           {"maxSize", statistics.maxSize},
           {"minSize", statistics.minSize},
-          {"sumElapsed", statistics.sumElapsed},
+          {"sumElapsed", numberOrNull(statistics.sumElapsed)},
           {"maxElapsed", statistics.maxElapsed},
           {"minElapsed", statistics.minElapsed},
-          {"sumQueued", statistics.sumQueued},
+          {"sumQueued", numberOrNull(statistics.sumQueued)},
           {"maxQueued", statistics.maxQueued},
           {"minQueued", statistics.minQueued},
           {"firstCollection", timeOrNull(statistics.firstCollection)},
@@ -54,7 +59,7 @@ Json statisticsObject(const reader::Statistics& statistics) {
 
 Json nodeObject(const reader::Node& node) {
   return {{"label", node.label},
-          {"type", reader::nodeTypeName(node.type)},
+          {"type", nodeTypeName(node.type)},
           {"nodeType", node.type},
           {"subFlowName", node.subFlowName},
           {"deleted", node.deleted},
@@ -98,25 +103,13 @@ Json segmentObject(const reader::Segment& segment) {
           {"areas", std::move(areas)}};
 }
 
-const char* kindName(reader::EventKind kind) {
-  switch (kind) {
-    case reader::EventKind::message:
-      return "message";
-    case reader::EventKind::exception:
-      return "exception";
-    case reader::EventKind::unknown:
-      break;
-  }
-  return "unknown";
-}
-
 Json originObject(const reader::Event& event) {
   if (!event.origin) return nullptr;
   return {{"recordId", event.templateId.hex()},
           {"executionGroup", event.origin->executionGroup},
           {"messageFlow", event.origin->messageFlow},
           {"node", event.origin->node},
-          {"type", reader::nodeTypeName(event.origin->nodeType)},
+          {"type", nodeTypeName(event.origin->nodeType)},
           {"nodeType", event.origin->nodeType},
           {"text", event.origin->text}};
 }
@@ -127,41 +120,49 @@ std::string withMilliseconds(const reader::Stamp& stamp) {
   return text;
 }
 
+// The edge where texts from outside leave: no document has one that did not pass here.
+void makePrintable(Json& value) {
+  if (value.is_string()) value = text::printable(value.get_ref<const std::string&>());
+  if (value.is_structured()) {
+    for (Json& member : value) makePrintable(member);
+  }
+}
+
 }  // namespace
 
-Json brokersDocument(const Options& options, const Brokers& brokers) {
+Json brokersDocument(const model::Snapshot& snapshot) {
   Json document = schema("zebmon.brokers");
-  document["temporaryDirectory"] = reader::utf8(std::string_view(options.temporaryDirectory));
+  document["temporaryDirectory"] = snapshot.directory;
   Json& list = document["brokers"] = Json::array();
-  for (const Found& found : brokers.found) {
-    Json object = identity(found);
-    object["segment"] = segmentObject(found.segment);
-    object["executionGroups"] = found.broker ? found.broker->executionGroups.size() : 0;
-    addDamage(object, found);
+  for (const auto& broker : snapshot.brokers) {
+    Json object = identity(*broker);
+    object["segment"] = segmentObject(broker->segment);
+    object["executionGroups"] = broker->tree ? broker->tree->executionGroups.size() : 0;
+    addDamage(object, *broker);
     list.push_back(std::move(object));
   }
   return document;
 }
 
-Json statisticsDocument(const Brokers& brokers) {
+Json statisticsDocument(const model::Snapshot& snapshot) {
   Json document = schema("zebmon.stats");
   Json& list = document["brokers"] = Json::array();
-  for (const Found& found : brokers.found) {
-    Json object = identity(found);
+  for (const auto& broker : snapshot.brokers) {
+    Json object = identity(*broker);
     Json& groups = object["executionGroups"] = Json::array();
-    if (found.broker) {
-      for (const auto& group : found.broker->executionGroups) groups.push_back(groupObject(group));
+    if (broker->tree) {
+      for (const auto& group : broker->tree->executionGroups) groups.push_back(groupObject(group));
     }
-    addDamage(object, found);
+    addDamage(object, *broker);
     list.push_back(std::move(object));
   }
   return document;
 }
 
-Json eventDocument(const Found& found, const reader::Event& event) {
+Json eventDocument(const model::SeenBroker& broker, const reader::Event& event) {
   Json document = schema("zebmon.event");
-  document["broker"] = {{"label", found.broker ? Json(found.label()) : Json(nullptr)},
-                        {"uuid", found.uuid()}};
+  document["broker"] = {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)},
+                        {"uuid", broker.uuid()}};
   document["kind"] = kindName(event.kind());
   document["time"] = timeOrNull(event.time);
   document["recordId"] = event.recordId.hex();
@@ -177,8 +178,9 @@ Json eventDocument(const Found& found, const reader::Event& event) {
   return document;
 }
 
-std::string written(const Json& document, bool oneLine) {
+std::string written(Json document, bool oneLine) {
+  makePrintable(document);
   return document.dump(oneLine ? -1 : 2, ' ', true) + '\n';
 }
 
-}  // namespace cli
+}  // namespace render

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // Aligned columns.
-#ifndef ZEB_AGENT_CLI_TABLE_H
-#define ZEB_AGENT_CLI_TABLE_H
+#ifndef ZEB_AGENT_RENDER_TABLE_H
+#define ZEB_AGENT_RENDER_TABLE_H
 
 #include <string>
 #include <vector>
 
-namespace cli {
+namespace render {
 
+// Every text that is added is made printable: one line stays one line, whatever is in it.
 class Table {
  public:
   struct Column {
@@ -23,7 +24,7 @@ class Table {
   void addRow(std::vector<std::string> cells);
 
   // A line of its own, which no column is made wider for.
-  void addLine(std::string text);
+  void addLine(const std::string& text);
 
   // Every line ends in a newline and in no blank.
   std::string text() const;
@@ -42,6 +43,6 @@ class Table {
   std::vector<Row> rows_;
 };
 
-}  // namespace cli
+}  // namespace render
 
-#endif  // ZEB_AGENT_CLI_TABLE_H
+#endif  // ZEB_AGENT_RENDER_TABLE_H

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "agent/cli/output.h"
+#include "agent/front/cli/output.h"
 
+#include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
 #include <signal.h>
@@ -14,6 +15,9 @@ namespace cli {
 
 Output::Output(int descriptor) : descriptor_(descriptor) {
   signal(SIGPIPE, SIG_IGN);
+  if (fcntl(descriptor, F_GETFD) != -1) return;
+  error_ = errno;
+  ended_ = true;
 }
 
 Output::~Output() {

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/cli/command_line.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/messages.h"
+#include "agent/render/values.h"
+#include "format/version.h"
+#include "text/printable.h"
+
+namespace cli {
+namespace {
+
+void declare(CLI::App& app, Request& request) {
+  app.require_subcommand(1);
+  app.footer(kExitCodes);
+  app.set_version_flag("--version", std::string("zebmon ") + layout::kVersion,
+                       "Print version, commit and format of the stored bytes");
+  for (const Command& command : commands()) {
+    CLI::App& options = *app.add_subcommand(command.name, command.summary);
+    options.footer(kExitCodes);
+    command.declare(options, request);
+  }
+}
+
+// The parser quotes arguments as they are.
+std::string inPrintableLine(const CLI::App* app, const CLI::Error& error) {
+  return text::printable(error.what()) + "\nRun with " + app->get_help_ptr()->get_name() +
+         " for more information.\n";
+}
+
+// Help or version when they were asked for, else what is wrong.
+ExitCode answer(const CLI::App& app, const CLI::ParseError& error, Output& output) {
+  std::ostringstream answer;
+  std::ostringstream complaint;
+  const int code = app.exit(error, answer, complaint);
+  output.write(answer.str());
+  say(complaint.str());
+  return code == 0 ? kDone : kUsage;
+}
+
+}  // namespace
+
+ExitCode interpret(int argc, const char* const* argv, Output& output) {
+  CLI::App app("Shows what the monitoring nodes of this machine's brokers have collected.",
+               "zebmon");
+  app.failure_message(inPrintableLine);
+  Request request;
+  declare(app, request);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return answer(app, error, output);
+  }
+  const auto asked = [&app](const Command& command) { return app.got_subcommand(command.name); };
+  return std::ranges::find_if(commands(), asked)->run(request, output);
+}
+
+bool wasWritten(const Output& output) {
+  if (output.error() == 0) return true;
+  complain("can't write to standard output: " + render::errorText(output.error()));
+  return false;
+}
+
+}  // namespace cli

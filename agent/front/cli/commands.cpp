@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/cli/commands.h"
+
+namespace cli {
+
+std::span<const Command> commands() {
+  static constexpr Command kCommands[] = {
+      {"brokers", "The brokers that have shared memory here", declareBrokers, runBrokers},
+      {"stats", "Messages, sizes and times of every node", declareStats, runStats},
+      {"events", "What nodes posted, the newest last", declareEvents, runEvents},
+  };
+  return kCommands;
+}
+
+}  // namespace cli

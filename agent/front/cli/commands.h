@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// What zebmon can be asked to do: one row a command, one file a row.
+#ifndef ZEB_AGENT_FRONT_CLI_COMMANDS_H
+#define ZEB_AGENT_FRONT_CLI_COMMANDS_H
+
+#include <CLI/CLI.hpp>
+#include <span>
+
+#include "agent/front/cli/exit_code.h"
+#include "agent/front/cli/output.h"
+#include "agent/front/cli/request.h"
+
+namespace cli {
+
+struct Command {
+  const char* name;
+  const char* summary;
+
+  // Adds the options that the command takes. Parsing writes into `request`, which must live until
+  // then.
+  void (*declare)(CLI::App& options, Request& request);
+
+  // Does it: data goes to the output, everything else to standard error.
+  ExitCode (*run)(const Request& request, Output& output);
+};
+
+// All of them, in the order of --help.
+std::span<const Command> commands();
+
+void declareBrokers(CLI::App& options, Request& request);
+ExitCode runBrokers(const Request& request, Output& output);
+
+void declareStats(CLI::App& options, Request& request);
+ExitCode runStats(const Request& request, Output& output);
+
+// With --follow, ends only with the output.
+void declareEvents(CLI::App& options, Request& request);
+ExitCode runEvents(const Request& request, Output& output);
+
+}  // namespace cli
+
+#endif  // ZEB_AGENT_FRONT_CLI_COMMANDS_H

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <map>
+#include <optional>
+
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/messages.h"
+#include "agent/front/cli/options.h"
+#include "agent/model/collector.h"
+#include "agent/model/selection.h"
+#include "agent/render/json.h"
+#include "agent/render/screens.h"
+#include "agent/render/words.h"
+
+namespace cli {
+namespace {
+
+// Says each problem once for as long as it stays the same, and again when it comes back.
+class Problems {
+ public:
+  // All that is wrong now, by what it is wrong with.
+  using Current = std::map<std::string, std::string>;
+
+  void report(Current current) {
+    for (const auto& [name, problem] : current) {
+      const auto known = reported_.find(name);
+      if (known == reported_.end() || known->second != problem) complain(problem);
+    }
+    reported_ = std::move(current);
+  }
+
+ private:
+  Current reported_;
+};
+
+// Shows what each broker posted since the last look.
+class Watch {
+ public:
+  Watch(const Request& request, Output& output)
+      : request_(request),
+        output_(output),
+        collector_(request.directory, model::Events::read),
+        selection_{.since = std::nullopt, .kind = request.events.kind} {}
+
+  // One look; returns the exit code that it would end with.
+  ExitCode look();
+
+ private:
+  void show(const model::SeenBroker& broker);
+  std::string formatted(const model::SeenBroker& broker, const reader::Event& event);
+  void reportProblems(const model::Snapshot& selected, const std::string& ofAll);
+
+  const Request& request_;
+  Output& output_;
+  model::Collector collector_;
+  model::EventSelection selection_;
+  Problems problems_;
+  std::string shownBroker_;  // its key file
+};
+
+std::string Watch::formatted(const model::SeenBroker& broker, const reader::Event& event) {
+  if (request_.format == Format::json) {
+    return render::written(render::eventDocument(broker, event), true);
+  }
+  std::string text;
+  if (broker.segment.keyFile != shownBroker_) {
+    if (!shownBroker_.empty()) text = "\n";
+    text += render::eventsHeader(broker);
+  }
+  shownBroker_ = broker.segment.keyFile;
+  return text + render::eventLines(event);
+}
+
+void Watch::show(const model::SeenBroker& broker) {
+  complain(render::missedOf(broker));
+  if (!broker.events) return;
+  for (const reader::Event& event : broker.events->events) {
+    if (!model::selects(selection_, event)) continue;
+    if (!output_.write(formatted(broker, event))) return;
+  }
+}
+
+// A follower says in one line what is wrong: what is damaged changes with every look.
+void Watch::reportProblems(const model::Snapshot& selected, const std::string& ofAll) {
+  if (!request_.events.follow) {
+    complain(ofAll);
+    for (const auto& broker : selected.brokers) reportProblem(*broker);
+    return;
+  }
+  Problems::Current current = {{"", ofAll}};
+  for (const auto& broker : selected.brokers) {
+    current[broker->segment.keyFile] = namedProblemOf(*broker);
+  }
+  problems_.report(std::move(current));
+}
+
+ExitCode Watch::look() {
+  const auto snapshot = collector_.take();
+  const model::Snapshot selected = model::select(*snapshot, request_.selection);
+  if (request_.events.since && !selection_.since) {
+    selection_.since = request_.events.since->at(model::secondsOf(*snapshot));
+  }
+  for (const auto& broker : selected.brokers) show(*broker);
+  reportProblems(selected, render::problemOf(*snapshot, selected, request_.selection));
+  return exitCodeOf(selected);
+}
+
+void takeSince(std::optional<Since>& since, const std::string& text) {
+  since = parseSince(text);
+  if (since) return;
+  throw CLI::ValidationError("--since", "\"" + text +
+                                            "\" is neither a time like 2026-01-31T23:59:58Z nor "
+                                            "an age like 15m");
+}
+
+}  // namespace
+
+void declareEvents(CLI::App& options, Request& request) {
+  static const std::map<std::string, Format> kFormats = {{"table", Format::table},
+                                                         {"jsonl", Format::json}};
+  static const std::map<std::string, reader::EventKind> kKinds = {
+      {"message", reader::EventKind::message}, {"exception", reader::EventKind::exception}};
+  EventsRequest& events = request.events;
+  addSelection(options, request);
+  addChoice(options, "--format", request.format, kFormats, "Lines or JSON, one a line",
+            "table|jsonl");
+  addChoice(options, "--kind", events.kind, kKinds, "Only these", "message|exception");
+  options
+      .add_option_function<std::string>(
+          "--since", [&events](const std::string& text) { takeSince(events.since, text); },
+          "Not before 2026-01-31T23:59:58Z (UTC), or not longer ago than 90s, 15m, 12h, 7d")
+      ->type_name("T");
+  options.add_flag("--follow", events.follow, "Go on with what is posted from now on");
+  options.add_option("--interval", events.interval, "Time between two looks with --follow")
+      ->check(CLI::Range(1, 3600000))
+      ->type_name("MS")
+      ->capture_default_str();
+}
+
+ExitCode runEvents(const Request& request, Output& output) {
+  Watch watch(request, output);
+  if (!request.events.follow) return watch.look();
+  output.stopOnSignals();
+  do {
+    watch.look();
+  } while (output.wait(request.events.interval));
+  return kDone;
+}
+
+}  // namespace cli

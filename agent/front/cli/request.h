@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the command line asked for.
+#ifndef ZEB_AGENT_FRONT_CLI_REQUEST_H
+#define ZEB_AGENT_FRONT_CLI_REQUEST_H
+
+#include <optional>
+#include <string>
+
+#include "agent/front/cli/since.h"
+#include "agent/model/selection.h"
+
+namespace cli {
+
+enum class Format { table, json };  // json: one document, or one a line where there is no end
+
+// Only of "events".
+struct EventsRequest {
+  std::optional<Since> since;
+  std::optional<reader::EventKind> kind;
+  bool follow = false;
+  int interval = 500;  // milliseconds between two looks
+};
+
+// Each command declares the options that it takes; the others keep their defaults.
+struct Request {
+  std::string directory;  // of the key files; empty: as the library is configured here
+  model::Selection selection;
+  Format format = Format::table;
+  EventsRequest events;
+};
+
+}  // namespace cli
+
+#endif  // ZEB_AGENT_FRONT_CLI_REQUEST_H

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+// The one place where the machine is looked at.
+#ifndef ZEB_AGENT_MODEL_COLLECTOR_H
+#define ZEB_AGENT_MODEL_COLLECTOR_H
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "agent/model/snapshot.h"
+#include "agent/reader/events.h"
+
+namespace model {
+
+enum class Events { leave, read };
+
+// Takes snapshots of one machine: its temporary directory, and the segment of each key file in it.
+// Keeps only what it needs to tell new events from old ones. For one thread.
+class Collector {
+ public:
+  // `directory` may lack its last "/". Empty: the one that the library uses on this machine.
+  explicit Collector(std::string directory, Events events = Events::leave);
+
+  // Looks at everything once. Never null; what can't be read is a fact of the snapshot. A segment
+  // is attached only while it is copied; no lock is taken, and nothing is made or written.
+  std::shared_ptr<const Snapshot> take();
+
+ private:
+  std::shared_ptr<const SeenBroker> look(const std::string& keyFile);
+  void forgetAllBut(const std::vector<std::string>& keyFiles);
+
+  std::string directory_;
+  Events events_;
+  std::map<std::string, reader::EventLog> logs_;  // by key file
+};
+
+}  // namespace model
+
+#endif  // ZEB_AGENT_MODEL_COLLECTOR_H

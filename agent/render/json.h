@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+// JSON for scripts. Every document carries "schema" and "version"; a version only ever gains keys.
+#ifndef ZEB_AGENT_RENDER_JSON_H
+#define ZEB_AGENT_RENDER_JSON_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "agent/model/snapshot.h"
+
+namespace render {
+
+// Keys stand in the order in which they were written.
+using Json = nlohmann::ordered_json;
+
+// What can't be read, or isn't known, is null. Texts are as they were stored; written() makes them
+// fit for the outside.
+Json brokersDocument(const model::Snapshot& snapshot);
+Json statisticsDocument(const model::Snapshot& snapshot);
+Json eventDocument(const model::SeenBroker& broker, const reader::Event& event);
+
+// ASCII with a newline at its end: every text in it printable, and what is left above ASCII as
+// "\u00f6". Indented unless it is to be one line.
+std::string written(Json document, bool oneLine = false);
+
+}  // namespace render
+
+#endif  // ZEB_AGENT_RENDER_JSON_H

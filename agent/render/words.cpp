@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/render/words.h"
+
+#include <fmt/format.h>
+
+#include <iterator>
+
+#include "agent/render/values.h"
+#include "text/printable.h"
+
+namespace render {
+namespace {
+
+using model::SeenBroker;
+using model::Snapshot;
+using reader::State;
+using text::printable;
+
+constexpr std::size_t kLongestName = 60;
+constexpr std::size_t kMostNames = 20;
+
+std::string noPermission(const SeenBroker& broker) {
+  const std::string& group = broker.segment.group;
+  if (group.empty()) {
+    return fmt::format("no permission to look at {}", printable(broker.segment.keyFile));
+  }
+  return fmt::format(
+      "no permission to read its shared memory, which belongs to group {0}: run zebmon as a member "
+      "of that group (sg {0} -c zebmon)",
+      printable(group));
+}
+
+std::string damaged(const SeenBroker& broker) {
+  const std::size_t places = broker.damage.list().size();
+  return fmt::format(
+      "damaged in {}{} place{}; what could be read is shown. Stopping all processes of the broker "
+      "removes the memory, and starting them makes a new one",
+      places == reader::DamageList::kMost ? "at least " : "", places, places == 1 ? "" : "s");
+}
+
+std::string noneAtAll(const Snapshot& snapshot) {
+  return fmt::format(
+      "no broker has a key file (*.zebcshme) in {}. Deploy a node, or name the directory that the "
+      "brokers use with --temp-directory",
+      printable(snapshot.directory));
+}
+
+std::string noneSelected(const Snapshot& snapshot, const std::string& name) {
+  std::string text = fmt::format(
+      "no broker \"{0}\": there is no key file {1}{0}.zebcshme, and no segment that could be read "
+      "has that label. Deploy a node in it, or name the directory that it uses with "
+      "--temp-directory (a service may have a private one)",
+      printable(name), printable(snapshot.directory));
+  std::size_t unknown = 0;
+  for (const auto& broker : snapshot.brokers) {
+    if (broker->tree || ++unknown > kMostNames) continue;
+    text += fmt::format("; label unknown: {}", nameOf(*broker));
+  }
+  if (unknown > kMostNames) text += fmt::format("; and {} more", unknown - kMostNames);
+  return text;
+}
+
+}  // namespace
+
+const char* stateName(State state) {
+  switch (state) {
+    case State::ok:
+      return "ok";
+    case State::noKeyFile:
+      return "noKeyFile";
+    case State::noSegment:
+      return "noSegment";
+    case State::noPermission:
+      return "noPermission";
+    case State::notInitialised:
+      return "notInitialised";
+    case State::damaged:
+      return "damaged";
+    case State::failed:
+      break;
+  }
+  return "failed";
+}
+
+const char* kindName(reader::EventKind kind) {
+  switch (kind) {
+    case reader::EventKind::message:
+      return "message";
+    case reader::EventKind::exception:
+      return "exception";
+    case reader::EventKind::unknown:
+      break;
+  }
+  return "unknown";
+}
+
+const char* nodeTypeName(std::uint32_t type) {
+  constexpr const char* names[] = {"unknown", "input",        "output",
+                                   "other",   "subFlowInput", "subFlowOutput"};
+  return names[type < std::size(names) ? type : 0];
+}
+
+std::string nameOf(const SeenBroker& broker) {
+  const std::string label = broker.label();
+  return label.empty() ? "uuid " + text::shortened(broker.uuid(), kLongestName)
+                       : text::shortened(label, kLongestName);
+}
+
+std::string problemOf(const SeenBroker& broker) {
+  const std::string keyFile = printable(broker.segment.keyFile);
+  switch (broker.state()) {
+    case State::ok:
+      return {};
+    case State::noKeyFile:
+      return fmt::format("the key file {} is gone: the broker has just stopped", keyFile);
+    case State::noSegment:
+      return fmt::format(
+          "key file {} without shared memory: the broker has just stopped, or was killed and the "
+          "memory removed. While the broker is down, the file can be deleted",
+          keyFile);
+    case State::noPermission:
+      return noPermission(broker);
+    case State::notInitialised:
+      return fmt::format(
+          "shared memory without a header: the broker is just starting, so try again. If that "
+          "stays so, its first process died: stop the broker and remove it with ipcrm -m {}",
+          broker.segment.id);
+    case State::damaged:
+      return damaged(broker);
+    case State::failed:
+      break;
+  }
+  return fmt::format("{} failed: {}", broker.segment.call, errorText(broker.segment.error));
+}
+
+std::vector<std::string> damageOf(const SeenBroker& broker) {
+  std::vector<std::string> lines;
+  for (const reader::Damage& damage : broker.damage.list()) {
+    lines.push_back(fmt::format("{}, offset {}: {}", damage.area, damage.offset, damage.reason));
+  }
+  return lines;
+}
+
+std::string problemOf(const Snapshot& snapshot, const Snapshot& selected,
+                      const model::Selection& selection) {
+  if (snapshot.error != 0) {
+    return fmt::format("can't read the directory {}: {}", printable(snapshot.directory),
+                       errorText(snapshot.error));
+  }
+  if (!selected.brokers.empty()) return {};
+  return selection.broker.empty() ? noneAtAll(snapshot) : noneSelected(snapshot, selection.broker);
+}
+
+std::string missedOf(const SeenBroker& broker) {
+  if (!broker.events || !broker.events->overrun) return {};
+  return fmt::format(
+      "broker {}: at least {} events may have been overwritten before they could be read, and {} "
+      "more for each further turn of the ring",
+      nameOf(broker), broker.events->missed, broker.events->perTurn);
+}
+
+}  // namespace render

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+// Every sentence of what is wrong and of what to do, and the names of things. All of it is
+// printable, whatever the labels and file names in it hold. Sentences come without their last full
+// stop.
+#ifndef ZEB_AGENT_RENDER_WORDS_H
+#define ZEB_AGENT_RENDER_WORDS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "agent/model/selection.h"
+#include "agent/model/snapshot.h"
+
+namespace render {
+
+// The name of a state, a kind of event and a kind of node, in tables and in JSON. Node types are
+// "input", "output", "other", "subFlowInput" and "subFlowOutput"; any other code is "unknown".
+const char* stateName(reader::State state);
+const char* kindName(reader::EventKind kind);
+const char* nodeTypeName(std::uint32_t type);
+
+// "BRK1", or "uuid ..." while the label is unknown; at most 65 columns.
+std::string nameOf(const model::SeenBroker& broker);
+
+// What is wrong with a broker and what to do about it; empty when nothing is.
+std::string problemOf(const model::SeenBroker& broker);
+
+// One line a damaged place: area, offset, reason.
+std::vector<std::string> damageOf(const model::SeenBroker& broker);
+
+// Why nothing was selected from `snapshot`, or nothing could be, and what to do; empty when
+// `selected`, which is what select() made of the two, holds a broker.
+std::string problemOf(const model::Snapshot& snapshot, const model::Snapshot& selected,
+                      const model::Selection& selection);
+
+// How many events were overwritten before they could be read; empty when none was, or when nobody
+// asked for events.
+std::string missedOf(const model::SeenBroker& broker);
+
+}  // namespace render
+
+#endif  // ZEB_AGENT_RENDER_WORDS_H

@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+// Every sentence of what is wrong and what to do.
+#include "agent/render/words.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+namespace {
+
+using model::SeenBroker;
+using model::Snapshot;
+using reader::State;
+
+SeenBroker in(State state) {
+  SeenBroker broker;
+  broker.segment.state = state;
+  broker.segment.keyFile = "/tmp/1-2-3.zebcshme";
+  broker.segment.uuid = "1-2-3";
+  broker.segment.id = 42;
+  return broker;
+}
+
+std::shared_ptr<const SeenBroker> unknown(const std::string& uuid) {
+  SeenBroker broker = in(State::noSegment);
+  broker.segment.uuid = uuid;
+  return std::make_shared<const SeenBroker>(broker);
+}
+
+}  // namespace
+
+TEST(Words, AStateHasItsNameAndSaysWhatToDo) {
+  EXPECT_STREQ("ok", render::stateName(State::ok));
+  EXPECT_EQ("", render::problemOf(in(State::ok)));
+  EXPECT_STREQ("noKeyFile", render::stateName(State::noKeyFile));
+  EXPECT_EQ("the key file /tmp/1-2-3.zebcshme is gone: the broker has just stopped",
+            render::problemOf(in(State::noKeyFile)));
+  EXPECT_STREQ("noSegment", render::stateName(State::noSegment));
+  EXPECT_EQ(
+      "key file /tmp/1-2-3.zebcshme without shared memory: the broker has just stopped, or was "
+      "killed and the memory removed. While the broker is down, the file can be deleted",
+      render::problemOf(in(State::noSegment)));
+  EXPECT_STREQ("notInitialised", render::stateName(State::notInitialised));
+  EXPECT_EQ(
+      "shared memory without a header: the broker is just starting, so try again. If that stays "
+      "so, its first process died: stop the broker and remove it with ipcrm -m 42",
+      render::problemOf(in(State::notInitialised)));
+}
+
+TEST(Words, WithoutPermissionTheGroupIsNamedIfItIsKnown) {
+  EXPECT_STREQ("noPermission", render::stateName(State::noPermission));
+  SeenBroker broker = in(State::noPermission);
+  EXPECT_EQ("no permission to look at /tmp/1-2-3.zebcshme", render::problemOf(broker));
+  broker.segment.group = "brokers";
+  EXPECT_EQ(
+      "no permission to read its shared memory, which belongs to group brokers: run zebmon as a "
+      "member of that group (sg brokers -c zebmon)",
+      render::problemOf(broker));
+}
+
+TEST(Words, AFailedCallIsNamedWithItsError) {
+  EXPECT_STREQ("failed", render::stateName(State::failed));
+  SeenBroker broker = in(State::failed);
+  broker.segment.call = "shmat";
+  broker.segment.error = ENOMEM;
+  EXPECT_EQ("shmat failed: Cannot allocate memory", render::problemOf(broker));
+}
+
+TEST(Words, DamageIsCountedAsFarAsItWasListed) {
+  EXPECT_STREQ("damaged", render::stateName(State::damaged));
+  const std::string rest =
+      "; what could be read is shown. Stopping all processes of the broker removes the memory, "
+      "and starting them makes a new one";
+  SeenBroker broker = in(State::ok);
+  broker.damage.add("statistics", 7, "bad");
+  EXPECT_EQ("damaged in 1 place" + rest, render::problemOf(broker));
+  EXPECT_EQ(std::vector<std::string>{"statistics, offset 7: bad"}, render::damageOf(broker));
+  broker.damage.add("segment", 8, "worse");
+  EXPECT_EQ("damaged in 2 places" + rest, render::problemOf(broker));
+  for (int i = 0; i < 200; ++i) broker.damage.add("segment", 8, "worse");
+  EXPECT_EQ("damaged in at least 100 places" + rest, render::problemOf(broker));
+}
+
+TEST(Words, WhyNothingWasSelected) {
+  Snapshot snapshot;
+  snapshot.directory = "/tmp/";
+  EXPECT_EQ(
+      "no broker has a key file (*.zebcshme) in /tmp/. Deploy a node, or name the directory that "
+      "the brokers use with --temp-directory",
+      render::problemOf(snapshot, snapshot, {}));
+  const std::string none =
+      "no broker \"B\": there is no key file /tmp/B.zebcshme, and no segment that could be read "
+      "has that label. Deploy a node in it, or name the directory that it uses with "
+      "--temp-directory (a service may have a private one)";
+  EXPECT_EQ(none, render::problemOf(snapshot, snapshot, {.broker = "B"}));
+  Snapshot all = snapshot;
+  all.brokers.push_back(unknown("4-5-6"));
+  EXPECT_EQ(none + "; label unknown: uuid 4-5-6",
+            render::problemOf(all, snapshot, {.broker = "B"}));
+  EXPECT_EQ("", render::problemOf(all, all, {.broker = "4-5-6"}));
+  all.brokers.assign(23, unknown("x"));
+  const std::string many = render::problemOf(all, snapshot, {.broker = "B"});
+  EXPECT_TRUE(many.ends_with("; label unknown: uuid x; and 3 more")) << many;
+}
+
+TEST(Words, ADirectoryThatCannotBeReadComesBeforeAllElse) {
+  Snapshot snapshot;
+  snapshot.directory = "/absent/";
+  snapshot.error = ENOENT;
+  EXPECT_EQ("can't read the directory /absent/: No such file or directory",
+            render::problemOf(snapshot, snapshot, {.broker = "B"}));
+}
+
+TEST(Words, ABrokerIsNamedByItsLabelElseByItsUuid) {
+  SeenBroker broker = in(State::ok);
+  EXPECT_EQ("uuid 1-2-3", render::nameOf(broker));
+  broker.tree.emplace();
+  broker.tree->uuid = "7-8-9";
+  EXPECT_EQ("uuid 7-8-9", render::nameOf(broker));
+  broker.tree->label = "BRK1";
+  EXPECT_EQ("BRK1", render::nameOf(broker));
+}
+
+TEST(Words, MissedEventsAreToldOnlyAfterAnOverrun) {
+  SeenBroker broker = in(State::ok);
+  EXPECT_EQ("", render::missedOf(broker));
+  broker.events.emplace();
+  broker.events->missed = 5;
+  broker.events->perTurn = 28;
+  EXPECT_EQ("", render::missedOf(broker));
+  broker.events->overrun = true;
+  EXPECT_EQ(
+      "broker uuid 1-2-3: at least 5 events may have been overwritten before they could be read, "
+      "and 28 more for each further turn of the ring",
+      render::missedOf(broker));
+}
+
+TEST(Words, NodeTypesAndKindsOfEventsHaveNames) {
+  EXPECT_STREQ("input", render::nodeTypeName(1));
+  EXPECT_STREQ("output", render::nodeTypeName(2));
+  EXPECT_STREQ("other", render::nodeTypeName(3));
+  EXPECT_STREQ("subFlowInput", render::nodeTypeName(4));
+  EXPECT_STREQ("subFlowOutput", render::nodeTypeName(5));
+  EXPECT_STREQ("unknown", render::nodeTypeName(0));
+  EXPECT_STREQ("unknown", render::nodeTypeName(6));
+  EXPECT_STREQ("unknown", render::nodeTypeName(0xFFFFFFFF));
+  EXPECT_STREQ("message", render::kindName(reader::EventKind::message));
+  EXPECT_STREQ("exception", render::kindName(reader::EventKind::exception));
+  EXPECT_STREQ("unknown", render::kindName(reader::EventKind::unknown));
+}
