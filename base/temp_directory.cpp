@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/temp_directory.h"
 
-#include <cstdio>
+#include <cstring>
 #include <mutex>
 
 #include "base/settings.h"
@@ -23,10 +23,12 @@ ZEB_String ZEB_GetTempDirectory() {
   const std::lock_guard guard(computing);
   if (kept[0] == '\0') {
     const ZEB_String value = ZEB_ConfigurationValue("ZEBTempDirectory");
-    const char* const text = value.getcValue();
-    if (!text) return value;
-    const char* const end = value.size() > 0 && text[value.size() - 1] != '/' ? "/" : "";
-    std::snprintf(kept, sizeof kept, "%s%s", value.size() > 0 ? text : "/tmp/", end);
+    if (!value.OK()) return value;
+    std::strcpy(kept, "/tmp/");
+    if (const std::uint32_t length = value.size()) {
+      zebtostr(kept, value.getwcValue(), length);
+      if (kept[length - 1] != '/') std::strcat(kept, "/");
+    }
   }
   return ZEB_String(kept);
 }

@@ -52,17 +52,40 @@ Buffer makeBuffer(HostName& name) {
   return buffer;
 }
 
-// The UUID in the first registry directory that holds one; empty when none does.
-ZEB_String brokerUuid(const ZEB_String& label) {
+// Whether memory sufficed for the units and for the narrow view, by which settings are looked up
+// and compared.
+bool isWhole(const ZEB_String& text) {
+  return text.getcValue() != nullptr;
+}
+
+bool isWhole(const ZEB_Resource_ID& id) {
+  return id.getUuid().OK() && id.getLabel().OK();
+}
+
+// Takes the UUID from the first registry directory that holds one; empty when none does. False when
+// memory ran out: which segment is the broker's is unknown then.
+bool findUuid(const ZEB_String& label, ZEB_String& uuid) {
   const ZEB_String places[] = {ZEB_String("/var/holt/registry/") + label,
                                ZEB_String("/var/orva/registry/") + label,
                                ZEB_String("/var/orva/registry/") + label + "/CurrentVersion"};
-  ZEB_String uuid;
   for (const ZEB_String& place : places) {
+    if (!isWhole(place)) return false;
     uuid = ZEB_GetRegistryValue(place.getcValue(), "BrokerUUID");
+    if (!uuid.OK()) return false;
     if (uuid.size() > 0) break;
   }
-  return uuid;
+  return true;
+}
+
+// Takes the override of that broker, "NoOverride" included; without one it stays. False when memory
+// ran out.
+bool findOverride(const ZEB_String& label, int& activationOverride) {
+  const ZEB_String key = ZEB_String("ZEBActivateNodeFor") + label;
+  if (!isWhole(key)) return false;
+  const ZEB_String configured = ZEB_ConfigurationValue(key.getcValue());
+  if (!isWhole(configured)) return false;
+  activationOverride = ZEB_OverrideOf(configured, activationOverride);
+  return true;
 }
 
 }  // namespace
@@ -135,7 +158,8 @@ void ZEB_Node_Context::getResourceNames() {
   const ZEB_String brokerLabel(buffers[0].get());
   const ZEB_String groupLabel(buffers[1].get());
   const ZEB_String flowLabel(buffers[2].get());
-  const ZEB_String uuid = brokerUuid(brokerLabel);
+  ZEB_String uuid;
+  const bool uuidKnown = findUuid(brokerLabel, uuid);
   brokerId_.setUuid(&uuid);
   brokerId_.setLabel(&brokerLabel);
   executionGroupId_.setLabel(&groupLabel);
@@ -145,10 +169,13 @@ void ZEB_Node_Context::getResourceNames() {
   trace.text("Execution Group Label = %s", groupLabel);
   trace.text("Message Flow Label = %s", flowLabel);
 
-  // Takes precedence over the key for all brokers, "NoOverride" included.
-  const ZEB_String key = ZEB_String("ZEBActivateNodeFor") + brokerLabel;
-  activationOverride_ =
-      ZEB_OverrideOf(ZEB_ConfigurationValue(key.getcValue()), activationOverride_);
+  const bool overrideKnown = findOverride(brokerLabel, activationOverride_);
+  // What memory ran out for must not be taken for what nobody has set.
+  if (uuidKnown && overrideKnown && isWhole(brokerId_) && isWhole(executionGroupId_) &&
+      isWhole(messageFlowId_))
+    return;
+  trace.allocationError();
+  status_ = ZEB_STATUS_FAILED;
 }
 
 // The host may complete the node while the message is downstream, and the node be inactive then:

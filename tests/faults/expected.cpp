@@ -40,7 +40,7 @@ const std::map<Use, Expected>& table() {
   constexpr unsigned kWholeSegment = kSegment | kSegmentFile;
   static const std::map<Use, Expected> expected = {
       {{kNew, ""}, {.unmeasured = true, .later = {"allocation", "line", "open", "shmget"}}},
-      {{kMalloc, ""}, {.unmeasured = true, .later = {"shmget"}}},
+      {{kMalloc, ""}, {.unmeasured = true, .elsewhere = true, .later = {"shmget"}}},
       {{kMalloc, "calloc"}, {.message = "allocation", .unmeasured = true}},
       {{kFtok, "lock"}, {}},
       {{kFtok, "lock again"}, {}},
@@ -75,8 +75,8 @@ const std::map<Use, Expected>& table() {
       {{kShmctl, "IPC_RMID"}, {.message = "shmgctl IPC_RMID", .leaves = kSegment}},
       // Without settings and without the broker's identifier, the segment has another size or is
       // another one than that of the other process.
-      {{kOpendir, ""}, {.unmeasured = true}},
-      {{kFopen, ""}, {.unmeasured = true, .later = {"shmget"}}},
+      {{kOpendir, ""}, {.unmeasured = true, .elsewhere = true}},
+      {{kFopen, ""}, {.unmeasured = true, .elsewhere = true, .later = {"shmget"}}},
       {{kSystem, ""}, {.unmeasured = true, .later = {"shmget"}}},
       {{kRemove, ""}, {.leaves = kProbeFile}},
       // A record made without a clock is older than all others, and is not found again.
@@ -96,6 +96,7 @@ const std::map<std::string, int>& allocationsOf(Function function) {
       {"ZEB_Node_Context::getResourceNames", 4 * kContexts}};
   static const std::map<std::string, int> byNew = {
       {"zebCreateNodeContext", kContexts},
+      {"ZEB_Node_Context::getResourceNames", 10 * kContexts},
       {"ZEB_Node_Context::ZEB_Node_Context", kContexts},
       {"ZEB_Node_Context::insertAttribute", kAttributesSet},
       {"ZEB_Monitoring_Node::init", kContexts},
@@ -174,6 +175,10 @@ void judgeNumbers(const Run& seen, const Expected& expected, std::string& wrong)
            std::to_string(seen.events) + " events\n";
 }
 
+void judgeSegment(const Run& seen, const Expected& expected, std::string& wrong) {
+  if (seen.elsewhere && !expected.elsewhere) wrong += "measured in another segment\n";
+}
+
 bool hasLogged(const Run& seen, const char* what) {
   for (const Logged& entry : logOf(seen)) {
     if (nameOf(entry) == what) return true;
@@ -205,6 +210,7 @@ std::string wrongWith(const Outcome& outcome) {
   }
   judgeMessages(seen, expected, wrong);
   judgeNumbers(seen, expected, wrong);
+  judgeSegment(seen, expected, wrong);
   judgeRefusals(seen, wrong);
   if (seen.freed > 0 && !expected.holds) wrong += "a lock stayed held\n";
   if ((outcome.left & ~expected.leaves) != 0 || !outcome.leftTwice.empty()) {
@@ -220,6 +226,7 @@ void Tally::add(const Outcome& outcome) {
   seen.leaves |= outcome.left;
   seen.holds = seen.holds || last.freed > 0;
   seen.unmeasured = seen.unmeasured || !isMeasured(last);
+  seen.elsewhere = seen.elsewhere || last.elsewhere;
   std::set<std::string> allocating;
   for (const Logged& entry : logOf(last)) {
     seen.later.insert(nameOf(entry));
@@ -239,6 +246,7 @@ std::string Tally::missing(Function function) const {
     if ((expected.leaves & ~seen.leaves) != 0) missing += name + " left less\n";
     if (expected.holds && !seen.holds) missing += name + " held no lock\n";
     if (expected.unmeasured && !seen.unmeasured) missing += name + " did no harm to the numbers\n";
+    if (expected.elsewhere && !seen.elsewhere) missing += name + " led to no other segment\n";
     for (const std::string& later : expected.later) {
       if (!seen.later.contains(later)) missing += name + " led to no message of " + later + "\n";
     }

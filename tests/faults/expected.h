@@ -19,6 +19,7 @@ struct Expected {
   unsigned leaves = kNothing;     // in some of the runs: others clear it away, or work on with it
   bool holds = false;             // a lock that stays held, with nobody inside
   bool unmeasured = false;        // some messages or events; they are all passed on even so
+  bool elsewhere = false;         // in another segment, since nobody says that the UUID is lost
   std::set<std::string> later = {};  // other messages: the call named, "allocation" or "line"
 };
 

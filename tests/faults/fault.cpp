@@ -65,6 +65,13 @@ void makeByAnother(const Call& call) {
   if (other >= 0) semctl(other, 0, SETVAL, 1);
 }
 
+// Every key file lies in the temporary directory, and every segment is that of the broker: made
+// elsewhere, it would not be found, or belong to somebody else.
+void judgeKeyFile(std::string_view path) {
+  if (!path.starts_with("/tmp/")) complain("a key file at %s", path.data());
+  if (path.ends_with(kSegmentKeyFile) && path != "/tmp/UUID1.zebcshme") run->elsewhere = true;
+}
+
 class FaultSeam : public seam::Seam {
  public:
   std::optional<int> answer(const Call& call) override {
@@ -80,6 +87,7 @@ class FaultSeam : public seam::Seam {
 
   void answered(const Call& call, int result) override {
     if (call.function != kOpen || !insideLibrary || result < 0) return;
+    if (run != nullptr && makes(call)) judgeKeyFile(call.path);
     opened_ = makes(call) ? Opened::kMade : Opened::kLookedAt;
     if (static_cast<std::size_t>(result) < std::size(made_)) made_[result] = makes(call);
   }

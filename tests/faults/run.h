@@ -43,6 +43,7 @@ struct Run {
   // Written by the host.
   int logged = 0;
   Logged log[32];
+  bool elsewhere = false;   // a segment was made that is not the broker's
   int contextsRefused = 0;  // contexts that the library could not make
   long long counted = -1;   // messages in the statistics shortly before the end
   long long events = -1;    // events that are stored by then

@@ -215,14 +215,14 @@ TEST_F(ConfigurationPath, TheTemporaryDirectoryIsReadOnceAndEndsInASlash) {
   }
 }
 
-// Tells whether there was a directory while its name could not be had, and then what it is.
+// Tells the directory while some buffer of its name can't be had, and then once more.
 int tellDirectoryWithoutMemory(Steps& parent, const std::vector<std::string>& arguments) {
-  constexpr std::size_t kDirectory = 300;  // units: no other string is as long
   useOwnConfiguration();
-  configure("ZEBTempDirectory " + std::string(kDirectory, 'x') + "\n");
-  failAllocations(3 * kDirectory + 1);
-  parent.tell(ZEB_GetTempDirectory().getcValue() ? arguments.at(0) : "none");
+  configure("ZEBTempDirectory " + std::string(300, 'x') + "\n");  // no other string is as long
+  failAllocations(std::stoul(arguments.at(0)));
+  const ZEB_String directory = ZEB_GetTempDirectory();
   succeedAgain();
+  parent.tell(directory.OK() ? directory.getcValue() : "not OK");
   parent.tell(ZEB_GetTempDirectory().getcValue());
   return 0;
 }
@@ -231,10 +231,17 @@ const Role kDirectoryReaderWithoutMemory("directory reader without memory",
                                          tellDirectoryWithoutMemory);
 
 TEST_F(ConfigurationPath, TheTemporaryDirectoryIsReadAgainWhenMemoryRanOut) {
-  Child child("directory reader without memory", {"some"});
-  EXPECT_EQ("none", child.hear());
-  EXPECT_EQ(std::string(300, 'x') + "/", child.hear());
-  EXPECT_EQ(0, child.wait());
+  const std::string whole = std::string(300, 'x') + "/";
+  const std::pair<std::size_t, std::string> cases[] = {
+      {2 * 301, "not OK"},    // the configured value
+      {2 * 302, "not OK"},    // the directory
+      {3 * 300 + 1, whole}};  // a narrow view, which nobody needs
+  for (const auto& [bytes, first] : cases) {
+    Child child("directory reader without memory", {std::to_string(bytes)});
+    EXPECT_EQ(first, child.hear()) << bytes;
+    EXPECT_EQ(whole, child.hear()) << bytes;
+    EXPECT_EQ(0, child.wait());
+  }
 }
 
 }  // namespace

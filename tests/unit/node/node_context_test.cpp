@@ -264,6 +264,49 @@ TEST_F(NodeContext, LooksUnderItsOwnBrokersLabel) {
   EXPECT_TRUE(segmentOf("/tmp/UUID2.zebcshme"));
 }
 
+// Bytes of a string of so many units, and of its narrow view.
+constexpr std::size_t wide(std::size_t units) {
+  return 2 * (units + 1);
+}
+constexpr std::size_t narrow(std::size_t units) {
+  return 3 * units + 1;
+}
+
+TEST_F(NodeContext, ANameThatFindsNoMemoryIsReportedAndNothingIsMeasured) {
+  configure("ZEBActivateNodeForBRK1 No\n");
+  for (const std::size_t bytes : {wide(4),                         // the broker's label
+                                  wide(19), wide(23), narrow(23),  // a folder of the registry
+                                  wide(5),                         // the UUID
+                                  wide(18), wide(22), narrow(22),  // the broker's key
+                                  wide(2), narrow(2)}) {           // its value
+    failAllocations(bytes);
+    create();
+    succeedAgain();
+    EXPECT_EQ(301, context->getStatus()) << bytes;
+    EXPECT_EQ(Texts{message1(kUnit, kNames)}, messageLines()) << bytes;
+    EXPECT_FALSE(segmentOf("/tmp/.zebcshme")) << bytes;
+    host().forget();
+  }
+}
+
+TEST_F(NodeContext, NoSingleLackOfMemoryLeadsToAnotherSegmentOrLosesTheOverride) {
+  configure("ZEBActivateNodeForBRK1 No\n");
+  int reported = 0;
+  for (std::size_t bytes = 1; bytes < 100; ++bytes) {
+    for (int after = 0; after < 8; ++after) {
+      failAllocations(bytes, after, 1);
+      create();
+      succeedAgain();
+      EXPECT_FALSE(segmentOf("/tmp/.zebcshme")) << bytes << ", " << after;
+      for (const std::string& line : messageLines()) reported += line == message1(kUnit, kNames);
+      if (context->OK()) deploy();
+      EXPECT_TRUE(records().empty()) << bytes << ", " << after;
+      host().forget();
+    }
+  }
+  EXPECT_GE(reported, 20);
+}
+
 // --- the activation override ---
 
 struct Override {
