@@ -6,9 +6,6 @@
 
 #include <cstdint>
 
-// Seconds from 1901-01-01 00:00:00 UTC to 1970-01-01 00:00:00 UTC.
-inline constexpr std::uint32_t kCalendarEpoch = 2177452800;
-
 inline constexpr int kCalendarTextBytes = 64;
 
 std::uint32_t ZEB_CalendarNow();

@@ -9,10 +9,9 @@
 
 #include <cerrno>
 
-namespace {
+#include "format/names.h"
 
-constexpr int kProject = 1;
-constexpr mode_t kMode = 0660;
+namespace {
 
 bool isOurs(int file) {
   struct stat status {};
@@ -30,13 +29,14 @@ bool lockFile(int file) {
 }  // namespace
 
 int ZEB_TracedKey(const ZEB_Trace& trace, const char* path) {
-  const int key = path ? ftok(path, kProject) : -1;
+  const int key = path ? ftok(path, layout::kKeyProject) : -1;
   trace.text("ftok = %08X %s", static_cast<unsigned>(key), path ? path : "");
   return key;
 }
 
 bool ZEB_CreateKeyFile(const ZEB_Trace& trace, const char* path) {
-  const int file = path ? open(path, O_RDONLY | O_CREAT, kMode) : (errno = ENOMEM, -1);
+  const int file =
+      path ? open(path, O_RDONLY | O_CREAT, layout::kPermissions) : (errno = ENOMEM, -1);
   if (file < 0) {
     trace.systemCallFailed("open", errno);
     return false;
@@ -66,5 +66,5 @@ bool ZEB_Key_File_Lock::covers(int key) const {
   if (fstat(file_, &locked) != 0) return true;
   if (stat(path_, &named) != 0) return false;
   return locked.st_ino == named.st_ino && locked.st_dev == named.st_dev &&
-         ftok(path_, kProject) == key;
+         ftok(path_, layout::kKeyProject) == key;
 }

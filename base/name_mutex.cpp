@@ -15,12 +15,11 @@
 #include "base/return_code.h"
 #include "base/temp_directory.h"
 #include "base/thread_sanitizer.h"
+#include "format/names.h"
 
 namespace {
 
 constexpr char kUnit[] = "zebcmutx";
-constexpr char kSuffix[] = ".zebmutx";
-constexpr int kPermissions = 0660;
 
 struct Reference {
   long type = 1;
@@ -84,11 +83,11 @@ void ZEB_Name_Mutex::setPath(const char* name) {
   const ZEB_String given(name);
   if (!startsWith(given, directory)) path_ = directory;
   path_ += given;
-  path_ += kSuffix;
+  path_ += layout::kLockSuffix;
 }
 
 bool ZEB_Name_Mutex::joinQueue(const ZEB_Trace& trace, int key) {
-  const int queue = msgget(key, IPC_CREAT | kPermissions);
+  const int queue = msgget(key, IPC_CREAT | layout::kPermissions);
   if (queue < 0) {
     trace.systemCallFailed("msgget", errno);
     status_ = ZEB_STATUS_FAILED;
@@ -103,12 +102,12 @@ bool ZEB_Name_Mutex::joinQueue(const ZEB_Trace& trace, int key) {
 
 void ZEB_Name_Mutex::joinSemaphore(const ZEB_Trace& trace, int key) {
   errno = 0;
-  semaphore_ = semget(key, 1, IPC_CREAT | IPC_EXCL | kPermissions);
+  semaphore_ = semget(key, 1, IPC_CREAT | IPC_EXCL | layout::kPermissions);
   if (semaphore_ > 0) {
     SemaphoreArgument free{1};
     if (semctl(semaphore_, 0, SETVAL, free) != 0) trace.systemCallFailed("semctl", errno);
   } else if (errno == EEXIST) {
-    semaphore_ = semget(key, 1, IPC_CREAT | kPermissions);
+    semaphore_ = semget(key, 1, IPC_CREAT | layout::kPermissions);
   }
   if (semaphore_ <= 0) {
     trace.systemCallFailed("semget", errno);

@@ -13,8 +13,8 @@
 const char* ZEB_Environment_Registry(const char* path);
 
 // The value of `name`: in a directory the first word of the file of that name, in a file the word
-// behind the key in the first line that begins with it. Empty when there is none, or on any
-// failure. The file is opened anew at every call.
+// behind the key in the first line that begins with it (format/settings.h). Empty when there is
+// none or the file can't be read; not OK when memory ran out. The file is opened at every call.
 ZEB_String ZEB_GetRegistryValue(const char* path, const char* name);
 
 // The same, and with `report` non-zero a message 2 for an empty value. `section` is not used.

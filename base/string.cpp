@@ -61,6 +61,12 @@ ZEB_String::~ZEB_String() {
   cleanup();
 }
 
+ZEB_String ZEB_String::lost() {
+  ZEB_String string;
+  string.fail();
+  return string;
+}
+
 void ZEB_String::init() {
   ZEB_Trace trace(kUnit, "ZEB_String::init");
   if (!OK()) return;
@@ -116,9 +122,9 @@ ZEB_String& ZEB_String::operator=(const zebchar* text) {
 
 ZEB_String& ZEB_String::operator=(const char* text) {
   ZEB_Trace trace(kUnit, "ZEB_String::operator=");
-  const ZEB_String ZEB_Widened(text);
-  if (!ZEB_Widened.OK()) fail();
-  return *this = ZEB_Widened.wide_;
+  const ZEB_String widened(text);
+  if (!widened.OK()) fail();
+  return *this = widened.wide_;
 }
 
 ZEB_String& ZEB_String::operator=(const ZEB_String& other) {

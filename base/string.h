@@ -22,6 +22,8 @@ class ZEB_String {
   ZEB_String(const char* text);     // NOLINT(google-explicit-constructor): likewise
   ZEB_String(const ZEB_String& other);
   ~ZEB_String();
+  // A string that is not OK, for those who could not get at its text.
+  static ZEB_String lost();
 
   // Null assigns an empty string. A string that is not OK stays so.
   ZEB_String& operator=(const zebchar* text);

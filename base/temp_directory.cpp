@@ -6,6 +6,7 @@
 
 #include "base/settings.h"
 #include "base/trace.h"
+#include "format/names.h"
 
 namespace {
 
@@ -22,9 +23,9 @@ ZEB_String ZEB_GetTempDirectory() {
   static char kept[kDirectoryBytes] = "";
   const std::lock_guard guard(computing);
   if (kept[0] == '\0') {
-    const ZEB_String value = ZEB_ConfigurationValue("ZEBTempDirectory");
+    const ZEB_String value = ZEB_ConfigurationValue(layout::kDirectoryKey);
     if (!value.OK()) return value;
-    std::strcpy(kept, "/tmp/");
+    std::strcpy(kept, layout::kDefaultDirectory);
     if (const std::uint32_t length = value.size()) {
       zebtostr(kept, value.getwcValue(), length);
       if (kept[length - 1] != '/') std::strcat(kept, "/");

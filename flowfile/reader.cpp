@@ -9,6 +9,7 @@
 
 #include "flowfile/depth.h"
 #include "flowfile/room.h"
+#include "format/sizes.h"
 #include "text/printable.h"
 
 namespace flowfile {
@@ -25,8 +26,6 @@ constexpr std::size_t kWaitingOnSchedule = 10'000;  // of a source that keeps a 
 constexpr std::size_t kMaxApplicationName = 28;     // bytes in the descriptor
 constexpr std::size_t kLongestSetting = 400;        // a configuration line ends below 511
 constexpr std::size_t kLongestBroker = 200;         // its label is part of a key of that line
-constexpr std::int64_t kSmallestMemory = 4096;      // anything less silently becomes this
-constexpr std::int64_t kLargestMemory = 2147483647;
 
 constexpr std::size_t kQuoted = 60;  // columns of a text in a message
 
@@ -119,7 +118,7 @@ class FlowReader {
     broker.uuid = section.text("uuid");
     if (broker.uuid) requireWord(section, "uuid", *broker.uuid, true);
     if (const auto path = section.text("temp-directory")) readTempDirectory(section, *path);
-    broker.memorySize = section.bytes("memory-size", kSmallestMemory, kLargestMemory);
+    broker.memorySize = section.bytes("memory-size", layout::kSmallestArea, layout::kLargestArea);
     broker.activate = activation(section, "activate");
     broker.activateForBroker = activation(section, "activate-for-broker");
     broker.trace = section.boolean("trace").value_or(false);

@@ -10,8 +10,6 @@
 
 namespace flowfile {
 
-inline constexpr std::int64_t kDefaultMemory = 32768;  // bytes of an area where none are set
-
 // 16-bit units of a text in UTF-8, as labels and event messages are stored.
 std::uint64_t unitsOf(std::string_view utf8);
 

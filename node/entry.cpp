@@ -4,6 +4,7 @@
 
 #include "base/settings.h"
 #include "base/trace.h"
+#include "format/names.h"
 #include "node/activation.h"
 #include "node/common_values.h"
 #include "node/node_context.h"
@@ -38,9 +39,9 @@ ZEB_Node_Context* contextOf(void* context) {
 // leaves as it is.
 ZEB_EXPORT void getCommonValues() {
   ZEB_Trace trace(kUnit, "getCommonValues");
-  bZEBTracing = ZEB_ConfigurationValue("ZEBNodeTrace") == "On" ? 1 : 0;
+  bZEBTracing = ZEB_ConfigurationValue(layout::kTraceKey) == "On" ? 1 : 0;
   overrideActivateNodeForAll =
-      ZEB_OverrideOf(ZEB_ConfigurationValue("ZEBActivateNode"), overrideActivateNodeForAll);
+      ZEB_OverrideOf(ZEB_ConfigurationValue(layout::kActivateKey), overrideActivateNodeForAll);
 }
 
 // The context is handed out even when it is not OK: it then passes messages on unmeasured.

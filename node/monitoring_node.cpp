@@ -7,6 +7,7 @@
 #include <new>
 
 #include "base/trace.h"
+#include "format/names.h"
 #include "interface/host_interface.h"
 
 namespace {
@@ -27,7 +28,7 @@ ZEB_String pendingException() {
   int unread = 0;
   HostExceptionData data{};
   hcxGetLastExceptionData(&unread, &data);
-  ZEB_String text("Exception found in ");
+  ZEB_String text(layout::kExceptionPrefix);
   text += data.origin;
   text += "(";
   text += data.code;

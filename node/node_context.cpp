@@ -8,6 +8,7 @@
 #include "base/put_time.h"
 #include "base/settings.h"
 #include "base/trace.h"
+#include "format/names.h"
 #include "node/common_values.h"
 
 namespace {
@@ -65,12 +66,12 @@ bool isWhole(const ZEB_Resource_ID& id) {
 // Takes the UUID from the first registry directory that holds one; empty when none does. False when
 // memory ran out: which segment is the broker's is unknown then.
 bool findUuid(const ZEB_String& label, ZEB_String& uuid) {
-  const ZEB_String places[] = {ZEB_String("/var/holt/registry/") + label,
-                               ZEB_String("/var/orva/registry/") + label,
-                               ZEB_String("/var/orva/registry/") + label + "/CurrentVersion"};
+  const ZEB_String places[] = {
+      ZEB_String(layout::kRegistries[0]) + label, ZEB_String(layout::kRegistries[1]) + label,
+      ZEB_String(layout::kRegistries[1]) + label + layout::kCurrentVersion};
   for (const ZEB_String& place : places) {
     if (!isWhole(place)) return false;
-    uuid = ZEB_GetRegistryValue(place.getcValue(), "BrokerUUID");
+    uuid = ZEB_GetRegistryValue(place.getcValue(), layout::kUuidFile);
     if (!uuid.OK()) return false;
     if (uuid.size() > 0) break;
   }
@@ -80,7 +81,7 @@ bool findUuid(const ZEB_String& label, ZEB_String& uuid) {
 // Takes the override of that broker, "NoOverride" included; without one it stays. False when memory
 // ran out.
 bool findOverride(const ZEB_String& label, int& activationOverride) {
-  const ZEB_String key = ZEB_String("ZEBActivateNodeFor") + label;
+  const ZEB_String key = ZEB_String(layout::kActivateForKey) + label;
   if (!isWhole(key)) return false;
   const ZEB_String configured = ZEB_ConfigurationValue(key.getcValue());
   if (!isWhole(configured)) return false;

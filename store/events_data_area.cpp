@@ -2,6 +2,7 @@
 #include "store/events_data_area.h"
 
 #include "base/trace.h"
+#include "format/names.h"
 
 namespace {
 
@@ -10,7 +11,7 @@ constexpr char kUnit[] = "zebcedar";
 }  // namespace
 
 ZEB_Events_Data_Area::ZEB_Events_Data_Area(const ZEB_String& name)
-    : ZEB_Wrapping_Area(name + ".zebcedar") {
+    : ZEB_Wrapping_Area(name + layout::kEventDataSuffix) {
   ZEB_Trace trace(kUnit, "ZEB_Events_Data_Area::ZEB_Events_Data_Area");
   setEyecatcher(layout::block::eventData);
 }

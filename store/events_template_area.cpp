@@ -2,6 +2,7 @@
 #include "store/events_template_area.h"
 
 #include "base/trace.h"
+#include "format/names.h"
 
 namespace {
 
@@ -10,7 +11,7 @@ constexpr char kUnit[] = "zebcetar";
 }  // namespace
 
 ZEB_Events_Template_Area::ZEB_Events_Template_Area(const ZEB_String& name)
-    : ZEB_Wrapping_Area(name + ".zebcetar") {
+    : ZEB_Wrapping_Area(name + layout::kEventTemplatesSuffix) {
   ZEB_Trace trace(kUnit, "ZEB_Events_Template_Area::ZEB_Events_Template_Area");
   setEyecatcher(layout::block::eventTemplates);
 }

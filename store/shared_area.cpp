@@ -12,6 +12,7 @@
 #include "base/shared_bytes.h"
 #include "base/temp_directory.h"
 #include "base/trace.h"
+#include "format/sizes.h"
 #include "records/record_factory.h"
 
 namespace {
@@ -49,7 +50,7 @@ void ZEB_Shared_Area::init(ZEB_Shared_Memory* segment) {
   trace.text("Initializing shared area %s", areaName_);
   if (segment) segment->allocate(this);
   // A block smaller than any area is damaged, and no record might ever fit.
-  if (getSize() < kSmallestMemorySize) setAddress(nullptr);
+  if (getSize() < layout::kSmallestArea) setAddress(nullptr);
   trace.text("Shared area %s mapped. ADDRESS = 0x%X", areaName_, getAddress());
   areaMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(getAreaName()));
   if (areaMutex_ && !areaMutex_->OK()) areaMutex_.reset();

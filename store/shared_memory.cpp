@@ -16,14 +16,13 @@
 #include "base/shared_bytes.h"
 #include "base/temp_directory.h"
 #include "base/trace.h"
+#include "format/names.h"
+#include "format/sizes.h"
 #include "store/attach_table.h"
 
 namespace {
 
 constexpr char kUnit[] = "zebcshme";
-constexpr char kSuffix[] = ".zebcshme";
-constexpr int kPermissions = 0660;
-constexpr std::uint32_t kAreas = 3;
 
 void* nowhere() {
   return reinterpret_cast<void*>(-1);
@@ -67,12 +66,11 @@ bool isUnfinished(const ZEB_Block_Header& header, const char* eyecatcher) {
 ZEB_Shared_Memory::ZEB_Shared_Memory(const ZEB_String* brokerUuid) {
   ZEB_Trace trace(kUnit, "ZEB_Shared_Memory::ZEB_Shared_Memory");
   char name[32];
-  std::snprintf(name, sizeof name, "zeb_attach_%d", static_cast<int>(getpid()));
+  std::snprintf(name, sizeof name, "%s%d", layout::kAttachLock, static_cast<int>(getpid()));
   attachMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(name));
   if (brokerUuid) uuid_ = *brokerUuid;
-  segmentName_ = ZEB_GetTempDirectory() + uuid_ + kSuffix;
-  // Wraps in 32 bits with the largest setting, and is kept so.
-  setSize(kAreas * ZEB_ConfiguredMemorySize() + layout::block::bytes);
+  segmentName_ = ZEB_GetTempDirectory() + uuid_ + layout::kSegmentSuffix;
+  setSize(layout::segmentSize(ZEB_ConfiguredMemorySize()));
   setEyecatcher(layout::block::segment);
 }
 
@@ -124,10 +122,10 @@ int ZEB_Shared_Memory::segmentKey(const ZEB_Trace& trace) const {
 
 // Creates the segment or joins the one that is there. An id of 0 is a segment like any other.
 bool ZEB_Shared_Memory::obtain(const ZEB_Trace& trace, int key) {
-  segmentId_ = shmget(key, getSize(), IPC_CREAT | IPC_EXCL | kPermissions);
+  segmentId_ = shmget(key, getSize(), IPC_CREAT | IPC_EXCL | layout::kPermissions);
   created_ = segmentId_ >= 0;
   if (!created_ && errno == EEXIST) {
-    segmentId_ = shmget(key, getSize(), IPC_CREAT | kPermissions);
+    segmentId_ = shmget(key, getSize(), IPC_CREAT | layout::kPermissions);
     if (segmentId_ < 0) trace.systemCallFailed("shmget", errno);
   }
   if (segmentId_ < 0) trace.text("shmget failed. ID %i Error %i", segmentId_, errno);

@@ -2,6 +2,7 @@
 #include "store/statistics_area.h"
 
 #include "base/trace.h"
+#include "format/names.h"
 
 namespace {
 
@@ -9,7 +10,8 @@ constexpr char kUnit[] = "zebcstar";
 
 }  // namespace
 
-ZEB_Stats_Area::ZEB_Stats_Area(const ZEB_String& name) : ZEB_Shared_Area(name + ".zebcstar") {
+ZEB_Stats_Area::ZEB_Stats_Area(const ZEB_String& name)
+    : ZEB_Shared_Area(name + layout::kStatisticsSuffix) {
   ZEB_Trace trace(kUnit, "ZEB_Stats_Area::ZEB_Stats_Area");
   setEyecatcher(layout::block::statistics);
 }

@@ -3,13 +3,13 @@
 
 #include <algorithm>
 
+#include "format/names.h"
+
 namespace reader {
 namespace {
 
 namespace evtr = layout::evtr;
 namespace evdr = layout::evdr;
-
-constexpr char kExceptionText[] = "Exception found in ";
 
 // The records of one type; any other in this area is damage.
 std::vector<Record> recordsOf(const Area& area, std::uint32_t type, std::uint32_t stride,
@@ -40,7 +40,8 @@ std::string withoutTrailingBlanks(std::string text) {
 
 EventKind Event::kind() const {
   if (!origin) return EventKind::unknown;
-  return origin->text.starts_with(kExceptionText) ? EventKind::exception : EventKind::message;
+  return origin->text.starts_with(layout::kExceptionPrefix) ? EventKind::exception
+                                                            : EventKind::message;
 }
 
 void TemplateCache::add(const RecordId& id, EventTemplate value) {

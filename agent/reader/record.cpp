@@ -7,13 +7,12 @@
 #include <string_view>
 
 #include "agent/reader/text.h"
+#include "format/names.h"
 
 namespace reader {
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
-
-constexpr std::int64_t kSeconds1901To1970 = 2177452800;
 
 std::uint32_t read32(const std::uint8_t* at) {
   std::uint32_t value;
@@ -126,7 +125,7 @@ std::string Record::text(const layout::Field& field) const {
 std::optional<std::int64_t> Record::calendar(const layout::Field& field) const {
   const std::uint32_t seconds = unsigned32(field);
   if (seconds == 0) return std::nullopt;
-  return std::int64_t{seconds} - kSeconds1901To1970;
+  return std::int64_t{seconds} - std::int64_t{layout::kCalendarEpoch};
 }
 
 std::optional<std::int64_t> Record::decimal(const layout::Field& field) const {

@@ -15,11 +15,10 @@
 #include <new>
 #include <optional>
 
+#include "format/names.h"
+
 namespace reader {
 namespace {
-
-constexpr char kSuffix[] = ".zebcshme";
-constexpr int kProject = 1;
 
 // Attached for as long as it lives.
 class Attachment {
@@ -85,7 +84,7 @@ void fail(Segment& segment, const char* call) {
 
 // The segment's id by its key file; false when there is none, and then the state says why.
 bool findSegment(Segment& segment) {
-  const key_t key = ftok(segment.keyFile.c_str(), kProject);
+  const key_t key = ftok(segment.keyFile.c_str(), layout::kKeyProject);
   if (key == -1) {
     fail(segment, "ftok");
     if (segment.error == ENOENT || segment.error == ENOTDIR) segment.state = State::noKeyFile;
@@ -119,7 +118,7 @@ void copyAttached(Segment& segment) {
 }  // namespace
 
 std::string keyFileOf(const std::string& directory, const std::string& uuid) {
-  return directory + uuid + kSuffix;
+  return directory + uuid + layout::kSegmentSuffix;
 }
 
 KeyFiles findKeyFiles(const std::string& directory) {
@@ -128,7 +127,7 @@ KeyFiles findKeyFiles(const std::string& directory) {
   std::filesystem::directory_iterator entry(directory, error), end;
   for (; !error && entry != end; entry.increment(error)) {
     const std::string name = entry->path().filename();
-    if (name.ends_with(kSuffix)) found.paths.push_back(directory + name);
+    if (name.ends_with(layout::kSegmentSuffix)) found.paths.push_back(directory + name);
   }
   found.error = error.value();
   std::sort(found.paths.begin(), found.paths.end());
@@ -139,7 +138,8 @@ Segment readSegment(const std::string& keyFile) {
   Segment segment;
   segment.keyFile = keyFile;
   const std::string name = std::filesystem::path(keyFile).filename();
-  segment.uuid = name.substr(0, name.size() - std::min(name.size(), sizeof kSuffix - 1));
+  segment.uuid =
+      name.substr(0, name.size() - std::min(name.size(), sizeof layout::kSegmentSuffix - 1));
   if (!findSegment(segment)) return segment;
   try {
     copyAttached(segment);

@@ -14,12 +14,13 @@
 #include <ctime>
 #include <system_error>
 
+#include "format/names.h"
+
 namespace bench {
 namespace {
 
 constexpr unsigned short kRecordLock = 0;
 constexpr unsigned short kRingLock = 1;
-constexpr std::uint32_t kSince1901 = 2177452800U;
 constexpr std::size_t kRecordBytes = 168;
 constexpr std::size_t kEventBytes = 144;
 constexpr std::size_t kDescriptorBytes = 364;
@@ -130,7 +131,7 @@ void Floor::message(const std::uint8_t* bits, int size) const {
 void Floor::fold(int size, std::int32_t elapsed) const {
   std::uint8_t record[kRecordBytes];
   std::memcpy(record, memory_ + kRecordAt, sizeof record);
-  const auto time = static_cast<std::uint32_t>(std::time(nullptr)) + kSince1901;
+  const auto time = static_cast<std::uint32_t>(std::time(nullptr)) + layout::kCalendarEpoch;
   std::uint32_t times[2];
   std::memcpy(times, record + kTimes, sizeof times);
   const bool first = times[0] == 0;
@@ -148,8 +149,9 @@ void Floor::event(const std::uint8_t* bits) const {
   std::uint8_t image[kEventBytes] = {'R', 'C', 'R', 'D'};
   const Stamp created = now();
   const auto random = static_cast<std::uint32_t>(::random());
-  const std::uint32_t facts[2] = {static_cast<std::uint32_t>(std::time(nullptr)) + kSince1901,
-                                  static_cast<std::uint32_t>(pthread_self())};
+  const std::uint32_t facts[2] = {
+      static_cast<std::uint32_t>(std::time(nullptr)) + layout::kCalendarEpoch,
+      static_cast<std::uint32_t>(pthread_self())};
   image[8] = 8;
   std::memcpy(image + 12, &created, sizeof created);
   std::memcpy(image + 20, &random, sizeof random);

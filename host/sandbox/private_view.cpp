@@ -16,6 +16,8 @@
 #include <map>
 #include <string_view>
 
+#include "format/names.h"
+
 namespace host {
 namespace {
 
@@ -147,11 +149,11 @@ Hidden hiding(std::initializer_list<fs::path> paths) {
 }
 
 void writeSettings(const flowfile::Broker& broker) {
-  writeFile("/opt/holt/lil/zebpnode.cfg", configurationText(broker));
+  writeFile(layout::kConfigurationFiles[0], configurationText(broker));
   if (!broker.uuid) return;
-  const fs::path folder = fs::path("/var/holt/registry") / broker.label;
+  const fs::path folder = fs::path(layout::kRegistries[0]) / broker.label;
   fs::create_directories(folder);
-  writeFile(folder / "BrokerUUID", *broker.uuid + "\n");
+  writeFile(folder / layout::kUuidFile, *broker.uuid + "\n");
 }
 
 }  // namespace
@@ -161,13 +163,13 @@ std::string configurationText(const flowfile::Broker& broker) {
   const auto setting = [&text](const std::string& name, const auto& value) {
     text += fmt::format("{}={}\n", name, value);
   };
-  if (broker.trace) setting("ZEBNodeTrace", "On");
-  if (broker.activate) setting("ZEBActivateNode", *broker.activate);
+  if (broker.trace) setting(layout::kTraceKey, "On");
+  if (broker.activate) setting(layout::kActivateKey, *broker.activate);
   if (broker.activateForBroker) {
-    setting("ZEBActivateNodeFor" + broker.label, *broker.activateForBroker);
+    setting(layout::kActivateForKey + broker.label, *broker.activateForBroker);
   }
-  if (broker.tempDirectory) setting("ZEBTempDirectory", broker.tempDirectory->string());
-  if (broker.memorySize) setting("ZEBMemorySize", *broker.memorySize);
+  if (broker.tempDirectory) setting(layout::kDirectoryKey, broker.tempDirectory->string());
+  if (broker.memorySize) setting(layout::kMemorySizeKey, *broker.memorySize);
   return text;
 }
 

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "base/memory_size.h"
+#include "tests/support/failing.h"
 #include "tests/support/library_test.h"
 
 namespace fs = std::filesystem;
@@ -166,6 +167,15 @@ TEST_F(Lookup, WithoutPathNameOrFileIsEmpty) {
   fs::create_directories(kDirectory);
   EXPECT_EQ(0U, ZEB_GetRegistryValue(kDirectory, "KEY").size());
   EXPECT_TRUE(host().log().empty());
+}
+
+TEST_F(Lookup, AFileThatFindsNoMemoryIsNotTakenForAnEmptyOne) {
+  std::ofstream(kFile) << std::string(100, 'x') << "\nKEY word\n";
+  refuseMemory();
+  const ZEB_String lost = ZEB_GetRegistryValue(kFile, "KEY");
+  succeedAgain();
+  EXPECT_FALSE(lost.OK());
+  EXPECT_EQ("word", value(std::string(100, 'x') + "\nKEY word\n", "KEY"));
 }
 
 TEST_F(Lookup, ReportsAnEmptyValueOnlyWhenTold) {

@@ -39,6 +39,10 @@ void expectFailed(const ZEB_String& string) {
 
 class FailedString : public LibraryTest {};
 
+TEST_F(FailedString, OneThatIsLostIsAsOneThatFoundNoMemory) {
+  expectFailed(ZEB_String::lost());
+}
+
 TEST_F(FailedString, HasNoValueAndDoesNothing) {
   ZEB_String string = failed();
   expectFailed(string);
