@@ -11,9 +11,9 @@
 #include <sstream>
 
 #include "format/version.h"
-#include "tests/agent/image.h"
-#include "tests/agent/live_segment.h"
 #include "tests/agent/zebmon.h"
+#include "tests/support/image.h"
+#include "tests/support/live_segment.h"
 
 namespace {
 

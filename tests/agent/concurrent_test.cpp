@@ -13,8 +13,8 @@
 #include <functional>
 
 #include "agent/reader/events.h"
-#include "tests/agent/image.h"
-#include "tests/agent/live_segment.h"
+#include "tests/support/image.h"
+#include "tests/support/live_segment.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/agent/image.h"
+#include "tests/support/image.h"
 
 namespace {
 

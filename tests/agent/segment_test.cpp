@@ -11,9 +11,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/agent/image.h"
-#include "tests/agent/live_segment.h"
+#include "tests/support/image.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/live_segment.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "agent/reader/tree.h"
-#include "tests/agent/image.h"
+#include "tests/support/image.h"
 
 namespace {
 

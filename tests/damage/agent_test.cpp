@@ -11,8 +11,8 @@
 #include "agent/render/json.h"
 #include "agent/render/screens.h"
 #include "agent/render/words.h"
-#include "tests/agent/live_segment.h"
-#include "tests/damage/broken.h"
+#include "tests/support/broken.h"
+#include "tests/support/live_segment.h"
 
 namespace {
 

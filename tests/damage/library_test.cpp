@@ -5,10 +5,10 @@
 
 #include <cstring>
 
-#include "tests/agent/live_segment.h"
-#include "tests/damage/broken.h"
-#include "tests/plugin/plugin.h"
+#include "tests/support/broken.h"
 #include "tests/support/fence.h"
+#include "tests/support/live_segment.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 using broken::Segment;

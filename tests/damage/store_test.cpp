@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "store/shared_area.h"
-#include "tests/damage/broken.h"
+#include "tests/support/broken.h"
 #include "tests/support/stored_bytes.h"
 
 using namespace support;

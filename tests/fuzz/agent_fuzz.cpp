@@ -6,8 +6,8 @@
 #include "agent/render/json.h"
 #include "agent/render/screens.h"
 #include "agent/render/words.h"
-#include "tests/damage/broken.h"
 #include "tests/fuzz/private_world.h"
+#include "tests/support/broken.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/fuzz/archive.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -33,7 +34,9 @@ std::string readAll(const std::string& path) {
 std::vector<ArchivedFile> filesOf(const std::string& archive) {
   const std::string all = readAll(archive);
   std::vector<ArchivedFile> files;
-  for (std::size_t at = 0; at + kBlock <= all.size() && all[at] != '\0';) {
+  for (std::size_t at = 0;;) {
+    if (kBlock > all.size() - at) throw std::runtime_error(archive + " ends too early");
+    if (all[at] == '\0') return files;
     Header header;
     std::memcpy(&header, all.data() + at, sizeof header);
     at += kBlock;
@@ -43,9 +46,8 @@ std::vector<ArchivedFile> filesOf(const std::string& archive) {
     if (header.type == '0')
       files.push_back({std::string(header.name, strnlen(header.name, sizeof header.name)),
                        {first, first + static_cast<std::ptrdiff_t>(size)}});
-    at += (size + kBlock - 1) / kBlock * kBlock;
+    at += std::min((size + kBlock - 1) / kBlock * kBlock, all.size() - at);
   }
-  return files;
 }
 
 }  // namespace fuzz

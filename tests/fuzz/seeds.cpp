@@ -6,7 +6,7 @@
 #include <fstream>
 #include <string>
 
-#include "tests/damage/broken.h"
+#include "tests/support/broken.h"
 
 namespace {
 

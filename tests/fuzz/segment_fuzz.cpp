@@ -3,9 +3,9 @@
 // messages pass, once each and unchanged.
 #include "base/wide.h"
 #include "node/node_context.h"
-#include "tests/agent/live_segment.h"
-#include "tests/damage/broken.h"
 #include "tests/fuzz/private_world.h"
+#include "tests/support/broken.h"
+#include "tests/support/live_segment.h"
 #include "tests/support/scripted_host.h"
 
 namespace {

@@ -26,12 +26,13 @@ SHORT_OPERATORS = {"++": ["--"], "--": ["++"], "!": [""], "~": [""], "-": [""]}
 
 TOKEN = re.compile(
     r"""(?P<string>"(?:[^"\\\n]|\\.)*")
-      | (?P<character>'(?:[^'\\\n]|\\.)+')
-      | (?P<number>\b(?:0x[0-9A-Fa-f]+|\d+)[uUlL]*\b)
+      | (?P<character>(?<![0-9A-Fa-f])'(?:[^'\\\n]|\\.)+')
+      | (?P<number>\b(?:0x[0-9A-Fa-f']+|\d[\d']*)[uUlL]*\b)
       | (?P<word>\b(?:true|false|if|while)\b)
       | (?P<operator>(?<=\ )(?:==|!=|<=|>=|&&|\|\||<<|>>|\+=|-=|\|=|&=|[-+*/%<>&|^])(?=[ \n]))
       | (?P<short>(?<![\w)\]+-])(?:\+\+|--)(?=\w)|!(?=[\w(])|~(?=k[A-Z])|(?<=[\[(, ])-(?=[\w]))
     """, re.VERBOSE)
+TEXT = r""""(?:[^"\\\n]|\\.)*"|(?<![0-9A-Fa-f])'(?:[^'\\\n]|\\.)+'"""
 COMMENT = re.compile(r"//[^\n]*|/\*.*?\*/", re.DOTALL)
 NOT_COMPILED = re.compile(r"^#ifdef ZEB_THREAD_SANITIZER\n.*?^#(?:else|endif)", re.DOTALL | re.MULTILINE)
 DIRECTIVE = re.compile(r"^#(?:[^\n]*\\\n)*[^\n]*", re.MULTILINE)
@@ -67,10 +68,10 @@ def blanked(source):
     def spaces(match):
         return re.sub(r"[^\n]", " ", match.group())
 
-    def unless_string(match):
-        return match.group() if match.group().startswith('"') else spaces(match)
+    def unless_text(match):
+        return match.group() if match.group()[0] in "\"'" else spaces(match)
 
-    source = re.sub(r'"(?:[^"\\\n]|\\.)*"|' + COMMENT.pattern, unless_string, source, flags=re.DOTALL)
+    source = re.sub(TEXT + "|" + COMMENT.pattern, unless_text, source, flags=re.DOTALL)
     for pattern in (NOT_COMPILED, DIRECTIVE, ASSERTION, ATTRIBUTE):
         source = pattern.sub(spaces, source)
     return source
@@ -79,7 +80,7 @@ def blanked(source):
 def closing(source, opening):
     """The place of the parenthesis that closes the one at `opening`; strings hold none that count."""
     depth = 0
-    for match in re.finditer(r'"(?:[^"\\\n]|\\.)*"|\'[^\']+\'|[()]', source[opening:]):
+    for match in re.finditer(TEXT + "|[()]", source[opening:]):
         depth += {"(": 1, ")": -1}.get(match.group(), 0)
         if depth == 0:
             return opening + match.start()
@@ -96,7 +97,7 @@ def changed_string(literal):
 
 
 def changed_number(number):
-    digits, suffix = re.match(r"(0x[0-9A-Fa-f]+|\d+)(.*)", number).groups()
+    digits, suffix = re.match(r"(0x[0-9A-Fa-f]+|\d+)(.*)", number.replace("'", "")).groups()
     octal = re.fullmatch(r"0\d+", digits)
     value = int(digits, 8) if octal else int(digits, 0)
     for other in [value + 1] + [value - 1] * (value > 1):

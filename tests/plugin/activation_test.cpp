@@ -2,7 +2,7 @@
 // What a node collects, told by what it asks of the host and by what it stores.
 #include <gtest/gtest.h>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
-#include "tests/plugin/plugin.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "tests/plugin/plugin.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
 using namespace support;

@@ -8,9 +8,9 @@
 #include <csignal>
 #include <thread>
 
-#include "tests/plugin/plugin.h"
 #include "tests/support/ipc_objects.h"
 #include "tests/support/leftovers.h"
+#include "tests/support/plugin.h"
 #include "tests/support/processes.h"
 
 using namespace support;

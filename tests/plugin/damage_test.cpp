@@ -6,9 +6,9 @@
 #include <functional>
 #include <random>
 
-#include "tests/plugin/plugin.h"
 #include "tests/support/fence.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -7,7 +7,7 @@
 #include <set>
 #include <sstream>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

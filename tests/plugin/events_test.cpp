@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <thread>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
 using namespace support;

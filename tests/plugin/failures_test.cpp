@@ -2,7 +2,7 @@
 // Failures downstream, as they are posted.
 #include <gtest/gtest.h>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -14,9 +14,9 @@
 #include <fstream>
 #include <thread>
 
-#include "tests/plugin/plugin.h"
 #include "tests/support/ipc_objects.h"
 #include "tests/support/leftovers.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
 using namespace support;

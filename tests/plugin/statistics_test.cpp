@@ -2,7 +2,7 @@
 // How messages are folded into a stored statistics record.
 #include <gtest/gtest.h>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
 using namespace support;

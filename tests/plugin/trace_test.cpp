@@ -8,8 +8,8 @@
 #include <set>
 #include <thread>
 
-#include "tests/plugin/plugin.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
 using namespace support;

@@ -12,8 +12,8 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "tests/plugin/plugin.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/plugin.h"
 
 namespace support {
 namespace {

@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/plugin/plugin.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/plugin.h"
 #include "tests/support/processes.h"
 
 using namespace support;

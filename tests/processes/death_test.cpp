@@ -15,12 +15,12 @@
 #include <random>
 #include <set>
 
-#include "tests/plugin/plugin.h"
 #include "tests/processes/aftermath.h"
 #include "tests/processes/doomed.h"
 #include "tests/processes/groups.h"
 #include "tests/processes/numbered.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -8,9 +8,9 @@
 #include <csignal>
 #include <set>
 
-#include "tests/plugin/plugin.h"
 #include "tests/processes/groups.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
 using namespace support;

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <thread>
 
-#include "tests/plugin/plugin.h"
 #include "tests/processes/numbered.h"
+#include "tests/support/plugin.h"
 
 namespace support {
 namespace {

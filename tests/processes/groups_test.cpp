@@ -5,9 +5,9 @@
 
 #include <set>
 
-#include "tests/plugin/plugin.h"
 #include "tests/processes/numbered.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -8,12 +8,12 @@
 #include <csignal>
 #include <map>
 
-#include "tests/plugin/plugin.h"
 #include "tests/processes/aftermath.h"
 #include "tests/processes/groups.h"
 #include "tests/processes/numbered.h"
 #include "tests/support/ipc_objects.h"
 #include "tests/support/leftovers.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -5,7 +5,7 @@
 
 #include <map>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 
 namespace support {
 

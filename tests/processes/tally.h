@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 
 namespace support {
 

@@ -5,8 +5,8 @@
 
 #include <barrier>
 
-#include "tests/plugin/plugin.h"
 #include "tests/processes/tally.h"
+#include "tests/support/plugin.h"
 #include "tests/support/processes.h"
 
 using namespace support;

@@ -5,8 +5,8 @@
 #include <barrier>
 #include <thread>
 
-#include "tests/plugin/plugin.h"
 #include "tests/processes/numbered.h"
+#include "tests/support/plugin.h"
 
 using namespace support;
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/plugin/plugin.h"
 #include "tests/reference/operation.h"
+#include "tests/support/plugin.h"
 #include "tests/support/processes.h"
 
 namespace reference {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/plugin/plugin.h"
+#include "tests/support/plugin.h"
 
 #include <dlfcn.h>
 #include <sys/shm.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/agent/live_segment.h"
+#include "tests/support/live_segment.h"
 
 #include <sys/ipc.h>
 #include <sys/shm.h>

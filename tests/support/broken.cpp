@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/damage/broken.h"
+#include "tests/support/broken.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/agent/image.h"
+#include "tests/support/image.h"
 
 #include <algorithm>
 
