@@ -1,21 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/resource_id.h"
 
-#include <functional>
-#include <string_view>
-
 #include "base/trace.h"
 
 namespace {
 
 constexpr char kUnit[] = "zebcreid";
-
-std::size_t hashOfUnits(const ZEB_String& text) {
-  const zebchar* const units = text.getwcValue();
-  return units ? std::hash<std::string_view>()(
-                     {reinterpret_cast<const char*>(units), text.size() * sizeof(zebchar)})
-               : 0;
-}
 
 }  // namespace
 
@@ -65,8 +55,4 @@ std::uint32_t ZEB_Resource_ID::alike(const ZEB_Resource_ID* other) const {
   ZEB_Trace trace(kUnit, "ZEB_Resource_ID::alike");
   const bool same = other && other->label_ == label_ && other->uuid_ == uuid_;
   return trace.leave(static_cast<std::uint32_t>(same));
-}
-
-std::size_t ZEB_Resource_ID::hashOf(const ZEB_String& uuid, const ZEB_String& label) {
-  return hashOfUnits(uuid) * 31 + hashOfUnits(label);
 }

@@ -3,7 +3,6 @@
 #ifndef ZEB_BASE_RESOURCE_ID_H
 #define ZEB_BASE_RESOURCE_ID_H
 
-#include <cstddef>
 #include <cstdint>
 
 #include "base/string.h"
@@ -28,10 +27,6 @@ class ZEB_Resource_ID {
 
   // 1 when both strings equal those of the other, which may be null (0).
   std::uint32_t alike(const ZEB_Resource_ID* other) const;
-
-  // The same for whatever is alike.
-  std::size_t hash() const { return hashOf(uuid_, label_); }
-  static std::size_t hashOf(const ZEB_String& uuid, const ZEB_String& label);
 
  private:
   ZEB_String label_;

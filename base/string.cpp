@@ -192,7 +192,10 @@ bool ZEB_String::operator==(const char* text) const {
 
 bool ZEB_String::operator==(const ZEB_String& other) const {
   ZEB_Trace trace(kUnit, "ZEB_String::operator==");
-  return trace.leave(zebcmp(wide_, other.wide_) == 0);
+  if (!wide_ || !other.wide_) return trace.leave(zebcmp(wide_, other.wide_) == 0);
+  const bool same =
+      size_ == other.size_ && std::memcmp(wide_, other.wide_, size_ * sizeof(zebchar)) == 0;
+  return trace.leave(same);
 }
 
 bool ZEB_String::operator!=(const zebchar* text) const {

@@ -201,7 +201,6 @@ void ZEB_Monitoring_Node::joinTree() {
   }
   if (!statistics_) return fail();
   broker_->resetStatistics(0);
-  broker_->setAside(node_);
 }
 
 // Sets node_ to the node of the flow that is this one, brought back to life, or to a new one. A

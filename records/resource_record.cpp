@@ -90,6 +90,6 @@ ZEB_Resource_ID ZEB_REIR::getResourceId() const {
 
 std::uint32_t ZEB_REIR::alike(const ZEB_Resource_ID* id) const {
   ZEB_Trace trace(kUnit, "ZEB_REIR::alike");
-  const bool same = id && id->getUuid() == uuid_ && id->getLabel() == label_;
+  const bool same = id && id->getLabel() == label_ && id->getUuid() == uuid_;
   return trace.leave(static_cast<std::uint32_t>(same));
 }

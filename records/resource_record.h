@@ -27,7 +27,6 @@ class ZEB_REIR : public ZEB_Record {
   ZEB_String getLabel() const;
   ZEB_Resource_ID getResourceId() const;
   std::uint32_t alike(const ZEB_Resource_ID* id) const;  // both strings are equal; 0 for null
-  std::size_t hash() const { return ZEB_Resource_ID::hashOf(uuid_, label_); }
 
  private:
   ZEB_String uuid_;

@@ -3,25 +3,12 @@
 #ifndef ZEB_RESOURCES_BROKER_H
 #define ZEB_RESOURCES_BROKER_H
 
-#include <initializer_list>
 #include <mutex>
-#include <optional>
-#include <vector>
 
 #include "records/broker_record.h"
-#include "records/stored_image.h"
-#include "resources/execution_group.h"
-#include "resources/stored_tree.h"
+#include "resources/broker_tree.h"
 #include "store/events_area.h"
 #include "store/shared_memory.h"
-#include "store/statistics_area.h"
-
-// The way to one node of the tree. The identifiers belong to whoever made it.
-struct ZEB_Node_Path {
-  const ZEB_Resource_ID* executionGroup;
-  const ZEB_Resource_ID* messageFlow;
-  const ZEB_Resource_ID* node;
-};
 
 // Each monitoring node instance has a broker of its own. The trees of all instances and processes
 // meet only in the statistics area, so whatever must see the others reads that first.
@@ -41,29 +28,33 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public ZEB_Statistics_Store {
   static ZEB_String getTempDirectory();
 
   // --- tree ---
-  ZEB_Execution_Group* findExecutionGroup(const ZEB_Resource_ID* id) const;  // null: none
-  // In this process only: the next populateStatsArea stores it. Null when it can't be made.
+  // The groups belong to the broker. Null for null or none.
+  ZEB_Execution_Group* findExecutionGroup(const ZEB_Resource_ID* id);
+  // In this process only: the next populateStatsArea stores it. Callers look first: another group
+  // that is alike stays. Null when it can't be made, and for a null record.
   ZEB_Execution_Group* insertExecutionGroup(const ZEB_Resource_ID* id);
   ZEB_Execution_Group* insertExecutionGroup(const ZEB_EGIR* record);
   // Rebuilds the groups from stored records, those without flows only with keepEmpty. Code 3 for
-  // null, 1 when a group could not be made.
+  // null, 1 when a group could not be made; the others are rebuilt all the same.
   ZEB_ReturnCode findExecutionGroups(const ZEB_Record_Set* records, int keepEmpty);
-  // Marks the node as deleted, here and in the statistics area. Takes the area's lock.
+  // Marks the node as deleted, here and in the statistics area, under the area's lock. Null does
+  // nothing.
   void deleteNode(ZEB_Node* node);
+  // The broker's record, then those of each group and what is below it. The records stay the
+  // tree's. Code 3 for null, 10 without a record.
   ZEB_ReturnCode getRecords(ZEB_Record_Set* out) override;
   void print() override;
-  // A monitoring node needs its own way through the tree only. With keepTo, the rest need not be
-  // made into objects when the area is read; it is put aside as it is stored, and the trees of a
-  // process share that. setAside does so with what was made all the same, but for the node and what
-  // is above it; so does each later reset. Whatever asks for the tree as a whole takes it back
-  // first. The identifiers of the path must outlive the tree.
+  // From here on only the way to this node is made into objects, and what else the tree has stays
+  // as it is stored (see ZEB_Broker_Tree). Ask the group and the flow of the way for nothing else.
+  // Whatever asks the broker for more, makes all of it into objects for good. Call it before the
+  // first reading. The identifiers of the path must outlive the broker.
   void keepTo(const ZEB_Node_Path& path);
-  void setAside(const ZEB_Node* node);
   void dump();   // both areas, to the log, while tracing is on
   void flush();  // forgets the groups of this process, not the stored ones
 
   // --- store ---
-  // Without a statistics area these are a silent success.
+  // Write a record to its place or append it, and read it from its place: see ZEB_Shared_Area.
+  // Without a statistics area both are a silent success.
   ZEB_ReturnCode putRecord(ZEB_Record* record);
   ZEB_ReturnCode getRecord(ZEB_Record* record);
   // Rebuilds the tree from the statistics area. Takes no lock. When the area can't be read, its
@@ -77,8 +68,10 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public ZEB_Statistics_Store {
   // --- statistics ---
   void initStatistics() override;
   ZEB_ReturnCode getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) override;
-  // Folds one message into the record, under its lock. Code 8 when not OK, 3 for null. A record
-  // that can't be written is a success all the same.
+  // Folds one message into the record, under its lock; times as ZEB_STIR takes them, size in bytes.
+  // At the maximum everything is reset first, with a message; a record that this does not reach is
+  // reset by itself. Code 8 when not OK, or when the broker failed while it reset, 3 for null. A
+  // record that can't be written is a success all the same.
   ZEB_ReturnCode updateStatistics(ZEB_STIR* record, _TimeStamp queued, _TimeStamp elapsed,
                                   int size);
   // Reads the tree, resets all its statistics, stamps the reset time and writes it all. With
@@ -104,29 +97,22 @@ class ZEB_Broker : public ZEB_ORVA_Resource, public ZEB_Statistics_Store {
   void createEventsArea();
   ZEB_Events_Area* eventsArea();
   ZEB_Events_Area* usableEventsArea();
-  void adopt(const ZEB_Record_Set& records);
-  bool readPath(ZEB_Record_Set* records, int keepEmpty);
-  bool takePath(ZEB_Record_Set* records, int keepEmpty);
-  bool samePath(const ZEB_Stored_Tree::Entry* group, const ZEB_Stored_Tree::Entry* flow,
-                const ZEB_Stored_Tree::Entry* node) const;
-  bool sameAside(const std::vector<const ZEB_Stored_Tree::Entry*>& rest) const;
-  bool clearAside();
-  bool putAside(const ZEB_ORVA_Resource& parent, const ZEB_ORVA_Resource& child,
-                std::initializer_list<ZEB_Record*> records);
-  void takeBack();
-  ZEB_ReturnCode gatherObjects(ZEB_Record_Set* out);
-  void putObjects();
+  ZEB_Execution_Group_Set& wholeTree();
+  ZEB_Execution_Group_Set& treeWith(const ZEB_Resource_ID& group);
+  bool mayKeepToPath() const;
+  ZEB_ReturnCode rebuild(ZEB_Execution_Group_Set& groups, const ZEB_Record_Set* records,
+                         int keepEmpty);
+  void adopt(const ZEB_Execution_Group_Set& groups, const ZEB_Record_Set& records);
+  void populatePartially();
+  void putAll(const ZEB_Execution_Group_Set& groups);
+  ZEB_ReturnCode updateAlone(ZEB_STIR* record, _TimeStamp queued, _TimeStamp elapsed, int size);
 
   std::unique_ptr<ZEB_Shared_Memory> sharedMemory_;
   std::unique_ptr<ZEB_Stats_Area> statisticsArea_;
   std::unique_ptr<ZEB_Events_Area> ownedEventsArea_;
   std::atomic<ZEB_Events_Area*> eventsArea_ = nullptr;  // what is owned, once it is ready for use
   std::mutex makingEventsArea_;
-  ZEB_Execution_Group_Set executionGroups_;
-  std::optional<ZEB_Node_Path> path_;
-  std::shared_ptr<ZEB_Stored_Tree> catalogue_;
-  const ZEB_Node* needed_ = nullptr;
-  std::vector<ZEB_Stored_Image> aside_;  // what else belongs to the tree
+  ZEB_Broker_Tree tree_;  // ask wholeTree for all groups
 };
 
 #endif  // ZEB_RESOURCES_BROKER_H

@@ -104,6 +104,14 @@ void ZEB_Execution_Group::setProcessId(int processId) {
   if (auto* const record = recordAs<ZEB_EGIR>()) record->setProcessId(processId);
 }
 
+ZEB_Execution_Group_Set::ZEB_Execution_Group_Set() {
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_Execution_Group_Set::ZEB_Execution_Group_Set");
+}
+
+ZEB_Execution_Group_Set::~ZEB_Execution_Group_Set() {
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_Execution_Group_Set::~ZEB_Execution_Group_Set");
+}
+
 ZEB_Execution_Group* ZEB_Execution_Group_Set::findExecutionGroup(const ZEB_Resource_ID* id) const {
   ZEB_Trace trace(kResourceSetUnit, "ZEB_Execution_Group_Set::findExecutionGroup");
   return trace.leave(findMember(id));

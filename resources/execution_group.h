@@ -42,6 +42,9 @@ class ZEB_Execution_Group : public ZEB_ORVA_Resource {
 
 class ZEB_Execution_Group_Set : public ZEB_Typed_Resource_Set<ZEB_Execution_Group> {
  public:
+  ZEB_Execution_Group_Set();
+  ~ZEB_Execution_Group_Set();
+  // The first member alike to the identifier; null for null or none.
   ZEB_Execution_Group* findExecutionGroup(const ZEB_Resource_ID* id) const;
 };
 

@@ -108,6 +108,14 @@ ZEB_Node_Set& ZEB_Message_Flow::getNodes() {
   return nodes_;
 }
 
+ZEB_Message_Flow_Set::ZEB_Message_Flow_Set() {
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_Message_Flow_Set::ZEB_Message_Flow_Set");
+}
+
+ZEB_Message_Flow_Set::~ZEB_Message_Flow_Set() {
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_Message_Flow_Set::~ZEB_Message_Flow_Set");
+}
+
 ZEB_Message_Flow* ZEB_Message_Flow_Set::findMessageFlow(const ZEB_Resource_ID* id) const {
   ZEB_Trace trace(kResourceSetUnit, "ZEB_Message_Flow_Set::findMessageFlow");
   return trace.leave(findMember(id));

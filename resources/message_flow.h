@@ -42,6 +42,9 @@ class ZEB_Message_Flow : public ZEB_ORVA_Resource {
 
 class ZEB_Message_Flow_Set : public ZEB_Typed_Resource_Set<ZEB_Message_Flow> {
  public:
+  ZEB_Message_Flow_Set();
+  ~ZEB_Message_Flow_Set();
+  // The first member alike to the identifier; null for null or none.
   ZEB_Message_Flow* findMessageFlow(const ZEB_Resource_ID* id) const;
 };
 

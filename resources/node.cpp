@@ -88,6 +88,11 @@ ZEB_STIR* ZEB_Node::insertStatistics(const ZEB_STIR* record) {
   return trace.leave(statistics_.get());
 }
 
+void ZEB_Node::initStatistics() {
+  ZEB_Trace trace(kUnit, "ZEB_Node::initStatistics");
+  ZEB_ORVA_Resource::initStatistics();
+}
+
 ZEB_ReturnCode ZEB_Node::getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) {
   ZEB_Trace trace(kUnit, "ZEB_Node::getStatistics");
   if (collected_ == 0 && getInformationRecord()) {
@@ -160,6 +165,14 @@ void ZEB_Node::setLabel(const ZEB_String* label) {
 
 void ZEB_Node::assign(const ZEB_NOIR& record) {
   if (auto* const own = recordAs<ZEB_NOIR>()) *own = record;
+}
+
+ZEB_Node_Set::ZEB_Node_Set() {
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_Node_Set::ZEB_Node_Set");
+}
+
+ZEB_Node_Set::~ZEB_Node_Set() {
+  ZEB_Trace trace(kResourceSetUnit, "ZEB_Node_Set::~ZEB_Node_Set");
 }
 
 ZEB_Node* ZEB_Node_Set::findNode(const ZEB_Resource_ID* id) const {

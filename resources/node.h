@@ -28,6 +28,7 @@ class ZEB_Node : public ZEB_ORVA_Resource {
   // node's record in every case.
   ZEB_STIR* insertStatistics(const ZEB_STIR* record);
 
+  void initStatistics() override;
   ZEB_ReturnCode getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third) override;
 
   // Resets the statistics: in the store, or for null only the copy in this process.
@@ -52,6 +53,9 @@ class ZEB_Node : public ZEB_ORVA_Resource {
 
 class ZEB_Node_Set : public ZEB_Typed_Resource_Set<ZEB_Node> {
  public:
+  ZEB_Node_Set();
+  ~ZEB_Node_Set();
+  // The first member alike to the identifier; null for null or none.
   ZEB_Node* findNode(const ZEB_Resource_ID* id) const;
 };
 

@@ -12,6 +12,8 @@
 #include "records/resource_record.h"
 #include "records/statistics_record.h"
 
+class ZEB_ORVA_Resource_Set;
+
 // A resource owns its information record, the copy of itself that is stored in the statistics area,
 // and three accumulators in which statistics are gathered up the tree: input nodes, output nodes
 // and all others. It has no equality: sets hold it by identity. The tree is used by one node
@@ -95,7 +97,10 @@ class ZEB_ORVA_Resource {
   std::uint32_t collected_ = 0;
 
  private:
-  std::atomic<int> status_ = ZEB_STATUS_OK;  // message threads may set it
+  friend class ZEB_ORVA_Resource_Set;
+
+  const ZEB_ORVA_Resource_Set* set_ = nullptr;  // whose member it is
+  std::atomic<int> status_ = ZEB_STATUS_OK;     // message threads may set it
   std::unique_ptr<ZEB_REIR> record_;
 };
 

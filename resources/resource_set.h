@@ -4,7 +4,6 @@
 #define ZEB_RESOURCES_RESOURCE_SET_H
 
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
 #include "resources/resource.h"
@@ -12,54 +11,48 @@
 // The unit name under which all sets trace.
 inline constexpr char kResourceSetUnit[] = "zebcmsre";
 
-// Owns its members and keeps them in the order in which they came; membership is by identity. The
-// containers see to it that no two members are alike.
+// Owns its members; membership is by identity. A new member comes last, and the others keep their
+// order unless `moveFirst` changes it. The containers see to it that no two members are alike.
 class ZEB_ORVA_Resource_Set {
  public:
   ZEB_ORVA_Resource_Set();
   ~ZEB_ORVA_Resource_Set();
+  ZEB_ORVA_Resource_Set(const ZEB_ORVA_Resource_Set&) = delete;
+  ZEB_ORVA_Resource_Set& operator=(const ZEB_ORVA_Resource_Set&) = delete;
 
-  // False when memory ran out; the member is destroyed then.
+  // Not null. Inserting a member again changes nothing. False when memory ran out: it is destroyed
+  // then.
   bool insert(std::unique_ptr<ZEB_ORVA_Resource> member);
-  // Hands the member over to the caller, who may well drop it; null when it is none.
+  // Hands the member over to the caller, who may drop it. Null when it is no member.
   std::unique_ptr<ZEB_ORVA_Resource> remove(const ZEB_ORVA_Resource* member);
 
   std::size_t entries() const { return members_.size(); }
   ZEB_ORVA_Resource* at(std::size_t i) const { return members_[i].get(); }
 
-  void print();
-  // Puts the members into the order in which they are stored; those that are not come last.
-  void sortByAddress();
+  // Moves the first member so many places towards the end, at most to the end.
+  void moveFirst(std::size_t places);
+
+  void print();    // each member
   void cleanup();  // destroys every member
 
  protected:
-  // See dropIf.
-  template <class Predicate>
-  void dropMembersIf(Predicate predicate) {
-    byId_ = {};
-    std::erase_if(members_, [&](const auto& member) { return predicate(member.get()); });
-    members_.shrink_to_fit();
-  }
-
-  // The first member alike to the identifier; null for null or none. A member's identifier must not
-  // change while it is in the set.
+  // The first member alike to the identifier, by a walk through all. Null for null or none.
   ZEB_ORVA_Resource* find(const ZEB_Resource_ID* id) const;
 
  private:
-  bool index() const;
-
   std::vector<std::unique_ptr<ZEB_ORVA_Resource>> members_;
-  // The members' places by a hash of their identifiers, as far as somebody looked for one since
-  // they came.
-  mutable std::unordered_multimap<std::size_t, std::size_t> byId_;
   [[maybe_unused]] std::uint32_t status_ = 0;  // nothing reads or changes it, on purpose
 };
 
 // Yields the members one by one, then null. The set must not change meanwhile.
 class ZEB_ORVA_Resource_Set_Iterator {
  public:
-  explicit ZEB_ORVA_Resource_Set_Iterator(const ZEB_ORVA_Resource_Set& set) : set_(set) {}
-  ZEB_ORVA_Resource* getNext() { return next_ < set_.entries() ? set_.at(next_++) : nullptr; }
+  explicit ZEB_ORVA_Resource_Set_Iterator(const ZEB_ORVA_Resource_Set& set);
+  ~ZEB_ORVA_Resource_Set_Iterator();
+  ZEB_ORVA_Resource_Set_Iterator(const ZEB_ORVA_Resource_Set_Iterator&) = delete;
+  ZEB_ORVA_Resource_Set_Iterator& operator=(const ZEB_ORVA_Resource_Set_Iterator&) = delete;
+
+  ZEB_ORVA_Resource* getNext();
 
  private:
   const ZEB_ORVA_Resource_Set& set_;
@@ -85,12 +78,6 @@ class ZEB_Typed_Resource_Set : public ZEB_ORVA_Resource_Set {
     const ZEB_Typed_Resource_Set& set_;
     std::size_t at_;
   };
-  // Destroys the members for which it holds.
-  template <class Predicate>
-  void dropIf(Predicate predicate) {
-    dropMembersIf(
-        [&](ZEB_ORVA_Resource* member) { return predicate(static_cast<Member*>(member)); });
-  }
 
   Iterator begin() const { return {*this, 0}; }
   Iterator end() const { return {*this, entries()}; }

@@ -22,16 +22,10 @@ std::size_t endOfString(Bytes bytes, std::size_t at) {
   return at + layout::kEmptyString + 2 * std::size_t{units};
 }
 
-// What nobody shares with it in a tree: parent, uuid and label, which stand one behind the other.
-// The parent alone for statistics, and for what is in no tree.
+// What a member of a tree shares with no other: its identity without the ID.
 std::string nameOf(const ZEB_Stored_Image& image) {
-  const Bytes bytes = image.bytes();
-  const std::uint32_t type = layout::typeOf(bytes.data());
-  std::size_t end = layout::header::bytes;
-  if (type >= ZEB_BRIR_RECORD && type <= ZEB_NOIR_RECORD)
-    end = endOfString(bytes, endOfString(bytes, end));
-  constexpr std::size_t kBegin = layout::header::parent.offset;
-  return {reinterpret_cast<const char*>(bytes.data()) + kBegin, end - kBegin};
+  const Bytes name = ZEB_Stored_Tree::identityOf(image).subspan(layout::header::id.width);
+  return {reinterpret_cast<const char*>(name.data()), name.size()};
 }
 
 void append(std::string& name, const ZEB_String& text) {
@@ -87,6 +81,16 @@ ZEB_Stored_Tree::~ZEB_Stored_Tree() {
   *link = next_;
 }
 
+std::span<const std::uint8_t> ZEB_Stored_Tree::identityOf(const ZEB_Stored_Image& image) {
+  const Bytes bytes = image.bytes();
+  const std::uint32_t type = layout::typeOf(bytes.data());
+  std::size_t end = layout::header::bytes;
+  if (type >= ZEB_BRIR_RECORD && type <= ZEB_NOIR_RECORD)
+    end = endOfString(bytes, endOfString(bytes, end));
+  constexpr std::size_t kBegin = layout::header::id.offset;
+  return bytes.subspan(kBegin, end - kBegin);
+}
+
 bool ZEB_Stored_Tree::refresh(std::span<std::uint8_t> stored) {
   bytes_.resize(stored.size());
   if (!bytes_.empty()) ZEB_CopyFromShared(bytes_.data(), stored.data(), bytes_.size());
@@ -101,15 +105,17 @@ bool ZEB_Stored_Tree::refresh(std::span<std::uint8_t> stored) {
   for (; at < bytes_.size(); at += entries_.back().size) {
     ZEB_Stored_Image image = imageAt(at, stored.data());
     if (!image) return false;
-    const auto size = static_cast<std::uint32_t>(image.bytes().size());
-    entries_.push_back({std::move(image), size});
+    const Bytes bytes = image.bytes();
+    entries_.push_back({.image = std::move(image),
+                        .type = layout::typeOf(bytes.data()),
+                        .size = static_cast<std::uint32_t>(bytes.size())});
   }
   before_.swap(bytes_);
-  if (reshaped_ || orphans_) {
+  if (!reshaped_) growTree(known);
+  if (reshaped_) {
     forgetTree();
-    known = 0;
+    growTree(0);
   }
-  growTree(known);
   return !ambiguous_ && std::ranges::none_of(
                             twins_, [this](std::size_t twin) { return entries_[twin].nodes == 0; });
 }
@@ -120,8 +126,7 @@ bool ZEB_Stored_Tree::renew(Entry& entry, std::size_t at, std::uint8_t* stored) 
   if (std::memcmp(bytes_.data() + at, before_.data() + at, entry.size) == 0) return true;
   ZEB_Stored_Image image = imageAt(at, stored);
   if (!image || image.bytes().size() != entry.size) return false;
-  if (image.header().id != entry.image.header().id || nameOf(image) != nameOf(entry.image))
-    reshaped_ = true;
+  if (!std::ranges::equal(identityOf(image), identityOf(entry.image))) reshaped_ = true;
   entry.image = std::move(image);
   return true;
 }
@@ -137,41 +142,60 @@ ZEB_Stored_Image ZEB_Stored_Tree::imageAt(std::size_t at, std::uint8_t* stored) 
 void ZEB_Stored_Tree::growTree(std::size_t from) {
   for (const ZEB_RecordType level : kLevels)
     for (std::size_t at = from; at < entries_.size(); ++at)
-      if (layout::typeOf(entries_[at].image.bytes().data()) == level)
-        entries_[at].inTree = join(at);
+      if (entries_[at].type == level) entries_[at].inTree = join(at);
 }
 
-// Into the tree, as a tree is built: below its parent, unless an equally named one is there.
+// Into the tree, as a tree is built: below its parent, unless one of that name is there.
 bool ZEB_Stored_Tree::join(std::size_t at) {
   const ZEB_Record_Header header = entries_[at].image.header();
-  const bool isNode = header.id.type == ZEB_NOIR_RECORD;
-  const bool isStatistics = header.id.type == ZEB_STIR_RECORD;
-  const auto parent = byId_.find(header.parent);
   if (header.id.type == ZEB_BRIR_RECORD) {
     if (root_) return false;
     root_ = at;
   } else {
     if (header.parent.type != header.id.type - 1) return false;
+    const auto parent = byId_.find(header.parent);
     if (parent == byId_.end()) {
-      orphans_ = true;
+      missing_.insert(header.parent);
       return false;
     }
-    const auto [known, isNew] = byName_.try_emplace(nameOf(entries_[at].image), at);
-    if (!isNew) {
-      if (!isStatistics) twins_.push_back(known->second);
-      return false;
-    }
+    if (!joinBelow(parent->second, at)) return false;
   }
-  if (isNode) {
-    ++entries_[parent->second].nodes;
-    ++entries_[byId_.at(entries_[parent->second].image.header().parent)].nodes;
-    ++withoutStatistics_;
-  }
-  if (isStatistics)
-    --withoutStatistics_;
-  else if (!byId_.try_emplace(header.id, at).second)
-    ambiguous_ = true;
+  if (header.id.type == ZEB_STIR_RECORD) return true;
+  if (!byId_.try_emplace(header.id, at).second) ambiguous_ = true;
+  if (missing_.contains(header.id)) reshaped_ = true;
   return true;
+}
+
+bool ZEB_Stored_Tree::joinBelow(std::size_t parent, std::size_t at) {
+  Entry& entry = entries_[at];
+  const auto [known, isNew] = byName_.try_emplace(nameOf(entry.image), at);
+  if (!isNew) {
+    if (entry.type != ZEB_STIR_RECORD) twins_.push_back(known->second);
+    return false;
+  }
+  entry.parent = static_cast<std::uint32_t>(parent);
+  if (entry.type == ZEB_STIR_RECORD) --withoutStatistics_;
+  if (entry.type == ZEB_NOIR_RECORD) {
+    ++withoutStatistics_;
+    ++entries_[parent].nodes;
+    ++entries_[entries_[parent].parent].nodes;
+  }
+  return true;
+}
+
+ZEB_Stored_Tree::Path ZEB_Stored_Tree::find(const ZEB_Node_Path& path) const {
+  const Entry* const group = child(broker(), *path.executionGroup);
+  const Entry* const flow = child(group, *path.messageFlow);
+  const Entry* const node = child(flow, *path.node);
+  return {broker(), group, flow, node, statistics(node)};
+}
+
+const ZEB_Stored_Tree::Entry* ZEB_Stored_Tree::memberAt(const void* address) const {
+  const auto found = std::ranges::lower_bound(
+      entries_, address, {},
+      [](const Entry& entry) -> const void* { return entry.image.address(); });
+  const bool stored = found != entries_.end() && found->image.address() == address;
+  return stored && found->inTree ? &*found : nullptr;
 }
 
 const ZEB_Stored_Tree::Entry* ZEB_Stored_Tree::child(const Entry* parent,
@@ -180,14 +204,14 @@ const ZEB_Stored_Tree::Entry* ZEB_Stored_Tree::child(const Entry* parent,
   std::string name = nameBelow(*parent);
   append(name, id.getUuid());
   append(name, id.getLabel());
-  return find(name);
+  return named(name);
 }
 
 const ZEB_Stored_Tree::Entry* ZEB_Stored_Tree::statistics(const Entry* node) const {
-  return node ? find(nameBelow(*node)) : nullptr;
+  return node ? named(nameBelow(*node)) : nullptr;
 }
 
-const ZEB_Stored_Tree::Entry* ZEB_Stored_Tree::find(const std::string& name) const {
+const ZEB_Stored_Tree::Entry* ZEB_Stored_Tree::named(const std::string& name) const {
   const auto found = byName_.find(name);
   return found == byName_.end() ? nullptr : &entries_[found->second];
 }
@@ -201,8 +225,9 @@ void ZEB_Stored_Tree::forgetTree() {
   byId_.clear();
   byName_.clear();
   twins_.clear();
+  missing_.clear();
   withoutStatistics_ = 0;
-  reshaped_ = orphans_ = ambiguous_ = false;
+  reshaped_ = ambiguous_ = false;
 }
 
 void ZEB_Stored_Tree::forget() {

@@ -49,7 +49,7 @@ void insertNodes(ZEB_Broker& broker, int nodes) {
   broker.populateStatsArea();
 }
 
-ZEB_Node* firstNode(const ZEB_Broker& broker) {
+ZEB_Node* firstNode(ZEB_Broker& broker) {
   const ZEB_Resource_ID groupId = labelled("GROUP");
   const ZEB_Resource_ID flowId = labelled("FLOW0");
   const ZEB_Resource_ID nodeId = labelled("NODE0");

@@ -17,7 +17,7 @@ std::unique_ptr<ZEB_Broker> attachBroker();
 void insertNodes(ZEB_Broker& broker, int nodes);
 
 // The first node of those.
-ZEB_Node* firstNode(const ZEB_Broker& broker);
+ZEB_Node* firstNode(ZEB_Broker& broker);
 
 // Posts an event of each of so many templates, and that often.
 void postEvents(ZEB_Broker& broker, int templates, int turns);

@@ -317,6 +317,12 @@ void disturb(const Operation& operation) {
     writeCount(record, operation.value);
   } else if (operation.kind == Kind::renamed) {
     writeId(record, operation.now);
+  } else if (operation.kind == Kind::label) {
+    const std::size_t label = at + 46 + 2UL * support::unsignedAt(bytes, at + 40);
+    write(area.bytes() + label + 6, static_cast<std::uint16_t>(operation.value));
+  } else if (operation.kind == Kind::sameId) {
+    const std::size_t other = offsets.at(static_cast<std::size_t>(operation.value));
+    std::memcpy(record + 8, bytes.data() + other + 8, 16);
   } else if (operation.kind == Kind::twin) {
     addTwin(area.bytes(), bytes, at, size, operation.now);
   } else if (operation.value < 0) {

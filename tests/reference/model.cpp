@@ -524,6 +524,10 @@ void Model::disturb(const Operation& operation) {
     record.statistics.count = operation.value;
   else if (operation.kind == Kind::renamed)
     record.id = newId(record.type());
+  else if (operation.kind == Kind::label)
+    record.label.at(1) = static_cast<char>(operation.value);
+  else if (operation.kind == Kind::sameId)
+    record.id = area.records.at(static_cast<std::size_t>(operation.value)).id;
   else if (operation.value < 0)
     record.parent = {};
   else

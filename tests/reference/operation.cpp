@@ -10,8 +10,8 @@
 namespace reference {
 namespace {
 
-constexpr std::array kNames{"create", "deploy", "send",   "end",     "deleted",
-                            "number", "count",  "parent", "renamed", "twin"};
+constexpr std::array kNames{"create", "deploy", "send",    "end",  "deleted", "number",
+                            "count",  "parent", "renamed", "twin", "label",   "sameId"};
 
 std::string placeWords(const Operation& o) {
   return " group=" + o.group + " flow=" + o.flow;

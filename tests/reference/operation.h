@@ -35,7 +35,9 @@ enum class Kind {
   count,    // a stranger writes a message count
   parent,   // a stranger gives a record another parent, or none
   renamed,  // a stranger gives a record another ID
-  twin      // a stranger appends a copy of a record, with an ID of its own
+  twin,     // a stranger appends a copy of a record, with an ID of its own
+  label,    // a stranger writes another label of the same length
+  sameId    // a stranger gives a record the ID of another one of its type
 };
 
 struct Operation {
@@ -57,8 +59,10 @@ struct Operation {
   std::int64_t put = 0;    // when it came into its queue: milliseconds since 1970, in whole tens
   std::int64_t takes = 0;  // milliseconds that pass downstream
 
-  std::size_t record = 0;   // of the area, for a stranger's deeds
-  std::int64_t value = -1;  // what is written; for a parent, which record it is, or -1 for none
+  std::size_t record = 0;  // of the area, for a stranger's deeds
+  // What is written; for a parent and for an ID, which record it comes from, -1 for none; for a
+  // label, its second character.
+  std::int64_t value = -1;
 
   std::int64_t endsAt() const;
 };

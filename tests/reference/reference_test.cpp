@@ -112,6 +112,12 @@ TEST_F(Reference, SoAreThoseThatSeveralProcessesShare) {
   runSequences(library, {.processes = 3, .areaSizes = {4096, 32768}, .longestLabel = 40}, 700);
 }
 
+// Labels changed in place, and records that share an ID or a place.
+TEST_F(Reference, SoIsOneInWhichStrangersWrite) {
+  OneProcess library;
+  runSequences(library, {.areaSizes = {8192, 32768}, .strange = 30}, 1000);
+}
+
 TEST_F(Reference, AForeignByteIsFoundAndToldByItsField) {
   OneProcess library;
   SideBySide both(library, 4096);

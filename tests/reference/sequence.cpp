@@ -11,7 +11,7 @@ constexpr std::int64_t kMostMessages = 2147483647;
 }  // namespace
 
 Sequence::Sequence(std::uint64_t seed, const Setting& setting)
-    : random_(seed), processes_(setting.processes) {
+    : random_(seed), processes_(setting.processes), strange_(setting.strange) {
   areaSize_ = any(setting.areaSizes);
   const auto names = [&](const std::string& stem, std::size_t most, int longest) {
     std::vector<std::string> drawn;
@@ -169,7 +169,14 @@ std::optional<Operation> Sequence::disturb(const Model& model) {
 void Sequence::disturbRecord(Operation& operation, const Area& area) {
   const std::uint32_t type = area.records[operation.record].type();
   const bool isNode = type == support::kNode;
-  if (in100(8)) {
+  const bool isNamed = isNode || type == support::kGroup || type == support::kFlow;
+  if (isNamed && in100(strange_)) {
+    operation.kind = Kind::label;
+    operation.value = static_cast<std::int64_t>('1' + below(4));
+  } else if (in100(strange_)) {
+    operation.kind = Kind::sameId;
+    operation.value = static_cast<int>(any(recordsOfType(area, type)));
+  } else if (in100(8)) {
     operation.kind = Kind::twin;
   } else if (in100(8)) {
     operation.kind = Kind::parent;

@@ -16,6 +16,9 @@ struct Setting {
   int processes = 1;
   std::vector<std::uint32_t> areaSizes{32768};
   int longestLabel = 3;  // units of a label; long ones fill a small area soon
+  // Of a hundred deeds of strangers, how many give a record another label, and how many of the
+  // others give it the ID of another record.
+  std::size_t strange = 3;
 };
 
 class Sequence {
@@ -60,6 +63,7 @@ class Sequence {
 
   std::mt19937_64 random_;
   const int processes_;
+  const std::size_t strange_;
   std::uint32_t areaSize_;
   std::vector<std::string> brokers_;
   std::vector<std::string> groups_;
