@@ -9,7 +9,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "base/private_bytes.h"
 #include "records/record_factory.h"
 
 struct ZEB_Stored_Image::Shared {
@@ -50,15 +49,6 @@ struct ZEB_Stored_Image::Pool {
 
 ZEB_Stored_Image::Pool* ZEB_Stored_Image::Pool::pool = nullptr;
 std::mutex ZEB_Stored_Image::Pool::changing;
-
-ZEB_Stored_Image ZEB_Stored_Image::of(ZEB_Record& record) {
-  if (!record.OK() || !record.getAddress()) return {};
-  const std::size_t size = record.size();
-  ZEB_Private_Bytes bytes(size);
-  if (!bytes.data()) return {};
-  record.putTo(bytes.data(), record.getAddress());
-  return of({bytes.data(), size}, record.getAddress());
-}
 
 ZEB_Stored_Image ZEB_Stored_Image::of(std::span<const std::uint8_t> bytes, void* address) {
   ZEB_Stored_Image image;

@@ -16,9 +16,13 @@ bool isDeleted(const ZEB_Stored_Image& image) {
   return image.header().deleted != 0;
 }
 
+bool isAt(const ZEB_Stored_Image& own, const Entry& stored) {
+  return own == stored.image || own.address() == stored.image.address();
+}
+
 // Whether both are images of one member, of different times.
 bool isSameMember(const ZEB_Stored_Image& own, const ZEB_Stored_Image& stored) {
-  return own.address() == stored.address() && own.bytes().size() == stored.bytes().size() &&
+  return own.bytes().size() == stored.bytes().size() &&
          std::ranges::equal(ZEB_Stored_Tree::identityOf(own), ZEB_Stored_Tree::identityOf(stored));
 }
 
@@ -50,18 +54,24 @@ class Newest {
       if (entry.inTree && !path_.has(entry)) use(entry);
   }
 
-  // False when the known images are not the first of the members.
+  // False when images can't follow: of the known members one is not there as it was, or a new one
+  // would stand among them.
   bool follows(const std::vector<ZEB_Stored_Image>& known) {
     auto next = known.begin();
+    std::vector<const Entry*> among;
     bool same = true;
     forEach([&](const Entry& entry) {
-      if (next == known.end())
-        addNew(entry);
-      else
+      if (next != known.end() && isAt(*next, entry)) {
         same = isKnown(*next++, entry.image) && same;
+      } else {
+        if (next != known.end()) among.push_back(&entry);
+        addNew(entry);
+      }
     });
-    // What is left out may make room for another of its name.
-    return same && next == known.end() && (!leavesOut() || !stored_.hasTwins());
+    return same && next == known.end() &&
+           std::ranges::none_of(among, [this](const Entry* entry) { return stays(*entry); }) &&
+           // What is left out may make room for another of its name.
+           (!leavesOut() || !stored_.hasTwins());
   }
   bool leavesOut() const { return !leftOut_.empty(); }
   std::size_t added() const { return added_; }
@@ -123,7 +133,7 @@ bool ZEB_Rest_Of_Tree::merge(const ZEB_Stored_Tree& stored, const ZEB_Stored_Tre
   unwritten.reserve(newest.changed());
   auto known = images_.begin();
   newest.forEach([&](const Entry& entry) {
-    const bool isKnown = known != images_.end();
+    const bool isKnown = known != images_.end() && isAt(*known, entry);
     ZEB_Stored_Image image = isKnown && !takes(*known, entry) ? std::move(*known) : entry.image;
     if (isKnown) ++known;
     if (!newest.stays(entry)) return;

@@ -17,6 +17,10 @@ class StoredImage : public LibraryTest {
     return bytes;
   }
 
+  static ZEB_Stored_Image imageOf(ZEB_Record& record) {
+    return ZEB_Stored_Image::of(bytesOf(record), record.getAddress());
+  }
+
   static ZEB_NOIR nodeAt(void* place) {
     ZEB_Resource_ID id;
     const ZEB_String label("NODE");
@@ -32,7 +36,7 @@ class StoredImage : public LibraryTest {
 TEST_F(StoredImage, GivesTheRecordBackWithItsAddress) {
   ZEB_NOIR node = nodeAt(place_);
   node.setNodeType(ZEB_OUTPUT_NODE);
-  const ZEB_Stored_Image image = ZEB_Stored_Image::of(node);
+  const ZEB_Stored_Image image = imageOf(node);
   ASSERT_TRUE(image);
   const auto record = image.record();
   ASSERT_TRUE(record);
@@ -43,10 +47,10 @@ TEST_F(StoredImage, GivesTheRecordBackWithItsAddress) {
 TEST_F(StoredImage, StaysAsItWasWhenTheRecordChanges) {
   ZEB_NOIR node = nodeAt(place_);
   const Bytes before = bytesOf(node);
-  const ZEB_Stored_Image first = ZEB_Stored_Image::of(node);
+  const ZEB_Stored_Image first = imageOf(node);
   node.markDeleted();
-  const ZEB_Stored_Image second = ZEB_Stored_Image::of(node);
-  const ZEB_Stored_Image third = ZEB_Stored_Image::of(node);
+  const ZEB_Stored_Image second = imageOf(node);
+  const ZEB_Stored_Image third = imageOf(node);
   EXPECT_EQ(before, bytesOf(*first.record()));
   EXPECT_EQ(bytesOf(node), bytesOf(*second.record()));
   EXPECT_EQ(bytesOf(node), bytesOf(*third.record()));
@@ -54,14 +58,15 @@ TEST_F(StoredImage, StaysAsItWasWhenTheRecordChanges) {
 
 TEST_F(StoredImage, IsGoneWithItsLastUser) {
   ZEB_NOIR node = nodeAt(place_);
+  const Bytes bytes = bytesOf(node);
   const auto needsNoMemory = [&] {
     refuseMemory();
-    const bool made = static_cast<bool>(ZEB_Stored_Image::of(node));
+    const bool made = static_cast<bool>(ZEB_Stored_Image::of(bytes, place_));
     succeedAgain();
     return made;
   };
   {
-    const ZEB_Stored_Image image = ZEB_Stored_Image::of(node);
+    const ZEB_Stored_Image image = imageOf(node);
     { const ZEB_Stored_Image copy = image; }
     EXPECT_TRUE(needsNoMemory());
   }
@@ -70,16 +75,28 @@ TEST_F(StoredImage, IsGoneWithItsLastUser) {
 
 TEST_F(StoredImage, LivesOnInWhatItWasMovedTo) {
   ZEB_NOIR node = nodeAt(place_);
-  ZEB_Stored_Image image = ZEB_Stored_Image::of(node);
+  ZEB_Stored_Image image = imageOf(node);
   ZEB_Stored_Image moved;
   moved = std::move(image);
   EXPECT_FALSE(image);  // NOLINT(bugprone-use-after-move): that it is null is what it promises
   EXPECT_EQ(bytesOf(node), bytesOf(*moved.record()));
 }
 
-TEST_F(StoredImage, IsNullForARecordThatWasNotStored) {
-  ZEB_NOIR node = nodeAt(nullptr);
-  EXPECT_FALSE(ZEB_Stored_Image::of(node));
+TEST_F(StoredImage, IsSharedWithTheLatestOfItsPlaceOnly) {
+  ZEB_NOIR node = nodeAt(place_);
+  const ZEB_Stored_Image first = imageOf(node);
+  EXPECT_EQ(first, imageOf(node));
+  node.markDeleted();
+  const ZEB_Stored_Image second = imageOf(node);
+  node.undelete();
+  const ZEB_Stored_Image third = imageOf(node);
+  EXPECT_FALSE(first == second);
+  EXPECT_FALSE(first == third);
+  EXPECT_EQ(bytesOf(*first.record()), bytesOf(*third.record()));
+}
+
+TEST_F(StoredImage, HasNoRecordWhenItIsNull) {
+  EXPECT_FALSE(ZEB_Stored_Image());
   EXPECT_EQ(nullptr, ZEB_Stored_Image().record());
 }
 

@@ -18,7 +18,7 @@ inline constexpr char kAreaMutex[] = "/tmp/UUID1.zebcstar.zebmutx";
 inline constexpr _TimeStamp kNoTime{0, 0};
 
 inline std::unique_ptr<ZEB_Broker> makeBroker(const std::string& label = "BRK1",
-                                       const std::string& uuid = "UUID1") {
+                                              const std::string& uuid = "UUID1") {
   const ZEB_Resource_ID id = resourceId(label, uuid);
   return std::make_unique<ZEB_Broker>(&id);
 }

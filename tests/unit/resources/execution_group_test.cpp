@@ -145,14 +145,15 @@ TEST_F(ExecutionGroup, AFlowThatCannotBeMadeIsReportedAndTheRestRebuilt) {
   for (const char* label : {"A", "B", "C"}) {
     const ZEB_MFIR* const flow = stored.add<ZEB_MFIR>(label, group.getRecordId());
     stored.add<ZEB_NOIR>("NODE", flow->getRecordId());
+    if (*label != 'B') group.insertMessageFlow(flow);
   }
-  insert("A");
-  insert("C");
   failAllocations(sizeof(ZEB_Message_Flow));
   EXPECT_EQ(1, group.findMessageFlows(&stored, 1));
   succeedAgain();
   EXPECT_EQ(2U, group.messageFlows());
   EXPECT_EQ(nullptr, find("B"));
+  EXPECT_EQ(1U, find("A")->nodes());
+  EXPECT_EQ(1U, find("C")->nodes()) << "behind the one that could not be made";
 }
 
 // --- records, statistics, log ---

@@ -270,6 +270,7 @@ TEST_F(Node, EveryOperationTraces) {
                          {"ZEB_Node::getRecords", "Exit: 0x0"},
                          {"ZEB_Node::findStatistics", "Exit: 0x0"},
                          {"ZEB_Node::insertStatistics", exitOf(statistics)},
+                         {"ZEB_Node::initStatistics", "Exit"},
                          {"ZEB_Node::getStatistics", "Exit: 0x0"},
                          {"ZEB_Node::resetStatistics", "Exit"},
                          {"ZEB_Node::markDeleted", "Exit"},

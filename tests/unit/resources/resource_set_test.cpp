@@ -105,85 +105,42 @@ TEST_F(ResourceSet, ATypedSetFindsTheFirstMemberAlike) {
             members);
 }
 
-TEST_F(ResourceSet, FindsTheFirstMemberAlikeWithoutMemoryForAnIndex) {
-  ZEB_Execution_Group_Set groups;
-  const ZEB_Resource_ID first = resourceId("A");
-  const ZEB_Resource_ID second = resourceId("B");
-  const ZEB_Resource_ID missing = resourceId("C");
-  for (const ZEB_Resource_ID* id : {&first, &second, &second})
-    groups.insert(std::make_unique<ZEB_Execution_Group>(id));
-  refuseMemory();
-  const ZEB_Execution_Group* const found[] = {groups.findExecutionGroup(&first),
-                                              groups.findExecutionGroup(&second),
-                                              groups.findExecutionGroup(&missing)};
-  succeedAgain();
-  EXPECT_EQ(groups.at(0), found[0]);
-  EXPECT_EQ(groups.at(1), found[1]);
-  EXPECT_EQ(nullptr, found[2]);
+TEST_F(ResourceSet, FindsAMemberUnderTheLabelThatItGotAfterALookup) {
+  ZEB_Node_Set nodes;
+  const ZEB_Resource_ID before = resourceId("BEFORE");
+  const ZEB_Resource_ID after = resourceId("AFTER");
+  nodes.insert(std::make_unique<ZEB_Node>(&before));
+  ZEB_Node* const node = nodes.findNode(&before);
+  EXPECT_EQ(nullptr, nodes.findNode(&after));
+  node->setLabel(&after.getLabel());
+  EXPECT_EQ(node, nodes.findNode(&after));
+  EXPECT_EQ(nullptr, nodes.findNode(&before));
 }
 
-class DroppedMembers : public LibraryTest {
- protected:
-  DroppedMembers() {
-    for (const char* label : {"A", "B", "C", "D", "E"}) insert(label);
-  }
-  void insert(const char* label) {
-    const ZEB_Resource_ID id = resourceId(label);
-    groups.insert(std::make_unique<ZEB_Execution_Group>(&id));
-  }
-  // In the order of the labels.
-  void store(const ZEB_Execution_Group& group) {
-    group.getInformationRecord()->setAddress(&places_[textOf(group.getLabel())[0] - 'A']);
-  }
-  void drop(const std::string& dropped) {
-    groups.dropIf([&](const ZEB_Execution_Group* group) {
-      return dropped.find(textOf(group->getLabel())) != std::string::npos;
-    });
-  }
-  std::string labels() const {
-    std::string all;
-    for (const ZEB_Execution_Group* group : groups) all += textOf(group->getLabel());
-    return all;
-  }
-  std::string found(const char* label) const {
-    const ZEB_Resource_ID id = resourceId(label);
-    const ZEB_Execution_Group* const group = groups.findExecutionGroup(&id);
-    return group ? textOf(group->getLabel()) : "";
-  }
-
-  ZEB_Execution_Group_Set groups;
-
- private:
-  char places_[26];
-};
-
-TEST_F(DroppedMembers, AreGoneAndTheOthersAreFound) {
-  EXPECT_EQ("D", found("D"));
-  drop("ACE");
-  EXPECT_EQ("BD", labels());
-  EXPECT_EQ("D", found("D"));
-  EXPECT_EQ("", found("E"));
+TEST_F(ResourceSet, AMemberThatIsInsertedAgainCountsOnce) {
+  auto* const member = new Counted("A", &alive);
+  EXPECT_TRUE(set.insert(std::unique_ptr<ZEB_ORVA_Resource>(member)));
+  EXPECT_TRUE(set.insert(std::unique_ptr<ZEB_ORVA_Resource>(member)));
+  EXPECT_EQ(1U, set.entries());
+  EXPECT_EQ(1, alive);
+  EXPECT_TRUE(set.insert(set.remove(member)));
+  EXPECT_EQ(1U, set.entries());
 }
 
-TEST_F(DroppedMembers, ComeBackToWhereTheyAreStored) {
-  for (ZEB_Execution_Group* const group : groups) store(*group);
-  drop("ACE");
-  for (const char* label : {"E", "A", "C"}) insert(label);
-  for (ZEB_Execution_Group* const group : groups) store(*group);
-  EXPECT_EQ("BDEAC", labels());
-  EXPECT_EQ("E", found("E"));
-  groups.sortByAddress();
-  EXPECT_EQ("ABCDE", labels());
-  for (const char* label : {"A", "B", "C", "D", "E"}) EXPECT_EQ(label, found(label));
-}
-
-TEST_F(DroppedMembers, StandBeforeThoseThatAreNotStored) {
-  drop("C");
-  insert("C");
-  for (ZEB_Execution_Group* const group : groups)
-    if (textOf(group->getLabel()) == "C") store(*group);
-  groups.sortByAddress();
-  EXPECT_EQ("CABDE", labels());
+TEST_F(ResourceSet, MovesItsFirstMemberBehindOthers) {
+  const ZEB_ORVA_Resource* const first = insert("A");
+  const ZEB_ORVA_Resource* const second = insert("B");
+  const ZEB_ORVA_Resource* const third = insert("C");
+  const auto order = [&] {
+    return std::vector<const ZEB_ORVA_Resource*>{set.at(0), set.at(1), set.at(2)};
+  };
+  set.moveFirst(0);
+  EXPECT_EQ((std::vector{first, second, third}), order());
+  set.moveFirst(1);
+  EXPECT_EQ((std::vector{second, first, third}), order());
+  set.moveFirst(9);
+  EXPECT_EQ((std::vector{first, third, second}), order());
+  ZEB_ORVA_Resource_Set().moveFirst(1);
 }
 
 TEST_F(ResourceSet, Traces) {
@@ -197,11 +154,21 @@ TEST_F(ResourceSet, Traces) {
     flows.findMessageFlow(&id);
     ZEB_Node_Set nodes;
     nodes.findNode(&id);
+    ZEB_ORVA_Resource_Set_Iterator(nodes).getNext();
   }
   expectTraced(kUnit, {{"ZEB_ORVA_Resource_Set::ZEB_ORVA_Resource_Set", "Exit"},
                        {"ZEB_Execution_Group_Set::findExecutionGroup", "Exit: 0x0"},
                        {"ZEB_Message_Flow_Set::findMessageFlow", "Exit: 0x0"},
                        {"ZEB_Node_Set::findNode", "Exit: 0x0"},
+                       {"ZEB_Execution_Group_Set::ZEB_Execution_Group_Set", "Exit"},
+                       {"ZEB_Execution_Group_Set::~ZEB_Execution_Group_Set", "Exit"},
+                       {"ZEB_Message_Flow_Set::ZEB_Message_Flow_Set", "Exit"},
+                       {"ZEB_Message_Flow_Set::~ZEB_Message_Flow_Set", "Exit"},
+                       {"ZEB_Node_Set::ZEB_Node_Set", "Exit"},
+                       {"ZEB_Node_Set::~ZEB_Node_Set", "Exit"},
+                       {"ZEB_ORVA_Resource_Set_Iterator::ZEB_ORVA_Resource_Set_Iterator", "Exit"},
+                       {"ZEB_ORVA_Resource_Set_Iterator::~ZEB_ORVA_Resource_Set_Iterator", "Exit"},
+                       {"ZEB_ORVA_Resource_Set_Iterator::getNext", "Exit: 0x0"},
                        {"ZEB_ORVA_Resource_Set::print", "Exit"},
                        {"ZEB_ORVA_Resource_Set::cleanup", "Exit"},
                        {"ZEB_ORVA_Resource_Set::~ZEB_ORVA_Resource_Set", "Exit"}});

@@ -1,109 +1,58 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a process knows of a statistics area, and of the tree that stands there.
+// What a process knows of a statistics area, and of the tree that is stored there.
 #include "resources/stored_tree.h"
 
-#include "records/broker_record.h"
-#include "records/execution_group_record.h"
-#include "records/message_flow_record.h"
-#include "records/node_record.h"
-#include "records/statistics_record.h"
-#include "tests/unit/store/store_test.h"
+#include "tests/unit/resources/stored_records.h"
 
 using namespace support;
 
 namespace {
 
-ZEB_Resource_ID named(const char* label) {
-  const ZEB_String uuid("UUID");
-  const ZEB_String text(label);
-  return ZEB_Resource_ID(&uuid, &text);
-}
+using StoredTree = StoredRecords;
 
-// An area of one broker, group, flow and node, in private memory.
-class CatalogueOf : public LibraryTest {
- protected:
-  CatalogueOf() {
-    group_.setParent(broker_.getRecordId());
-    flow_.setParent(group_.getRecordId());
-    node_.setParent(flow_.getRecordId());
-    statistics_.setParent(node_.getRecordId());
-  }
-
-  static std::vector<std::uint8_t> roomFor(std::size_t bytes) {
-    std::vector<std::uint8_t> none;
-    none.reserve(bytes);
-    return none;
-  }
-  void store(ZEB_Record& record) {
-    if (!record.getAddress()) {
-      record.setAddress(bytes_.data() + bytes_.size());
-      bytes_.resize(bytes_.size() + record.size());
-    }
-    record.put(record.getAddress());
-  }
-  void storeAll() {
-    for (ZEB_Record* record :
-         std::initializer_list<ZEB_Record*>{&broker_, &group_, &flow_, &node_, &statistics_})
-      store(*record);
-  }
-
-  bool read() {
-    return catalogue_->read(bytes_, [] {});
-  }
-  const ZEB_Stored_Tree::Entry& entry(std::size_t at) const { return catalogue_->entries()[at]; }
-  std::string members() const {
-    std::string text;
-    for (const ZEB_Stored_Tree::Entry& entry : catalogue_->entries())
-      text += entry.inTree ? 'x' : '-';
-    return text;
-  }
-
-  const ZEB_Resource_ID brokerId_ = named("BROKER");
-  const ZEB_Resource_ID groupId_ = named("GROUP");
-  const ZEB_Resource_ID flowId_ = named("FLOW");
-  const ZEB_Resource_ID nodeId_ = named("NODE");
-  ZEB_BRIR broker_{&brokerId_};
-  ZEB_EGIR group_{&groupId_};
-  ZEB_MFIR flow_{&flowId_};
-  ZEB_NOIR node_{&nodeId_};
-  ZEB_STIR statistics_{1};
-  std::vector<std::uint8_t> bytes_ = roomFor(8192);  // never moves
-  std::shared_ptr<ZEB_Stored_Tree> catalogue_ = ZEB_Stored_Tree::of(bytes_.data());
-};
-
-TEST_F(CatalogueOf, AnEmptyAreaHasNoTree) {
+TEST_F(StoredTree, AnEmptyAreaHasNoTree) {
   ASSERT_TRUE(read());
-  EXPECT_TRUE(catalogue_->entries().empty());
-  EXPECT_EQ(nullptr, catalogue_->broker());
-  EXPECT_EQ(nullptr, catalogue_->child(nullptr, groupId_));
-  EXPECT_EQ(nullptr, catalogue_->statistics(nullptr));
+  EXPECT_TRUE(tree_->entries().empty());
+  const ZEB_Stored_Tree::Path none = path();
+  EXPECT_EQ(nullptr, none.broker);
+  EXPECT_EQ(nullptr, none.group);
+  EXPECT_EQ(nullptr, none.statistics);
+  EXPECT_EQ(nullptr, tree_->memberAt(bytes_.data()));
 }
 
-TEST_F(CatalogueOf, AnAreaFindsEachMemberBelowItsParent) {
+TEST_F(StoredTree, AnAreaFindsEachMemberBelowItsParent) {
   storeAll();
   ASSERT_TRUE(read());
   EXPECT_EQ("xxxxx", members());
-  const ZEB_Stored_Tree::Entry* const group = catalogue_->child(catalogue_->broker(), groupId_);
-  const ZEB_Stored_Tree::Entry* const flow = catalogue_->child(group, flowId_);
-  const ZEB_Stored_Tree::Entry* const node = catalogue_->child(flow, nodeId_);
-  EXPECT_EQ(&entry(0), catalogue_->broker());
-  EXPECT_EQ(&entry(1), group);
-  EXPECT_EQ(&entry(2), flow);
-  EXPECT_EQ(&entry(3), node);
-  EXPECT_EQ(&entry(4), catalogue_->statistics(node));
-  EXPECT_EQ(nullptr, catalogue_->child(group, nodeId_));
+  const ZEB_Stored_Tree::Path found = path();
+  EXPECT_EQ(&entry(0), found.broker);
+  EXPECT_EQ(&entry(1), found.group);
+  EXPECT_EQ(&entry(2), found.flow);
+  EXPECT_EQ(&entry(3), found.node);
+  EXPECT_EQ(&entry(4), found.statistics);
+  for (std::size_t at = 0; at < 5; ++at) {
+    EXPECT_TRUE(found.has(entry(at)));
+    EXPECT_EQ(&entry(at), tree_->memberAt(entry(at).image.address()));
+  }
+  EXPECT_EQ(3U, entry(4).parent);
+  EXPECT_EQ(2U, entry(3).parent);
   EXPECT_EQ(statistics_.getAddress(), entry(4).image.address());
-  EXPECT_EQ(1U, group->nodes);
-  EXPECT_EQ(1U, flow->nodes);
-  EXPECT_EQ(0U, catalogue_->nodesWithoutStatistics());
+  EXPECT_EQ(1U, entry(1).nodes);
+  EXPECT_EQ(1U, entry(2).nodes);
+  EXPECT_FALSE(tree_->othersLackStatistics(found));
+  const ZEB_Stored_Tree::Path other = tree_->find({&groupId_, &nodeId_, &nodeId_});
+  EXPECT_EQ(&entry(1), other.group);
+  EXPECT_EQ(nullptr, other.flow);
+  EXPECT_EQ(nullptr, other.statistics);
+  EXPECT_FALSE(other.has(entry(2)));
 }
 
-TEST_F(CatalogueOf, AnAreaIsOneInAProcess) {
-  EXPECT_EQ(catalogue_, ZEB_Stored_Tree::of(bytes_.data()));
-  EXPECT_NE(catalogue_, ZEB_Stored_Tree::of(bytes_.data() + 1));
+TEST_F(StoredTree, AnAreaIsOneInAProcess) {
+  EXPECT_EQ(tree_, ZEB_Stored_Tree::of(bytes_.data()));
+  EXPECT_NE(tree_, ZEB_Stored_Tree::of(bytes_.data() + 1));
 }
 
-TEST_F(CatalogueOf, WhatStandsAsItStoodKeepsItsImage) {
+TEST_F(StoredTree, WhatStandsAsItStoodKeepsItsImage) {
   storeAll();
   ASSERT_TRUE(read());
   const ZEB_Stored_Image flow = entry(2).image;
@@ -117,7 +66,7 @@ TEST_F(CatalogueOf, WhatStandsAsItStoodKeepsItsImage) {
   EXPECT_EQ("xxxxx", members());
 }
 
-TEST_F(CatalogueOf, WhatIsAppendedJoinsTheTree) {
+TEST_F(StoredTree, WhatIsAppendedJoinsTheTree) {
   storeAll();
   ASSERT_TRUE(read());
   const ZEB_Resource_ID otherId = named("OTHER");
@@ -128,10 +77,11 @@ TEST_F(CatalogueOf, WhatIsAppendedJoinsTheTree) {
   EXPECT_EQ("xxxxxx", members());
   EXPECT_EQ(2U, entry(1).nodes);
   EXPECT_EQ(2U, entry(2).nodes);
-  EXPECT_EQ(1U, catalogue_->nodesWithoutStatistics());
+  EXPECT_TRUE(tree_->othersLackStatistics(path()));
+  EXPECT_FALSE(tree_->othersLackStatistics(tree_->find({&groupId_, &flowId_, &otherId})));
 }
 
-TEST_F(CatalogueOf, AChildMayStandBeforeItsParent) {
+TEST_F(StoredTree, AChildMayStandBeforeItsParent) {
   for (ZEB_Record* record : std::initializer_list<ZEB_Record*>{&statistics_, &node_, &flow_})
     store(*record);
   ASSERT_TRUE(read());
@@ -142,7 +92,7 @@ TEST_F(CatalogueOf, AChildMayStandBeforeItsParent) {
   EXPECT_EQ("xxxxx", members());
 }
 
-TEST_F(CatalogueOf, ANodeWithoutParentLeavesTheTreeWithItsStatistics) {
+TEST_F(StoredTree, ANodeWithoutParentLeavesTheTreeWithItsStatistics) {
   storeAll();
   ASSERT_TRUE(read());
   const ZEB_Record_ID none;
@@ -151,10 +101,10 @@ TEST_F(CatalogueOf, ANodeWithoutParentLeavesTheTreeWithItsStatistics) {
   ASSERT_TRUE(read());
   EXPECT_EQ("xxx--", members());
   EXPECT_EQ(0U, entry(1).nodes);
-  EXPECT_EQ(0U, catalogue_->nodesWithoutStatistics());
+  EXPECT_FALSE(tree_->othersLackStatistics(path()));
 }
 
-TEST_F(CatalogueOf, TheFirstStatisticsOfANodeAreItsOwn) {
+TEST_F(StoredTree, TheFirstStatisticsOfANodeAreItsOwn) {
   storeAll();
   ZEB_STIR second(1);
   second.setParent(node_.getRecordId());
@@ -163,8 +113,20 @@ TEST_F(CatalogueOf, TheFirstStatisticsOfANodeAreItsOwn) {
   EXPECT_EQ("xxxxx-", members());
 }
 
+// Appended later, its parent makes a member of what was none.
+TEST_F(StoredTree, AParentThatIsAppendedBringsItsChildrenIn) {
+  for (ZEB_Record* record : std::initializer_list<ZEB_Record*>{&broker_, &flow_, &node_})
+    store(*record);
+  ASSERT_TRUE(read());
+  EXPECT_EQ("x--", members());
+  store(group_);
+  ASSERT_TRUE(read());
+  EXPECT_EQ("xxxx", members());
+  EXPECT_EQ(1U, entry(3).nodes);
+}
+
 // The tree would depend on what else is known of them.
-TEST_F(CatalogueOf, TwoNodesOfOneNameCannotBeRead) {
+TEST_F(StoredTree, TwoNodesOfOneNameCannotBeRead) {
   storeAll();
   ZEB_NOIR twin(&nodeId_);
   twin.setParent(flow_.getRecordId());
@@ -172,7 +134,7 @@ TEST_F(CatalogueOf, TwoNodesOfOneNameCannotBeRead) {
   EXPECT_FALSE(read());
 }
 
-TEST_F(CatalogueOf, OfTwoGroupsOfOneNameTheFirstIsAMemberUnlessItIsEmpty) {
+TEST_F(StoredTree, OfTwoGroupsOfOneNameTheFirstIsAMemberUnlessItIsEmpty) {
   store(broker_);
   store(group_);
   ZEB_EGIR twin(&groupId_);
@@ -183,9 +145,11 @@ TEST_F(CatalogueOf, OfTwoGroupsOfOneNameTheFirstIsAMemberUnlessItIsEmpty) {
     store(*record);
   ASSERT_TRUE(read());
   EXPECT_EQ("xx-xxx", members());
+  EXPECT_TRUE(tree_->hasTwins());
+  EXPECT_EQ(nullptr, tree_->memberAt(twin.getAddress()));
 }
 
-TEST_F(CatalogueOf, TwoMembersOfOneIdCannotBeRead) {
+TEST_F(StoredTree, TwoMembersOfOneIdCannotBeRead) {
   storeAll();
   const ZEB_Resource_ID otherId = named("OTHER");
   ZEB_EGIR other(&otherId);
@@ -196,19 +160,19 @@ TEST_F(CatalogueOf, TwoMembersOfOneIdCannotBeRead) {
   EXPECT_FALSE(read());
 }
 
-TEST_F(CatalogueOf, WhatIsNoRecordCannotBeRead) {
+TEST_F(StoredTree, WhatIsNoRecordCannotBeRead) {
   storeAll();
   ASSERT_TRUE(read());
   bytes_[ZEB_Distance(bytes_.data(), flow_.getAddress())] = 'X';
   EXPECT_FALSE(read());
-  EXPECT_TRUE(catalogue_->entries().empty());
+  EXPECT_TRUE(tree_->entries().empty());
   store(flow_);
   EXPECT_TRUE(read());
   EXPECT_EQ("xxxxx", members());
 }
 
 // It would be stored as another one.
-TEST_F(CatalogueOf, ANameThatEndsEarlyCannotBeRead) {
+TEST_F(StoredTree, ANameThatEndsEarlyCannotBeRead) {
   storeAll();
   const std::size_t units = layout::reir::uuid.offset + 4;
   std::memset(bytes_.data() + ZEB_Distance(bytes_.data(), node_.getAddress()) + units, 0, 2);
@@ -216,20 +180,20 @@ TEST_F(CatalogueOf, ANameThatEndsEarlyCannotBeRead) {
 }
 
 // A reading of the area leaves it out.
-TEST_F(CatalogueOf, ARecordWithoutStampCannotBeRead) {
+TEST_F(StoredTree, ARecordWithoutStampCannotBeRead) {
   storeAll();
   const std::size_t stamp = layout::header::id.offset + 4;
   std::memset(bytes_.data() + ZEB_Distance(bytes_.data(), flow_.getAddress()) + stamp, 0, 8);
   EXPECT_FALSE(read());
 }
 
-TEST_F(CatalogueOf, MemoryThatRunsOutWhileItIsUsedMakesItFail) {
+TEST_F(StoredTree, MemoryThatRunsOutWhileItIsUsedMakesItFail) {
   storeAll();
-  EXPECT_FALSE(catalogue_->read(bytes_, [] { throw std::bad_alloc(); }));
+  EXPECT_FALSE(tree_->read(bytes_, [] { throw std::bad_alloc(); }));
   EXPECT_TRUE(read());
 }
 
-TEST_F(CatalogueOf, AnAreaThatBeginsAnewIsReadAnew) {
+TEST_F(StoredTree, AnAreaThatWasCutIsReadFromItsBeginning) {
   storeAll();
   ASSERT_TRUE(read());
   bytes_.resize(ZEB_Distance(bytes_.data(), flow_.getAddress()));
