@@ -14,20 +14,29 @@ ZEB_Attribute::ZEB_Attribute(const zebchar* name, const zebchar* value)
     : name_(name), value_(value) {
   ZEB_Trace trace(kUnit, "ZEB_Attribute::ZEB_Attribute");
   check();
+  if (!OK()) cleanup();
 }
 
 ZEB_Attribute::ZEB_Attribute(const ZEB_Attribute& other)
     : name_(other.name_), value_(other.value_) {
   ZEB_Trace trace(kUnit, "ZEB_Attribute::ZEB_Attribute");
   check();
+  if (!OK()) cleanup();
 }
 
 ZEB_Attribute::~ZEB_Attribute() {
   ZEB_Trace trace(kUnit, "ZEB_Attribute::~ZEB_Attribute");
+  cleanup();
 }
 
 void ZEB_Attribute::check() {
   if (!name_.OK() || !value_.OK()) status_ = ZEB_STATUS_FAILED;
+}
+
+void ZEB_Attribute::cleanup() {
+  ZEB_Trace trace(kUnit, "ZEB_Attribute::cleanup");
+  name_.cleanup();
+  value_.cleanup();
 }
 
 bool ZEB_Attribute::OK() const {

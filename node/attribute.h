@@ -7,7 +7,7 @@
 
 class ZEB_Attribute {
  public:
-  // Null stands for an empty string. Not OK when memory ran out.
+  // Null is an empty string. Not OK, and without name and value, when memory ran out.
   ZEB_Attribute(const zebchar* name, const zebchar* value);
   ZEB_Attribute(const ZEB_Attribute& other);
   ~ZEB_Attribute();
@@ -15,11 +15,14 @@ class ZEB_Attribute {
 
   bool OK() const;
   int getStatus() const;
+  // The members themselves, valid as long as this object.
   const ZEB_String& getName() const;
   const ZEB_String& getValue() const;
-  // Null changes nothing.
+  // Null changes nothing, nor does any call once the string is not OK.
   void setName(const zebchar* name);
   void setValue(const zebchar* value);
+
+  void cleanup();  // frees name and value
 
  private:
   void check();

@@ -2,6 +2,7 @@
 #include "records/record_set.h"
 
 #include <new>
+#include <span>
 #include <utility>
 
 #include "base/trace.h"
@@ -13,6 +14,13 @@ constexpr char kUnit[] = "zebcrcst";
 // A tree is rebuilt with a few steps for each record; some records of one ID may come on top.
 constexpr std::size_t kStepsOfEach = 16;
 constexpr std::size_t kStepsOfAll = 10000;
+
+ZEB_Record* takeFirst(std::span<ZEB_Record* const>& left) {
+  if (left.empty()) return nullptr;
+  ZEB_Record* const first = left.front();
+  left = left.subspan(1);
+  return first;
+}
 
 }  // namespace
 
@@ -27,7 +35,7 @@ bool ZEB_Record_Collection::insert(ZEB_Record* record) {
 
 void ZEB_Record_Collection::clearAndDestroy() {
   for (const ZEB_Record* record : records_) delete record;
-  records_.clear();
+  clear();
 }
 
 void ZEB_Record_Collection::printAll(const ZEB_Trace& trace) const {
@@ -36,6 +44,30 @@ void ZEB_Record_Collection::printAll(const ZEB_Trace& trace) const {
     trace.line("Record %d of %d", ++position, static_cast<int>(entries()));
     record->print();
   }
+}
+
+ZEB_Record_Set::ZEB_Record_Set() {
+  ZEB_Trace trace(kUnit, "ZEB_Record_Set::ZEB_Record_Set");
+}
+
+ZEB_Record_Set::~ZEB_Record_Set() {
+  ZEB_Trace trace(kUnit, "ZEB_Record_Set::~ZEB_Record_Set");
+}
+
+bool ZEB_Record_Set::insert(ZEB_Record* record) {
+  try {
+    if (!members_.insert(record).second) return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  if (ZEB_Record_Collection::insert(record)) return true;
+  members_.erase(record);
+  return false;
+}
+
+void ZEB_Record_Set::clear() {
+  members_.clear();
+  ZEB_Record_Collection::clear();
 }
 
 // From the last to the first, so that each record finds its next sibling at the head of its parent.
@@ -90,7 +122,44 @@ void ZEB_Record_Set::print() const {
   printAll(trace);
 }
 
+ZEB_Ordered_Record_Set::ZEB_Ordered_Record_Set() {
+  ZEB_Trace trace(kUnit, "ZEB_Ordered_Record_Set::ZEB_Ordered_Record_Set");
+}
+
+ZEB_Ordered_Record_Set::~ZEB_Ordered_Record_Set() {
+  ZEB_Trace trace(kUnit, "ZEB_Ordered_Record_Set::~ZEB_Ordered_Record_Set");
+}
+
 void ZEB_Ordered_Record_Set::print() const {
   ZEB_Trace trace(kUnit, "ZEB_Ordered_Record_Set::print");
   printAll(trace);
+}
+
+ZEB_Record_Set_Iterator::ZEB_Record_Set_Iterator(const ZEB_Record_Set& records)
+    : left_(records.begin(), records.end()) {
+  ZEB_Trace trace(kUnit, "ZEB_Record_Set_Iterator::ZEB_Record_Set_Iterator");
+}
+
+ZEB_Record_Set_Iterator::~ZEB_Record_Set_Iterator() {
+  ZEB_Trace trace(kUnit, "ZEB_Record_Set_Iterator::~ZEB_Record_Set_Iterator");
+}
+
+ZEB_Record* ZEB_Record_Set_Iterator::getNext() {
+  ZEB_Trace trace(kUnit, "ZEB_Record_Set_Iterator::getNext");
+  return trace.leave(takeFirst(left_));
+}
+
+ZEB_Ordered_Record_Set_Iterator::ZEB_Ordered_Record_Set_Iterator(
+    const ZEB_Ordered_Record_Set& records)
+    : left_(records.begin(), records.end()) {
+  ZEB_Trace trace(kUnit, "ZEB_Ordered_Record_Set_Iterator::ZEB_Ordered_Record_Set_Iterator");
+}
+
+ZEB_Ordered_Record_Set_Iterator::~ZEB_Ordered_Record_Set_Iterator() {
+  ZEB_Trace trace(kUnit, "ZEB_Ordered_Record_Set_Iterator::~ZEB_Ordered_Record_Set_Iterator");
+}
+
+ZEB_Record* ZEB_Ordered_Record_Set_Iterator::getNext() {
+  ZEB_Trace trace(kUnit, "ZEB_Ordered_Record_Set_Iterator::getNext");
+  return trace.leave(takeFirst(left_));
 }

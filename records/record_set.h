@@ -1,28 +1,34 @@
 // SPDX-License-Identifier: Apache-2.0
 // Collections of records that somebody gathered. They hold pointers, in insertion order, and own
-// nothing: whoever made the records destroys them, with clearAndDestroy for instance.
+// nothing: the maker of the records destroys them, with clearAndDestroy for instance.
 #ifndef ZEB_RECORDS_RECORD_SET_H
 #define ZEB_RECORDS_RECORD_SET_H
 
 #include <cstddef>
+#include <span>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "records/record.h"
 
 class ZEB_Record_Collection {
  public:
-  // False when memory ran out. Insert a record once only.
-  bool insert(ZEB_Record* record);
+  virtual bool insert(ZEB_Record* record);  // false when memory ran out
+  virtual void clear() { records_.clear(); }
+  void clearAndDestroy();  // deletes the records
+
   std::size_t entries() const { return records_.size(); }
   bool isEmpty() const { return records_.empty(); }
-  void clear() { records_.clear(); }
-  void clearAndDestroy();
 
+  // In the order of insertion; valid until the collection changes.
   auto begin() const { return records_.begin(); }
   auto end() const { return records_.end(); }
 
  protected:
+  ZEB_Record_Collection() = default;
+  ~ZEB_Record_Collection() = default;  // destroys no record
+
   // Logs "Record %d of %d" and the record's own lines, for each.
   void printAll(const ZEB_Trace& trace) const;
 
@@ -30,9 +36,18 @@ class ZEB_Record_Collection {
   std::vector<ZEB_Record*> records_;
 };
 
-// What an area holds, or is to hold.
+// What an area holds, or is to hold: each record once, by identity. One thread uses it at a time.
 class ZEB_Record_Set : public ZEB_Record_Collection {
  public:
+  ZEB_Record_Set();
+  ~ZEB_Record_Set();
+  ZEB_Record_Set(const ZEB_Record_Set&) = delete;
+  ZEB_Record_Set& operator=(const ZEB_Record_Set&) = delete;
+
+  // A record that is there already stays the only one, and at its place. False when memory ran out.
+  bool insert(ZEB_Record* record) override;
+  void clear() override;
+
   // The records whose parent is that record, in order; none for null.
   class Children {
    public:
@@ -74,6 +89,7 @@ class ZEB_Record_Set : public ZEB_Record_Collection {
  private:
   void index() const;
 
+  std::unordered_set<const ZEB_Record*> members_;
   // Built when children are asked for and records came since: the first child of each parent, and
   // the next sibling of each record. Shorter than the set when memory ran out.
   mutable std::unordered_map<ZEB_Record_ID, std::size_t, ZEB_Record_ID_Hash> firstChild_;
@@ -81,24 +97,36 @@ class ZEB_Record_Set : public ZEB_Record_Collection {
   mutable std::size_t steps_ = 0;  // from child to child, of all walks together
 };
 
-// Events, in the order in which they were found.
+// Events, in the order in which they were found. A record counts as often as it was inserted.
 class ZEB_Ordered_Record_Set : public ZEB_Record_Collection {
  public:
+  ZEB_Ordered_Record_Set();
+  ~ZEB_Ordered_Record_Set();
+  ZEB_Ordered_Record_Set(const ZEB_Ordered_Record_Set&) = delete;
+  ZEB_Ordered_Record_Set& operator=(const ZEB_Ordered_Record_Set&) = delete;
+
   void print() const;
 };
 
-// Yields the records of a collection one by one, then null. The collection must not change.
-class ZEB_Record_Iterator {
+// Yield the records of a set one by one, then null. The set must not change meanwhile.
+class ZEB_Record_Set_Iterator {
  public:
-  explicit ZEB_Record_Iterator(const ZEB_Record_Collection& records)
-      : next_(records.begin()), end_(records.end()) {}
-  ZEB_Record* getNext() { return next_ == end_ ? nullptr : *next_++; }
+  explicit ZEB_Record_Set_Iterator(const ZEB_Record_Set& records);
+  ~ZEB_Record_Set_Iterator();
+  ZEB_Record* getNext();
 
  private:
-  std::vector<ZEB_Record*>::const_iterator next_;
-  std::vector<ZEB_Record*>::const_iterator end_;
+  std::span<ZEB_Record* const> left_;
 };
-using ZEB_Record_Set_Iterator = ZEB_Record_Iterator;
-using ZEB_Ordered_Record_Set_Iterator = ZEB_Record_Iterator;
+
+class ZEB_Ordered_Record_Set_Iterator {
+ public:
+  explicit ZEB_Ordered_Record_Set_Iterator(const ZEB_Ordered_Record_Set& records);
+  ~ZEB_Ordered_Record_Set_Iterator();
+  ZEB_Record* getNext();
+
+ private:
+  std::span<ZEB_Record* const> left_;
+};
 
 #endif  // ZEB_RECORDS_RECORD_SET_H

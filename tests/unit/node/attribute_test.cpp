@@ -55,6 +55,23 @@ TEST_F(Attribute, IsNotOkWithoutMemory) {
   EXPECT_EQ(301, ZEB_Attribute(later).getStatus());
 }
 
+TEST_F(Attribute, OneThatIsNotOkKeepsNeitherNameNorValue) {
+  failAllocations(2 * 10);
+  const ZEB_Attribute name(units(u"ninechars"), units(u"v"));
+  const ZEB_Attribute value(units(u"n"), units(u"ninechars"));
+  for (const ZEB_Attribute* attribute : {&name, &value}) {
+    EXPECT_EQ(nullptr, attribute->getName().getwcValue());
+    EXPECT_EQ(nullptr, attribute->getValue().getwcValue());
+  }
+}
+
+TEST_F(Attribute, ItsCleanupFreesNameAndValue) {
+  ZEB_Attribute attribute(units(u"n"), units(u"v"));
+  attribute.cleanup();
+  EXPECT_EQ(nullptr, attribute.getName().getwcValue());
+  EXPECT_EQ(nullptr, attribute.getValue().getwcValue());
+}
+
 TEST_F(Attribute, EveryOperationTraces) {
   const Tracing on;
   {
@@ -73,6 +90,7 @@ TEST_F(Attribute, EveryOperationTraces) {
                             {"ZEB_Attribute::getValue", "Exit"},
                             {"ZEB_Attribute::setName", "Exit"},
                             {"ZEB_Attribute::setValue", "Exit"},
+                            {"ZEB_Attribute::cleanup", "Exit"},
                             {"ZEB_Attribute::~ZEB_Attribute", "Exit"}});
   ZEB_Attribute attribute(units(u"type"), units(u"input"));
   host().forget();

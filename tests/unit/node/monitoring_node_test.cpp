@@ -597,6 +597,15 @@ TEST_F(MonitoringNode, AnExceptionIsPostedWithItsText) {
   EXPECT_EQ(thisThread(), events()[0].threadId());
 }
 
+TEST_F(MonitoringNode, AnExceptionHasTheTypeOfTheResourceWhateverWasSetSince) {
+  const auto node = deploy({"NODE", "output", ""});
+  const ZEB_String later("input");
+  node->setNodeType(&later);
+  const MessageDescriptor descriptor{};
+  node->postException(&descriptor);
+  EXPECT_EQ(2U, templates().at(0).templateNodeType());
+}
+
 TEST_F(MonitoringNode, AskedForAnExceptionTheHostGetsZeroedData) {
   const auto node = deploy({"NODE"});
   bool zeroed = false;

@@ -15,10 +15,12 @@ constexpr char kUnit[] = "zebcrcst";
 template <typename Set>
 class RecordSet : public LibraryTest {
  protected:
-  static std::string printName() {
-    return std::is_same_v<Set, ZEB_Record_Set> ? "ZEB_Record_Set::print"
-                                               : "ZEB_Ordered_Record_Set::print";
-  }
+  static constexpr bool kOrdered = std::is_same_v<Set, ZEB_Ordered_Record_Set>;
+  using Iterator =
+      std::conditional_t<kOrdered, ZEB_Ordered_Record_Set_Iterator, ZEB_Record_Set_Iterator>;
+
+  static std::string setName() { return kOrdered ? "ZEB_Ordered_Record_Set" : "ZEB_Record_Set"; }
+  static std::string printName() { return setName() + "::print"; }
 
   Set set;
 };
@@ -33,7 +35,7 @@ TYPED_TEST(RecordSet, KeepsTheOrderOfInsertion) {
     EXPECT_TRUE(this->set.insert(record));
   EXPECT_FALSE(this->set.isEmpty());
   EXPECT_EQ(3U, this->set.entries());
-  ZEB_Record_Iterator next(this->set);
+  typename TestFixture::Iterator next(this->set);
   EXPECT_EQ(&records[2], next.getNext());
   EXPECT_EQ(&records[0], next.getNext());
   EXPECT_EQ(&records[1], next.getNext());
@@ -47,6 +49,48 @@ TYPED_TEST(RecordSet, HoldsRecordsByIdentity) {
   this->set.insert(&record);
   this->set.insert(&copy);
   EXPECT_EQ(2U, this->set.entries());
+}
+
+TYPED_TEST(RecordSet, OnlyAnOrderedOneHoldsARecordTwice) {
+  ZEB_Record records[] = {{ZEB_RECORD, 1}, {ZEB_RECORD, 1}};
+  for (ZEB_Record* record : {&records[0], &records[1], &records[0]})
+    EXPECT_TRUE(this->set.insert(record));
+  EXPECT_EQ(TestFixture::kOrdered ? 3U : 2U, this->set.entries());
+  typename TestFixture::Iterator next(this->set);
+  EXPECT_EQ(&records[0], next.getNext());
+  EXPECT_EQ(&records[1], next.getNext());
+  this->set.clear();
+  EXPECT_TRUE(this->set.insert(&records[0]));
+  EXPECT_EQ(1U, this->set.entries());
+}
+
+TYPED_TEST(RecordSet, TellsWhenThereIsNoMemoryForOneMore) {
+  ZEB_Record record(ZEB_RECORD, 1);
+  refuseMemory();
+  EXPECT_FALSE(this->set.insert(&record));
+  succeedAgain();
+  EXPECT_EQ(0U, this->set.entries());
+  EXPECT_TRUE(this->set.insert(&record));
+  EXPECT_EQ(1U, this->set.entries());
+}
+
+TYPED_TEST(RecordSet, ItAndItsIteratorTrace) {
+  ZEB_Record record(ZEB_RECORD, 1);
+  const std::string name = TestFixture::setName();
+  const std::string iterator = name + "_Iterator";
+  const Tracing on;
+  {
+    TypeParam other;
+    other.insert(&record);
+    typename TestFixture::Iterator next(other);
+    next.getNext();
+  }
+  const auto exitsOf = [](const std::string& function) { return textsOf(kUnit, function); };
+  EXPECT_EQ((Texts{"Entry", "Exit"}), exitsOf(name + "::" + name));
+  EXPECT_EQ((Texts{"Entry", "Exit"}), exitsOf(name + "::~" + name));
+  EXPECT_EQ((Texts{"Entry", "Exit"}), exitsOf(iterator + "::" + iterator));
+  EXPECT_EQ((Texts{"Entry", exitOf(&record)}), exitsOf(iterator + "::getNext"));
+  EXPECT_EQ((Texts{"Entry", "Exit"}), exitsOf(iterator + "::~" + iterator));
 }
 
 TYPED_TEST(RecordSet, DestroysItsRecordsOnlyWhenTold) {
@@ -123,10 +167,16 @@ TEST(RecordChildren, AreFoundWithAndWithoutMemoryForTheIndex) {
 TEST(RecordChildren, AreFoundHoweverOftenWhereThereAreMany) {
   constexpr std::size_t kChildren = 3000;
   ZEB_Record parent(ZEB_RECORD, 1);
-  ZEB_Record child(ZEB_RECORD, 1);
-  child.setParent(parent.getRecordId());
+  const std::vector<std::unique_ptr<ZEB_Record>> children = [&parent] {
+    std::vector<std::unique_ptr<ZEB_Record>> made;
+    for (std::size_t i = 0; i < kChildren; ++i) {
+      made.push_back(std::make_unique<ZEB_Record>(ZEB_RECORD, 1));
+      made.back()->setParent(parent.getRecordId());
+    }
+    return made;
+  }();
   ZEB_Record_Set set;
-  for (std::size_t i = 0; i < kChildren; ++i) set.insert(&child);
+  for (const auto& child : children) set.insert(child.get());
   for (int time = 0; time < 10; ++time) {
     std::size_t found = 0;
     for ([[maybe_unused]] const ZEB_Record* each : set.childrenOf(&parent)) ++found;

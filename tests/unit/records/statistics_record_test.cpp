@@ -229,6 +229,14 @@ TEST_F(StatisticsRecord, ResetZeroesAllButTheHeader) {
   EXPECT_EQ(imageOf({}), storedForm(record));
 }
 
+TEST_F(StatisticsRecord, WhatIsReadAgainAfterAResetIsWhatIsStored) {
+  ZEB_STIR record(0);
+  fill(record, imageOf(kAll));
+  record.reset();
+  fill(record, imageOf(kAll));
+  EXPECT_EQ(kAll, numbersOf(record));
+}
+
 TEST_F(StatisticsRecord, MergingTakesSumsAndOuterExtremes) {
   ZEB_STIR record(0);
   fill(record,
