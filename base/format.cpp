@@ -27,7 +27,7 @@ void dumpRun(const ZEB_Trace& trace, const unsigned char* run, std::ptrdiff_t le
     characters[i] = ' ';
     if (i < length) characters[i] = std::isprint(run[i]) ? static_cast<char>(run[i]) : '.';
   }
-  trace.line("| %#X | %s | %s |", run, hex, characters);
+  trace.print("| %#X | %s | %s |", run, hex, characters);
 }
 
 }  // namespace
@@ -54,7 +54,7 @@ ZEB_String ZEB_GetLastError(int code) {
 void ZEB_DumpMemory(const void* address, std::ptrdiff_t length, const char* title) {
   ZEB_Trace trace(kUnit, "ZEB_DumpMemory");
   if (!address) return;
-  if (title) trace.line("%s", title);
+  if (title) trace.print("%s", title);
   const auto* run = static_cast<const unsigned char*>(address);
   for (; length >= 1; length -= kRun, run += kRun) dumpRun(trace, run, std::min(length, kRun));
 }

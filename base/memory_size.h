@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-// The configured "ZEBMemorySize" in bytes: what one area takes, header included. Read at each
+// The configured "ZEBMemorySize", in bytes: what one area takes, header included. Read at each
 // call; 32768 when not set, and bounded to 4096 ... 2147483647 (format/sizes.h).
 std::uint32_t ZEB_ConfiguredMemorySize();
 

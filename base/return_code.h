@@ -24,8 +24,8 @@ enum ZEB_ReturnCodes_ : std::uint32_t {
 inline constexpr int ZEB_STATUS_OK = 0;
 inline constexpr int ZEB_STATUS_FAILED = 301;
 
-// Constant data that every unit carries and no operation reads, on purpose: only "Success" is tied
-// to a number, and no code is ever translated into one of these names.
+// Names that no operation reads, on purpose: only "Success" is tied to a number, and no code is
+// ever translated into a name. The library carries the table once, for all units.
 [[gnu::used]] inline constexpr char ZEB_ReturnCodeNames[12][20] = {
     "Success",       "BadArgument", "BadObject",   "BusyObject",   "Duplicate", "NotThere",
     "ProtocolError", "Shortage",    "SystemError", "UnknownError", "Warning",   "Authority"};

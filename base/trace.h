@@ -64,7 +64,8 @@ class ZEB_Trace {
     if (on()) [[unlikely]]
       unwinding_ = entered(unit_, function_, line_);
   }
-  // Writes nothing while an exception unwinds the operation: the host is not called then.
+  // Writes "Exit", with the line where the scope began: where the operation is left a destructor
+  // can't know. Nothing while an exception unwinds the operation: the host is not called then.
   [[gnu::always_inline]] ~ZEB_Trace() {
     if (!left_ && on()) [[unlikely]]
       exited(unit_, function_, line_, unwinding_);
@@ -88,9 +89,9 @@ class ZEB_Trace {
       write(unit_, function_, format.line, format.format, ZEB_Printable(arguments)...);
   }
 
-  // A line in the form of a trace entry that is written whether or not the switch is on.
+  // A text in the form of a trace entry, whether or not the switch is on.
   template <class... Arguments>
-  void line(ZEB_Trace_Format format, const Arguments&... arguments) const {
+  void print(ZEB_Trace_Format format, const Arguments&... arguments) const {
     write(unit_, function_, format.line, format.format, ZEB_Printable(arguments)...);
   }
 

@@ -187,7 +187,7 @@ void ZEB_Monitoring_Node::joinTree() {
   if (!messageFlow_) messageFlow_ = executionGroup_->insertMessageFlow(&messageFlowId_);
   if (!messageFlow_) return fail();
 
-  std::unique_ptr<ZEB_ORVA_Resource> replaced = takeNode();
+  std::unique_ptr<ZEB_ORVA_Resource> replaced = findOrInsertNode();
   if (!node_) return fail();
   node_->setNodeType(nodeType_);
   node_->setSubFlowName(&subFlowName_);
@@ -206,7 +206,7 @@ void ZEB_Monitoring_Node::joinTree() {
 // Sets node_ to the node of the flow that is this one, brought back to life, or to a new one. A
 // node whose sub-flow name has another length is replaced and handed over: judged by the length, on
 // purpose, since an equally long name fits where the old one is stored.
-std::unique_ptr<ZEB_ORVA_Resource> ZEB_Monitoring_Node::takeNode() {
+std::unique_ptr<ZEB_ORVA_Resource> ZEB_Monitoring_Node::findOrInsertNode() {
   node_ = messageFlow_->findNode(&nodeId_);
   std::unique_ptr<ZEB_ORVA_Resource> replaced;
   if (node_) {

@@ -12,7 +12,8 @@
 // The host's configuration thread calls the setters; with the fifth of the attributes that count,
 // or when asked to, the node initialises itself: it joins the tree in shared memory and decides
 // what it collects. Message threads then call updateStatistics, postEvent and postException,
-// several at once. The fields are not locked: they don't change while messages flow.
+// several at once. The fields are not locked. A host sets attributes before messages flow, or on
+// the only thread that has a message in the node: what is active may then change during a message.
 class ZEB_Monitoring_Node {
  public:
   // Copies the identifiers and attaches the broker's shared memory. Not OK when that fails or an
@@ -65,7 +66,7 @@ class ZEB_Monitoring_Node {
   void initializeWhenComplete();
   void decideActivity();
   void joinTree();
-  std::unique_ptr<ZEB_ORVA_Resource> takeNode();
+  std::unique_ptr<ZEB_ORVA_Resource> findOrInsertNode();
   ZEB_ReturnCode initEventMessage();
   void fail() { status_ = ZEB_STATUS_FAILED; }
 

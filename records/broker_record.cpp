@@ -48,7 +48,7 @@ void* ZEB_BRIR::putTo(void* bytes, void* p) {
 void ZEB_BRIR::print() const {
   ZEB_Trace trace(kUnit, "ZEB_BRIR::print");
   char text[kCalendarTextBytes];
-  trace.line("Reset Time          : %s", ZEB_FormatCalendar(text, resetTime_));
+  trace.print("Reset Time          : %s", ZEB_FormatCalendar(text, resetTime_));
   ZEB_REIR::print();
 }
 

@@ -65,15 +65,15 @@ void* ZEB_EVDR::putTo(void* bytes, void* p) {
 void ZEB_EVDR::print() const {
   ZEB_Trace trace(kUnit, "ZEB_EVDR::print");
   char time[kCalendarTextBytes];
-  trace.line("Event Time          : %s", ZEB_FormatCalendar(time, event_.eventTime));
-  trace.line("Appl Name           : %.28s", event_.putApplicationName);
+  trace.print("Event Time          : %s", ZEB_FormatCalendar(time, event_.eventTime));
+  trace.print("Appl Name           : %.28s", event_.putApplicationName);
   // The type line bears the name's label, on purpose.
-  trace.line("Appl Name           : %i", event_.putApplicationType);
-  trace.line("Message ID          : %.24s", reinterpret_cast<const char*>(event_.messageId));
-  trace.line("Correl ID           : %.24s", reinterpret_cast<const char*>(event_.correlationId));
-  trace.line("Put date            : %.8s", event_.putDate);
-  trace.line("Put time            : %.8s", event_.putTime);
-  trace.line("Thread ID           : %i", event_.threadId);
+  trace.print("Appl Name           : %i", event_.putApplicationType);
+  trace.print("Message ID          : %.24s", reinterpret_cast<const char*>(event_.messageId));
+  trace.print("Correl ID           : %.24s", reinterpret_cast<const char*>(event_.correlationId));
+  trace.print("Put date            : %.8s", event_.putDate);
+  trace.print("Put time            : %.8s", event_.putTime);
+  trace.print("Thread ID           : %i", event_.threadId);
 }
 
 int ZEB_EVDR::getThreadID() const {

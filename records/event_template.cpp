@@ -92,9 +92,9 @@ void* ZEB_EVTR::putTo(void* bytes, void* p) {
 void ZEB_EVTR::print() const {
   ZEB_Trace trace(kUnit, "ZEB_EVTR::print");
   ZEB_Record::print();
-  trace.line("Execution Group     : %s", node_);
-  trace.line("Message Flow        : %s", text_);
-  trace.line("Node                : %s", node_);
-  trace.line("Node Type           : %i", static_cast<int>(nodeType_));
-  trace.line("Message text        : %s", text_);
+  trace.print("Execution Group     : %s", node_);
+  trace.print("Message Flow        : %s", text_);
+  trace.print("Node                : %s", node_);
+  trace.print("Node Type           : %i", static_cast<int>(nodeType_));
+  trace.print("Message text        : %s", text_);
 }

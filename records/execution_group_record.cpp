@@ -47,9 +47,9 @@ void* ZEB_EGIR::putTo(void* bytes, void* p) {
 void ZEB_EGIR::print() const {
   ZEB_Trace trace(kUnit, "ZEB_EGIR::print");
   if (processId_ == 0)
-    trace.line("Process ID          : %s", "n/a");
+    trace.print("Process ID          : %s", "n/a");
   else
-    trace.line("Process ID          : %d", processId_);
+    trace.print("Process ID          : %d", processId_);
   ZEB_REIR::print();
 }
 

@@ -56,7 +56,7 @@ void* ZEB_NOIR::putTo(void* bytes, void* p) {
 void ZEB_NOIR::print() const {
   ZEB_Trace trace(kUnit, "ZEB_NOIR::print");
   ZEB_REIR::print();
-  trace.line("Node type           : %i", static_cast<int>(nodeType_));
+  trace.print("Node type           : %i", static_cast<int>(nodeType_));
 }
 
 void ZEB_NOIR::setNodeType(ZEB_NodeType nodeType) {

@@ -79,7 +79,7 @@ void* ZEB_Record::putTo(void* bytes, void* p) {
 
 void ZEB_Record::print() const {
   ZEB_Trace trace(kUnit, "ZEB_Record::print");
-  trace.line("   R E C O R D   I D");
+  trace.print("   R E C O R D   I D");
   ZEB_DumpMemory(&header_, sizeof header_, nullptr);
 }
 
@@ -194,7 +194,7 @@ void ZEB_Record::lock() {
   if (mutexStale_ != 0 && mutex_ && mutexId_ == header_.id) mutexStale_ = 0;
   if (mutexStale_ != 0) [[unlikely]] {
     const ZEB_ReturnCode code = initializeMutex();
-    if (code != ZEB_SUCCESS) trace.line("Error %i building Mutex", static_cast<int>(code));
+    if (code != ZEB_SUCCESS) trace.print("Error %i building Mutex", static_cast<int>(code));
   }
   if (mutex_) mutex_->get(ZEB_Name_Mutex::Threads::haveMet);
 }

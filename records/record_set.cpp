@@ -41,7 +41,7 @@ void ZEB_Record_Collection::clearAndDestroy() {
 void ZEB_Record_Collection::printAll(const ZEB_Trace& trace) const {
   int position = 0;
   for (const ZEB_Record* record : records_) {
-    trace.line("Record %d of %d", ++position, static_cast<int>(entries()));
+    trace.print("Record %d of %d", ++position, static_cast<int>(entries()));
     record->print();
   }
 }

@@ -55,8 +55,8 @@ void* ZEB_REIR::putTo(void* bytes, void* p) {
 void ZEB_REIR::print() const {
   ZEB_Trace trace(kUnit, "ZEB_REIR::print");
   ZEB_Record::print();
-  trace.line("UUID                : %s", uuid_);
-  trace.line("Label               : %s", label_);
+  trace.print("UUID                : %s", uuid_);
+  trace.print("Label               : %s", label_);
 }
 
 void ZEB_REIR::setUuid(const ZEB_String* uuid) {

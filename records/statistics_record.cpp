@@ -175,18 +175,18 @@ void ZEB_STIR::print() const {
   ZEB_Trace trace(kUnit, "ZEB_STIR::print");
   ZEB_Record::print();
   char time[kCalendarTextBytes];
-  trace.line("First Collection    : %s", ZEB_FormatCalendar(time, statistics_.firstCollection));
-  trace.line("Last Collection     : %s", ZEB_FormatCalendar(time, statistics_.lastCollection));
-  trace.line("Message Count       : %lld", static_cast<long long>(statistics_.messageCount));
-  trace.line("Sum Size            : %lld", static_cast<long long>(statistics_.size.sum));
-  trace.line("Sum elapsed time    : %lld", static_cast<long long>(statistics_.elapsed.sum));
-  trace.line("Sum queued time     : %lld", static_cast<long long>(statistics_.queued.sum));
-  trace.line("Max Size            : %12i", statistics_.size.max);
-  trace.line("Min Size            : %12i", statistics_.size.min);
-  trace.line("Max elapsed time    : %12i", statistics_.elapsed.max);
-  trace.line("Min elapsed time    : %12i", statistics_.elapsed.min);
-  trace.line("Max queued time     : %12i", statistics_.queued.max);
-  trace.line("Min queued time     : %12i", statistics_.queued.min);
+  trace.print("First Collection    : %s", ZEB_FormatCalendar(time, statistics_.firstCollection));
+  trace.print("Last Collection     : %s", ZEB_FormatCalendar(time, statistics_.lastCollection));
+  trace.print("Message Count       : %lld", static_cast<long long>(statistics_.messageCount));
+  trace.print("Sum Size            : %lld", static_cast<long long>(statistics_.size.sum));
+  trace.print("Sum elapsed time    : %lld", static_cast<long long>(statistics_.elapsed.sum));
+  trace.print("Sum queued time     : %lld", static_cast<long long>(statistics_.queued.sum));
+  trace.print("Max Size            : %12i", statistics_.size.max);
+  trace.print("Min Size            : %12i", statistics_.size.min);
+  trace.print("Max elapsed time    : %12i", statistics_.elapsed.max);
+  trace.print("Min elapsed time    : %12i", statistics_.elapsed.min);
+  trace.print("Max queued time     : %12i", statistics_.queued.max);
+  trace.print("Min queued time     : %12i", statistics_.queued.min);
 }
 
 void ZEB_STIR::reset() {

@@ -137,9 +137,9 @@ ZEB_ReturnCode ZEB_ORVA_Resource::getStatistics(ZEB_STIR* first, ZEB_STIR* secon
 
 void ZEB_ORVA_Resource::print() {
   ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::print");
-  trace.line("Type                : %s", nameOf(getType()));
-  trace.line("Label               : %s", getLabel());
-  trace.line("Uuid                : %s", getUuid());
+  trace.print("Type                : %s", nameOf(getType()));
+  trace.print("Label               : %s", getLabel());
+  trace.print("Uuid                : %s", getUuid());
 }
 
 ZEB_ReturnCode ZEB_ORVA_Resource::getRecords(ZEB_Record_Set* /*out*/) {

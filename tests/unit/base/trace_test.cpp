@@ -123,7 +123,7 @@ TEST_F(TraceScope, TheLineIsTheCallers) {
   trace.text("text");
   EXPECT_EQ(__LINE__ - 1, only().line);
   host().forget();
-  trace.line("line");
+  trace.print("line");
   EXPECT_EQ(__LINE__ - 1, only().line);
   host().forget();
   trace.leave(1);
@@ -132,7 +132,7 @@ TEST_F(TraceScope, TheLineIsTheCallers) {
 
 TEST_F(TraceScope, LinesAreWrittenWithTheSwitchOff) {
   const ZEB_Trace trace(kUnit, kFunction);
-  trace.line("Number %i", 7);
+  trace.print("Number %i", 7);
   EXPECT_EQ(Texts{"Number 7"}, texts());
   EXPECT_EQ(1U, host().log().size());
 }
@@ -140,8 +140,8 @@ TEST_F(TraceScope, LinesAreWrittenWithTheSwitchOff) {
 TEST_F(TraceScope, LongTextsAreCutAt1023Bytes) {
   const ZEB_Trace trace(kUnit, kFunction);
   const std::string exact(1023, 'x');
-  trace.line("%s", exact.c_str());
-  trace.line("%s", (exact + "y").c_str());
+  trace.print("%s", exact.c_str());
+  trace.print("%s", (exact + "y").c_str());
   EXPECT_EQ((Texts{exact, exact}), texts());
 }
 
