@@ -7,8 +7,10 @@
 #include <memory>
 #include <new>
 
+// One thread's, for one look at stored bytes. What it holds is not initialised.
 class ZEB_Private_Bytes {
  public:
+  // Room for so many bytes: up to 512 in the object itself, more on the heap.
   explicit ZEB_Private_Bytes(std::size_t bytes) {
     if (bytes > sizeof small_) large_.reset(new (std::nothrow) std::uint8_t[bytes]);
     data_ = bytes > sizeof small_ ? large_.get() : small_;

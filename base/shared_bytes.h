@@ -14,6 +14,7 @@
 
 #include "base/thread_sanitizer.h"
 
+// From shared memory at `shared`, which may change meanwhile, into the caller's own bytes.
 inline void ZEB_CopyFromShared(void* to, const void* shared, std::size_t bytes) {
 #ifdef ZEB_THREAD_SANITIZER
   for (std::size_t i = 0; i < bytes; ++i)
@@ -24,6 +25,7 @@ inline void ZEB_CopyFromShared(void* to, const void* shared, std::size_t bytes) 
 #endif
 }
 
+// Into shared memory at `shared`, in no particular order.
 inline void ZEB_CopyToShared(void* shared, const void* from, std::size_t bytes) {
 #ifdef ZEB_THREAD_SANITIZER
   for (std::size_t i = 0; i < bytes; ++i)
@@ -34,6 +36,7 @@ inline void ZEB_CopyToShared(void* shared, const void* from, std::size_t bytes) 
 #endif
 }
 
+// Zeroes so many bytes of shared memory.
 inline void ZEB_ClearShared(void* shared, std::size_t bytes) {
 #ifdef ZEB_THREAD_SANITIZER
   for (std::size_t i = 0; i < bytes; ++i)

@@ -11,6 +11,8 @@
 #endif
 #endif
 
+// Tell that this thread now has the lock, or is about to give it back. Any address may name it.
+// They do nothing in other builds.
 #ifdef ZEB_THREAD_SANITIZER
 #include <sanitizer/tsan_interface.h>
 inline void ZEB_TellAcquired(const void* lock) {

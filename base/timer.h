@@ -15,16 +15,19 @@ struct _TimeStamp {  // NOLINT(bugprone-reserved-identifier): the name that the 
 };
 static_assert(sizeof(_TimeStamp) == 8);
 
+// A value of one thread. Its clock is the calendar's, gettimeofday, so it may step.
 class ZEB_Timer {
  public:
-  ZEB_Timer();
+  ZEB_Timer();  // both stamps are zero
 
   void init();  // zeroes both stamps
   int start();  // returns the status, 0
   int stop();   // returns the status, 0
 
-  _TimeStamp elapsedTime() const;  // from start to stop
+  // From start to stop; zero when the clock stepped back between them.
+  _TimeStamp elapsedTime() const;
 
+  // The point in time that is now. Milliseconds are cut, not rounded.
   static _TimeStamp nowTime();
   static _TimeStamp elapsedTime(_TimeStamp from);  // to now
   // Zero when `to` is before `from`: a clock that steps back never makes a wrapped duration.

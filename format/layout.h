@@ -6,8 +6,8 @@
 // proved at compile time to be contiguous and to end at the number that the format promises.
 // Integers are in the host's byte order, since writers and readers share a machine; nothing is
 // padded. This header knows no class of the library, so that a reader can stand on it alone.
-#ifndef ZEB_RECORDS_LAYOUT_H
-#define ZEB_RECORDS_LAYOUT_H
+#ifndef ZEB_FORMAT_LAYOUT_H
+#define ZEB_FORMAT_LAYOUT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -15,16 +15,16 @@
 
 // What a record is, stored as its first four ID bytes.
 enum ZEB_RecordType : std::uint32_t {
-  ZEB_RECORD = 0,  // a header whose class is not known yet
-  ZEB_REIR_RECORD = 1,
-  ZEB_BRIR_RECORD = 2,
-  ZEB_EGIR_RECORD = 3,
-  ZEB_MFIR_RECORD = 4,
-  ZEB_NOIR_RECORD = 5,
-  ZEB_STIR_RECORD = 6,
-  ZEB_EVTR_RECORD = 7,
-  ZEB_EVDR_RECORD = 8,
-  ZEB_EVIR_RECORD = 9,
+  ZEB_RECORD = 0,       // a header whose class is not known yet; never stored
+  ZEB_REIR_RECORD = 1,  // some resource
+  ZEB_BRIR_RECORD = 2,  // a broker
+  ZEB_EGIR_RECORD = 3,  // an execution group
+  ZEB_MFIR_RECORD = 4,  // a message flow
+  ZEB_NOIR_RECORD = 5,  // a node
+  ZEB_STIR_RECORD = 6,  // the statistics of a node
+  ZEB_EVTR_RECORD = 7,  // an event template
+  ZEB_EVDR_RECORD = 8,  // an event
+  ZEB_EVIR_RECORD = 9,  // both joined; never stored by this library
 };
 
 namespace layout {
@@ -51,8 +51,10 @@ struct Field {
   Encoding encoding;
 };
 
+// Bytes of a stored string without units: the count and the zero unit.
 inline constexpr std::uint32_t kEmptyString = 6;
 
+// Bytes of a field of that encoding; `declared` where the encoding leaves it open.
 consteval std::uint32_t widthOf(Encoding encoding, std::uint32_t declared) {
   switch (encoding) {
     case Encoding::unsigned32:
@@ -95,6 +97,7 @@ inline constexpr Field fields[] = {eyecatcher, mark, size, next, last, lastUpdat
 inline constexpr std::uint32_t bytes = 32;
 static_assert(packed(fields, 0, bytes));
 
+// The eyecatchers: of the segment and of its three areas. Eight characters each.
 inline constexpr std::uint32_t eyecatcherBytes = eyecatcher.width;
 inline constexpr char segment[] = "zebcshme";
 inline constexpr char statistics[] = "zebcstar";
@@ -112,6 +115,7 @@ inline constexpr Field fields[] = {eyecatcher, deleted, id, parent};
 inline constexpr std::uint32_t bytes = 40;
 static_assert(packed(fields, 0, bytes));
 
+// The eyecatcher of every record.
 inline constexpr char text[] = "RCRD";
 }  // namespace header
 
@@ -124,6 +128,7 @@ inline constexpr std::uint32_t bytes = 52;
 static_assert(packed(fields, header::bytes, bytes));
 }  // namespace reir
 
+// A broker, the root of its tree.
 namespace brir {
 inline constexpr Field resetTime{"reset time", 52, 4, Encoding::calendar32};
 inline constexpr Field fields[] = {reir::uuid, reir::label, resetTime};
@@ -131,6 +136,7 @@ inline constexpr std::uint32_t bytes = 56;
 static_assert(packed(fields, header::bytes, bytes));
 }  // namespace brir
 
+// An execution group: one process of the host.
 namespace egir {
 inline constexpr Field processId{"process ID", 52, 4, Encoding::signed32};
 inline constexpr Field fields[] = {reir::uuid, reir::label, processId};
@@ -138,6 +144,7 @@ inline constexpr std::uint32_t bytes = 56;
 static_assert(packed(fields, header::bytes, bytes));
 }  // namespace egir
 
+// A node. Types: 1 input, 2 output, 3 other, 4 and 5 sub-flow input and output.
 namespace noir {
 inline constexpr Field nodeType{"node type", 52, 4, Encoding::unsigned32};
 inline constexpr Field subFlowName{"sub-flow name", 56, kEmptyString, Encoding::string};
@@ -240,4 +247,4 @@ std::size_t storedSize(std::span<const std::uint8_t> bytes);
 
 }  // namespace layout
 
-#endif  // ZEB_RECORDS_LAYOUT_H
+#endif  // ZEB_FORMAT_LAYOUT_H

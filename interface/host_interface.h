@@ -7,8 +7,8 @@
 // end in a zero unit; `uint16_t` is the host's character. Every function takes the address of an
 // int first, into which the host writes its return code: 0 is success, 64 says that an exception
 // of a downstream node is pending. A host may leave the int alone, so callers set it to 0 first.
-#ifndef ZEB_HOST_INTERFACE_HOST_INTERFACE_H
-#define ZEB_HOST_INTERFACE_HOST_INTERFACE_H
+#ifndef ZEB_INTERFACE_HOST_INTERFACE_H
+#define ZEB_INTERFACE_HOST_INTERFACE_H
 
 #include <stddef.h>
 #include <stdint.h>
@@ -23,6 +23,7 @@ typedef struct HostTerminal HostTerminal;  // an input or output terminal of a n
 typedef struct HostTree HostTree;          // a message tree, passed through unread
 typedef struct HostMessage HostMessage;    // the message itself; null for an empty one
 
+// Return codes that the plug-in knows; any other is a failure that it only logs or traces.
 enum { HOST_SUCCESS = 0, HOST_EXCEPTION = 64 };
 
 // One name of HostBrokerInfo, 32 bytes. The plug-in asks twice: first with null buffers, to learn
@@ -43,7 +44,7 @@ typedef struct HostBrokerInfo {
   HostName broker;
   HostName executionGroup;
   HostName messageFlow;
-  HostName fourth;
+  HostName fourth;  // filled and not read
   int64_t unused136[6];
 } HostBrokerInfo;
 
@@ -51,14 +52,20 @@ typedef struct HostBrokerInfo {
 // strings that the host owns until the exception is re-raised; each may be null.
 typedef struct HostExceptionData {
   uint8_t unused0[1040];
-  const char* origin;
+  const char* origin;  // where it happened
   int64_t unused1048;
-  const char* code;
-  const char* text;
+  const char* code;  // its number, as text
+  const char* text;  // what went wrong
   uint8_t unused1072[64];
 } HostExceptionData;
 
-// The plug-in's functions, called by the host through HostNodeFunctionTable.
+// The plug-in's functions, called by the host through HostNodeFunctionTable. `context` is what
+// createContext returned; with null, the others do nothing. Lengths are in 16-bit units.
+//
+// setAttribute: 1 for an attribute that getAttributeName knows, else 0. getAttribute: the reverse,
+// 0 for one that it knows, else 1. getAttributeName: 0 for an index from 0 to 4, else 1. A message
+// goes through evaluate, on any thread, several at once; it returns or throws what
+// hcxRethrowLastException throws.
 typedef void* (*HostCreateContext)(HostFactory*, const uint16_t* nodeName, HostNode*);
 typedef void (*HostDeleteContext)(void* context);
 typedef int (*HostGetAttributeName)(void* context, int index, uint16_t* buffer, int bufferLength);
@@ -153,4 +160,4 @@ static_assert(offsetof(HostNodeFunctionTable, unused64) == 64);
 static_assert(offsetof(HostNodeFunctionTable, unused80) == 80);
 #endif
 
-#endif  // ZEB_HOST_INTERFACE_HOST_INTERFACE_H
+#endif  // ZEB_INTERFACE_HOST_INTERFACE_H

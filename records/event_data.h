@@ -15,12 +15,12 @@ class ZEB_EVDR : public ZEB_Record {
   ZEB_EVDR(const ZEB_EVDR&) = default;
   ZEB_EVDR& operator=(const ZEB_EVDR& other);
 
-  std::uint32_t size() const override;
+  std::uint32_t size() const override;  // 144; 0 when not OK
   void* getFrom(const void* bytes, void* p) override;
   void* putTo(void* bytes, void* p) override;
   void print() const override;  // without the record header
 
-  int getThreadID() const;
+  int getThreadID() const;  // the low half of pthread_self() where the event happened
   // The bytes themselves, none of them terminated; valid as long as this object.
   const char* getPutTime() const;          // 8
   const char* getPutDate() const;          // 8

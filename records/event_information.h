@@ -17,7 +17,7 @@ class ZEB_EVIR : public ZEB_Record {
 
   void init(const ZEB_EVTR* eventTemplate, const ZEB_EVDR* data);  // null leaves what is held
 
-  std::uint32_t size() const override;
+  std::uint32_t size() const override;  // 40 and the sizes of both; 0 when not OK
   void* getFrom(const void* bytes, void* p) override;
   void* putTo(void* bytes, void* p) override;
   void print() const override;

@@ -9,13 +9,13 @@
 // Characters are ASCII and not terminated; only the fields that the library reads have names.
 struct MessageDescriptor {
   std::uint8_t unused0[48];
-  std::uint8_t messageId[24];
-  std::uint8_t correlationId[24];
+  std::uint8_t messageId[24];      // any bytes
+  std::uint8_t correlationId[24];  // likewise
   std::uint8_t unused96[176];
-  std::int32_t putApplicationType;
-  char putApplicationName[28];
-  char putDate[8];  // YYYYMMDD
-  char putTime[8];  // HHMMSShh, hundredths last, UTC
+  std::int32_t putApplicationType;  // a code of the messaging interface
+  char putApplicationName[28];      // padded as the sender does it
+  char putDate[8];                  // YYYYMMDD, UTC
+  char putTime[8];                  // HHMMSShh, hundredths last, UTC
   std::uint8_t unused320[44];
 };
 static_assert(sizeof(MessageDescriptor) == 364);

@@ -7,6 +7,7 @@
 
 class ZEB_MFIR : public ZEB_REIR {
  public:
+  // A new record named by the identifier, or for null a blank one.
   explicit ZEB_MFIR(const ZEB_Resource_ID* id);
 };
 

@@ -12,6 +12,7 @@
 
 #include "records/record.h"
 
+// Not to be used by itself. One thread uses a collection at a time.
 class ZEB_Record_Collection {
  public:
   virtual bool insert(ZEB_Record* record);  // false when memory ran out
@@ -36,7 +37,7 @@ class ZEB_Record_Collection {
   std::vector<ZEB_Record*> records_;
 };
 
-// What an area holds, or is to hold: each record once, by identity. One thread uses it at a time.
+// What an area holds, or is to hold: each record once, by identity.
 class ZEB_Record_Set : public ZEB_Record_Collection {
  public:
   ZEB_Record_Set();
@@ -113,12 +114,13 @@ class ZEB_Record_Set_Iterator {
  public:
   explicit ZEB_Record_Set_Iterator(const ZEB_Record_Set& records);
   ~ZEB_Record_Set_Iterator();
-  ZEB_Record* getNext();
+  ZEB_Record* getNext();  // not owned by the caller; null again at each further call
 
  private:
   std::span<ZEB_Record* const> left_;
 };
 
+// The same for the ordered set.
 class ZEB_Ordered_Record_Set_Iterator {
  public:
   explicit ZEB_Ordered_Record_Set_Iterator(const ZEB_Ordered_Record_Set& records);

@@ -10,6 +10,7 @@
 // it from `get` to `put`.
 class ZEB_STIR : public ZEB_Record {
  public:
+  // Empty. A non-zero makeId gives it an ID of its own, 0 makes a blank.
   explicit ZEB_STIR(int makeId);
   ZEB_STIR(const ZEB_STIR&) = default;
   // Header, then the other's statistics; an empty source leaves zeros, whatever it holds.
@@ -28,9 +29,10 @@ class ZEB_STIR : public ZEB_Record {
   // 31 bits. Code 5, and nothing changed, when the count stands at 2147483647.
   ZEB_ReturnCode updateStatistics(_TimeStamp queued, _TimeStamp elapsed, int size);
 
-  bool firstTime() const;
-  bool isEmpty() const;
+  bool firstTime() const;  // true until the first message is folded in
+  bool isEmpty() const;    // the same
 
+  // Sizes are in bytes, times in milliseconds. Sums wrap.
   std::int64_t getMessageCount() const;
   std::int64_t getSumSize() const;
   std::int64_t getSumElapsedTime() const;
@@ -41,6 +43,7 @@ class ZEB_STIR : public ZEB_Record {
   std::int32_t getMinElapsedTime() const;
   std::int32_t getMaxQueuedTime() const;
   std::int32_t getMinQueuedTime() const;
+  // Calendar times of the first and the latest message, 0 for none.
   std::uint32_t getfirstCollection() const;
   std::uint32_t getlastCollection() const;
 
