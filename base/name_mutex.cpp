@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 #include "base/format.h"
 #include "base/key_file.h"
@@ -66,7 +65,7 @@ ZEB_Name_Mutex::ZEB_Name_Mutex(const char* name) {
     break;
   }
   if (OK())
-    gate_.emplace(path);
+    threads_.emplace(path);
   else
     cleanup();
 }
@@ -154,13 +153,12 @@ bool ZEB_Name_Mutex::dropReference(const ZEB_Trace& trace) const {
   return true;
 }
 
-void ZEB_Name_Mutex::get(Threads threads) {
+void ZEB_Name_Mutex::get() {
   ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::get");
   if (!OK()) return;
   trace.text("Asking for mutex %s", path_);
-  const bool inside = threads == Threads::mayMeet ? gate_->enter() : gate_->enterUnlessAlone();
+  threads_->enter();
   change(trace, -1);
-  insideGate_ = inside;
   ZEB_TellAcquired(this);
   trace.text("Got mutex %s", path_);
 }
@@ -170,9 +168,8 @@ void ZEB_Name_Mutex::release() {
   if (!OK()) return;
   trace.text("About to release mutex %s", path_);
   ZEB_TellReleased(this);
-  const bool inside = std::exchange(insideGate_, false);
   change(trace, 1);
-  if (inside) gate_->leave();
+  threads_->leave();
   trace.text("Released mutex %s", path_);
 }
 

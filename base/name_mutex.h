@@ -7,8 +7,8 @@
 
 #include <optional>
 
-#include "base/name_gate.h"
 #include "base/string.h"
+#include "base/thread_lock.h"
 #include "base/trace.h"
 
 // Semaphore and queue have the key that ftok(path, 1) makes of the key file, and permissions 0660.
@@ -26,13 +26,9 @@ class ZEB_Name_Mutex {
   ZEB_Name_Mutex(const ZEB_Name_Mutex&) = delete;
   ZEB_Name_Mutex& operator=(const ZEB_Name_Mutex&) = delete;
 
-  // What a caller knows of the other threads of this process that use this object: they may come at
-  // any time, or have waited for each other already.
-  enum class Threads { mayMeet, haveMet };
-
   // Wait for the lock; give it back. Both do nothing when not OK. A semaphore operation that fails
   // is a message and nothing else, on purpose: the caller goes on as if it held the lock.
-  void get(Threads threads = Threads::mayMeet);
+  void get();
   void release();
 
   // Unregisters this object; the last one removes queue, semaphore and key file.
@@ -52,8 +48,7 @@ class ZEB_Name_Mutex {
   int semaphore_ = 0;  // an id of 0 counts as none, on purpose
   int queue_ = 0;      // likewise
   ZEB_String path_;
-  std::optional<Name_Gate> gate_;
-  bool insideGate_ = false;  // the holder of the lock came through the gate
+  std::optional<ZEB_Thread_Lock::OfName> threads_;  // taken before the semaphore
 };
 
 #endif  // ZEB_BASE_NAME_MUTEX_H

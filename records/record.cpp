@@ -196,7 +196,7 @@ void ZEB_Record::lock() {
     const ZEB_ReturnCode code = initializeMutex();
     if (code != ZEB_SUCCESS) trace.print("Error %i building Mutex", static_cast<int>(code));
   }
-  if (mutex_) mutex_->get(ZEB_Name_Mutex::Threads::haveMet);
+  if (mutex_) mutex_->get();
 }
 
 void ZEB_Record::unlock() {

@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <memory>
 
-#include "base/local_lock.h"
 #include "base/name_mutex.h"
 #include "base/return_code.h"
 #include "base/string.h"
+#include "base/thread_lock.h"
 #include "base/timer.h"
 #include "format/layout.h"
 
@@ -123,8 +123,8 @@ class ZEB_Record {
   std::unique_ptr<ZEB_Name_Mutex> mutex_;
   void* address_ = nullptr;
   std::uint32_t mutexStale_ = 1;
-  ZEB_Record_ID mutexId_;  // what mutex_ was built for
-  Local_Lock threads_;     // held from lock to unlock
+  ZEB_Record_ID mutexId_;    // what mutex_ was built for
+  ZEB_Thread_Lock threads_;  // held from lock to unlock
 };
 
 // The place n bytes behind p.

@@ -75,7 +75,7 @@ class ZEB_Shared_Area : public ZEB_Memory_Manager {
   std::uint32_t ownerThread_ = 0;
   std::int32_t depth_ = 0;
   std::atomic<std::uint64_t> owner_ = 0;
-  Local_Lock threads_;  // stands in for a mutex that could not be made
+  ZEB_Thread_Lock threads_;  // stands in for a mutex that could not be made
 };
 
 #endif  // ZEB_STORE_SHARED_AREA_H

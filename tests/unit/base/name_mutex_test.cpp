@@ -207,6 +207,17 @@ TEST_F(NameMutex, AWaiterGoesOnWhenTheHolderReleases) {
   waiter.release();
 }
 
+TEST_F(NameMutex, AnotherObjectOfTheNameMayGiveItBack) {
+  ZEB_Name_Mutex taker("NAME");
+  ZEB_Name_Mutex giver("NAME");
+  for (int i = 0; i < 2; ++i) {
+    taker.get();
+    EXPECT_EQ(0, valueOf());
+    giver.release();
+    EXPECT_EQ(1, valueOf());
+  }
+}
+
 TEST_F(NameMutex, IsNotRecursive) {
   ZEB_Name_Mutex mutex("NAME");
   std::atomic<bool> twice = false;
