@@ -91,8 +91,7 @@ std::string StatisticsTable::header() const {
     text += fmt::format(", statistics area {} of {} bytes used ({} %)", area->last, area->size,
                         std::uint64_t{area->last} * 100 / area->size);
   }
-  text += fmt::format("\nreset {} UTC",
-                      tree.resetTime ? dateAndTime(*tree.resetTime) : std::string("never,"));
+  text += "\nreset " + (tree.resetTime ? dateAndTime(*tree.resetTime) + " UTC" : "never");
   if (days_.size() == 1) text += fmt::format(", collected on {} (UTC)", *days_.begin());
   return text + "\n";
 }

@@ -22,7 +22,8 @@ constexpr std::size_t kMostNames = 20;
 std::string noPermission(const SeenBroker& broker) {
   const std::string& group = broker.segment.group;
   if (group.empty()) {
-    return fmt::format("no permission to look at {}", printable(broker.segment.keyFile));
+    return fmt::format("no permission to look at {}: you need search permission on its directory",
+                       printable(broker.segment.keyFile));
   }
   return fmt::format(
       "no permission to read its shared memory, which belongs to group {0}: run zebmon as a member "
@@ -144,8 +145,10 @@ std::vector<std::string> damageOf(const SeenBroker& broker) {
 std::string problemOf(const Snapshot& snapshot, const Snapshot& selected,
                       const model::Selection& selection) {
   if (snapshot.error != 0) {
-    return fmt::format("can't read the directory {}: {}", printable(snapshot.directory),
-                       errorText(snapshot.error));
+    return fmt::format(
+        "can't read the directory {}: {}. Name the directory that the brokers use with "
+        "--temp-directory; you need read and search permission on it",
+        printable(snapshot.directory), errorText(snapshot.error));
   }
   if (!selected.brokers.empty()) return {};
   return selection.broker.empty() ? noneAtAll(snapshot) : noneSelected(snapshot, selection.broker);

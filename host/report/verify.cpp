@@ -78,6 +78,14 @@ SizeFigures figures(const Json& statistics) {
           statistics.value("minSize", std::uint64_t{0})};
 }
 
+// The agent gives a number that it can't read as null.
+bool unreadable(const Json& statistics) {
+  constexpr const char* kNumbers[] = {"messageCount", "sumSize", "sumElapsed", "sumQueued"};
+  return std::ranges::any_of(kNumbers, [&statistics](const char* name) {
+    return statistics.contains(name) && statistics.at(name).is_null();
+  });
+}
+
 // Times that no count of messages could have: what a host can say of them without the same clock.
 std::string timeProblem(const Json& statistics, const std::string& name) {
   const auto count = statistics.value("messageCount", std::int64_t{0});
@@ -94,6 +102,7 @@ std::string problemOf(const Json* node, const flowfile::MonitorNode& monitor,
   if (node == nullptr) return "not in shared memory";
   const Json statistics = node->value("statistics", Json());
   if (!statistics.is_object()) return "no statistics in shared memory";
+  if (unreadable(statistics)) return "a number in shared memory that can't be read";
   if (place.host != place.shared) {
     return fmt::format(
         "host: {} messages, {} bytes, sizes {} to {}; shared memory: {}, {}, {} to "
@@ -109,8 +118,9 @@ std::string problemOf(const Json* node, const flowfile::MonitorNode& monitor,
 
 // Fills in what shared memory says of a node, and what is wrong with it.
 Comparison compared(Comparison place, const flowfile::MonitorNode& monitor, const Json* node) {
-  if (node != nullptr && node->value("statistics", Json()).is_object()) {
-    place.shared = figures(node->at("statistics"));
+  const Json statistics = node != nullptr ? node->value("statistics", Json()) : Json();
+  if (statistics.is_object() && !unreadable(statistics)) {
+    place.shared = figures(statistics);
   }
   place.problem = problemOf(node, monitor, place);
   return place;

@@ -156,3 +156,13 @@ TEST(LookAfterLook, EventsOfASegmentThatCannotBeReadForAMomentAreNotShownAgain) 
   std::filesystem::rename("/tmp/aside", live.keyFile());
   EXPECT_EQ(0U, newEvents(*collector.take()));
 }
+
+TEST(LookAfterLook, ABrokerWhoseKeyFileWentIsForgotten) {
+  const LiveSegment live("1-2-3", segmentWithEvents(2));
+  Collector collector("/tmp", model::Events::read);
+  EXPECT_EQ(2U, newEvents(*collector.take()));
+  std::filesystem::rename(live.keyFile(), "/tmp/aside");
+  EXPECT_TRUE(collector.take()->brokers.empty());
+  std::filesystem::rename("/tmp/aside", live.keyFile());
+  EXPECT_EQ(2U, newEvents(*collector.take()));
+}

@@ -110,6 +110,46 @@ TEST(ZebmonStats, MarksADeletedNodeAndShowsNoNumbersBeforeTheFirstMessage) {
   EXPECT_TRUE(node["statistics"]["firstCollection"].is_null());
 }
 
+TEST(ZebmonStats, EveryTypeOfNodeHasAName) {
+  Block block{.eyecatcher = "zebcstar", .contents = {}};
+  block.add(image::broker(image::kBroker, u"1-2-3", u"BRK1"));
+  block.add(image::group(image::kGroup, image::kBroker, u"g", 0));
+  block.add(image::flow(image::kFlow, image::kGroup, u"f"));
+  for (const std::uint32_t type : {1U, 2U, 3U, 4U, 5U, 6U}) {
+    block.add(image::node({5, 1, 1, type}, image::kFlow, u"n", type));
+  }
+  const LiveSegment live("1-2-3", image::segment({block}));
+  const std::string out = run({"stats"}).out;
+  std::string types;
+  std::istringstream lines(out);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(" n ")) types += line.substr(5, 7) + "|";
+  }
+  EXPECT_EQ("input  |output |other  |sub in |sub out|unknown|", types) << out;
+  EXPECT_TRUE(contains(out, "\nreset never\n")) << out;
+}
+
+TEST(ZebmonStats, TheHeadTellsWhatWasEverUsedOfTheArea) {
+  Block block = image::ordersBlock();
+  block.next = 32;
+  block.last = 32 + static_cast<std::int64_t>(block.contents.size());
+  const LiveSegment live("1-2-3", image::segment({block}));
+  EXPECT_TRUE(contains(run({"stats"}).out, "statistics area 508 of 4096 bytes used (12 %)\n"));
+}
+
+TEST(ZebmonStats, WhatIsDeletedIsMarkedAndNothingElse) {
+  Block block{.eyecatcher = "zebcstar", .contents = {}};
+  block.add(image::broker(image::kBroker, u"1-2-3", u"BRK1"));
+  block.add(image::group(image::kGroup, image::kBroker, u"g", 7));
+  Bytes gone = image::flow(image::kFlow, image::kGroup, u"gone");
+  image::set32(gone, 4, 1);
+  block.add(gone);
+  block.add(image::flow({4, 1, 1, 1}, image::kGroup, u"here"));
+  const LiveSegment live("1-2-3", image::segment({block}));
+  const std::string out = run({"stats"}).out;
+  EXPECT_TRUE(contains(out, "\ng (pid 7) / gone (deleted)\ng (pid 7) / here\n")) << out;
+}
+
 TEST(ZebmonStats, FitsHundredColumnsWithUsualNamesAndNumbers) {
   image::Block block = image::ordersBlock();
   block.contents.resize(block.contents.size() - 168);
@@ -336,6 +376,26 @@ TEST(ZebmonUsage, AWrongCommandLineEndsWithTwo) {
   }
 }
 
+TEST(ZebmonUsage, AWrongWordIsNamedBesideThoseThatThereAre) {
+  const std::string more =
+      ": there are brokers, stats, events.\nRun with --help for more information.\n";
+  EXPECT_EQ("zebmon: a command is missing" + more, run(std::vector<std::string>{}).errors);
+  EXPECT_EQ("zebmon: \"stat\" is no command" + more, run({"stat"}).errors);
+  EXPECT_EQ("zebmon: \"--broker\" is no command" + more, run({"--broker", "B"}).errors);
+  EXPECT_TRUE(contains(run({"events", "--interval", "0"}).errors,
+                       "zebmon: --interval: Value 0 not in range 1 to 3600000.\n"));
+}
+
+TEST(ZebmonUsage, HelpFitsEightyColumns) {
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
+                                                    {"brokers", "--help"},
+                                                    {"stats", "--help"},
+                                                    {"events", "--help"}}) {
+    std::istringstream lines(run(arguments).out);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
+  }
+}
+
 TEST(ZebmonUsage, HelpListsTheExitCodes) {
   const Result result = run({"stats", "--help"});
   EXPECT_EQ(0, result.code);
@@ -444,6 +504,14 @@ TEST(ZebmonEvents, ACorrelationIsShownWhenThereIsOne) {
   EXPECT_TRUE(contains(run({"events"}).out, "\n    correlation " + std::string(46, '0') + "5A\n"));
 }
 
+TEST(ZebmonEvents, EachBrokersEventsStandBelowItsName) {
+  const LiveSegment first("1-2-3", ordersWithEvents(1));
+  const LiveSegment second("4-5-6", ordersWithEvents(1));
+  const std::string out = run({"events"}).out;
+  EXPECT_TRUE(out.starts_with("Broker BRK1\ntime (UTC) ")) << out;
+  EXPECT_TRUE(contains(out, "  thread 7\n\nBroker BRK1\ntime (UTC) ")) << out;
+}
+
 TEST(ZebmonEvents, KindAndTimeSelect) {
   const LiveSegment live("1-2-3", ordersWithEvents(7));
   const auto count = [](std::vector<std::string> arguments) {
@@ -467,7 +535,9 @@ class Following : public testing::Test {
   void waitFor(const std::string& message, int times) {
     while (count(zebmon.errors(), message) < times) sched_yield();
   }
-  void waitForProblems(int times) { waitFor("broker BRK1: damaged in 1 place;", times); }
+  static constexpr char kProblem[] = "broker BRK1: damaged in 1 place;";
+  void waitForProblems(int times) { waitFor(kProblem, times); }
+  int problems() const { return count(zebmon.errors(), kProblem); }
 
   int nextNumber() {
     const std::string line = zebmon.line();
@@ -540,18 +610,21 @@ TEST_F(Following, AProblemIsSaidOnceAndAgainWhenItComesBack) {
     image::set32(bytes, 8, 5);
     return bytes;
   };
+  const auto shows = [this](const Bytes& bytes, int number) {
+    live->write(bytes);
+    EXPECT_EQ(number, nextNumber());
+  };
   EXPECT_EQ(1, nextNumber());
-  live->write(damaged(2));
-  EXPECT_EQ(2, nextNumber());
+  for (const std::uint32_t n : {2U, 3U, 4U}) shows(damaged(n), static_cast<int>(n));
   waitForProblems(1);
   // The look that shows the last of these began when the segment was whole again.
-  for (const std::uint32_t n : {3U, 4U, 5U}) {
-    live->write(ordersWithEvents(n));
-    EXPECT_EQ(static_cast<int>(n), nextNumber());
-  }
-  live->write(damaged(6));
-  EXPECT_EQ(6, nextNumber());
+  for (const std::uint32_t n : {5U, 6U, 7U}) shows(ordersWithEvents(n), static_cast<int>(n));
+  EXPECT_EQ(1, problems());
+  for (const std::uint32_t n : {8U, 9U, 10U}) shows(damaged(n), static_cast<int>(n));
   waitForProblems(2);
+  zebmon.signal(SIGINT);
+  EXPECT_EQ(0, zebmon.wait());
+  EXPECT_EQ(2, problems());
 }
 
 TEST_F(Following, AProblemOfABrokerThatWentAndCameBackIsSaidAgain) {

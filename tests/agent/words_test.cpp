@@ -50,7 +50,9 @@ TEST(Words, AStateHasItsNameAndSaysWhatToDo) {
 TEST(Words, WithoutPermissionTheGroupIsNamedIfItIsKnown) {
   EXPECT_STREQ("noPermission", render::stateName(State::noPermission));
   SeenBroker broker = in(State::noPermission);
-  EXPECT_EQ("no permission to look at /tmp/1-2-3.zebcshme", render::problemOf(broker));
+  EXPECT_EQ(
+      "no permission to look at /tmp/1-2-3.zebcshme: you need search permission on its directory",
+      render::problemOf(broker));
   broker.segment.group = "brokers";
   EXPECT_EQ(
       "no permission to read its shared memory, which belongs to group brokers: run zebmon as a "
@@ -107,8 +109,10 @@ TEST(Words, ADirectoryThatCannotBeReadComesBeforeAllElse) {
   Snapshot snapshot;
   snapshot.directory = "/absent/";
   snapshot.error = ENOENT;
-  EXPECT_EQ("can't read the directory /absent/: No such file or directory",
-            render::problemOf(snapshot, snapshot, {.broker = "B"}));
+  EXPECT_EQ(
+      "can't read the directory /absent/: No such file or directory. Name the directory that the "
+      "brokers use with --temp-directory; you need read and search permission on it",
+      render::problemOf(snapshot, snapshot, {.broker = "B"}));
 }
 
 TEST(Words, ABrokerIsNamedByItsLabelElseByItsUuid) {

@@ -74,6 +74,15 @@ TEST_F(Verify, EqualFiguresAgree) {
             "The host and shared memory agree: 1 nodes, 2 measurements.");
 }
 
+TEST_F(Verify, ANumberThatTheAgentCannotReadIsNoZero) {
+  for (const char* name : {"messageCount", "sumSize", "sumElapsed", "sumQueued"}) {
+    const Json kept = statistics();
+    statistics()[name] = nullptr;
+    EXPECT_EQ(compareAll().nodes.at(0).problem, "a number in shared memory that can't be read");
+    statistics() = kept;
+  }
+}
+
 TEST_F(Verify, EachFigureThatDiffersIsNoticed) {
   for (const char* name : {"messageCount", "sumSize", "maxSize", "minSize"}) {
     const Json kept = statistics();

@@ -17,7 +17,7 @@ void declare(CLI::App& app, Request& request) {
   app.require_subcommand(1);
   app.footer(kExitCodes);
   app.set_version_flag("--version", std::string("zebmon ") + layout::kVersion,
-                       "Print version, commit and format of the stored bytes");
+                       "Print version, commit and stored format");
   for (const Command& command : commands()) {
     CLI::App& options = *app.add_subcommand(command.name, command.summary);
     options.footer(kExitCodes);
@@ -25,10 +25,23 @@ void declare(CLI::App& app, Request& request) {
   }
 }
 
-// The parser quotes arguments as they are.
-std::string inPrintableLine(const CLI::App* app, const CLI::Error& error) {
-  return text::printable(error.what()) + "\nRun with " + app->get_help_ptr()->get_name() +
-         " for more information.\n";
+std::string namesOfCommands() {
+  std::string names;
+  for (const Command& command : commands()) {
+    names += (names.empty() ? "" : ", ") + std::string(command.name);
+  }
+  return names;
+}
+
+// The parser quotes arguments as they are, and of an unknown command not even that.
+std::string inPrintableLines(const CLI::App* app, const CLI::Error& error) {
+  std::string what = error.what();
+  if (app->get_subcommands().empty()) {
+    const auto words = app->remaining();
+    what = words.empty() ? "a command is missing" : "\"" + words.front() + "\" is no command";
+    what += ": there are " + namesOfCommands();
+  }
+  return "zebmon: " + text::printable(what) + ".\nRun with --help for more information.\n";
 }
 
 // Help or version when they were asked for, else what is wrong.
@@ -46,7 +59,7 @@ ExitCode answer(const CLI::App& app, const CLI::ParseError& error, Output& outpu
 ExitCode interpret(int argc, const char* const* argv, Output& output) {
   CLI::App app("Shows what the monitoring nodes of this machine's brokers have collected.",
                "zebmon");
-  app.failure_message(inPrintableLine);
+  app.failure_message(inPrintableLines);
   Request request;
   declare(app, request);
   try {

@@ -32,26 +32,25 @@ class Problems {
   Current reported_;
 };
 
-// Shows what each broker posted since the last look.
+// Shows, snapshot by snapshot, what each broker posted since the one before.
 class Watch {
  public:
-  Watch(const Request& request, Output& output)
-      : request_(request),
-        output_(output),
-        collector_(request.directory, model::Events::read),
-        selection_{.since = std::nullopt, .kind = request.events.kind} {}
+  // An age counts back from `now`, in seconds since 1970, for as long as the watch goes on.
+  Watch(const Request& request, Output& output, std::int64_t now)
+      : request_(request), output_(output), selection_{.since = {}, .kind = request.events.kind} {
+    if (request.events.since) selection_.since = request.events.since->at(now);
+  }
 
-  // One look; returns the exit code that it would end with.
-  ExitCode look();
+  // Returns the exit code that this snapshot alone would end with.
+  ExitCode show(const model::Snapshot& snapshot);
 
  private:
-  void show(const model::SeenBroker& broker);
+  void showEvents(const model::SeenBroker& broker);
   std::string formatted(const model::SeenBroker& broker, const reader::Event& event);
   void reportProblems(const model::Snapshot& selected, const std::string& ofAll);
 
   const Request& request_;
   Output& output_;
-  model::Collector collector_;
   model::EventSelection selection_;
   Problems problems_;
   std::string shownBroker_;  // its key file
@@ -70,7 +69,7 @@ std::string Watch::formatted(const model::SeenBroker& broker, const reader::Even
   return text + render::eventLines(event);
 }
 
-void Watch::show(const model::SeenBroker& broker) {
+void Watch::showEvents(const model::SeenBroker& broker) {
   complain(render::missedOf(broker));
   if (!broker.events) return;
   for (const reader::Event& event : broker.events->events) {
@@ -93,14 +92,10 @@ void Watch::reportProblems(const model::Snapshot& selected, const std::string& o
   problems_.report(std::move(current));
 }
 
-ExitCode Watch::look() {
-  const auto snapshot = collector_.take();
-  const model::Snapshot selected = model::select(*snapshot, request_.selection);
-  if (request_.events.since && !selection_.since) {
-    selection_.since = request_.events.since->at(model::secondsOf(*snapshot));
-  }
-  for (const auto& broker : selected.brokers) show(*broker);
-  reportProblems(selected, render::problemOf(*snapshot, selected, request_.selection));
+ExitCode Watch::show(const model::Snapshot& snapshot) {
+  const model::Snapshot selected = model::select(snapshot, request_.selection);
+  for (const auto& broker : selected.brokers) showEvents(*broker);
+  reportProblems(selected, render::problemOf(snapshot, selected, request_.selection));
   return exitCodeOf(selected);
 }
 
@@ -127,7 +122,8 @@ void declareEvents(CLI::App& options, Request& request) {
   options
       .add_option_function<std::string>(
           "--since", [&events](const std::string& text) { takeSince(events.since, text); },
-          "Not before 2026-01-31T23:59:58Z (UTC), or not longer ago than 90s, 15m, 12h, 7d")
+          "Not before 2026-01-31T23:59:58Z (UTC), or not\n"
+          "longer ago than 90s, 15m, 12h, 7d")
       ->type_name("T");
   options.add_flag("--follow", events.follow, "Go on with what is posted from now on");
   options.add_option("--interval", events.interval, "Time between two looks with --follow")
@@ -137,12 +133,13 @@ void declareEvents(CLI::App& options, Request& request) {
 }
 
 ExitCode runEvents(const Request& request, Output& output) {
-  Watch watch(request, output);
-  if (!request.events.follow) return watch.look();
-  output.stopOnSignals();
-  do {
-    watch.look();
-  } while (output.wait(request.events.interval));
+  if (request.events.follow) output.stopOnSignals();
+  model::Collector collector(request.directory, model::Events::read);
+  const auto first = collector.take();
+  Watch watch(request, output, model::secondsOf(*first));
+  const ExitCode code = watch.show(*first);
+  if (!request.events.follow) return code;
+  while (output.wait(request.events.interval)) watch.show(*collector.take());
   return kDone;
 }
 

@@ -8,7 +8,8 @@ void addSelection(CLI::App& options, Request& request) {
                      "Only this broker, by its label or uuid");
   options
       .add_option("--temp-directory", request.directory,
-                  "Where the brokers' key files are (default: as the library is configured here)")
+                  "Where the brokers' key files are (default:\n"
+                  "as the library is configured here)")
       ->type_name("DIR");
 }
 
