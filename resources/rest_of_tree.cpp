@@ -28,6 +28,7 @@ bool isSameMember(const ZEB_Stored_Image& own, const ZEB_Stored_Image& stored) {
 
 // Whether a known member takes over what is stored.
 bool takes(const ZEB_Stored_Image& own, const Entry& stored) {
+  if (own == stored.image) return false;
   if (stored.type == ZEB_STIR_RECORD) return true;
   return stored.type == ZEB_NOIR_RECORD && isDeleted(own) && !isDeleted(stored.image);
 }

@@ -5,9 +5,10 @@
 
 #include "records/statistics_record.h"
 
+// Broker and node would include each other otherwise.
 class ZEB_Statistics_Store {
  public:
-  // Resets the stored record under its own lock.
+  // Resets the stored record under its own lock. Code 3 for null, 8 when the store is not usable.
   virtual ZEB_ReturnCode resetStatistics(ZEB_STIR* record) = 0;
 
  protected:

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <list>
 #include <stdexcept>
 
 #include "bench/driver/child.h"
+#include "bench/driver/meeting.h"
 #include "bench/driver/sections.h"
 #include "bench/support/library.h"
 #include "bench/support/settings.h"
@@ -16,6 +18,8 @@ namespace {
 
 constexpr int kAreaBytes = 1 << 20;  // room for the records of more than 2,000 nodes
 constexpr int kNodesOfFlow = 10;     // when they are spread
+constexpr int kProcesses = 4;        // that deploy at once
+constexpr int kNodesOfProcess = 200;
 
 double milliseconds(Clock::time_point begin) {
   return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
@@ -102,11 +106,71 @@ nlohmann::json deployments(const Plan& plan, bool spread) {
   return list;
 }
 
+// One of several processes that deploy at once, each an execution group of its own: how much its
+// memory grew beyond that of one node, at the end and at its peak.
+nlohmann::json deployBesideOthers(const Plan& plan, const SharedMeeting& meeting, int process) {
+  const Library library(plan.library);
+  const auto place = [process](int number) {
+    return NodePlan{.label = numbered("NODE", process * kNodesOfProcess + number),
+                    .executionGroup = numbered("GROUP", process)};
+  };
+  std::list<Node> nodes;
+  nodes.emplace_back(library, place(0));
+  const double withOne = kibibytes("RssAnon");
+  const double peakWithOne = kibibytes("VmHWM");
+  ++meeting->deployed;
+  waitUntil([&] { return meeting->deployed == kProcesses; });
+  for (int i = 1; i < kNodesOfProcess; ++i) nodes.emplace_back(library, place(i));
+  const double grown = kibibytes("RssAnon") - withOne;
+  const double peak = kibibytes("VmHWM") - peakWithOne;
+  // Every deployment resets what all have counted.
+  ++meeting->read;
+  waitUntil([&] { return meeting->read == kProcesses; });
+  Message message;
+  for (const Node& node : nodes) node.send(message.handle());
+  for (const int number : {0, kNodesOfProcess - 1}) requireCounted(place(number).label, 1);
+  ++meeting->read;
+  waitUntil([&] { return meeting->read == 2 * kProcesses; });
+  return {{"grownKiB", grown}, {"peakKiB", peak}};
+}
+
+nlohmann::json deployAtOnce(const Plan& plan) {
+  const SharedMeeting meeting;
+  std::list<Child> children;
+  for (int process = 0; process < kProcesses; ++process)
+    children.emplace_back([&, process] { return deployBesideOthers(plan, meeting, process); });
+  double grown = 0;
+  double peak = 0;
+  for (Child& child : children) {
+    const nlohmann::json found = child.result();
+    grown = std::max(grown, found["grownKiB"].get<double>());
+    peak = std::max(peak, found["peakKiB"].get<double>());
+  }
+  return {{"grownKiB", grown}, {"peakKiB", peak}};
+}
+
+// The largest process, as the median of several rounds.
+nlohmann::json deploymentsAtOnce(const Plan& plan) {
+  std::vector<double> grown;
+  std::vector<double> peak;
+  for (int round = 0; round < plan.effort.deployments; ++round) {
+    const auto found = inChild([&] { return deployAtOnce(plan); });
+    grown.push_back(found["grownKiB"]);
+    peak.push_back(found["peakKiB"]);
+  }
+  return {{"processes", kProcesses},
+          {"nodes", kNodesOfProcess},
+          {"grownMiB", median(grown) / 1024},
+          {"peakMiB", median(peak) / 1024}};
+}
+
 }  // namespace
 
 nlohmann::json measureDeployment(const Plan& plan) {
   writeSettings(kAreaBytes);
-  return {{"oneFlow", deployments(plan, false)}, {"spread", deployments(plan, true)}};
+  return {{"oneFlow", deployments(plan, false)},
+          {"spread", deployments(plan, true)},
+          {"atOnce", deploymentsAtOnce(plan)}};
 }
 
 }  // namespace bench

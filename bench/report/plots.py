@@ -89,7 +89,7 @@ def _title(found, title):
 def deployment(found):
     names = {"oneFlow": "all in one flow", "spread": "flows of ten nodes"}
     series = {names[kind]: [(step["nodes"], step["milliseconds"]) for step in steps]
-              for kind, steps in found["deployment"].items()}
+              for kind, steps in found["deployment"].items() if kind in names}
     counts = [point[0] for point in next(iter(series.values()))]
     times = [point[1] for points in series.values() for point in points]
     x = Axis(counts, LEFT + 20, WIDTH - RIGHT, logarithmic=True)

@@ -74,7 +74,7 @@ def _longest_wait(waits):
 
 
 def _deployment_goals(goals, found):
-    kinds = found["deployment"].values()
+    kinds = [found["deployment"][kind] for kind in ("oneFlow", "spread")]
     most = max(step["nodes"] for step in found["deployment"]["oneFlow"])
     last = [_step(steps, "nodes", most) for steps in kinds]
     for figure, goal, key, unit, digits in (
@@ -82,6 +82,10 @@ def _deployment_goals(goals, found):
             (f"exponent from {most // 2} to {most} nodes", 2.1, "exponent", "", 2),
             (f"memory of {most} nodes, more than of one", 16, "grownMiB", " MiB", 1)):
         goals.at_most(figure, goal, max(step[key] for step in last), unit, digits)
+    at_once = found["deployment"]["atOnce"]
+    goals.at_most(f"{at_once['processes']} processes that deploy {at_once['nodes']} nodes each at "
+                  "once: memory of the largest, more than with one node", 16, at_once["peakMiB"],
+                  " MiB", 1)
 
 
 def _function_goals(goals, found):

@@ -118,6 +118,38 @@ TEST_F(Reference, SoIsOneInWhichStrangersWrite) {
   runSequences(library, {.areaSizes = {8192, 32768}, .strange = 30}, 1000);
 }
 
+// By the way that production takes, and with every step traced.
+TEST_F(Reference, SoIsOneThatIsTraced) {
+  support::useWitnessLibrary();
+  support::writeFile(support::kConfiguration, "ZEBNodeTrace On\n");
+  OneProcess library;
+  runSequences(library, {.areaSizes = {8192, 32768}, .strange = 10}, 30);
+}
+
+// A whole tree is stored by populateStatsArea, a partial one is not.
+TEST_F(Reference, TheTracedTreeIsPartialInTheWitnessLibraryOnly) {
+  support::useWitnessLibrary();
+  support::startLibrary("ZEBNodeTrace On\n");
+  const auto first = support::deploy({.label = u"A"});
+  support::host().forget();
+  const auto second = support::deploy({.label = u"B"});
+  std::size_t resets = 0;
+  for (const support::LogEntry& entry : support::host().trace()) {
+    if (entry.function == "ZEB_Broker::resetStatistics") ++resets;
+    EXPECT_NE("ZEB_Broker::populateStatsArea", entry.function);
+  }
+  EXPECT_EQ(2U, resets) << "begin and end";
+}
+
+TEST_F(Reference, TheTracedTreeIsWholeInTheLibrary) {
+  support::startLibrary("ZEBNodeTrace On\n");
+  const auto node = support::deploy({.label = u"A"});
+  std::size_t populated = 0;
+  for (const support::LogEntry& entry : support::host().trace())
+    if (entry.function == "ZEB_Broker::populateStatsArea") ++populated;
+  EXPECT_EQ(2U, populated) << "begin and end";
+}
+
 TEST_F(Reference, AForeignByteIsFoundAndToldByItsField) {
   OneProcess library;
   SideBySide both(library, 4096);

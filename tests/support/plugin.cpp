@@ -17,9 +17,12 @@ namespace {
 
 HostNodeFunctionTable* handedOver = nullptr;
 
+bool witnessLibrary = witnessing();
+
 void* library() {
   if (witnessing()) haveTraced(kConfiguration);
-  static void* const loaded = dlopen(ZEB_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+  static void* const loaded =
+      dlopen(witnessLibrary ? ZEB_WITNESS_LIBRARY : ZEB_LIBRARY, RTLD_NOW | RTLD_LOCAL);
   if (loaded == nullptr) throw std::runtime_error(dlerror());
   return loaded;
 }
@@ -45,6 +48,10 @@ void writeFile(const std::string& path, const std::string& content) {
   std::ofstream file(path, std::ios::binary);
   file << content;
   if (!file.flush()) throw std::runtime_error("can't write " + path);
+}
+
+void useWitnessLibrary() {
+  witnessLibrary = true;
 }
 
 void* exported(const char* name) {

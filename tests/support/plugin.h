@@ -29,6 +29,10 @@ const std::uint16_t* units(const std::u16string& text);
 // Writes a file and the folders above it.
 void writeFile(const std::string& path, const std::string& content);
 
+// Before the library is loaded: loads the one in which a tree stays partial while it is traced. So
+// does a run of scripts/witness.
+void useWitnessLibrary();
+
 // The address of an export; a test failure and null when there is none.
 void* exported(const char* name);
 
