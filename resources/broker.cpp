@@ -128,7 +128,7 @@ ZEB_Execution_Group* ZEB_Broker::insertExecutionGroup(const ZEB_EGIR* record) {
   ZEB_Trace trace(kUnit, "ZEB_Broker::insertExecutionGroup2");
   if (!record) return trace.leave(static_cast<ZEB_Execution_Group*>(nullptr));
   ZEB_Execution_Group_Set& groups = treeWith(record->getResourceId());
-  return trace.leave(container::insert(trace, *this, groups, record));
+  return trace.leave(ZEB_InsertChild(trace, *this, groups, record));
 }
 
 ZEB_ReturnCode ZEB_Broker::findExecutionGroups(const ZEB_Record_Set* records, int keepEmpty) {
@@ -139,7 +139,7 @@ ZEB_ReturnCode ZEB_Broker::rebuild(ZEB_Execution_Group_Set& groups, const ZEB_Re
                                    int keepEmpty) {
   ZEB_Trace trace(kUnit, "ZEB_Broker::findExecutionGroups");
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
-  return trace.leave(container::rebuild<ZEB_EGIR>(
+  return trace.leave(ZEB_RebuildChildren<ZEB_EGIR>(
       *records, ZEB_EGIR_RECORD, *this, groups, keepEmpty,
       [this](const ZEB_Resource_ID* id) { return findExecutionGroup(id); },
       [this](const ZEB_EGIR* record) { return insertExecutionGroup(record); },

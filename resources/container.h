@@ -9,13 +9,11 @@
 #include "base/trace.h"
 #include "resources/resource_set.h"
 
-namespace container {
-
 // Makes a child of the record, puts it below the parent and into the set. Null for a null record,
 // with a message when memory ran out, and silently when the child is not OK.
 template <class Child, class Record>
-Child* insert(const ZEB_Trace& trace, const ZEB_ORVA_Resource& parent,
-              ZEB_Typed_Resource_Set<Child>& set, const Record* record) {
+Child* ZEB_InsertChild(const ZEB_Trace& trace, const ZEB_ORVA_Resource& parent,
+                       ZEB_Typed_Resource_Set<Child>& set, const Record* record) {
   if (!record) return nullptr;
   std::unique_ptr<Child> child(new (std::nothrow) Child(record));
   if (!child) {
@@ -35,9 +33,9 @@ Child* insert(const ZEB_Trace& trace, const ZEB_ORVA_Resource& parent,
 // `isEmpty` then is dropped unless keepEmpty is set. Code 1 when a child could not be made; the
 // others are rebuilt all the same.
 template <class Record, class Set, class Find, class Insert, class Rebuild, class IsEmpty>
-ZEB_ReturnCode rebuild(const ZEB_Record_Set& records, ZEB_RecordType type,
-                       const ZEB_ORVA_Resource& parent, Set& children, int keepEmpty, Find find,
-                       Insert insert, Rebuild rebuild, IsEmpty isEmpty) {
+ZEB_ReturnCode ZEB_RebuildChildren(const ZEB_Record_Set& records, ZEB_RecordType type,
+                                   const ZEB_ORVA_Resource& parent, Set& children, int keepEmpty,
+                                   Find find, Insert insert, Rebuild rebuild, IsEmpty isEmpty) {
   ZEB_ReturnCode code;
   for (const ZEB_Record* record : records.childrenOf(parent.getInformationRecord())) {
     if (record->type() != type) continue;
@@ -54,7 +52,5 @@ ZEB_ReturnCode rebuild(const ZEB_Record_Set& records, ZEB_RecordType type,
   }
   return code;
 }
-
-}  // namespace container
 
 #endif  // ZEB_RESOURCES_CONTAINER_H

@@ -45,13 +45,13 @@ ZEB_Message_Flow* ZEB_Execution_Group::insertMessageFlow(const ZEB_Resource_ID* 
 
 ZEB_Message_Flow* ZEB_Execution_Group::insertMessageFlow(const ZEB_MFIR* record) {
   ZEB_Trace trace(kUnit, "ZEB_Execution_Group::insertMessageFlow2");
-  return trace.leave(container::insert(trace, *this, messageFlows_, record));
+  return trace.leave(ZEB_InsertChild(trace, *this, messageFlows_, record));
 }
 
 ZEB_ReturnCode ZEB_Execution_Group::findMessageFlows(const ZEB_Record_Set* records, int keepEmpty) {
   ZEB_Trace trace(kUnit, "ZEB_Execution_Group::findMessageFlows");
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
-  return trace.leave(container::rebuild<ZEB_MFIR>(
+  return trace.leave(ZEB_RebuildChildren<ZEB_MFIR>(
       *records, ZEB_MFIR_RECORD, *this, messageFlows_, keepEmpty,
       [this](const ZEB_Resource_ID* id) { return findMessageFlow(id); },
       [this](const ZEB_MFIR* record) { return insertMessageFlow(record); },

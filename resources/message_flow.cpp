@@ -44,7 +44,7 @@ ZEB_Node* ZEB_Message_Flow::insertNode(const ZEB_Resource_ID* id) {
 
 ZEB_Node* ZEB_Message_Flow::insertNode(const ZEB_NOIR* record) {
   ZEB_Trace trace(kUnit, "ZEB_Message_Flow::insertNode2");
-  return trace.leave(container::insert(trace, *this, nodes_, record));
+  return trace.leave(ZEB_InsertChild(trace, *this, nodes_, record));
 }
 
 // Traced under the execution group's name, on purpose.
@@ -53,7 +53,7 @@ ZEB_ReturnCode ZEB_Message_Flow::findNodes(const ZEB_Record_Set* records, int ke
   if (!records) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   for (const ZEB_Record* record : records->childrenOf(getInformationRecord())) {
     if (record->type() != ZEB_NOIR_RECORD) continue;
-    if (ZEB_Node* const node = nodeOf(static_cast<const ZEB_NOIR*>(record), keepEmpty))
+    if (ZEB_Node* const node = rebuildNode(static_cast<const ZEB_NOIR*>(record), keepEmpty))
       node->findStatistics(records);
   }
   return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
@@ -61,7 +61,7 @@ ZEB_ReturnCode ZEB_Message_Flow::findNodes(const ZEB_Record_Set* records, int ke
 
 // The node of a stored record: a known one, brought back to life where another instance did so, or
 // a new one; null when it is left out.
-ZEB_Node* ZEB_Message_Flow::nodeOf(const ZEB_NOIR* stored, int keepEmpty) {
+ZEB_Node* ZEB_Message_Flow::rebuildNode(const ZEB_NOIR* stored, int keepEmpty) {
   const ZEB_Resource_ID id = stored->getResourceId();
   ZEB_Node* const node = findNode(&id);
   const bool deleted = stored->isDeleted() != 0;

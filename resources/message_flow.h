@@ -41,7 +41,7 @@ class ZEB_Message_Flow : public ZEB_ORVA_Resource {
   void cleanup();               // destroys the nodes
 
  private:
-  ZEB_Node* nodeOf(const ZEB_NOIR* stored, int keepEmpty);
+  ZEB_Node* rebuildNode(const ZEB_NOIR* stored, int keepEmpty);
 
   ZEB_Node_Set nodes_;
 };
