@@ -11,7 +11,26 @@ namespace {
 
 constexpr char kUnit[] = "zebcevar";
 
-constexpr int kTurns = 8;
+// Holds an area's lock as long as it lives.
+class Area_Guard {
+ public:
+  explicit Area_Guard(ZEB_Shared_Area& area) : area_(area) { area_.lock(); }
+  ~Area_Guard() { area_.unlock(); }
+  Area_Guard(const Area_Guard&) = delete;
+  Area_Guard& operator=(const Area_Guard&) = delete;
+
+ private:
+  ZEB_Shared_Area& area_;
+};
+
+constexpr _TimeStamp kNoLimit{UINT32_MAX, UINT32_MAX};
+
+bool add(const ZEB_EVTR* parent, const ZEB_EVDR* event, ZEB_Ordered_Record_Set* out) {
+  std::unique_ptr<ZEB_EVIR> joined(new (std::nothrow) ZEB_EVIR(parent, event));
+  if (!joined || !joined->OK() || !out->insert(joined.get())) return false;
+  joined.release();  // NOLINT(bugprone-unused-return-value): the set has it
+  return true;
+}
 
 }  // namespace
 
@@ -27,18 +46,17 @@ ZEB_Events_Area::~ZEB_Events_Area() {
 void ZEB_Events_Area::init(ZEB_Shared_Memory* segment) {
   ZEB_Trace trace(kUnit, "ZEB_Events_Area::init");
   templatesStamp_ = {};
-  eventsLastUpdate_ = ZEB_Timer::nowTime();
+  begin_ = eventsLastUpdate_ = ZEB_Timer::nowTime();
   if (bZEBTracing) ZEB_DumpMemory(&eventsLastUpdate_, sizeof eventsLastUpdate_, "eventsLastUpdate");
   if (!segment || !OK()) return;
   const ZEB_String name = segment->getUuid();
   templateArea_.reset(new (std::nothrow) ZEB_Events_Template_Area(name));
-  if (!templateArea_) {
-    status_ = ZEB_STATUS_FAILED;
-    return;
+  if (templateArea_) {
+    templateArea_->init(segment);
+    dataArea_.reset(new (std::nothrow) ZEB_Events_Data_Area(name));
   }
-  templateArea_->init(segment);
-  dataArea_.reset(new (std::nothrow) ZEB_Events_Data_Area(name));
   if (!dataArea_) {
+    trace.allocationError();
     status_ = ZEB_STATUS_FAILED;
     return;
   }
@@ -61,11 +79,20 @@ ZEB_EVTR* ZEB_Events_Area::setEventTemplate(ZEB_EVTR* eventTemplate) {
   return trace.leave(code == ZEB_SUCCESS ? eventTemplate : nullptr);
 }
 
-// In one step, so that two threads with the same new template store it once. The second turn comes
-// after a wrap.
+// In one step, so that two threads with the same new template store it once. A writer that was
+// stopped in the template area hides what lies behind. Its lock comes free when the rest can be
+// read, so the cache is looked through again then.
 ZEB_ReturnCode ZEB_Events_Area::findOrStore(ZEB_EVTR* eventTemplate) {
   const std::lock_guard guard(templates_);
   refresh();
+  if (isCacheWhole() || cached(eventTemplate)) return findOrAppend(eventTemplate);
+  const Area_Guard area(*templateArea_);
+  refresh();
+  return findOrAppend(eventTemplate);
+}
+
+// The second turn comes after a wrap.
+ZEB_ReturnCode ZEB_Events_Area::findOrAppend(ZEB_EVTR* eventTemplate) {
   if (const ZEB_EVTR* const stored = cached(eventTemplate)) {
     *eventTemplate = *stored;
     return eventTemplate->OK() ? ZEB_SUCCESS : ZEB_NOT_ALLOCATED;
@@ -95,10 +122,11 @@ ZEB_ReturnCode ZEB_Events_Area::refresh() {
   const _TimeStamp lastUpdate = templateArea_->getLastUpdate();
   if (lastUpdate == templatesStamp_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
   flush();
-  // What can't be read any more was overwritten: the templates before it are the cache. Without
-  // memory it is tried again the next time.
-  const ZEB_ReturnCode code = templateArea_->read(&cache_);
-  if (code != ZEB_NOT_ALLOCATED) templatesStamp_ = lastUpdate;
+  // Behind what was written over and can't be read any more, nothing is looked for: the templates
+  // before it are the cache. While somebody writes there, or without memory, it is read again the
+  // next time.
+  const auto [code, writing] = templateArea_->walk(&cache_, [](const ZEB_Record&) { return true; });
+  if (code != ZEB_NOT_ALLOCATED && !writing) templatesStamp_ = lastUpdate;
   return trace.leave(code);
 }
 
@@ -146,41 +174,77 @@ ZEB_ReturnCode ZEB_Events_Area::getEvents(ZEB_Ordered_Record_Set* out) {
   if (!OK() || !dataArea_) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   const std::lock_guard guard(templates_);
   refresh();
-  _TimeStamp lastUpdate = dataArea_->getLastUpdate();
-  if (lastUpdate == eventsLastUpdate_) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
-  ZEB_Ordered_Record_Set events;
-  ZEB_ReturnCode code;
-  // What is posted meanwhile would come again at the next call.
-  for (int turn = 1;; ++turn) {
-    code = dataArea_->read(&events, eventsLastUpdate_);
-    const _TimeStamp now = dataArea_->getLastUpdate();
-    if (now == lastUpdate || turn == kTurns) break;
-    lastUpdate = now;
-    events.clearAndDestroy();
-  }
-  if (code != ZEB_NOT_ALLOCATED) {
-    eventsLastUpdate_ = lastUpdate;
-    code = join(events, out);
-    if (code == ZEB_NOT_ALLOCATED) trace.allocationError();
-  }
-  events.clearAndDestroy();
+  const ZEB_ReturnCode code = makeCollected() ? collect(out) : ZEB_NOT_ALLOCATED;
+  if (code == ZEB_NOT_ALLOCATED) trace.allocationError();
   return trace.leave(code);
 }
 
-ZEB_ReturnCode ZEB_Events_Area::join(const ZEB_Ordered_Record_Set& events,
-                                     ZEB_Ordered_Record_Set* out) const {
+bool ZEB_Events_Area::makeCollected() {
+  if (!collected_) collected_.reset(new (std::nothrow) ZEB_Record_ID[dataArea_->slots() + 1]);
+  return collected_ != nullptr;
+}
+
+bool ZEB_Events_Area::isUnread(const ZEB_Record& record) const {
+  return record.type() == ZEB_EVDR_RECORD && record.isNewer(begin_) != 0 &&
+         collected_[dataArea_->slotOf(record.getAddress())] != *record.getRecordId();
+}
+
+void ZEB_Events_Area::setCollected(const ZEB_Record& record) {
+  collected_[dataArea_->slotOf(record.getAddress())] = *record.getRecordId();
+}
+
+// What is created while the area is read comes with the next call, since some of it may lie where
+// the reader has been already.
+ZEB_ReturnCode ZEB_Events_Area::collect(ZEB_Ordered_Record_Set* out) {
+  const _TimeStamp lastUpdate = dataArea_->getLastUpdate();
+  if (lastUpdate == eventsLastUpdate_) return ZEB_SUCCESS;
+  ZEB_Ordered_Record_Set events;
+  ZEB_ReturnCode code =
+      dataArea_->walk(&events, [this](const ZEB_Record& record) { return isUnread(record); }).code;
+  bool postponed = false;
+  if (code != ZEB_NOT_ALLOCATED) {
+    const bool quiet = dataArea_->getLastUpdate() == lastUpdate;
+    code = join(events, quiet ? kNoLimit : lastUpdate, out, postponed);
+  }
+  events.clearAndDestroy();
+  if (code != ZEB_NOT_ALLOCATED && !postponed) eventsLastUpdate_ = lastUpdate;
+  return code;
+}
+
+// An event without a template ends the walk, on purpose: it and the later ones are dropped. Not so
+// while somebody writes in the template area, where the template may be found later.
+ZEB_ReturnCode ZEB_Events_Area::join(const ZEB_Ordered_Record_Set& events, _TimeStamp limit,
+                                     ZEB_Ordered_Record_Set* out, bool& postponed) {
   const ZEB_EVTR* parent = nullptr;
+  bool reread = false;
+  bool dropping = false;
   for (const ZEB_Record* record : events) {
     if (!OK()) return ZEB_NOT_READ;
-    const auto* const event = dynamic_cast<const ZEB_EVDR*>(record);
-    if (!event) continue;
-    if (!parent || event->isChildOf(parent) == 0) parent = cachedParent(event);
-    if (!parent) return ZEB_SUCCESS;
-    std::unique_ptr<ZEB_EVIR> joined(new (std::nothrow) ZEB_EVIR(parent, event));
-    if (!joined || !joined->OK() || !out->insert(joined.get())) return ZEB_NOT_ALLOCATED;
-    joined.release();  // NOLINT(bugprone-unused-return-value): the set has it
+    const auto* const event = static_cast<const ZEB_EVDR*>(record);
+    if (event->isNewer(limit) != 0) continue;
+    if (!dropping) parent = parentOf(event, parent, reread);
+    if (!parent && !isCacheWhole()) {
+      postponed = true;
+      continue;
+    }
+    dropping = !parent;
+    if (parent && !add(parent, event, out)) return ZEB_NOT_ALLOCATED;
+    setCollected(*event);
   }
   return ZEB_SUCCESS;
+}
+
+// A template that was stored since the cache was refreshed is found by reading its area again, once
+// for all events.
+const ZEB_EVTR* ZEB_Events_Area::parentOf(const ZEB_EVDR* event, const ZEB_EVTR* likely,
+                                          bool& reread) {
+  if (likely && event->isChildOf(likely) != 0) return likely;
+  const ZEB_EVTR* const parent = cachedParent(event);
+  if (parent || reread) return parent;
+  reread = true;
+  flush();
+  refresh();
+  return cachedParent(event);
 }
 
 ZEB_Events_Template_Area* ZEB_Events_Area::getTemplatesArea() const {

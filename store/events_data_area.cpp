@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/events_data_area.h"
 
+#include <algorithm>
+
 #include "base/trace.h"
 #include "format/names.h"
 
@@ -25,4 +27,14 @@ ZEB_ReturnCode ZEB_Events_Data_Area::put(ZEB_Record* record) {
 int ZEB_Events_Data_Area::getType() const {
   ZEB_Trace trace(kUnit, "ZEB_Events_Data_Area::getType");
   return trace.leave(2);
+}
+
+// A damaged area may hold events anywhere. They are 144 bytes long even so, so no two of them begin
+// in one slot.
+std::size_t ZEB_Events_Data_Area::slots() const {
+  return getSize() / layout::evdr::bytes + 1;
+}
+
+std::size_t ZEB_Events_Data_Area::slotOf(const void* address) const {
+  return std::min(ZEB_Distance(getFirstPosition(), address) / layout::evdr::bytes, slots());
 }

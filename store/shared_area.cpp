@@ -19,14 +19,14 @@ namespace {
 
 constexpr char kUnit[] = "zebcshar";
 
-// Makes a record of the bytes, a copy of those at p, and keeps it when it is newer than the stamp.
-ZEB_ReturnCode rebuild(const std::uint8_t* bytes, void* p, _TimeStamp stamp,
+// Makes a record of the bytes, a copy of those at p, and keeps it when it is wanted.
+ZEB_ReturnCode rebuild(const std::uint8_t* bytes, void* p, const ZEB_Shared_Area::Wanted& wanted,
                        ZEB_Record_Collection* records) {
   std::unique_ptr<ZEB_Record> record = ZEB_MakeBlankRecord(layout::typeOf(bytes));
   if (!record) return ZEB_NOT_ALLOCATED;
   record->getFrom(bytes, p);
   if (!record->OK()) return ZEB_NOT_ALLOCATED;
-  if (record->isNewer(stamp) == 0) return ZEB_SUCCESS;
+  if (!wanted(*record)) return ZEB_SUCCESS;
   if (!records->insert(record.get())) return ZEB_NOT_ALLOCATED;
   record.release();  // NOLINT(bugprone-unused-return-value): the collection has it
   return ZEB_SUCCESS;
@@ -53,6 +53,7 @@ void ZEB_Shared_Area::init(ZEB_Shared_Memory* segment) {
   if (getSize() < layout::kSmallestArea) setAddress(nullptr);
   trace.text("Shared area %s mapped. ADDRESS = 0x%X", areaName_, getAddress());
   areaMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(getAreaName()));
+  if (!areaMutex_) trace.allocationError();
   if (areaMutex_ && !areaMutex_->OK()) areaMutex_.reset();
 }
 
@@ -70,7 +71,10 @@ ZEB_ReturnCode ZEB_Shared_Area::put(ZEB_Record* record) {
   return trace.leave(code);
 }
 
-// The record goes out in one copy, so that a reader without a lock seldom sees half of it.
+void ZEB_Shared_Area::store(std::uint8_t* place, std::span<const std::uint8_t> record) {
+  ZEB_CopyToShared(place, record.data(), record.size());
+}
+
 ZEB_ReturnCode ZEB_Shared_Area::writeRecord(void* position, ZEB_Record* record, void** end) {
   ZEB_Trace trace(kUnit, "ZEB_Shared_Area::writeRecord");
   trace.text("Writing a record in position 0x%X of shared area %s", position, areaName_);
@@ -80,9 +84,12 @@ ZEB_ReturnCode ZEB_Shared_Area::writeRecord(void* position, ZEB_Record* record, 
   if (!isEnoughSpace(position, size)) [[unlikely]]
     return trace.leave(ZEB_ReturnCode(ZEB_NO_ROOM));
   ZEB_Private_Bytes image(size);
-  if (!image.data()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
+  if (!image.data()) {
+    trace.allocationError();
+    return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
+  }
   void* const behindRecord = record->putTo(image.data(), position);
-  ZEB_CopyToShared(position, image.data(), size);
+  store(static_cast<std::uint8_t*>(position), {image.data(), size});
   if (end) *end = behindRecord;
   return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
 }
@@ -104,7 +111,10 @@ ZEB_ReturnCode ZEB_Shared_Area::get(ZEB_Record* record) {
   const std::uint32_t size = record->size();
   if (!isEnoughSpace(address, size)) return trace.leave(ZEB_ReturnCode(ZEB_NOT_READ));
   ZEB_Private_Bytes image(size);
-  if (!image.data()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
+  if (!image.data()) {
+    trace.allocationError();
+    return trace.leave(ZEB_ReturnCode(ZEB_NOT_ALLOCATED));
+  }
   ZEB_CopyFromShared(image.data(), address, size);
   if (layout::storedSize({image.data(), size}) != size ||
       layout::typeOf(image.data()) != record->type())
@@ -119,28 +129,55 @@ ZEB_ReturnCode ZEB_Shared_Area::read(ZEB_Record_Collection* records) {
 }
 
 ZEB_ReturnCode ZEB_Shared_Area::read(ZEB_Record_Collection* records, _TimeStamp stamp) {
+  return walk(records, [stamp](const ZEB_Record& record) { return record.isNewer(stamp) != 0; })
+      .code;
+}
+
+ZEB_Shared_Area::Walk ZEB_Shared_Area::walk(ZEB_Record_Collection* records, const Wanted& wanted) {
   ZEB_Trace trace(kUnit, "ZEB_Shared_Area::read");
-  if (!records) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
-  if (!usable()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
-  const void* const before = getNextPosition();
-  const std::span<std::uint8_t> place = stored();
-  std::uint8_t* const first = place.data();
-  const std::size_t length = place.size();
-  if (length == 0) return trace.leave(ZEB_ReturnCode(ZEB_SUCCESS));
-  ZEB_Private_Bytes image(length);
-  ZEB_ReturnCode code = image.data() ? ZEB_SUCCESS : ZEB_NOT_ALLOCATED;
-  std::size_t whole = 0;
-  if (code == ZEB_SUCCESS) {
-    ZEB_CopyFromShared(image.data(), first, length);
-    whole = unchangedSince(before, image.data(), length);
+  Walk walked;
+  if (!records) {
+    walked.code = ZEB_NULL_ARGUMENT;
+  } else if (!usable()) {
+    walked.code = ZEB_NOT_USABLE;
+  } else if (const std::span<std::uint8_t> place = stored(); !place.empty()) {
+    walked = walk(place, records, wanted);
   }
-  for (std::size_t at = 0, size = 0; code == ZEB_SUCCESS && at < length; at += size) {
-    const std::span<const std::uint8_t> left{image.data() + at, std::max(at, whole) - at};
-    size = layout::storedSize(left);
-    code = size == 0 ? ZEB_NOT_READ : rebuild(left.data(), first + at, stamp, records);
+  if (walked.code == ZEB_NOT_ALLOCATED) trace.allocationError();
+  trace.leave(walked.code);
+  return walked;
+}
+
+ZEB_Shared_Area::Walk ZEB_Shared_Area::walk(std::span<std::uint8_t> place,
+                                            ZEB_Record_Collection* records, const Wanted& wanted) {
+  ZEB_Private_Bytes image(place.size());
+  if (!image.data()) return {ZEB_NOT_ALLOCATED};
+  const std::span<std::uint8_t> copy{image.data(), place.size()};
+  prepare(place, copy);
+  Walk walked;
+  for (std::size_t at = 0; walked.code == ZEB_SUCCESS && at < place.size();) {
+    const event_bytes::Look seen = look(place.subspan(at), copy.subspan(at));
+    if (seen.found == event_bytes::Found::record) {
+      walked.code = rebuild(&copy[at], &place[at], wanted, records);
+      at += seen.size;
+    } else if (seen.found == event_bytes::Found::writing && slotBytes() > 0) {
+      at += slotBytes();
+    } else {
+      walked = {ZEB_NOT_READ, seen.found == event_bytes::Found::writing};
+    }
   }
-  if (code == ZEB_NOT_ALLOCATED) trace.allocationError();
-  return trace.leave(code);
+  return walked;
+}
+
+// All at once: a record is rewritten in place, so that a later copy of it would be as good.
+void ZEB_Shared_Area::prepare(std::span<const std::uint8_t> place, std::span<std::uint8_t> copy) {
+  ZEB_CopyFromShared(copy.data(), place.data(), place.size());
+}
+
+event_bytes::Look ZEB_Shared_Area::look(std::span<const std::uint8_t> /*place*/,
+                                        std::span<std::uint8_t> copy) {
+  const std::size_t size = layout::storedSize(copy);
+  return {size > 0 ? event_bytes::Found::record : event_bytes::Found::nothing, size};
 }
 
 std::span<std::uint8_t> ZEB_Shared_Area::stored() {
@@ -149,24 +186,6 @@ std::span<std::uint8_t> ZEB_Shared_Area::stored() {
   const void* const last = getLastPosition();
   const void* const end = std::min(last, static_cast<const void*>(getLastAvailablePosition()));
   return {first, end > first ? ZEB_Distance(first, end) : 0};
-}
-
-// In an area that wrapped, a writer may be at work where a copy was taken: from the next position
-// as it was before, or from the start when it wrapped since. How many of the copied bytes stand
-// there still, so that no record is rebuilt of which another took one part.
-std::size_t ZEB_Shared_Area::unchangedSince(const void* before, const std::uint8_t* copy,
-                                            std::size_t length) {
-  auto* const first = static_cast<const std::uint8_t*>(getFirstPosition());
-  const void* const after = getNextPosition();
-  std::size_t at = before <= after ? ZEB_Distance(first, before) : 0;
-  std::uint8_t present[512];
-  for (std::size_t bytes; at < length; at += bytes) {
-    bytes = std::min(sizeof present, length - at);
-    ZEB_CopyFromShared(present, first + at, bytes);
-    const auto differing = std::mismatch(present, present + bytes, copy + at).first;
-    if (differing != present + bytes) return at + ZEB_Distance(present, differing);
-  }
-  return length;
 }
 
 void ZEB_Shared_Area::copyTo(void* buffer, std::uint32_t /*length*/) {

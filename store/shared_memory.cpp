@@ -68,6 +68,7 @@ ZEB_Shared_Memory::ZEB_Shared_Memory(const ZEB_String* brokerUuid) {
   char name[32];
   std::snprintf(name, sizeof name, "%s%d", layout::kAttachLock, static_cast<int>(getpid()));
   attachMutex_.reset(new (std::nothrow) ZEB_Name_Mutex(name));
+  if (!attachMutex_) trace.allocationError();
   if (brokerUuid) uuid_ = *brokerUuid;
   segmentName_ = ZEB_GetTempDirectory() + uuid_ + layout::kSegmentSuffix;
   setSize(layout::segmentSize(ZEB_ConfiguredMemorySize()));

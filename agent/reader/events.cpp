@@ -128,7 +128,7 @@ EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
     if (record->id() != oldest_) batch.events.push_back(eventOf(*record));
   if (known && (newest_ ? newer == records.begin() : data->wrapped())) countMissed(batch, *data);
   newest_ = records.back().id();
-  oldest_ = records.front().id();
+  if (newer == records.begin()) oldest_ = records.front().id();
   nextOffset_ = data->next;
   return batch;
 }

@@ -96,8 +96,8 @@ class EventLog {
 
   TemplateCache templates_;
   int segmentId_ = -1;
-  // Of the last look that found events: the newest, the oldest, and the data area's next offset.
-  // The oldest may have been one that was not yet posted.
+  // Of the last look that found events: the newest, and the data area's next offset. The oldest is
+  // that of the last look that returned all: it may have been one that was not yet posted.
   std::optional<RecordId> newest_;
   RecordId oldest_;
   std::uint32_t nextOffset_ = 0;

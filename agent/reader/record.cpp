@@ -25,20 +25,6 @@ std::uint32_t storedWidth(const layout::Field& field, const std::uint8_t* at) {
   return field.encoding == layout::Encoding::string ? field.width + 2 * read32(at) : field.width;
 }
 
-// Where a walk goes on behind a place that holds no record: the next place that does, or the end.
-std::uint32_t nextReadable(Bytes bytes, std::uint32_t at, std::uint32_t stride) {
-  const std::string_view mark(layout::header::text, layout::header::eyecatcher.width);
-  const std::string_view all(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  for (std::size_t found = all.find(mark, at + 1); found != all.npos;
-       found = all.find(mark, found + 1)) {
-    const bool inStep = (found - at) % stride == 0;
-    if (inStep && layout::storedSize(bytes.subspan(found)) != 0) {
-      return static_cast<std::uint32_t>(found);
-    }
-  }
-  return static_cast<std::uint32_t>(bytes.size());
-}
-
 std::string whyUnreadable(Bytes left) {
   if (left.size() < layout::header::bytes) return "a record header is cut";
   if (std::memcmp(left.data(), layout::header::text, layout::header::eyecatcher.width) != 0) {
@@ -67,11 +53,11 @@ void walkPart(std::vector<Record>& records, const Area& area, std::uint32_t begi
   }
 }
 
-// Whether a writer that hasn't moved the next offset yet may be in the middle of the oldest record,
-// which stands where it writes. While others post, it may. Else the record is then as young as the
+// Whether the oldest record, which is where writers go on, may be one that is not yet posted: its
+// writer hasn't moved the next offset. While others post, it may. Else it is as young as the
 // newest. (Unless so is the one behind it: then the ring turned within one millisecond, and nobody
-// can tell.)
-bool unfinished(const std::vector<Record>& ring, const Area& area) {
+// can tell.) One that waited for the area's lock may look older, and is then shown before its turn.
+bool notYetPosted(const std::vector<Record>& ring, const Area& area) {
   if (area.overtaken) return true;
   if (ring.size() < 2) return false;
   const Stamp oldest = ring[0].id().created();
@@ -165,7 +151,7 @@ std::vector<Record> walkRing(const Area& area, std::uint32_t stride, DamageList&
     walkPart(ring, area, begin, area.last, stride, nullptr);
     walkPart(ring, area, layout::block::bytes, area.next, stride, reported);
   }
-  if (!ring.empty() && ring.front().offset() == begin && unfinished(ring, area))
+  if (!ring.empty() && ring.front().offset() == begin && notYetPosted(ring, area))
     ring.erase(ring.begin());
   return ring;
 }

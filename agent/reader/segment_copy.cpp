@@ -230,6 +230,9 @@ Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
   area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
   area.lastUpdate = header.lastUpdate();
   area.bytes.assign(own.begin(), own.begin() + area.last);
+  event_bytes::PlainMemory memory;
+  if (area.name == kEventTemplates) keepWhole(memory, area, own, 1);
+  if (area.name == kEventData) keepWhole(memory, area, own, layout::evdr::bytes);
   area.overtaken = overtakenBytes(area, header, own);
   reportHeader(damage, area, header);
   return area;
@@ -241,6 +244,19 @@ const Area* SegmentCopy::find(const char* name) const {
   const auto named = [name](const Area& area) { return area.name == name; };
   const auto found = std::find_if(areas.begin(), areas.end(), named);
   return found == areas.end() ? nullptr : &*found;
+}
+
+std::uint32_t nextReadable(Bytes bytes, std::uint32_t at, std::uint32_t stride) {
+  const std::string_view mark(layout::header::text, layout::header::eyecatcher.width);
+  const std::string_view all(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  for (std::size_t found = all.find(mark, at + 1); found != all.npos;
+       found = all.find(mark, found + 1)) {
+    const bool inStep = (found - at) % stride == 0;
+    if (inStep && layout::storedSize(bytes.subspan(found)) != 0) {
+      return static_cast<std::uint32_t>(found);
+    }
+  }
+  return static_cast<std::uint32_t>(bytes.size());
 }
 
 SegmentCopy copySegment(Bytes shared, std::uint64_t size) {

@@ -3,13 +3,17 @@
 #ifndef ZEB_AGENT_READER_SEGMENT_COPY_H
 #define ZEB_AGENT_READER_SEGMENT_COPY_H
 
+#include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "agent/reader/damage.h"
+#include "format/event_bytes.h"
+#include "format/layout.h"
 
 namespace reader {
 
@@ -31,8 +35,8 @@ struct Area {
   std::vector<std::uint8_t> bytes;  // of the block from its start to `last`
 
   // Set when others wrote to the ring while the block was copied: so many of its bytes, from `next`
-  // on, they may have overwritten. What follows stood there at one moment, and up to `next` in the
-  // order of posting; in the middle of the first record there a writer may have been.
+  // on, they may have overwritten. What follows was there at one moment, and up to `next` in the
+  // order of posting; the first record there may be one that is not yet posted.
   std::optional<std::uint32_t> overtaken;
 
   // Records behind `next` are left over from before the last wrap.
@@ -55,13 +59,46 @@ inline constexpr char kStatistics[] = "statistics";
 inline constexpr char kEventTemplates[] = "eventTemplates";
 inline constexpr char kEventData[] = "eventData";
 
+// Where the next record begins behind `at`, in bytes that nobody changes: a whole, sane one, a
+// multiple of `stride` bytes away. The end of the bytes when there is none.
+std::uint32_t nextReadable(std::span<const std::uint8_t> bytes, std::uint32_t at,
+                           std::uint32_t stride);
+
+// Looks at each record of an events area's copy again in `shared`, the area's block. Afterwards the
+// copy holds only records that were whole when they were copied: a record that is no longer the
+// same has its first byte changed. Records are `stride` bytes apart, 1 when sizes vary.
+template <class Memory>
+void keepWhole(Memory& memory, Area& area, std::span<const std::uint8_t> shared,
+               std::uint32_t stride) {
+  constexpr std::uint8_t kNotWhole = 0xFF;  // makes no length in another record smaller
+  const auto again = std::make_unique_for_overwrite<std::uint8_t[]>(area.last);
+  const auto keepPart = [&](std::uint32_t begin, std::uint32_t end) {
+    const std::span<std::uint8_t> bytes = std::span(area.bytes).first(end);
+    for (std::uint32_t at = begin; at < end;) {
+      const std::size_t size = layout::storedSize(bytes.subspan(at));
+      const event_bytes::Look seen =
+          size > 0 ? event_bytes::find(memory, shared.subspan(at, end - at), {&again[0], end - at})
+                   : event_bytes::Look{};
+      if (seen.found == event_bytes::Found::record && seen.size == size &&
+          std::equal(&again[0], &again[size], &bytes[at])) {
+        at += static_cast<std::uint32_t>(size);
+      } else {
+        if (size > 0) bytes[at] = kNotWhole;
+        at = nextReadable(bytes, at, stride);
+      }
+    }
+  };
+  keepPart(layout::block::bytes, area.next);
+  keepPart(area.next, area.last);
+}
+
 // Copies the used parts of the segment that is mapped at `shared` (whole pages, when it is a real
 // one) and that has `size` bytes for the system. Others may be writing there: every byte that is
-// parsed is parsed from the copy.
+// parsed is parsed from the copy. Records of the events areas are whole in it.
 //
 // Blocks are copied from the last to the first, so that the template of each event that is copied
-// was stored before the templates were. What of a ring can't be relied on, since others went on
-// writing, is described in docs/format.md.
+// was stored before the templates were copied. What of a ring can't be relied on, since others went
+// on writing, is described in docs/format.md.
 SegmentCopy copySegment(std::span<const std::uint8_t> shared, std::uint64_t size);
 
 }  // namespace reader

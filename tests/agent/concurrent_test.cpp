@@ -15,6 +15,7 @@
 #include "agent/reader/events.h"
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
+#include "tests/support/stepping_memory.h"
 
 namespace {
 
@@ -23,33 +24,40 @@ using image::Bytes;
 constexpr std::uint32_t kAreaSize = 4096;
 constexpr std::uint32_t kTime = 0xEA600000;
 
-// Appends to a ring as the library does: the record, then the header.
+// Appends to a ring as the library does: clears the first byte of each eyecatcher that the record
+// covers, writes the rest, then the first byte, then the header.
 class RingWriter {
  public:
   explicit RingWriter(std::uint8_t* area, std::uint32_t size = kAreaSize)
       : area_(area), size_(size) {}
 
-  void append(const Bytes& record) {
-    begin(record, record.size());
-    finish(record);
-  }
+  void append(const Bytes& record) { finish(record); }
 
-  // Writes the first bytes of the record that is appended next.
-  // From the front to the back, so that a writer that is stopped half-way has written the younger
-  // header: of anything else a reader can't know.
+  // Writes the first bytes of the record that is appended next, but for the very first.
   void begin(const Bytes& record, std::size_t bytes) {
     if (size_ - next_ < record.size()) publish(32);
-    volatile std::uint8_t* to = area_ + next_;
-    for (std::size_t i = 0; i < bytes; ++i) to[i] = record[i];
+    std::uint8_t* const place = area_ + next_;
+    store(place, 0);
+    for (std::size_t i = 1; i < record.size() && next_ + i + 4 <= last_; ++i)
+      if (std::memcmp(place + i, "RCRD", 4) == 0) store(place + i, 0);
+    std::atomic_thread_fence(std::memory_order_release);
+    volatile std::uint8_t* to = place;
+    for (std::size_t i = 1; i < bytes; ++i) to[i] = record[i];
+    std::atomic_thread_fence(std::memory_order_release);
   }
 
   void finish(const Bytes& record) {
     begin(record, record.size());
+    store(area_ + next_, record[0]);
     getppid();  // the library asks the clock here
     publish(next_ + static_cast<std::uint32_t>(record.size()));
   }
 
  private:
+  static void store(std::uint8_t* at, std::uint8_t value) {
+    __atomic_store_n(at, value, __ATOMIC_RELAXED);
+  }
+
   void publish(std::uint32_t next) {
     next_ = next;
     last_ = std::max(last_, next);
@@ -361,6 +369,167 @@ TEST(AnEventBegunWhileItIsCopied, CostsTheTwoOldestAtMost) {
       posting.post(1);
       EXPECT_EQ(posting.look(), 1U);
       ASSERT_FALSE(testing::Test::HasFailure());
+    }
+  }
+}
+
+namespace {
+
+// Both areas of a segment in private memory, with a writer that calls back before each step.
+class SteppedSegment {
+ public:
+  static constexpr std::uint32_t kTemplates = 32;
+  static constexpr std::uint32_t kData = 32 + kAreaSize;
+
+  SteppedSegment()
+      : bytes_(image::segment({{.eyecatcher = "zebcetar", .contents = {}},
+                               {.eyecatcher = "zebcedar", .contents = {}}})) {}
+
+  std::span<std::uint8_t> area(std::uint32_t at) {
+    return std::span(bytes_).subspan(at, kAreaSize);
+  }
+
+  // As the library appends it. `step` may be null.
+  void append(std::uint32_t at, const Bytes& record, const std::function<void()>& step = nullptr,
+              support::Order order = support::Order::forward) {
+    if (kAreaSize - next(at) < record.size()) publish(at, 32);
+    const std::uint32_t begin = next(at);
+    support::SteppingMemory memory(
+        [&] {
+          if (step) step();
+        },
+        order, 7);
+    event_bytes::overwrite(memory, bytes_.data() + at + begin, record,
+                           last(at) > begin ? last(at) - begin : 0);
+    if (step) step();
+    publish(at, begin + static_cast<std::uint32_t>(record.size()));
+  }
+
+  // A copy of one area as a reader begins it: header and bytes, not yet proved whole.
+  reader::Area begin(std::uint32_t at) {
+    reader::Area copy;
+    copy.name = at == kData ? reader::kEventData : reader::kEventTemplates;
+    copy.size = kAreaSize;
+    copy.next = next(at);
+    copy.last = last(at);
+    copy.bytes.assign(area(at).begin(), area(at).begin() + copy.last);
+    return copy;
+  }
+
+  reader::Segment read() {
+    reader::Segment segment;
+    segment.copy = reader::copySegment(bytes_, bytes_.size());
+    return segment;
+  }
+
+ private:
+  std::uint32_t number(std::size_t at) const {
+    std::uint32_t value;
+    std::memcpy(&value, bytes_.data() + at, sizeof value);
+    return value;
+  }
+  std::uint32_t next(std::uint32_t at) const { return number(at + 16); }
+  std::uint32_t last(std::uint32_t at) const { return number(at + 20); }
+  void publish(std::uint32_t at, std::uint32_t next) {
+    image::set32(bytes_, at + 16, next);
+    image::set32(bytes_, at + 20, std::max(last(at), next));
+    image::set32(bytes_, at + 24, ++updates_);
+  }
+
+  Bytes bytes_;
+  std::uint32_t updates_ = 0;
+};
+
+constexpr std::uint32_t kSlots = (kAreaSize - 32) / 144;
+
+// Made before event n - 5 was, and posted behind event n - 1: its writer waited for the lock.
+Bytes lateEventOf(std::uint32_t n) {
+  Bytes record = eventOf(n);
+  image::set32(record, 8 + 4, 1);
+  image::set32(record, 8 + 8, (n - 5) / 4);
+  return record;
+}
+
+// Every record that the ring's copy holds is one of those that were written there.
+void expectRecords(const reader::Area& area, std::uint32_t stride,
+                   const std::function<Bytes(std::uint32_t)>& made) {
+  reader::DamageList ignored;
+  for (const reader::Record& record : reader::walkRing(area, stride, ignored)) {
+    const auto at = area.bytes.begin() + record.offset();
+    std::uint32_t n;
+    std::memcpy(&n, &*at + 8 + 12, sizeof n);
+    ASSERT_EQ(Bytes(at, at + record.size()), made(n)) << n;
+  }
+}
+
+}  // namespace
+
+TEST(AWriterStoppedAtAnyStep, LeavesWholeEventsOnlyEachOnceAndInOrder) {
+  for (const std::uint32_t lateEvery : {1U, 2U, 3U, 100U}) {
+    for (const support::Order order : support::kOrders) {
+      SteppedSegment segment;
+      std::uint32_t n = 10;
+      for (; n < 10 + kSlots + 5; ++n) {
+        segment.append(SteppedSegment::kTemplates, templateOf(n));
+        segment.append(SteppedSegment::kData, eventOf(n));
+      }
+      reader::EventLog log;
+      std::vector<std::int32_t> seen;
+      const auto look = [&] {
+        const reader::Segment copy = segment.read();
+        reader::DamageList damage;
+        for (const reader::Event& event : log.read(copy, damage).events) {
+          ASSERT_NO_FATAL_FAILURE(expectWhole(event));
+          seen.push_back(event.threadId);
+        }
+        ASSERT_TRUE(damage.empty());
+      };
+      look();
+      for (int i = 0; i < 30; ++i, ++n) {
+        segment.append(SteppedSegment::kTemplates, templateOf(n), look, order);
+        segment.append(SteppedSegment::kData, n % lateEvery == 0 ? lateEventOf(n) : eventOf(n),
+                       look, order);
+        look();
+      }
+      ASSERT_FALSE(testing::Test::HasFailure());
+      std::vector<std::int32_t> once(seen.begin(), seen.end());
+      std::sort(once.begin(), once.end());
+      EXPECT_EQ(std::adjacent_find(once.begin(), once.end()), once.end()) << "an event twice";
+      EXPECT_EQ(once.back(), static_cast<std::int32_t>(n - 1));
+      EXPECT_EQ(once.size(), kSlots + 30) << "an event lost";
+    }
+  }
+}
+
+TEST(AReaderStoppedAtAnyStep, CopiesNoMixtureOfTwoRecords) {
+  for (const std::uint32_t at : {SteppedSegment::kData, SteppedSegment::kTemplates}) {
+    const bool data = at == SteppedSegment::kData;
+    const std::uint32_t stride = data ? 144 : 1;
+    const std::function<Bytes(std::uint32_t)> made = data ? eventOf : templateOf;
+    for (const support::Order order : support::kOrders) {
+      SteppedSegment segment;
+      std::uint32_t n = 0;
+      const auto append = [&](std::uint32_t count) {
+        for (; count > 0; --count) segment.append(at, made(n++));
+      };
+      append(3 * kSlots / 2);
+      const auto stopAt = [&](int stop, std::uint32_t posted) {
+        int step = 0;
+        support::SteppingMemory memory(
+            [&] {
+              if (step++ == stop) append(posted);
+            },
+            order, 48);
+        reader::Area copy = segment.begin(at);
+        reader::keepWhole(memory, copy, segment.area(at), stride);
+        expectRecords(copy, stride, made);
+        return step;
+      };
+      for (const std::uint32_t posted : {1U, kSlots, kSlots + 1})
+        for (int stop = 0, steps = 1; stop < steps; ++stop) {
+          steps = stopAt(stop, posted);
+          ASSERT_FALSE(testing::Test::HasFailure()) << stop << " " << posted;
+        }
     }
   }
 }

@@ -102,6 +102,7 @@ const std::map<std::string, int>& allocationsOf(Function function) {
       {"ZEB_Monitoring_Node::init", kContexts},
       {"ZEB_Monitoring_Node::initEventMessage", 1},
       {"ZEB_Broker::createStatisticsArea", kContexts},
+      {"ZEB_Events_Area::init", 2},
       {"ZEB_Broker::insertExecutionGroup2", kContexts},
       {"ZEB_Execution_Group::insertMessageFlow2", kContexts},
       {"ZEB_Message_Flow::insertNode2", kContexts},
@@ -109,7 +110,9 @@ const std::map<std::string, int>& allocationsOf(Function function) {
       {"ZEB_ORVA_Resource::setInformationRecord", kContexts},
       {"ZEB_Record::getStringRecordId", kContexts},
       {"ZEB_Record::initializeMutex", kContexts},
+      {"ZEB_Shared_Area::init", kContexts + 2},
       {"ZEB_Shared_Area::read", kContexts},
+      {"ZEB_Shared_Memory::ZEB_Shared_Memory", kContexts},
       {"ZEB_Shared_Memory::init", kContexts}};
   return function == kNew ? byNew : function == kMalloc ? byMalloc : none;
 }

@@ -4,9 +4,13 @@
 
 #include <cstring>
 #include <filesystem>
+#include <functional>
+#include <memory>
+#include <set>
 #include <thread>
 
 #include "records/event_information.h"
+#include "tests/support/ipc_objects.h"
 #include "tests/unit/store/store_test.h"
 
 namespace fs = std::filesystem;
@@ -69,6 +73,24 @@ class EventsArea : public StoreTest {
       threads.push_back(signedAt(stored, data + 44));
     }
     return threads;
+  }
+
+  // Calls back whenever events are read, with their templates in the cache.
+  static void whenEventsAreRead(const std::function<void()>& call) {
+    auto templatesRead = std::make_shared<bool>(false);
+    host().script.log = [=](const LogEntry& entry) {
+      if (entry.function == "ZEB_Events_Area::getEvents") *templatesRead = false;
+      if (entry.function == "ZEB_Events_Area::getTemplates" && entry.text != "Entry")
+        *templatesRead = true;
+      if (!*templatesRead || entry.function != "ZEB_Shared_Area::read" || entry.text != "Entry")
+        return;
+      *templatesRead = false;
+      call();
+    };
+  }
+  std::vector<int> collectTraced() {
+    const Tracing on;
+    return collect();
   }
 
   std::size_t storedTemplates() const { return records("zebcetar").size(); }
@@ -143,7 +165,8 @@ TEST_F(EventsArea, IsNotOkWithoutMemoryForAnArea) {
     succeedAgain();
     EXPECT_EQ(301, failed.getStatus()) << working;
     EXPECT_EQ(working == 0, failed.getTemplatesArea() == nullptr);
-    EXPECT_TRUE(messageLines().empty());
+    EXPECT_EQ(Texts{message1(kUnit, "ZEB_Events_Area::init")}, messageLines());
+    host().forget();
     const auto kind = templateOf("text");
     const auto event = eventOf(*kind);
     EXPECT_EQ(8, failed.postEvent(event.get()));
@@ -257,6 +280,64 @@ TEST_F(EventsArea, DamagedTemplatesEndTheCache) {
   EXPECT_EQ(0, area->getTemplates());
 }
 
+// As a stopped or dead writer leaves it.
+TEST_F(EventsArea, AClearedTemplateEndsTheCacheAndIsLookedForAgain) {
+  const auto first = store("first");
+  const auto second = store("second");
+  const auto third = store("third");
+  char* const cleared = static_cast<char*>(second->getAddress());
+  *cleared = 0;
+  area->flushTemplates();
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(1, area->getTemplates());
+    EXPECT_NE(nullptr, area->findTemplate(first.get()));
+    EXPECT_EQ(nullptr, area->findTemplate(third.get()));
+  }
+  *cleared = 'R';
+  EXPECT_EQ(0, area->getTemplates());
+  EXPECT_NE(nullptr, area->findTemplate(second.get()));
+  EXPECT_NE(nullptr, area->findTemplate(third.get()));
+}
+
+// Waiting for the area's lock is waiting for the writer.
+TEST_F(EventsArea, ATemplateBehindOneThatIsBeingWrittenIsNotStoredAgain) {
+  const auto first = store("first");
+  const auto second = store("second");
+  const auto third = store("third");
+  char* const cleared = static_cast<char*>(second->getAddress());
+  *cleared = 0;
+  area->flushTemplates();
+  host().script.log = [&](const LogEntry& entry) {
+    if (entry.function == "ZEB_Shared_Area::lock") *cleared = 'R';
+  };
+  const Tracing on;
+  const auto again = templateOf("first");
+  EXPECT_EQ(again.get(), area->setEventTemplate(again.get()));
+  EXPECT_EQ(idOf(*first), idOf(*again));
+  EXPECT_EQ(0U, entriesOf("ZEB_Shared_Area::lock")) << "it lies before the writer";
+  const auto behind = templateOf("third");
+  EXPECT_EQ(behind.get(), area->setEventTemplate(behind.get()));
+  EXPECT_EQ(idOf(*third), idOf(*behind));
+  EXPECT_EQ(3U, storedTemplates());
+  EXPECT_EQ(1, semaphoreOf("/tmp/UUID1.zebcetar.zebmutx")->value);
+}
+
+TEST_F(EventsArea, EventsOfATemplateBehindOneThatIsBeingWrittenComeLater) {
+  const auto first = store("first");
+  const auto second = store("second");
+  const auto third = store("third");
+  post(*third, 1);
+  post(*first, 2);
+  char* const cleared = static_cast<char*>(second->getAddress());
+  *cleared = 0;
+  area->flushTemplates();
+  EXPECT_EQ(Threads{2}, collect());
+  EXPECT_EQ(Threads{}, collect());
+  *cleared = 'R';
+  EXPECT_EQ(Threads{1}, collect());
+  EXPECT_EQ(Threads{}, collect());
+}
+
 TEST_F(EventsArea, RecordsThatAreNoTemplatesArePassedOver) {
   const auto first = store("first");
   const auto second = store("second");
@@ -353,55 +434,140 @@ TEST_F(EventsArea, EventsAreCollectedOnceInOrder) {
   EXPECT_EQ(Threads{}, collect());
 }
 
-TEST_F(EventsArea, AnEventPostedWhileOthersAreCollectedIsCollectedOnce) {
+// Somebody posts when the reader begins its walk.
+TEST_F(EventsArea, WhatIsCreatedWhileOthersAreCollectedComesWithTheNextCall) {
   const auto kind = store("text");
-  post(*kind, 1);
+  for (int i = 1; i <= 17; ++i) post(*kind, i);
   const auto other = makeArea();
-  advanceClock(1);
-  const auto late = eventOf(*kind, 2);
-  bool templatesRead = false;
-  bool posted = false;
-  host().script.log = [&](const LogEntry& entry) {
-    if (entry.function == "ZEB_Events_Area::getTemplates" && entry.text != "Entry")
-      templatesRead = true;
-    if (posted || !templatesRead) return;
-    if (entry.function != "ZEB_Shared_Area::read" || entry.text != "Entry") return;
-    posted = true;
+  int looks = 0;
+  whenEventsAreRead([&] {
+    advanceClock(1);
+    const auto late = eventOf(*kind, 100 + ++looks);
     EXPECT_EQ(0, other->postEvent(late.get()));
-  };
-  Threads collected;
-  {
-    const Tracing on;
-    collected = collect();
-  }
-  EXPECT_TRUE(posted);
-  EXPECT_EQ((Threads{1, 2}), collected);
+  });
+  Threads expected;
+  for (int i = 1; i <= 17; ++i) expected.push_back(i);
+  EXPECT_EQ(expected, collectTraced());
+  EXPECT_EQ(Threads{101}, collectTraced());
+  EXPECT_EQ(2, looks);
+  host().script.log = nullptr;
+  EXPECT_EQ(Threads{102}, collect());
   EXPECT_EQ(Threads{}, collect());
 }
 
-TEST_F(EventsArea, CollectingEndsThoughOneIsPostedAtEachLook) {
+// Without a new stamp of the area there is no limit: what is found is returned.
+TEST_F(EventsArea, WhatIsPostedInTheSameMillisecondIsReturnedAtOnce) {
   const auto kind = store("text");
-  post(*kind, 0);
+  post(*kind, 1);
   const auto other = makeArea();
-  int looks = 0;
-  bool templatesRead = false;
-  host().script.log = [&](const LogEntry& entry) {
-    if (entry.function == "ZEB_Events_Area::getTemplates" && entry.text != "Entry")
-      templatesRead = true;
-    if (!templatesRead || entry.function != "ZEB_Shared_Area::read" || entry.text != "Entry")
-      return;
-    if (++looks > 20) return;
-    advanceClock(1);
-    const auto late = eventOf(*kind, looks);
+  const auto late = eventOf(*kind, 2);
+  bool posted = false;
+  whenEventsAreRead([&] {
+    if (posted) return;
+    posted = true;
     EXPECT_EQ(0, other->postEvent(late.get()));
-  };
-  Threads collected;
-  {
-    const Tracing on;
-    collected = collect();
+  });
+  EXPECT_EQ((Threads{1, 2}), collectTraced());
+  host().script.log = nullptr;
+  post(*kind, 3);
+  EXPECT_EQ(Threads{3}, collect());
+}
+
+// Its stamp was made before it waited for the area's lock, while others posted.
+TEST_F(EventsArea, AnEventThatIsOlderThanTheLastUpdateIsNotPassedOver) {
+  const auto kind = store("text");
+  advanceClock(1);
+  const auto waiting = eventOf(*kind, 1);
+  post(*kind, 2);
+  EXPECT_EQ(Threads{2}, collect());
+  advanceClock(1);
+  EXPECT_EQ(0, area->postEvent(waiting.get()));
+  EXPECT_EQ(Threads{1}, collect());
+  EXPECT_EQ(Threads{}, collect());
+}
+
+TEST_F(EventsArea, WhatIsPostedInTheMillisecondOfTheLastCallComesWithTheNextUpdate) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  EXPECT_EQ(Threads{1}, collect());
+  EXPECT_EQ(0, area->postEvent(eventOf(*kind, 2).get()));
+  EXPECT_EQ(Threads{}, collect());
+  post(*kind, 3);
+  EXPECT_EQ((Threads{2, 3}), collect());
+}
+
+TEST_F(EventsArea, AClockThatStepsBackHidesNoEvent) {
+  const auto kind = store("text");
+  advanceClock(5000);
+  post(*kind, 1);
+  EXPECT_EQ(Threads{1}, collect());
+  setClock(kNow + 2, 0);
+  EXPECT_EQ(0, area->postEvent(eventOf(*kind, 2).get()));
+  EXPECT_EQ(Threads{2}, collect());
+  EXPECT_EQ(Threads{}, collect());
+}
+
+TEST_F(EventsArea, EventsAreCollectedOnceWhileTheRingTurns) {
+  area.reset();
+  beginWith("ZEBMemorySize 4096\n");
+  area = makeArea();
+  const auto kind = store("text");
+  int posted = 0;
+  for (int each = 1; each <= 28; ++each) {
+    std::set<int> expected;
+    for (int i = 0; i < each; ++i) {
+      post(*kind, ++posted);
+      expected.insert(posted);
+    }
+    const Threads collected = collect();
+    EXPECT_EQ(std::set<int>(collected.begin(), collected.end()), expected);
+    EXPECT_EQ(collected.size(), expected.size());
   }
-  EXPECT_EQ(8, looks);
-  EXPECT_EQ((Threads{0, 1, 2, 3, 4, 5, 6, 7, 8}), collected);
+}
+
+// A slot that a dying writer left.
+TEST_F(EventsArea, AClearedEventIsPassedOverAndTheOthersAreCollected) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  advanceClock(1);
+  const auto second = eventOf(*kind, 2);
+  area->postEvent(second.get());
+  post(*kind, 3);
+  *static_cast<char*>(second->getAddress()) = 0;
+  EXPECT_EQ((Threads{1, 3}), collect());
+  *static_cast<char*>(second->getAddress()) = 'R';
+  post(*kind, 4);
+  EXPECT_EQ((Threads{2, 4}), collect());
+}
+
+TEST_F(EventsArea, ADamagedEventEndsTheWalkAndTheStampGoesOn) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  advanceClock(1);
+  const auto second = eventOf(*kind, 2);
+  area->postEvent(second.get());
+  std::memset(second->getAddress(), 'X', 4);
+  EXPECT_EQ(Threads{1}, collect());
+  const Tracing on;
+  EXPECT_EQ(Threads{}, collect());
+  EXPECT_EQ(0U, entriesOf("ZEB_Shared_Area::read"));
+}
+
+// The reader has its templates when another process stores one more and posts an event of it.
+TEST_F(EventsArea, ATemplateThatIsStoredWhileEventsAreCollectedIsFound) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  const auto other = makeArea();
+  bool posted = false;
+  std::unique_ptr<ZEB_EVTR> second;
+  whenEventsAreRead([&] {
+    if (posted) return;
+    posted = true;
+    second = templateOf("second");
+    other->setEventTemplate(second.get());
+    EXPECT_EQ(0, other->postEvent(eventOf(*second, 2).get()));
+  });
+  EXPECT_EQ((Threads{1, 2}), collectTraced());
 }
 
 TEST_F(EventsArea, WithoutANewUpdateTheEventsAreNotRead) {
@@ -460,6 +626,19 @@ TEST_F(EventsArea, CollectingReportsMissingMemory) {
   EXPECT_EQ(6, area->getEvents(&out));
   EXPECT_EQ(1U, out.entries());
   EXPECT_EQ(Texts{message1(kUnit, "ZEB_Events_Area::getEvents")}, messageLines());
+  succeedAgain();
+  EXPECT_EQ(Threads{2}, collect());
+}
+
+TEST_F(EventsArea, CollectingReportsMissingMemoryForWhatWasCollected) {
+  const auto kind = store("text");
+  post(*kind, 1);
+  failAllocations(16 * (32768 / 144 + 2));
+  Events out;
+  EXPECT_EQ(6, area->getEvents(&out));
+  EXPECT_EQ(Texts{message1(kUnit, "ZEB_Events_Area::getEvents")}, messageLines());
+  succeedAgain();
+  EXPECT_EQ(Threads{1}, collect());
 }
 
 TEST_F(EventsArea, EventsThatCouldNotBeReadForWantOfMemoryComeTheNextTime) {

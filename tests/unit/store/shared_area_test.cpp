@@ -280,6 +280,7 @@ TEST_F(SharedArea, WriteRecordReportsMissingMemory) {
   const auto large = flowOfBytes(2000);
   failAllocations(2000);
   EXPECT_EQ(6, area.put(large.get()));
+  EXPECT_EQ(Texts{message1(kUnit, "ZEB_Shared_Area::writeRecord")}, messageLines());
   succeedAgain();
   EXPECT_EQ(32U, block().next);
   EXPECT_EQ(1, semaphore());
@@ -332,6 +333,7 @@ TEST_F(SharedArea, GetReportsMissingMemory) {
   area.put(large.get());
   failAllocations(2000);
   EXPECT_EQ(6, area.get(large.get()));
+  EXPECT_EQ(Texts{message1(kUnit, "ZEB_Shared_Area::get")}, messageLines());
 }
 
 // --- read ---
@@ -599,6 +601,7 @@ TEST_F(SharedArea, WithoutAMutexTheThreadsOfTheProcessExcludeEachOther) {
   failAllocations(sizeof(ZEB_Name_Mutex));
   Area area(segment.get());
   succeedAgain();
+  EXPECT_EQ(Texts{message1(kUnit, "ZEB_Shared_Area::init")}, messageLines());
   EXPECT_FALSE(fs::exists(kMutexPath));
   long sum = 0;
   const auto add = [&] {

@@ -281,7 +281,7 @@ TEST_F(SharedMemory, WorksWithoutAnAttachMutex) {
   const ZEB_String uuid("UUID1");
   ZEB_Shared_Memory segment(&uuid);
   succeedAgain();
-  EXPECT_TRUE(messageLines().empty());
+  EXPECT_EQ(Texts{message1("zebcshme", "ZEB_Shared_Memory::ZEB_Shared_Memory")}, messageLines());
   segment.init();
   EXPECT_TRUE(segment.OK());
   EXPECT_EQ(1U, segmentOf(kPath)->attached);
@@ -790,6 +790,31 @@ TEST_F(SharedMemory, AnIdOfZeroIsASegmentLikeAnyOther) {
     EXPECT_FALSE(line.starts_with("2 zebcshme")) << line;
     line = child.hear();
   }
+  EXPECT_EQ(0, child.wait());
+  leavesThingsBehind();
+}
+
+// A free entry of the process's table has id 0, too.
+int joinTheFirstIdAgain(Steps& parent, const std::vector<std::string>&) {
+  useOwnConfiguration();
+  if (unshare(CLONE_NEWIPC) != 0) return 1;
+  auto segment = makeSegment();
+  const int id = segmentOf(kPath)->id;
+  void* const other = shmat(id, nullptr, 0);  // keeps the segment
+  segment.reset();
+  segment = makeSegment();
+  parent.tell(std::to_string(id));
+  if (!segment->OK() || segmentOf(kPath)->attached != 2) return 2;
+  if (std::memcmp(segment->getAddress(), other, 8) != 0) return 3;
+  shmdt(other);
+  return 0;
+}
+
+const Role kReturningUser("user who comes back", joinTheFirstIdAgain);
+
+TEST_F(SharedMemory, ASegmentOfIdZeroIsLeftAndJoinedAgain) {
+  Child child("user who comes back");
+  EXPECT_EQ("0", child.hear());
   EXPECT_EQ(0, child.wait());
   leavesThingsBehind();
 }

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // The two areas that start again at their beginning: event data and event templates.
+#include <algorithm>
 #include <cstring>
+#include <functional>
+#include <set>
 
+#include "records/message_descriptor.h"
 #include "store/events_data_area.h"
 #include "store/events_template_area.h"
 #include "tests/support/ipc_objects.h"
+#include "tests/support/stepping_memory.h"
 #include "tests/unit/store/store_test.h"
 
 using namespace support;
@@ -147,27 +152,260 @@ TEST_F(WrappingArea, IsNotWrappedTwice) {
   EXPECT_EQ(72, records("zebcedar")[1].threadId());
 }
 
-// A writer of another process overwrites the slot behind the next position while it is read.
-TEST_F(WrappingArea, ARecordThatChangesWhileItIsCopiedIsNotRebuilt) {
-  for (int i = 0; i < static_cast<int>(kEvents) + 3; ++i) post(i);
-  ZEB_Events_Data_Area other(ZEB_String("UUID1"));
-  other.init(segment.get());
-  int looks = 0;
-  host().script.log = [&](const LogEntry& entry) {
-    if (entry.function != "ZEB_Memory_Manager::getNextPosition" || entry.text != "Entry") return;
-    // The second look at the position comes after the copy.
-    if (++looks == 2) std::memset(at(64 + 3 * kEvent + 100), 'x', 1);
-  };
-  Records read;
-  {
-    const Tracing on;
-    EXPECT_EQ(1, other.read(&read));
+// --- writer and reader stop ---
+
+// An area that calls back before each step of a copy, in either direction.
+template <class Area>
+class Stepping : public Area {
+ public:
+  Stepping(ZEB_Shared_Memory* segment, std::size_t grain)
+      : Area(ZEB_String("UUID1")), grain_(grain) {
+    this->init(segment);
   }
-  EXPECT_EQ(2, looks);
-  EXPECT_EQ(3U, read.entries());
-  Records again;
-  EXPECT_EQ(0, other.read(&again));
-  EXPECT_EQ(kEvents, again.entries());
+
+  std::function<void()> step;
+  Order order = Order::forward;
+
+ protected:
+  void store(std::uint8_t* place, std::span<const std::uint8_t> record) override {
+    SteppingMemory memory = steps();
+    event_bytes::overwrite(memory, place, record, this->oldBytes(place));
+  }
+  event_bytes::Look look(std::span<const std::uint8_t> place,
+                         std::span<std::uint8_t> copy) override {
+    SteppingMemory memory = steps();
+    return event_bytes::find(memory, place, copy);
+  }
+
+ private:
+  SteppingMemory steps() {
+    return SteppingMemory(
+        [this] {
+          if (step) step();
+        },
+        order, grain_);
+  }
+
+  std::size_t grain_;
+};
+
+// Every field of event n tells n. All are of one millisecond.
+class Stopped : public WrappingArea {
+ protected:
+  void SetUp() override {
+    WrappingArea::SetUp();
+    kinds.push_back(std::move(kind));
+  }
+
+  std::unique_ptr<ZEB_EVDR> makeEvent() {
+    Bytes descriptor(sizeof(MessageDescriptor), static_cast<std::uint8_t>(events.size()));
+    MessageDescriptor filled;
+    std::memcpy(&filled, descriptor.data(), sizeof filled);
+    auto event = std::make_unique<ZEB_EVDR>(&filled, static_cast<int>(events.size()));
+    event->setParent(kinds[0]->getRecordId());
+    events.push_back(storedForm(*event));
+    return event;
+  }
+  std::unique_ptr<ZEB_EVTR> makeTemplate() {
+    const std::size_t n = templateForms.size();
+    auto made = templateOf(std::string(1 + n * 37 % 200, n % 3 == 0 ? 'R' : 'a'));
+    templateForms.push_back(storedForm(*made));
+    return made;
+  }
+  void post(ZEB_Events_Data_Area& area, int count) {
+    while (count-- > 0) EXPECT_EQ(0, area.put(makeEvent().get()));
+  }
+  void store(ZEB_Events_Template_Area& area, int count) {
+    while (count-- > 0) EXPECT_EQ(0, area.put(makeTemplate().get()));
+  }
+
+  static Bytes storedForm(ZEB_Record& record) {
+    Bytes form(record.size());
+    record.put(form.data());
+    record.setAddress(nullptr);
+    return form;
+  }
+
+  // How many records are read: whole ones that somebody wrote, each once.
+  static std::size_t readFrom(ZEB_Shared_Area& area, const std::vector<Bytes>& written,
+                              int mayEnd) {
+    Records read;
+    const int code = area.ZEB_Shared_Area::walk(&read, [](const ZEB_Record&) { return true; }).code;
+    EXPECT_TRUE(code == 0 || code == mayEnd) << code;
+    std::set<Bytes> once;
+    for (ZEB_Record* record : read) {
+      const Bytes form = storedForm(*record);
+      EXPECT_NE(std::find(written.begin(), written.end(), form), written.end()) << "a mixed record";
+      EXPECT_TRUE(once.insert(form).second) << "a record twice";
+    }
+    return read.entries();
+  }
+
+  // Those that a template that is being written does not hide.
+  std::size_t recordsBeforeNext() const {
+    Block upToNext = templateBlock();
+    upToNext.last = upToNext.next;
+    return recordsOf(bytes(), upToNext).size();
+  }
+
+  std::vector<std::unique_ptr<ZEB_EVTR>> kinds;
+  std::vector<Bytes> events;
+  std::vector<Bytes> templateForms;
+};
+
+TEST_F(Stopped, AtEachStepOfAnEventsWriterTheOthersAreRead) {
+  Stepping<ZEB_Events_Data_Area> writer(segment.get(), 1);
+  for (const Order order : kOrders) {
+    post(*data, kEvents + 3);
+    writer.order = order;
+    int steps = 0;
+    writer.step = [&] {
+      ++steps;
+      EXPECT_GE(readFrom(*data, events, 0), kEvents - 1);
+    };
+    post(writer, 2);
+    EXPECT_EQ(2 * (1 + 143 + 1), steps);
+    EXPECT_EQ(kEvents, readFrom(*data, events, 0));
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+TEST_F(Stopped, AtEachStepOfATemplatesWriterThoseBeforeItAreRead) {
+  Stepping<ZEB_Events_Template_Area> writer(segment.get(), 3);
+  for (const Order order : kOrders) {
+    store(*templates, 40);
+    writer.order = order;
+    std::size_t least = 0;
+    writer.step = [&] { EXPECT_GE(readFrom(*templates, templateForms, 1), least); };
+    for (int i = 0; i < 20; ++i) {
+      const std::size_t before = readFrom(*templates, templateForms, 1);
+      least = templateBlock().next + 600 < templateBlock().size ? recordsBeforeNext() : 0;
+      EXPECT_GE(before, least);
+      store(writer, 1);
+    }
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+// For a moment, for a whole turn, and for a little more.
+TEST_F(Stopped, AnEventsReaderTakesNoMixtureAfterAnyStep) {
+  Stepping<ZEB_Events_Data_Area> reader(segment.get(), 24);
+  post(*data, kEvents);
+  const int turn = static_cast<int>(kEvents);
+  for (const Order order : kOrders) {
+    reader.order = order;
+    int steps = 0;
+    reader.step = [&] { ++steps; };
+    readFrom(reader, events, 0);
+    const int all = steps;
+    for (const int posted : {1, turn, turn + 1}) {
+      for (int stop = 0; stop < all; ++stop) {
+        const std::size_t kept = std::min(std::size_t{3} * kEvents, events.size());
+        events.erase(events.begin(), events.end() - static_cast<long>(kept));
+        steps = 0;
+        reader.step = [&] {
+          if (steps++ == stop) post(*data, posted);
+        };
+        EXPECT_EQ(kEvents, readFrom(reader, events, 0));
+      }
+      ASSERT_FALSE(HasFailure());
+    }
+  }
+}
+
+TEST_F(Stopped, ATemplatesReaderTakesNoMixtureAfterAnyStep) {
+  Stepping<ZEB_Events_Template_Area> reader(segment.get(), 24);
+  store(*templates, 40);
+  for (const int stored : {1, 5, 12, 25}) {
+    int steps = 0;
+    reader.step = [&] { ++steps; };
+    readFrom(reader, templateForms, 1);
+    for (int stop = 0; stop < steps; ++stop) {
+      int step = 0;
+      reader.step = [&] {
+        if (step++ == stop) store(*templates, stored);
+      };
+      readFrom(reader, templateForms, 1);
+      ASSERT_FALSE(HasFailure());
+    }
+  }
+}
+
+// While it is read, the area is filled to its end and begun again.
+TEST_F(Stopped, AWrapWhileTheAreaIsReadCostsNoWholeRecord) {
+  post(*data, kEvents - 2);
+  Stepping<ZEB_Events_Data_Area> reader(segment.get(), 1000);
+  for (int stop = 0; stop < 100; stop += 7) {
+    int step = 0;
+    reader.step = [&] {
+      if (step++ == stop) post(*data, 5);
+    };
+    EXPECT_GE(readFrom(reader, events, 0), kEvents - 2);
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+// A writer that dies after some of its steps, as its lock comes free.
+TEST_F(Stopped, WhatADeadWriterLeftIsPassedOverAndHealedByTheNextEvent) {
+  Stepping<ZEB_Events_Data_Area> writer(segment.get(), 1);
+  for (int stop = 1; stop <= 144; stop += 13) {
+    post(*data, kEvents + 3);
+    int step = 0;
+    writer.step = [&] {
+      if (step++ == stop) throw Rethrown{};
+    };
+    EXPECT_THROW(writer.put(makeEvent().get()), Rethrown);
+    writer.unlock();
+    EXPECT_EQ(kEvents - 1, readFrom(*data, events, 0));
+    post(*data, 1);
+    EXPECT_EQ(kEvents, readFrom(*data, events, 0));
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+TEST_F(Stopped, WhereADeadWriterWasTheTemplatesEndUntilTheNextOne) {
+  Stepping<ZEB_Events_Template_Area> writer(segment.get(), 1);
+  const auto first = templateOf(std::string(100, 'a'));
+  const auto second = templateOf(std::string(100, 'b'));
+  const auto later = templateOf(std::string(1600, 'c'));
+  for (ZEB_EVTR* made : {first.get(), second.get(), later.get()}) {
+    templateForms.push_back(storedForm(*made));
+    EXPECT_EQ(0, templates->put(made));
+  }
+  const auto dying = templateOf(std::string(100, 'd'));
+  int step = 0;
+  writer.step = [&] {
+    if (++step == 60) throw Rethrown{};
+  };
+  EXPECT_THROW(writer.put(dying.get()), Rethrown);
+  writer.unlock();
+  Records none;
+  const auto walked = templates->walk(&none, [](const ZEB_Record&) { return true; });
+  EXPECT_EQ(1, walked.code);
+  EXPECT_TRUE(walked.writing);
+  EXPECT_TRUE(none.isEmpty());
+  const auto healing = templateOf(std::string(100, 'e'));
+  templateForms.push_back(storedForm(*healing));
+  EXPECT_EQ(0, templates->put(healing.get()));
+  EXPECT_EQ(3U, readFrom(*templates, templateForms, 0));
+}
+
+// A writer stays in the middle of its work while 100 looks are taken, and holds the lock.
+TEST_F(Stopped, AReaderTakesNoLockAndGivesUpAfterAHundredLooks) {
+  post(*data, kEvents + 3);
+  Stepping<ZEB_Events_Data_Area> writer(segment.get(), 1000);
+  Stepping<ZEB_Events_Data_Area> reader(segment.get(), 1000);
+  int looks = 0;
+  int atWriter = 0;
+  reader.step = [&] { ++looks; };
+  writer.step = [&] {
+    EXPECT_EQ(0, semaphoreOf("/tmp/UUID1.zebcedar.zebmutx")->value);
+    looks = 0;
+    readFrom(reader, events, 0);
+    atWriter = std::max(atWriter, looks);
+  };
+  post(writer, 1);
+  EXPECT_EQ(static_cast<int>(kEvents - 1) * 5 + 100 * 2, atWriter);
 }
 
 // There is no guard. Each turn ends without the lock.
