@@ -210,6 +210,29 @@ void mapAtOnce(const std::uint8_t* begin, std::size_t bytes, int how) {
   madvise(const_cast<std::uint8_t*>(begin) - intoPage, intoPage + bytes, how);
 }
 
+// Copies the block and returns the header that the copy was made by.
+Header copyOnce(Area& area, Bytes own) {
+  const Header header = headerOf(own);
+  const auto within = [&](std::uint32_t offset) {
+    return offset >= block::bytes && offset <= own.size();
+  };
+  area.last = within(header.last()) ? header.last() : area.size;
+  area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
+  area.lastUpdate = header.lastUpdate();
+  area.bytes.assign(own.begin(), own.begin() + area.last);
+  event_bytes::PlainMemory memory;
+  if (area.name == kEventTemplates) keepWhole(memory, area, own, 1);
+  if (area.name == kEventData) keepWhole(memory, area, own, layout::evdr::bytes);
+  area.overtaken = overtakenBytes(area, header, own);
+  return header;
+}
+
+// Whether writers came past the place where they began again: then older records may be left out of
+// the copy, though newer ones are in it.
+bool isTornByATurn(const Area& area) {
+  return area.name == kEventData && area.overtaken && *area.overtaken >= area.last - area.next;
+}
+
 Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
   const Bytes own = shared.subspan(place.offset, place.size);
   Area area;
@@ -220,20 +243,10 @@ Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
   area.bytes.reserve(used);
   mapAtOnce(area.bytes.data(), used, MADV_POPULATE_WRITE);
   mapAtOnce(own.data(), used, MADV_POPULATE_READ);
-  const Header header = headerOf(own);
-  const auto within = [&](std::uint32_t offset) {
-    return offset >= block::bytes && offset <= own.size();
-  };
   area.name = place.name;
   area.size = static_cast<std::uint32_t>(own.size());
-  area.last = within(header.last()) ? header.last() : area.size;
-  area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
-  area.lastUpdate = header.lastUpdate();
-  area.bytes.assign(own.begin(), own.begin() + area.last);
-  event_bytes::PlainMemory memory;
-  if (area.name == kEventTemplates) keepWhole(memory, area, own, 1);
-  if (area.name == kEventData) keepWhole(memory, area, own, layout::evdr::bytes);
-  area.overtaken = overtakenBytes(area, header, own);
+  Header header = copyOnce(area, own);
+  for (int tries = 1; tries < kTries && isTornByATurn(area); ++tries) header = copyOnce(area, own);
   reportHeader(damage, area, header);
   return area;
 }
