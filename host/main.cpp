@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
-#include <sstream>
 #include <string>
+#include <system_error>
 
 #include "flowfile/load.h"
 #include "flowfile/reader.h"
@@ -64,12 +64,19 @@ int check(const fs::path& path) {
   return kExitOk;
 }
 
+// What was given, or the file of that name beside this program.
+fs::path given(const fs::path& path, const char* name) {
+  if (!path.empty()) return fs::absolute(path);
+  std::error_code error;
+  const fs::path program = fs::read_symlink("/proc/self/exe", error);
+  if (!error) return program.parent_path() / name;
+  throw std::system_error(error, "can't read /proc/self/exe, is /proc mounted?");
+}
+
 void apply(Arguments& arguments, flowfile::File& file) {
-  const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
   RunOptions& options = arguments.options;
-  options.library =
-      options.library.empty() ? here / "zebpnode64.lil" : fs::absolute(options.library);
-  options.agent = options.agent.empty() ? here / "zebmon" : fs::absolute(options.agent);
+  options.library = given(options.library, "zebpnode64.lil");
+  options.agent = given(options.agent, "zebmon");
   if (arguments.trace) file.broker.trace = true;
   if (arguments.seed) file.seed = *arguments.seed;
   for (flowfile::ExecutionGroup& group : file.groups) {
@@ -161,14 +168,12 @@ int obey(const CLI::App& app, Arguments& arguments) {
   return kExitUnavailable;
 }
 
-// What the parser of the command line says, made printable line by line.
-int refuse(const CLI::App& app, const CLI::ParseError& error) {
-  std::ostringstream out;
-  std::ostringstream wrong;
-  const bool asked = app.exit(error, out, wrong) == 0;
-  std::istringstream lines(asked ? out.str() : wrong.str());
-  for (std::string line; std::getline(lines, line);) say(asked ? stdout : stderr, line);
-  return asked ? kExitOk : kExitUsage;
+// Help and version were asked for; anything else is wrong.
+int leave(const CLI::App& app, const CLI::ParseError& error) {
+  if (error.get_exit_code() == 0) return app.exit(error);
+  say(stderr, error.what());
+  say(stderr, "Run with --help for more information.");
+  return kExitUsage;
 }
 
 // A standard stream that was closed must not become the number of a file that is opened later. What
@@ -193,7 +198,7 @@ int main(int argc, char** argv) {
     app.parse(argc, argv);
     code = obey(app, arguments);
   } catch (const CLI::ParseError& error) {
-    code = refuse(app, error);
+    code = leave(app, error);
   }
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return code;
   complain("can't write to standard output");

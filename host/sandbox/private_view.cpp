@@ -182,7 +182,7 @@ void enterPrivateView(const flowfile::Broker& broker) {
     writeSettings(broker);
     fs::current_path(working);
   } catch (const fs::filesystem_error& error) {
-    throw ViewRefused(error.what());
+    throw ViewRefused(fmt::format("{}: {}", error.path1().string(), error.code().message()));
   }
 }
 

@@ -222,3 +222,100 @@ TEST(Check, FindsASecondFlowOnStandardInput) {
       firstFinding("[broker]\nlabel = \"B\"\n[[execution-group]]\nlabel = \"G\"\n" + flow + second),
       "f:12:9: something else reads standard input already; expected a file");
 }
+
+TEST(Check, FindsADistributionThatRunsDown) {
+  EXPECT_EQ(inNode("work = \"W\"\nlatency = { uniform = [\"3ms\", \"1ms\"] }\n"),
+            "f:11:23: 'uniform' runs from \"3ms\" down to \"1ms\"; expected the low end first");
+  EXPECT_EQ(inNode("work = \"W\"\nlatency = { uniform = [\"3ms\", \"3ms\"] }\n"), "none");
+  expectStart(inNode("work = \"W\"\nlatency = { uniform = [\"3ms\"] }\n"),
+              "f:11:23: 'uniform' is an array; expected [low, high]");
+}
+
+TEST(Check, FindsRepeatWhereNothingCanBeReadTwice) {
+  const std::string start = std::string(kFlow).substr(0, std::string(kFlow).find("generated"));
+  const std::string text = "'repeat' goes with a regular file or a folder only";
+  EXPECT_EQ(firstFinding(std::string(kFlow) + "repeat = 2\n"), "f:9:10: " + text);
+  EXPECT_EQ(firstFinding(start + "lines = \"-\"\nrepeat = 2\n"), "f:9:10: " + text);
+  EXPECT_EQ(firstFinding(start + "lines = \"/dev/null\"\nrepeat = 2\n"), "f:9:10: " + text);
+  EXPECT_EQ(firstFinding(start + "files = \"/tmp\"\nrepeat = 2\n"), "none");
+}
+
+TEST(Check, FindsNoOrSeveralSources) {
+  const std::string start = std::string(kFlow).substr(0, std::string(kFlow).find("generated"));
+  const std::string text = "f:7:1: expected exactly one of lines, files, generated";
+  EXPECT_EQ(firstFinding(start + "repeat = 2\n"), text);
+  EXPECT_EQ(firstFinding(std::string(kFlow) + "files = \"/tmp\"\n"), text);
+}
+
+TEST(Check, FindsWhatGoesTooDeepBeforeItIsParsed) {
+  std::string key = "a";
+  for (int i = 0; i < 80000; ++i) key += ".a";
+  expectStart(firstFinding(kFlow + key + " = 1\n"), "f:9:201: a key of more than 100 parts");
+  EXPECT_EQ(read(kFlow + key + " = 1\n").findings.size(), 1U);
+}
+
+TEST(Check, StandardInputServesTheFlowFileOrAFlow) {
+  const std::string start = std::string(kFlow).substr(0, std::string(kFlow).find("generated"));
+  const ReadResult result = flowfile::read(start + "lines = \"-\"\n", "-", host::readSource);
+  ASSERT_EQ(result.findings.size(), 1U);
+  EXPECT_EQ(findingText("-", result.findings[0]),
+            "-:8:9: something else reads standard input already; expected a file");
+}
+
+TEST(Check, LeavesSourcesAloneWithoutAReaderOfThem) {
+  const std::string start = std::string(kFlow).substr(0, std::string(kFlow).find("generated"));
+  const ReadResult result = flowfile::read(start + "lines = \"nosuch\"\nrate = 5\n", "/tmp/f");
+  EXPECT_TRUE(result.findings.empty());
+  EXPECT_FALSE(result.file.groups[0].flows[0].input.source.has_value());
+  EXPECT_EQ(result.file.groups[0].flows[0].input.rate, 5);
+}
+
+// Templates hold 68 bytes and two for each unit of four texts, and an area of 4096 bytes has room
+// for 4064. The group and the flow have labels of one unit.
+TEST(Check, FindsTextsThatDoNotFitTheirArea) {
+  const std::string small = "[broker]\nlabel = \"B\"\nmemory-size = 4096\n" +
+                            std::string(kFlow).substr(21) + "[[execution-group.flow.node]]\n";
+  const auto withMessage = [&](std::size_t units, const std::string& character) {
+    std::string text;
+    for (std::size_t i = 0; i < units; ++i) text += character;
+    return firstFinding(small + "monitor = \"M\"\neventMessage = \"" + text + "\"\n");
+  };
+  EXPECT_EQ(withMessage(1995, "x"), "none");
+  EXPECT_EQ(withMessage(1996, "x"),
+            "f:12:16: the event template takes 4066 bytes, but an area has room for 4064; expected "
+            "shorter texts or a larger memory-size");
+  EXPECT_EQ(withMessage(1995, "\xC3\xA9"), "none") << "one unit each";
+  expectStart(withMessage(998, "\xF0\x9F\x98\x80"), "f:12:16: ");
+  EXPECT_EQ(withMessage(997, "\xF0\x9F\x98\x80"), "none") << "two units each";
+}
+
+TEST(Check, FindsLabelsAndSubFlowsThatDoNotFitTheirArea) {
+  expectStart(inNode("monitor = \"" + std::string(16334, 'x') + "\"\n"), "f:10:11: the event temp");
+  EXPECT_EQ(inNode("monitor = \"" + std::string(16332, 'x') + "\"\n"), "none");
+  expectStart(inNode("monitor = \"M\"\nsubFlowName = \"" + std::string(16337, 'x') + "\"\n"),
+              "f:11:15: the node record takes 32738 bytes, but an area has room for 32736");
+  EXPECT_EQ(inNode("monitor = \"M\"\nsubFlowName = \"" + std::string(16336, 'x') + "\"\n"), "none");
+}
+
+// "Exception found in o(c). TEXT" beside the labels G, F and MM.
+TEST(Check, FindsFailuresWhoseTextDoesNotFit) {
+  const auto failing = [](const std::string& text) {
+    return "[[execution-group.flow.node]]\nwork = \"w\"\nfailure = { every = 1, origin = \"o\", "
+           "code = \"c\", text = [\"x\", \"" +
+           text + "\"] }\n";
+  };
+  const std::string fits(16305, 'x');
+  const std::string monitors = "monitor = \"MM\"\n[[execution-group.flow.node]]\nmonitor = \"N\"\n";
+  EXPECT_EQ(inNode(monitors + failing(fits)), "none");
+  expectStart(inNode(monitors + failing(fits + "x")), "f:15:57: the event template takes 32738");
+  expectStart(inNode(monitors + failing(fits.substr(1) + "\xC3\xA9")), "f:15:57: the event temp");
+  EXPECT_EQ(inNode("work = \"v\"\n" + failing(fits + "x")), "none") << "no node posts it";
+  expectStart(inNode("monitor = \"M\"\n[[execution-group.flow.node]]\nwork = \"" +
+                     std::string(20000, 'x') + "\"\nfailure = { every = 1 }\n"),
+              "f:13:11: the event template");
+}
+
+TEST(Check, QuotesLongTextsInPart) {
+  const std::string text = inNode("monitor = \"M\"\ntype = \"" + std::string(5000, 'x') + "\"\n");
+  expectStart(text, "f:11:8: 'type' is \"" + std::string(59, 'x') + "\xE2\x80\xA6\"; expected");
+}

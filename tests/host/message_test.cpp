@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "host/run/text16.h"
 
@@ -58,6 +60,16 @@ TEST(Message, PutDateAndTimeAreUtcInHundredths) {
   message.stampPutTime(sys_days(2007y / December / 31) + 23h + 59min + 59s + 999ms);
   EXPECT_EQ(field(message, 304, 8), "20071231");
   EXPECT_EQ(field(message, 312, 8), "23595999");
+}
+
+TEST(Message, PutDateAndTimeStayUtcUnderAnyTimeZone) {
+  using namespace std::chrono;
+  ASSERT_EQ(setenv("TZ", "XYZ-9:30", 1), 0);
+  tzset();
+  HostMessage message(1, descriptor(), "", false);
+  message.stampPutTime(sys_days(2024y / February / 29) + 20h + 1min + 2s + 30ms);
+  EXPECT_EQ(field(message, 304, 8), "20240229");
+  EXPECT_EQ(field(message, 312, 8), "20010203");
 }
 
 TEST(Message, ALazyMessageHasNoStreamUntilItIsSerialised) {

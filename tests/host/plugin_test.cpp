@@ -3,6 +3,7 @@
 #include "host/run/plugin.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <stdexcept>
@@ -189,6 +190,47 @@ TEST(RunningFlow, ExceptionsOfSeveralThreadsStayApart) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(bench.tally.flow(0, 0).handled, 1600U);
   EXPECT_EQ(bench.tally.flow(0, 0).failed, 800U);
+}
+
+TEST(Failure, EveryNthMessageFailsAndNoOther) {
+  const Failure failure{0, 4, "", "", {""}};
+  std::vector<std::uint64_t> failed;
+  for (std::uint64_t number = 1; number <= 13; ++number) {
+    Random random(number);
+    if (fails(failure, number, random)) failed.push_back(number);
+  }
+  EXPECT_EQ(failed, (std::vector<std::uint64_t>{4, 8, 12}));
+}
+
+TEST(RunningFlow, AnExceptionThatANodeKeepsIsCountedAndRaisedByTheHost) {
+  Bench bench({monitor("swallow"), failing("w", 1)});
+  bench.send(1);
+  EXPECT_EQ(bench.tally.flow(0, 0).swallowed, 1U);
+  EXPECT_EQ(bench.tally.flow(0, 0).failed, 1U);
+  EXPECT_EQ(bench.tally.node(0, 0, 0).failures, 1U);
+}
+
+TEST(Failure, WithoutEveryAndProbabilityNothingFails) {
+  Random random(1);
+  for (std::uint64_t number = 0; number <= 1000; ++number) {
+    EXPECT_FALSE(fails(Failure{0, 0, "", "", {""}}, number, random));
+  }
+}
+
+TEST(Failure, TextsTakeTurnsByMessageNumber) {
+  Bench bench({monitor("a"), failing("w", 1)});
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  setLog(ends[1], nullptr);
+  for (std::uint64_t number = 1; number <= 4; ++number) {
+    bench.send(number);
+    char line[1024] = {};
+    ASSERT_GT(read(ends[0], line, sizeof line - 1), 0);
+    const char* const text = number % 2 == 0 ? "origin | code | even]" : "origin | code | odd]";
+    EXPECT_NE(std::string_view(line).find(text), std::string_view::npos) << line;
+  }
+  close(ends[0]);
+  close(ends[1]);
 }
 
 TEST(Failure, ChanceDependsOnTheMessageAlone) {

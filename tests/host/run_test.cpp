@@ -2,14 +2,19 @@
 // Whole runs of the program, with the library and the agent as they were built.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "format/version.h"
 
@@ -18,16 +23,30 @@ using Json = nlohmann::json;
 
 namespace {
 
+int bash(const std::string& command) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    execl("/bin/bash", "bash", "-c", command.c_str(), nullptr);
+    _exit(99);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return status;
+}
+
 class Run : public testing::Test {
  protected:
   void SetUp() override { fs::create_directories(folder_); }
   void TearDown() override { fs::remove_all(folder_); }
 
-  // Runs the program with these arguments and keeps what it says.
-  int zebhost(const std::string& arguments) {
-    const std::string command = std::string(ZEB_HOST_PROGRAM) + " " + arguments + " >" +
-                                (folder_ / "out").string() + " 2>" + (folder_ / "err").string();
-    const int status = std::system(command.c_str());
+  // Runs the program with these arguments, as bash reads them, and keeps what it says. `to` is
+  // where its standard output goes in place of out_.
+  int zebhost(const std::string& arguments, const std::string& to = "") {
+    fs::remove(folder_ / "out");
+    const std::string command = std::string(ZEB_HOST_PROGRAM) + " " + arguments + " 2>" +
+                                (folder_ / "err").string() +
+                                (to.empty() ? " >" + (folder_ / "out").string() : to);
+    const int status = bash(command);
     out_ = contents("out");
     err_ = contents("err");
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -43,11 +62,71 @@ class Run : public testing::Test {
     return (folder_ / "f.toml").string();
   }
 
+  std::string file() const { return (folder_ / "f.toml").string(); }
+
+  // An agent that answers with documents of an empty machine, or with others, and ends like that.
+  std::string agent(const std::string& end, const std::string& brokers = "[]") const {
+    const fs::path path = folder_ / "agent";
+    std::ofstream(path) << "#!/bin/sh\ntest $1 = events || echo \"{\\\"brokers\\\":" << brokers
+                        << "}\"\n"
+                        << end << "\n";
+    fs::permissions(path, fs::perms::owner_all);
+    return path.string();
+  }
+
   Json summary() const { return Json::parse(contents("s.json")); }
 
   fs::path folder_ = "/tmp/host_run";
   std::string out_;
   std::string err_;
+};
+
+// The program, started and left to run, with a pipe from its standard error.
+class Started {
+ public:
+  explicit Started(std::vector<std::string> arguments) {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    arguments.insert(arguments.begin(), "zebhost");
+    std::vector<char*> raw;
+    for (std::string& argument : arguments) raw.push_back(argument.data());
+    raw.push_back(nullptr);
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(ends[1], STDERR_FILENO);
+      execv(ZEB_HOST_PROGRAM, raw.data());
+      _exit(99);
+    }
+    close(ends[1]);
+    errors_ = fdopen(ends[0], "r");
+  }
+  ~Started() { std::fclose(errors_); }
+  Started(const Started&) = delete;
+  Started& operator=(const Started&) = delete;
+
+  // Reads on until a line that holds the text; false when it ends before.
+  bool says(const std::string& text) {
+    char line[4096];
+    while (std::fgets(line, sizeof line, errors_) != nullptr) {
+      if (std::string_view(line).find(text) != std::string_view::npos) return true;
+    }
+    return false;
+  }
+
+  void signal(int number) const { kill(pid_, number); }
+
+  // Its exit code, -1 when a signal ended it.
+  int end() {
+    while (says("\n")) {
+    }
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t pid_;
+  std::FILE* errors_;
 };
 
 std::string group(const std::string& label, const std::string& input, const std::string& nodes) {
@@ -98,13 +177,9 @@ TEST_F(Run, FailuresAreCountedTwiceByTwoNodesAndPostedAsEvents) {
 }
 
 TEST_F(Run, ADifferenceIsAnExitCodeOfOne) {
-  // An agent that answers with documents of an empty machine.
-  const fs::path agent = folder_ / "agent";
-  std::ofstream(agent) << "#!/bin/sh\ntest $1 = events || echo '{\"brokers\":[]}'\n";
-  fs::permissions(agent, fs::perms::owner_all);
   const std::string file =
       flows(kBroker + group("one", "generated = { count = 5 }\n", std::string(kInput)));
-  EXPECT_EQ(zebhost("run " + file + " --verify --agent " + agent.string()), 1) << err_;
+  EXPECT_EQ(zebhost("run " + file + " --verify --agent " + agent("exit 0")), 1) << err_;
   EXPECT_NE(out_.find("DIFFER in 1 of 1 nodes and in their events"), std::string::npos) << out_;
 }
 
@@ -160,33 +235,13 @@ TEST_F(Run, ASecondSignalStopsAtOnce) {
                             "failure = { every = 1 }\n") +
             group("two", "generated = { count = 1 }\n",
                   "[[execution-group.flow.node]]\nwork = \"w\"\nlatency = \"10h\"\n"));
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const pid_t pid = fork();
-  if (pid == 0) {
-    dup2(ends[1], STDERR_FILENO);
-    execl(ZEB_HOST_PROGRAM, "zebhost", "run", file.c_str(), "--library", ZEB_ECHO_PLUGIN, nullptr);
-    _exit(99);
-  }
-  close(ends[1]);
-  std::FILE* log = fdopen(ends[0], "r");
-  const auto waitFor = [log](const char* text) {
-    char line[4096];
-    while (std::fgets(line, sizeof line, log) != nullptr) {
-      if (std::string_view(line).find(text) != std::string_view::npos) return true;
-    }
-    return false;
-  };
-  EXPECT_TRUE(waitFor("caught"));
-  kill(pid, SIGTERM);
-  EXPECT_TRUE(waitFor("a second signal stops at once"));
-  kill(pid, SIGINT);
-  EXPECT_TRUE(waitFor("stopped at once"));
-  std::fclose(log);
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 128 + SIGINT);
+  Started host({"run", file, "--library", ZEB_ECHO_PLUGIN});
+  EXPECT_TRUE(host.says("caught"));
+  host.signal(SIGTERM);
+  EXPECT_TRUE(host.says("a second signal stops at once"));
+  host.signal(SIGINT);
+  EXPECT_TRUE(host.says("stopped at once"));
+  EXPECT_EQ(host.end(), 128 + SIGINT);
 }
 
 TEST_F(Run, AGroupThatCannotOpenItsOutputIsSaid) {
@@ -203,6 +258,193 @@ TEST_F(Run, TellsItsVersion) {
   EXPECT_EQ(zebhost("--version"), 0);
   EXPECT_EQ(out_, std::string("zebhost ") + layout::kVersion + "\n");
   EXPECT_EQ(err_, "");
+}
+
+TEST_F(Run, AnAgentThatFailsIsNotBelievedWhateverItPrints) {
+  // Its answers alone would agree: no node is there to compare, and no event.
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", ""));
+  EXPECT_EQ(zebhost("run " + file + " --verify --agent " + agent("exit 0")), 0) << out_ << err_;
+  EXPECT_EQ(zebhost("run " + file + " --verify --agent " + agent("exit 3")), 1);
+  EXPECT_NE(out_.find("Shared memory could not be read: /tmp/host_run/agent stats ended with code "
+                      "3."),
+            std::string::npos)
+      << out_;
+  EXPECT_EQ(zebhost("run " + file + " --verify --agent " + agent("kill -9 $$")), 1);
+  EXPECT_NE(out_.find("agent stats was ended by signal 9."), std::string::npos) << out_;
+}
+
+TEST_F(Run, AnAgentThatAnswersSomethingElseIsSaid) {
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
+  const std::string said =
+      " answered in a form that this host doesn't know; expected zebmon of the same version.";
+  EXPECT_EQ(zebhost("run " + file + " --verify --agent /bin/true"), 1);
+  EXPECT_NE(out_.find("/bin/true" + said), std::string::npos) << out_;
+  EXPECT_EQ(zebhost("run " + file + " --verify --agent " + agent("exit 0", "[{\\\"label\\\":1}]")),
+            1);
+  EXPECT_NE(out_.find("agent" + said), std::string::npos) << out_;
+  EXPECT_EQ(zebhost("run " + file + " --verify --agent /nosuch"), 1);
+  EXPECT_NE(out_.find("can't run /nosuch: No such file or directory."), std::string::npos) << out_;
+}
+
+TEST_F(Run, AGroupThatCrashesWhileStoppingIsSaid) {
+  const std::string file = flows(kBroker +
+                                 group("one", "generated = { count = 5 }\n",
+                                       "[[execution-group.flow.node]]\nmonitor = \"crash\"\n") +
+                                 group("two", "generated = { count = 7 }\n", kInput));
+  const fs::path json = folder_ / "s.json";
+  EXPECT_EQ(
+      zebhost("run " + file + " --library " ZEB_ECHO_PLUGIN " --summary-json " + json.string()), 1);
+  EXPECT_NE(err_.find("zebhost: execution group one (process "), std::string::npos) << err_;
+  EXPECT_NE(err_.find(") was ended by signal 6 (Aborted)"), std::string::npos) << err_;
+  EXPECT_EQ(err_.find("execution group two"), std::string::npos) << err_;
+  EXPECT_EQ(summary()["messageFlows"][0]["handled"], 5) << "all messages had been handled";
+}
+
+TEST_F(Run, AnOutputThatIsAnInputIsRefusedAndKept) {
+  std::ofstream(folder_ / "in.txt") << "kept\n";
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kOutput) +
+                                 "[execution-group.flow.output]\nlines = \"in.txt\"\n" +
+                                 group("two", "lines = \"in.txt\"\n", kOutput));
+  for (const char* command : {"check ", "run "}) {
+    EXPECT_EQ(zebhost(command + file), 65);
+    EXPECT_NE(err_.find(":16:9: /tmp/host_run/in.txt is an input of the same flow file"),
+              std::string::npos)
+        << err_;
+  }
+  EXPECT_EQ(contents("in.txt"), "kept\n");
+}
+
+TEST_F(Run, AnOutputThatIsStandardInputIsRefusedAndKept) {
+  std::ofstream(folder_ / "in.txt") << "kept\n";
+  const std::string file = flows(kBroker + group("one", "lines = \"-\"\n", kOutput) +
+                                 "[execution-group.flow.output]\nlines = \"in.txt\"\n");
+  EXPECT_EQ(zebhost("run " + file + " <" + (folder_ / "in.txt").string()), 65);
+  EXPECT_EQ(contents("in.txt"), "kept\n");
+}
+
+TEST_F(Run, AnOutputIsMadeAnew) {
+  std::ofstream(folder_ / "out.txt") << "older and longer than what comes\n";
+  const std::string file = flows(kBroker + group("one", "lines = \"-\"\n", kOutput) +
+                                 "[execution-group.flow.output]\nlines = \"out.txt\"\n");
+  EXPECT_EQ(zebhost("run " + file + " <<<new"), 0) << err_;
+  EXPECT_EQ(contents("out.txt"), "new\n");
+}
+
+TEST_F(Run, APipeWithoutWriterEndsWithTheDuration) {
+  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  const std::string file = flows(kBroker + group("one", "lines = \"pipe\"\n", kInput));
+  EXPECT_EQ(zebhost("run " + file + " --duration 10ms"), 0) << err_;
+  EXPECT_EQ(zebhost("run " + (folder_ / "pipe").string() + " --duration 10ms"), 66);
+  EXPECT_NE(err_.find("nobody wrote to this pipe within 0.01 s"), std::string::npos) << err_;
+}
+
+TEST_F(Run, AFirstSignalEndsTheWaitForAWriter) {
+  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  const std::string file =
+      flows(kBroker + group("one", "lines = \"pipe\"\n", kInput) +
+            group("two", "generated = { count = 1 }\n",
+                  "[[execution-group.flow.node]]\nmonitor = \"m\"\n"
+                  "[[execution-group.flow.node]]\nwork = \"w\"\nfailure = { every = 1 }\n"));
+  Started host({"run", file, "--quiet", "--library", ZEB_ECHO_PLUGIN});
+  EXPECT_TRUE(host.says("caught")) << "messages flow in the other group";
+  host.signal(SIGTERM);
+  EXPECT_EQ(host.end(), 0);
+}
+
+TEST_F(Run, FlowFilesComeFromPipesAndStandardInputToo) {
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
+  EXPECT_EQ(zebhost("check - <" + file), 0) << err_;
+  EXPECT_EQ(out_, "-: ok, 1 execution groups, 1 message flows\n");
+  EXPECT_EQ(zebhost("check <(cat " + file + ")"), 0) << err_;
+  EXPECT_EQ(zebhost("run <(cat " + file + ") --quiet"), 0) << err_;
+}
+
+TEST_F(Run, ASummaryOnStandardOutputIsAloneThere) {
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
+  EXPECT_EQ(zebhost("run " + file + " --verify --summary-json -"), 0) << err_;
+  EXPECT_EQ(Json::parse(out_)["verification"]["agrees"], true);
+  EXPECT_NE(err_.find("The host and shared memory agree: 1 nodes, 5 measurements."),
+            std::string::npos)
+      << err_;
+  EXPECT_FALSE(fs::exists("-"));
+}
+
+TEST_F(Run, TheLogMayGoToStandardOutput) {
+  const std::string file = flows(kBroker + group("one", "generated = { count = 1 }\n", kInput));
+  EXPECT_EQ(zebhost("run " + file + " --quiet --trace --log -"), 0);
+  EXPECT_NE(out_.find("zebEvaluate"), std::string::npos);
+  EXPECT_EQ(err_, "");
+}
+
+TEST_F(Run, AStandardOutputThatCannotBeWrittenIsSaid) {
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
+  for (const char* to : {" >&-", " >/dev/full"}) {
+    EXPECT_EQ(zebhost("check " + file, to), 74) << to;
+    EXPECT_EQ(err_, "zebhost: can't write to standard output\n");
+  }
+  EXPECT_EQ(zebhost("check /nosuch", " >&-"), 66) << "the first trouble counts";
+}
+
+TEST_F(Run, ClosedStandardStreamsAreNoFilesOfTheRun) {
+  std::ofstream(folder_ / "in.txt") << "line\n";
+  const std::string file = flows(kBroker + group("one", "lines = \"in.txt\"\n", kOutput) +
+                                 "[execution-group.flow.output]\nlines = \"out.txt\"\n");
+  EXPECT_EQ(zebhost("run " + file + " --verify", " >&- <&-"), 74);
+  EXPECT_EQ(contents("out.txt"), "line\n");
+}
+
+TEST_F(Run, OnlyTheFirstErrorsAreShown) {
+  std::string text;
+  for (int i = 0; i < 20; ++i) text += "x" + std::to_string(100 + i) + " = 1\n";
+  const std::string broker = kBroker + group("one", "generated = { count = 5 }\n", kInput);
+  EXPECT_EQ(zebhost("check " + flows(text + broker)), 65);
+  EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 20);
+  EXPECT_EQ(zebhost("check " + flows("x = 1\n" + text + broker)), 65);
+  EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 21);
+  EXPECT_NE(err_.find(":20:1: unknown key"), std::string::npos) << err_;
+  EXPECT_EQ(err_.find(":21:1: unknown key"), std::string::npos) << err_;
+  EXPECT_TRUE(err_.ends_with("zebhost: 21 errors in " + file() +
+                             ", of which the first 20 are "
+                             "shown\n"))
+      << err_;
+}
+
+TEST_F(Run, NumbersOfTheCommandLineHaveLimitsThatAreSaid) {
+  const std::string run =
+      "run " + flows(kBroker + group("one", "generated = { count = 5 }\n", kInput)) + " ";
+  const std::string often = "expected a whole number from 1 to 1,000,000,000,000";
+  for (const char* wrong : {"--messages 0", "--messages -1", "--messages 1000000000001",
+                            "--messages 5x", "--messages ''", "--messages 1e3"}) {
+    EXPECT_EQ(zebhost(run + wrong), 64) << wrong;
+    EXPECT_TRUE(err_.starts_with("--messages: " + often + "\n")) << wrong << err_;
+  }
+  EXPECT_EQ(zebhost(run + "--seed -1"), 64);
+  EXPECT_TRUE(err_.starts_with("--seed: expected a whole number from 0 to 1,000,000,000,000\n"));
+  EXPECT_EQ(zebhost(run + "--threads 257"), 64);
+  EXPECT_TRUE(err_.starts_with("--threads: expected a whole number from 1 to 256\n")) << err_;
+  EXPECT_EQ(zebhost(run + "--quiet --seed 0 --threads 256 --messages 1000000000000"), 0) << err_;
+}
+
+TEST_F(Run, OptionsGoBeforeTheFlowFile) {
+  const std::string file = flows("seed = 3\n" + (kBroker + group("one",
+                                                                 "generated = { size = { "
+                                                                 "uniform = [0, 1000000] } }\n",
+                                                                 kOutput)));
+  const auto bytes = [&](const std::string& options) {
+    EXPECT_EQ(zebhost("run " + file + " --summary-json - --quiet --messages 3" + options), 0);
+    const Json flow = Json::parse(out_)["messageFlows"][0];
+    EXPECT_EQ(flow["entered"], 3);
+    return flow["nodes"][0]["bytes"].get<std::uint64_t>();
+  };
+  const auto own = bytes("");
+  EXPECT_EQ(bytes(" --seed 3"), own);
+  EXPECT_NE(bytes(" --seed 4"), own);
+}
+
+TEST_F(Run, TracingNeedsThePrivateView) {
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
+  EXPECT_EQ(zebhost("run " + file + " --trace --as-installed"), 64);
+  EXPECT_NE(err_.find("--trace needs the private view"), std::string::npos) << err_;
 }
 
 TEST_F(Run, WrongInputHasItsExitCode) {

@@ -51,6 +51,8 @@ class Verify : public testing::Test {
                     ["statistics"];
   }
 
+  Json& group() { return document_["brokers"][0]["executionGroups"][0]; }
+
   flowfile::File file_;
   std::unique_ptr<Tally> tally_;
   Json document_ = Json::parse(R"({"brokers":[{"label":"B","uuid":"","executionGroups":[
@@ -118,6 +120,82 @@ TEST_F(Verify, ANodeThatIsNotThereIsNoticed) {
   const Verification verification = compareAll();
   EXPECT_FALSE(verification.agrees());
   EXPECT_EQ(verification.nodes[0].problem, "not in shared memory");
+}
+
+TEST_F(Verify, ALiveNodeGoesBeforeADeletedOneOfItsLabelWhereverItStands) {
+  for (const char* list : {"nodes", "messageFlows", "executionGroups"}) {
+    for (const bool deletedFirst : {true, false}) {
+      const Json kept = document_;
+      Json& parent = list == std::string("nodes")          ? group()["messageFlows"][0]
+                     : list == std::string("messageFlows") ? group()
+                                                           : document_["brokers"][0];
+      Json deleted = parent[list][0];
+      deleted["deleted"] = true;
+      deleted["messageFlows"] = Json::array();
+      deleted["nodes"] = Json::array();
+      deleted["statistics"] = Json::object();
+      Json& members = parent[list];
+      members.insert(deletedFirst ? members.begin() : members.end(), deleted);
+      EXPECT_TRUE(compareAll().agrees()) << list << " " << deletedFirst;
+      document_ = kept;
+    }
+  }
+}
+
+TEST_F(Verify, ADeletedNodeCountsWhenNoLiveOneHasItsLabel) {
+  group()["messageFlows"][0]["nodes"][0]["deleted"] = true;
+  EXPECT_TRUE(compareAll().agrees());
+}
+
+TEST_F(Verify, TheBrokersUuidGoesBeforeItsLabel) {
+  Json other = document_["brokers"][0];
+  other["executionGroups"] = Json::array();
+  document_["brokers"][0]["uuid"] = "1-2";
+  document_["brokers"].push_back(other);
+  document_["brokers"].insert(document_["brokers"].begin(), other);
+  file_.broker.uuid = "1-2";
+  EXPECT_TRUE(compareAll().agrees());
+}
+
+TEST_F(Verify, LabelsAreComparedAsTheAgentPrintsThem) {
+  file_.groups[0].label = "G\x1B[31m";
+  group()["label"] = "G\\x1B[31m";
+  EXPECT_TRUE(compareAll().agrees());
+}
+
+TEST_F(Verify, MessageAndExceptionEventsAreBothCompared) {
+  const std::string kept = events_;
+  events_ += "{\"kind\":\"message\"}\n";
+  EXPECT_FALSE(compareAll().agrees());
+  events_ = kept + "{\"kind\":\"other\"}\n";
+  EXPECT_TRUE(compareAll().agrees());
+}
+
+TEST_F(Verify, ANodeWithoutStatisticsIsNoticed) {
+  statistics() = nullptr;
+  EXPECT_EQ(compareAll().nodes[0].problem, "no statistics in shared memory");
+}
+
+TEST_F(Verify, ANodeWithoutMessagesHasFiguresOfZero) {
+  Tally none(file_);
+  statistics() = Json::parse(R"({"messageCount":0,"sumSize":0,"maxSize":0,"minSize":0,
+      "sumElapsed":0,"maxElapsed":0,"minElapsed":0,"sumQueued":0,"maxQueued":0,"minQueued":0})");
+  EXPECT_TRUE(compare(file_, none, document_, brokers_, "").agrees());
+}
+
+TEST_F(Verify, TheTableSaysNodeByNodeWhatDiffers) {
+  statistics()["sumSize"] = 31;
+  events_ += "{\"kind\":\"message\"}\n";
+  EXPECT_EQ(verificationText(compareAll()),
+            "group  flow  node  host                  | shared memory         | agrees\n"
+            "G      F     M     2 messages, 30 bytes  | 2 messages, 31 bytes  | NO: host: 2 "
+            "messages, 30 bytes, sizes 10 to 20; shared memory: 2, 31, 10 to 20\n"
+            "message events: host 2 | shared memory 3 | NO\n"
+            "exception events: host 1 | shared memory 1 | yes\n");
+  tally_->log().byNumber[3] = 1;
+  EXPECT_EQ(verdict(compareAll(), *tally_),
+            "The host and shared memory DIFFER in 1 of 1 nodes and in their events. Statistics "
+            "were reset because a maximum was reached.");
 }
 
 TEST_F(Verify, EventsAreCountedByKind) {

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -72,4 +75,30 @@ TEST(PrivateView, KeepsTheIdsOfItsUser) {
   enterPrivateView(broker());
   EXPECT_EQ(geteuid(), user);
   EXPECT_EQ(getegid(), group);
+}
+
+// In a chroot the root is no mount point.
+TEST(PrivateView, WorksInAChroot) {
+  for (const char* folder : {"opt", "var", "proc", "tmp"}) {
+    fs::create_directories(fs::path("/tmp/root") / folder);
+  }
+  ASSERT_EQ(mount("/proc", "/tmp/root/proc", nullptr, MS_BIND | MS_REC, nullptr), 0);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    if (chroot("/tmp/root") != 0 || chdir("/tmp") != 0) _exit(1);
+    try {
+      enterPrivateView(broker());
+    } catch (const ViewRefused& refused) {
+      std::fprintf(stderr, "%s\n", refused.what());
+      _exit(2);
+    }
+    if (contents("/opt/holt/lil/zebpnode.cfg") != configurationText(broker())) _exit(3);
+    _exit(fs::current_path() == "/tmp" ? 0 : 4);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(fs::is_empty("/tmp/root/opt")) << "nothing is seen outside";
+  umount2("/tmp/root/proc", MNT_DETACH);
+  fs::remove_all("/tmp/root");
 }

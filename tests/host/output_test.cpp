@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/run/output.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "host/sources/source.h"
+
+using namespace host;
+namespace fs = std::filesystem;
+
+namespace {
+
+class Outputs : public testing::Test {
+ protected:
+  void SetUp() override { fs::create_directories(folder_ / "files"); }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  fs::path write(const std::string& name) {
+    std::ofstream(folder_ / name) << "kept\n";
+    return folder_ / name;
+  }
+
+  std::string contents(const std::string& name) {
+    std::ifstream stream(folder_ / name);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+  // A flow of its own group.
+  void addFlow(SourceSettings source, const std::optional<fs::path>& output) {
+    flowfile::Flow flow;
+    flow.input.source = std::move(source);
+    if (output) flow.output = flowfile::Output{*output, {7, 9}};
+    file_.groups.push_back({"G", {flow}});
+  }
+
+  const fs::path folder_ = "/tmp/host_outputs";
+  flowfile::File file_;
+};
+
+}  // namespace
+
+TEST_F(Outputs, AnInputByAnyNameIsFound) {
+  addFlow(Lines{write("in.txt"), 1}, folder_ / "in.txt");
+  fs::create_hard_link(folder_ / "in.txt", folder_ / "hard");
+  fs::create_symlink("in.txt", folder_ / "soft");
+  for (const char* name : {"in.txt", "hard", "soft", "files/../in.txt"}) {
+    file_.groups[0].flows[0].output->path = folder_ / name;
+    const auto findings = outputsThatAreInputs(file_);
+    ASSERT_EQ(findings.size(), 1U) << name;
+    EXPECT_EQ(findings[0].place, (flowfile::Place{7, 9}));
+    EXPECT_EQ(findings[0].text, (folder_ / name).string() +
+                                    " is an input of the same flow file; expected another file");
+  }
+}
+
+TEST_F(Outputs, TheInputsOfOtherGroupsAndFilesOfFoldersCount) {
+  write("files/a");
+  addFlow(Generated{}, folder_ / "files/a");
+  EXPECT_TRUE(outputsThatAreInputs(file_).empty());
+  addFlow(Files{folder_ / "files", 1}, std::nullopt);
+  EXPECT_EQ(outputsThatAreInputs(file_).size(), 1U);
+}
+
+TEST_F(Outputs, TheFlowFileItselfCounts) {
+  file_.path = write("f.toml");
+  addFlow(Generated{}, folder_ / "f.toml");
+  EXPECT_EQ(outputsThatAreInputs(file_).size(), 1U);
+}
+
+TEST_F(Outputs, WhatIsNoRegularFileOrNoInputMayBeWritten) {
+  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  addFlow(Lines{"/dev/null", 1}, "/dev/null");
+  addFlow(Lines{folder_ / "pipe", 1}, folder_ / "pipe");
+  addFlow(Lines{write("in.txt"), 1}, write("out.txt"));
+  addFlow(Lines{folder_ / "nosuch", 1}, folder_ / "nosuch");
+  EXPECT_TRUE(outputsThatAreInputs(file_).empty());
+}
+
+TEST_F(Outputs, AnInputIsNotEmptiedByOpening) {
+  addFlow(Lines{write("in.txt"), 1}, std::nullopt);
+  EXPECT_THROW(OutputFile(folder_ / "in.txt", inputFiles(file_)), std::runtime_error);
+  EXPECT_EQ(contents("in.txt"), "kept\n");
+}
+
+TEST_F(Outputs, AnotherFileIsEmptiedAndWrittenLineByLine) {
+  addFlow(Lines{write("in.txt"), 1}, std::nullopt);
+  {
+    OutputFile output(write("out.txt"), inputFiles(file_));
+    EXPECT_EQ(contents("out.txt"), "");
+    EXPECT_TRUE(output.write("one"));
+    EXPECT_TRUE(output.write(""));
+    EXPECT_TRUE(output.flush());
+    EXPECT_EQ(contents("out.txt"), "one\n\n");
+  }
+  EXPECT_EQ(contents("in.txt"), "kept\n");
+}
+
+TEST_F(Outputs, StandardInputCounts) {
+  const fs::path path = write("in.txt");
+  ASSERT_NE(std::freopen(path.c_str(), "r", stdin), nullptr);
+  addFlow(Lines{"-", 1}, path);
+  EXPECT_EQ(outputsThatAreInputs(file_).size(), 1U);
+}
+
+TEST_F(Outputs, AFullDiskIsNoticed) {
+  OutputFile output("/dev/full", {});
+  output.write("line");
+  EXPECT_FALSE(output.flush());
+}
