@@ -20,10 +20,10 @@ Progress::Progress(const flowfile::File& file, const Tally& tally)
 
 void Progress::show(std::chrono::duration<double> elapsed) {
   if (terminal_) {
-    fmt::print(stderr, "\r\033[K{}", line(elapsed));
+    fmt::print(stderr, "\r\033[K{}", progressLine(file_, tally_, elapsed));
     shown_ = true;
   } else if (elapsed >= next_) {
-    fmt::print(stderr, "{}\n", line(elapsed));
+    fmt::print(stderr, "{}\n", progressLine(file_, tally_, elapsed));
     next_ += kBetweenLines;
   }
 }
@@ -32,14 +32,15 @@ void Progress::finish() {
   if (shown_) fmt::print(stderr, "\r\033[K");
 }
 
-std::string Progress::line(std::chrono::duration<double> elapsed) const {
+std::string progressLine(const flowfile::File& file, const Tally& tally,
+                         std::chrono::duration<double> elapsed) {
   std::uint64_t entered = 0;
   std::uint64_t done = 0;
   std::uint64_t failed = 0;
   std::uint64_t lag = 0;
-  for (std::size_t g = 0; g < file_.groups.size(); ++g) {
-    for (std::size_t f = 0; f < file_.groups[g].flows.size(); ++f) {
-      const FlowCount& count = tally_.flow(g, f);
+  for (std::size_t g = 0; g < file.groups.size(); ++g) {
+    for (std::size_t f = 0; f < file.groups[g].flows.size(); ++f) {
+      const FlowCount& count = tally.flow(g, f);
       done += count.done();
       failed += count.failed;
       entered += count.entered;

@@ -11,19 +11,23 @@
 
 namespace host {
 
+// One line: the time since messages flow, what was handled in it, and how late the latest message
+// was when that is more than a second.
+std::string progressLine(const flowfile::File& file, const Tally& tally,
+                         std::chrono::duration<double> elapsed);
+
 // Writes to standard error: one line that is rewritten on a terminal, else a line every 10 s.
 class Progress {
  public:
   Progress(const flowfile::File& file, const Tally& tally);
 
+  // To be called often: it decides when there is something to write.
   void show(std::chrono::duration<double> elapsed);
 
   // Ends the rewritten line.
   void finish();
 
  private:
-  std::string line(std::chrono::duration<double> elapsed) const;
-
   const flowfile::File& file_;
   const Tally& tally_;
   bool terminal_;

@@ -150,9 +150,9 @@ void RunningFlow::feed() {
     if (!stop_.waitUntil(due)) return;
     queue_.push(std::move(message));
     ++tally_.flow->entered;
-    if (flow_.input.rate <= 0) continue;
-    const auto lag = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - due);
-    raiseTo(tally_.flow->lagMillis, static_cast<std::uint64_t>(lag.count()));
+    if (flow_.input.rate > 0) {
+      raiseTo(tally_.flow->lagMillis, millisecondsLate(due, Clock::now()));
+    }
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/sources/schedule.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace host {
@@ -16,6 +17,11 @@ Schedule::Clock::time_point Schedule::next() {
                   ? 1 / rate_
                   : -std::log1p(-random_.uniform()) / rate_;
   return due;
+}
+
+std::uint64_t millisecondsLate(Schedule::Clock::time_point due, Schedule::Clock::time_point now) {
+  const auto late = std::chrono::duration_cast<std::chrono::milliseconds>(now - due);
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(0, late.count()));
 }
 
 }  // namespace host

@@ -30,6 +30,9 @@ class Schedule {
   double seconds_ = 0;  // from the start to the next message
 };
 
+// Whole milliseconds that `now` is behind `due`; 0 when it isn't.
+std::uint64_t millisecondsLate(Schedule::Clock::time_point due, Schedule::Clock::time_point now);
+
 }  // namespace host
 
 #endif  // ZEB_HOST_SOURCES_SCHEDULE_H

@@ -205,3 +205,11 @@ TEST(Schedule, WithoutARateEverythingIsDueAtOnce) {
   EXPECT_EQ(schedule.next(), start);
   EXPECT_EQ(schedule.next(), start);
 }
+
+TEST(Schedule, LatenessCountsInWholeMilliseconds) {
+  using namespace std::chrono_literals;
+  const Schedule::Clock::time_point due{};
+  EXPECT_EQ(millisecondsLate(due, due + 1999us), 1U);
+  EXPECT_EQ(millisecondsLate(due, due + 3s), 3000U);
+  EXPECT_EQ(millisecondsLate(due, due - 5s), 0U);
+}
