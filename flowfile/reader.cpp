@@ -9,6 +9,7 @@
 
 #include "flowfile/depth.h"
 #include "flowfile/room.h"
+#include "flowfile/section.h"
 #include "format/sizes.h"
 #include "text/printable.h"
 

@@ -13,9 +13,10 @@
 
 #include "flowfile/file.h"
 #include "flowfile/finding.h"
-#include "flowfile/section.h"
 
 namespace flowfile {
+
+class Section;
 
 // What reading one table needs to know of the rest of the file.
 struct Context {

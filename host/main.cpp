@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -95,15 +96,17 @@ bool writeJson(const fs::path& path, const std::string& text) {
   return static_cast<bool>(stream);
 }
 
-// What a verified or plain run says at its end. Everything is printable already.
+// What a run says at its end. All of it is printable already.
 void report(const flowfile::File& file, const Tally& tally, const RunOptions& options,
             const Supervisor& supervisor, const std::optional<Verification>& verification) {
   std::FILE* const people = options.summaryJson == "-" ? stderr : stdout;
+  std::string text;
   if (!options.quiet) {
-    fmt::print(people, "{}", summaryText(file, tally, supervisor.elapsed()));
-    if (verification) fmt::print(people, "\n{}", verificationText(*verification));
+    text = summaryText(file, tally, supervisor.elapsed());
+    if (verification) text += "\n" + verificationText(*verification);
   }
-  if (verification) fmt::print(people, "{}\n", verdict(*verification, tally));
+  if (verification) text += verdict(*verification, tally) + "\n";
+  std::fputs(text.c_str(), people);
 }
 
 // Everything after the flow file is known to be right.

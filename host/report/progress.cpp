@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 
 #include "host/report/numbers.h"
 
@@ -20,16 +21,16 @@ Progress::Progress(const flowfile::File& file, const Tally& tally)
 
 void Progress::show(std::chrono::duration<double> elapsed) {
   if (terminal_) {
-    fmt::print(stderr, "\r\033[K{}", progressLine(file_, tally_, elapsed));
+    std::fputs(("\r\033[K" + progressLine(file_, tally_, elapsed)).c_str(), stderr);
     shown_ = true;
   } else if (elapsed >= next_) {
-    fmt::print(stderr, "{}\n", progressLine(file_, tally_, elapsed));
+    std::fputs((progressLine(file_, tally_, elapsed) + "\n").c_str(), stderr);
     next_ += kBetweenLines;
   }
 }
 
 void Progress::finish() {
-  if (shown_) fmt::print(stderr, "\r\033[K");
+  if (shown_) std::fputs("\r\033[K", stderr);
 }
 
 std::string progressLine(const flowfile::File& file, const Tally& tally,

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "flowfile/section.h"
 #include "host/sources/repeat.h"
 
 namespace host {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <string>
 
+#include "flowfile/section.h"
 #include "host/sources/random.h"
 #include "host/sources/repeat.h"
 

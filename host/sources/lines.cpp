@@ -10,6 +10,7 @@
 #include <string>
 #include <system_error>
 
+#include "flowfile/section.h"
 #include "host/sources/repeat.h"
 
 namespace host {

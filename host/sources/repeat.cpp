@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/sources/repeat.h"
 
+#include "flowfile/section.h"
+
 namespace host {
 
 std::uint64_t readRepeat(flowfile::Section& input, bool repeatable) {

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "flowfile/section.h"
+#include "flowfile/reader.h"
 
 namespace host {
 

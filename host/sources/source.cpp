@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "flowfile/section.h"
+
 namespace host {
 namespace {
 

@@ -86,6 +86,7 @@ TEST(Text16, ComesBackAsItWas) {
   const std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
   EXPECT_EQ(toText16(text), u"a\u00e9\u20ac\U0001F600");
   EXPECT_EQ(toUtf8(toText16(text)), text);
+  EXPECT_EQ(toText16("\xEF\xBF\xBF\xF0\x90\x80\x80"), u"\uFFFF\U00010000");
 }
 
 TEST(Text16, WhatIsNoTextBecomesTheReplacementCharacter) {

@@ -251,3 +251,13 @@ TEST(Log, MessagesShowTheirInsertsAndControlCharactersAreWrittenOut) {
   EXPECT_EQ(logText({"unit", 3, "f", "Source", 2, "a\nb\x1B", {"x", "y"}}),
             "unit f:3: Source message 2: a\\x0Ab\\x1B [x | y]");
 }
+
+TEST(Log, EntriesAreCountedByTheirNumbers) {
+  LogCount count{};
+  setLog(-1, &count);
+  for (const int number : {0, 0, 1, 2, 2, 3, 9}) writeLog({"u", 1, "f", "", number, "", {}});
+  EXPECT_EQ(count.byNumber[0], 2U);
+  EXPECT_EQ(count.byNumber[1], 1U);
+  EXPECT_EQ(count.byNumber[2], 2U);
+  EXPECT_EQ(count.byNumber[3], 2U) << "what is above counts with the last";
+}

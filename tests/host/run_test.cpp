@@ -383,6 +383,17 @@ TEST_F(Run, AStandardOutputThatCannotBeWrittenIsSaid) {
     EXPECT_EQ(err_, "zebhost: can't write to standard output\n");
   }
   EXPECT_EQ(zebhost("check /nosuch", " >&-"), 66) << "the first trouble counts";
+  EXPECT_EQ(zebhost("run " + file + " --verify --trace --log - --summary-json -", " >/dev/full"),
+            74);
+}
+
+TEST_F(Run, AClosedStandardErrorChangesNothing) {
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
+  EXPECT_EQ(zebhost("run " + file + " --verify --trace --summary-json - >" +
+                        (folder_ / "s.json").string(),
+                    " 2>&-"),
+            0);
+  EXPECT_EQ(summary()["verification"]["agrees"], true);
 }
 
 TEST_F(Run, ClosedStandardStreamsAreNoFilesOfTheRun) {

@@ -82,7 +82,10 @@ TEST(PrivateView, WorksInAChroot) {
   for (const char* folder : {"opt", "var", "proc", "tmp"}) {
     fs::create_directories(fs::path("/tmp/root") / folder);
   }
+  // Shared mounts, as systemd makes them: what is mounted in one place appears in the other.
   ASSERT_EQ(mount("/proc", "/tmp/root/proc", nullptr, MS_BIND | MS_REC, nullptr), 0);
+  ASSERT_EQ(mount("none", "/tmp/root/opt", "tmpfs", 0, nullptr), 0);
+  ASSERT_EQ(mount(nullptr, "/tmp", nullptr, MS_SHARED | MS_REC, nullptr), 0);
   const pid_t pid = fork();
   if (pid == 0) {
     if (chroot("/tmp/root") != 0 || chdir("/tmp") != 0) _exit(1);
@@ -99,6 +102,9 @@ TEST(PrivateView, WorksInAChroot) {
   waitpid(pid, &status, 0);
   EXPECT_EQ(status, 0);
   EXPECT_TRUE(fs::is_empty("/tmp/root/opt")) << "nothing is seen outside";
+  EXPECT_TRUE(fs::is_empty("/tmp/root/var"));
+  EXPECT_TRUE(fs::exists("/tmp/root/proc/self"));
   umount2("/tmp/root/proc", MNT_DETACH);
+  umount2("/tmp/root/opt", MNT_DETACH);
   fs::remove_all("/tmp/root");
 }
