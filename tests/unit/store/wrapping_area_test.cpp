@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The two areas that start again at their beginning: event data and event templates.
+#include <sys/mman.h>
+
 #include <algorithm>
+#include <csignal>
 #include <cstring>
 #include <functional>
 #include <set>
@@ -406,6 +409,95 @@ TEST_F(Stopped, AReaderTakesNoLockAndGivesUpAfterAHundredLooks) {
   };
   post(writer, 1);
   EXPECT_EQ(static_cast<int>(kEvents - 1) * 5 + 100 * 2, atWriter);
+}
+
+// --- the area's own copies, stopped at a page ---
+
+// Calls back when the page is touched, and lets it be touched from then on.
+class WatchedPage {
+ public:
+  WatchedPage(void* page, int access, std::function<void()> touched)
+      : page_(page), touched_(std::move(touched)) {
+    watched = this;
+    struct sigaction action {};
+    action.sa_sigaction = onFault;
+    action.sa_flags = SA_SIGINFO | SA_NODEFER;
+    sigaction(SIGSEGV, &action, &before_);
+    mprotect(page_, kBytes, access);
+  }
+  ~WatchedPage() {
+    mprotect(page_, kBytes, PROT_READ | PROT_WRITE);
+    sigaction(SIGSEGV, &before_, nullptr);
+  }
+  WatchedPage(const WatchedPage&) = delete;
+  WatchedPage& operator=(const WatchedPage&) = delete;
+
+  static constexpr std::size_t kBytes = 4096;
+
+ private:
+  static inline WatchedPage* watched = nullptr;
+
+  static void onFault(int /*signal*/, siginfo_t* info, void* /*context*/) {
+    const auto offset = static_cast<char*>(info->si_addr) - static_cast<char*>(watched->page_);
+    if (offset < 0 || offset >= static_cast<long>(kBytes)) {  // the next fault ends the test
+      sigaction(SIGSEGV, &watched->before_, nullptr);
+      return;
+    }
+    mprotect(watched->page_, kBytes, PROT_READ | PROT_WRITE);
+    watched->touched_();
+  }
+
+  void* page_;
+  std::function<void()> touched_;
+  struct sigaction before_ {};
+};
+
+// The ring is full; its slot 56 begins 64 bytes in front of a page of the segment.
+class AtAPage : public Stopped {
+ protected:
+  static constexpr int kFull = (12288 - 32) / 144;
+  static constexpr int kSlot = 56;
+
+  void SetUp() override {
+    Stopped::SetUp();
+    data.reset();
+    templates.reset();
+    beginWith("ZEBMemorySize 12288\n");
+    data = std::make_unique<ZEB_Events_Data_Area>(ZEB_String("UUID1"));
+    data->init(segment.get());
+    slot = static_cast<std::uint8_t*>(at(64 + 144 * kSlot));
+    page = at(8192);
+    ASSERT_EQ(slot + 64, page);
+    ASSERT_EQ(0U, reinterpret_cast<std::uintptr_t>(page) % WatchedPage::kBytes);
+    post(*data, kFull + kSlot);
+  }
+
+  std::uint8_t* slot = nullptr;
+  void* page = nullptr;
+};
+
+TEST_F(AtAPage, TheWriterHasClearedTheFirstByteAndSetsItLast) {
+  const auto event = makeEvent();
+  int stops = 0;
+  const WatchedPage watched(page, PROT_READ, [&] {
+    ++stops;
+    EXPECT_EQ(0, *slot);
+  });
+  EXPECT_EQ(0, data->put(event.get()));
+  EXPECT_EQ(1, stops);
+  EXPECT_EQ('R', *slot);
+}
+
+TEST_F(AtAPage, TheReaderLooksAgainAndFindsTheNewRecord) {
+  ZEB_Events_Data_Area other(ZEB_String("UUID1"));
+  other.init(segment.get());
+  int stops = 0;
+  const WatchedPage watched(page, PROT_NONE, [&] {
+    ++stops;
+    post(other, 1);
+  });
+  EXPECT_EQ(static_cast<std::size_t>(kFull), readFrom(*data, events, 0));
+  EXPECT_EQ(1, stops);
 }
 
 // There is no guard. Each turn ends without the lock.
