@@ -15,7 +15,7 @@ bool ZEB_CreateKeyFile(const ZEB_Trace& trace, const char* path);
 // Holds off everybody else who joins or removes the objects behind a key file, so that nobody joins
 // objects that are just being removed. It is never held while waiting for the objects themselves,
 // and where the file can't be locked the caller goes on without: so with a file of another user,
-// who could hold the lock for ever.
+// who could hold the lock without end.
 class ZEB_Key_File_Lock {
  public:
   explicit ZEB_Key_File_Lock(const char* path);

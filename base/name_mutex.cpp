@@ -58,7 +58,7 @@ ZEB_Name_Mutex::ZEB_Name_Mutex(const char* name) {
       key = ZEB_TracedKey(trace, path);
     }
     const ZEB_Key_File_Lock lock(path);
-    // The last user just removed it all: start over, though not for ever, should a file system give
+    // The last user just removed it all: start over, but not without end, should a file system give
     // the file another identity at every look.
     if (key != -1 && !lock.covers(key) && attempt < kAttempts) continue;
     if (joinQueue(trace, key)) joinSemaphore(trace, key);

@@ -35,7 +35,7 @@ ZEB_Node_Context* contextOf(void* context) {
 
 #define ZEB_EXPORT extern "C" __attribute__((visibility("default")))
 
-// Reads the trace switch, anew at every call, and the override, which an absent or unknown value
+// Reads the trace switch, again at every call, and the override, which an absent or unknown value
 // leaves as it is.
 ZEB_EXPORT void getCommonValues() {
   ZEB_Trace trace(kUnit, "getCommonValues");

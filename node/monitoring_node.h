@@ -25,7 +25,7 @@ class ZEB_Monitoring_Node {
   ZEB_Monitoring_Node(const ZEB_Monitoring_Node&) = delete;
   ZEB_Monitoring_Node& operator=(const ZEB_Monitoring_Node&) = delete;
 
-  // Each records its value and, but for setQueueTimeCollection, may initialise the node. Null: see
+  // Each records its value and, except setQueueTimeCollection, may initialise the node. Null: see
   // each. A value set after the initialisation changes the field and nothing else.
   void setNodeLabel(const ZEB_String* label);  // only while OK; null is ignored
   void setNodeType(const ZEB_String* text);    // exact texts; null or any other: 3, other

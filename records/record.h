@@ -45,7 +45,7 @@ static_assert(offsetof(ZEB_Record_Header, parent) == layout::header::parent.offs
 
 // A record is new, with an ID of its own, or a blank that `get` fills from shared memory. The ID
 // changes only by `get` and by assignment, and the lock follows it: it is built when it is first
-// needed and built anew when the ID has changed. Records have no equality: sets hold them by
+// needed and built again when the ID has changed. Records have no equality: sets hold them by
 // identity.
 //
 // Threads may call lock and unlock of one record at once; between the two the record is theirs.
@@ -96,7 +96,7 @@ class ZEB_Record {
   void setAddress(void* p);
   void* getAddress() const;  // null until first written or read
 
-  // Builds the lock anew. Code 6 when it can't be allocated, 9 when it is not OK.
+  // Builds the lock again. Code 6 when it can't be allocated, 9 when it is not OK.
   [[gnu::noinline]] ZEB_ReturnCode initializeMutex();
 
   // Take and give back the record's inter-process lock. A lock that can't be built is logged, and

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a node asks of whoever knows where its statistics record lives.
+// What a node asks of the one who knows where its statistics record lives.
 #ifndef ZEB_RESOURCES_STATISTICS_STORE_H
 #define ZEB_RESOURCES_STATISTICS_STORE_H
 

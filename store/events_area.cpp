@@ -74,7 +74,7 @@ ZEB_EVTR* ZEB_Events_Area::setEventTemplate(ZEB_EVTR* eventTemplate) {
   if (!OK() || !templateArea_ || !eventTemplate || !eventTemplate->OK())
     return trace.leave(static_cast<ZEB_EVTR*>(nullptr));
   ZEB_ReturnCode code = findOrStore(eventTemplate);
-  // One that is larger than the area comes to this, and is tried for ever.
+  // One that is larger than the area comes to this, and is tried without end.
   while (code == ZEB_NO_ROOM) code = templateArea_->put(eventTemplate);
   return trace.leave(code == ZEB_SUCCESS ? eventTemplate : nullptr);
 }

@@ -183,7 +183,7 @@ void* ZEB_Shared_Memory::place(ZEB_Memory_Manager* area) {
   return carve(area, next);
 }
 
-// The configured sizes leave room for three areas, but for the one that wraps. It is checked here,
+// The configured sizes leave room for three areas, except the one that wraps. It is checked here,
 // since a block beyond the end is a crash of the host.
 void* ZEB_Shared_Memory::carve(ZEB_Memory_Manager* area, std::uint32_t offset) {
   auto* const block = static_cast<std::uint8_t*>(getAddress()) + offset;

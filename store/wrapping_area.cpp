@@ -51,7 +51,7 @@ event_bytes::Look ZEB_Wrapping_Area::look(std::span<const std::uint8_t> place,
   return event_bytes::find(memory, place, copy);
 }
 
-// By the private copy of the header: whoever appends has just reloaded it.
+// By the private copy of the header: the appending thread has just reloaded it.
 std::size_t ZEB_Wrapping_Area::oldBytes(const std::uint8_t* place) const {
   const auto last = std::min(static_cast<std::uint32_t>(headerCopy().last), mappedBytes());
   const std::size_t before = ZEB_Distance(getAddress(), place);

@@ -92,7 +92,7 @@ Event EventLog::eventOf(const Record& record) {
 }
 
 // The newest event of last time is gone. Slots are counted by position, which tells the number of
-// events posted since then but for whole turns of the ring.
+// events posted since then except for whole turns of the ring.
 void EventLog::countMissed(Batch& batch, const Area& area) const {
   const std::uint64_t slots = (area.size - layout::block::bytes) / evdr::bytes;
   if (slots == 0) return;

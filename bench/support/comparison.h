@@ -56,7 +56,7 @@ double nanoseconds(int calls, Work&& work) {
   return passed.count() / calls;
 }
 
-// Whoever begins changes from round to round. One round before the first is thrown away.
+// Which one begins changes from round to round. One round before the first is thrown away.
 template <class First, class Second>
 Rounds inTurn(const Effort& effort, First&& first, Second&& second) {
   Rounds rounds;

@@ -24,7 +24,7 @@ class StopSignal {
   bool waitReadable(int fd) const { return waitReadable(fd, std::chrono::nanoseconds(-1)); }
 
  private:
-  // A negative timeout waits for ever; an fd of -1 is left out. False when raised.
+  // A negative timeout waits without end; an fd of -1 is left out. False when raised.
   bool waitReadable(int fd, std::chrono::nanoseconds timeout) const;
 
   int event_;
