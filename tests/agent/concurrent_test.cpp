@@ -33,7 +33,7 @@ class RingWriter {
 
   void append(const Bytes& record) { finish(record); }
 
-  // Writes the first bytes of the record that is appended next, but for the very first.
+  // Writes the first bytes of the record that is appended next, except the very first.
   void begin(const Bytes& record, std::size_t bytes) {
     if (size_ - next_ < record.size()) publish(32);
     std::uint8_t* const place = area_ + next_;

@@ -39,8 +39,8 @@ void moveClock(const Call& call) {
                     static_cast<int>(run->milliseconds % 1000));
 }
 
-// A failure on the way to 1 leaves a lock at 0 with nobody inside, and the next to come would wait
-// for ever. That is told, and the lock is set right, as somebody who attends to the machine would.
+// A failure on the way to 1 leaves a lock at 0 with nobody inside, and the next thread would wait
+// without end. The run tells it and frees the lock, as an operator of the machine would.
 void freeHeldLock(const Call& call) {
   if (run->heldLock != call.id || call.operations->sem_op >= 0) return;
   const seam::Aside aside;

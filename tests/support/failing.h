@@ -28,7 +28,7 @@ void failCalls(const std::string& function, int errorNumber, const Which& which 
 // The same, but only the next call, or the next few.
 void failNext(const std::string& function, int errorNumber, int times = 1);
 
-// From now on an object of exactly that size can't be allocated: `times` of them, but for the first
+// From now on an object of exactly that size can't be allocated: `times` of them, except the first
 // `after`. Only allocations that give null instead of an exception are concerned.
 void failAllocations(std::size_t bytes, int after = 0, int times = INT_MAX);
 

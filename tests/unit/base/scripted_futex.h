@@ -29,7 +29,7 @@ class Scripted_Futex {
   std::function<void()> whenAsleep;
 
   void awaitSleepers(std::size_t count);  // returns when so many sleep and were not woken
-  void letRun();                          // from now on whoever is woken runs
+  void letRun();                          // from now on each woken thread runs
   void wakeAllByAccident();               // as the system may: nobody called
 
   pid_t forkProcess();  // fork; in the child only this thread is there, and it may go on

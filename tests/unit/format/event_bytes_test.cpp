@@ -177,7 +177,7 @@ void expectSoundAtManyStops(const Story& story, int rounds) {
 }
 
 // The slot gets three more events, each a whole turn of the ring later; the third is as the first
-// but for its ID, and the fourth as the second.
+// except its ID, and the fourth as the second.
 struct Slot {
   explicit Slot(std::size_t grain, Order order = Order::forward, std::size_t count = 4) {
     events.resize(count);
