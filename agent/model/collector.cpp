@@ -7,11 +7,40 @@
 #include "agent/reader/temporary_directory.h"
 
 namespace model {
+namespace {
 
-Collector::Collector(std::string directory, Events events)
+void look(Machine& machine, std::int32_t process) {
+  if (process < 1 || machine.processes.size() == Machine::kMostProcesses) return;
+  const auto [place, isNew] = machine.processes.try_emplace(process);
+  if (isNew) place->second = reader::readProcess(process);
+}
+
+// Whoever may hold a lock comes first, in case not all can be looked at.
+std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot) {
+  auto machine = std::make_shared<Machine>();
+  machine->clocks = reader::readClocks();
+  machine->configuration = reader::readConfiguration();
+  machine->limits = reader::readLimits();
+  machine->locks = reader::readLocks(snapshot.directory);
+  for (const reader::Lock& lock : machine->locks.locks) look(*machine, lock.semaphore.lastProcess);
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->tree) continue;
+    for (const auto& group : broker->tree->executionGroups) look(*machine, group.processId);
+  }
+  for (const reader::Lock& lock : machine->locks.locks) {
+    look(*machine, lock.queue.lastSender);
+    look(*machine, lock.queue.lastReceiver);
+  }
+  return machine;
+}
+
+}  // namespace
+
+Collector::Collector(std::string directory, Events events, MachineFacts machine)
     : directory_(directory.empty() ? reader::temporaryDirectory()
                                    : reader::withSlash(std::move(directory))),
-      events_(events) {}
+      events_(events),
+      machine_(machine) {}
 
 std::shared_ptr<const Snapshot> Collector::take() {
   auto snapshot = std::make_shared<Snapshot>();
@@ -20,9 +49,11 @@ std::shared_ptr<const Snapshot> Collector::take() {
   snapshot->directory = directory_;
   const reader::KeyFiles files = reader::findKeyFiles(directory_);
   snapshot->error = files.error;
-  if (files.error != 0) return snapshot;
-  forgetAllBut(files.paths);
-  for (const std::string& path : files.paths) snapshot->brokers.push_back(look(path));
+  if (files.error == 0) {
+    forgetAllBut(files.paths);
+    for (const std::string& path : files.paths) snapshot->brokers.push_back(look(path));
+  }
+  if (machine_ == MachineFacts::read) snapshot->machine = machineOf(*snapshot);
   return snapshot;
 }
 

@@ -13,13 +13,15 @@
 namespace model {
 
 enum class Events { leave, read };
+enum class MachineFacts { leave, read };
 
 // Takes snapshots of one machine: its temporary directory, and the segment of each key file in it.
 // Keeps only what it needs to tell new events from old ones. For one thread.
 class Collector {
  public:
   // `directory` may lack its last "/". Empty: the one that the library uses on this machine.
-  explicit Collector(std::string directory, Events events = Events::leave);
+  explicit Collector(std::string directory, Events events = Events::leave,
+                     MachineFacts machine = MachineFacts::leave);
 
   // Looks at everything once. Never null; what can't be read is a fact of the snapshot. A segment
   // is attached only while it is copied; no lock is taken, and nothing is made or written.
@@ -31,6 +33,7 @@ class Collector {
 
   std::string directory_;
   Events events_;
+  MachineFacts machine_;
   std::map<std::string, reader::EventLog> logs_;  // by key file
 };
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/model/machine.h"
 #include "agent/reader/damage.h"
 #include "agent/reader/events.h"
 #include "agent/reader/segment.h"
@@ -57,6 +58,10 @@ struct Snapshot {
 
   // In the order of their key files. Shared with what was selected from this snapshot; never null.
   std::vector<std::shared_ptr<const SeenBroker>> brokers;
+
+  // Shared likewise; it is of the whole machine, whatever was selected. Null when it wasn't asked
+  // for.
+  std::shared_ptr<const Machine> machine;
 };
 
 // Decodes what was copied of a broker, all but its events.

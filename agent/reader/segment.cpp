@@ -90,6 +90,7 @@ bool findSegment(Segment& segment) {
     if (segment.error == ENOENT || segment.error == ENOTDIR) segment.state = State::noKeyFile;
     return false;
   }
+  segment.key = static_cast<std::uint32_t>(key);
   segment.id = shmget(key, 0, 0);
   if (segment.id >= 0) return true;
   segment.id = 0;

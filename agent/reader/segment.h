@@ -29,6 +29,7 @@ struct Segment {
   int error = 0;               // errno of a failed call
   std::string call;            // and its name
   std::string group;           // whose members may read, by name, or by number when it has none
+  std::uint32_t key = 0;       // that the key file makes
   int id = 0;                  // for ipcrm -m; 0 may also be a segment's number
   std::uint64_t size = 0;      // bytes; 0 when nothing was copied
   std::uint64_t attached = 0;  // attachments by others

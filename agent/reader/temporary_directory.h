@@ -7,15 +7,8 @@
 
 namespace reader {
 
-// The value of `key` in the configuration at `path`, found as the library finds it: the first word
-// behind the first line that begins with the key, less one leading "="; that word may be empty,
-// and the search ends all the same. A directory at `path` holds one file per key. Empty when
-// nothing is found or nothing can be read.
-std::string configuredValue(const std::string& path, const std::string& key);
-
-// The directory that the library uses on this machine: "ZEBTempDirectory" of the first
-// configuration file that opens, else "/tmp/". Ends in "/". (The library also probes the host's
-// installation directory when neither file exists; there, name the directory yourself.)
+// The directory that the library uses on this machine: "ZEBTempDirectory" of the configuration in
+// force, else "/tmp/". Ends in "/".
 std::string temporaryDirectory();
 
 // `directory` with "/" behind it, unless it is there already.

@@ -17,7 +17,7 @@ constexpr char kAgent[] = ZEB_AGENT_SOURCES;
 // A folder, and what of this repository it may include besides itself.
 const std::map<std::string, std::vector<std::string>> kBelow = {
     {"reader", {"format/", "text/"}},
-    {"model", {"agent/reader/"}},
+    {"model", {"agent/reader/", "format/"}},
     {"render", {"agent/model/", "agent/reader/", "text/"}},
     {"front", {"agent/render/", "agent/model/", "agent/reader/", "format/", "text/"}},
 };

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "agent/reader/configuration.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -19,7 +21,12 @@ class Configured : public testing::Test {
 
   std::string valueOf(const std::string& text) {
     write(kFile, text);
-    return reader::configuredValue(kFile, "ZEBTempDirectory");
+    return valueNow("ZEBTempDirectory");
+  }
+
+  std::string valueNow(const std::string& key) {
+    const reader::Configuration configuration = reader::readConfiguration();
+    return std::string(reader::settingIn(configuration, key).value());
   }
 
   void TearDown() override {
@@ -75,8 +82,8 @@ TEST_F(Configured, LongLinesAndBinaryFilesGiveNothing) {
 
 TEST_F(Configured, ADirectoryInTheFilesPlaceHoldsOneFileAKey) {
   write(std::string(kFile) + "/ZEBTempDirectory", "\n =/a b\n");
-  EXPECT_EQ("/a", reader::configuredValue(kFile, "ZEBTempDirectory"));
-  EXPECT_EQ("", reader::configuredValue(kFile, "Other"));
+  EXPECT_EQ("/a", valueNow("ZEBTempDirectory"));
+  EXPECT_EQ("", valueNow("Other"));
 }
 
 TEST_F(Configured, WithoutConfigurationItIsTmp) {

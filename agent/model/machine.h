@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the machine says of its brokers, besides what is in their shared memory.
+#ifndef ZEB_AGENT_MODEL_MACHINE_H
+#define ZEB_AGENT_MODEL_MACHINE_H
+
+#include <cstdint>
+#include <map>
+
+#include "agent/reader/configuration.h"
+#include "agent/reader/limits.h"
+#include "agent/reader/locks.h"
+#include "agent/reader/processes.h"
+
+namespace model {
+
+// All of it of one moment, as far as it could be read by this user.
+struct Machine {
+  // More processes than that are not looked at, whoever names them.
+  static constexpr std::size_t kMostProcesses = 4096;
+
+  reader::Clocks clocks;
+  reader::Configuration configuration;
+  reader::Limits limits;
+  reader::LockList locks;  // of the key files in the snapshot's directory
+
+  // Each process that a lock or an execution group names, by its number.
+  std::map<std::int32_t, reader::Process> processes;
+
+  // Null for one that wasn't looked at.
+  const reader::Process* find(std::int32_t id) const {
+    const auto found = processes.find(id);
+    return found == processes.end() ? nullptr : &found->second;
+  }
+};
+
+}  // namespace model
+
+#endif  // ZEB_AGENT_MODEL_MACHINE_H

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/reader/bounded_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+
+namespace reader {
+namespace {
+
+constexpr char kBlanks[] = " \t\n";
+
+// Appends at most `most` bytes; what read() returned last.
+ssize_t append(int file, std::string& text, std::size_t most) {
+  char part[4096];
+  ssize_t got;
+  do {
+    got = read(file, part, std::min(sizeof part, most));
+    if (got <= 0) continue;
+    text.append(part, static_cast<std::size_t>(got));
+    most -= static_cast<std::size_t>(got);
+  } while ((got > 0 && most > 0) || (got < 0 && errno == EINTR));
+  return got;
+}
+
+}  // namespace
+
+FileText readFile(const std::string& path, std::size_t most) {
+  FileText file;
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (descriptor < 0 || append(descriptor, file.text, most + 1) < 0) file.error = errno;
+  if (descriptor >= 0) close(descriptor);
+  file.cut = file.text.size() > most;
+  if (file.cut) file.text.resize(most);
+  return file;
+}
+
+std::optional<std::uint64_t> unsignedOf(std::string_view digits) {
+  std::uint64_t value = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [stopped, error] = std::from_chars(digits.data(), end, value);
+  if (error != std::errc() || stopped != end) return std::nullopt;
+  return value;
+}
+
+std::string_view takeWord(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+  const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
+  text.remove_prefix(word.size());
+  return word;
+}
+
+}  // namespace reader
