@@ -14,8 +14,9 @@
 // errno alone, and is no cancellation point: a thread that is cancelled while it waits gets the
 // lock first.
 //
-// A thread that finds the lock taken looks again for a few microseconds. That is longer than most
-// holders need, and much cheaper than to fall asleep and be woken (about 25 us). Then it sleeps.
+// A thread that finds the lock taken looks again for a few microseconds, at growing intervals.
+// That is longer than most holders need, and much cheaper than to fall asleep and be woken (about
+// 25 us). Then it sleeps.
 //
 // Who leaves while threads sleep wakes one of them, which is then next. The system picks it: the
 // highest real-time priority first, else in the order in which they came. Until the next thread has

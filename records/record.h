@@ -118,11 +118,14 @@ class ZEB_Record {
   bool usable(const void* p) const { return status_ == ZEB_STATUS_OK && p; }
 
  private:
+  friend class ZEB_Record_Set;
+
   int status_ = ZEB_STATUS_OK;
   ZEB_Record_Header header_;
   std::unique_ptr<ZEB_Name_Mutex> mutex_;
   void* address_ = nullptr;
   std::uint32_t mutexStale_ = 1;
+  bool wasInSet_ = false;    // of ZEB_Record_Set, which asks
   ZEB_Record_ID mutexId_;    // what mutex_ was built for
   ZEB_Thread_Lock threads_;  // held from lock to unlock
 };

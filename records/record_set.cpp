@@ -54,15 +54,26 @@ ZEB_Record_Set::~ZEB_Record_Set() {
   ZEB_Trace trace(kUnit, "ZEB_Record_Set::~ZEB_Record_Set");
 }
 
+// A record that was in no set yet can't be in this one. So a set of records that were just read
+// needs no index of its members.
 bool ZEB_Record_Set::insert(ZEB_Record* record) {
   try {
-    if (!members_.insert(record).second) return true;
+    if (record->wasInSet_ && has(record)) return true;
+    if (!members_.empty()) members_.insert(record);
   } catch (const std::bad_alloc&) {
     return false;
   }
-  if (ZEB_Record_Collection::insert(record)) return true;
-  members_.erase(record);
-  return false;
+  if (!ZEB_Record_Collection::insert(record)) {
+    members_.erase(record);
+    return false;
+  }
+  record->wasInSet_ = true;
+  return true;
+}
+
+bool ZEB_Record_Set::has(const ZEB_Record* record) {
+  if (members_.empty()) members_ = {begin(), end()};
+  return members_.contains(record);
 }
 
 void ZEB_Record_Set::clear() {

@@ -90,7 +90,9 @@ class ZEB_Record_Set : public ZEB_Record_Collection {
  private:
   void index() const;
 
-  std::unordered_set<const ZEB_Record*> members_;
+  bool has(const ZEB_Record* record);
+
+  std::unordered_set<const ZEB_Record*> members_;  // empty until one might come again
   // Built when children are asked for and records came since: the first child of each parent, and
   // the next sibling of each record. Shorter than the set when memory ran out.
   mutable std::unordered_map<ZEB_Record_ID, std::size_t, ZEB_Record_ID_Hash> firstChild_;

@@ -70,17 +70,10 @@ ZEB_ORVA_Resource::ZEB_ORVA_Resource(ZEB_RecordType type, const ZEB_Resource_ID*
 
 ZEB_ORVA_Resource::ZEB_ORVA_Resource(const ZEB_REIR* record) {
   ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::ZEB_ORVA_Resource");
-  const auto type = record ? static_cast<ZEB_RecordType>(record->type()) : ZEB_REIR_RECORD;
-  if (record) {
-    const ZEB_Resource_ID id = record->getResourceId();
-    setInformationRecord(type, &id);
-  } else {
-    setInformationRecord(type, nullptr);
-  }
-  if (OK() && record) {
-    assign(type, record_.get(), record);
-    if (!record_->OK()) status_ = ZEB_STATUS_FAILED;
-  }
+  if (record)
+    copyInformationRecord(*record);
+  else
+    setInformationRecord(ZEB_REIR_RECORD, nullptr);
   if (!OK()) cleanup();
 }
 
@@ -101,6 +94,19 @@ void ZEB_ORVA_Resource::setInformationRecord(ZEB_RecordType type, const ZEB_Reso
   ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::setInformationRecord");
   if (!OK()) return;
   record_.reset(makeRecord(type, id));
+  requireRecord(trace);
+}
+
+// Traced as what it is a part of.
+void ZEB_ORVA_Resource::copyInformationRecord(const ZEB_REIR& record) {
+  ZEB_Trace trace(kUnit, "ZEB_ORVA_Resource::setInformationRecord");
+  const auto type = static_cast<ZEB_RecordType>(record.type());
+  record_.reset(makeRecord(type, nullptr));
+  if (record_ && record_->OK()) assign(type, record_.get(), &record);
+  requireRecord(trace);
+}
+
+void ZEB_ORVA_Resource::requireRecord(const ZEB_Trace& trace) {
   if (record_ && record_->OK()) return;
   status_ = ZEB_STATUS_FAILED;
   trace.allocationError();

@@ -8,6 +8,7 @@
 #include <typeinfo>
 
 #include "base/resource_id.h"
+#include "base/trace.h"
 #include "records/record_set.h"
 #include "records/resource_record.h"
 #include "records/statistics_record.h"
@@ -98,6 +99,9 @@ class ZEB_ORVA_Resource {
 
  private:
   friend class ZEB_ORVA_Resource_Set;
+
+  void copyInformationRecord(const ZEB_REIR& record);
+  void requireRecord(const ZEB_Trace& trace);
 
   const ZEB_ORVA_Resource_Set* set_ = nullptr;  // whose member it is
   std::atomic<int> status_ = ZEB_STATUS_OK;     // message threads may set it

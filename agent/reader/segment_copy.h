@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "agent/reader/damage.h"
+#include "agent/reader/unchanged.h"
 #include "format/event_bytes.h"
 #include "format/layout.h"
 
@@ -72,10 +73,15 @@ void keepWhole(Memory& memory, Area& area, std::span<const std::uint8_t> shared,
                std::uint32_t stride) {
   constexpr std::uint8_t kNotWhole = 0xFF;  // makes no length in another record smaller
   const auto again = std::make_unique_for_overwrite<std::uint8_t[]>(area.last);
+  const Unchanged unchanged(memory, area.bytes, shared);
   const auto keepPart = [&](std::uint32_t begin, std::uint32_t end) {
     const std::span<std::uint8_t> bytes = std::span(area.bytes).first(end);
     for (std::uint32_t at = begin; at < end;) {
       const std::size_t size = layout::storedSize(bytes.subspan(at));
+      if (size > 0 && unchanged.holds(at, size)) {
+        at += static_cast<std::uint32_t>(size);
+        continue;
+      }
       const event_bytes::Look seen =
           size > 0 ? event_bytes::find(memory, shared.subspan(at, end - at), {&again[0], end - at})
                    : event_bytes::Look{};
