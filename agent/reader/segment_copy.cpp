@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "agent/reader/settled.h"
 #include "format/layout.h"
 
 namespace reader {
@@ -220,6 +221,7 @@ Header copyOnce(Area& area, Bytes own) {
   area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
   area.lastUpdate = header.lastUpdate();
   area.bytes.assign(own.begin(), own.begin() + area.last);
+  if (area.name == kStatistics) area.torn = settle(area, own);
   event_bytes::PlainMemory memory;
   if (area.name == kEventTemplates) keepWhole(memory, area, own, 1);
   if (area.name == kEventData) keepWhole(memory, area, own, layout::evdr::bytes);

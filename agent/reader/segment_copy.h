@@ -40,6 +40,10 @@ struct Area {
   // order of posting; the first record there may be one that is not yet posted.
   std::optional<std::uint32_t> overtaken;
 
+  // Only of the statistics area: where records begin that somebody was writing whenever they were
+  // copied, in rising order. Each may be half an old one and half a new one.
+  std::vector<std::uint32_t> torn;
+
   // Records behind `next` are left over from before the last wrap.
   bool wrapped() const { return next < last; }
 };

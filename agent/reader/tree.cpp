@@ -13,8 +13,10 @@ namespace stir = layout::stir;
 // The records of one statistics area, joined by parent ID.
 class Family {
  public:
-  explicit Family(std::vector<Record> records)
-      : records_(std::move(records)),
+  // The area must live as long.
+  Family(const Area& area, std::vector<Record> records)
+      : area_(area),
+        records_(std::move(records)),
         members_(records_.size()),
         shift_(64 - static_cast<int>(std::bit_width(2 * records_.size() + 1))),
         table_(std::size_t{1} << (64 - shift_), kNone) {
@@ -56,6 +58,10 @@ class Family {
 
   bool holdsParentOf(const Record& record) const { return memberOf(record).hasParent; }
 
+  bool isTorn(const Record& record) const {
+    return std::ranges::binary_search(area_.torn, record.offset());
+  }
+
   bool repeats(const Record& record) const { return &records_[memberOf(record).first] != &record; }
 
  private:
@@ -82,6 +88,7 @@ class Family {
     return table_[at];
   }
 
+  const Area& area_;
   std::vector<Record> records_;
   std::vector<Member> members_;
   int shift_;
@@ -111,7 +118,8 @@ Statistics statisticsOf(const Record& record, DamageList& damage) {
           .maxQueued = record.signed32(stir::maxQueued),
           .minQueued = record.signed32(stir::minQueued),
           .firstCollection = record.calendar(stir::firstCollection),
-          .lastCollection = record.calendar(stir::lastCollection)};
+          .lastCollection = record.calendar(stir::lastCollection),
+          .torn = false};
 }
 
 Node nodeOf(const Record& record, const Family& family, DamageList& damage) {
@@ -122,7 +130,10 @@ Node nodeOf(const Record& record, const Family& family, DamageList& damage) {
             .recordId = record.id(),
             .statistics = std::nullopt};
   const auto statistics = family.children(ZEB_STIR_RECORD, record);
-  if (!statistics.empty()) node.statistics = statisticsOf(*statistics.front(), damage);
+  if (!statistics.empty()) {
+    node.statistics = statisticsOf(*statistics.front(), damage);
+    node.statistics->torn = family.isTorn(*statistics.front());
+  }
   return node;
 }
 
@@ -190,7 +201,7 @@ void reportUnreachable(const Family& family, DamageList& damage) {
 std::optional<Broker> readTree(const SegmentCopy& copy, DamageList& damage) {
   const Area* area = copy.find(kStatistics);
   if (area == nullptr) return std::nullopt;
-  const Family family(walk(*area, damage));
+  const Family family(*area, walk(*area, damage));
   const Record* broker = family.first(ZEB_BRIR_RECORD);
   reportUnreachable(family, damage);
   if (broker == nullptr) return std::nullopt;

@@ -35,6 +35,9 @@ struct Statistics {
   std::int32_t minQueued = 0;
   Time firstCollection;  // nothing before the first message
   Time lastCollection;
+
+  // Somebody was writing whenever it was copied: the numbers may be of two messages.
+  bool torn = false;
 };
 
 // Labels and other texts are UTF-8 and may hold anything, control characters included.

@@ -17,9 +17,9 @@ constexpr char kAgent[] = ZEB_AGENT_SOURCES;
 // A folder, and what of this repository it may include besides itself.
 const std::map<std::string, std::vector<std::string>> kBelow = {
     {"reader", {"format/", "text/"}},
-    {"model", {"agent/reader/", "format/"}},
+    {"model", {"agent/reader/", "flowfile/", "format/"}},
     {"render", {"agent/model/", "agent/reader/", "text/"}},
-    {"front", {"agent/render/", "agent/model/", "agent/reader/", "format/", "text/"}},
+    {"front", {"agent/render/", "agent/model/", "agent/reader/", "flowfile/", "format/", "text/"}},
 };
 
 std::vector<std::string> includesOf(const fs::path& file) {
