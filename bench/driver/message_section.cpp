@@ -44,20 +44,25 @@ nlohmann::json measureMessages(const Plan& plan) {
   const Node plain(library, kPlain);
   const Node input(library, kInput);
   const Node events(library, kEvents);
-  const Floor floor(kAreaBytes);
+  Floor floor(kAreaBytes);
   Message message;
   const auto pair = [&] { floor.lockPair(); };
   const auto one = [&] { floor.message(message.bits(), kMessageBytes); };
   const auto event = [&] { floor.event(message.bits()); };
   const auto both = [&] { floor.messageWithEvent(message.bits(), kMessageBytes); };
+  const auto leanOne = [&] { floor.leanMessage(message.bits(), kMessageBytes); };
+  const auto leanBoth = [&] { floor.leanMessageWithEvent(message.bits(), kMessageBytes); };
   const Rounds parts = inTurn(effort, pair, event);
   nlohmann::json found = {{"lockPair", median(parts.first)},
                           {"eventFloor", median(parts.second)},
                           {"message", against(effort, one, plain, message)},
                           {"input", against(effort, one, input, message)},
-                          {"withEvent", against(effort, both, events, message)}};
+                          {"withEvent", against(effort, both, events, message)},
+                          {"messageLean", against(effort, leanOne, plain, message)},
+                          {"inputLean", against(effort, leanOne, input, message)},
+                          {"withEventLean", against(effort, leanBoth, events, message)}};
   for (const auto& label : {kPlain.label, kInput.label, kEvents.label})
-    requireCounted(label, callsOf(effort));
+    requireCounted(label, 2 * callsOf(effort));
   return found;
 }
 

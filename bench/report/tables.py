@@ -43,6 +43,11 @@ def _message_goals(goals, found):
     goals.at_most("one message ÷ floor", 1.10, messages["message"]["ratio"])
     goals.at_most("message of an input node ÷ floor of one message", 1.15, messages["input"]["ratio"])
     goals.at_most("message with event ÷ floor of both", 1.10, messages["withEvent"]["ratio"])
+    goals.at_most("one message ÷ lean floor", 1.12, messages["messageLean"]["ratio"])
+    goals.at_most("message of an input node ÷ lean floor of one message", 1.18,
+                  messages["inputLean"]["ratio"])
+    goals.at_most("message with event ÷ lean floor of both", 1.12,
+                  messages["withEventLean"]["ratio"])
     allocations = found["allocations"]
     goals.at_most("allocations a message", 0, allocations["message"], digits=0)
     goals.at_most("allocations a message with event", 0, allocations["withEvent"], digits=0)
@@ -119,7 +124,9 @@ def conditions(found):
 def messages(found):
     part = found["messages"]
     names = {"message": "message", "input": "message of an input node",
-             "withEvent": "message with event"}
+             "withEvent": "message with event", "messageLean": "message, lean floor",
+             "inputLean": "message of an input node, lean floor",
+             "withEventLean": "message with event, lean floor"}
     rows = [(text, _nanoseconds(part[name]["floor"]), _nanoseconds(part[name]["library"]),
              _ratio(part[name])) for name, text in names.items()]
     points = found["tracePoints"]

@@ -76,12 +76,12 @@ void writeText(std::uint8_t* text, std::int64_t value) {
 }
 
 // A sum as text, and behind it its largest and smallest value.
-void addTo(std::uint8_t* series, std::int32_t value, bool first) {
+void addTo(std::uint8_t* series, std::int64_t sum, std::int32_t value, bool first) {
   std::int32_t extremes[2];
   std::memcpy(extremes, series + kTextBytes, sizeof extremes);
   extremes[0] = first ? value : std::max(extremes[0], value);
   extremes[1] = first ? value : std::min(extremes[1], value);
-  writeText(series, readText(series) + value);
+  writeText(series, sum);
   std::memcpy(series + kTextBytes, extremes, sizeof extremes);
 }
 
@@ -117,18 +117,33 @@ void Floor::lockPair() const {
   change(kRecordLock, 1);
 }
 
-void Floor::message(const std::uint8_t* bits, int size) const {
+template <class Fold>
+void Floor::measure(const std::uint8_t* bits, Fold fold) const {
   const Stamp start = now();
   std::uint8_t descriptor[kDescriptorBytes];
   std::memcpy(descriptor, bits, sizeof descriptor);
   asm volatile("" : : "r"(descriptor) : "memory");  // the copy is made, though nobody reads it
   const Stamp stop = now();
   change(kRecordLock, -1);
-  fold(size, between(start, stop));
+  fold(between(start, stop));
   change(kRecordLock, 1);
 }
 
-void Floor::fold(int size, std::int32_t elapsed) const {
+void Floor::message(const std::uint8_t* bits, int size) const {
+  measure(bits, [&](std::int32_t elapsed) { fold(stored(), size, elapsed); });
+}
+
+void Floor::leanMessage(const std::uint8_t* bits, int size) {
+  measure(bits, [&](std::int32_t elapsed) { last_ = fold(last_, size, elapsed); });
+}
+
+Floor::Sums Floor::stored() const {
+  const std::uint8_t* const record = memory_ + kRecordAt;
+  return {readText(record + kCount), readText(record + kSize), readText(record + kElapsed),
+          readText(record + kQueued)};
+}
+
+Floor::Sums Floor::fold(Sums sums, int size, std::int32_t elapsed) const {
   std::uint8_t record[kRecordBytes];
   std::memcpy(record, memory_ + kRecordAt, sizeof record);
   const auto time = static_cast<std::uint32_t>(std::time(nullptr)) + layout::kCalendarEpoch;
@@ -137,12 +152,14 @@ void Floor::fold(int size, std::int32_t elapsed) const {
   const bool first = times[0] == 0;
   if (first) times[0] = time;
   times[1] = time;
-  writeText(record + kCount, readText(record + kCount) + 1);
-  addTo(record + kSize, size, first);
-  addTo(record + kElapsed, elapsed, first);
-  addTo(record + kQueued, 0, first);
+  sums = {sums.count + 1, sums.size + size, sums.elapsed + elapsed, sums.queued};
+  writeText(record + kCount, sums.count);
+  addTo(record + kSize, sums.size, size, first);
+  addTo(record + kElapsed, sums.elapsed, elapsed, first);
+  addTo(record + kQueued, sums.queued, 0, first);
   std::memcpy(record + kTimes, times, sizeof times);
   std::memcpy(memory_ + kRecordAt, record, sizeof record);
+  return sums;
 }
 
 void Floor::event(const std::uint8_t* bits) const {
@@ -173,6 +190,11 @@ void Floor::event(const std::uint8_t* bits) const {
 void Floor::messageWithEvent(const std::uint8_t* bits, int size) const {
   event(bits);
   message(bits, size);
+}
+
+void Floor::leanMessageWithEvent(const std::uint8_t* bits, int size) {
+  event(bits);
+  leanMessage(bits, size);
 }
 
 std::int64_t Floor::counted() const {
