@@ -90,6 +90,7 @@ class Reading {
   }
 
   Text failed(int error) {
+    result_.error = error;
     const bool folder = error == EISDIR;
     problem(folder ? "it is a folder. Give the path of a flow file"
                    : std::generic_category().message(error));

@@ -13,6 +13,7 @@ namespace flowfile {
 struct Text {
   std::string text;     // all bytes, whatever they are
   std::string problem;  // why they could not be read, and what to do; empty when they could
+  int error = 0;        // errno of the call that failed; 0 also when none did
 };
 
 // Reads a file, a pipe, or standard input for "-", to its end; at most 64 MiB. Opens a named pipe

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -39,13 +40,18 @@ void sayFindings(const fs::path& path, const std::vector<flowfile::Finding>& fin
                        path.string(), shown));
 }
 
+int codeOfUnread(int error) {
+  if (error == EACCES || error == EPERM) return kExitNoPermission;
+  return error == EIO ? kExitNoOutput : kExitNoFile;
+}
+
 // Reads and checks; the exit code when it isn't to be run.
 std::optional<int> load(const fs::path& path, std::optional<std::chrono::nanoseconds> patience,
                         flowfile::File& file) {
   const flowfile::Text text = flowfile::load(path, patience);
   if (!text.problem.empty()) {
     complain(text.problem);
-    return kExitNoFile;
+    return codeOfUnread(text.error);
   }
   flowfile::ReadResult result = flowfile::read(text.text, path, readSource);
   if (result.findings.empty()) result.findings = outputsThatAreInputs(result.file);
@@ -55,13 +61,18 @@ std::optional<int> load(const fs::path& path, std::optional<std::chrono::nanosec
   return std::nullopt;
 }
 
+std::string counted(std::size_t count, const char* what) {
+  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
 int check(const fs::path& path) {
   flowfile::File file;
   if (const auto code = load(path, 2s, file)) return *code;
   std::size_t flows = 0;
   for (const flowfile::ExecutionGroup& group : file.groups) flows += group.flows.size();
-  say(stdout, fmt::format("{}: ok, {} execution groups, {} message flows", path.string(),
-                          file.groups.size(), flows));
+  say(stdout,
+      fmt::format("{}: ok, {}, {}", path.string(), counted(file.groups.size(), "execution group"),
+                  counted(flows, "message flow")));
   return kExitOk;
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "agent/model/calendar.h"
 #include "agent/reader/temporary_directory.h"
 
 namespace model {
@@ -49,19 +50,21 @@ std::shared_ptr<const Snapshot> Collector::take() {
   snapshot->directory = directory_;
   const reader::KeyFiles files = reader::findKeyFiles(directory_);
   snapshot->error = files.error;
+  const std::int64_t wall = secondsOf(*snapshot);
   if (files.error == 0) {
     forgetAllBut(files.paths);
-    for (const std::string& path : files.paths) snapshot->brokers.push_back(look(path));
+    for (const std::string& path : files.paths) snapshot->brokers.push_back(look(path, wall));
   }
   if (machine_ == MachineFacts::read) snapshot->machine = machineOf(*snapshot);
   return snapshot;
 }
 
 // A segment that can't be read for a moment is not a new one: its log is left as it is.
-std::shared_ptr<const SeenBroker> Collector::look(const std::string& keyFile) {
-  auto broker = std::make_shared<SeenBroker>(decoded(reader::readSegment(keyFile)));
+std::shared_ptr<const SeenBroker> Collector::look(const std::string& keyFile, std::int64_t wall) {
+  auto broker = std::make_shared<SeenBroker>(decoded(reader::readSegment(keyFile), wall));
   if (events_ == Events::read && broker->segment.size > 0) {
     broker->events = logs_[keyFile].read(broker->segment, broker->damage);
+    makeNearest(*broker->events, wall);
   }
   return broker;
 }

@@ -28,7 +28,7 @@ class Collector {
   std::shared_ptr<const Snapshot> take();
 
  private:
-  std::shared_ptr<const SeenBroker> look(const std::string& keyFile);
+  std::shared_ptr<const SeenBroker> look(const std::string& keyFile, std::int64_t wall);
   void forgetAllBut(const std::vector<std::string>& keyFiles);
 
   std::string directory_;

@@ -1,28 +1,143 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/model/selection.h"
 
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "agent/model/pattern.h"
+
 namespace model {
 namespace {
 
-bool selects(const Selection& selection, const SeenBroker& broker) {
-  const std::string& name = selection.broker;
-  return name.empty() || name == broker.uuid() || name == broker.segment.uuid ||
-         name == broker.label();
+using reader::State;
+
+bool selects(const std::string& pattern, const SeenBroker& broker) {
+  return matches(pattern, broker.uuid()) || matches(pattern, broker.segment.uuid) ||
+         (broker.tree && matches(pattern, broker.tree->label));
+}
+
+void narrow(reader::Broker& tree, const Selection& selection) {
+  for (auto& group : tree.executionGroups) {
+    for (auto& flow : group.messageFlows) {
+      std::erase_if(flow.nodes,
+                    [&](const auto& node) { return !matches(selection.node, node.label); });
+    }
+    std::erase_if(group.messageFlows, [&](const auto& flow) {
+      return !matches(selection.flow, flow.label) ||
+             (flow.nodes.empty() && !selection.node.empty());
+    });
+  }
+  std::erase_if(tree.executionGroups, [&](const auto& group) {
+    return !matches(selection.group, group.label) ||
+           (group.messageFlows.empty() && !(selection.flow.empty() && selection.node.empty()));
+  });
+}
+
+// Null when nothing in it is selected.
+std::shared_ptr<const SeenBroker> narrowed(const std::shared_ptr<const SeenBroker>& broker,
+                                           const Selection& selection) {
+  if (!broker->tree) {
+    const State state = broker->segment.state;
+    return state == State::noSegment || state == State::noKeyFile ? nullptr : broker;
+  }
+  reader::Broker tree = *broker->tree;
+  narrow(tree, selection);
+  if (tree.executionGroups.empty()) return nullptr;
+  auto part = std::make_shared<SeenBroker>(*broker);
+  part->tree = std::move(tree);
+  return part;
+}
+
+std::vector<std::string> brokerNames(const Snapshot& snapshot) {
+  std::set<std::string> names;
+  for (const auto& broker : snapshot.brokers) {
+    names.insert(broker->label().empty() ? broker->uuid() : broker->label());
+  }
+  return {names.begin(), names.end()};
+}
+
+std::vector<std::string> namesOf(Unknown::Kind kind, const Snapshot& snapshot) {
+  if (kind == Unknown::Kind::broker) return brokerNames(snapshot);
+  std::set<std::string> names;
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->tree) continue;
+    for (const auto& group : broker->tree->executionGroups) {
+      if (kind == Unknown::Kind::group) names.insert(group.label);
+      for (const auto& flow : group.messageFlows) {
+        if (kind == Unknown::Kind::flow) names.insert(flow.label);
+        if (kind != Unknown::Kind::node) continue;
+        for (const auto& node : flow.nodes) names.insert(node.label);
+      }
+    }
+  }
+  return {names.begin(), names.end()};
+}
+
+// What names need, without the copied bytes.
+Snapshot namesIn(const Snapshot& snapshot) {
+  Snapshot light;
+  for (const auto& broker : snapshot.brokers) {
+    SeenBroker named;
+    named.segment.state = broker->segment.state;
+    named.segment.uuid = broker->segment.uuid;
+    named.tree = broker->tree;
+    light.brokers.push_back(std::make_shared<const SeenBroker>(std::move(named)));
+  }
+  return light;
+}
+
+bool anySelected(const Snapshot& snapshot, bool narrows) {
+  return std::ranges::any_of(snapshot.brokers,
+                             [&](const auto& broker) { return !narrows || broker->tree; });
 }
 
 }  // namespace
 
-Snapshot select(const Snapshot& snapshot, const Selection& selection) {
+Snapshot selectBrokers(const Snapshot& snapshot, const std::string& broker) {
   Snapshot selected = snapshot;
-  std::erase_if(selected.brokers,
-                [&selection](const auto& broker) { return !selects(selection, *broker); });
+  std::erase_if(selected.brokers, [&](const auto& one) { return !selects(broker, *one); });
   return selected;
+}
+
+Snapshot select(const Snapshot& snapshot, const Selection& selection) {
+  Snapshot selected = selectBrokers(snapshot, selection.broker);
+  if (!selection.narrows()) return selected;
+  for (auto& broker : selected.brokers) broker = narrowed(broker, selection);
+  std::erase(selected.brokers, nullptr);
+  return selected;
+}
+
+bool selects(const Selection& selection, const reader::Event& event) {
+  if (!selection.narrows()) return true;
+  return event.origin && matches(selection.group, event.origin->executionGroup) &&
+         matches(selection.flow, event.origin->messageFlow) &&
+         matches(selection.node, event.origin->node);
 }
 
 bool selects(const EventSelection& selection, const reader::Event& event) {
   if (selection.kind && event.kind() != *selection.kind) return false;
   if (!selection.since) return true;
   return event.time.value_or(event.recordId.created().seconds) >= *selection.since;
+}
+
+std::optional<Unknown> findUnknown(const Snapshot& snapshot, const Selection& selection) {
+  if (snapshot.brokers.empty() || selection == Selection()) return std::nullopt;
+  const std::pair<Unknown::Kind, std::string Selection::*> patterns[] = {
+      {Unknown::Kind::broker, &Selection::broker},
+      {Unknown::Kind::group, &Selection::group},
+      {Unknown::Kind::flow, &Selection::flow},
+      {Unknown::Kind::node, &Selection::node}};
+  Snapshot around = namesIn(snapshot);
+  Selection known;
+  for (const auto& [kind, pattern] : patterns) {
+    known.*pattern = selection.*pattern;
+    Snapshot selected = select(around, known);
+    if (!anySelected(selected, known.narrows()))
+      return Unknown{kind, selection.*pattern, namesOf(kind, around)};
+    around = std::move(selected);
+  }
+  return std::nullopt;
 }
 
 }  // namespace model

@@ -6,25 +6,62 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "agent/model/snapshot.h"
 
 namespace model {
 
+// Patterns (pattern.h), each for labels of its kind; that of the broker also for its uuid, as its
+// record says and as its key file is named. An empty one means all.
 struct Selection {
-  std::string broker;  // its label or uuid, empty = all
+  std::string broker = {};
+  std::string group = {};
+  std::string flow = {};
+  std::string node = {};
+
+  bool operator==(const Selection&) const = default;
+
+  // True when it means less than whole brokers.
+  bool narrows() const { return !group.empty() || !flow.empty() || !node.empty(); }
 };
 
+// Besides the selection of places. Nothing means all.
 struct EventSelection {
   std::optional<std::int64_t> since;      // seconds since 1970
   std::optional<reader::EventKind> kind;  // only these
 };
 
-// The same snapshot with the selected brokers only.
+// The selected brokers, with all that they hold.
+Snapshot selectBrokers(const Snapshot& snapshot, const std::string& broker);
+
+// The same snapshot with the selected brokers, groups, flows and nodes; a broker, group or flow
+// that holds none of them is left out. Whole brokers are shared with `snapshot`, others are copied,
+// with all their events and bytes. A broker that could not be read stays: it may hold what was
+// asked for.
 Snapshot select(const Snapshot& snapshot, const Selection& selection);
+
+// Whether the event is of a node that is selected, in a broker that is. One whose template is gone
+// is of no known node.
+bool selects(const Selection& selection, const reader::Event& event);
 
 // An event without a time counts as posted when its record was made.
 bool selects(const EventSelection& selection, const reader::Event& event);
+
+// A pattern that means nothing in a snapshot.
+struct Unknown {
+  enum class Kind { broker, group, flow, node };
+  Kind kind = Kind::broker;
+  std::string pattern;
+
+  // What is there of that kind, within what the patterns before it select: labels, and of a broker
+  // without one the uuid. Sorted, each once.
+  std::vector<std::string> names;
+};
+
+// The first of the selection's patterns that means nothing; nothing when all four mean something,
+// or when there is no broker at all.
+std::optional<Unknown> findUnknown(const Snapshot& snapshot, const Selection& selection);
 
 }  // namespace model
 

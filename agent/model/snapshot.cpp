@@ -1,11 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/model/snapshot.h"
 
+#include <algorithm>
 #include <utility>
+
+#include "agent/model/calendar.h"
 
 namespace model {
 
 using reader::State;
+
+namespace {
+
+void sortByLabels(reader::Broker& tree) {
+  std::ranges::stable_sort(tree.executionGroups, {}, &reader::ExecutionGroup::label);
+  for (auto& group : tree.executionGroups) {
+    std::ranges::stable_sort(group.messageFlows, {}, &reader::MessageFlow::label);
+  }
+}
+
+}  // namespace
 
 State SeenBroker::state() const {
   return segment.state == State::ok && !damage.empty() ? State::damaged : segment.state;
@@ -19,11 +33,14 @@ std::string SeenBroker::label() const {
   return tree ? tree->label : std::string();
 }
 
-SeenBroker decoded(reader::Segment segment) {
+SeenBroker decoded(reader::Segment segment, std::int64_t wall) {
   SeenBroker broker;
   broker.segment = std::move(segment);
   broker.damage = broker.segment.copy.damage;
   broker.tree = reader::readTree(broker.segment.copy, broker.damage);
+  if (!broker.tree) return broker;
+  sortByLabels(*broker.tree);
+  makeNearest(*broker.tree, wall);
   return broker;
 }
 

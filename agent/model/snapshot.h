@@ -22,7 +22,8 @@ struct SeenBroker {
   // The copy of its segment, or why there is none.
   reader::Segment segment;
 
-  // Its resources; nothing while its record is missing.
+  // Its resources, groups and flows by their labels and nodes in the order of their deployment,
+  // with the times that are meant (calendar.h). Nothing while its record is missing.
   std::optional<reader::Broker> tree;
 
   // Of the areas that were decoded.
@@ -64,8 +65,9 @@ struct Snapshot {
   std::shared_ptr<const Machine> machine;
 };
 
-// Decodes what was copied of a broker, all but its events.
-SeenBroker decoded(reader::Segment segment);
+// Decodes what was copied of a broker at the wall time `wall`, in seconds since 1970; all but its
+// events.
+SeenBroker decoded(reader::Segment segment, std::int64_t wall);
 
 // The wall time in seconds since 1970.
 std::int64_t secondsOf(const Snapshot& snapshot);

@@ -22,12 +22,11 @@ std::string padded(std::string text, std::size_t width) {
 }
 
 // The event's own time; the milliseconds come from its record ID, made at the same moment.
-std::string timeOf(const reader::Event& event) {
-  if (!event.time) return "-";
+std::string timeOf(const reader::Event& event, Zone zone) {
+  if (!event.time) return kMissing;
   const reader::Stamp created = event.recordId.created();
-  std::string text = dateAndTime(*event.time);
-  if (*event.time == created.seconds) text += fmt::format(".{:03}", created.milliseconds);
-  return text;
+  if (*event.time != created.seconds) return dateAndTime(*event.time, zone);
+  return dateAndTime(*event.time, zone, created.milliseconds);
 }
 
 std::string placeOf(const reader::Event& event) {
@@ -43,15 +42,15 @@ bool allZero(std::span<const std::uint8_t> bytes) {
 }  // namespace
 
 std::string eventsHeader(const model::SeenBroker& broker) {
-  return fmt::format("Broker {}\n{:<23}  {:<9}  {:<38}  {}\n", nameOf(broker), "time (UTC)", "kind",
+  return fmt::format("Broker {}\n{:<24}  {:<9}  {:<38}  {}\n", nameOf(broker), "time", "kind",
                      "node", "application, put");
 }
 
-std::string eventLines(const reader::Event& event) {
+std::string eventLines(const reader::Event& event, Zone zone) {
   std::string application = shortened(event.putApplicationName, 28);
   if (!event.putDate.empty()) application += " " + printable(event.putDate);
   if (!event.putTime.empty()) application += " " + printable(event.putTime);
-  std::string text = fmt::format("{}  {:<9}  {}  {}\n", padded(timeOf(event), 23),
+  std::string text = fmt::format("{}  {:<9}  {}  {}\n", padded(timeOf(event, zone), 24),
                                  kindName(event.kind()), padded(placeOf(event), 38), application);
   if (event.origin) text += "    " + printable(event.origin->text) + "\n";
   text += fmt::format("    message {}  thread {}\n", hex(event.messageId), event.threadId);

@@ -18,8 +18,11 @@ Json numberOrNull(const reader::Number& number) {
   return number ? Json(*number) : Json(nullptr);
 }
 
-Json schema(const char* name) {
-  return {{"schema", name}, {"version", 1}};
+// What every document begins with.
+Json headOf(const char* schema, int version, const model::Snapshot& snapshot) {
+  return {{"schema", schema},
+          {"version", version},
+          {"collectedAt", isoTime(model::secondsOf(snapshot))}};
 }
 
 // What every broker's object begins with.
@@ -128,10 +131,17 @@ void makePrintable(Json& value) {
   }
 }
 
+struct ValueOf {
+  Json operator()(Missing) const { return nullptr; }
+  Json operator()(Unreadable) const { return nullptr; }
+  Json operator()(const Moment& moment) const { return isoTime(moment.seconds); }
+  Json operator()(const auto& value) const { return value; }
+};
+
 }  // namespace
 
 Json brokersDocument(const model::Snapshot& snapshot) {
-  Json document = schema("zebmon.brokers");
+  Json document = headOf("zebmon.brokers", 1, snapshot);
   document["temporaryDirectory"] = snapshot.directory;
   Json& list = document["brokers"] = Json::array();
   for (const auto& broker : snapshot.brokers) {
@@ -145,7 +155,7 @@ Json brokersDocument(const model::Snapshot& snapshot) {
 }
 
 Json statisticsDocument(const model::Snapshot& snapshot) {
-  Json document = schema("zebmon.stats");
+  Json document = headOf("zebmon.stats", 1, snapshot);
   Json& list = document["brokers"] = Json::array();
   for (const auto& broker : snapshot.brokers) {
     Json object = identity(*broker);
@@ -160,7 +170,7 @@ Json statisticsDocument(const model::Snapshot& snapshot) {
 }
 
 Json eventDocument(const model::SeenBroker& broker, const reader::Event& event) {
-  Json document = schema("zebmon.event");
+  Json document = {{"schema", "zebmon.event"}, {"version", 1}};
   document["broker"] = {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)},
                         {"uuid", broker.uuid()}};
   document["kind"] = kindName(event.kind());
@@ -176,6 +186,19 @@ Json eventDocument(const model::SeenBroker& broker, const reader::Event& event) 
   document["putTime"] = event.putTime;
   document["template"] = originObject(event);
   return document;
+}
+
+std::string rowLines(const char* schema, const model::Snapshot& snapshot, const Sheet& sheet) {
+  std::string lines;
+  for (const Row& row : sheet.rows) {
+    if (row.cells.empty()) continue;
+    Json document = headOf(schema, 1, snapshot);
+    for (std::size_t i = 0; i < sheet.columns.size(); ++i) {
+      document[sheet.columns[i].name] = std::visit(ValueOf(), row.cells[i].value);
+    }
+    lines += written(std::move(document), true);
+  }
+  return lines;
 }
 
 std::string written(Json document, bool oneLine) {

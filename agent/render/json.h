@@ -7,6 +7,7 @@
 #include <string>
 
 #include "agent/model/snapshot.h"
+#include "agent/render/sheet.h"
 
 namespace render {
 
@@ -18,6 +19,9 @@ using Json = nlohmann::ordered_json;
 Json brokersDocument(const model::Snapshot& snapshot);
 Json statisticsDocument(const model::Snapshot& snapshot);
 Json eventDocument(const model::SeenBroker& broker, const reader::Event& event);
+
+// A document a row on a line each, with a key a column behind those that every document has.
+std::string rowLines(const char* schema, const model::Snapshot& snapshot, const Sheet& sheet);
 
 // ASCII with a newline at its end: every text in it printable, and what is left above ASCII as
 // "\u00f6". Indented unless it is to be one line.

@@ -6,18 +6,35 @@
 
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <string_view>
 #include <system_error>
 
 namespace render {
 namespace {
 
-std::string formatTime(const char* format, std::int64_t seconds) {
+std::optional<tm> partsOf(std::int64_t seconds, Zone zone) {
   const time_t time = seconds;
   tm parts;
-  if (gmtime_r(&time, &parts) == nullptr) return "-";
+  const tm* const known = zone == Zone::utc ? gmtime_r(&time, &parts) : localtime_r(&time, &parts);
+  return known == nullptr ? std::nullopt : std::optional(parts);
+}
+
+std::string formatted(const char* format, const tm& parts) {
   std::array<char, 64> text;
   return {text.data(), strftime(text.data(), text.size(), format, &parts)};
+}
+
+std::string zoneOf(const tm& parts, Zone zone) {
+  if (zone == Zone::utc) return "Z";
+  const long minutes = std::labs(parts.tm_gmtoff) / 60;
+  return fmt::format("{}{:02}:{:02}", parts.tm_gmtoff < 0 ? '-' : '+', minutes / 60, minutes % 60);
+}
+
+std::string withZone(const char* format, std::int64_t seconds, Zone zone,
+                     const std::string& fraction) {
+  const auto parts = partsOf(seconds, zone);
+  return parts ? formatted(format, *parts) + fraction + zoneOf(*parts, zone) : kMissing;
 }
 
 }  // namespace
@@ -35,25 +52,37 @@ std::string scaled(Number value) {
   return fmt::format("{:.{}f}{}", shown, shown < 99.95 ? 1 : 0, units[unit]);
 }
 
-std::string average(Number sum, Number count) {
-  if (!sum || !count) return kUnreadable;
-  if (*count <= 0) return "-";
-  const double value = static_cast<double>(*sum) / static_cast<double>(*count);
-  if (value < 99.95) return fmt::format("{:.1f}", value);
-  return scaled(std::llround(value));
+std::string decimal(double value) {
+  constexpr double kLargest = 9.2e18;
+  if (!(std::abs(value) <= kLargest)) return kUnreadable;
+  return value < 99.95 ? fmt::format("{:.1f}", value) : scaled(std::llround(value));
+}
+
+std::string duration(std::int64_t seconds) {
+  if (seconds < 0) return "0 s";
+  if (seconds < 60) return fmt::format("{} s", seconds);
+  if (seconds < 3600) return fmt::format("{} min", seconds / 60);
+  if (seconds < 2 * 86400) return fmt::format("{} h", seconds / 3600);
+  return fmt::format("{} d", seconds / 86400);
 }
 
 std::string isoTime(std::int64_t seconds) {
-  return formatTime("%Y-%m-%dT%H:%M:%SZ", seconds);
+  return withZone("%Y-%m-%dT%H:%M:%S", seconds, Zone::utc, "");
 }
-std::string dateAndTime(std::int64_t seconds) {
-  return formatTime("%Y-%m-%d %H:%M:%S", seconds);
+
+std::string dateAndTime(std::int64_t seconds, Zone zone,
+                        std::optional<std::uint32_t> milliseconds) {
+  const std::string fraction = milliseconds ? fmt::format(".{:03}", *milliseconds) : "";
+  return withZone("%Y-%m-%d %H:%M:%S", seconds, zone, fraction);
 }
-std::string dateOnly(std::int64_t seconds) {
-  return formatTime("%Y-%m-%d", seconds);
+
+std::string dateOnly(std::int64_t seconds, Zone zone) {
+  const auto parts = partsOf(seconds, zone);
+  return parts ? formatted("%Y-%m-%d", *parts) : kMissing;
 }
-std::string timeOnly(std::int64_t seconds) {
-  return formatTime("%H:%M:%S", seconds);
+
+std::string timeOnly(std::int64_t seconds, Zone zone) {
+  return withZone("%H:%M:%S", seconds, zone, "");
 }
 
 std::string errorText(int error) {

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <iterator>
 
 #include "agent/render/values.h"
@@ -17,7 +18,7 @@ using reader::State;
 using text::printable;
 
 constexpr std::size_t kLongestName = 60;
-constexpr std::size_t kMostNames = 20;
+constexpr std::size_t kMostNames = 10;
 
 std::string noPermission(const SeenBroker& broker) {
   const std::string& group = broker.segment.group;
@@ -46,19 +47,42 @@ std::string noneAtAll(const Snapshot& snapshot) {
       printable(snapshot.directory));
 }
 
-std::string noneSelected(const Snapshot& snapshot, const std::string& name) {
-  std::string text = fmt::format(
-      "no broker \"{0}\": there is no key file {1}{0}.zebcshme, and no segment that could be read "
-      "has that label. Deploy a node in it, or name the directory that it uses with "
-      "--temp-directory (a service may have a private one)",
-      printable(name), printable(snapshot.directory));
-  std::size_t unknown = 0;
-  for (const auto& broker : snapshot.brokers) {
-    if (broker->tree || ++unknown > kMostNames) continue;
-    text += fmt::format("; label unknown: {}", nameOf(*broker));
+const char* kindOf(model::Unknown::Kind kind) {
+  using Kind = model::Unknown::Kind;
+  switch (kind) {
+    case Kind::broker:
+      return "broker";
+    case Kind::group:
+      return "execution group";
+    case Kind::flow:
+      return "message flow";
+    case Kind::node:
+      break;
   }
-  if (unknown > kMostNames) text += fmt::format("; and {} more", unknown - kMostNames);
-  return text;
+  return "node";
+}
+
+// "A, B (2 in all)", or that there is none.
+std::string listed(const std::vector<std::string>& names) {
+  if (names.empty()) return "there is none at all";
+  std::string list;
+  for (std::size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
+    list += (i == 0 ? "there are " : ", ") + text::shortened(names[i], kLongestName);
+  }
+  if (names.size() > kMostNames) list += ", ...";
+  return list + fmt::format(" ({} in all)", names.size());
+}
+
+std::string nothingSelected(const Snapshot& snapshot, const model::Unknown& unknown) {
+  const bool broker = unknown.kind == model::Unknown::Kind::broker;
+  const std::string where = broker ? " in " + printable(snapshot.directory) : "";
+  const std::string remedy =
+      unknown.names.empty() ? "Leave out what narrows the selection"
+      : broker ? "Name one of these, or the directory of its key files with --temp-directory (a "
+                 "service may have a private one)"
+               : "Name one of these, or a pattern such as \"*in*\"";
+  return fmt::format("no {} \"{}\"{}: {}. {}", kindOf(unknown.kind), printable(unknown.pattern),
+                     where, listed(unknown.names), remedy);
 }
 
 }  // namespace
@@ -142,16 +166,16 @@ std::vector<std::string> damageOf(const SeenBroker& broker) {
   return lines;
 }
 
-std::string problemOf(const Snapshot& snapshot, const Snapshot& selected,
-                      const model::Selection& selection) {
+std::string problemOf(const Snapshot& snapshot, const model::Selection& selection) {
   if (snapshot.error != 0) {
     return fmt::format(
         "can't read the directory {}: {}. Name the directory that the brokers use with "
         "--temp-directory; you need read and search permission on it",
         printable(snapshot.directory), errorText(snapshot.error));
   }
-  if (!selected.brokers.empty()) return {};
-  return selection.broker.empty() ? noneAtAll(snapshot) : noneSelected(snapshot, selection.broker);
+  if (snapshot.brokers.empty()) return noneAtAll(snapshot);
+  const auto unknown = findUnknown(snapshot, selection);
+  return unknown ? nothingSelected(snapshot, *unknown) : "";
 }
 
 std::string missedOf(const SeenBroker& broker) {

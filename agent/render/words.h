@@ -29,10 +29,9 @@ std::string problemOf(const model::SeenBroker& broker);
 // One line a damaged place: area, offset, reason.
 std::vector<std::string> damageOf(const model::SeenBroker& broker);
 
-// Why nothing was selected from `snapshot`, or nothing could be, and what to do; empty when
-// `selected`, which is what select() made of the two, holds a broker.
-std::string problemOf(const model::Snapshot& snapshot, const model::Snapshot& selected,
-                      const model::Selection& selection);
+// Why the selection means nothing in `snapshot`, and what there is instead; empty when each of its
+// patterns means something.
+std::string problemOf(const model::Snapshot& snapshot, const model::Selection& selection);
 
 // How many events were overwritten before they could be read; empty when none was, or when nobody
 // asked for events.

@@ -22,16 +22,17 @@ struct RunOptions {
   std::filesystem::path log;          // empty: standard error; "-": standard output
 };
 
-// Exit codes, those of sysexits.h where it has one.
+// Exit codes, those of sysexits.h where it has one. zebmon has the same.
 enum ExitCode {
   kExitOk = 0,
-  kExitDifference = 1,    // shared memory differs, or a process failed
-  kExitUsage = 64,        // EX_USAGE
-  kExitWrongFile = 65,    // EX_DATAERR
-  kExitNoFile = 66,       // EX_NOINPUT
-  kExitUnavailable = 69,  // EX_UNAVAILABLE: no private view, or the plug-in can't be used
-  kExitNoOutput = 74,     // EX_IOERR: standard output can't be written
-  kExitSignal = 128,      // plus the signal that stopped the run at once
+  kExitDifference = 1,     // shared memory differs, or a process failed
+  kExitUsage = 64,         // EX_USAGE
+  kExitWrongFile = 65,     // EX_DATAERR
+  kExitNoFile = 66,        // EX_NOINPUT
+  kExitUnavailable = 69,   // EX_UNAVAILABLE: no private view, or the plug-in can't be used
+  kExitNoOutput = 74,      // EX_IOERR: reading or writing failed
+  kExitNoPermission = 77,  // EX_NOPERM
+  kExitSignal = 128,       // plus the signal that stopped the run at once
 };
 
 }  // namespace host

@@ -27,16 +27,29 @@ TEST(ExitCode, ABrokerThatIsNotRunningIsAnAnswer) {
 }
 
 TEST(ExitCode, WhatCouldNotBeReadIsAFailureWhereverItStands) {
-  for (const State state :
-       {State::noPermission, State::notInitialised, State::damaged, State::failed}) {
-    EXPECT_EQ(cli::kNotAllRead, cli::exitCodeOf(brokersIn({state, State::ok})));
-    EXPECT_EQ(cli::kNotAllRead, cli::exitCodeOf(brokersIn({State::ok, state})));
+  for (const auto& [state, code] :
+       {std::pair(State::noPermission, 77), std::pair(State::notInitialised, 65),
+        std::pair(State::damaged, 65), std::pair(State::failed, 74)}) {
+    EXPECT_EQ(code, cli::exitCodeOf(brokersIn({state, State::ok})));
+    EXPECT_EQ(code, cli::exitCodeOf(brokersIn({State::ok, state})));
   }
+}
+
+TEST(ExitCode, OfSeveralFailuresNoPermissionCountsBeforeFailedReadingAndThatBeforeDamage) {
+  EXPECT_EQ(77, cli::exitCodeOf(brokersIn({State::damaged, State::noPermission, State::failed})));
+  EXPECT_EQ(74, cli::exitCodeOf(brokersIn({State::failed, State::damaged})));
 }
 
 TEST(ExitCode, NoBrokerIsToldFromADirectoryThatCannotBeRead) {
   model::Snapshot snapshot;
   EXPECT_EQ(cli::kNoBroker, cli::exitCodeOf(snapshot));
-  snapshot.error = EACCES;
-  EXPECT_EQ(cli::kNotAllRead, cli::exitCodeOf(snapshot));
+  const auto with = [&snapshot](int error) {
+    snapshot.error = error;
+    return cli::exitCodeOf(snapshot);
+  };
+  EXPECT_EQ(cli::kNoPermission, with(EACCES));
+  EXPECT_EQ(cli::kNoPermission, with(EPERM));
+  EXPECT_EQ(cli::kNoFile, with(ENOENT));
+  EXPECT_EQ(cli::kNoFile, with(ENOTDIR));
+  EXPECT_EQ(cli::kFailed, with(EIO));
 }

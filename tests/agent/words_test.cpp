@@ -21,10 +21,16 @@ SeenBroker in(State state) {
   return broker;
 }
 
-std::shared_ptr<const SeenBroker> unknown(const std::string& uuid) {
-  SeenBroker broker = in(State::noSegment);
-  broker.segment.uuid = uuid;
-  return std::make_shared<const SeenBroker>(broker);
+// A snapshot of brokers with these labels.
+Snapshot among(const std::vector<std::string>& labels) {
+  Snapshot snapshot;
+  snapshot.directory = "/tmp/";
+  for (const std::string& label : labels) {
+    SeenBroker broker = in(State::ok);
+    broker.tree.emplace().label = label;
+    snapshot.brokers.push_back(std::make_shared<const SeenBroker>(std::move(broker)));
+  }
+  return snapshot;
 }
 
 }  // namespace
@@ -89,20 +95,49 @@ TEST(Words, WhyNothingWasSelected) {
   EXPECT_EQ(
       "no broker has a key file (*.zebcshme) in /tmp/. Deploy a node, or name the directory that "
       "the brokers use with --temp-directory",
-      render::problemOf(snapshot, snapshot, {}));
-  const std::string none =
-      "no broker \"B\": there is no key file /tmp/B.zebcshme, and no segment that could be read "
-      "has that label. Deploy a node in it, or name the directory that it uses with "
-      "--temp-directory (a service may have a private one)";
-  EXPECT_EQ(none, render::problemOf(snapshot, snapshot, {.broker = "B"}));
-  Snapshot all = snapshot;
-  all.brokers.push_back(unknown("4-5-6"));
-  EXPECT_EQ(none + "; label unknown: uuid 4-5-6",
-            render::problemOf(all, snapshot, {.broker = "B"}));
-  EXPECT_EQ("", render::problemOf(all, all, {.broker = "4-5-6"}));
-  all.brokers.assign(23, unknown("x"));
-  const std::string many = render::problemOf(all, snapshot, {.broker = "B"});
-  EXPECT_TRUE(many.ends_with("; label unknown: uuid x; and 3 more")) << many;
+      render::problemOf(snapshot, {}));
+  EXPECT_EQ("", render::problemOf(among({"BRK1"}), {}));
+}
+
+TEST(Words, OfAnUnknownNameItIsSaidWhatThereIs) {
+  const auto problem = [](const Snapshot& snapshot, const std::string& name) {
+    model::Selection selection;
+    selection.broker = name;
+    return render::problemOf(snapshot, selection);
+  };
+  const std::string remedy =
+      ". Name one of these, or the directory of its key files with --temp-directory (a service may "
+      "have a private one)";
+  EXPECT_EQ("no broker \"B\" in /tmp/: there are BRK1, BRK2 (2 in all)" + remedy,
+            problem(among({"BRK2", "BRK1"}), "B"));
+  std::vector<std::string> labels;
+  for (char c = 'A'; c <= 'K'; ++c) labels.push_back(std::string("L") + c);
+  EXPECT_EQ(
+      "no broker \"B\" in /tmp/: there are LA, LB, LC, LD, LE, LF, LG, LH, LI, LJ, ... (11 in "
+      "all)" +
+          remedy,
+      problem(among(labels), "B"));
+  EXPECT_EQ("", problem(among(labels), "L*"));
+}
+
+TEST(Words, GroupsFlowsAndNodesAreNamedInTheirTurn) {
+  SeenBroker broker = in(State::ok);
+  broker.tree.emplace();
+  broker.tree->executionGroups.emplace_back().label = "G";
+  Snapshot snapshot;
+  snapshot.brokers = {std::make_shared<const SeenBroker>(broker)};
+  model::Selection selection;
+  const std::string remedy = ". Name one of these, or a pattern such as \"*in*\"";
+  selection.group = "X";
+  EXPECT_EQ("no execution group \"X\": there are G (1 in all)" + remedy,
+            render::problemOf(snapshot, selection));
+  selection.group = "G";
+  selection.flow = "F";
+  const std::string none = "there is none at all. Leave out what narrows the selection";
+  EXPECT_EQ("no message flow \"F\": " + none, render::problemOf(snapshot, selection));
+  selection.flow = "";
+  selection.node = "N";
+  EXPECT_EQ("no node \"N\": " + none, render::problemOf(snapshot, selection));
 }
 
 TEST(Words, ADirectoryThatCannotBeReadComesBeforeAllElse) {
@@ -112,7 +147,7 @@ TEST(Words, ADirectoryThatCannotBeReadComesBeforeAllElse) {
   EXPECT_EQ(
       "can't read the directory /absent/: No such file or directory. Name the directory that the "
       "brokers use with --temp-directory; you need read and search permission on it",
-      render::problemOf(snapshot, snapshot, {.broker = "B"}));
+      render::problemOf(snapshot, {.broker = "B"}));
 }
 
 TEST(Words, ABrokerIsNamedByItsLabelElseByItsUuid) {

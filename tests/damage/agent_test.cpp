@@ -29,7 +29,7 @@ struct Look {
     segment.keyFile = "/tmp/UUID1.zebcshme";
     segment.size = bytes.size();
     segment.copy = reader::copySegment(bytes, bytes.size());
-    seen = model::decoded(std::move(segment));
+    seen = model::decoded(std::move(segment), 1795234171);
     events = log.read(seen.segment, seen.damage).events;
   }
 
@@ -80,14 +80,14 @@ void expectShown(const Look& look) {
                                         render::written(render::brokersDocument(snapshot))};
   for (const reader::Event& event : look.events) {
     documents.push_back(render::written(render::eventDocument(look.seen, event), true));
-    expectPrintable(render::eventLines(event));
+    expectPrintable(render::eventLines(event, render::Zone::utc));
   }
   for (const std::string& document : documents) {
     expectPrintable(document);
     EXPECT_TRUE(render::Json::accept(document)) << document;
   }
-  expectPrintable(render::brokersTable(snapshot));
-  expectPrintable(render::statisticsTables(snapshot));
+  expectPrintable(render::tableOf(render::brokersSheet(snapshot), {.width = 80}));
+  expectPrintable(render::statisticsTables(snapshot, {}, {.width = 80}));
   expectPrintable(render::problemOf(look.seen));
 }
 
@@ -384,7 +384,7 @@ TEST(BrokenSegmentShown, ASnapshotSaysWhatIsDamagedAndHoldsTheRest) {
   const model::SeenBroker& broker = *snapshot->brokers[0];
   EXPECT_EQ(reader::State::damaged, broker.state());
   EXPECT_EQ(0U, render::problemOf(broker).find("damaged in 2 places"));
-  const std::string table = render::statisticsTables(*snapshot);
+  const std::string table = render::statisticsTables(*snapshot, {}, {});
   EXPECT_NE(std::string::npos, table.find("NODE1"));
   EXPECT_EQ(std::string::npos, table.find("NODE2"));
   EXPECT_NE(std::string::npos, table.find("Reserve"));

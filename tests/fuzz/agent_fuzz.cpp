@@ -29,7 +29,7 @@ model::SeenBroker lookAt(const broken::Bytes& bytes) {
   segment.keyFile = "/tmp/UUID1.zebcshme";
   segment.size = bytes.size();
   segment.copy = reader::copySegment(bytes, bytes.size());
-  return model::decoded(std::move(segment));
+  return model::decoded(std::move(segment), 1795234171);
 }
 
 // The first byte says whether the rest is a segment or what was changed in a healthy one.
@@ -46,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
   reader::EventLog log;
   for (const reader::Event& event : log.read(broker->segment, broker->damage).events) {
     requireJson(render::eventDocument(*broker, event));
-    requirePrintable(render::eventLines(event));
+    requirePrintable(render::eventLines(event, render::Zone::utc));
   }
   fuzz::require(log.read(broker->segment, broker->damage).events.empty());
   model::Snapshot snapshot;
@@ -56,7 +56,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
   requireJson(render::brokersDocument(snapshot));
   requirePrintable(render::problemOf(*broker));
   requirePrintable(render::nameOf(*broker));
-  requirePrintable(render::brokersTable(snapshot));
-  requirePrintable(render::statisticsTables(snapshot));
+  requirePrintable(render::statisticsTables(snapshot, {}, {.width = 80}));
+  for (const render::Sheet& sheet :
+       {render::brokersSheet(snapshot), render::statisticsSheet(snapshot)}) {
+    requirePrintable(render::tableOf(sheet, {.width = 80}));
+    requirePrintable(render::tableOf(arranged(sheet, {.sort = "uuid"}), {}));
+    requirePrintable(render::csvOf(sheet, true));
+    requirePrintable(render::rowLines("rows", snapshot, sheet));
+  }
   return 0;
 }

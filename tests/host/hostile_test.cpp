@@ -123,7 +123,7 @@ TEST_F(Hostile, PathsOfFlowFiles) {
   fs::create_directory(kHostile);
   expectSaid({"check", kHostile}, 66, kShown + ": it is a folder");
   expectSaid({"check", write(kHostile + "/f", kBroker + flow("generated = { count = 1 }"))}, 0,
-             kShown + "/f: ok, 1 execution groups");
+             kShown + "/f: ok, 1 execution group");
   expectSaid({"check", write(kHostile + "/f", "x = 1")}, 65, kShown + "/f:1:1: ");
   std::string many;
   for (int i = 0; i < 30; ++i) many += "x" + std::to_string(i) + " = 1\n";

@@ -3,8 +3,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 
 #include <filesystem>
 #include <fstream>
@@ -44,6 +46,11 @@ TEST_F(Load, WhatCannotBeReadIsSaidWithItsReason) {
   EXPECT_EQ(flowfile::load("/nosuch", 0s).problem, "can't read /nosuch: No such file or directory");
   EXPECT_EQ(flowfile::load("/tmp", 0s).problem,
             "can't read /tmp: it is a folder. Give the path of a flow file");
+}
+
+TEST_F(Load, TheErrorOfAFailedCallIsKept) {
+  EXPECT_EQ(flowfile::load("/nosuch", 0s).error, ENOENT);
+  EXPECT_EQ(flowfile::load("/dev/zero", 0s).error, 0);
 }
 
 TEST_F(Load, AFileWithoutEndIsGivenUp) {

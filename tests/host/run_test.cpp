@@ -354,7 +354,7 @@ TEST_F(Run, AFirstSignalEndsTheWaitForAWriter) {
 TEST_F(Run, FlowFilesComeFromPipesAndStandardInputToo) {
   const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
   EXPECT_EQ(zebhost("check - <" + file), 0) << err_;
-  EXPECT_EQ(out_, "-: ok, 1 execution groups, 1 message flows\n");
+  EXPECT_EQ(out_, "-: ok, 1 execution group, 1 message flow\n");
   EXPECT_EQ(zebhost("check <(cat " + file + ")"), 0) << err_;
   EXPECT_EQ(zebhost("run <(cat " + file + ") --quiet"), 0) << err_;
 }
@@ -458,6 +458,15 @@ TEST_F(Run, TracingNeedsThePrivateView) {
   EXPECT_NE(err_.find("--trace needs the private view"), std::string::npos) << err_;
 }
 
+TEST_F(Run, AFlowFileThatMayNotBeReadHasItsExitCode) {
+  const std::string file = flows("[broker]\n");
+  fs::permissions(file, fs::perms::none);
+  const std::string command = "setpriv --bounding-set -all --inh-caps -all " +
+                              std::string(ZEB_HOST_PROGRAM) + " check " + file + " 2>/dev/null";
+  const int status = bash(command);
+  EXPECT_EQ(WEXITSTATUS(status), 77);
+}
+
 TEST_F(Run, WrongInputHasItsExitCode) {
   EXPECT_EQ(zebhost("check " + flows("[broker]\n")), 65);
   EXPECT_EQ(zebhost("run " + flows("[broker]\n")), 65);
@@ -467,5 +476,6 @@ TEST_F(Run, WrongInputHasItsExitCode) {
   const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
   EXPECT_EQ(zebhost("check " + file), 0);
   EXPECT_NE(out_.find("ok"), std::string::npos);
+  EXPECT_EQ(zebhost("check /proc/self/mem"), 74);
   EXPECT_EQ(zebhost("run " + file + " --library /nosuch.lil"), 69);
 }

@@ -2,20 +2,38 @@
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/terminal.h"
 #include "agent/render/json.h"
 #include "agent/render/screens.h"
 
 namespace cli {
+namespace {
+
+std::string shown(const model::Snapshot& selected, const ShowRequest& show) {
+  const auto sheet = [&] { return arranged(render::brokersSheet(selected), show.arrangement); };
+  switch (show.format) {
+    case Format::json:
+      return render::written(render::brokersDocument(selected));
+    case Format::jsonl:
+      return render::rowLines("zebmon.broker", selected, sheet());
+    case Format::csv:
+      return render::csvOf(sheet(), show.titles);
+    case Format::table:
+      break;
+  }
+  return render::tableOf(sheet(), styleOf(show));
+}
+
+}  // namespace
 
 void declareBrokers(CLI::App& options, Request& request) {
-  addSelection(options, request);
-  addFormat(options, request);
+  addBroker(options, request);
+  addSheet(options, request, render::brokersColumns());
 }
 
 ExitCode runBrokers(const Request& request, Output& output) {
   const model::Snapshot selected = look(request);
-  output.write(request.format == Format::json ? render::written(render::brokersDocument(selected))
-                                              : render::brokersTable(selected));
+  output.write(shown(selected, request.show));
   return exitCodeOf(selected);
 }
 

@@ -57,7 +57,7 @@ class Watch {
 };
 
 std::string Watch::formatted(const model::SeenBroker& broker, const reader::Event& event) {
-  if (request_.format == Format::json) {
+  if (request_.show.format == Format::jsonl) {
     return render::written(render::eventDocument(broker, event), true);
   }
   std::string text;
@@ -66,13 +66,14 @@ std::string Watch::formatted(const model::SeenBroker& broker, const reader::Even
     text += render::eventsHeader(broker);
   }
   shownBroker_ = broker.segment.keyFile;
-  return text + render::eventLines(event);
+  return text + render::eventLines(event, request_.show.zone);
 }
 
 void Watch::showEvents(const model::SeenBroker& broker) {
   complain(render::missedOf(broker));
   if (!broker.events) return;
   for (const reader::Event& event : broker.events->events) {
+    if (!model::selects(request_.selection, event)) continue;
     if (!model::selects(selection_, event)) continue;
     if (!output_.write(formatted(broker, event))) return;
   }
@@ -93,10 +94,10 @@ void Watch::reportProblems(const model::Snapshot& selected, const std::string& o
 }
 
 ExitCode Watch::show(const model::Snapshot& snapshot) {
-  const model::Snapshot selected = model::select(snapshot, request_.selection);
+  const model::Snapshot selected = model::selectBrokers(snapshot, request_.selection.broker);
   for (const auto& broker : selected.brokers) showEvents(*broker);
-  reportProblems(selected, render::problemOf(snapshot, selected, request_.selection));
-  return exitCodeOf(selected);
+  reportProblems(selected, render::problemOf(snapshot, request_.selection));
+  return findUnknown(snapshot, request_.selection) ? kNoBroker : exitCodeOf(selected);
 }
 
 void takeSince(std::optional<Since>& since, const std::string& text) {
@@ -111,12 +112,12 @@ void takeSince(std::optional<Since>& since, const std::string& text) {
 
 void declareEvents(CLI::App& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
-                                                         {"jsonl", Format::json}};
+                                                         {"jsonl", Format::jsonl}};
   static const std::map<std::string, reader::EventKind> kKinds = {
       {"message", reader::EventKind::message}, {"exception", reader::EventKind::exception}};
   EventsRequest& events = request.events;
-  addSelection(options, request);
-  addChoice(options, "--format", request.format, kFormats, "Lines or JSON, one a line",
+  addPlaces(options, request);
+  addChoice(options, "--format", request.show.format, kFormats, "Lines or JSON, one a line",
             "table|jsonl");
   addChoice(options, "--kind", events.kind, kKinds, "Only these", "message|exception");
   options
@@ -125,6 +126,7 @@ void declareEvents(CLI::App& options, Request& request) {
           "Not before 2026-01-31T23:59:58Z (UTC), or not\n"
           "longer ago than 90s, 15m, 12h, 7d")
       ->type_name("T");
+  addStyle(options, request);
   options.add_flag("--follow", events.follow, "Go on with what is posted from now on");
   options.add_option("--interval", events.interval, "Time between two looks with --follow")
       ->check(CLI::Range(1, 3600000))

@@ -2,31 +2,53 @@
 #include "agent/front/cli/exit_code.h"
 
 #include <algorithm>
+#include <cerrno>
 
 namespace cli {
 namespace {
 
-bool isFailure(const model::SeenBroker& broker) {
-  const reader::State state = broker.state();
-  return state != reader::State::ok && state != reader::State::noSegment &&
-         state != reader::State::noKeyFile;
+ExitCode exitCodeOf(reader::State state) {
+  using reader::State;
+  switch (state) {
+    case State::ok:
+    case State::noSegment:
+    case State::noKeyFile:
+      return kDone;
+    case State::notInitialised:
+    case State::damaged:
+      return kDamaged;
+    case State::noPermission:
+      return kNoPermission;
+    case State::failed:
+      break;
+  }
+  return kFailed;
 }
 
 }  // namespace
 
 const char kExitCodes[] =
     "Exit codes:\n"
-    "  0  everything that was asked for was read\n"
-    "  1  something is damaged or could not be read or written; the rest is shown\n"
-    "  2  the command line is wrong\n"
-    "  3  there is no broker, or none of that name";
+    "  0   done\n"
+    "  64  the command line is wrong\n"
+    "  65  something is damaged; the rest is shown\n"
+    "  66  no such file or directory\n"
+    "  69  there is no broker, or nothing of that name\n"
+    "  74  reading or writing failed\n"
+    "  77  no permission";
+
+ExitCode exitCodeOf(int error) {
+  if (error == 0) return kDone;
+  if (error == ENOENT || error == ENOTDIR) return kNoFile;
+  return error == EACCES || error == EPERM ? kNoPermission : kFailed;
+}
 
 ExitCode exitCodeOf(const model::Snapshot& selected) {
-  if (selected.error != 0) return kNotAllRead;
+  if (selected.error != 0) return exitCodeOf(selected.error);
   if (selected.brokers.empty()) return kNoBroker;
-  const bool failed = std::any_of(selected.brokers.begin(), selected.brokers.end(),
-                                  [](const auto& broker) { return isFailure(*broker); });
-  return failed ? kNotAllRead : kDone;
+  ExitCode worst = kDone;  // the codes of these failures rise with their weight
+  for (const auto& broker : selected.brokers) worst = std::max(worst, exitCodeOf(broker->state()));
+  return worst;
 }
 
 }  // namespace cli

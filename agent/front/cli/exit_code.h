@@ -7,15 +7,23 @@
 
 namespace cli {
 
+// zebhost has the same, with 1 for what its own check found.
 enum ExitCode {
   kDone = 0,
-  kNotAllRead = 1,  // something is damaged or could not be read or written; the rest was shown
-  kUsage = 2,       // the command line is wrong
-  kNoBroker = 3,    // there is no broker, or none of that name
+  kUsage = 64,         // the command line is wrong
+  kDamaged = 65,       // something is damaged, or not yet made; the rest was shown
+  kNoFile = 66,        // no such file or directory
+  kNoBroker = 69,      // there is no broker, or nothing of that name in one
+  kFailed = 74,        // reading or writing failed
+  kNoPermission = 77,  // something may not be read
 };
 
+// What an errno of a call that opens or reads means.
+ExitCode exitCodeOf(int error);
+
 // For a command that showed what was selected from a snapshot. A broker without shared memory isn't
-// running: that is an answer, not a failure.
+// running: that is an answer, not a failure. Of several failures no permission counts before failed
+// reading, and that before damage.
 ExitCode exitCodeOf(const model::Snapshot& selected);
 
 // The codes, for --help.

@@ -8,10 +8,14 @@
 
 namespace cli {
 
+std::shared_ptr<const model::Snapshot> take(const Request& request) {
+  return model::Collector(request.directory).take();
+}
+
 model::Snapshot look(const Request& request) {
-  const auto snapshot = model::Collector(request.directory).take();
+  const auto snapshot = take(request);
   model::Snapshot selected = model::select(*snapshot, request.selection);
-  complain(render::problemOf(*snapshot, selected, request.selection));
+  complain(render::problemOf(*snapshot, request.selection));
   for (const auto& broker : selected.brokers) reportProblem(*broker);
   return selected;
 }

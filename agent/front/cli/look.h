@@ -3,10 +3,16 @@
 #ifndef ZEB_AGENT_FRONT_CLI_LOOK_H
 #define ZEB_AGENT_FRONT_CLI_LOOK_H
 
+#include <memory>
+
 #include "agent/front/cli/request.h"
 #include "agent/model/snapshot.h"
 
 namespace cli {
+
+// What there is to look at: everything on this machine, at this moment. The one place where a
+// command gets a snapshot from.
+std::shared_ptr<const model::Snapshot> take(const Request& request);
 
 // Takes a snapshot, says on standard error what is wrong, and returns what the request selects.
 model::Snapshot look(const Request& request);

@@ -19,7 +19,7 @@ int run(int argc, char** argv, cli::Output& output) {
   } catch (const std::exception& error) {
     cli::complain(error.what());
   }
-  return cli::kNotAllRead;
+  return cli::kFailed;
 }
 
 }  // namespace
@@ -27,5 +27,5 @@ int run(int argc, char** argv, cli::Output& output) {
 int main(int argc, char** argv) {
   cli::Output output(STDOUT_FILENO);
   const int code = run(argc, argv, output);
-  return cli::wasWritten(output) ? code : cli::kNotAllRead;
+  return cli::wasWritten(output) ? code : cli::kFailed;
 }

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/options.h"
 
-namespace cli {
+#include <sstream>
 
-void addSelection(CLI::App& options, Request& request) {
-  options.add_option("--broker", request.selection.broker,
-                     "Only this broker, by its label or uuid");
+namespace cli {
+namespace {
+
+void addDirectory(CLI::App& options, Request& request) {
   options
       .add_option("--temp-directory", request.directory,
                   "Where the brokers' key files are (default:\n"
@@ -13,10 +14,84 @@ void addSelection(CLI::App& options, Request& request) {
       ->type_name("DIR");
 }
 
-void addFormat(CLI::App& options, Request& request) {
+void addPattern(CLI::App& options, const char* name, std::string& pattern,
+                const char* description) {
+  options.add_option(name, pattern, description)->type_name("NAME");
+}
+
+std::vector<std::string> split(const std::string& list) {
+  std::vector<std::string> words;
+  std::istringstream in(list);
+  for (std::string word; std::getline(in, word, ',');) words.push_back(word);
+  return words.empty() ? std::vector<std::string>{""} : words;
+}
+
+void require(const char* option, const std::string& problem) {
+  if (!problem.empty()) throw CLI::ValidationError(option, problem);
+}
+
+// The columns must outlive the parsing, so each option keeps them.
+void addColumns(CLI::App& options, render::Arrangement& wanted,
+                const std::vector<render::Column>& columns) {
+  const auto choose = [&wanted, columns](const std::string& list) {
+    wanted.columns = split(list);
+    require("--columns", unknownColumn({.columns = wanted.columns}, columns));
+  };
+  const auto sort = [&wanted, columns](const std::string& column) {
+    wanted.descending = column.starts_with('-');
+    wanted.sort = column.substr(wanted.descending ? 1 : 0);
+    require("--sort", unknownColumn({.columns = {wanted.sort}}, columns));
+  };
+  options
+      .add_option_function<std::string>("--columns", choose, "Only these, in this order: A,B,...")
+      ->type_name("NAMES");
+  options
+      .add_option_function<std::string>("--sort", sort, "By this column, with - the largest first")
+      ->type_name("[-]COLUMN");
+}
+
+}  // namespace
+
+void addBroker(CLI::App& options, Request& request) {
+  addPattern(options, "--broker", request.selection.broker,
+             "Only this broker, by its label or uuid;\n"
+             "* stands for any characters");
+  addDirectory(options, request);
+}
+
+void addPlaces(CLI::App& options, Request& request) {
+  model::Selection& selection = request.selection;
+  addPattern(options, "--broker", selection.broker, "Only this broker, by its label or uuid");
+  addPattern(options, "--group", selection.group, "Only this execution group");
+  addPattern(options, "--flow", selection.flow, "Only this message flow");
+  addPattern(options, "--node", selection.node,
+             "Only this node; in each of the four, *\n"
+             "stands for any characters");
+  addDirectory(options, request);
+}
+
+void addStyle(CLI::App& options, Request& request) {
+  static const std::map<std::string, Color> kColors = {
+      {"auto", Color::automatic}, {"always", Color::always}, {"never", Color::never}};
+  ShowRequest& show = request.show;
+  const auto local = [&show](std::int64_t) { show.zone = render::Zone::local; };
+  options.add_flag_function("--local", local, "Times in the local zone instead of UTC");
+  addChoice(options, "--color", show.color, kColors, "Colours; auto: on a terminal that has them",
+            "auto|always|never");
+}
+
+void addSheet(CLI::App& options, Request& request, const std::vector<render::Column>& columns) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
-                                                         {"json", Format::json}};
-  addChoice(options, "--format", request.format, kFormats, "Columns, or JSON", "table|json");
+                                                         {"json", Format::json},
+                                                         {"jsonl", Format::jsonl},
+                                                         {"csv", Format::csv}};
+  ShowRequest& show = request.show;
+  addChoice(options, "--format", show.format, kFormats, "For people, or for programs",
+            "table|json|jsonl|csv");
+  addColumns(options, show.arrangement, columns);
+  const auto plain = [&show](std::int64_t) { show.titles = false; };
+  options.add_flag_function("--no-header", plain, "No titles above the columns");
+  addStyle(options, request);
 }
 
 }  // namespace cli

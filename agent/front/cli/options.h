@@ -6,16 +6,25 @@
 #include <CLI/CLI.hpp>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "agent/front/cli/request.h"
+#include "agent/render/sheet.h"
 
 namespace cli {
 
 // --broker and --temp-directory.
-void addSelection(CLI::App& options, Request& request);
+void addBroker(CLI::App& options, Request& request);
 
-// --format table|json.
-void addFormat(CLI::App& options, Request& request);
+// The same, and --group, --flow and --node.
+void addPlaces(CLI::App& options, Request& request);
+
+// --local and --color, for what shows times and tables.
+void addStyle(CLI::App& options, Request& request);
+
+// --format table|json|jsonl|csv, --columns, --sort, --no-header and those of addStyle. A column
+// that is none of `columns` is a wrong command line, and is answered with the names of all.
+void addSheet(CLI::App& options, Request& request, const std::vector<render::Column>& columns);
 
 // A choice among names, of which --help shows `shown`. The map must live as long as the options.
 template <typename Value, typename Target>

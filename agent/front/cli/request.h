@@ -8,10 +8,21 @@
 
 #include "agent/front/cli/since.h"
 #include "agent/model/selection.h"
+#include "agent/render/sheet.h"
 
 namespace cli {
 
-enum class Format { table, json };  // json: one document, or one a line where there is no end
+enum class Format { table, json, jsonl, csv };  // jsonl: one document a line
+enum class Color { automatic, always, never };
+
+// How data is shown.
+struct ShowRequest {
+  Format format = Format::table;
+  render::Arrangement arrangement;
+  bool titles = true;
+  render::Zone zone = render::Zone::utc;
+  Color color = Color::automatic;
+};
 
 // Only of "events".
 struct EventsRequest {
@@ -25,7 +36,7 @@ struct EventsRequest {
 struct Request {
   std::string directory;  // of the key files; empty: as the library is configured here
   model::Selection selection;
-  Format format = Format::table;
+  ShowRequest show;
   EventsRequest events;
 };
 
