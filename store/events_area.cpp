@@ -63,6 +63,10 @@ void ZEB_Events_Area::init(ZEB_Shared_Memory* segment) {
   dataArea_->init(segment);
 }
 
+bool ZEB_Events_Area::hasBothAreas() const {
+  return OK() && templateArea_ && templateArea_->usable() && dataArea_ && dataArea_->usable();
+}
+
 ZEB_ReturnCode ZEB_Events_Area::postEvent(ZEB_EVDR* event) {
   ZEB_Trace trace(kUnit, "ZEB_Events_Area::postEvent");
   if (!OK() || !dataArea_) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
@@ -171,7 +175,7 @@ ZEB_EVTR* ZEB_Events_Area::cachedParent(const ZEB_EVDR* event) const {
 ZEB_ReturnCode ZEB_Events_Area::getEvents(ZEB_Ordered_Record_Set* out) {
   ZEB_Trace trace(kUnit, "ZEB_Events_Area::getEvents");
   if (!out) return trace.leave(ZEB_ReturnCode(ZEB_NULL_ARGUMENT));
-  if (!OK() || !dataArea_) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
+  if (!hasBothAreas()) return trace.leave(ZEB_ReturnCode(ZEB_NOT_USABLE));
   const std::lock_guard guard(templates_);
   refresh();
   const ZEB_ReturnCode code = makeCollected() ? collect(out) : ZEB_NOT_ALLOCATED;
@@ -272,7 +276,7 @@ void ZEB_Events_Area::cleanup() {
 
 void ZEB_Events_Area::dump() {
   ZEB_Trace trace(kUnit, "ZEB_Events_Area::dump");
-  if (!OK() || !templateArea_ || !templateArea_->usable() || !dataArea_ || !dataArea_->usable()) {
+  if (!hasBothAreas()) {
     trace.text("Shared Area Unavailable");
     return;
   }

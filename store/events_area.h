@@ -56,8 +56,8 @@ class ZEB_Events_Area {
   // later one is posted.
   //
   // An event whose template is not stored ends the call, on purpose, and the later ones are
-  // dropped. Code 3 for null, 8 when not OK, 6 and message 1 when memory ran out: what is in `out`
-  // by then does not come again, the rest does.
+  // dropped. Code 3 for null, 8 when not OK or without both areas, 6 and message 1 when memory ran
+  // out: what is in `out` by then does not come again, the rest does.
   ZEB_ReturnCode getEvents(ZEB_Ordered_Record_Set* out);
 
   // Null before init and after cleanup.
@@ -68,6 +68,7 @@ class ZEB_Events_Area {
   void dump();            // to the log, while tracing is on
 
  private:
+  bool hasBothAreas() const;  // OK, and both can be read
   ZEB_ReturnCode findOrStore(ZEB_EVTR* eventTemplate);
   // As their public namesakes, with templates_ held.
   ZEB_ReturnCode refresh();

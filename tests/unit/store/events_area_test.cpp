@@ -176,6 +176,22 @@ TEST_F(EventsArea, IsNotOkWithoutMemoryForAnArea) {
   }
 }
 
+// In a damaged segment there may be room for the templates only, or for neither.
+TEST_F(EventsArea, CollectsNothingWithoutBothAreas) {
+  area.reset();
+  beginWith("ZEBMemorySize 4096\n");
+  constexpr std::uint32_t kMapped = 4 * 4096;  // whole pages
+  for (const std::uint32_t left : {4096U + 100U, 100U}) {
+    const std::uint32_t next = kMapped - left;
+    std::memcpy(at(16), &next, sizeof next);
+    ZEB_Events_Area lacking(ZEB_String("UUID1"));
+    lacking.init(segment.get());
+    EXPECT_EQ(left > 4096, lacking.getTemplatesArea()->usable());
+    Events out;
+    EXPECT_EQ(8, lacking.getEvents(&out));
+  }
+}
+
 // --- templates ---
 
 TEST_F(EventsArea, ANewTemplateIsStoredAndHandedBack) {
