@@ -64,7 +64,9 @@ std::vector<ConfigurationPlace> placesBelow(const std::string& root) {
       readFile(root + layout::kInstallProperties, Configuration::kMostBytes).text;
   for (const char number : {'0', '1'}) {
     const std::string_view line = lineOfVersion(properties, number);
-    places.push_back({root + pathIn(line), 0, std::string(line)});
+    std::string path = root + pathIn(line);
+    if (path == places.back().path) continue;
+    places.push_back({std::move(path), 0, std::string(line)});
   }
   for (ConfigurationPlace& place : places) place.error = errorOfOpening(place.path);
   return places;

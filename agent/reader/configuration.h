@@ -25,7 +25,8 @@ struct ConfigurationPlace {
 struct Configuration {
   static constexpr std::size_t kMostBytes = 1 << 20;
 
-  // In the order of the library's search. It takes the first that opens, else the last of them.
+  // In the order of the library's search, each once. It takes the first that opens, else the last
+  // of them.
   std::vector<ConfigurationPlace> places;
 
   std::string path;           // of the file in force, which need not be there

@@ -18,13 +18,6 @@ Json numberOrNull(const reader::Number& number) {
   return number ? Json(*number) : Json(nullptr);
 }
 
-// What every document begins with.
-Json headOf(const char* schema, int version, const model::Snapshot& snapshot) {
-  return {{"schema", schema},
-          {"version", version},
-          {"collectedAt", isoTime(model::secondsOf(snapshot))}};
-}
-
 // What every broker's object begins with.
 Json identity(const model::SeenBroker& broker) {
   Json object = {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)},
@@ -139,6 +132,12 @@ struct ValueOf {
 };
 
 }  // namespace
+
+Json headOf(const char* schema, int version, const model::Snapshot& snapshot) {
+  return {{"schema", schema},
+          {"version", version},
+          {"collectedAt", isoTime(model::secondsOf(snapshot))}};
+}
 
 Json brokersDocument(const model::Snapshot& snapshot) {
   Json document = headOf("zebmon.brokers", 1, snapshot);

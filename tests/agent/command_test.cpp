@@ -392,7 +392,8 @@ TEST(ZebmonUsage, AWrongCommandLineEndsWithSixtyFour) {
 
 TEST(ZebmonUsage, AWrongWordIsNamedBesideThoseThatThereAre) {
   const std::string more =
-      ": there are brokers, stats, events.\nRun with --help for more information.\n";
+      ": there are brokers, stats, events, locks, size, config.\nRun with --help for more "
+      "information.\n";
   EXPECT_EQ("zebmon: a command is missing" + more, run(std::vector<std::string>{}).errors);
   EXPECT_EQ("zebmon: \"stat\" is no command" + more, run({"stat"}).errors);
   EXPECT_EQ("zebmon: \"--broker\" is no command" + more, run({"--broker", "B"}).errors);

@@ -12,6 +12,7 @@
 #include "agent/render/json.h"
 #include "agent/render/screens.h"
 #include "agent/render/words.h"
+#include "tests/agent/live_lock.h"
 #include "tests/agent/zebmon.h"
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
@@ -68,7 +69,13 @@ const std::vector<std::vector<std::string>> kShown = {{"brokers"},
                                                       {"stats", "--sort", "node"},
                                                       {"stats", "--columns", "broker,node"},
                                                       {"events"},
-                                                      {"events", "--format", "jsonl"}};
+                                                      {"events", "--format", "jsonl"},
+                                                      {"locks", "--all"},
+                                                      {"locks", "--all", "--format", "json"},
+                                                      {"locks", "--all", "--format", "jsonl"},
+                                                      {"locks", "--all", "--format", "csv"},
+                                                      {"size"},
+                                                      {"size", "--format", "json"}};
 
 std::vector<Result> runAll(const std::vector<std::string>& more,
                            const std::vector<std::string>& environment = {}, bool ownsAll = true) {
@@ -123,6 +130,8 @@ model::SeenBroker hostileBroker() {
 TEST(Hostile, LabelsTextsAndNamesOfFilesInEveryOutput) {
   const LiveSegment live(kHostile, hostileSegment());
   const LiveSegment good("1-2-3", image::segment({image::ordersBlock()}));
+  const LiveLock lock(kHostile + ".zebcshme");
+  const LiveLock unknown(kHostile);
   for (const Result& result : runAll({})) {
     EXPECT_EQ(0, result.code);
     EXPECT_TRUE(contains(result.out, "H")) << result.out;
@@ -132,6 +141,20 @@ TEST(Hostile, LabelsTextsAndNamesOfFilesInEveryOutput) {
       expectFit(document);
     }
   }
+}
+
+TEST(Hostile, LinesOfTheConfiguration) {
+  const LiveSegment live("1-2-3", hostileSegment());
+  fs::create_directories("/opt/holt/lil");
+  std::ofstream("/opt/holt/lil/zebpnode.cfg")
+      << "zebnodetrace " << kHostile << "\nZEBTempDirectory = " << kHostile << "\nZEBMemorySize"
+      << kHostile << "\nZEBTempDirectory /tmp/\n";
+  for (const char* const format : {"table", "json"}) {
+    const Result result = run({"config", "--temp-directory", "/tmp", "--format", format});
+    EXPECT_EQ(0, result.code);
+    expectFit(result);
+  }
+  fs::remove_all("/opt/holt");
 }
 
 TEST(Hostile, ANameThatIsNoUtf8EndsTheJsonOfNoBroker) {

@@ -8,6 +8,9 @@ std::span<const Command> commands() {
       {"brokers", "The brokers that have shared memory here", declareBrokers, runBrokers},
       {"stats", "Messages, sizes and times of every node", declareStats, runStats},
       {"events", "What nodes posted, the newest last", declareEvents, runEvents},
+      {"locks", "Who holds a lock, who waits, and what it guards", declareLocks, runLocks},
+      {"size", "How full shared memory is, or how large it must be", declareSize, runSize},
+      {"config", "The settings in force, and what is wrong with them", declareConfig, runConfig},
   };
   return kCommands;
 }

@@ -37,6 +37,16 @@ ExitCode runStats(const Request& request, Output& output);
 void declareEvents(CLI::App& options, Request& request);
 ExitCode runEvents(const Request& request, Output& output);
 
+// What the machine says besides shared memory: locks, and the configuration in force.
+void declareLocks(CLI::App& options, Request& request);
+ExitCode runLocks(const Request& request, Output& output);
+void declareConfig(CLI::App& options, Request& request);
+ExitCode runConfig(const Request& request, Output& output);
+
+// How large shared memory has to be for a plan, or how full it is.
+void declareSize(CLI::App& options, Request& request);
+ExitCode runSize(const Request& request, Output& output);
+
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_COMMANDS_H

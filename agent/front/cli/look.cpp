@@ -8,8 +8,8 @@
 
 namespace cli {
 
-std::shared_ptr<const model::Snapshot> take(const Request& request) {
-  return model::Collector(request.directory).take();
+std::shared_ptr<const model::Snapshot> take(const Request& request, model::MachineFacts machine) {
+  return model::Collector(request.directory, model::Events::leave, machine).take();
 }
 
 model::Snapshot look(const Request& request) {

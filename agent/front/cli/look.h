@@ -6,13 +6,14 @@
 #include <memory>
 
 #include "agent/front/cli/request.h"
-#include "agent/model/snapshot.h"
+#include "agent/model/collector.h"
 
 namespace cli {
 
 // What there is to look at: everything on this machine, at this moment. The one place where a
 // command gets a snapshot from.
-std::shared_ptr<const model::Snapshot> take(const Request& request);
+std::shared_ptr<const model::Snapshot> take(
+    const Request& request, model::MachineFacts machine = model::MachineFacts::leave);
 
 // Takes a snapshot, says on standard error what is wrong, and returns what the request selects.
 model::Snapshot look(const Request& request);

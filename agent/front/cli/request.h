@@ -32,12 +32,23 @@ struct EventsRequest {
   int interval = 500;  // milliseconds between two looks
 };
 
+// Only of "size". What is to be deployed; nothing: what runs.
+struct SizeRequest {
+  std::string flowFile;
+  std::optional<std::uint64_t> nodes;
+  std::string label = "a label of twenty";  // of each node
+  double eventsPerSecond = 0;
+  double keepSeconds = 0;
+};
+
 // Each command declares the options that it takes; the others keep their defaults.
 struct Request {
   std::string directory;  // of the key files; empty: as the library is configured here
   model::Selection selection;
   ShowRequest show;
   EventsRequest events;
+  SizeRequest size;
+  bool allLocks = false;  // of "locks": those too that are free
 };
 
 }  // namespace cli

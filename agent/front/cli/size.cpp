@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cmath>
+
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/look.h"
+#include "agent/front/cli/messages.h"
+#include "agent/front/cli/options.h"
+#include "agent/front/cli/since.h"
+#include "agent/front/cli/terminal.h"
+#include "agent/model/settings.h"
+#include "agent/render/size_screens.h"
+#include "flowfile/load.h"
+#include "flowfile/reader.h"
+#include "flowfile/room.h"
+#include "text/printable.h"
+
+namespace cli {
+namespace {
+
+using namespace std::chrono_literals;
+
+void takeKeep(double& seconds, const std::string& text) {
+  const auto age = parseSince(text);
+  if (!age || age->kind != Since::Kind::age) {
+    throw CLI::ValidationError("--keep", "\"" + text + "\" is no time like 90s, 15m, 12h, 7d");
+  }
+  seconds = static_cast<double>(age->seconds);
+}
+
+// Nothing, and said on standard error, when the file can't be read or is wrong.
+std::optional<model::Plan> planOfFile(const std::string& path, ExitCode& code) {
+  const flowfile::Text text = flowfile::load(path, 2s);
+  if (!text.problem.empty()) {
+    complain(text.problem);
+    code = exitCodeOf(text.error);
+    return std::nullopt;
+  }
+  const flowfile::ReadResult result = flowfile::read(text.text, path);
+  if (result.findings.empty()) return model::planOf(result.file);
+  say("zebmon: " + findingText(path, result.findings.front()) + "\n");
+  complain("the flow file is wrong. zebhost check tells all that is wrong with it");
+  code = kDamaged;
+  return std::nullopt;
+}
+
+std::optional<model::Plan> planOf(const SizeRequest& request, ExitCode& code) {
+  std::optional<model::Plan> plan =
+      request.flowFile.empty() ? model::planOf(*request.nodes, flowfile::unitsOf(request.label))
+                               : planOfFile(request.flowFile, code);
+  if (!plan) return plan;
+  if (request.eventsPerSecond > 0) {
+    plan->eventsPerSecond = request.eventsPerSecond;
+    plan->rateUnknown = false;
+  }
+  plan->keepSeconds = request.keepSeconds;
+  return plan;
+}
+
+ExitCode showPlan(const Request& request, Output& output) {
+  ExitCode code = kDone;
+  const auto plan = planOf(request.size, code);
+  if (!plan) return code;
+  const auto snapshot = take(request, model::MachineFacts::read);
+  const model::Need need = needOf(*plan);
+  const render::PlanView view{*snapshot, *plan, need,
+                              kernelNeeds(*plan, need, snapshot->machine->limits),
+                              model::configuredArea(snapshot->machine->configuration)};
+  output.write(request.show.format == Format::json
+                   ? render::written(render::planDocument(view))
+                   : render::planScreen(view, styleOf(request.show)));
+  return kDone;
+}
+
+std::string shown(const model::Snapshot& selected, const ShowRequest& show) {
+  return show.format == Format::json
+             ? render::written(render::fillDocument(selected))
+             : tableOf(arranged(render::fillSheet(selected), show.arrangement), styleOf(show));
+}
+
+}  // namespace
+
+void declareSize(CLI::App& options, Request& request) {
+  static const std::map<std::string, Format> kFormats = {{"table", Format::table},
+                                                         {"json", Format::json}};
+  SizeRequest& size = request.size;
+  addBroker(options, request);
+  auto* const file =
+      options.add_option("--flows", size.flowFile, "What a flow file needs, instead of what runs");
+  file->type_name("FILE");
+  auto* const nodes = options.add_option("--nodes", size.nodes, "What so many nodes need");
+  nodes->type_name("N")->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1000000000}));
+  nodes->excludes(file);
+  options.add_option("--label", size.label, "As long as the label of each node")
+      ->type_name("L")
+      ->needs(nodes)
+      ->capture_default_str();
+  options.add_option("--events-per-s", size.eventsPerSecond, "Events of all nodes together")
+      ->type_name("E")
+      ->check(CLI::Range(0.0, 1e9));
+  options
+      .add_option_function<std::string>(
+          "--keep", [&size](const std::string& text) { takeKeep(size.keepSeconds, text); },
+          "How long an event shall be seen: 90s, 15m, 12h")
+      ->type_name("T");
+  addChoice(options, "--format", request.show.format, kFormats, "For people, or for programs",
+            "table|json");
+  addStyle(options, request);
+}
+
+ExitCode runSize(const Request& request, Output& output) {
+  if (request.size.nodes || !request.size.flowFile.empty()) return showPlan(request, output);
+  const model::Snapshot selected = look(request);
+  output.write(shown(selected, request.show));
+  return exitCodeOf(selected);
+}
+
+}  // namespace cli

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/model/lock_view.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace model {
+namespace {
+
+using reader::Presence;
+
+bool isAmong(const Guarded& guarded, const Snapshot& selected) {
+  return guarded.broker && std::ranges::any_of(selected.brokers, [&guarded](const auto& broker) {
+           return broker->segment.keyFile == guarded.broker->segment.keyFile;
+         });
+}
+
+LockView viewOf(const reader::Lock& lock, Guarded guarded, const Machine& machine) {
+  LockView view;
+  view.lock = lock;
+  Sighting now{.semaphore = lock.semaphore, .process = {}, .clocks = machine.clocks};
+  if (const reader::Process* const process = machine.find(lock.semaphore.lastProcess)) {
+    now.process = *process;
+    view.process = *process;
+  }
+  now.process.id = lock.semaphore.lastProcess;
+  std::optional<reader::MappedSegment> segment;
+  if (guarded.broker && guarded.broker->segment.key != 0) {
+    const reader::Segment& its = guarded.broker->segment;
+    segment = {.key = its.key, .id = static_cast<std::uint64_t>(its.id)};
+  }
+  view.lastUser = lastUser(nullptr, now, segment);
+  view.guarded = std::move(guarded);
+  return view;
+}
+
+// Those of no known broker come last.
+auto place(const LockView& view) {
+  const Guarded& guarded = view.guarded;
+  return std::tuple(!guarded.broker, guarded.broker ? guarded.broker->segment.keyFile : "",
+                    guarded.what != Guarded::What::statistics, guarded.group, guarded.flow,
+                    guarded.what, guarded.node, view.lock.name);
+}
+
+}  // namespace
+
+bool LockView::held() const {
+  return lock.semaphore.presence == Presence::there && lock.semaphore.value == 0;
+}
+
+bool LockView::noteworthy() const {
+  const reader::Semaphore& semaphore = lock.semaphore;
+  const bool anything =
+      semaphore.presence != Presence::absent || lock.queue.presence != Presence::absent;
+  const bool both = semaphore.presence == Presence::there && lock.queue.presence == Presence::there;
+  const bool asMade = both && semaphore.value == 1 && semaphore.semaphores == 1;
+  return anything && (!asMade || semaphore.waiting > 0);
+}
+
+std::vector<LockView> locksOf(const Snapshot& whole, const Snapshot& selected, bool all) {
+  std::vector<LockView> views;
+  if (!whole.machine) return views;
+  const Guards guards(whole);
+  for (const reader::Lock& lock : whole.machine->locks.locks) {
+    Guarded guarded = guards.of(lock.name);
+    if (!all && !isAmong(guarded, selected)) continue;
+    views.push_back(viewOf(lock, std::move(guarded), *whole.machine));
+  }
+  std::ranges::stable_sort(views, {}, place);
+  return views;
+}
+
+}  // namespace model

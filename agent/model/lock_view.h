@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+// Locks as somebody on call looks at them: what each guards, and who has it.
+#ifndef ZEB_AGENT_MODEL_LOCK_VIEW_H
+#define ZEB_AGENT_MODEL_LOCK_VIEW_H
+
+#include <optional>
+#include <vector>
+
+#include "agent/model/guarded.h"
+#include "agent/model/liveness.h"
+#include "agent/model/snapshot.h"
+
+namespace model {
+
+struct LockView {
+  reader::Lock lock;
+  Guarded guarded;
+  Verdict lastUser;                        // by this one look
+  std::optional<reader::Process> process;  // that used it last, if it was looked at
+
+  // Somebody has it, or is just making it.
+  bool held() const;
+
+  // Worth a look: held, waited for, or not as the library makes it. A key file alone is neither: it
+  // does no harm, and the next start makes the rest.
+  bool noteworthy() const;
+};
+
+// The locks of the brokers in `selected`, which is a selection of `whole`; with `all` those too
+// that belong to no broker of it. In the order of their brokers, and of what they guard.
+std::vector<LockView> locksOf(const Snapshot& whole, const Snapshot& selected, bool all);
+
+}  // namespace model
+
+#endif  // ZEB_AGENT_MODEL_LOCK_VIEW_H

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fmt/format.h>
+
+#include "agent/render/size_screens.h"
+#include "agent/render/words.h"
+
+namespace render {
+namespace {
+
+// What still fits into an area. Only one of the three counts for each.
+struct Room {
+  std::uint64_t nodes = 0;
+  std::uint64_t units = 0;   // of the label and sub-flow name of each node
+  std::uint64_t text = 0;    // the longest, in characters
+  std::uint64_t events = 0;  // at a time
+};
+
+Room roomIn(const reader::Area& area, std::uint64_t units) {
+  return {.nodes = model::roomFor({.units = units}, area),
+          .units = units,
+          .text = model::longestText(area.size),
+          .events = model::eventsIn(area.size)};
+}
+
+std::string roomText(const reader::Area& area, const Room& room) {
+  if (area.name == reader::kStatistics) {
+    return fmt::format("{} more node{} of {} characters", room.nodes, room.nodes == 1 ? "" : "s",
+                       room.units);
+  }
+  if (area.name == reader::kEventTemplates) {
+    return fmt::format("texts up to {} characters", room.text);
+  }
+  return fmt::format("the last {} events", room.events);
+}
+
+double fillOf(const reader::Area& area) {
+  return area.size == 0 ? 0 : 100.0 * area.last / area.size;
+}
+
+std::vector<const reader::Area*> areasOf(const model::SeenBroker& broker) {
+  std::vector<const reader::Area*> areas;
+  for (const char* const name : {reader::kStatistics, reader::kEventTemplates, reader::kEventData})
+    if (const reader::Area* const area = broker.segment.copy.find(name)) areas.push_back(area);
+  return areas;
+}
+
+Row rowOf(const model::SeenBroker& broker, const reader::Area& area) {
+  const Room room = roomIn(area, model::largestNode(broker));
+  const bool full = area.name == reader::kStatistics && room.nodes == 0;
+  return {"Broker " + nameOf(broker),
+          {nameOf(broker), area.name, area.size, area.last, fillOf(area),
+           Cell(roomText(area, room), full ? Tone::critical : Tone::plain)}};
+}
+
+}  // namespace
+
+std::vector<Column> fillColumns() {
+  return {{.name = "broker",
+           .title = "broker",
+           .place = Column::Place::heading,
+           .yields = 90,
+           .least = 8},
+          {.name = "area", .title = "area"},
+          {.name = "sizeBytes", .title = "bytes", .right = true},
+          {.name = "usedBytes", .title = "used", .right = true},
+          {.name = "fillPercent", .title = "%", .right = true},
+          {.name = "room", .title = "room for", .yields = 20, .least = 20}};
+}
+
+Sheet fillSheet(const model::Snapshot& snapshot) {
+  Sheet sheet{fillColumns(), {}};
+  for (const auto& broker : snapshot.brokers) {
+    for (const reader::Area* area : areasOf(*broker)) sheet.rows.push_back(rowOf(*broker, *area));
+  }
+  return sheet;
+}
+
+Json fillDocument(const model::Snapshot& snapshot) {
+  Json document = headOf("zebmon.size", 1, snapshot);
+  document["plan"] = nullptr;
+  Json& brokers = document["brokers"] = Json::array();
+  for (const auto& broker : snapshot.brokers) {
+    Json areas = Json::array();
+    for (const reader::Area* its : areasOf(*broker)) {
+      const reader::Area& area = *its;
+      const Room room = roomIn(area, model::largestNode(*broker));
+      Json object = {{"name", area.name},
+                     {"sizeBytes", area.size},
+                     {"usedBytes", area.last},
+                     {"fillPercent", fillOf(area)}};
+      if (area.name == reader::kStatistics) {
+        object["roomForNodes"] = room.nodes;
+        object["nodeCharacters"] = room.units;
+      } else if (area.name == reader::kEventTemplates) {
+        object["longestTextCharacters"] = room.text;
+      } else {
+        object["events"] = room.events;
+      }
+      areas.push_back(std::move(object));
+    }
+    const bool readable = broker->segment.size > 0;
+    brokers.push_back({{"label", broker->tree ? Json(broker->label()) : Json(nullptr)},
+                       {"uuid", broker->uuid()},
+                       {"state", stateName(broker->state())},
+                       {"segmentBytes", readable ? Json(broker->segment.size) : Json(nullptr)},
+                       {"areas", std::move(areas)}});
+  }
+  return document;
+}
+
+}  // namespace render

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fmt/format.h>
+
+#include "agent/render/lock_screens.h"
+#include "agent/render/lock_words.h"
+#include "agent/render/values.h"
+#include "agent/render/words.h"
+
+namespace render {
+namespace {
+
+using reader::Presence;
+
+Json textOrNull(const std::string& text) {
+  return text.empty() ? Json(nullptr) : Json(text);
+}
+
+Json timeOrNull(reader::KernelTime time) {
+  return time == 0 ? Json(nullptr) : Json(isoTime(time));
+}
+
+template <class Value>
+Json valueOrNull(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json(nullptr);
+}
+
+const char* presenceName(Presence presence) {
+  switch (presence) {
+    case Presence::there:
+      return "there";
+    case Presence::absent:
+      return "absent";
+    case Presence::refused:
+      return "refused";
+    case Presence::failed:
+      break;
+  }
+  return "failed";
+}
+
+Json guardObject(const model::Guarded& guarded) {
+  Json broker = nullptr;
+  if (guarded.broker) {
+    broker = {{"label", textOrNull(guarded.broker->label())}, {"uuid", guarded.broker->uuid()}};
+  }
+  return {{"kind", guardName(guarded.what)},
+          {"broker", std::move(broker)},
+          {"executionGroup", textOrNull(guarded.group)},
+          {"messageFlow", textOrNull(guarded.flow)},
+          {"node", textOrNull(guarded.node)},
+          {"processId", guarded.process == 0 ? Json(nullptr) : Json(guarded.process)}};
+}
+
+// What both kinds of objects begin with; the numbers of one that isn't there mean nothing.
+Json objectHead(const reader::IpcObject& object) {
+  Json head = {{"presence", presenceName(object.presence)}};
+  if (object.presence == Presence::refused) head["id"] = object.id;
+  if (object.presence != Presence::there) return head;
+  head["id"] = object.id;
+  head["key"] = fmt::format("0x{:08x}", object.key);
+  head["userId"] = object.owner;
+  head["groupId"] = object.group;
+  head["mode"] = fmt::format("{:04o}", object.mode);
+  return head;
+}
+
+Json semaphoreObject(const reader::Semaphore& semaphore) {
+  Json object = objectHead(semaphore);
+  if (semaphore.presence != Presence::there) return object;
+  object["value"] = semaphore.value;
+  object["waiting"] = semaphore.waiting;
+  object["lastProcessId"] = semaphore.lastProcess;
+  object["lastOperation"] = timeOrNull(semaphore.lastOperation);
+  object["changed"] = timeOrNull(semaphore.changed);
+  return object;
+}
+
+Json queueObject(const reader::Queue& queue) {
+  Json object = objectHead(queue);
+  if (queue.presence != Presence::there) return object;
+  object["references"] = queue.references;
+  object["mostBytes"] = queue.mostBytes;
+  object["lastSenderProcessId"] = queue.lastSender;
+  object["lastReceiverProcessId"] = queue.lastReceiver;
+  object["lastSent"] = timeOrNull(queue.lastSent);
+  object["lastReceived"] = timeOrNull(queue.lastReceived);
+  return object;
+}
+
+Json lastUserObject(const model::LockView& view) {
+  if (view.lock.semaphore.presence != Presence::there) return nullptr;
+  Json object = {{"fate", fateName(view.lastUser.fate)}};
+  if (const std::string doubt = doubtText(view.lastUser.doubt); !doubt.empty()) {
+    object["doubt"] = doubt;
+  }
+  if (!view.process) return object;
+  object["command"] = valueOrNull(view.process->command);
+  object["stopped"] = valueOrNull(view.process->stopped);
+  object["threads"] = valueOrNull(view.process->threads);
+  return object;
+}
+
+}  // namespace
+
+Json locksDocument(const model::Snapshot& snapshot, const std::vector<model::LockView>& locks) {
+  Json document = headOf("zebmon.locks", 1, snapshot);
+  document["temporaryDirectory"] = snapshot.directory;
+  Json& list = document["locks"] = Json::array();
+  for (const model::LockView& view : locks) {
+    const reader::KeyFile& file = view.lock.file;
+    list.push_back({{"keyFile", file.path},
+                    {"inode", file.inode},
+                    {"device", file.device},
+                    {"state", lockState(view)},
+                    {"guards", guardObject(view.guarded)},
+                    {"semaphore", semaphoreObject(view.lock.semaphore)},
+                    {"lastUser", lastUserObject(view)},
+                    {"queue", queueObject(view.lock.queue)}});
+  }
+  return document;
+}
+
+std::string countOf(const std::vector<model::LockView>& all,
+                    const std::vector<model::LockView>& shown) {
+  if (all.empty()) return "there is no lock: no node has been deployed yet, or all have stopped";
+  const std::size_t others = all.size() - shown.size();
+  if (others == 0) return {};
+  return fmt::format("{}{} lock{} {} free. See {} with --all", shown.empty() ? "" : "the other ",
+                     others, others == 1 ? "" : "s", others == 1 ? "is" : "are",
+                     others == 1 ? "it" : "them");
+}
+
+}  // namespace render
