@@ -6,11 +6,14 @@
 
 #include <cstdint>
 
+// Room for a time as text, its terminator included.
 inline constexpr int kCalendarTextBytes = 64;
 
+// The time that is now, in whole seconds.
 std::uint32_t ZEB_CalendarNow();
 
-// Writes the time as date and time of the local zone, as the locale shows it; "n/a" for 0.
+// Writes the time as date and time of the local zone, as the locale shows it; "n/a" for 0. Returns
+// `text`.
 const char* ZEB_FormatCalendar(char (&text)[kCalendarTextBytes], std::uint32_t calendarTime);
 
 #endif  // ZEB_BASE_CALENDAR_H

@@ -3,6 +3,7 @@
 #ifndef ZEB_BASE_ERROR_TEXT_H
 #define ZEB_BASE_ERROR_TEXT_H
 
+// What is longer is cut; its terminator included.
 inline constexpr int kErrorTextBytes = 256;
 
 // Writes "Error %i. " and the system's text for that error number.

@@ -8,8 +8,8 @@
 // ftok(path, 1), traced; -1 when there is no such file. `path` may be null.
 int ZEB_TracedKey(const ZEB_Trace& trace, const char* path);
 
-// Creates the file with mode 0660 less the umask. False, with a message, when it can't be opened;
-// a close that fails is a message only.
+// Creates the file with mode 0660 less the umask; one that is there is left as it is. False, with a
+// message, when it can't be opened; a close that fails is a message only.
 bool ZEB_CreateKeyFile(const ZEB_Trace& trace, const char* path);
 
 // Holds off everybody else who joins or removes the objects behind a key file, so that nobody joins
@@ -18,6 +18,8 @@ bool ZEB_CreateKeyFile(const ZEB_Trace& trace, const char* path);
 // who could hold the lock without end.
 class ZEB_Key_File_Lock {
  public:
+  // Waits until nobody else holds it. Locks nothing for null, for a missing file, and for what is
+  // no regular file of this user. The path must outlive the lock.
   explicit ZEB_Key_File_Lock(const char* path);
   ~ZEB_Key_File_Lock();
   ZEB_Key_File_Lock(const ZEB_Key_File_Lock&) = delete;

@@ -10,12 +10,14 @@
 // One thread's, for one look at stored bytes. What it holds is not initialised.
 class ZEB_Private_Bytes {
  public:
-  // Room for so many bytes: up to 512 in the object itself, more on the heap.
+  // Room for so many bytes: up to 512 in the object itself, more on the heap. It must not be moved:
+  // data() may point into the object.
   explicit ZEB_Private_Bytes(std::size_t bytes) {
     if (bytes > sizeof small_) large_.reset(new (std::nothrow) std::uint8_t[bytes]);
     data_ = bytes > sizeof small_ ? large_.get() : small_;
   }
-  std::uint8_t* data() { return data_; }  // null when memory ran out
+  // Null when memory ran out, which happens above 512 bytes only. Valid as long as the object.
+  std::uint8_t* data() { return data_; }
 
  private:
   std::uint8_t small_[512];

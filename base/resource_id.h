@@ -7,7 +7,8 @@
 
 #include "base/string.h"
 
-// A value. Both strings start empty.
+// A value. Both strings start empty. Two identifiers name the same resource when both strings are
+// equal. It has no status: ask the strings whether they are OK.
 class ZEB_Resource_ID {
  public:
   // A null argument leaves its string empty. The order is uuid, label.
@@ -17,7 +18,7 @@ class ZEB_Resource_ID {
   ZEB_Resource_ID& operator=(const ZEB_Resource_ID& other);
   ~ZEB_Resource_ID();
 
-  // Null changes nothing.
+  // Copy the string. Null changes nothing.
   void setLabel(const ZEB_String* label);
   void setUuid(const ZEB_String* uuid);
 

@@ -20,7 +20,8 @@ enum ZEB_ReturnCodes_ : std::uint32_t {
   ZEB_NO_RECORD = 10,  // the resource has no information record
 };
 
-// Status words: every object that can fail carries one, and a failed object stays alive with it.
+// Status words: every object that can fail has one. A failed object stays alive with it; each
+// header says what its operations do then.
 inline constexpr int ZEB_STATUS_OK = 0;
 inline constexpr int ZEB_STATUS_FAILED = 301;
 
@@ -30,6 +31,8 @@ inline constexpr int ZEB_STATUS_FAILED = 301;
     "Success",       "BadArgument", "BadObject",   "BusyObject",   "Duplicate", "NotThere",
     "ProtocolError", "Shortage",    "SystemError", "UnknownError", "Warning",   "Authority"};
 
+// A value, 0 when made without a code. It turns into a plain number by itself: compare it with the
+// codes above.
 class ZEB_ReturnCode {
  public:
   constexpr ZEB_ReturnCode() = default;

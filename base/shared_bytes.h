@@ -14,7 +14,8 @@
 
 #include "base/thread_sanitizer.h"
 
-// From shared memory at `shared`, which may change meanwhile, into the caller's own bytes.
+// From shared memory at `shared`, which may change meanwhile, into the caller's own bytes. The two
+// don't overlap, and the caller made sure that so many bytes are mapped there.
 inline void ZEB_CopyFromShared(void* to, const void* shared, std::size_t bytes) {
 #ifdef ZEB_THREAD_SANITIZER
   for (std::size_t i = 0; i < bytes; ++i)
@@ -25,7 +26,7 @@ inline void ZEB_CopyFromShared(void* to, const void* shared, std::size_t bytes) 
 #endif
 }
 
-// Into shared memory at `shared`, in no particular order.
+// Into shared memory at `shared`, in no particular order: a reader may see any part of it first.
 inline void ZEB_CopyToShared(void* shared, const void* from, std::size_t bytes) {
 #ifdef ZEB_THREAD_SANITIZER
   for (std::size_t i = 0; i < bytes; ++i)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What ThreadSanitizer can't see by itself: that a System V semaphore orders what threads do.
+// ZEB_THREAD_SANITIZER is defined in its builds alone.
 #ifndef ZEB_BASE_THREAD_SANITIZER_H
 #define ZEB_BASE_THREAD_SANITIZER_H
 
@@ -11,8 +12,8 @@
 #endif
 #endif
 
-// Tell that this thread now has the lock, or is about to give it back. Any address may name it.
-// They do nothing in other builds.
+// Tell that this thread now has the lock, or is about to give it back. Any address may name it, as
+// long as both calls use the same: nothing is read there. They do nothing in other builds.
 #ifdef ZEB_THREAD_SANITIZER
 #include <sanitizer/tsan_interface.h>
 inline void ZEB_TellAcquired(const void* lock) {

@@ -24,10 +24,10 @@ extern int bZEBTracing;
 // source.
 extern const std::uint16_t logMessageSource[];
 
-// Longest text of a log entry, with its terminator; what is longer is cut.
+// Longest text of a log entry in bytes, with its terminator; what is longer is cut.
 inline constexpr int kLogTextBytes = 1024;
 
-// A format, and the line that wrote it.
+// A format of printf, and the line that wrote it. The text must be a literal: it is not copied.
 struct ZEB_Trace_Format {
   const char* format;
   int line;
@@ -53,6 +53,9 @@ auto ZEB_Printable(const Argument& argument) {
 #define ZEB_TRACE_POINTS 1
 #endif
 
+// Belongs to one operation on one thread. The host's log is called with whatever locks the
+// operation holds at that point.
+//
 // No function that is not inlined takes the scope's address: while the switch is off, a scope lives
 // in registers and costs its tests alone.
 class ZEB_Trace {
@@ -73,7 +76,8 @@ class ZEB_Trace {
   ZEB_Trace(const ZEB_Trace&) = delete;
   ZEB_Trace& operator=(const ZEB_Trace&) = delete;
 
-  // Writes "Exit: 0x%X" with the low 32 bits of the result, and hands the result on.
+  // Writes "Exit: 0x%X" with the low 32 bits of the result, and hands the result on. The destructor
+  // then writes nothing more. Call it last, in the return statement.
   template <class Result>
   [[gnu::always_inline]] Result leave(Result result, int line = __builtin_LINE()) {
     left_ = true;
@@ -82,7 +86,8 @@ class ZEB_Trace {
     return result;
   }
 
-  // A trace text, while the switch is on; the arguments are converted only then.
+  // A trace text, while the switch is on; the arguments are converted only then. Each must suit its
+  // place in the format: the compiler does not check it.
   template <class... Arguments>
   [[gnu::always_inline]] void text(ZEB_Trace_Format format, const Arguments&... arguments) const {
     if (on()) [[unlikely]]
@@ -95,12 +100,14 @@ class ZEB_Trace {
     write(unit_, function_, format.line, format.format, ZEB_Printable(arguments)...);
   }
 
+  // The messages. They are written whether or not the switch is on, and `line` is the caller's.
+  //
   // Message 1: creating an object or a buffer yielded nothing.
   void allocationError(int line = __builtin_LINE()) const {
     logAllocationError(unit_, function_, line);
   }
 
-  // Message 2: a host or system function failed. `error` says why.
+  // Message 2: a host or system function failed. `error` says why; both texts are only read.
   void failed(const char* callee, const char* error, int line = __builtin_LINE()) const {
     logFailed(unit_, function_, line, callee, error);
   }

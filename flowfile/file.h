@@ -51,7 +51,8 @@ struct MonitorNode {
   std::optional<std::string> activateNode;
 };
 
-// Which messages a working node fails, and with what exception.
+// Which messages a working node fails, and with what exception. A message fails if either rule says
+// so.
 struct Failure {
   double probability = 0;          // 0 to 1
   std::uint64_t every = 0;         // also every n-th message of the flow; 0: none
@@ -92,6 +93,7 @@ struct Output {
   Place place;  // of the key that names it
 };
 
+// One message flow: messages go from the input through the chain to the output.
 struct Flow {
   std::string label;             // unique in its group
   unsigned threads = 1;          // that take messages from the flow's queue
@@ -106,6 +108,7 @@ struct ExecutionGroup {
   std::vector<Flow> flows;
 };
 
+// All of it. Unless there are findings, every rule of docs/flow-file.md holds.
 struct File {
   std::filesystem::path path;  // where it was read, as it was given
   std::uint64_t seed = 1;      // where chance starts

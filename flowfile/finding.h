@@ -10,6 +10,7 @@
 namespace flowfile {
 
 // A place in the text. Lines and columns count from 1, columns in characters; 0 and 0 is no place.
+// Places are ordered as they come in the text.
 struct Place {
   unsigned line = 0;
   unsigned column = 0;

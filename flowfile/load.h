@@ -10,6 +10,7 @@
 
 namespace flowfile {
 
+// What was read, or why it was not.
 struct Text {
   std::string text;     // all bytes, whatever they are
   std::string problem;  // why they could not be read, and what to do; empty when they could

@@ -14,7 +14,7 @@ namespace flowfile {
 // missing unit and a negative number included.
 std::optional<std::chrono::nanoseconds> parseDuration(std::string_view text);
 
-// "200", "200B", "4KiB" or "1MiB", in bytes. Nothing for any other text.
+// "200", "200B", "4KiB" or "1MiB", in bytes: a KiB has 1024. Nothing for any other text.
 std::optional<std::int64_t> parseBytes(std::string_view text);
 
 }  // namespace flowfile

@@ -31,6 +31,7 @@ struct Context {
 // them. What comes back is kept as Input::source. It must ask for all keys that any source has.
 using SourceReader = std::function<std::any(Section& input, Context& context)>;
 
+// A file and what is wrong with it.
 struct ReadResult {
   File file;                      // only to be used without findings
   std::vector<Finding> findings;  // in the order of the text
@@ -42,7 +43,8 @@ struct ReadResult {
 ReadResult read(std::string_view text, const std::filesystem::path& path,
                 const SourceReader& readSource = {});
 
-// Notes that there is no file or folder where a key says so; `kind` is "file" or "folder".
+// Notes at the key that there is no file or folder where it says so; `kind` is "file" or "folder".
+// For a SourceReader.
 void noteMissing(Section& section, std::string_view key, const char* kind,
                  const std::filesystem::path& path);
 

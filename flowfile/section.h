@@ -19,6 +19,8 @@
 
 namespace flowfile {
 
+// A value of one thread. None of its functions throws for what the file holds: each finding goes
+// into the list, and reading goes on.
 class Section {
  public:
   // `name` is how messages call this table. The table and the findings must outlive the section.
@@ -30,7 +32,8 @@ class Section {
   void noteAt(std::string_view key, std::string text) { note(*find(key), std::move(text)); }
   void note(std::string text) { note(table_->source(), std::move(text)); }
 
-  // The value of a key, or null. Every key read this way counts as known.
+  // The value of a key, or null; it belongs to the table. Every key read this way counts as known,
+  // as it does in all functions below.
   const toml::node* find(std::string_view key);
   bool has(std::string_view key) { return find(key) != nullptr; }
 
@@ -48,7 +51,8 @@ class Section {
                                    std::initializer_list<std::string_view> values,
                                    bool anyCase = false);
 
-  // A text that must be there and not be empty; an empty one comes back with its finding.
+  // A text that must be there and not be empty. Else there is a finding, and an empty text comes
+  // back.
   std::string requiredText(std::string_view key);
 
   // The table of a key, or the tables of an array of tables; empty when absent. They note into the
@@ -61,7 +65,8 @@ class Section {
   std::optional<Distribution> durations(std::string_view key);
   std::optional<Distribution> sizes(std::string_view key, double high);
 
-  // Notes every key that was never asked for. `what` is what such a key is called.
+  // Notes every key that was never asked for, with a known one that differs in letter case alone.
+  // `what` is what such a key is called. Call it last.
   void finish(const std::string& what = "key");
 
  private:

@@ -5,7 +5,7 @@
 // of a record's eyecatcher says whether the record is whole: the writer clears it, writes the rest,
 // and sets it last. The reader copies the record between two looks at this byte, and the record's
 // header before the first and after the second. A record ID is never used again, so a header that
-// is the same both times means that no other record stood there in between, not even for a whole
+// is the same both times means that no other record was there in between, not even for a whole
 // turn of the ring.
 //
 // Nothing here locks, allocates or fails. A `Memory` says how shared memory is touched: tests stop
@@ -52,9 +52,10 @@ enum class Found {
   nothing,  // no record begins here
 };
 
+// What one look saw.
 struct Look {
   Found found = Found::nothing;
-  std::size_t size = 0;  // of the record
+  std::size_t size = 0;  // of the record in bytes; 0 unless one was found
 };
 
 // The eyecatcher without its first byte, which may be cleared.
@@ -68,7 +69,7 @@ inline std::size_t nextEyecatcher(std::string_view old, std::size_t from) {
 
 // Writes the record at `place`. The caller holds the area's lock and has made sure that there is
 // room. `old` bytes from `place` on may hold older records that begin anywhere, up to the last
-// offset; 0 when only one can stand there, as in the data area.
+// offset; 0 when only one can be there, as in the data area. `record` is not empty, and is private.
 //
 // Older records are taken in turn: each has its first byte cleared before any other byte of it
 // changes, and gets the new first byte last. A text that has an "R" there makes no half record
@@ -129,7 +130,8 @@ Look look(Memory& memory, std::span<const std::uint8_t> shared, std::span<std::u
   return {size > 0 ? Found::record : Found::nothing, size};
 }
 
-// As many looks as it takes, up to kMostLooks.
+// As many looks as it takes, up to kMostLooks: `writing` then says that a writer was stopped there,
+// or died. Takes no lock and never waits.
 template <class Memory>
 Look find(Memory& memory, std::span<const std::uint8_t> shared, std::span<std::uint8_t> copy) {
   Look seen;

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The bytes that other processes may read: block headers and stored records, field by field.
+// docs/format.md describes the same in words.
 //
 // One table per layout is the only place where an offset or a width is written. The codecs of the
 // record classes, the agent and the printed documentation take theirs from here, and each table is
 // proved at compile time to be contiguous and to end at the number that the format promises.
 // Integers are in the host's byte order, since writers and readers share a machine; nothing is
-// padded. This header knows no class of the library, so that a reader can stand on it alone.
+// padded. This header knows no class of the library, so that a reader needs nothing else.
 #ifndef ZEB_FORMAT_LAYOUT_H
 #define ZEB_FORMAT_LAYOUT_H
 
@@ -13,7 +14,8 @@
 #include <cstdint>
 #include <span>
 
-// What a record is, stored as its first four ID bytes.
+// What a record is, stored as its first four ID bytes. The numbers never change. What is read may
+// be any number.
 enum ZEB_RecordType : std::uint32_t {
   ZEB_RECORD = 0,       // a header whose class is not known yet; never stored
   ZEB_REIR_RECORD = 1,  // some resource
@@ -29,6 +31,7 @@ enum ZEB_RecordType : std::uint32_t {
 
 namespace layout {
 
+// What the bytes of a field mean.
 enum class Encoding {
   characters,   // 8-bit, zero-padded, not terminated when full
   bytes,        // as they came
@@ -54,7 +57,8 @@ struct Field {
 // Bytes of a stored string without units: the count and the zero unit.
 inline constexpr std::uint32_t kEmptyString = 6;
 
-// Bytes of a field of that encoding; `declared` where the encoding leaves it open.
+// Bytes of a field of that encoding; `declared` where the encoding leaves it open, as it does for
+// characters and bytes.
 consteval std::uint32_t widthOf(Encoding encoding, std::uint32_t declared) {
   switch (encoding) {
     case Encoding::unsigned32:
@@ -74,7 +78,8 @@ consteval std::uint32_t widthOf(Encoding encoding, std::uint32_t declared) {
   }
 }
 
-// True when the fields lie end to end from `begin` to `end`, each as wide as its encoding is.
+// True when the fields lie end to end from offset `begin` to offset `end`, each as wide as its
+// encoding is.
 template <std::size_t N>
 consteval bool packed(const Field (&fields)[N], std::uint32_t begin, std::uint32_t end) {
   std::uint32_t at = begin;
@@ -85,7 +90,8 @@ consteval bool packed(const Field (&fields)[N], std::uint32_t begin, std::uint32
   return at == end;
 }
 
-// The 32 bytes at the start of the segment and of every area in it.
+// The 32 bytes at the start of the segment and of every area in it. docs/format.md says what the
+// offsets mean.
 namespace block {
 inline constexpr Field eyecatcher{"eyecatcher", 0, 8, Encoding::characters};
 inline constexpr Field mark{"header mark", 8, 4, Encoding::signed32};
@@ -119,7 +125,8 @@ static_assert(packed(fields, 0, bytes));
 inline constexpr char text[] = "RCRD";
 }  // namespace header
 
-// Information records: who a resource is. Own fields begin behind uuid and label.
+// Information records: who a resource is. A message flow has these fields alone; the others have
+// their own behind uuid and label.
 namespace reir {
 inline constexpr Field uuid{"uuid", 40, kEmptyString, Encoding::string};
 inline constexpr Field label{"label", 46, kEmptyString, Encoding::string};
@@ -128,7 +135,7 @@ inline constexpr std::uint32_t bytes = 52;
 static_assert(packed(fields, header::bytes, bytes));
 }  // namespace reir
 
-// A broker, the root of its tree.
+// A broker, the root of its tree. The reset time is that of its statistics.
 namespace brir {
 inline constexpr Field resetTime{"reset time", 52, 4, Encoding::calendar32};
 inline constexpr Field fields[] = {reir::uuid, reir::label, resetTime};
@@ -144,7 +151,8 @@ inline constexpr std::uint32_t bytes = 56;
 static_assert(packed(fields, header::bytes, bytes));
 }  // namespace egir
 
-// A node. Types: 1 input, 2 output, 3 other, 4 and 5 sub-flow input and output.
+// A node. Types: 1 input, 2 output, 3 other, 4 and 5 sub-flow input and output
+// (records/node_type.h).
 namespace noir {
 inline constexpr Field nodeType{"node type", 52, 4, Encoding::unsigned32};
 inline constexpr Field subFlowName{"sub-flow name", 56, kEmptyString, Encoding::string};
@@ -153,7 +161,8 @@ inline constexpr std::uint32_t bytes = 62;
 static_assert(packed(fields, header::bytes, bytes));
 }  // namespace noir
 
-// The statistics of one node. Times are in milliseconds, sizes in bytes.
+// The statistics of one node. Times are in milliseconds, sizes in bytes. Largest and smallest are
+// of one message; the collection times are those of the first and the latest message.
 namespace stir {
 inline constexpr Field messageCount{"message count", 40, 24, Encoding::decimalText};
 inline constexpr Field sumSize{"sum size", 64, 24, Encoding::decimalText};
@@ -174,7 +183,7 @@ inline constexpr std::uint32_t bytes = 168;
 static_assert(packed(fields, header::bytes, bytes));
 }  // namespace stir
 
-// What all events of one kind share.
+// What all events of one kind have in common: where, and what is told of it.
 namespace evtr {
 inline constexpr Field executionGroup{"execution group name", 40, kEmptyString, Encoding::string};
 inline constexpr Field messageFlow{"message flow name", 46, kEmptyString, Encoding::string};
@@ -186,7 +195,8 @@ inline constexpr std::uint32_t bytes = 68;
 static_assert(packed(fields, header::bytes, bytes));
 }  // namespace evtr
 
-// One event. The byte fields come from the message descriptor as they are, without terminator.
+// One event. The byte fields come from the message descriptor as they are, without terminator. Its
+// parent is its template.
 namespace evdr {
 inline constexpr Field eventTime{"event time", 40, 4, Encoding::calendar32};
 inline constexpr Field threadId{"thread ID", 44, 4, Encoding::signed32};
@@ -231,7 +241,8 @@ constexpr std::span<const Field> fieldsOf(std::uint32_t type) {
   }
 }
 
-// The length of every record of the type, header included; 0 when their lengths differ.
+// The length in bytes of every record of the type, header included; 0 when their lengths differ,
+// and for unknown types.
 constexpr std::uint32_t fixedSizeOf(std::uint32_t type) {
   return type == ZEB_STIR_RECORD ? stir::bytes : type == ZEB_EVDR_RECORD ? evdr::bytes : 0;
 }
@@ -239,8 +250,8 @@ constexpr std::uint32_t fixedSizeOf(std::uint32_t type) {
 // The type code of the record at `stored`, of which at least 40 bytes must be there.
 std::uint32_t typeOf(const std::uint8_t* stored);
 
-// The length of the record that stands at the start of `bytes`, or 0 when no whole, sane one does:
-// the eyecatcher is "RCRD", the type is 1 to 9 and every string ends inside `bytes`. Nothing
+// The length of the record at the start of `bytes`, or 0 when no whole, sane one is there: the
+// eyecatcher is "RCRD", the type is 1 to 9 and every string ends inside `bytes`. Nothing
 // outside `bytes` is touched, whatever they hold; they are a private copy, which nobody else
 // changes.
 std::size_t storedSize(std::span<const std::uint8_t> bytes);

@@ -55,7 +55,9 @@ inline constexpr const char* kConfigurationFiles[] = {"/opt/holt/lil/zebpnode.cf
 inline constexpr char kConfigurationName[] = "/lil/zebpnode.cfg";
 inline constexpr char kInstallProperties[] = "/var/orva/install.properties";
 
-// Keys in it. The third has a broker's label behind it.
+// Keys in it: whether operations are traced, what nodes collect, the same for one broker (its label
+// goes behind the key), where key files are, and the bytes of one area. docs/operations.md has
+// their values.
 inline constexpr char kTraceKey[] = "ZEBNodeTrace";
 inline constexpr char kActivateKey[] = "ZEBActivateNode";
 inline constexpr char kActivateForKey[] = "ZEBActivateNodeFor";
@@ -70,7 +72,8 @@ inline constexpr char kUuidFile[] = "BrokerUUID";
 
 // --- contents ---
 
-// Calendar times count seconds from 1901-01-01 00:00:00 UTC; this is 1970-01-01 00:00:00 UTC.
+// Calendar times, unsigned and of 32 bits, count seconds from 1901-01-01 00:00:00 UTC; this is
+// 1970-01-01 00:00:00 UTC.
 inline constexpr std::uint32_t kCalendarEpoch = 2177452800;
 
 // The text of an event begins so if, and only if, it tells of an exception.

@@ -12,7 +12,7 @@ namespace layout {
 // What is longer of a line is not looked at. Bytes, line end not counted.
 inline constexpr std::size_t kLongestLine = 511;
 
-// What a search found. The word lies in the text that was searched.
+// What a search found. The word is part of the text that was searched, which must outlive it.
 struct Setting {
   enum class Reason {
     found,         // a line has the key and a value
@@ -25,8 +25,9 @@ struct Setting {
   std::string_view word;  // behind the key, up to a blank; with its "="
   std::size_t line = 0;   // the line that gave the reason, counted from 1; 0 for noLine
 
+  // Whether there is a value, be it empty.
   bool matched() const { return reason == Reason::found || reason == Reason::onlyAnEquals; }
-  // The word less one leading "=".
+  // The word less one leading "="; empty when there is none.
   std::string_view value() const { return word.substr(word.starts_with('=') ? 1 : 0); }
 };
 

@@ -15,7 +15,7 @@ inline constexpr std::uint32_t kSmallestArea = 4096;
 inline constexpr std::uint32_t kLargestArea = 2147483647;
 inline constexpr std::uint32_t kDefaultArea = 32768;
 
-// What an area gets when `configured` is set.
+// What an area gets when `configured` is set: the number itself within the bounds.
 constexpr std::uint32_t areaSize(std::uint32_t configured) {
   return std::clamp(configured, kSmallestArea, kLargestArea);
 }
@@ -27,13 +27,14 @@ constexpr std::uint32_t segmentSize(std::uint32_t area) {
   return kAreas * area + block::bytes;
 }
 
-// What an area has for records.
+// What an area has for records: all behind its header. 0 for an area that holds not even that.
 constexpr std::uint32_t roomIn(std::uint32_t area) {
   return area < block::bytes ? 0 : area - block::bytes;
 }
 
 // What a record takes whose strings have so many 16-bit units together, terminators not counted. 0
-// for types 0 and 9 and unknown ones; a joined event takes its header and its two records.
+// for types 0 and 9 and unknown ones; a joined event takes its header and its two records. For
+// records of one size, `units` does not matter.
 constexpr std::uint64_t recordSize(std::uint32_t type, std::uint64_t units) {
   const auto fields = fieldsOf(type);
   if (fields.empty()) return 0;

@@ -38,7 +38,8 @@ typedef struct HostName {
   int32_t unused28;
 } HostName;
 
-// Where a node instance lives, 184 bytes, zero-filled by the plug-in before the first call.
+// Where a node instance lives, as labels; 184 bytes, zero-filled by the plug-in before the first
+// call. The buffers stay the plug-in's: the host keeps none of them.
 typedef struct HostBrokerInfo {
   int64_t unused0;
   HostName broker;
@@ -60,7 +61,12 @@ typedef struct HostExceptionData {
 } HostExceptionData;
 
 // The plug-in's functions, called by the host through HostNodeFunctionTable. `context` is what
-// createContext returned; with null, the others do nothing. Lengths are in 16-bit units.
+// createContext returned; with null, the others do nothing. Lengths are in 16-bit units. A text
+// that does not fit is cut, its terminator with it.
+//
+// createContext: null only when memory ran out; a context that failed passes messages on,
+// unmeasured. The host sets attributes before messages flow, from one thread at a time, and
+// deletes a context when no message is in it any more.
 //
 // setAttribute: 1 for an attribute that getAttributeName knows, else 0. getAttribute: the reverse,
 // 0 for one that it knows, else 1. getAttributeName: 0 for an index from 0 to 4, else 1. A message
@@ -91,34 +97,41 @@ typedef struct HostNodeFunctionTable {
   void* unused80;  // null
 } HostNodeFunctionTable;
 
-// Makes a factory; null when the host refuses. The name is only read during the call.
+// Makes a factory, which the host owns; null when it refuses. The name is only read during the
+// call.
 HostFactory* hnxCreateNodeFactory(int* returnCode, const uint16_t* factoryName);
 
-// Defines a node class of that factory. The table is kept by address.
+// Defines a node class of that factory. The table is kept by address; the name is only read during
+// the call.
 void hnxDefineNodeClass(int* returnCode, HostFactory*, const uint16_t* className,
                         HostNodeFunctionTable*);
 
-// Make a terminal of the node; null when the host refuses.
+// Make a terminal of the node, which the host owns; null when it refuses.
 HostTerminal* hnxCreateInputTerminal(int* returnCode, HostNode*, const uint16_t* name);
 HostTerminal* hnxCreateOutputTerminal(int* returnCode, HostNode*, const uint16_t* name);
 
 // Fills in the names, or their lengths where a buffer is null.
 void hnxGetBrokerInfo(int* returnCode, HostNode*, HostBrokerInfo*);
 
-// Bytes of the message's bit stream; 0 while it was not serialised.
+// Bytes of the message's bit stream, descriptor included; 0 while it was not serialised.
 int hnxBufferSize(int* returnCode, HostMessage*);
 
 // Makes the host serialise the message into its bit stream.
 void hnxWriteBuffer(int* returnCode, HostMessage*);
 
 // The bit stream, owned by the host, whose first 364 bytes are the message descriptor; or null.
+// The plug-in
+// reads it before it propagates the message.
 const uint8_t* hnxBufferPointer(int* returnCode, HostMessage*);
 
-// Hands the message to whatever is wired to the terminal and returns when all of it has run.
+// Hands the message to whatever is wired to the terminal and returns when all of it has run. The
+// code is 64 when a node downstream failed: its exception is pending then.
 void hnxPropagate(int* returnCode, HostTerminal*, HostTree* first, HostTree* second, HostMessage*);
 
 // Writes a log entry. `text` is already formatted and is followed by 8-bit inserts and then a null
-// pointer of type char*. The host writes trace entries, number 0, as they stand.
+// pointer of type char*. The host writes trace entries, number 0, as they are. Number 1 is a lack
+// of memory, 2 a function that failed, 3 a maximum that was reached (docs/operations.md). `type` is
+// always 2. Any thread calls it, perhaps with locks of the plug-in held.
 void hcxLog(int* returnCode, int type, const char* unit, int line, const char* function,
             const uint16_t* source, int number, const char* text, ...);
 

@@ -7,7 +7,8 @@
 
 #include "base/string.h"
 
-// The same numbers serve the node's attribute and the overrides of the configuration.
+// The same numbers serve the node's attribute and the overrides of the configuration. An override
+// goes before the attribute; the one for the node's own broker goes before the one for all.
 enum ZEB_ActivateNode : std::uint32_t {
   ZEB_NO_OVERRIDE = 0,  // as an override only
   ZEB_ACTIVE = 1,       // statistics and events
@@ -17,7 +18,8 @@ enum ZEB_ActivateNode : std::uint32_t {
   ZEB_INPUT_OUTPUT_AND_EVENT_ONLY = 5,  // both, also for nodes with an event message
 };
 
-// The mode that an attribute's text names, in any letter case; any other text is ZEB_ACTIVE.
+// The mode that an attribute's text names, in any letter case; any other text is ZEB_ACTIVE. So is
+// a text that can't be read for lack of memory.
 ZEB_ActivateNode ZEB_ActivationOf(const ZEB_String& attribute);
 
 // The override that a configuration value names, in any letter case. An empty value or any other

@@ -5,24 +5,28 @@
 
 #include "base/string.h"
 
+// A value of one thread, with copies of both texts.
 class ZEB_Attribute {
  public:
   // Null is an empty string. Not OK, and without name and value, when memory ran out.
   ZEB_Attribute(const zebchar* name, const zebchar* value);
+  // A deep copy; not OK when memory ran out.
   ZEB_Attribute(const ZEB_Attribute& other);
   ~ZEB_Attribute();
   ZEB_Attribute& operator=(const ZEB_Attribute&) = delete;
 
+  // 0, or 301 once memory ran out for name or value.
   bool OK() const;
   int getStatus() const;
   // The members themselves, valid as long as this object.
   const ZEB_String& getName() const;
   const ZEB_String& getValue() const;
-  // Null changes nothing, nor does any call once the string is not OK.
+  // Copy the text. Null changes nothing, nor does any call once the string is not OK.
   void setName(const zebchar* name);
   void setValue(const zebchar* value);
 
-  void cleanup();  // frees name and value
+  // Frees name and value; the status stays. The destructor does this too.
+  void cleanup();
 
  private:
   void check();

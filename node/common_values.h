@@ -3,7 +3,8 @@
 #ifndef ZEB_NODE_COMMON_VALUES_H
 #define ZEB_NODE_COMMON_VALUES_H
 
-// Overrides the activation attribute of every node: 0 for none, else a ZEB_ActivateNode.
+// Overrides the activation attribute of every node: 0 for none, else a ZEB_ActivateNode. Only
+// getCommonValues writes it.
 extern int overrideActivateNodeForAll;
 
 #endif  // ZEB_NODE_COMMON_VALUES_H

@@ -16,11 +16,13 @@
 // the only thread that has a message in the node: what is active may then change during a message.
 class ZEB_Monitoring_Node {
  public:
-  // Copies the identifiers and attaches the broker's shared memory. Not OK when that fails or an
-  // identifier is null.
+  // Copies the identifiers and attaches the broker's shared memory. Status 301 when that fails or
+  // an identifier is null, with the messages of what failed. `activationOverride` is a
+  // ZEB_ActivateNode; 0 leaves it to the node's attribute.
   ZEB_Monitoring_Node(const ZEB_Resource_ID* broker, const ZEB_Resource_ID* executionGroup,
                       const ZEB_Resource_ID* messageFlow, const ZEB_Resource_ID* node,
                       int activationOverride);
+  // As cleanup. No message may be in the node.
   ~ZEB_Monitoring_Node();
   ZEB_Monitoring_Node(const ZEB_Monitoring_Node&) = delete;
   ZEB_Monitoring_Node& operator=(const ZEB_Monitoring_Node&) = delete;
@@ -34,31 +36,41 @@ class ZEB_Monitoring_Node {
   void setActivateNode(const ZEB_String* text);  // any letter case; null or any other: mode 1
   void setQueueTimeCollection(const ZEB_String* text);  // on for exactly "yes"; at once
 
-  // Joins the resource tree. Does nothing once it has succeeded or failed. Deploying a node that
-  // collects statistics resets the statistics of every node of the broker.
+  // Decides what the node collects, joins the resource tree and stores the event template. Does
+  // nothing once it has succeeded or failed. Deploying a node that collects statistics resets the
+  // statistics of every node of the broker. Takes the statistics area's lock, and waits for it. A
+  // node without a label gets "*Unknown*DravikMonitor".
   void initializeNode();
 
-  // Folds one message into the node's record: queued and elapsed time and size in bytes.
+  // Folds one message into the node's record: queued and elapsed time and size in bytes. Takes the
+  // record's lock, and waits for it. The queued time counts as 0 while its collection is off.
   void updateStatistics(_TimeStamp queued, _TimeStamp elapsed, int size);
 
   // Posts an event of the template, or for null of the node's own; without either, or with a null
-  // descriptor, nothing.
+  // descriptor, nothing. Both are only read during the call. Takes the event data area's lock.
   void postEvent(const MessageDescriptor* descriptor, const ZEB_EVTR* eventTemplate);
 
-  // Posts the host's pending exception, whether or not the node has an event message.
+  // Posts the host's pending exception, whether or not the node has an event message. The template
+  // of its text is stored first, unless there is one. Nothing for a null descriptor.
   [[gnu::noinline]] void postException(const MessageDescriptor* descriptor);
 
+  // Once the status is 301 the node joins nothing and posts nothing.
   bool OK() const;
   int getStatus() const;
+  // What the node collects: both until it is initialised.
   bool isActiveForStats() const;
   bool isActiveForEvents() const;
   bool isNodeLabelSet() const;
   bool isInitialized() const;
-  ZEB_NodeType getNodeType() const;  // of the resource once there is one
+  // The type of the tree's node once it has joined, else the one that was set.
+  ZEB_NodeType getNodeType() const;
+  // The calling thread's pthread_self(), and this process.
   static std::uint64_t getThreadId();
   static int getProcessId();
 
-  void cleanup();  // marks the node as deleted and lets go of the broker
+  // Marks the node as deleted, here and in the area, and detaches. What is stored stays for
+  // readers.
+  void cleanup();
 
  private:
   void init(const ZEB_Resource_ID* broker, const ZEB_Resource_ID* executionGroup,

@@ -14,8 +14,11 @@
 // call processMessage on several threads at once.
 class ZEB_Node_Context {
  public:
-  // Makes the terminals "in" and "out" and learns where the node lives. Not OK when that fails.
+  // Makes the terminals "in" and "out", learns from the host where the node lives, and from
+  // registry and configuration the broker's UUID and override. Status 301 when any of that fails,
+  // or its monitoring node is not OK.
   explicit ZEB_Node_Context(HostNode* node);
+  // Marks the node as deleted in shared memory. No message may be in it.
   ~ZEB_Node_Context();
   ZEB_Node_Context(const ZEB_Node_Context&) = delete;
   ZEB_Node_Context& operator=(const ZEB_Node_Context&) = delete;
@@ -23,8 +26,9 @@ class ZEB_Node_Context {
   bool OK() const;
   int getStatus() const;
 
-  // Measures the message and hands it, with both trees, to whatever is wired to "out". Does not
-  // return normally when a node downstream raised an exception: the host raises it again.
+  // Measures the message and hands it, with both trees, to whatever is wired to "out". Each of the
+  // three may be null; none is kept. Does not return normally when a node downstream raised an
+  // exception: the host raises it again.
   //
   // In the plug-in, all that it calls becomes one function: the kernel may make a processor forget
   // where the calls around a system call return to, and each such return then costs as much as what
@@ -32,7 +36,8 @@ class ZEB_Node_Context {
   [[gnu::flatten]] void processMessage(HostTree* first, HostTree* second, HostMessage* message);
 
   // Stores the attribute, whatever its name, and passes it on. 1 for the five that are enumerated,
-  // 0 for "label" and unknown names. Null stands for an empty string.
+  // 0 for "label" and unknown names. Null is an empty string. Both texts are copied. Once the label
+  // and all of these but collectQueueTime are set, the monitoring node initialises itself.
   int setAttributeValue(const zebchar* name, const zebchar* value);
 
   // Copies the first value that was set, or the default. 0 for the five that are enumerated, 1 and

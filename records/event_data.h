@@ -6,22 +6,31 @@
 #include "records/message_descriptor.h"
 #include "records/record.h"
 
-// Its parent is the event template that says where it happened and what. Always 144 bytes.
+// Its parent is the event template that says where it happened and what. Stored in 144 bytes,
+// always. A value of one thread; it owns no memory and takes no lock.
 class ZEB_EVDR : public ZEB_Record {
  public:
   // A new record of now, with six fields copied from the descriptor; for a null descriptor a blank
-  // record in which these six are zero bytes.
+  // record in which these six are zero bytes. The event's time is now in both, in whole seconds.
+  // `threadId` is stored as given.
   ZEB_EVDR(const MessageDescriptor* descriptor, int threadId);
   ZEB_EVDR(const ZEB_EVDR&) = default;
+  // Copies header, address and all fields; nothing when this record is not OK.
   ZEB_EVDR& operator=(const ZEB_EVDR& other);
 
-  std::uint32_t size() const override;  // 144; 0 when not OK
+  // 144 bytes; 0 when not OK.
+  std::uint32_t size() const override;
+  // As ZEB_Record says; `bytes` holds 144.
   void* getFrom(const void* bytes, void* p) override;
   void* putTo(void* bytes, void* p) override;
-  void print() const override;  // without the record header
+  // Logs eight lines, without the record header.
+  void print() const override;
 
-  int getThreadID() const;  // the low half of pthread_self() where the event happened
-  // The bytes themselves, none of them terminated; valid as long as this object.
+  // The thread in which the event happened: the low 32 bits of its pthread_self().
+  int getThreadID() const;
+  // The bytes themselves, as many as each line says and none of them terminated. They belong to
+  // this object and live as long as it. Dates are YYYYMMDD, times HHMMSShh in UTC, if the sender
+  // kept to that; IDs are any bytes.
   const char* getPutTime() const;          // 8
   const char* getPutDate() const;          // 8
   const std::uint8_t* getCorelID() const;  // 24

@@ -6,7 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-// Characters are ASCII and not terminated; only the fields that the library reads have names.
+// Characters are ASCII and not terminated; only the fields that the library reads have names. The
+// sender of a message wrote them, so any of them may hold any bytes. Nothing is converted or
+// checked here.
 struct MessageDescriptor {
   std::uint8_t unused0[48];
   std::uint8_t messageId[24];      // any bytes

@@ -14,7 +14,8 @@
 #include "format/layout.h"
 
 // Names a record everywhere: in its header, as the parent of its children, as the name of its
-// inter-process lock. 16 bytes, stored as they stand and compared only as a whole.
+// inter-process lock. 16 bytes, stored as they are and compared only as a whole. `type` is a
+// ZEB_RecordType, or any number when read from memory. All zeros name no record.
 struct ZEB_Record_ID {
   std::uint32_t type = ZEB_RECORD;
   _TimeStamp created;
@@ -24,6 +25,7 @@ struct ZEB_Record_ID {
 };
 static_assert(sizeof(ZEB_Record_ID) == 16);
 
+// For unordered maps; of this process, never stored.
 struct ZEB_Record_ID_Hash {
   std::size_t operator()(const ZEB_Record_ID& id) const {
     const std::uint64_t created = std::uint64_t{id.created.seconds} << 10 ^ id.created.milliseconds;
@@ -31,7 +33,9 @@ struct ZEB_Record_ID_Hash {
   }
 };
 
-// The stored header, held in the object exactly as it is stored.
+// The stored header, 40 bytes, held in the object exactly as it is stored. `deleted` is 0 for a
+// live record, and anything else for one whose resource is gone: its bytes stay and keep their
+// place.
 struct ZEB_Record_Header {
   char eyecatcher[4] = {};
   std::uint32_t deleted = 0;
@@ -51,70 +55,91 @@ static_assert(offsetof(ZEB_Record_Header, parent) == layout::header::parent.offs
 // Threads may call lock and unlock of one record at once; between the two the record is theirs.
 class ZEB_Record {
  public:
-  // A non-zero makeId stamps a new ID with the current time and a random number; else both are 0.
+  // A non-zero makeId stamps a new ID with the current time and a random number of 31 bits; else
+  // both are 0. The parent is all zeros.
   ZEB_Record(ZEB_RecordType type, int makeId);
-  // The copy builds a lock of its own when it needs one.
+  // The same ID, status and address. The copy builds a lock of its own when it needs one; of one
+  // ID, it is the same lock among processes.
   ZEB_Record(const ZEB_Record& other);
   virtual ~ZEB_Record();
 
-  // Copies header and address, never the lock.
+  // Copies header and address, never the lock nor the status. The lock at hand is used on while the
+  // ID is the one for which it was built.
   ZEB_Record& operator=(const ZEB_Record& other);
 
   // Bytes of the stored form; the base's 40 always, a derived class's 0 when not OK.
   virtual std::uint32_t size() const;
 
   // Reads the stored form at p, remembers p as the address and returns p advanced past it; p
-  // unchanged when not OK or p is null. The caller made sure that a whole record stands there, and
-  // holds the lock where it matters.
+  // unchanged when not OK or p is null. The caller made sure that a whole record is there
+  // (layout::storedSize), and holds the lock where it matters.
   void* get(void* p);
 
-  // The same where `bytes` is a private copy of what stands at p: only the copy is read.
+  // The same where `bytes` is a private copy of what is at p: only the copy is read, and p is no
+  // more than remembered. Each class reads what it adds behind what its base read.
   virtual void* getFrom(const void* bytes, void* p);
 
-  // Writes the stored form at p, in the same way; and into `bytes` where these are a private image
-  // that the caller will copy to p.
+  // Writes the stored form, size() bytes, at p, in the same way; and into `bytes` where these are a
+  // private image that the caller will copy to p. The caller made sure that there is room.
   void* put(void* p);
   virtual void* putTo(void* bytes, void* p);
 
   // Logs the contents as trace entries, whether or not tracing is on.
   virtual void print() const;
 
+  // OK while the status is 0; 301 says that memory ran out for a part of it. It never becomes OK
+  // again.
   bool OK() const;
   int getStatus() const;
+  // The type in the record ID: after `get` what was stored, not what the class is.
   std::uint32_t type() const;
+  // When the record was created, in UTC.
   _TimeStamp timeStamp() const;
+  // The IDs in the object, never null; valid as long as it, and changed by `get` and assignment.
   const ZEB_Record_ID* getRecordId() const;
   const ZEB_Record_ID* getParentId() const;
+  // These change the object only; the next `put` stores them.
   void setParent(const ZEB_Record_ID* id);                 // null changes nothing
   std::uint32_t isChildOf(const ZEB_Record* other) const;  // 0 for null
   void markDeleted();
   void undelete();
-  std::uint32_t isDeleted() const;
+  std::uint32_t isDeleted() const;               // the mark as it is, 0 for a live record
   std::uint32_t isNewer(_TimeStamp than) const;  // an equal stamp is not newer
-  ZEB_String getStringRecordId() const;          // 32 upper-case hexadecimal digits
+  // The ID's 16 bytes in memory order, as 32 upper-case hexadecimal digits. Not OK, with message 1,
+  // when memory ran out.
+  ZEB_String getStringRecordId() const;
 
+  // Where the record is in the area: null until first written or read. It is only remembered here;
+  // nothing is read there, and it dangles once the segment is detached.
   void setAddress(void* p);
-  void* getAddress() const;  // null until first written or read
+  void* getAddress() const;
 
-  // Builds the lock again. Code 6 when it can't be allocated, 9 when it is not OK.
+  // Drops the lock and builds it for the present ID. Code 6 when it can't be allocated, with
+  // message 1; 9 when it is not OK, with the messages of ZEB_Name_Mutex. Called by `lock`, inside
+  // the record.
   [[gnu::noinline]] ZEB_ReturnCode initializeMutex();
 
-  // Take and give back the record's inter-process lock. A lock that can't be built is logged, and
-  // the record is used without it, on purpose; threads of this process exclude each other even so.
+  // Take and give back the record's inter-process lock. Not recursive; the area's lock may be taken
+  // inside, never the other way round. A lock that can't be built is logged, and the record is used
+  // without it, on purpose; threads of this process that use this object exclude each other even
+  // so.
   void lock();
   void unlock();
 
-  void cleanup();  // deletes the lock
+  // Deletes the lock; the next `lock` builds it again. The destructor does this too. Nobody may
+  // hold the lock.
+  void cleanup();
 
  protected:
-  // A record that lost one of its strings is not OK: stored without it, it would shift whatever
-  // stands behind.
+  // A record that lost one of its strings is not OK: stored without it, it would shift the records
+  // behind it. Derived classes call these after each change of a part.
   void require(const ZEB_String& string) {
     if (!string.OK()) status_ = ZEB_STATUS_FAILED;
   }
   void require(const ZEB_Record& part) {
     if (part.status_ != ZEB_STATUS_OK) status_ = ZEB_STATUS_FAILED;
   }
+  // Whether `get` and `put` may go on at p.
   bool usable(const void* p) const { return status_ == ZEB_STATUS_OK && p; }
 
  private:
@@ -130,13 +155,14 @@ class ZEB_Record {
   ZEB_Thread_Lock threads_;  // held from lock to unlock
 };
 
-// The place n bytes behind p.
+// The place n bytes behind p. p is not null, and the place is inside the same object or at its end.
 inline void* ZEB_Behind(void* p, std::size_t n) {
   return static_cast<std::uint8_t*>(p) + n;
 }
 inline const void* ZEB_Behind(const void* p, std::size_t n) {
   return static_cast<const std::uint8_t*>(p) + n;
 }
+// The bytes between two places of one object; `to` is not before `from`.
 inline std::size_t ZEB_Distance(const void* from, const void* to) {
   return static_cast<std::size_t>(static_cast<const std::uint8_t*>(to) -
                                   static_cast<const std::uint8_t*>(from));

@@ -7,8 +7,9 @@
 
 #include "records/record.h"
 
-// A blank record of that type, to be filled by `get`; null for type 0 and unknown types, and when
-// memory ran out.
+// A blank record of that type (ZEB_RecordType, format/layout.h), to be filled by `get`. The caller
+// owns it. Null for type 0, for unknown types, and when memory ran out; a record that found no
+// memory for its strings is there, but not OK.
 std::unique_ptr<ZEB_Record> ZEB_MakeBlankRecord(std::uint32_t type);
 
 #endif  // ZEB_RECORDS_RECORD_FACTORY_H

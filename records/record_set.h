@@ -12,12 +12,17 @@
 
 #include "records/record.h"
 
-// Not to be used by itself. One thread uses a collection at a time.
+// Not to be used by itself. One thread uses a collection at a time. The records must live as long
+// as they are in it, and none of them is null.
 class ZEB_Record_Collection {
  public:
-  virtual bool insert(ZEB_Record* record);  // false when memory ran out
+  // Adds at the end. False when memory ran out: nothing is added then, and the record is still the
+  // caller's alone.
+  virtual bool insert(ZEB_Record* record);
+  // Forgets the records, which live on.
   virtual void clear() { records_.clear(); }
-  void clearAndDestroy();  // deletes the records
+  // Deletes the records and forgets them. For sets in which each record is once.
+  void clearAndDestroy();
 
   std::size_t entries() const { return records_.size(); }
   bool isEmpty() const { return records_.empty(); }
@@ -37,7 +42,8 @@ class ZEB_Record_Collection {
   std::vector<ZEB_Record*> records_;
 };
 
-// What an area holds, or is to hold: each record once, by identity.
+// What an area holds, or is to hold: each record once, by identity. Two records with equal IDs are
+// two members.
 class ZEB_Record_Set : public ZEB_Record_Collection {
  public:
   ZEB_Record_Set();
@@ -49,7 +55,8 @@ class ZEB_Record_Set : public ZEB_Record_Collection {
   bool insert(ZEB_Record* record) override;
   void clear() override;
 
-  // The records whose parent is that record, in order; none for null.
+  // The records whose parent ID is the ID of that record, in the order of insertion; none for null,
+  // none in a tangled set. Used in a range-for; it holds pointers to the set and the parent.
   class Children {
    public:
     class Iterator {
@@ -78,13 +85,16 @@ class ZEB_Record_Set : public ZEB_Record_Collection {
     const ZEB_Record* parent_;
     std::size_t first_;
   };
-  // The set and its records' parents must not change while the children are walked.
+  // The set and its records' parents must not change while the children are walked. The first call
+  // after an insertion builds an index, in time and memory of the whole set; without memory every
+  // walk looks through all records instead.
   Children childrenOf(const ZEB_Record* parent) const { return {*this, parent}; }
 
   // Damaged records can hang on one another in so many ways that walking them all never ends. True
   // after far more steps from child to child than records of a tree need; nobody has children then.
   bool isTangled() const;
 
+  // Logs each record, whether or not tracing is on.
   void print() const;
 
  private:
@@ -100,7 +110,8 @@ class ZEB_Record_Set : public ZEB_Record_Collection {
   mutable std::size_t steps_ = 0;  // from child to child, of all walks together
 };
 
-// Events, in the order in which they were found. A record counts as often as it was inserted.
+// Events, in the order in which they were found. A record counts as often as it was inserted; one
+// that was inserted twice must not be destroyed through the set.
 class ZEB_Ordered_Record_Set : public ZEB_Record_Collection {
  public:
   ZEB_Ordered_Record_Set();
@@ -108,6 +119,7 @@ class ZEB_Ordered_Record_Set : public ZEB_Record_Collection {
   ZEB_Ordered_Record_Set(const ZEB_Ordered_Record_Set&) = delete;
   ZEB_Ordered_Record_Set& operator=(const ZEB_Ordered_Record_Set&) = delete;
 
+  // Logs each record, whether or not tracing is on.
   void print() const;
 };
 
@@ -116,7 +128,9 @@ class ZEB_Record_Set_Iterator {
  public:
   explicit ZEB_Record_Set_Iterator(const ZEB_Record_Set& records);
   ~ZEB_Record_Set_Iterator();
-  ZEB_Record* getNext();  // not owned by the caller; null again at each further call
+  // The next record, which stays the property of its maker; null at the end, and again at each
+  // further call.
+  ZEB_Record* getNext();
 
  private:
   std::span<ZEB_Record* const> left_;

@@ -20,13 +20,15 @@
 // Belongs to the thread that sets the node up. The broker holds the area's lock where it matters.
 class ZEB_Broker_Tree {
  public:
-  // While the tree has no groups yet. The identifiers of the path must outlive the tree.
+  // Makes the tree partial. Only while it has no groups yet; later, nothing happens. The
+  // identifiers of the path must outlive the tree.
   void keepTo(const ZEB_Node_Path& path);
   bool isWhole() const { return !path_; }
 
   // The groups that are objects: all of a whole tree, else the one on the way, if that.
   ZEB_Execution_Group_Set& part() { return groups_; }
-  // Whether `part` would have the group with this identifier if the whole tree has it.
+  // Whether `part` would have the group with this identifier if the whole tree has it: always in a
+  // whole tree, else for the group of the path.
   bool partHas(const ZEB_Resource_ID& group) const;
 
   // Makes the tree whole. `rebuild` is called at most once, with the records of all members but the
@@ -49,12 +51,15 @@ class ZEB_Broker_Tree {
   // the tree is whole or the rest can't follow: everything must be read then, into a whole tree.
   bool read(ZEB_Stats_Area& area, int keepEmpty, ZEB_Record_Set* path);
 
-  // Resets the statistics of the rest, here only. False when memory ran out: make it whole then.
+  // Resets the statistics of the rest, here only: writeRest stores them. False when memory ran out:
+  // make it whole then.
   bool clearStatistics() { return rest_.clearStatistics(); }
-  // Writes what of the rest differs from what was read.
+  // Writes what of the rest differs from what was read, record by record in place. Call it while
+  // the area's lock is held.
   void writeRest(ZEB_Stats_Area& area);
 
-  void clear();  // drops all members; what is stored stays
+  // Drops all members, objects and rest. What is stored stays, and a partial tree stays partial.
+  void clear();
 
  private:
   // All members while the tree is partial, on their way into objects.

@@ -21,33 +21,44 @@ class ZEB_ORVA_Resource_Set;
 // instance and not locked.
 class ZEB_ORVA_Resource {
  public:
-  // With a record of that type, made for the identifier. Status 301 when that fails.
+  // With a new record of that type, made for the identifier. Status 301, and no record, when memory
+  // ran out, with message 1. The accumulators come with initStatistics.
   ZEB_ORVA_Resource(ZEB_RecordType type, const ZEB_Resource_ID* id);
   // With a copy of the record, its record and parent IDs included; null makes a generic resource.
+  // Status 301 as above.
   explicit ZEB_ORVA_Resource(const ZEB_REIR* record);
   virtual ~ZEB_ORVA_Resource();
   ZEB_ORVA_Resource(const ZEB_ORVA_Resource&) = delete;
   ZEB_ORVA_Resource& operator=(const ZEB_ORVA_Resource&) = delete;
 
-  // Empties the accumulators, making them on first use. One that can't be made is a message only.
+  // Empties the accumulators, making them on first use. One that can't be made is message 1 only,
+  // and the status stays. The next getStatistics gathers again.
   virtual void initStatistics();
 
-  // Adds the accumulators to the arguments, pair by pair. Code 4 when one of a pair is missing; the
-  // others are added all the same. A second call adds the same again.
+  // Adds the accumulators to the arguments, pair by pair: input nodes, output nodes, others. Code 4
+  // when one of a pair is missing; the others are added all the same. A second call adds the same
+  // again. Null arguments are allowed, and count as missing.
   virtual ZEB_ReturnCode getStatistics(ZEB_STIR* first, ZEB_STIR* second, ZEB_STIR* third);
 
   // Logs type, label and uuid, whether or not tracing is on.
   virtual void print();
 
-  // Inserts this resource's records and those below it. The base has none: code 1.
+  // Inserts this resource's records and those below it; they stay the tree's, so the set must not
+  // destroy them, nor outlive the tree. The base has none: code 1.
   virtual ZEB_ReturnCode getRecords(ZEB_Record_Set* out);
 
-  void cleanup();  // destroys the record and the accumulators
+  // Destroys the record and the accumulators. The resource stays, without a record.
+  void cleanup();
 
-  ZEB_REIR* getInformationRecord() const;           // owned here; null when it could not be made
-  const ZEB_Record_ID* getRecordId() const;         // null without a record
-  const ZEB_Record_ID* getParentId() const;         // likewise
-  void setParent(const ZEB_ORVA_Resource* parent);  // nothing when a record is missing
+  // What is stored of this resource. Owned here and valid as long as it; null when it could not be
+  // made.
+  ZEB_REIR* getInformationRecord() const;
+  const ZEB_Record_ID* getRecordId() const;  // null without a record
+  const ZEB_Record_ID* getParentId() const;  // likewise
+  // The other's record ID becomes this record's parent ID, in this process. Nothing happens for
+  // null or when a record is missing.
+  void setParent(const ZEB_ORVA_Resource* parent);
+  // 1 when the parent ID is the other's record ID; 0 for null and without a record.
   std::uint32_t isChildOf(const ZEB_ORVA_Resource* other) const;
 
   // How every resource is found: uuid and label together. 0 for null or without a record.
@@ -59,13 +70,16 @@ class ZEB_ORVA_Resource {
   ZEB_String getUuid() const;
 
   std::uint32_t getType() const;  // of the record, 0 without one
+  // 0, or 301 when something failed for good. Any thread may ask.
   int getStatus() const;
   bool OK() const;
 
  protected:
+  // Any thread may call it.
   void setStatus(int status) { status_ = status; }
   void setInformationRecord(ZEB_RecordType type, const ZEB_Resource_ID* id);
 
+  // The record as exactly that class, or null when it is missing or of another class.
   template <class Record>
   Record* recordAs() const {
     ZEB_REIR* const record = record_.get();  // a generic resource has another record

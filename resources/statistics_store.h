@@ -8,7 +8,8 @@
 // Broker and node would include each other otherwise.
 class ZEB_Statistics_Store {
  public:
-  // Resets the stored record under its own lock. Code 3 for null, 8 when the store is not usable.
+  // Resets the stored record under its own lock, and the object with it. Code 3 for null, 8 when
+  // the store is not usable. The record stays the caller's.
   virtual ZEB_ReturnCode resetStatistics(ZEB_STIR* record) = 0;
 
  protected:

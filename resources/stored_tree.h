@@ -39,7 +39,8 @@ class ZEB_Stored_Tree : public std::enable_shared_from_this<ZEB_Stored_Tree> {
     std::uint32_t parent = 0;  // of a member other than the broker: which entry is its parent
     std::uint32_t nodes = 0;   // below a group or flow, deleted ones counted
   };
-  // The members on the way to a node. From the first that is missing on, all are null.
+  // The members on the way to a node. From the first that is missing on, all are null. The entries
+  // belong to the tree.
   struct Path {
     const Entry* broker;
     const Entry* group;
@@ -52,8 +53,8 @@ class ZEB_Stored_Tree : public std::enable_shared_from_this<ZEB_Stored_Tree> {
     }
   };
 
-  // The tree of the area whose first record stands there. One a process and area, as long as
-  // anybody holds it. Null when memory ran out.
+  // The tree of the area whose first record is there. One a process and area, as long as anybody
+  // holds it; any thread may ask. Null when memory ran out. The address is never read here.
   static std::shared_ptr<ZEB_Stored_Tree> of(const void* firstRecord);
 
   explicit ZEB_Stored_Tree(const void* firstRecord);  // for `of` only, which registers it
@@ -81,17 +82,21 @@ class ZEB_Stored_Tree : public std::enable_shared_from_this<ZEB_Stored_Tree> {
     return false;
   }
 
-  // For `use`. Entries stand in the order of the area, so their addresses ascend.
+  // For `use`, and not to be kept behind it: the next reading changes them. Entries are in the
+  // order of the area, so their addresses ascend.
   const std::vector<Entry>& entries() const { return entries_; }
+  // The way by uuid and label at each step, as a tree of objects finds it.
   Path find(const ZEB_Node_Path& path) const;
   const Entry* memberAt(const void* address) const;  // null: no member is stored there
-  // Some node other than the path's has no statistics stored.
+  // Some node other than the path's has no statistics stored. A tree that is written would give it
+  // new ones.
   bool othersLackStatistics(const Path& path) const {
     return withoutStatistics_ > (path.node && !path.statistics ? 1U : 0U);
   }
   bool hasTwins() const { return !twins_.empty(); }  // see `twins_`
 
-  // The bytes that say which record it is: ID, parent, and a resource's uuid and label.
+  // The bytes that say which record it is: ID, parent, and a resource's uuid and label as stored.
+  // Valid as long as the image. The image is not null.
   static std::span<const std::uint8_t> identityOf(const ZEB_Stored_Image& image);
 
  private:

@@ -8,7 +8,7 @@
 
 namespace host {
 
-// "1,234,567"
+// "1,234,567": groups of three digits, in every locale.
 std::string grouped(std::uint64_t number);
 
 }  // namespace host

@@ -11,20 +11,22 @@
 
 namespace host {
 
-// One line: the time since messages flow, what was handled in it, and how late the latest message
-// was when that is more than a second.
+// One line, without a newline: the time since messages flow, what was handled in it, and how late
+// the latest message was when that is more than a second. Other processes count on meanwhile, so
+// its numbers belong to no one moment.
 std::string progressLine(const flowfile::File& file, const Tally& tally,
                          std::chrono::duration<double> elapsed);
 
 // Writes to standard error: one line that is rewritten on a terminal, else a line every 10 s.
 class Progress {
  public:
+  // Both must outlive it.
   Progress(const flowfile::File& file, const Tally& tally);
 
   // To be called often: it decides when there is something to write.
   void show(std::chrono::duration<double> elapsed);
 
-  // Ends the rewritten line.
+  // Removes the rewritten line, so that what is written next begins at the left.
   void finish();
 
  private:

@@ -14,17 +14,20 @@
 
 namespace host {
 
-// The host's own counts, flow by flow and node by node.
+// The host's own counts, flow by flow and node by node, and how often the nodes logged which
+// message. `elapsed` is the time in which messages flowed.
 std::string summaryText(const flowfile::File& file, const Tally& tally,
                         std::chrono::duration<double> elapsed);
 
-// "host | shared memory | agrees", node by node.
+// "host | shared memory | agrees", node by node, then the events. Empty when shared memory couldn't
+// be read: the verdict tells why.
 std::string verificationText(const Verification& verification);
 
 // The sentence that a verified run ends with.
 std::string verdict(const Verification& verification, const Tally& tally);
 
-// Schema "zebhost.summary", version 1; `verification` is null when none was asked for.
+// One JSON document with a newline: schema "zebhost.summary", version 1. Its member `verification`
+// is null when none was asked for.
 std::string summaryJson(const flowfile::File& file, const Tally& tally,
                         std::chrono::duration<double> elapsed,
                         const std::optional<Verification>& verification);

@@ -13,7 +13,8 @@ namespace host {
 using Rows = std::vector<std::vector<std::string>>;
 
 // The rows as lines, every cell made printable. Columns are as wide as their widest cell, two
-// blanks apart, the first `left` of them flush left and the others flush right.
+// blanks apart, the first `left` of them flush left and the others flush right. A character counts
+// as the columns that a terminal gives it. Each line ends in a newline.
 std::string table(const Rows& rows, std::size_t left);
 
 }  // namespace host

@@ -14,14 +14,17 @@
 
 namespace host {
 
-// What a monitoring node collects, by its attributes and the broker's overrides.
+// What a monitoring node collects, by its attributes and the broker's overrides: the override for
+// this broker, else the one for all, else the node's own attribute. Worked out from the flow file,
+// not with the library's code.
 struct Activity {
   bool statistics;
   bool events;
 };
 Activity activityOf(const flowfile::Broker& broker, const flowfile::MonitorNode& node);
 
-// Messages, bytes and sizes of one node; all 0 without messages.
+// Messages, bytes and sizes of one node; all 0 without messages. Bytes are those of whole bit
+// streams, descriptors included.
 struct SizeFigures {
   std::uint64_t count = 0;
   std::uint64_t bytes = 0;
@@ -31,6 +34,7 @@ struct SizeFigures {
   bool operator==(const SizeFigures&) const = default;
 };
 
+// One node on both sides. The three labels are as the flow file has them.
 struct Comparison {
   std::string group;
   std::string flow;
@@ -42,6 +46,7 @@ struct Comparison {
   bool agrees() const { return problem.empty(); }
 };
 
+// All events of the broker on both sides, message events and exception events apart.
 struct EventComparison {
   std::uint64_t hostMessages = 0;
   std::uint64_t hostExceptions = 0;
@@ -54,6 +59,7 @@ struct EventComparison {
   }
 };
 
+// The result. `nodes` and `events` count for nothing when there is a problem.
 struct Verification {
   std::vector<Comparison> nodes;  // those that collect statistics
   EventComparison events;
@@ -62,13 +68,16 @@ struct Verification {
   bool agrees() const;
 };
 
-// Compares with the agent's documents: one of statistics, one of brokers, and one line an event.
+// Compares with the agent's documents: one of statistics, one of brokers, and one line an event. Of
+// two nodes with one label, a live one goes before a deleted one. Times are only checked for being
+// possible. Throws nlohmann::json::exception for documents of another form.
 Verification compare(const flowfile::File& file, const Tally& tally,
                      const nlohmann::json& statistics, const nlohmann::json& brokers,
                      const std::string& eventLines);
 
-// Runs the agent and compares. The nodes must still be deployed. `asInstalled` leaves it to the
-// agent to find the directory of the key files.
+// Runs the agent three times and compares. The nodes must still be deployed, and no message may
+// flow. `asInstalled` leaves it to the agent to find the directory of the key files. What goes
+// wrong is the result's problem; nothing is thrown.
 Verification verify(const flowfile::File& file, const Tally& tally,
                     const std::filesystem::path& agent, bool asInstalled);
 

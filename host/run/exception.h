@@ -8,6 +8,7 @@
 
 namespace host {
 
+// The three texts that the plug-in may ask for, in UTF-8.
 struct ExceptionData {
   std::string origin;
   std::string code;
@@ -20,7 +21,8 @@ struct MessageFailure {
 };
 
 // The exception that is pending in the calling thread, or null. It is set when a propagation ends
-// in a failure and stays, with its texts, until it is re-raised or cleared.
+// in a failure and stays, with its texts, until it is re-raised or cleared. Setting another one
+// replaces it.
 const ExceptionData* pendingException();
 void setPendingException(std::shared_ptr<const ExceptionData> data);
 void clearPendingException();

@@ -11,7 +11,9 @@
 
 namespace host {
 
-// One byte each way on the socket between the supervisor and a group's process.
+// One byte each way on the socket between the supervisor and a group's process. Commands come in
+// this order, each at most once. A group whose sources end reports "drained" without having been
+// told to.
 enum class Command : char {
   start = 's',  // let messages flow
   drain = 'd',  // take no more from the sources, finish what waits
@@ -23,7 +25,10 @@ enum class Report : char {
 };
 
 // The whole life of the group's process, from loading the plug-in to deleting the contexts; returns
-// its exit code. A socket that the supervisor closed counts as "drain" and "leave".
+// its exit code: kExitOk; kExitDifference when a source or an output failed; kExitUnavailable when
+// the flows could not be deployed. What went wrong is on standard error. A socket that the
+// supervisor closed counts as "drain" and "leave". All arguments must outlive the call; `group` is
+// an index.
 int runExecutionGroup(const flowfile::File& file, std::size_t group, const RunOptions& options,
                       Tally& tally, int socket);
 

@@ -13,11 +13,14 @@
 
 namespace host {
 
+// Messages leave in the order in which they came. One thread fills it, the flow's threads empty it.
 class MessageQueue {
  public:
+  // At most so many messages wait in it; at least 1.
   explicit MessageQueue(std::size_t capacity) : capacity_(capacity) {}
 
-  // Waits while the queue is full. The put time is stamped when the message is in.
+  // Waits while the queue is full, without end. The put time is stamped when there is room, so the
+  // queued time that a node sees is the time in here.
   void push(std::unique_ptr<HostMessage> message) {
     std::unique_lock lock(mutex_);
     hasRoom_.wait(lock, [this] { return waiting_.size() < capacity_; });
@@ -26,7 +29,8 @@ class MessageQueue {
     hasMessage_.notify_one();
   }
 
-  // The next message; null when the queue is closed and empty.
+  // The next message, waiting for one; null when the queue is closed and empty, now and at each
+  // further call.
   std::unique_ptr<HostMessage> pop() {
     std::unique_lock lock(mutex_);
     hasMessage_.wait(lock, [this] { return !waiting_.empty() || closed_; });
@@ -37,7 +41,7 @@ class MessageQueue {
     return message;
   }
 
-  // No message comes any more.
+  // No message comes any more. Those that are in are still handed out. Wakes all that wait in pop.
   void close() {
     const std::lock_guard lock(mutex_);
     closed_ = true;

@@ -15,7 +15,7 @@
 #include "host/run/text16.h"
 #include "interface/host_interface.h"
 
-// Where a node lives, as the host tells it.
+// Where a node lives, as the host tells it: three labels.
 struct HostNames {
   host::Text16 broker;
   host::Text16 executionGroup;
@@ -43,11 +43,13 @@ struct HostNode {
 
 namespace host {
 
+// Owns the context. Deployed and deleted by one thread; messages may pass on several at once.
 class DeployedNode {
  public:
   // Creates the node's context, sets the attributes that the flow file gives, enumerates the names
   // and reads the values back. `downstream` is run for each message that the node propagates.
-  // Throws std::runtime_error when there is no context.
+  // Throws std::runtime_error when there is no context. The plug-in's table and factory must stay
+  // loaded; `node` is only read here.
   DeployedNode(const Plugin& plugin, const flowfile::MonitorNode& node, const HostNames& names,
                std::function<void(HostMessage&)> downstream);
 
@@ -56,7 +58,9 @@ class DeployedNode {
   DeployedNode(const DeployedNode&) = delete;
   DeployedNode& operator=(const DeployedNode&) = delete;
 
-  // Hands a message to the node. What a node behind it threw comes out again.
+  // Hands a message to the node, and returns when it and all behind it are done. What a node behind
+  // it threw comes out again, as a MessageFailure; one that the node didn't raise again is still
+  // pending.
   void evaluate(HostMessage& message);
 
   // The names that the node enumerated, each with the value that it gave.
@@ -66,7 +70,8 @@ class DeployedNode {
   };
   const std::vector<Attribute>& attributes() const { return attributes_; }
 
-  // What was set but doesn't read back, in words; empty when all of it does.
+  // What was set but doesn't read back, in words, quoting the values as they are; empty when all of
+  // it does.
   std::string difference(const flowfile::MonitorNode& node) const;
 
  private:

@@ -10,9 +10,13 @@
 
 namespace host {
 
+// Paths as they were given, relative ones too. All members may be left at these values but the
+// first two.
 struct RunOptions {
   std::filesystem::path library;  // the plug-in
   std::filesystem::path agent;    // the program that reads shared memory, for verify
+  // After this time no more messages are taken; what is on its way is still handled. Empty: until
+  // the sources end.
   std::optional<std::chrono::nanoseconds> duration;
   std::uint64_t messages = 0;         // a flow takes from its source; 0: all
   bool verify = false;                // compare with shared memory at the end
@@ -22,7 +26,8 @@ struct RunOptions {
   std::filesystem::path log;          // empty: standard error; "-": standard output
 };
 
-// Exit codes, those of sysexits.h where it has one. zebmon has the same.
+// Exit codes of zebhost and of a group's process, those of sysexits.h where it has one. zebmon has
+// the same.
 enum ExitCode {
   kExitOk = 0,
   kExitDifference = 1,     // shared memory differs, or a process failed

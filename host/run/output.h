@@ -15,7 +15,7 @@
 
 namespace host {
 
-// Which regular file it is, whatever it is called.
+// Which regular file it is, whatever it is called: links to it have the same id.
 struct FileId {
   dev_t device;
   ino_t inode;
@@ -30,6 +30,7 @@ std::vector<FileId> inputFiles(const flowfile::File& file);
 // A finding for each output that is one of these. The file must have been read with readSource.
 std::vector<flowfile::Finding> outputsThatAreInputs(const flowfile::File& file);
 
+// Text that was written may wait in the process until `flush` or the end.
 class OutputFile {
  public:
   // Opens the file as it is, and empties it once it is known to be none of the inputs. Makes it
@@ -41,7 +42,7 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // Appends a line; false when it can't be written. For one thread at a time.
+  // Appends the text and a newline; false when it can't be written. For one thread at a time.
   bool write(std::string_view line);
 
   // Writes out what waits; false when it can't be.

@@ -25,12 +25,15 @@ struct HostFactory {
 
 namespace host {
 
+// Loaded once in a process, before it has other threads, and never unloaded.
 class Plugin {
  public:
   // Loads the file and calls its entry point. Throws std::runtime_error with what went wrong when
   // it can't be loaded, has no entry point, or defines no class whose table this host knows.
   explicit Plugin(const std::filesystem::path& file);
 
+  // The first class that the plug-in defined. Neither is null, and both live as long as the
+  // process.
   HostFactory* factory() const { return factory_; }
   const HostNodeFunctionTable& table() const { return *table_; }
 

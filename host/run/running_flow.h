@@ -24,18 +24,23 @@
 
 namespace host {
 
-// Where a flow counts: its own counts, and those of its nodes in their order.
+// Where a flow counts: its own counts, and those of its nodes in their order. Not owned; none is
+// null.
 struct FlowTally {
   FlowCount* flow;
   std::vector<NodeCount*> nodes;
 };
 
+// What is the same for all flows of a run.
 struct FlowSettings {
   std::uint64_t seed = 1;
   std::uint64_t messageLimit = 0;  // messages taken from the source; 0: all
   std::vector<FileId> inputs;      // of all flows of the file: none of them may be the output
 };
 
+// Made, started and ended by the group's own thread. The feeding thread takes messages from the
+// source at their times; the flow's threads each take one message at a time through the whole
+// chain.
 class RunningFlow {
  public:
   // Deploys the monitoring nodes and opens source and output. What the arguments refer to must
@@ -48,13 +53,16 @@ class RunningFlow {
   RunningFlow(const RunningFlow&) = delete;
   RunningFlow& operator=(const RunningFlow&) = delete;
 
-  // Starts the threads. `ended` is called by one of them when every message has been handled.
+  // Starts the threads. `ended` is called by one of them when every message has been handled: the
+  // source ended, its limit was reached, it failed, or `stop` was raised. Call it once.
   void start(std::function<void()> ended);
 
-  // Runs one message through the nodes and counts how it ended. For several threads at once.
+  // Runs one message through the nodes and counts how it ended. For several threads at once. A
+  // failure of a node ends here.
   void handle(HostMessage& message);
 
-  // Waits until the flow has ended. What went wrong with source or output; empty when nothing did.
+  // Waits until the flow has ended, and writes out what waits in the output. What went wrong with
+  // source or output, the latest of several; empty when nothing did.
   const std::string& problem();
 
   // Monitoring nodes whose attributes don't read back as they were set, in words.
@@ -90,7 +98,8 @@ class RunningFlow {
   std::thread feeder_;
 };
 
-// True when the failure is to hit the message of that number.
+// True when the failure is to hit the message of that number, counted from 1: every n-th, and
+// others by chance. `random` is asked for one number, but not for an n-th message.
 bool fails(const flowfile::Failure& failure, std::uint64_t number, Random& random);
 
 }  // namespace host

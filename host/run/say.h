@@ -12,7 +12,7 @@ namespace host {
 // Writes the text, made printable, and a newline. For several threads at once.
 void say(std::FILE* to, std::string_view text);
 
-// "zebhost: TEXT" on standard error: what went wrong, and what to do.
+// "zebhost: TEXT" on standard error: what went wrong, and what to do. Made printable as well.
 void complain(std::string_view text);
 
 }  // namespace host

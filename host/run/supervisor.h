@@ -18,9 +18,12 @@
 
 namespace host {
 
+// Belongs to one thread, in a process that has no other: it forks. The first SIGINT or SIGTERM
+// drains the flows, the second kills all processes.
 class Supervisor {
  public:
-  // Takes over SIGINT and SIGTERM for the rest of the process's life.
+  // Takes over SIGINT and SIGTERM for the rest of the process's life, and opens the log. The
+  // arguments must outlive it. Throws std::system_error.
   Supervisor(const flowfile::File& file, const RunOptions& options, Tally& tally);
 
   // Kills what is still running.
@@ -29,18 +32,20 @@ class Supervisor {
   Supervisor& operator=(const Supervisor&) = delete;
 
   // The steps of a run, in this order. Each returns false when it can't go on: a process ended
-  // before its time (see problems()) or a second signal came (see stoppedBy()).
+  // before its time (see problems()) or a second signal came (see stoppedBy()). Throws
+  // std::system_error when no process or socket can be made.
   //
   // Starts the processes and waits until each has deployed its nodes. Deploying a node resets the
   // statistics of its whole broker, so no message may flow anywhere before.
   bool deploy();
   // Lets messages flow until all flows have ended, the duration is over or a signal comes, and
-  // until every message has been handled. `tick` is called now and then.
+  // until every message has been handled. `tick` is called about five times a second, with the time
+  // since messages flow.
   bool run(const std::function<void(std::chrono::duration<double>)>& tick);
   // Has the contexts deleted and waits for the processes to end.
   bool leave();
 
-  // What went wrong so far, a sentence each; any bytes of the flow file may stand in them.
+  // What went wrong so far, a sentence each. They may hold any bytes of the flow file.
   const std::vector<std::string>& problems() const { return problems_; }
   int stoppedBy() const { return stoppedBy_; }  // the second signal's number; 0: none came
   std::chrono::duration<double> elapsed() const { return elapsed_; }  // while messages flowed

@@ -14,7 +14,8 @@
 
 namespace host {
 
-// Of one node, monitoring or working.
+// Of one node, monitoring or working. Several threads and processes count at once and nothing is
+// locked: a reader may see one count without the other while messages flow.
 struct NodeCount {
   std::atomic<std::uint64_t> messages;  // that reached the node
   std::atomic<std::uint64_t> failures;  // that left it with an exception
@@ -22,6 +23,7 @@ struct NodeCount {
   std::atomic<std::uint64_t> largest;
   std::atomic<std::uint64_t> smallest;  // UINT64_MAX before the first message
 
+  // Counts one message of so many bytes.
   void add(std::uint64_t size);
 };
 
@@ -33,18 +35,23 @@ struct FlowCount {
   std::atomic<std::uint64_t> swallowed;  // exceptions that a monitoring node did not re-raise
   std::atomic<std::uint64_t> lagMillis;  // the latest that a message was behind the schedule
 
+  // Messages that have left the flow, one way or the other.
   std::uint64_t done() const { return handled + failed; }
 };
 
-// Of the whole run: log calls by message number, trace entries in front.
+// Of the whole run: log calls by message number, trace entries (0) in front. Numbers above the last
+// count as the last.
 struct LogCount {
   static constexpr int kNumbers = 4;
   std::array<std::atomic<std::uint64_t>, kNumbers> byNumber;
 };
 
+// All counts of a run, by the places of groups, flows and nodes in the flow file. Nothing checks
+// these.
 class Tally {
  public:
-  // Made before any process is forked. Throws std::system_error without memory.
+  // Made before any process is forked, with all counts at 0. Throws std::system_error without
+  // memory.
   explicit Tally(const flowfile::File& file);
   ~Tally();
   Tally(const Tally&) = delete;

@@ -15,18 +15,21 @@
 
 namespace host {
 
+// What a flow file says of this kind.
 struct Files {
   static constexpr char key[] = "files";  // of an input, chooses this kind
 
   std::filesystem::path path;  // of the folder, absolute
   std::uint64_t repeat = 1;    // times through the folder
 
-  // Reads "files" and "repeat"; nothing when "files" is no text.
+  // Reads "files" and "repeat", and notes when there is no such folder; nothing when "files" is no
+  // text.
   static std::optional<Files> read(flowfile::Section& input, flowfile::Context& context);
 };
 
 // The files that are in the folder now, in the order of the bytes of their names. A folder within
-// the folder is left out. Throws std::system_error.
+// the folder is left out. A message is a whole file, its name that of the file. Throws
+// std::system_error when the folder can't be read, and from next() when a file can't be.
 std::unique_ptr<MessageSource> open(const Files& files, std::uint64_t seed, const StopSignal& stop);
 
 // The files in the same order; none when the folder can't be read.

@@ -15,13 +15,15 @@
 
 namespace host {
 
+// What a flow file says of this kind.
 struct Generated {
   static constexpr char key[] = "generated";  // of an input, chooses this kind
 
   std::uint64_t count = 0;      // messages; 0: without end
   flowfile::Distribution size;  // bytes of a body, cut at 256 MiB
 
-  // Reads "generated"; nothing when it is no table.
+  // Reads "generated", whose sizes are 100 bytes unless it says so; nothing when it is no table.
+  // Notes a "repeat", which this kind has not.
   static std::optional<Generated> read(flowfile::Section& input, flowfile::Context& context);
 };
 
@@ -29,7 +31,7 @@ struct Generated {
 std::unique_ptr<MessageSource> open(const Generated& generated, std::uint64_t seed,
                                     const StopSignal& stop);
 
-// None.
+// None: it reads no file.
 std::vector<std::filesystem::path> inputsOf(const Generated& generated);
 
 }  // namespace host

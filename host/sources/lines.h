@@ -15,6 +15,7 @@
 
 namespace host {
 
+// What a flow file says of this kind.
 struct Lines {
   static constexpr char key[] = "lines";  // of an input, chooses this kind
 
@@ -23,12 +24,14 @@ struct Lines {
 
   bool standardInput() const { return path == "-"; }
 
-  // Reads "lines" and "repeat"; nothing when "lines" is no text.
+  // Reads "lines" and "repeat"; nothing when "lines" is no text. Notes a missing file, and a second
+  // reader of standard input.
   static std::optional<Lines> read(flowfile::Section& input, flowfile::Context& context);
 };
 
 // Opens the file without waiting: the writer of a pipe is awaited in next(). Each message is a line
-// without its newline; the last one needs none. Throws std::system_error.
+// without its newline; the last one needs none. Its name is "FILE:LINE" or "stdin:LINE". Throws
+// std::system_error, from next() as well.
 std::unique_ptr<MessageSource> open(const Lines& lines, std::uint64_t seed, const StopSignal& stop);
 
 // The one file.

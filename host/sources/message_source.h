@@ -7,7 +7,7 @@
 
 namespace host {
 
-// One message as its source gives it.
+// One message as its source gives it. Kept by the caller from message to message.
 struct Draft {
   std::string body;  // any bytes
   std::string name;  // where it came from, as "orders.txt:17"; any bytes, the file's own name
@@ -17,7 +17,9 @@ class MessageSource {
  public:
   virtual ~MessageSource() = default;
 
-  // Fills in the next message; false at the end or once the run stops. For one thread.
+  // Fills in the next message; false at the end or once the run stops, and the draft then holds
+  // nothing of use. May wait, but not beyond the stop. For one thread. Throws std::system_error
+  // when the source can't be read.
   virtual bool next(Draft& draft) = 0;
 };
 

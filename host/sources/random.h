@@ -11,7 +11,8 @@
 
 namespace host {
 
-// A short sequence of random numbers (splitmix64).
+// A short sequence of random numbers (splitmix64), the same on every machine. A value of one
+// thread.
 class Random {
  public:
   explicit Random(std::uint64_t seed) : state_(seed) {}
@@ -29,7 +30,8 @@ std::uint64_t mixSeeds(std::uint64_t first, std::uint64_t second);
 // The same number for the same text, in every process.
 std::uint64_t hashText(std::string_view text);
 
-// A value of the distribution, never below 0: a normal distribution is cut there.
+// A value of the distribution, in its own unit, never below 0: a normal distribution is cut there.
+// An exponential one has no upper bound.
 double draw(const flowfile::Distribution& distribution, Random& random);
 
 }  // namespace host

@@ -11,7 +11,8 @@
 
 namespace host {
 
-// The schedule never waits for the messages: a message that is late doesn't move those behind it.
+// The schedule never waits for the messages: a message that is late doesn't move those behind it. A
+// value of the feeding thread.
 class Schedule {
  public:
   using Clock = std::chrono::steady_clock;
@@ -19,7 +20,8 @@ class Schedule {
   // `seed` is where the chance of a "poisson" arrival starts.
   Schedule(const flowfile::Input& input, std::uint64_t seed, Clock::time_point start);
 
-  // When the next message is due: the first at the start, and without a rate every one.
+  // When the next message is due: the first at the start, and without a rate every one. Each call
+  // moves on by one message.
   Clock::time_point next();
 
  private:

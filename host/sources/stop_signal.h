@@ -7,17 +7,22 @@
 
 namespace host {
 
+// It owns a descriptor, which no program that is started inherits. Any thread may call any of
+// these.
 class StopSignal {
  public:
+  // Throws std::system_error when there is no descriptor left.
   StopSignal();
   ~StopSignal();
   StopSignal(const StopSignal&) = delete;
   StopSignal& operator=(const StopSignal&) = delete;
 
+  // For good: there is no way back.
   void raise();
   bool raised() const { return !waitReadable(-1, std::chrono::nanoseconds::zero()); }
 
-  // Until `when`, or less when the signal is raised; false then.
+  // Waits until `when`, or less when the signal is raised; false then. True at once for a time in
+  // the past, unless it is raised.
   bool waitUntil(std::chrono::steady_clock::time_point when) const;
 
   // Until `fd` has something to read or ended; false when the signal is raised.
