@@ -3,6 +3,9 @@
 #ifndef ZEB_NODE_COMMON_VALUES_H
 #define ZEB_NODE_COMMON_VALUES_H
 
+// False when memory ran out while the override was read: nodes that are made then measure nothing.
+extern bool overrideIsKnown;
+
 // Overrides the activation attribute of every node: 0 for none, else a ZEB_ActivateNode. Only
 // getCommonValues writes it.
 extern int overrideActivateNodeForAll;

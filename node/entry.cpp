@@ -9,6 +9,7 @@
 #include "node/common_values.h"
 #include "node/node_context.h"
 
+bool overrideIsKnown = true;
 int overrideActivateNodeForAll = ZEB_NO_OVERRIDE;
 
 namespace {
@@ -36,12 +37,21 @@ ZEB_Node_Context* contextOf(void* context) {
 #define ZEB_EXPORT extern "C" __attribute__((visibility("default")))
 
 // Reads the trace switch, again at every call, and the override, which an absent or unknown value
-// leaves as it is.
+// leaves as it is. So does a value that finds no memory: it must not be taken for one nobody set.
 ZEB_EXPORT void getCommonValues() {
   ZEB_Trace trace(kUnit, "getCommonValues");
-  bZEBTracing = ZEB_ConfigurationValue(layout::kTraceKey) == "On" ? 1 : 0;
-  overrideActivateNodeForAll =
-      ZEB_OverrideOf(ZEB_ConfigurationValue(layout::kActivateKey), overrideActivateNodeForAll);
+  const ZEB_String tracing = ZEB_ConfigurationValue(layout::kTraceKey);
+  const ZEB_String on("On");
+  if (tracing.OK() && on.OK())
+    bZEBTracing = tracing == on ? 1 : 0;
+  else
+    trace.allocationError();
+  const ZEB_String override = ZEB_ConfigurationValue(layout::kActivateKey);
+  overrideIsKnown = override.getcValue() != nullptr;
+  if (overrideIsKnown)
+    overrideActivateNodeForAll = ZEB_OverrideOf(override, overrideActivateNodeForAll);
+  else
+    trace.allocationError();
 }
 
 // The context is handed out even when it is not OK: it then passes messages on unmeasured.

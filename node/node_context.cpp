@@ -170,7 +170,7 @@ void ZEB_Node_Context::getResourceNames() {
   trace.text("Execution Group Label = %s", groupLabel);
   trace.text("Message Flow Label = %s", flowLabel);
 
-  const bool overrideKnown = findOverride(brokerLabel, activationOverride_);
+  const bool overrideKnown = findOverride(brokerLabel, activationOverride_) && overrideIsKnown;
   // What memory ran out for must not be taken for what nobody has set.
   if (uuidKnown && overrideKnown && isWhole(brokerId_) && isWhole(executionGroupId_) &&
       isWhole(messageFlowId_))

@@ -95,6 +95,7 @@ const std::map<std::string, int>& allocationsOf(Function function) {
   static const std::map<std::string, int> byMalloc = {
       {"ZEB_Node_Context::getResourceNames", 4 * kContexts}};
   static const std::map<std::string, int> byNew = {
+      {"getCommonValues", 3 * kContexts},
       {"zebCreateNodeContext", kContexts},
       {"ZEB_Node_Context::getResourceNames", 10 * kContexts},
       {"ZEB_Node_Context::ZEB_Node_Context", kContexts},

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The exported functions and the settings of the whole process.
+#include <utility>
+
 #include "node/common_values.h"
 #include "node/node_context.h"
 #include "tests/unit/node/node_test.h"
@@ -60,6 +62,44 @@ TEST_F(Entry, TheOverrideStaysWhereNothingSaysOtherwise) {
     EXPECT_EQ(value, overrideActivateNodeForAll) << setting;
   }
   EXPECT_TRUE(messageLines().empty());
+}
+
+// Bytes of a string of so many units, and of its narrow view, by which overrides are compared.
+constexpr std::size_t wide(std::size_t units) {
+  return 2 * (units + 1);
+}
+constexpr std::size_t narrow(std::size_t units) {
+  return 3 * units + 1;
+}
+
+TEST_F(Entry, AnOverrideThatFindsNoMemoryIsNotTakenForNone) {
+  configure("ZEBActivateNode EventOnly\n");
+  for (const std::size_t bytes : {wide(9), narrow(9)}) {
+    failAllocations(bytes);
+    getCommonValues();
+    succeedAgain();
+    const ZEB_Node_Context unmeasured(instance.handle());
+    EXPECT_EQ(301, unmeasured.getStatus());
+    EXPECT_EQ((Texts{message1(kUnit, "getCommonValues"),
+                     message1("zebpcont", "ZEB_Node_Context::getResourceNames")}),
+              messageLines());
+    getCommonValues();
+    EXPECT_EQ(3, overrideActivateNodeForAll);
+    const ZEB_Node_Context known(instance.handle());
+    EXPECT_TRUE(known.OK());
+    overrideActivateNodeForAll = 0;
+    host().forget();
+  }
+}
+
+TEST_F(Entry, ATraceSwitchThatFindsNoMemoryStays) {
+  configure("ZEBNodeTrace On\n");
+  getCommonValues();
+  failAllocations(wide(2));  // the value, or what it is compared with
+  getCommonValues();
+  succeedAgain();
+  EXPECT_EQ(1, std::exchange(bZEBTracing, 0));
+  EXPECT_EQ(Texts{message1(kUnit, "getCommonValues")}, messageLines());
 }
 
 TEST_F(Entry, MakesAFactoryAndDefinesItsClass) {
