@@ -5,17 +5,20 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "base/trace.h"
+#include "tests/support/ipc_objects.h"
 #include "tests/support/scripted_clock.h"
 #include "tests/support/scripted_host.h"
 #include "tests/support/stored_bytes.h"
 
 namespace support {
 
-// The second at which the clock of a LibraryTest stands when the test begins.
+// The second that the clock of a LibraryTest shows when the test begins.
 inline constexpr unsigned kNow = 1700000000;
 
 // Makes the library of this process read its configuration from the file that `configure` writes.
@@ -26,6 +29,35 @@ class LibraryTest : public testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
+};
+
+// The key file of the broker "UUID1".
+inline constexpr char kSegment[] = "/tmp/UUID1.zebcshme";
+
+// What the broker "UUID1" has in shared memory, copied at each call; nothing while it has no
+// segment, or no such area.
+class StoringTest : public LibraryTest {
+ protected:
+  static Bytes bytes() {
+    const auto segment = segmentOf(kSegment);
+    return segment ? bytesOf(*segment) : Bytes{};
+  }
+  static std::vector<StoredRecord> records(const char* eyecatcher = "zebcstar") {
+    const Bytes segment = bytes();
+    const auto block = segment.empty() ? std::nullopt : findBlock(segment, eyecatcher);
+    return block ? recordsOf(segment, *block) : std::vector<StoredRecord>{};
+  }
+  // Of the statistics area.
+  static std::vector<StoredRecord> ofType(std::uint32_t type) {
+    std::vector<StoredRecord> found = records();
+    std::erase_if(found, [type](const StoredRecord& record) { return record.type() != type; });
+    return found;
+  }
+  static std::vector<std::uint32_t> types() {
+    std::vector<std::uint32_t> found;
+    for (const StoredRecord& record : records()) found.push_back(record.type());
+    return found;
+  }
 };
 
 // Tracing is on, and the log empty, while one of these lives.

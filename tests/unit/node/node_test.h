@@ -13,12 +13,9 @@
 #include "base/wide.h"
 #include "records/message_descriptor.h"
 #include "tests/support/failing.h"
-#include "tests/support/ipc_objects.h"
 #include "tests/support/library_test.h"
 
 namespace support {
-
-inline constexpr char kSegment[] = "/tmp/UUID1.zebcshme";
 
 inline ZEB_Resource_ID resourceId(const std::string& label, const std::string& uuid = "") {
   const ZEB_String wideUuid(uuid.c_str());
@@ -30,27 +27,8 @@ inline const zebchar* units(const std::u16string& text) {
   return reinterpret_cast<const zebchar*>(text.c_str());
 }
 
-class NodeTest : public LibraryTest {
+class NodeTest : public StoringTest {
  protected:
-  static Bytes bytes() {
-    const auto segment = segmentOf(kSegment);
-    return segment ? bytesOf(*segment) : Bytes{};
-  }
-  static std::vector<StoredRecord> records(const char* eyecatcher = "zebcstar") {
-    const Bytes segment = bytes();
-    const auto block = segment.empty() ? std::nullopt : findBlock(segment, eyecatcher);
-    return block ? recordsOf(segment, *block) : std::vector<StoredRecord>{};
-  }
-  static std::vector<StoredRecord> ofType(std::uint32_t type) {
-    std::vector<StoredRecord> found = records();
-    std::erase_if(found, [type](const StoredRecord& record) { return record.type() != type; });
-    return found;
-  }
-  static std::vector<std::uint32_t> types() {
-    std::vector<std::uint32_t> found;
-    for (const StoredRecord& record : records()) found.push_back(record.type());
-    return found;
-  }
   static std::vector<StoredRecord> templates() { return records("zebcetar"); }
   static std::vector<StoredRecord> events() { return records("zebcedar"); }
 };

@@ -7,13 +7,11 @@
 #include <cstring>
 
 #include "resources/broker.h"
-#include "tests/support/ipc_objects.h"
 #include "tests/unit/resources/resource_test.h"
 
 namespace support {
 
 inline constexpr char kBrokerUnit[] = "zebcbrkr";
-inline constexpr char kSegment[] = "/tmp/UUID1.zebcshme";
 inline constexpr char kAreaMutex[] = "/tmp/UUID1.zebcstar.zebmutx";
 inline constexpr _TimeStamp kNoTime{0, 0};
 
@@ -48,26 +46,8 @@ struct Branch {
   ZEB_STIR* statistics;
 };
 
-class BrokerTest : public LibraryTest {
+class BrokerTest : public StoringTest {
  protected:
-  static Bytes bytes() {
-    const auto segment = segmentOf(kSegment);
-    return segment ? bytesOf(*segment) : Bytes{};
-  }
-  static std::vector<StoredRecord> records(const char* eyecatcher = "zebcstar") {
-    const Bytes segment = bytes();
-    return recordsOf(segment, findBlock(segment, eyecatcher).value());
-  }
-  static std::vector<std::uint32_t> types() {
-    std::vector<std::uint32_t> found;
-    for (const StoredRecord& record : records()) found.push_back(record.type());
-    return found;
-  }
-  static std::vector<StoredRecord> ofType(std::uint32_t type) {
-    std::vector<StoredRecord> found = records();
-    std::erase_if(found, [type](const StoredRecord& record) { return record.type() != type; });
-    return found;
-  }
   static ZEB_Execution_Group* findGroup(ZEB_Broker& in, const std::string& label) {
     const ZEB_Resource_ID id = resourceId(label);
     return in.findExecutionGroup(&id);
