@@ -46,7 +46,7 @@ bool ZEB_CreateKeyFile(const ZEB_Trace& trace, const char* path) {
 }
 
 ZEB_Key_File_Lock::ZEB_Key_File_Lock(const char* path)
-    : path_(path), file_(path ? open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1) {
+    : keyFile_(path), file_(path ? open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1) {
   gone_ = path && file_ < 0 && errno == ENOENT;
   if (file_ < 0 || (isOurs(file_) && lockFile(file_))) return;
   close(file_);
@@ -64,7 +64,7 @@ bool ZEB_Key_File_Lock::covers(int key) const {
   struct stat locked {};
   struct stat named {};
   if (fstat(file_, &locked) != 0) return true;
-  if (stat(path_, &named) != 0) return false;
+  if (stat(keyFile_, &named) != 0) return false;
   return locked.st_ino == named.st_ino && locked.st_dev == named.st_dev &&
-         ftok(path_, layout::kKeyProject) == key;
+         ftok(keyFile_, layout::kKeyProject) == key;
 }

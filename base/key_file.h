@@ -30,7 +30,7 @@ class ZEB_Key_File_Lock {
   bool covers(int key) const;
 
  private:
-  const char* path_;
+  const char* keyFile_;
   int file_;           // -1 when nothing is locked
   bool gone_ = false;  // there was no file to lock
 };

@@ -44,8 +44,8 @@ bool startsWith(const ZEB_String& text, const ZEB_String& beginning) {
 ZEB_Name_Mutex::ZEB_Name_Mutex(const char* name) {
   ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::ZEB_Name_Mutex");
   setPath(name);
-  const char* const path = path_.getcValue();
-  trace.text("Initializing mutex %s", path_);
+  const char* const path = keyFile_.getcValue();
+  trace.text("Initializing mutex %s", keyFile_);
   for (int attempt = 1;; ++attempt) {
     int key = ZEB_TracedKey(trace, path);
     if (key == -1) {
@@ -80,9 +80,9 @@ void ZEB_Name_Mutex::setPath(const char* name) {
   if (!name) return;
   const ZEB_String directory = ZEB_GetTempDirectory();
   const ZEB_String given(name);
-  if (!startsWith(given, directory)) path_ = directory;
-  path_ += given;
-  path_ += layout::kLockSuffix;
+  if (!startsWith(given, directory)) keyFile_ = directory;
+  keyFile_ += given;
+  keyFile_ += layout::kLockSuffix;
 }
 
 bool ZEB_Name_Mutex::joinQueue(const ZEB_Trace& trace, int key) {
@@ -116,8 +116,8 @@ void ZEB_Name_Mutex::joinSemaphore(const ZEB_Trace& trace, int key) {
 
 void ZEB_Name_Mutex::cleanup() {
   ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::cleanup");
-  const char* const path = path_.getcValue();
-  trace.text("Clean up mutex %s", path_);
+  const char* const path = keyFile_.getcValue();
+  trace.text("Clean up mutex %s", keyFile_);
   trace.text("Handle %0X", static_cast<unsigned>(semaphore_));
   if (queue_ > 0) {
     const ZEB_Key_File_Lock lock(path);
@@ -126,7 +126,7 @@ void ZEB_Name_Mutex::cleanup() {
       if (semctl(semaphore_, 1, IPC_RMID) != 0)
         trace.systemCallFailed("semctl IPC_RMID", errno);
       else if (path && unlink(path) != 0 && bZEBTracing)
-        trace.text("Function unlink failed for mutex %s. %s.", path_, ZEB_GetLastError(errno));
+        trace.text("Function unlink failed for mutex %s. %s.", keyFile_, ZEB_GetLastError(errno));
     }
   }
   semaphore_ = 0;
@@ -156,21 +156,21 @@ bool ZEB_Name_Mutex::dropReference(const ZEB_Trace& trace) const {
 void ZEB_Name_Mutex::get() {
   ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::get");
   if (!OK()) return;
-  trace.text("Asking for mutex %s", path_);
+  trace.text("Asking for mutex %s", keyFile_);
   threads_->enter();
   change(trace, -1);
   ZEB_TellAcquired(this);
-  trace.text("Got mutex %s", path_);
+  trace.text("Got mutex %s", keyFile_);
 }
 
 void ZEB_Name_Mutex::release() {
   ZEB_Trace trace(kUnit, "ZEB_Name_Mutex::release");
   if (!OK()) return;
-  trace.text("About to release mutex %s", path_);
+  trace.text("About to release mutex %s", keyFile_);
   ZEB_TellReleased(this);
   change(trace, 1);
   threads_->leave();
-  trace.text("Released mutex %s", path_);
+  trace.text("Released mutex %s", keyFile_);
 }
 
 // No undo and no other flag, on purpose. A signal only interrupts the wait: going on then would

@@ -47,7 +47,7 @@ class ZEB_Name_Mutex {
   int status_ = 0;
   int semaphore_ = 0;  // an id of 0 counts as none, on purpose
   int queue_ = 0;      // likewise
-  ZEB_String path_;
+  ZEB_String keyFile_;
   std::optional<ZEB_Thread_Lock::OfName> threads_;  // taken before the semaphore
 };
 

@@ -11,7 +11,7 @@
 
 #include "records/record_factory.h"
 
-struct ZEB_Stored_Image::Shared {
+struct ZEB_Stored_Image::Held {
   void* address = nullptr;
   std::vector<std::uint8_t> bytes;
   std::atomic<int> users = 0;
@@ -19,7 +19,7 @@ struct ZEB_Stored_Image::Shared {
 
 // The latest image of each place; older ones live as long as a tree holds them.
 struct ZEB_Stored_Image::Pool {
-  std::unordered_map<const void*, Shared*> latest;
+  std::unordered_map<const void*, Held*> latest;
   std::size_t images = 0;
 
   // There as long as there is an image. A static map would be gone before a host's last threads.
@@ -32,11 +32,11 @@ struct ZEB_Stored_Image::Pool {
     pool = nullptr;
   }
 
-  static Shared* join(std::span<const std::uint8_t> bytes, void* address) {
+  static Held* join(std::span<const std::uint8_t> bytes, void* address) {
     if (!pool) pool = new Pool;
-    Shared*& latest = pool->latest.try_emplace(address, nullptr).first->second;
+    Held*& latest = pool->latest.try_emplace(address, nullptr).first->second;
     if (!latest || !std::ranges::equal(latest->bytes, bytes)) {
-      auto made = std::make_unique<Shared>();
+      auto made = std::make_unique<Held>();
       made->address = address;
       made->bytes.assign(bytes.begin(), bytes.end());
       latest = made.release();
@@ -54,50 +54,50 @@ ZEB_Stored_Image ZEB_Stored_Image::of(std::span<const std::uint8_t> bytes, void*
   ZEB_Stored_Image image;
   const std::lock_guard guard(Pool::changing);
   try {
-    image.shared_ = Pool::join(bytes, address);
+    image.held_ = Pool::join(bytes, address);
   } catch (const std::bad_alloc&) {
     Pool::dropWhenUnused();
   }
   return image;
 }
 
-ZEB_Stored_Image::ZEB_Stored_Image(const ZEB_Stored_Image& other) : shared_(other.shared_) {
-  if (shared_) shared_->users.fetch_add(1, std::memory_order_relaxed);
+ZEB_Stored_Image::ZEB_Stored_Image(const ZEB_Stored_Image& other) : held_(other.held_) {
+  if (held_) held_->users.fetch_add(1, std::memory_order_relaxed);
 }
 
 // The last user goes under the lock, where nobody else can find the image meanwhile.
 ZEB_Stored_Image::~ZEB_Stored_Image() {
-  if (!shared_) return;
-  int users = shared_->users.load(std::memory_order_relaxed);
+  if (!held_) return;
+  int users = held_->users.load(std::memory_order_relaxed);
   while (users > 1)
-    if (shared_->users.compare_exchange_weak(users, users - 1, std::memory_order_release)) return;
+    if (held_->users.compare_exchange_weak(users, users - 1, std::memory_order_release)) return;
   const std::lock_guard guard(Pool::changing);
-  if (--shared_->users > 0) return;
-  const auto latest = Pool::pool->latest.find(shared_->address);
-  if (latest != Pool::pool->latest.end() && latest->second == shared_)
+  if (--held_->users > 0) return;
+  const auto latest = Pool::pool->latest.find(held_->address);
+  if (latest != Pool::pool->latest.end() && latest->second == held_)
     Pool::pool->latest.erase(latest);
-  delete shared_;
+  delete held_;
   --Pool::pool->images;
   Pool::dropWhenUnused();
 }
 
 std::span<const std::uint8_t> ZEB_Stored_Image::bytes() const {
-  return shared_->bytes;
+  return held_->bytes;
 }
 
 void* ZEB_Stored_Image::address() const {
-  return shared_->address;
+  return held_->address;
 }
 
 ZEB_Record_Header ZEB_Stored_Image::header() const {
   ZEB_Record_Header header;
-  std::memcpy(&header, shared_->bytes.data(), sizeof header);
+  std::memcpy(&header, held_->bytes.data(), sizeof header);
   return header;
 }
 
 std::unique_ptr<ZEB_Record> ZEB_Stored_Image::record() const {
-  if (!shared_) return nullptr;
-  std::unique_ptr<ZEB_Record> record = ZEB_MakeBlankRecord(layout::typeOf(shared_->bytes.data()));
-  if (record) record->getFrom(shared_->bytes.data(), shared_->address);
+  if (!held_) return nullptr;
+  std::unique_ptr<ZEB_Record> record = ZEB_MakeBlankRecord(layout::typeOf(held_->bytes.data()));
+  if (record) record->getFrom(held_->bytes.data(), held_->address);
   return record && record->OK() ? std::move(record) : nullptr;
 }

@@ -9,9 +9,9 @@
 
 #include "records/record.h"
 
-// A handle on bytes that never change. Trees that keep what stands at the same place share them: a
-// new image is the latest one of its place if the bytes are equal, else one of its own. So two
-// images with equal bytes may still be apart, when another came between them.
+// A handle on bytes that never change. Trees that keep what is stored at the same place hold them
+// together: a new image is the latest one of its place if the bytes are equal, else one of its own.
+// So two images with equal bytes may still be apart, when another came between them.
 //
 // Threads may make, copy and drop images at once; one image belongs to one thread. The pool of all
 // images has a lock of its own, which is held only inside these operations.
@@ -23,14 +23,14 @@ class ZEB_Stored_Image {
   ZEB_Stored_Image() = default;  // null
   ZEB_Stored_Image(const ZEB_Stored_Image& other);
   ZEB_Stored_Image(ZEB_Stored_Image&& other) noexcept
-      : shared_(std::exchange(other.shared_, nullptr)) {}
+      : held_(std::exchange(other.held_, nullptr)) {}
   ZEB_Stored_Image& operator=(ZEB_Stored_Image other) noexcept {
-    std::swap(shared_, other.shared_);
+    std::swap(held_, other.held_);
     return *this;
   }
   ~ZEB_Stored_Image();
 
-  explicit operator bool() const { return shared_ != nullptr; }
+  explicit operator bool() const { return held_ != nullptr; }
   // True only for images of the same bytes in memory, and for two null ones; equal bytes in two
   // places are not compared.
   bool operator==(const ZEB_Stored_Image&) const = default;
@@ -45,10 +45,10 @@ class ZEB_Stored_Image {
   std::unique_ptr<ZEB_Record> record() const;
 
  private:
-  struct Shared;
+  struct Held;
   struct Pool;
 
-  Shared* shared_ = nullptr;
+  Held* held_ = nullptr;
 };
 
 #endif  // ZEB_RECORDS_STORED_IMAGE_H
