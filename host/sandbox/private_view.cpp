@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <initializer_list>
 #include <map>
 #include <string_view>
 
@@ -139,13 +138,19 @@ void replaceFolder(const fs::path& folder, const Hidden& hidden) {
   copyView(old.path(), folder, hidden);
 }
 
-Hidden hiding(std::initializer_list<fs::path> paths) {
-  Hidden hidden;
-  for (const fs::path& path : paths) {
-    Hidden* at = &hidden;
-    for (const fs::path& name : path) at = &at->below[name.string()];
-  }
-  return hidden;
+// The places where the library looks for settings, from the root.
+Hidden settingsOfTheMachine() {
+  Hidden root;
+  const auto hide = [&root](const fs::path& path) {
+    Hidden* at = &root;
+    for (const fs::path& name : path.relative_path()) {
+      if (!name.empty()) at = &at->below[name.string()];
+    }
+  };
+  for (const char* const file : layout::kConfigurationFiles) hide(file);
+  for (const char* const folder : layout::kRegistries) hide(folder);
+  hide(layout::kInstallProperties);
+  return root;
 }
 
 void writeSettings(const flowfile::Broker& broker) {
@@ -177,8 +182,9 @@ void enterPrivateView(const flowfile::Broker& broker) {
   const fs::path working = fs::current_path();
   try {
     enterNamespaces();
-    replaceFolder("/opt", hiding({"holt/lil/zebpnode.cfg", "orva/lil/zebpnode.cfg"}));
-    replaceFolder("/var", hiding({"holt/registry", "orva/registry", "orva/install.properties"}));
+    for (const auto& [name, hidden] : settingsOfTheMachine().below) {
+      replaceFolder(fs::path("/") / name, hidden);
+    }
     writeSettings(broker);
     fs::current_path(working);
   } catch (const fs::filesystem_error& error) {
