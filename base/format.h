@@ -10,7 +10,7 @@
 // The formatted text, cut at 1023 bytes; empty for a null format.
 ZEB_String ZEB_Format_Message(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// "Error %i. " and the system's text for the code; 0 stands for the current errno.
+// "Error %i. " and the system's text for the code; 0 means the current errno.
 ZEB_String ZEB_GetLastError(int code);
 
 // Logs the memory as trace entries, 8 bytes a line, below a title (null: none). The lines are

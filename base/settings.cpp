@@ -83,7 +83,7 @@ bool probe(const ZEB_Trace& trace, int number, Path& path) {
   return true;
 }
 
-// The path of the last attempt stands, whether or not a file is there.
+// The path of the last attempt is kept, whether or not a file is there.
 void search(const ZEB_Trace& trace, Path& path) {
   for (const char* const place : layout::kConfigurationFiles) {
     std::strcpy(path, place);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the library says of itself, all of it through the host's log.
 //
-// A trace scope stands at the top of nearly every operation: it writes "Entry" where it begins and
+// Nearly every operation begins with a trace scope: it writes "Entry" where it begins and
 // "Exit" where the operation ends, and gives the operation its further trace texts and messages.
 // Trace entries are written only while `bZEBTracing` is on; with it off, each trace point is one
 // test of an int and formats nothing. Messages are always written. errno passes through untouched.

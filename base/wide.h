@@ -27,7 +27,8 @@ zebchar* zebncpy(zebchar* dst, const zebchar* src, std::size_t n);
 // Copies src with its terminator and returns dst.
 zebchar* zebcpy(zebchar* dst, const zebchar* src);
 
-// Copies src with its terminator to where dst's terminator stands, and returns dst.
+// Copies src with its terminator over dst's terminator and behind, and returns dst. dst has room
+// for both.
 zebchar* zebcat(zebchar* dst, const zebchar* src);
 
 // The difference of the lengths where they differ, else the order of the bytes in memory. Only

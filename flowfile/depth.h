@@ -15,7 +15,7 @@ namespace flowfile {
 inline constexpr unsigned kDeepest = 100;
 
 // Where a text goes deeper than that, or nothing. The parts of a key count as levels for what
-// stands in its value. A text that is no TOML may give either answer.
+// is in its value. A text that is no TOML may give either answer.
 std::optional<Finding> tooDeep(std::string_view toml);
 
 }  // namespace flowfile

@@ -37,7 +37,7 @@ class Section {
   const toml::node* find(std::string_view key);
   bool has(std::string_view key) { return find(key) != nullptr; }
 
-  // Where the value of a key stands; no place when it is absent.
+  // Where the value of a key is; no place when it is absent.
   Place placeOf(std::string_view key);
 
   // Values of a key; nothing when it is absent or, with a finding, when it doesn't fit. Limits

@@ -88,7 +88,7 @@ class ZEB_STIR : public ZEB_Record {
   void keepStored(const std::uint8_t* image);
 
   Statistics statistics_;
-  // What stands behind the header in the image that was last read or written, as long as the
+  // What is behind the header in the image that was last read or written, as long as the
   // statistics are what would be read from it.
   std::uint8_t stored_[layout::stir::bytes - layout::header::bytes];
   bool unchanged_ = false;

@@ -56,7 +56,7 @@ class Newest {
   }
 
   // False when images can't follow: of the known members one is not there as it was, or a new one
-  // would stand among them.
+  // would be among them.
   bool follows(const std::vector<ZEB_Stored_Image>& known) {
     auto next = known.begin();
     std::vector<const Entry*> among;

@@ -47,17 +47,17 @@ class ZEB_Rest_Of_Tree {
   void allWritten() { unwritten_.clear(); }
   bool lacksStatistics() const { return lacksStatistics_; }  // of a node
 
-  // All members. Siblings stand in the order in which a tree of objects would have them, which is
+  // All members. Siblings are in the order in which a tree of objects would have them, which is
   // that of their addresses.
   const std::vector<ZEB_Stored_Image>& images() const { return images_; }
 
-  // How many siblings stand before that object of the way. The object must be there.
+  // How many siblings come before that object of the way. The object must be there.
   std::size_t groupsBefore(const Way& way) const { return before(group_, *way.group); }
   std::size_t flowsBefore(const Way& way) const { return before(flow_, *way.flow); }
   std::size_t nodesBefore(const Way& way) const { return before(node_, *way.node); }
 
  private:
-  // Where an object of the way stands among its siblings: behind those with a lower address. This
+  // Where an object of the way is among its siblings: behind those with a lower address. This
   // is the object's own address if it was found in the area, and else the end of the area as it was
   // when the object was made.
   struct Place {

@@ -120,7 +120,7 @@ bool ZEB_Stored_Tree::refresh(std::span<std::uint8_t> stored) {
                             twins_, [this](std::size_t twin) { return entries_[twin].nodes == 0; });
 }
 
-// False when another record stands there now.
+// False when another record is there now.
 bool ZEB_Stored_Tree::renew(Entry& entry, std::size_t at, std::uint8_t* stored) {
   if (bytes_.size() - at < entry.size) return false;
   if (std::memcmp(bytes_.data() + at, before_.data() + at, entry.size) == 0) return true;
@@ -138,7 +138,7 @@ ZEB_Stored_Image ZEB_Stored_Tree::imageAt(std::size_t at, std::uint8_t* stored) 
                                                  : ZEB_Stored_Image();
 }
 
-// Level by level: a child may stand before its parent.
+// Level by level: a child may come before its parent.
 void ZEB_Stored_Tree::growTree(std::size_t from) {
   for (const ZEB_RecordType level : kLevels)
     for (std::size_t at = from; at < entries_.size(); ++at)

@@ -100,7 +100,7 @@ ZEB_ReturnCode ZEB_Shared_Area::writeBytes(void* position, std::span<const std::
   return ZEB_SUCCESS;
 }
 
-// What stands there is as long as the record is: it was written from it, or from one whose strings
+// What is there is as long as the record is: it was written from it, or from one whose strings
 // are equally long.
 ZEB_ReturnCode ZEB_Shared_Area::get(ZEB_Record* record) {
   ZEB_Trace trace(kUnit, "ZEB_Shared_Area::get");

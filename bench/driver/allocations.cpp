@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstddef>
 
-// The program's functions stand before the C library's, which keeps its own under these names.
+// The program's functions come before the C library's, which keeps its own under these names.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);

@@ -29,7 +29,7 @@ constexpr std::size_t kRecordAt = 0;
 constexpr std::size_t kHeaderAt = 192;  // of the ring: next place, last place, stamp
 constexpr std::size_t kRingAt = 256;
 
-// Where the parts of a record stand.
+// Where the parts of a record are.
 constexpr std::size_t kCount = 40;
 constexpr std::size_t kSize = 64;
 constexpr std::size_t kElapsed = 96;

@@ -9,7 +9,7 @@
 
 namespace host {
 
-// A zero unit stands behind data() + size(), as in every std::basic_string.
+// There is a zero unit at data() + size(), as in every std::basic_string.
 using Text16 = std::basic_string<char16_t>;
 
 // From UTF-8; a byte that is none becomes U+FFFD. A character above U+FFFF becomes two units.

@@ -87,7 +87,7 @@ class BrokenSegment : public PluginBeforeStart {
     EXPECT_EQ(sent_, propagated_);
   }
 
-  // Deploys into the segment, sends, and gives what stands there while the nodes still live.
+  // Deploys into the segment, sends, and gives what is there while the nodes still live.
   Bytes afterMessages(const Bytes& bytes) {
     const LiveSegment live("UUID1", bytes);
     const auto node =
@@ -261,7 +261,7 @@ TEST_F(BrokenSegment, WhateverADecimalTextWasANodesNextMessageMakesItDigitsAgain
   }
 }
 
-// The number wraps at 64 bits; what stands behind the field is none of its digits.
+// The number wraps at 64 bits; what is behind the field is none of its digits.
 TEST_F(BrokenSegment, TwentyFourDigitsWithNothingBehindThemEndWithTheirField) {
   const std::size_t field = broken::places()[4].at + 64;
   for (const auto& [digit, number] :
@@ -302,7 +302,7 @@ class EntangledSegment : public PluginBeforeStart {
  protected:
   EntangledSegment() { startLibrary("ZEBMemorySize 262144\n"); }
 
-  // Deploys, sends, and gives what stands there then.
+  // Deploys, sends, and gives what is there then.
   Bytes afterMessage(const Bytes& bytes) {
     const LiveSegment live("UUID1", bytes);
     const auto node = deploy({.label = u"LATE"});

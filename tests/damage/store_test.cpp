@@ -55,7 +55,7 @@ struct WholeRecords {
   bool toTheEnd = false;
 };
 
-// How many whole records stand end to end from the start, and whether they reach the last offset.
+// How many whole records lie end to end from the start, and whether they reach the last offset.
 WholeRecords wholeRecords(const Bytes& area) {
   const std::uint32_t last = unsignedAt(area, 20);
   const std::size_t end = std::min<std::size_t>(last, kArea);

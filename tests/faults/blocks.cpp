@@ -10,7 +10,7 @@ namespace {
 // A table of their own: nothing can be allocated here.
 constexpr std::size_t kSlots = 1 << 15;
 const void* blocks[kSlots];
-const char gone = 0;  // its address stands where a block was
+const char gone = 0;  // its address is where a block was
 long living = 0;
 
 std::size_t slotOf(const void* block) {

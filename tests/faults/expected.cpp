@@ -23,7 +23,7 @@ using Use = std::pair<Function, std::string>;
 //   msgget, semget            the lock's key file            made before; the lock never was one
 //   msgsnd                    queue, semaphore, key file     no message of this user to take out:
 //                                                            the last one can't tell that he is
-//   msgrcv                    queue, semaphore, key file     the count is one too high for ever
+//   msgrcv                    queue, semaphore, key file     the count stays one too high
 //   msgctl IPC_STAT           the queue                      the lock goes, the count is unknown
 //   msgctl IPC_RMID           the queue                      it could not be removed
 //   semctl IPC_RMID           semaphore and key file         likewise

@@ -115,7 +115,7 @@ class FaultSeam : public seam::Seam {
     const bool object = call.function == kSemget || call.function == kShmget;
     if (object && makes(call) && error == EEXIST) makeByAnother(call);
     errno = error;
-    // An error of 0 stands for a shell that could not be executed.
+    // An error of 0 means a shell that could not be executed.
     return call.function == kSystem && error == 0 ? 127 << 8 : -1;
   }
 

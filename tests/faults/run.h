@@ -32,12 +32,12 @@ struct Logged {
 struct Run {
   Fault fault;
 
-  // Written by the functions that stand between the library and the system.
+  // Written by the functions that are between the library and the system.
   long calls = 0;         // of the function that shall fail
   bool met = false;       // the fault was
   char variant[24] = "";  // which use of the function it met
   int heldLock = 0;       // a semaphore that the fault left at 0 with nobody inside
-  int freed = 0;          // how often somebody would have waited for it for ever
+  int freed = 0;          // how often somebody would have waited for it without end
   long milliseconds = 0;  // of the clock, which moves by one with each look
 
   // Written by the host.

@@ -32,7 +32,7 @@ std::string textOf(const std::string& name) {
 }
 
 // The bytes of a file. Each line but the first begins with its offset in decimal digits; behind two
-// blanks stand the bytes, and from the next two blanks on what they mean.
+// blanks are the bytes, and from the next two blanks on what they mean.
 Bytes bytesOf(const std::string& name) {
   std::istringstream lines(textOf(name));
   Bytes bytes;
@@ -73,7 +73,7 @@ class GoldenBytes : public LibraryTest {
     return form;
   }
 
-  // A block of the library's that stands there as the file says.
+  // A block of the library's that is there as the file says.
   static void expectBlock(const std::string& name, const char* eyecatcher, std::uint32_t size,
                           std::uint32_t last, std::uint32_t next) {
     Bytes block(last, 0);
@@ -217,7 +217,7 @@ TEST_F(GoldenBytes, AJoinedEvent) {
   expectStored("joined-event", joined, blank);
 }
 
-// Each file stands there as it is.
+// Each file is there as it is.
 TEST(GoldenDocument, ShowsEachFile) {
   const std::string document = contents(ZEB_FORMAT_DOCUMENT);
   int files = 0;

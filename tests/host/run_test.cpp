@@ -226,7 +226,7 @@ TEST_F(Run, ASignalDrainsAndStillAgrees) {
 }
 
 TEST_F(Run, ASecondSignalStopsAtOnce) {
-  // One flow logs a failure as soon as messages flow, the other one's message takes for ever.
+  // One flow logs a failure as soon as messages flow, the other one's message never ends.
   const std::string failing = "[[execution-group.flow.node]]\nmonitor = \"m\"\n";
   const std::string file =
       flows(kBroker +

@@ -4,7 +4,7 @@
 A mutant changes one operator, constant, condition, string, or the order of two statements. Left out:
 
 - comments, preprocessor lines and static_assert, which do nothing at run time,
-- what stands between `#ifdef ZEB_THREAD_SANITIZER` and its `#else`, which another build compiles,
+- what is between `#ifdef ZEB_THREAD_SANITIZER` and its `#else`, which another build compiles,
 - attributes, and operators that are part of a name or a type,
 - the order of declarations, and of statements that plainly don't touch each other: assignments
   without a call, `x.reset()`, `x.clear()` and `require(x)` where neither changes what the other names.
@@ -105,7 +105,7 @@ def changed_number(number):
 
 
 def conditions(code, match):
-    """`if (...)`: taken and not taken, whatever stands there; `while (...)`: never."""
+    """`if (...)`: taken and not taken, whatever is there; `while (...)`: never."""
     opening = match.end() + 1
     if not re.match(r" \(", code[match.end():]):
         return

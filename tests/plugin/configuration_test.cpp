@@ -95,7 +95,7 @@ TEST_F(Configuration, ThePathIsResolvedOnceAndTheFileReadEachTime) {
   EXPECT_FALSE(tracing());
   writeFile("/opt/orva/lil/zebpnode.cfg", "ZEBNodeTrace On\n");
   startLibrary("ZEBNodeTrace On\n");
-  EXPECT_FALSE(tracing()) << "the path of the first time stands, though it does not exist";
+  EXPECT_FALSE(tracing()) << "the path of the first time is kept, though it does not exist";
 }
 
 TEST_F(Configuration, AChangeIsSeenAtTheNextRead) {

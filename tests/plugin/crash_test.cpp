@@ -74,7 +74,7 @@ TEST_F(Crash, LeavesASegmentThatALaterProcessJoinsAndRemoves) {
   EXPECT_TRUE(host().messages().empty());
 }
 
-// There is no undo: whoever waits, waits until somebody lifts the lock by hand.
+// There is no undo: a process that waits does so until somebody lifts the lock by hand.
 TEST_F(Crash, WithALockLeavesItHeld) {
   leavesThingsBehind();
   const std::string lock = "/tmp/UUID1.zebcstar.zebmutx";

@@ -281,7 +281,7 @@ TEST_F(SmallEvents, AfterManyWrapsTheNewestAreThereInOrder) {
   for (int number = 1; number <= 100; ++number) post(*node, number);
   const auto stored = events();
   ASSERT_EQ(28U, stored.size());
-  // 84 fill it three times; 85 to 100 stand in front of what is left of 73 to 84.
+  // 84 fill it three times; 85 to 100 are in front of what is left of 73 to 84.
   for (int i = 0; i < 28; ++i) {
     EXPECT_EQ(i < 16 ? 85 + i : 57 + i, numberOf(stored[static_cast<std::size_t>(i)]));
   }
@@ -315,8 +315,8 @@ TEST_F(SmallEvents, ATemplateThatDoesNotFitGoesToTheStart) {
   EXPECT_TRUE(events()[3].isChildOf(first[0]));
 }
 
-// The second template is cut by the first one of another length; what stands behind the cut can't
-// be found any more and is stored anew, never taken for half of something else.
+// The second template is cut by the first one of another length; what is behind the cut can't
+// be found any more and is stored again, never taken for half of something else.
 TEST_F(SmallEvents, TemplatesCutByAWrapAreStoredAnew) {
   const auto node = deploy({});
   const std::string texts[] = {std::string(550, 'a'), std::string(550, 'b'), std::string(550, 'c'),

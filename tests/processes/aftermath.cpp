@@ -18,8 +18,8 @@
 namespace support {
 namespace {
 
-// Whoever makes a lock holds the advisory lock on its key file until the lock is free: with that in
-// hand, one that nobody ever took and is not free was left unfinished.
+// A process that makes a lock holds the advisory lock on its key file until the lock is free: with
+// that in hand, one that nobody ever took and is not free was left unfinished.
 bool isUnfinished(const std::string& keyFile) {
   const int file = open(keyFile.c_str(), O_RDONLY | O_CLOEXEC);
   if (file < 0) return false;

@@ -120,7 +120,7 @@ int dyingWithALock(Steps& parent, const std::vector<std::string>&) {
 }
 const Role kDyingWithALock("dying with a lock", dyingWithALock);
 
-// All that stands in the segment can be read, in the middle of whatever is going on.
+// All that is in the segment can be read, in the middle of whatever is going on.
 void expectDecodes(const Bytes& segment) {
   ASSERT_EQ(segment.size(), 3 * 32768U + 32);
   std::set<std::string> areas;
@@ -197,7 +197,7 @@ class SuddenDeath : public PluginBeforeStart {
     }
   }
 
-  // The others wait for such a lock for ever, on purpose: somebody has to give it back.
+  // The others wait for such a lock without end, on purpose: somebody has to give it back.
   void giveBackLocksOfTheDead() {
     for (const HeldLock& lock : locksHeldBy(dead_)) {
       ++held_[kindOf(lock.name)];

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Processes that a host forks without starting a program anew.
+// Processes that a host forks without starting a program again.
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>

@@ -123,7 +123,7 @@ class Group {
     }
   }
 
-  // Whoever deploys resets the statistics, before or after this message is counted.
+  // A group that deploys resets the statistics, before or after this message is counted.
   void sendWatched() {
     const long long before = stored_->look();
     sendOne();

@@ -71,7 +71,7 @@ std::string tell(const Area& area, std::size_t at, const Bytes& expected, const 
     return "record " + std::to_string(i) + ", " + typeName(record.type()) + " \"" + record.label +
            "\": " + tellField(fieldsOf(record), offsets[i], at, expected, stored) + place;
   }
-  return "behind the last record stands " + valueAt(stored, at, 1) + place;
+  return "behind the last record is " + valueAt(stored, at, 1) + place;
 }
 
 }  // namespace

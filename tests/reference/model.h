@@ -27,7 +27,7 @@ struct Stamp {
   std::uint32_t milliseconds = 0;
 };
 
-// The number stands in for the random number of a stored ID; each ID gets the next one.
+// The number takes the place of the random number of a stored ID; each ID gets the next one.
 struct Id {
   std::uint32_t type = 0;
   Stamp created;
@@ -65,7 +65,7 @@ struct Record {
   std::uint32_t type() const { return id.type; }
 };
 
-// A stored field, in the order in which they stand.
+// A stored field, in the order in which they come.
 struct Field {
   std::string name;
   std::size_t width;

@@ -216,13 +216,13 @@ Segments chains() {
     // Added to an offset of 32 bits, these lead back: to the block itself and in front of it.
     for (const std::uint32_t back : {block.at, block.at - 32, 32U, block.at + kArea})
       breaker.number(name + ": size", block.at + kSize, 0U - back);
-    // The next header would stand among the records, or behind the area that follows.
+    // The next header would be among the records, or behind the area that follows.
     for (const std::uint32_t other : {64U, kArea / 2, kArea + 32, 2 * kArea})
       breaker.number(name + ": size", block.at + kSize, other);
     for (const char* eyecatcher : {"zebcshme", "zebcstar", "zebcetar", "zebcedar"})
       breaker.text(name + ": eyecatcher", block.at, eyecatcher, 8);
   }
-  Bytes& inside = breaker.add("a block header stands among the records of statistics", 44);
+  Bytes& inside = breaker.add("a block header is among the records of statistics", 44);
   image::set32(inside, kStatisticsAt + kSize, 64);
   std::memcpy(inside.data() + kStatisticsAt + 64, healthy().data() + kEventsAt, 32);
   Bytes& tiny = breaker.add("statistics: a chain of blocks of 32 bytes", kStatisticsAt);

@@ -30,7 +30,7 @@ struct Place {
   std::size_t at;
   std::size_t size;
   std::uint32_t type;
-  std::vector<std::size_t> counts;  // where each string's count stands
+  std::vector<std::size_t> counts;  // where each string's count is
 };
 // All of them, in stored order.
 const std::vector<Place>& places();
@@ -64,7 +64,7 @@ Bytes sharedIds(std::uint32_t each, std::uint32_t area);
 Bytes sharedLabels(std::uint32_t each, std::uint32_t area);
 
 // A healthy segment with other bytes in places, as fuzzers take it: six bytes a change, the offset
-// and what stands there. And the changes that make `segment`, which is of the healthy one's size.
+// and what is there. And the changes that make `segment`, which is of the healthy one's size.
 Bytes patched(const std::uint8_t* changes, std::size_t length);
 Bytes changesOf(const Bytes& segment);
 

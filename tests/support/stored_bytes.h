@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Reads what the library stores, from a private copy of the bytes, by offsets written down here
-// anew: a test that took them from the library would agree with any mistake in it.
+// again: a test that took them from the library would agree with any mistake in it.
 #ifndef ZEB_TESTS_SUPPORT_STORED_BYTES_H
 #define ZEB_TESTS_SUPPORT_STORED_BYTES_H
 
@@ -123,7 +123,7 @@ enum StoredType : std::uint32_t {
   kEvent = 8
 };
 
-// One stored record: its bytes, and where in the segment they stand.
+// One stored record: its bytes, and where in the segment they are.
 class StoredRecord {
  public:
   StoredRecord(Bytes bytes, std::size_t at) : bytes_(std::move(bytes)), at_(at) {}
@@ -136,7 +136,7 @@ class StoredRecord {
   RecordId parent() const { return idAt(bytes_, 24); }
   bool isChildOf(const StoredRecord& other) const { return parent() == other.id(); }
 
-  // The n-th string of the record, counted from 0, wherever a number stands between strings.
+  // The n-th string of the record, counted from 0, wherever a number is between strings.
   std::u16string string(std::size_t n) const {
     std::size_t at = 40;
     for (std::size_t before = 0; before < n; ++before) at = behindString(at, before);
@@ -190,7 +190,7 @@ class StoredRecord {
 
 // How many bytes the record at `at` takes; throws for anything that is not one.
 inline std::size_t recordSizeAt(const Bytes& bytes, std::size_t at) {
-  if (charactersAt(bytes, at, 4) != "RCRD") throw std::runtime_error("no record stands here");
+  if (charactersAt(bytes, at, 4) != "RCRD") throw std::runtime_error("there is no record here");
   const std::uint32_t type = unsignedAt(bytes, at + 8);
   if (type == kStatistics) return 168;
   if (type == kEvent) return 144;

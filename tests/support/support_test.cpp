@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The ground that the other tests stand on.
+// What the other tests rely on.
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <sys/msg.h>

@@ -22,7 +22,7 @@ const char* file() {
   return path;
 }
 
-// Written at once: the process may be killed. One write is one line, whoever else writes.
+// Written at once: the process may be killed. One write is one line, also when others write.
 void tell(const std::string& what) {
   static const int out = open(file(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   static auto* const told = new std::set<std::string>;  // outlives the threads
@@ -96,7 +96,7 @@ Thread& thread() {
   return the;
 }
 
-// What stands behind these words, if the text begins with them.
+// What is behind these words, if the text begins with them.
 std::string behind(const std::string& words, const std::string& text) {
   return text.starts_with(words) ? text.substr(words.size()) : "";
 }

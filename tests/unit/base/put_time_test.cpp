@@ -22,7 +22,7 @@ bool same(const std::optional<_TimeStamp>& a, const std::optional<_TimeStamp>& b
          (!a || (a->seconds == b->seconds && a->milliseconds == b->milliseconds));
 }
 
-// Eight characters drawn from the alphabet, and what may stand behind them.
+// Eight characters drawn from the alphabet, and what may be behind them.
 std::string draw(std::mt19937& random, const std::string& alphabet) {
   std::string text(8, ' ');
   for (char& c : text) c = alphabet[random() % alphabet.size()];

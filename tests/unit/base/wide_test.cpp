@@ -60,7 +60,7 @@ TEST_F(Wide, ComparisonTakesTheLengthsFirst) {
 TEST_F(Wide, ComparisonThenTakesTheBytesInMemory) {
   const zebchar low[] = {0x0002, 0};
   const zebchar high[] = {0x0101, 0};
-  EXPECT_GT(zebcmp(low, high), 0) << "the low byte stands first";
+  EXPECT_GT(zebcmp(low, high), 0) << "the low byte comes first";
   EXPECT_LT(zebcmp(high, low), 0);
   EXPECT_EQ(0, zebcmp(low, low));
   const zebchar last[] = {'a', 0x0161, 0};

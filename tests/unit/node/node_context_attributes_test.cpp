@@ -41,7 +41,7 @@ class NodeAttributes : public NodeTest {
     clear();
     return context->getAttributeName(index, buffer, length);
   }
-  // What stands in the buffer, up to its terminator.
+  // What is in the buffer, up to its terminator.
   std::u16string text() const { return reinterpret_cast<const char16_t*>(buffer); }
   bool untouched() const {
     return std::all_of(std::begin(buffer), std::end(buffer),

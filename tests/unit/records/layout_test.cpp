@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How long a stored record is, and whether a whole one stands there.
+// How long a stored record is, and whether a whole one is there.
 #include "format/layout.h"
 
 #include "tests/unit/records/records_test.h"

@@ -15,7 +15,7 @@
 
 namespace support {
 
-// The calendar time at which the clock of a LibraryTest stands.
+// The calendar time that the clock of a LibraryTest shows.
 inline constexpr std::uint32_t kCalendarNow = kNow + kCalendarOffset;
 
 class Image {
@@ -81,7 +81,7 @@ inline void fill(ZEB_Record& record, Bytes image) {
   EXPECT_EQ(image.data() + image.size(), record.get(image.data()));
 }
 
-// A private copy is read, and an image written, in the place of what stands at the address.
+// A private copy is read, and an image written, in the place of what is at the address.
 inline void expectUsesTheCopyOnly(ZEB_Record& record, Bytes image) {
   Bytes elsewhere(image.size(), 0xEE);
   const void* const end = elsewhere.data() + elsewhere.size();

@@ -545,7 +545,7 @@ struct Damage {
   const char* what;
   std::size_t at;
   std::uint32_t number;
-  bool second;  // the area that is asked for stands behind the damage
+  bool second;  // the area that is asked for is behind the damage
 };
 
 TEST_F(SharedMemory, ADamagedChainPlacesNothing) {
