@@ -355,6 +355,15 @@ TEST(EventsPostedWhileTheyAreCopied, DoNotHideThoseOfBefore) {
   }
 }
 
+// Nothing was overwritten, since the area was not full: all that was there before is there.
+TEST(EventsPostedWhileTheyAreCopied, DoNotHideTheFirstOnesOfAnAreaThatOnlyGrows) {
+  for (const std::uint32_t each : {1U, 2U, 7U}) {
+    Interrupted posting(each);
+    posting.post(10);
+    EXPECT_GE(posting.look(), 10U) << each;
+  }
+}
+
 // Somewhere among these numbers of events each of the rings is full to its end.
 TEST(AnEventBegunWhileItIsCopied, CostsTheTwoOldestAtMost) {
   constexpr std::uint32_t kMostOfTemplateTurn = 20;

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the options of a command line ask for.
+#include <gtest/gtest.h>
+
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/request.h"
+
+using namespace cli;
+
+namespace {
+
+Request eventsRequest(const std::string& line) {
+  CLI::App options;
+  Request request;
+  declareEvents(options, request);
+  options.parse(line);
+  return request;
+}
+
+}  // namespace
+
+TEST(EventsOptions, AFollowerLooksAgainWhenItWasToldTo) {
+  EXPECT_EQ(eventsRequest("").events.interval, 500);
+  EXPECT_EQ(eventsRequest("--interval 1").events.interval, 1);
+  EXPECT_EQ(eventsRequest("--interval 3600000").events.interval, 3600000);
+  EXPECT_FALSE(eventsRequest("--interval 7").events.follow);
+  EXPECT_TRUE(eventsRequest("--follow").events.follow);
+}
