@@ -24,20 +24,27 @@ struct Distribution {
   enum class Kind { constant, uniform, exponential, normal };
 
   Kind kind = Kind::constant;
-  double first = 0;   // the constant; the low end; the mean
-  double second = 0;  // the high end; the standard deviation
+  // The constant; the low end; the mean, of the last two kinds.
+  double first = 0;
+  // The high end of a uniform one; the standard deviation of a normal one.
+  double second = 0;
 };
 
 // Settings that reach the library through its configuration file and the broker's registry.
 // What is absent isn't written there.
 struct Broker {
-  std::string label;                                   // printable ASCII without "/"
-  std::optional<std::string> uuid;                     // one word of the same
-  std::optional<std::filesystem::path> tempDirectory;  // of the key files
-  std::optional<std::int64_t> memorySize;              // bytes of one area
-  std::optional<std::string> activate;                 // override for every broker
-  std::optional<std::string> activateForBroker;        // override for this one, goes first
-  bool trace = false;                                  // nodes trace every operation
+  // Printable ASCII without "/": it is a folder's name. The UUID is one word of the same.
+  std::string label;
+  std::optional<std::string> uuid;
+  // Of the key files; it exists.
+  std::optional<std::filesystem::path> tempDirectory;
+  // Bytes of one area, header included.
+  std::optional<std::int64_t> memorySize;
+  // The override for every broker, and the one for this broker, which goes first.
+  std::optional<std::string> activate;
+  std::optional<std::string> activateForBroker;
+  // Nodes trace every operation.
+  bool trace = false;
 };
 
 // A node of the class that the plug-in defines. Absent attributes are not set on the node; those
@@ -54,11 +61,15 @@ struct MonitorNode {
 // Which messages a working node fails, and with what exception. A message fails if either rule says
 // so.
 struct Failure {
-  double probability = 0;          // 0 to 1
-  std::uint64_t every = 0;         // also every n-th message of the flow; 0: none
-  std::string origin;              // first text of the exception
-  std::string code;                // second text
-  std::vector<std::string> texts;  // third text: not empty, they take turns by message number
+  // 0 to 1, for each message.
+  double probability = 0;
+  // Also every n-th message of the flow; 0: none.
+  std::uint64_t every = 0;
+  // The three texts of the exception. There is at least one third text; they take turns by message
+  // number.
+  std::string origin;
+  std::string code;
+  std::vector<std::string> texts;
 };
 
 // A node that spends time in place of an application's work.
@@ -79,12 +90,16 @@ struct Input {
 
   // What the caller's SourceReader made of the keys that choose a source; empty without a reader.
   std::any source;
-  double rate = 0;                      // messages a second; 0: as fast as the flow takes them
-  Arrival arrival = Arrival::constant;  // counts with a rate only
-  std::size_t queue = 0;                // messages that wait for a thread, at most
-  std::string application;              // put-application name, 28 bytes at most
-  std::int32_t applicationType = 0;     // put-application type
-  bool lazy = false;                    // messages start without a bit stream
+  // Messages a second; 0: as fast as the flow takes them. Without a rate, `arrival` has no effect.
+  double rate = 0;
+  Arrival arrival = Arrival::constant;
+  // How many messages wait for a thread, at most.
+  std::size_t queue = 0;
+  // Put-application name, 28 bytes at most, and type.
+  std::string application;
+  std::int32_t applicationType = 0;
+  // Messages start without a bit stream.
+  bool lazy = false;
 };
 
 // The file that gets the bodies of handled messages, a line each.
@@ -95,11 +110,15 @@ struct Output {
 
 // One message flow: messages go from the input through the chain to the output.
 struct Flow {
-  std::string label;             // unique in its group
-  unsigned threads = 1;          // that take messages from the flow's queue
-  Input input;                   //
-  std::vector<Node> nodes;       // the chain, in its order
-  std::optional<Output> output;  // absent: the messages are only counted
+  // Unique in its group.
+  std::string label;
+  // How many take messages from the flow's queue, 1 to 256.
+  unsigned threads = 1;
+  Input input;
+  // The chain, in its order; labels are unique in it.
+  std::vector<Node> nodes;
+  // Absent: the messages are only counted.
+  std::optional<Output> output;
 };
 
 // One process of the host.
@@ -110,8 +129,10 @@ struct ExecutionGroup {
 
 // All of it. Unless there are findings, every rule of docs/flow-file.md holds.
 struct File {
-  std::filesystem::path path;  // where it was read, as it was given
-  std::uint64_t seed = 1;      // where chance starts
+  // Where it was read, as it was given; "-" is standard input.
+  std::filesystem::path path;
+  // Where chance starts.
+  std::uint64_t seed = 1;
   Broker broker;
   std::vector<ExecutionGroup> groups;
 };

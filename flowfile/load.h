@@ -12,9 +12,12 @@ namespace flowfile {
 
 // What was read, or why it was not.
 struct Text {
-  std::string text;     // all bytes, whatever they are
-  std::string problem;  // why they could not be read, and what to do; empty when they could
-  int error = 0;        // errno of the call that failed; 0 also when none did
+  // All bytes, whatever they are.
+  std::string text;
+  // Why they could not be read, and what to do; empty when they could.
+  std::string problem;
+  // errno of the call that failed; 0 also when none did.
+  int error = 0;
 };
 
 // Reads a file, a pipe, or standard input for "-", to its end; at most 64 MiB. Opens a named pipe

@@ -20,8 +20,10 @@ class Section;
 
 // What reading one table needs to know of the rest of the file.
 struct Context {
-  std::filesystem::path folder;  // absolute; relative paths of the file start here
-  bool standardInputTaken;       // something reads standard input already
+  // Absolute; relative paths of the file start here.
+  std::filesystem::path folder;
+  // Something reads standard input already: the flow file itself, or a source.
+  bool standardInputTaken;
 
   // The path that a text of the file means: absolute, without "." and "..".
   std::filesystem::path resolved(const std::string& text) const;
@@ -33,8 +35,10 @@ using SourceReader = std::function<std::any(Section& input, Context& context)>;
 
 // A file and what is wrong with it.
 struct ReadResult {
-  File file;                      // only to be used without findings
-  std::vector<Finding> findings;  // in the order of the text
+  // Only to be used when there are no findings.
+  File file;
+  // In the order of the text.
+  std::vector<Finding> findings;
 };
 
 // `path` is where the text came from: relative paths in it start at that folder; "-" is standard

@@ -48,7 +48,9 @@ enum class Encoding {
 // before it is empty; each unit of those strings moves it by two bytes. `width` of a string is
 // likewise its six bytes without units.
 struct Field {
+  // As docs/format.md calls it.
   const char* name;
+  // From the start of the block or record, in bytes.
   std::uint32_t offset;
   std::uint32_t width;
   Encoding encoding;
@@ -94,10 +96,15 @@ consteval bool packed(const Field (&fields)[N], std::uint32_t begin, std::uint32
 // offsets mean.
 namespace block {
 inline constexpr Field eyecatcher{"eyecatcher", 0, 8, Encoding::characters};
+// Always 1.
 inline constexpr Field mark{"header mark", 8, 4, Encoding::signed32};
+// Of the whole block, this header included.
 inline constexpr Field size{"size", 12, 4, Encoding::unsigned32};
+// Where the next record goes, and where the bytes end that were ever written: from the block's
+// start.
 inline constexpr Field next{"next offset", 16, 4, Encoding::signed32};
 inline constexpr Field last{"last offset", 20, 4, Encoding::signed32};
+// When the header was last written.
 inline constexpr Field lastUpdate{"last update", 24, 8, Encoding::stamp};
 inline constexpr Field fields[] = {eyecatcher, mark, size, next, last, lastUpdate};
 inline constexpr std::uint32_t bytes = 32;
@@ -114,7 +121,9 @@ inline constexpr char eventData[] = "zebcedar";
 // The 40 bytes at the start of every record.
 namespace header {
 inline constexpr Field eyecatcher{"eyecatcher", 0, 4, Encoding::characters};
+// 1 when what the record describes is gone.
 inline constexpr Field deleted{"deleted flag", 4, 4, Encoding::unsigned32};
+// Which record it is, and which one it belongs to; all zeros for none.
 inline constexpr Field id{"record ID", 8, 16, Encoding::recordId};
 inline constexpr Field parent{"parent ID", 24, 16, Encoding::recordId};
 inline constexpr Field fields[] = {eyecatcher, deleted, id, parent};
@@ -145,6 +154,7 @@ static_assert(packed(fields, header::bytes, bytes));
 
 // An execution group: one process of the host.
 namespace egir {
+// 0 when not known.
 inline constexpr Field processId{"process ID", 52, 4, Encoding::signed32};
 inline constexpr Field fields[] = {reir::uuid, reir::label, processId};
 inline constexpr std::uint32_t bytes = 56;
@@ -174,6 +184,7 @@ inline constexpr Field minElapsed{"min elapsed time", 124, 4, Encoding::signed32
 inline constexpr Field sumQueued{"sum queued time", 128, 24, Encoding::decimalText};
 inline constexpr Field maxQueued{"max queued time", 152, 4, Encoding::signed32};
 inline constexpr Field minQueued{"min queued time", 156, 4, Encoding::signed32};
+// 0 until a message was counted since the last reset. Until then the extremes mean nothing.
 inline constexpr Field firstCollection{"first collection", 160, 4, Encoding::calendar32};
 inline constexpr Field lastCollection{"last collection", 164, 4, Encoding::calendar32};
 inline constexpr Field fields[] = {messageCount, sumSize,    maxSize,         minSize,
@@ -199,6 +210,7 @@ static_assert(packed(fields, header::bytes, bytes));
 // parent is its template.
 namespace evdr {
 inline constexpr Field eventTime{"event time", 40, 4, Encoding::calendar32};
+// The low half of the posting thread's handle.
 inline constexpr Field threadId{"thread ID", 44, 4, Encoding::signed32};
 inline constexpr Field messageId{"message ID", 48, 24, Encoding::bytes};
 inline constexpr Field correlationId{"correlation ID", 72, 24, Encoding::bytes};

@@ -12,7 +12,6 @@
 
 namespace host {
 
-// What was asked for. An optional that is empty leaves what the flow file says.
 struct Arguments {
   std::filesystem::path flows;  // the flow file; "-": standard input
   RunOptions options;
@@ -22,8 +21,7 @@ struct Arguments {
 };
 
 // Declares the commands "check" and "run" with their options, which fill in `arguments`; these must
-// outlive the parsing. A value that doesn't fit ends the parsing with CLI::ValidationError, whose
-// text is one sentence for people. Opens no file.
+// outlive the parsing. A value that doesn't fit ends the parsing with CLI::ValidationError.
 void declare(CLI::App& app, Arguments& arguments);
 
 }  // namespace host

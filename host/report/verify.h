@@ -19,6 +19,7 @@ namespace host {
 // not with the library's code.
 struct Activity {
   bool statistics;
+  // Exceptions; message events as well if the node has an event message.
   bool events;
 };
 Activity activityOf(const flowfile::Broker& broker, const flowfile::MonitorNode& node);
@@ -39,9 +40,11 @@ struct Comparison {
   std::string group;
   std::string flow;
   std::string node;
+  // The host's own count, and what shared memory says; zeros when that can't be read.
   SizeFigures host;
   SizeFigures shared;
-  std::string problem;  // why they don't agree; empty when they do
+  // Why they don't agree, as a clause; empty when they do.
+  std::string problem;
 
   bool agrees() const { return problem.empty(); }
 };
@@ -52,7 +55,8 @@ struct EventComparison {
   std::uint64_t hostExceptions = 0;
   std::uint64_t sharedMessages = 0;
   std::uint64_t sharedExceptions = 0;
-  bool wrapped = false;  // the areas were too small to keep them all: nothing to compare
+  // The areas were too small to keep all events: nothing to compare.
+  bool wrapped = false;
 
   bool agrees() const {
     return wrapped || (hostMessages == sharedMessages && hostExceptions == sharedExceptions);
@@ -61,9 +65,11 @@ struct EventComparison {
 
 // The result. `nodes` and `events` count for nothing when there is a problem.
 struct Verification {
-  std::vector<Comparison> nodes;  // those that collect statistics
+  // The monitoring nodes that collect statistics, in the order of the flow file.
+  std::vector<Comparison> nodes;
   EventComparison events;
-  std::string problem;  // shared memory couldn't be read; empty when it could
+  // Why shared memory couldn't be read; empty when it could.
+  std::string problem;
 
   bool agrees() const;
 };

@@ -16,8 +16,9 @@ struct LogEntry {
   std::string_view unit;
   int line = 0;
   std::string_view function;
-  std::string source;  // of messages; trace entries have none
-  int number = 0;      // 0: a trace entry
+  // Of messages; trace entries, whose number is 0, have none.
+  std::string source;
+  int number = 0;
   std::string_view text;
   std::vector<std::string> inserts;
 };

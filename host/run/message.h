@@ -41,7 +41,8 @@ struct HostMessage {
   int streamSize() const { return serialised_ ? static_cast<int>(bytes_.size()) : 0; }
   const std::uint8_t* stream() const { return serialised_ ? bytes_.data() : nullptr; }
 
-  std::uint64_t number() const { return number_; }  // from 1, in the order of the source
+  // From 1, in the order of the source.
+  std::uint64_t number() const { return number_; }
   // Bytes of descriptor and body, whether or not the message has a bit stream yet.
   std::size_t size() const { return bytes_.size(); }
   // Behind the descriptor; valid as long as the message.

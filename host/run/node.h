@@ -37,7 +37,9 @@ struct HostTerminal {
 // What the plug-in gets as its node object.
 struct HostNode {
   HostNames names;
-  std::function<void(HostMessage&)> downstream;  // all of the flow behind this node
+  // Runs all of the flow behind this node; throws what a node there throws.
+  std::function<void(HostMessage&)> downstream;
+  // In the order in which the plug-in made them.
   std::deque<HostTerminal> terminals;
 };
 
@@ -63,7 +65,8 @@ class DeployedNode {
   // pending.
   void evaluate(HostMessage& message);
 
-  // The names that the node enumerated, each with the value that it gave.
+  // The names that the node enumerated when it was deployed, each with the value that it gave.
+  // UTF-8.
   struct Attribute {
     std::string name;
     std::string value;

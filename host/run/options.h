@@ -13,17 +13,26 @@ namespace host {
 // Paths as they were given, relative ones too. All members may be left at these values but the
 // first two.
 struct RunOptions {
-  std::filesystem::path library;  // the plug-in
-  std::filesystem::path agent;    // the program that reads shared memory, for verify
+  // The plug-in, and the program that reads shared memory, for verify.
+  std::filesystem::path library;
+  std::filesystem::path agent;
   // After this time no more messages are taken; what is on its way is still handled. Empty: until
   // the sources end.
   std::optional<std::chrono::nanoseconds> duration;
-  std::uint64_t messages = 0;         // a flow takes from its source; 0: all
-  bool verify = false;                // compare with shared memory at the end
-  bool quiet = false;                 // no progress, no tables
-  bool asInstalled = false;           // the machine's own settings, no private view
-  std::filesystem::path summaryJson;  // empty: none; "-": standard output
-  std::filesystem::path log;          // empty: standard error; "-": standard output
+  // How many messages each flow takes from its source, at most. 0: all.
+  std::uint64_t messages = 0;
+  // Compare with shared memory at the end, before the nodes are deleted.
+  bool verify = false;
+  // No progress and no tables; what went wrong is told all the same.
+  bool quiet = false;
+  // Use the machine's own settings, without a private view.
+  bool asInstalled = false;
+  // Where the summary goes as JSON. Empty: nowhere; "-": standard output, and what people read then
+  // goes to standard error.
+  std::filesystem::path summaryJson;
+  // Where the nodes' log goes; a file is emptied first. Empty: standard error; "-": standard
+  // output.
+  std::filesystem::path log;
 };
 
 // Exit codes of zebhost and of a group's process, those of sysexits.h where it has one. zebmon has

@@ -16,10 +16,12 @@
 // destroyed: the plug-in may keep the handle until the process ends.
 struct HostFactory {
   host::Text16 name;
+  // The table is the plug-in's.
   struct NodeClass {
     host::Text16 name;
-    const HostNodeFunctionTable* table;  // of the plug-in
+    const HostNodeFunctionTable* table;
   };
+  // In the order in which they were defined.
   std::vector<NodeClass> classes;
 };
 

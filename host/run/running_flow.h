@@ -33,9 +33,12 @@ struct FlowTally {
 
 // What is the same for all flows of a run.
 struct FlowSettings {
+  // Where the chance of all flows starts; each mixes in its own labels.
   std::uint64_t seed = 1;
-  std::uint64_t messageLimit = 0;  // messages taken from the source; 0: all
-  std::vector<FileId> inputs;      // of all flows of the file: none of them may be the output
+  // How many messages a flow takes from its source, at most. 0: all.
+  std::uint64_t messageLimit = 0;
+  // The inputs of all flows of the file: none of them may be the output.
+  std::vector<FileId> inputs;
 };
 
 // Made, started and ended by the group's own thread. The feeding thread takes messages from the

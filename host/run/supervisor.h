@@ -47,12 +47,15 @@ class Supervisor {
 
   // What went wrong so far, a sentence each. They may hold any bytes of the flow file.
   const std::vector<std::string>& problems() const { return problems_; }
-  int stoppedBy() const { return stoppedBy_; }  // the second signal's number; 0: none came
-  std::chrono::duration<double> elapsed() const { return elapsed_; }  // while messages flowed
+  // The second signal's number; 0 when none came.
+  int stoppedBy() const { return stoppedBy_; }
+  // How long messages have flowed; 0 before `run`.
+  std::chrono::duration<double> elapsed() const { return elapsed_; }
 
  private:
   using Clock = std::chrono::steady_clock;
 
+  // One group's process.
   struct Child {
     std::string label;
     pid_t pid = -1;

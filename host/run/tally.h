@@ -17,11 +17,14 @@ namespace host {
 // Of one node, monitoring or working. Several threads and processes count at once and nothing is
 // locked: a reader may see one count without the other while messages flow.
 struct NodeCount {
-  std::atomic<std::uint64_t> messages;  // that reached the node
-  std::atomic<std::uint64_t> failures;  // that left it with an exception
-  std::atomic<std::uint64_t> bytes;     // of their bit streams, descriptors included
+  // Messages that reached the node, and those of them that left it with an exception.
+  std::atomic<std::uint64_t> messages;
+  std::atomic<std::uint64_t> failures;
+  // Bytes of their bit streams, descriptors included: of all, of the largest, and of the smallest,
+  // which is UINT64_MAX before the first message.
+  std::atomic<std::uint64_t> bytes;
   std::atomic<std::uint64_t> largest;
-  std::atomic<std::uint64_t> smallest;  // UINT64_MAX before the first message
+  std::atomic<std::uint64_t> smallest;
 
   // Counts one message of so many bytes.
   void add(std::uint64_t size);
@@ -29,11 +32,15 @@ struct NodeCount {
 
 // Of one message flow.
 struct FlowCount {
-  std::atomic<std::uint64_t> entered;    // put into the queue
-  std::atomic<std::uint64_t> handled;    // ran to the end of the flow
-  std::atomic<std::uint64_t> failed;     // ended in an exception
-  std::atomic<std::uint64_t> swallowed;  // exceptions that a monitoring node did not re-raise
-  std::atomic<std::uint64_t> lagMillis;  // the latest that a message was behind the schedule
+  // Messages that were put into the queue; that ran to the end of the flow; that ended in an
+  // exception.
+  std::atomic<std::uint64_t> entered;
+  std::atomic<std::uint64_t> handled;
+  std::atomic<std::uint64_t> failed;
+  // Exceptions that a monitoring node did not re-raise. The host raised them then.
+  std::atomic<std::uint64_t> swallowed;
+  // Milliseconds by which the latest message was behind the schedule; 0 without a rate.
+  std::atomic<std::uint64_t> lagMillis;
 
   // Messages that have left the flow, one way or the other.
   std::uint64_t done() const { return handled + failed; }
@@ -57,6 +64,7 @@ class Tally {
   Tally(const Tally&) = delete;
   Tally& operator=(const Tally&) = delete;
 
+  // References live as long as the tally. A forked process sees the same counts.
   LogCount& log() { return *log_; }
   FlowCount& flow(std::size_t group, std::size_t flow) { return *at(group, flow).flow; }
   NodeCount& node(std::size_t group, std::size_t flow, std::size_t node) {
@@ -82,7 +90,7 @@ class Tally {
   std::vector<std::vector<Place>> places_;
 };
 
-// Makes `value` at least, or at most, what it is given.
+// Makes `value` at least, or at most, the candidate. Other threads and processes may do so at once.
 void raiseTo(std::atomic<std::uint64_t>& value, std::uint64_t candidate);
 void lowerTo(std::atomic<std::uint64_t>& value, std::uint64_t candidate);
 

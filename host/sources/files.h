@@ -19,8 +19,10 @@ namespace host {
 struct Files {
   static constexpr char key[] = "files";  // of an input, chooses this kind
 
-  std::filesystem::path path;  // of the folder, absolute
-  std::uint64_t repeat = 1;    // times through the folder
+  // The folder, absolute.
+  std::filesystem::path path;
+  // Times through the folder, at least 1.
+  std::uint64_t repeat = 1;
 
   // Reads "files" and "repeat", and notes when there is no such folder; nothing when "files" is no
   // text.

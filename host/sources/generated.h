@@ -19,8 +19,10 @@ namespace host {
 struct Generated {
   static constexpr char key[] = "generated";  // of an input, chooses this kind
 
-  std::uint64_t count = 0;      // messages; 0: without end
-  flowfile::Distribution size;  // bytes of a body, cut at 256 MiB
+  // How many messages; 0: without end.
+  std::uint64_t count = 0;
+  // Bytes of a body. What a distribution draws above 256 MiB is cut there.
+  flowfile::Distribution size;
 
   // Reads "generated", whose sizes are 100 bytes unless it says so; nothing when it is no table.
   // Notes a "repeat", which this kind has not.

@@ -19,8 +19,10 @@ namespace host {
 struct Lines {
   static constexpr char key[] = "lines";  // of an input, chooses this kind
 
-  std::filesystem::path path;  // absolute, or "-" for standard input
-  std::uint64_t repeat = 1;    // times through the file; 1 for what is no regular file
+  // Absolute, or "-" for standard input.
+  std::filesystem::path path;
+  // Times through the file; 1 for what is no regular file.
+  std::uint64_t repeat = 1;
 
   bool standardInput() const { return path == "-"; }
 

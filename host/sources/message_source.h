@@ -9,8 +9,10 @@ namespace host {
 
 // One message as its source gives it. Kept by the caller from message to message.
 struct Draft {
-  std::string body;  // any bytes
-  std::string name;  // where it came from, as "orders.txt:17"; any bytes, the file's own name
+  // Any bytes.
+  std::string body;
+  // Where it came from, as "orders.txt:17". Any bytes, since a file may have any name.
+  std::string name;
 };
 
 class MessageSource {
