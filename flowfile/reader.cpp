@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <limits.h>
+
 #include <algorithm>
 #include <map>
 #include <utility>
@@ -10,6 +12,7 @@
 #include "flowfile/depth.h"
 #include "flowfile/room.h"
 #include "flowfile/section.h"
+#include "format/names.h"
 #include "format/sizes.h"
 #include "text/printable.h"
 
@@ -26,7 +29,10 @@ constexpr std::size_t kWaitingMessages = 1000;      // of a source that can be h
 constexpr std::size_t kWaitingOnSchedule = 10'000;  // of a source that keeps a rate
 constexpr std::size_t kMaxApplicationName = 28;     // bytes in the descriptor
 constexpr std::size_t kLongestSetting = 400;        // a configuration line ends below 511
-constexpr std::size_t kLongestBroker = 200;         // its label is part of a key of that line
+constexpr std::size_t kLongestUuid = NAME_MAX -
+                                     std::string_view(layout::kEventTemplatesSuffix).size() -
+                                     std::string_view(layout::kLockSuffix).size();
+constexpr std::size_t kLongestBroker = 200;  // its label is part of a key of that line
 
 constexpr std::size_t kQuoted = 60;  // columns of a text in a message
 
@@ -117,7 +123,14 @@ class FlowReader {
                      "printable ASCII characters without '/'");
     }
     broker.uuid = section.text("uuid");
-    if (broker.uuid) requireWord(section, "uuid", *broker.uuid, true);
+    if (broker.uuid) {
+      requireWord(section, "uuid", *broker.uuid, true);
+      if (broker.uuid->size() > kLongestUuid) {
+        section.noteAt("uuid", fmt::format("the names of key files begin with the UUID, and a "
+                                           "file's name has an end; expected at most {} characters",
+                                           kLongestUuid));
+      }
+    }
     if (const auto path = section.text("temp-directory")) readTempDirectory(section, *path);
     broker.memorySize = section.bytes("memory-size", layout::kSmallestArea, layout::kLargestArea);
     broker.activate = activation(section, "activate");

@@ -79,6 +79,14 @@ void declareRun(CLI::App& run, Arguments& arguments) {
                "Use the machine's configuration and registry in place of a private view");
 }
 
+void declareExec(CLI::App& exec, Arguments& arguments) {
+  exec.footer(
+      "Exit codes: that of the command; 126 it can't be run, 127 there is none of that name; "
+      "otherwise\nas those of run.");
+  exec.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
+  exec.add_option("COMMAND", arguments.command, "What to run, and its arguments")->required();
+}
+
 }  // namespace
 
 void declare(CLI::App& app, Arguments& arguments) {
@@ -89,6 +97,8 @@ void declare(CLI::App& app, Arguments& arguments) {
   CLI::App& check = *app.add_subcommand("check", "Say what is wrong with a flow file");
   check.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
   declareRun(*app.add_subcommand("run", "Run the flows of a flow file"), arguments);
+  declareExec(*app.add_subcommand("exec", "Run a command in the view that a flow file makes"),
+              arguments);
 }
 
 }  // namespace host

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "host/run/options.h"
 
@@ -15,13 +17,15 @@ namespace host {
 struct Arguments {
   std::filesystem::path flows;  // the flow file; "-": standard input
   RunOptions options;
+  std::vector<std::string> command;      // of "exec", with its arguments
   std::optional<std::uint64_t> threads;  // in place of every flow's own
   std::optional<std::uint64_t> seed;     // in place of the file's
   bool trace = false;                    // in addition to the file's
 };
 
-// Declares the commands "check" and "run" with their options, which fill in `arguments`; these must
-// outlive the parsing. A value that doesn't fit ends the parsing with CLI::ValidationError.
+// Declares the commands "check", "run" and "exec" with their options, which fill in `arguments`;
+// these must outlive the parsing. A value that doesn't fit ends the parsing with
+// CLI::ValidationError.
 void declare(CLI::App& app, Arguments& arguments);
 
 }  // namespace host

@@ -1,22 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "flowfile/load.h"
 #include "flowfile/reader.h"
 #include "host/command_line.h"
 #include "host/report/progress.h"
+#include "host/report/room.h"
 #include "host/report/summary.h"
 #include "host/run/output.h"
 #include "host/run/say.h"
@@ -65,9 +69,14 @@ std::string counted(std::size_t count, const char* what) {
   return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
+void sayRoom(const flowfile::File& file) {
+  for (const std::string& warning : roomWarnings(file)) complain(warning);
+}
+
 int check(const fs::path& path) {
   flowfile::File file;
   if (const auto code = load(path, 2s, file)) return *code;
+  sayRoom(file);
   std::size_t flows = 0;
   for (const flowfile::ExecutionGroup& group : file.groups) flows += group.flows.size();
   say(stdout,
@@ -162,15 +171,39 @@ int run(Arguments& arguments) {
   }
   if (const auto code = load(arguments.flows, options.duration, file)) return *code;
   apply(arguments, file);
+  if (!options.quiet) sayRoom(file);
   if (!options.asInstalled) enterPrivateView(file.broker);
   useUpFirstIds();
   return supervise(file, options);
 }
 
+// In the view that "run" makes of the file, as this process.
+int execute(const Arguments& arguments) {
+  constexpr int kNotRunnable = 126;  // as shells have it
+  constexpr int kNotFound = 127;
+  flowfile::File file;
+  if (const auto code = load(arguments.flows, std::nullopt, file)) return *code;
+  enterPrivateView(file.broker);
+  std::vector<char*> words;
+  for (const std::string& word : arguments.command)
+    words.push_back(const_cast<char*>(word.c_str()));
+  words.push_back(nullptr);
+  execvp(words[0], words.data());
+  const int error = errno;
+  complain(fmt::format("can't run {}: {}", arguments.command[0], std::strerror(error)));
+  return error == ENOENT ? kNotFound : kNotRunnable;
+}
+
+int obeyed(const CLI::App& app, Arguments& arguments) {
+  if (app.got_subcommand("check")) return check(arguments.flows);
+  if (app.got_subcommand("exec")) return execute(arguments);
+  return run(arguments);
+}
+
 // Runs the command that was asked for; what can't be done is said.
 int obey(const CLI::App& app, Arguments& arguments) {
   try {
-    return app.got_subcommand("check") ? check(arguments.flows) : run(arguments);
+    return obeyed(app, arguments);
   } catch (const ViewRefused& refused) {
     complain(fmt::format("this system allows no private view of its files ({})", refused.what()));
     complain(

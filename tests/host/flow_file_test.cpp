@@ -170,6 +170,13 @@ TEST(Check, FindsSettingsOfWhichOnlyAWordWouldBeRead) {
   expectStart(inBroker("uuid = \"a/b\""), "f:3:8: '");
 }
 
+TEST(Check, FindsAUuidThatIsTooLongForTheNamesOfFiles) {
+  EXPECT_EQ(inBroker("uuid = \"" + std::string(238, 'u') + "\""), "none");
+  expectStart(inBroker("uuid = \"" + std::string(239, 'u') + "\""),
+              "f:3:8: the names of key files begin with the UUID, and a file's name has an end; "
+              "expected at most 238 characters");
+}
+
 TEST(Check, FindsAMemorySizeThatWouldBeRaised) {
   expectStart(inBroker("memory-size = 100"), "f:3:15: 'memory-size' is 100; e");
 }

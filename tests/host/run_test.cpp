@@ -16,7 +16,10 @@
 #include <string_view>
 #include <vector>
 
+#include "flowfile/reader.h"
 #include "format/version.h"
+#include "host/report/room.h"
+#include "host/sources/source.h"
 
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
@@ -181,6 +184,54 @@ TEST_F(Run, ADifferenceIsAnExitCodeOfOne) {
       flows(kBroker + group("one", "generated = { count = 5 }\n", std::string(kInput)));
   EXPECT_EQ(zebhost("run " + file + " --verify --agent " + agent("exit 0")), 1) << err_;
   EXPECT_NE(out_.find("DIFFER in 1 of 1 nodes and in their events"), std::string::npos) << out_;
+}
+
+// Forty nodes in two groups, in areas of so many bytes.
+std::string crowd(std::uint64_t memorySize) {
+  std::string text =
+      "[broker]\nlabel = \"B\"\nuuid = \"u-2\"\nmemory-size = " + std::to_string(memorySize) + "\n";
+  for (const char* label : {"one", "two"}) {
+    std::string nodes = kInput;
+    for (int i = 0; i < 19; ++i) {
+      nodes += "[[execution-group.flow.node]]\nmonitor = \"n" + std::to_string(i) +
+               "\"\nsubFlowName = \"sub\"\n";
+    }
+    text += group(label, "generated = { count = 5 }\n", nodes);
+  }
+  return text;
+}
+
+TEST_F(Run, TheRoomThatNodesNeedIsKnownToTheByte) {
+  const auto read = flowfile::read(crowd(1 << 20), "/tmp/f.toml", host::readSource);
+  const std::uint64_t needed = host::statisticsRoom(read.file).needed + 32;
+  EXPECT_EQ(zebhost("run " + flows(crowd(needed)) + " --verify"), 0) << out_ << err_;
+  EXPECT_EQ(err_.find("nodes don't fit"), std::string::npos) << err_;
+  EXPECT_EQ(zebhost("run " + flows(crowd(needed - 1)) + " --verify"), 1) << out_ << err_;
+  const std::string warning =
+      "1 of 40 nodes don't fit in the statistics area and won't be measured; set memory-size to " +
+      std::to_string(needed) + " or more";
+  EXPECT_NE(err_.find(warning), std::string::npos) << err_;
+  EXPECT_EQ(zebhost("check " + file()), 0) << err_;
+  EXPECT_NE(err_.find(warning), std::string::npos) << err_;
+}
+
+TEST_F(Run, ASegmentWhoseSizeWrapsIsSaid) {
+  EXPECT_EQ(zebhost("check " + flows(crowd(1431655754))), 0);
+  EXPECT_EQ(err_, "");
+  EXPECT_EQ(zebhost("check " + flows(crowd(1431655755))), 0);
+  EXPECT_NE(err_.find("set memory-size to 1431655754 or less"), std::string::npos) << err_;
+}
+
+TEST_F(Run, ACommandRunsInTheViewOfTheFlowFile) {
+  const std::string file = flows(crowd(12345));
+  EXPECT_EQ(zebhost("exec " + file + " -- cat -n /opt/holt/lil/zebpnode.cfg"), 0) << err_;
+  EXPECT_NE(out_.find("ZEBMemorySize=12345"), std::string::npos) << out_;
+  EXPECT_EQ(zebhost("exec " + file + " -- sh -c 'exit 7'"), 7);
+  EXPECT_EQ(zebhost("exec " + file + " -- /no/such/program"), 127);
+  EXPECT_NE(err_.find("can't run /no/such/program: No such file or directory"), std::string::npos);
+  EXPECT_EQ(zebhost("exec " + file + " -- /tmp"), 126);
+  EXPECT_EQ(zebhost("exec " + file), 64);
+  EXPECT_EQ(zebhost("exec /no/such/file -- true"), 66);
 }
 
 TEST_F(Run, LinesComeOutAsTheyWentIn) {
