@@ -82,7 +82,7 @@ void keepWhole(Memory& memory, Area& area, std::span<const std::uint8_t> shared,
     const std::span<std::uint8_t> bytes = std::span(area.bytes).first(end);
     for (std::uint32_t at = begin; at < end;) {
       const std::size_t size = layout::storedSize(bytes.subspan(at));
-      if (size > 0 && unchanged.holds(at, size)) {
+      if (size > 0 && unchanged.holds(memory, at, size)) {
         at += static_cast<std::uint32_t>(size);
         continue;
       }

@@ -543,3 +543,41 @@ TEST(AReaderStoppedAtAnyStep, CopiesNoMixtureOfTwoRecords) {
     }
   }
 }
+
+// The event before it and the one behind it are equal except for their IDs. It is finished in the
+// middle of the first look that follows the copy, and the next one is begun in the middle of the
+// second.
+TEST(AnEventThatIsBegunAndWrittenOver, IsNotTakenForTheOneBefore) {
+  const Bytes before = eventOf(1);
+  const Bytes event = eventOf(2);
+  Bytes behind = before;
+  std::copy_n(eventOf(3).begin() + 8, 16, behind.begin() + 8);
+  constexpr std::uint32_t kBegin = 32;
+  constexpr std::uint32_t kHeader = 40;
+  Bytes shared(kAreaSize);
+  const auto write = [&](const Bytes& record, std::size_t from, std::size_t to) {
+    std::copy(record.data() + from, record.data() + to, shared.data() + kBegin + from);
+  };
+  write(before, 0, before.size());
+  write(event, 1, kHeader);
+  reader::Area copy;
+  copy.size = kAreaSize;
+  copy.next = copy.last = static_cast<std::uint32_t>(kBegin + event.size());
+  copy.bytes.assign(shared.begin(), shared.begin() + copy.last);
+  shared[kBegin] = 0;  // just behind the copy of this byte
+
+  std::size_t step = 0;
+  support::SteppingMemory memory(
+      [&] {
+        if (step == event.size() - kHeader) write(event, 0, event.size());
+        if (step == copy.last + kBegin + kHeader) {
+          shared[kBegin] = 0;
+          write(behind, kHeader, behind.size());
+        }
+        ++step;
+      },
+      support::Order::backwardThenForward);
+  reader::keepWhole(memory, copy, shared, 144);
+  reader::DamageList ignored;
+  EXPECT_TRUE(reader::walkRing(copy, 144, ignored).empty());
+}
