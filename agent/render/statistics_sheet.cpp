@@ -20,13 +20,6 @@ struct NodePlace {
   const reader::Node& node;
 };
 
-// The names of the types, short enough for a column.
-std::string typeName(std::uint32_t type) {
-  if (type == 4) return "sub in";
-  if (type == 5) return "sub out";
-  return nodeTypeName(type);
-}
-
 std::string marked(std::string text, bool deleted) {
   return deleted ? text + " (deleted)" : text;
 }
@@ -64,7 +57,7 @@ std::vector<Cell> numbersOf(const reader::Node& node) {
 Row rowOf(const NodePlace& at) {
   Row row{headingOf(at.group, &at.flow),
           {at.broker.label(), at.broker.uuid(), at.group.label, at.group.processId, at.flow.label,
-           at.node.label, typeName(at.node.type)}};
+           at.node.label, shortTypeName(at.node.type)}};
   if (at.group.processId == 0) row.cells[3] = Cell();
   for (Cell& cell : numbersOf(at.node)) row.cells.push_back(std::move(cell));
   row.cells.emplace_back(at.node.deleted ? "deleted" : "");

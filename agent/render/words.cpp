@@ -125,6 +125,12 @@ const char* nodeTypeName(std::uint32_t type) {
   return names[type < std::size(names) ? type : 0];
 }
 
+const char* shortTypeName(std::uint32_t type) {
+  if (type == 4) return "sub in";
+  if (type == 5) return "sub out";
+  return nodeTypeName(type);
+}
+
 std::string nameOf(const SeenBroker& broker) {
   const std::string label = broker.label();
   return label.empty() ? "uuid " + text::shortened(broker.uuid(), kLongestName)

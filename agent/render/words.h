@@ -20,6 +20,9 @@ const char* stateName(reader::State state);
 const char* kindName(reader::EventKind kind);
 const char* nodeTypeName(std::uint32_t type);
 
+// The same, short enough for a column: "sub in" and "sub out".
+const char* shortTypeName(std::uint32_t type);
+
 // "BRK1", or "uuid ..." while the label is unknown; at most 65 columns.
 std::string nameOf(const model::SeenBroker& broker);
 

@@ -392,7 +392,7 @@ TEST(ZebmonUsage, AWrongCommandLineEndsWithSixtyFour) {
 
 TEST(ZebmonUsage, AWrongWordIsNamedBesideThoseThatThereAre) {
   const std::string more =
-      ": there are brokers, stats, events, locks, size, config.\nRun with --help for more "
+      ": there are brokers, stats, flow, events, locks, size, config.\nRun with --help for more "
       "information.\n";
   EXPECT_EQ("zebmon: a command is missing" + more, run(std::vector<std::string>{}).errors);
   EXPECT_EQ("zebmon: \"stat\" is no command" + more, run({"stat"}).errors);
@@ -405,6 +405,7 @@ TEST(ZebmonUsage, HelpFitsEightyColumns) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
                                                     {"brokers", "--help"},
                                                     {"stats", "--help"},
+                                                    {"flow", "--help"},
                                                     {"events", "--help"}}) {
     std::istringstream lines(run(arguments).out);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;

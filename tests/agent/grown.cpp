@@ -45,3 +45,34 @@ GrownFlow::GrownFlow(const std::vector<Grown>& nodes) : growth_{"orders", "Fulfi
     growth_.nodes.push_back(model::growthOf(*nodes_[nodes_.size() - 2], *after, false));
   }
 }
+
+std::shared_ptr<model::SeenBroker> seenBroker(const std::vector<reader::Node>& nodes) {
+  auto seen = std::make_shared<model::SeenBroker>();
+  seen->segment.state = reader::State::ok;
+  seen->segment.keyFile = "/tmp/1-2-3.zebcshme";
+  seen->segment.uuid = "1-2-3";
+  seen->segment.id = 7;
+  reader::MessageFlow flow;
+  flow.label = "Fulfil";
+  flow.recordId = recordId(4, 1);
+  flow.nodes = nodes;
+  reader::ExecutionGroup group;
+  group.label = "orders";
+  group.recordId = recordId(3, 1);
+  group.messageFlows = {flow};
+  seen->tree = reader::Broker{};
+  seen->tree->label = "SHOP";
+  seen->tree->uuid = "1-2-3";
+  seen->tree->resetTime = 900;
+  seen->tree->executionGroups = {group};
+  return seen;
+}
+
+model::Snapshot lookAt(std::shared_ptr<model::SeenBroker> broker, std::chrono::milliseconds time) {
+  constexpr std::chrono::seconds kFirst{1000000};
+  model::Snapshot snapshot;
+  snapshot.steady = std::chrono::steady_clock::time_point(time);
+  snapshot.wall = std::chrono::system_clock::time_point(kFirst + time);
+  if (broker) snapshot.brokers = {std::move(broker)};
+  return snapshot;
+}

@@ -3,6 +3,7 @@
 #ifndef ZEB_TESTS_AGENT_GROWN_H
 #define ZEB_TESTS_AGENT_GROWN_H
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,5 +44,11 @@ class GrownFlow {
 
 // A node with these numbers that was collecting since second 1000.
 reader::Node nodeWith(const std::string& label, std::uint32_t number, const Look& look);
+
+// A broker SHOP, reset at second 900, with a flow "Fulfil" of these nodes in the group "orders".
+std::shared_ptr<model::SeenBroker> seenBroker(const std::vector<reader::Node>& nodes);
+
+// That broker, or none when it is null, in a look so much later than a first one.
+model::Snapshot lookAt(std::shared_ptr<model::SeenBroker> broker, std::chrono::milliseconds time);
 
 #endif  // ZEB_TESTS_AGENT_GROWN_H

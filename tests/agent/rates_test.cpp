@@ -18,32 +18,10 @@ constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 const Look kFirst{.messages = 100, .elapsed = 5000, .queued = 300, .bytes = 20000};
 const Look kSecond{.messages = 160, .elapsed = 8000, .queued = 480, .bytes = 35000};
 
-// A broker with one flow of these nodes.
-std::shared_ptr<model::SeenBroker> broker(const std::vector<reader::Node>& nodes) {
-  auto seen = std::make_shared<model::SeenBroker>();
-  seen->segment.state = reader::State::ok;
-  seen->segment.keyFile = "/tmp/1-2-3.zebcshme";
-  seen->segment.id = 7;
-  seen->tree = reader::Broker{};
-  seen->tree->resetTime = 900;
-  reader::MessageFlow flow{.label = "Fulfil", .recordId = recordId(4, 1), .nodes = nodes};
-  reader::ExecutionGroup group{
-      .label = "orders", .uuid = {}, .recordId = {}, .messageFlows = {flow}};
-  seen->tree->executionGroups = {group};
-  return seen;
-}
-
-model::Snapshot snapshot(std::shared_ptr<model::SeenBroker> seen, milliseconds at) {
-  model::Snapshot snapshot;
-  snapshot.steady = std::chrono::steady_clock::time_point(at);
-  if (seen) snapshot.brokers = {std::move(seen)};
-  return snapshot;
-}
-
 model::Growths between(std::shared_ptr<model::SeenBroker> before,
                        std::shared_ptr<model::SeenBroker> after) {
-  return model::between(snapshot(std::move(before), milliseconds(1000)),
-                        snapshot(std::move(after), milliseconds(6000)));
+  return model::between(lookAt(std::move(before), milliseconds(1000)),
+                        lookAt(std::move(after), milliseconds(6000)));
 }
 
 // Of the only node, when the second look is changed like this.
@@ -68,8 +46,8 @@ std::vector<Change> changesOf(const model::Growths& growths) {
 }  // namespace
 
 TEST(Rates, GrowthIsWhatWasAddedBetweenTheLooks) {
-  const auto growths =
-      between(broker({nodeWith("Reserve", 1, kFirst)}), broker({nodeWith("Reserve", 1, kSecond)}));
+  const auto growths = between(seenBroker({nodeWith("Reserve", 1, kFirst)}),
+                               seenBroker({nodeWith("Reserve", 1, kSecond)}));
   EXPECT_EQ(5.0, growths.interval.count());
   ASSERT_EQ(1U, growths.brokers.size());
   EXPECT_FALSE(growths.brokers[0].reset);
@@ -97,9 +75,9 @@ TEST(Rates, AreASecondAndMeansAMessage) {
 }
 
 TEST(Rates, TheIntervalIsNeverNegative) {
-  const auto seen = broker({nodeWith("Reserve", 1, kFirst)});
+  const auto seen = seenBroker({nodeWith("Reserve", 1, kFirst)});
   const auto growths =
-      model::between(snapshot(seen, milliseconds(6000)), snapshot(seen, milliseconds(1000)));
+      model::between(lookAt(seen, milliseconds(6000)), lookAt(seen, milliseconds(1000)));
   EXPECT_EQ(0.0, growths.interval.count());
 }
 
@@ -138,8 +116,8 @@ TEST(Rates, TheFirstMessageIsNoReset) {
 }
 
 TEST(Rates, ABrokersResetTimeResetsAllItsNodes) {
-  const auto before = broker({nodeWith("Reserve", 1, kFirst)});
-  const auto after = broker({nodeWith("Reserve", 1, kSecond)});
+  const auto before = seenBroker({nodeWith("Reserve", 1, kFirst)});
+  const auto after = seenBroker({nodeWith("Reserve", 1, kSecond)});
   after->tree->resetTime = 901;
   const auto growths = between(before, after);
   EXPECT_TRUE(growths.brokers[0].reset);
@@ -147,16 +125,16 @@ TEST(Rates, ABrokersResetTimeResetsAllItsNodes) {
 }
 
 TEST(Rates, AnotherSegmentIsAReset) {
-  const auto before = broker({nodeWith("Reserve", 1, kFirst)});
-  const auto after = broker({nodeWith("Reserve", 1, kSecond)});
+  const auto before = seenBroker({nodeWith("Reserve", 1, kFirst)});
+  const auto after = seenBroker({nodeWith("Reserve", 1, kSecond)});
   after->segment.id = 8;
   EXPECT_EQ(std::vector{Change::reset}, changesOf(between(before, after)));
 }
 
 TEST(Rates, NodesThatCameOrWentAreSaid) {
   const auto growths =
-      between(broker({nodeWith("Went", 1, kFirst), nodeWith("Stays", 2, kFirst)}),
-              broker({nodeWith("Stays", 2, kSecond), nodeWith("Came", 3, kSecond)}));
+      between(seenBroker({nodeWith("Went", 1, kFirst), nodeWith("Stays", 2, kFirst)}),
+              seenBroker({nodeWith("Stays", 2, kSecond), nodeWith("Came", 3, kSecond)}));
   EXPECT_EQ((std::vector{Change::measured, Change::came, Change::went}), changesOf(growths));
   EXPECT_EQ(1U, growths.brokers[0].flows.size());
   const auto& nodes = growths.brokers[0].flows[0].nodes;
@@ -166,21 +144,21 @@ TEST(Rates, NodesThatCameOrWentAreSaid) {
 }
 
 TEST(Rates, NodesAreMatchedByRecordIdAndNotByLabel) {
-  const auto growths =
-      between(broker({nodeWith("Reserve", 1, kFirst)}), broker({nodeWith("Reserve", 2, kSecond)}));
+  const auto growths = between(seenBroker({nodeWith("Reserve", 1, kFirst)}),
+                               seenBroker({nodeWith("Reserve", 2, kSecond)}));
   EXPECT_EQ((std::vector{Change::came, Change::went}), changesOf(growths));
 }
 
 TEST(Rates, ANodeThatADamagedLookLacksDidNotCome) {
-  const auto empty = broker({});
-  const auto whole = broker({nodeWith("Reserve", 1, kFirst)});
+  const auto empty = seenBroker({});
+  const auto whole = seenBroker({nodeWith("Reserve", 1, kFirst)});
   empty->damage.add("statistics", 32, "no record begins here");
   EXPECT_EQ(std::vector{Change::unknown}, changesOf(between(empty, whole)));
   EXPECT_EQ(std::vector{Change::unknown}, changesOf(between(whole, empty)));
 }
 
 TEST(Rates, BrokersThatCameOrWentAreSaid) {
-  const auto seen = broker({nodeWith("Reserve", 1, kFirst)});
+  const auto seen = seenBroker({nodeWith("Reserve", 1, kFirst)});
   const auto came = between(nullptr, seen);
   ASSERT_EQ(1U, came.brokers.size());
   EXPECT_EQ(nullptr, came.brokers[0].before);
@@ -223,7 +201,7 @@ TEST(Rates, ANodeWithoutStatisticsIsNotCollected) {
 }
 
 TEST(Rates, NodesOfOneIdAreEachComparedWithTheFirst) {
-  const auto growths = between(broker({nodeWith("A", 1, kFirst), nodeWith("B", 1, kSecond)}),
-                               broker({nodeWith("A", 1, kSecond), nodeWith("B", 1, kSecond)}));
+  const auto growths = between(seenBroker({nodeWith("A", 1, kFirst), nodeWith("B", 1, kSecond)}),
+                               seenBroker({nodeWith("A", 1, kSecond), nodeWith("B", 1, kSecond)}));
   EXPECT_EQ((std::vector{Change::measured, Change::measured}), changesOf(growths));
 }

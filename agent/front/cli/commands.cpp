@@ -7,6 +7,7 @@ std::span<const Command> commands() {
   static constexpr Command kCommands[] = {
       {"brokers", "The brokers that have shared memory here", declareBrokers, runBrokers},
       {"stats", "Messages, sizes and times of every node", declareStats, runStats},
+      {"flow", "Where a message flow's time goes", declareFlow, runFlow},
       {"events", "What nodes posted, the newest last", declareEvents, runEvents},
       {"locks", "Who holds a lock, who waits, and what it guards", declareLocks, runLocks},
       {"size", "How full shared memory is, or how large it must be", declareSize, runSize},

@@ -33,6 +33,9 @@ ExitCode runBrokers(const Request& request, Output& output);
 void declareStats(CLI::App& options, Request& request);
 ExitCode runStats(const Request& request, Output& output);
 
+void declareFlow(CLI::App& options, Request& request);
+ExitCode runFlow(const Request& request, Output& output);
+
 // With --follow, ends only with the output.
 void declareEvents(CLI::App& options, Request& request);
 ExitCode runEvents(const Request& request, Output& output);

@@ -3,10 +3,12 @@
 #ifndef ZEB_AGENT_FRONT_CLI_REQUEST_H
 #define ZEB_AGENT_FRONT_CLI_REQUEST_H
 
+#include <chrono>
 #include <optional>
 #include <string>
 
 #include "agent/front/cli/since.h"
+#include "agent/model/chain.h"
 #include "agent/model/selection.h"
 #include "agent/render/sheet.h"
 
@@ -41,6 +43,16 @@ struct SizeRequest {
   double keepSeconds = 0;
 };
 
+// Only of what looks more than once.
+struct RatesRequest {
+  std::chrono::milliseconds interval{0};  // between two looks; 0: not given
+  unsigned count = 1;                     // intervals; 0: until it is stopped
+  bool self = false;
+  std::optional<model::Chain> chain;
+  std::string flows;                // path of a flow file; empty: none
+  std::optional<unsigned> threads;  // that take messages of a flow
+};
+
 // Each command declares the options that it takes; the others keep their defaults.
 struct Request {
   std::string directory;  // of the key files; empty: as the library is configured here
@@ -49,6 +61,7 @@ struct Request {
   EventsRequest events;
   SizeRequest size;
   bool allLocks = false;  // of "locks": those too that are free
+  RatesRequest rates;
 };
 
 }  // namespace cli

@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <tuple>
+
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/look.h"
+#include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/rates.h"
 #include "agent/front/cli/terminal.h"
 #include "agent/render/json.h"
+#include "agent/render/rates.h"
 #include "agent/render/screens.h"
 
 namespace cli {
@@ -24,14 +30,63 @@ std::string shown(const model::Snapshot& selected, const ShowRequest& show) {
   return render::statisticsTables(selected, show.arrangement, styleOf(show));
 }
 
+std::string shown(const model::View& view, const Request& request) {
+  const auto& [show, selection] = std::tie(request.show, request.selection);
+  const bool self = request.rates.self;
+  const auto sheet = [&] {
+    return arranged(render::ratesSheet(view, selection, self), show.arrangement);
+  };
+  switch (show.format) {
+    case Format::json:
+      return render::written(render::ratesDocument(view, selection));
+    case Format::jsonl:
+      return render::rowLines("zebmon.rates.node", *view.after, sheet());
+    case Format::csv:
+      return render::csvOf(sheet(), show.titles);
+    case Format::table:
+      break;
+  }
+  return render::ratesTables(view, selection, self, show.arrangement, styleOf(show));
+}
+
+// Of both tables, since the options of a command are read in any order.
+std::vector<render::Column> allColumns() {
+  std::vector<render::Column> columns = render::statisticsColumns();
+  for (render::Column& column : render::ratesColumns(true)) {
+    if (std::ranges::find(columns, column.name, &render::Column::name) == columns.end()) {
+      columns.push_back(std::move(column));
+    }
+  }
+  return columns;
+}
+
+ExitCode runRates(const Request& request, Output& output) {
+  return watch(request, output,
+               [&request](const model::View& view) { return shown(view, request); });
+}
+
 }  // namespace
 
 void declareStats(CLI::App& options, Request& request) {
   addPlaces(options, request);
-  addSheet(options, request, render::statisticsColumns());
+  addInterval(options, request);
+  options.add_flag("--self", request.rates.self,
+                   "The time that each node spent itself, in an\n"
+                   "interval of 5s unless another is given");
+  addFlowKnowledge(options, request);
+  addSheet(options, request, allColumns());
 }
 
 ExitCode runStats(const Request& request, Output& output) {
+  constexpr std::chrono::seconds kIntervalOfSelf{5};
+  Request wanted = request;
+  const bool rates = wanted.rates.self || wanted.rates.interval.count() > 0;
+  if (rates && wanted.rates.interval.count() == 0) wanted.rates.interval = kIntervalOfSelf;
+  const std::string unknown = unknownColumn(
+      request.show.arrangement, rates ? render::ratesColumns(true) : render::statisticsColumns());
+  complain(unknown);
+  if (!unknown.empty()) return kUsage;
+  if (rates) return runRates(wanted, output);
   const model::Snapshot selected = look(request);
   output.write(shown(selected, request.show));
   return exitCodeOf(selected);

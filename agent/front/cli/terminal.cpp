@@ -6,6 +6,7 @@
 
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 #include <system_error>
 
@@ -40,6 +41,16 @@ bool usesColors(Color wanted, int descriptor) {
   const std::string_view terminal = variable("TERM");
   return isatty(descriptor) != 0 && variable("NO_COLOR").empty() && !terminal.empty() &&
          terminal != "dumb";
+}
+
+render::Signs signsOf() {
+  for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    const char* const value = std::getenv(name);
+    if (value == nullptr || *value == '\0') continue;
+    const bool wide = strcasestr(value, "utf-8") != nullptr || strcasestr(value, "utf8") != nullptr;
+    return wide ? render::Signs::boxes : render::Signs::ascii;
+  }
+  return render::Signs::ascii;
 }
 
 render::TableStyle styleOf(const ShowRequest& show) {

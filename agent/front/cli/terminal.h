@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "agent/front/cli/request.h"
+#include "agent/render/rates.h"
 
 namespace cli {
 
@@ -17,6 +18,10 @@ std::optional<std::size_t> widthOf(int descriptor);
 // Whether to write colours to `descriptor`. Left to us, to a terminal only, and not when NO_COLOR
 // is set to anything, or when TERM is "dumb", empty or not set.
 bool usesColors(Color wanted, int descriptor);
+
+// What trees and bars are drawn with: boxes where the locale (LC_ALL, else LC_CTYPE, else LANG) has
+// UTF-8.
+render::Signs signsOf();
 
 // The style of tables on standard output.
 render::TableStyle styleOf(const ShowRequest& show);

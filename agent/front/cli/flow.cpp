@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/options.h"
+#include "agent/front/cli/rates.h"
+#include "agent/front/cli/terminal.h"
+#include "agent/render/json.h"
+#include "agent/render/rates.h"
+
+namespace cli {
+namespace {
+
+constexpr std::chrono::seconds kInterval{10};
+
+std::string shown(const model::View& view, const Request& request) {
+  const ShowRequest& show = request.show;
+  const auto sheet = [&] {
+    return arranged(render::ratesSheet(view, request.selection, true), show.arrangement);
+  };
+  switch (show.format) {
+    case Format::json:
+      return render::written(render::flowDocument(view, request.selection));
+    case Format::jsonl:
+      return render::rowLines("zebmon.flow.node", *view.after, sheet());
+    case Format::csv:
+      return render::csvOf(sheet(), show.titles);
+    case Format::table:
+      break;
+  }
+  return render::flowScreens(view, request.selection, styleOf(show), signsOf());
+}
+
+}  // namespace
+
+void declareFlow(CLI::App& options, Request& request) {
+  options
+      .add_option("FLOW", request.selection.flow, "The message flow; * stands for any characters")
+      ->required()
+      ->type_name("");
+  addBroker(options, request);
+  options.add_option("--group", request.selection.group, "Only of this execution group")
+      ->type_name("NAME");
+  addInterval(options, request)->default_str("10s");
+  addFlowKnowledge(options, request);
+  addSheet(options, request, render::ratesColumns(true));
+}
+
+ExitCode runFlow(const Request& request, Output& output) {
+  Request wanted = request;
+  if (wanted.rates.interval.count() == 0) wanted.rates.interval = kInterval;
+  return watch(wanted, output, [&wanted](const model::View& view) { return shown(view, wanted); });
+}
+
+}  // namespace cli

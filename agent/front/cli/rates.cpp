@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/cli/rates.h"
+
+#include <algorithm>
+#include <deque>
+
+#include "agent/front/cli/messages.h"
+#include "agent/model/collector.h"
+#include "agent/model/pattern.h"
+#include "agent/model/selection.h"
+#include "agent/render/words.h"
+#include "flowfile/load.h"
+#include "flowfile/quantity.h"
+#include "flowfile/reader.h"
+
+namespace cli {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kShortest{10};
+constexpr milliseconds kLongest = std::chrono::hours(24);
+constexpr std::size_t kMostLooks = 10;  // that are kept, to infer chains from
+constexpr std::size_t kMostFindings = 20;
+
+void takeInterval(milliseconds& interval, const std::string& text) {
+  const auto parsed = flowfile::parseDuration(text);
+  if (parsed && *parsed >= kShortest && *parsed <= kLongest) {
+    interval = std::chrono::ceil<milliseconds>(*parsed);
+    return;
+  }
+  throw CLI::ValidationError("--interval", "\"" + text +
+                                               "\" is no time from 10ms to 24h, like 500ms, 5s or "
+                                               "2m");
+}
+
+void takeChain(std::optional<model::Chain>& chain, const std::string& text) {
+  model::ChainText parsed = model::parseChain(text);
+  if (!parsed.problem.empty()) throw CLI::ValidationError("--chain", parsed.problem);
+  chain = std::move(parsed.chain);
+}
+
+// A flow file, or why there is none.
+struct FlowFile {
+  flowfile::File file;
+  ExitCode code = kDone;
+};
+
+FlowFile readFlows(const std::string& path) {
+  constexpr std::chrono::seconds kPatience{2};
+  const flowfile::Text text = flowfile::load(path, kPatience);
+  if (!text.problem.empty()) {
+    complain(text.problem);
+    return {{}, kNoFile};
+  }
+  flowfile::ReadResult read = flowfile::read(text.text, path);
+  for (std::size_t i = 0; i < std::min(read.findings.size(), kMostFindings); ++i) {
+    complain(flowfile::findingText(path, read.findings[i]));
+  }
+  return {std::move(read.file), read.findings.empty() ? kDone : kDamaged};
+}
+
+// Whether the given chain is that of a flow which was asked for; why not is said once.
+bool chainFits(const model::View& view, const Request& request) {
+  std::string problem;
+  for (const auto& broker : view.brokers) {
+    for (const model::FlowView& flow : broker.flows) {
+      if (!model::matches(request.selection.group, flow.growth.group) ||
+          !model::matches(request.selection.flow, flow.growth.flow)) {
+        continue;
+      }
+      if (flow.nesting.problem.empty()) return true;
+      problem = flow.nesting.problem;
+    }
+  }
+  complain(problem);
+  return problem.empty();
+}
+
+// Takes looks and keeps the last of them.
+class Looks {
+ public:
+  explicit Looks(const Request& request)
+      : request_(request), collector_(request.directory, model::Events::read) {}
+
+  void take() {
+    const auto all = collector_.take();
+    last_ = all;
+    looks_.push_back(std::make_shared<const model::Snapshot>(
+        model::selectBrokers(*all, request_.selection.broker)));
+    if (looks_.size() > kMostLooks) looks_.erase(looks_.begin());
+  }
+
+  const std::vector<std::shared_ptr<const model::Snapshot>>& all() const { return looks_; }
+
+  ExitCode report() const {
+    complain(render::problemOf(*last_, request_.selection));
+    const model::Snapshot selected = model::select(*last_, request_.selection);
+    for (const auto& broker : selected.brokers) reportProblem(*broker);
+    return exitCodeOf(selected);
+  }
+
+ private:
+  const Request& request_;
+  model::Collector collector_;
+  std::shared_ptr<const model::Snapshot> last_;
+  std::vector<std::shared_ptr<const model::Snapshot>> looks_;
+};
+
+}  // namespace
+
+CLI::Option* addInterval(CLI::App& options, Request& request) {
+  RatesRequest& rates = request.rates;
+  CLI::Option* const interval =
+      options
+          .add_option_function<std::string>(
+              "--interval",
+              [&rates](const std::string& text) { takeInterval(rates.interval, text); },
+              "Time between two looks: 500ms, 5s, 2m")
+          ->type_name("T");
+  options
+      .add_option("--count", rates.count,
+                  "So many intervals, 0: until it is stopped\n"
+                  "(default: 1)")
+      ->check(CLI::Range(0, 1000000000).description(""))
+      ->type_name("N");
+  return interval;
+}
+
+void addFlowKnowledge(CLI::App& options, Request& request) {
+  RatesRequest& rates = request.rates;
+  CLI::Option* const chain =
+      options
+          .add_option_function<std::string>(
+              "--chain", [&rates](const std::string& text) { takeChain(rates.chain, text); },
+              "Which node is inside which: \"A(B,C(D))\"")
+          ->type_name("CHAIN");
+  options
+      .add_option("--flows", rates.flows,
+                  "Take that, and the threads, from this flow\n"
+                  "file")
+      ->type_name("FILE")
+      ->excludes(chain);
+  options.add_option("--threads", rates.threads, "Threads that take messages of the flow")
+      ->check(CLI::Range(1, 1000000).description(""))
+      ->type_name("N");
+}
+
+ExitCode watch(const Request& request, Output& output,
+               const std::function<std::string(const model::View&)>& show) {
+  const RatesRequest& rates = request.rates;
+  FlowFile flows;
+  if (!rates.flows.empty()) flows = readFlows(rates.flows);
+  if (flows.code != kDone) return flows.code;
+  const model::FlowKnowledge known{.chain = rates.chain,
+                                   .file = rates.flows.empty() ? nullptr : &flows.file,
+                                   .threads = rates.threads};
+  output.stopOnSignals();
+  Looks looks(request);
+  looks.take();
+  ExitCode code = looks.report();
+  if (code == kNoBroker || code == kNoFile) return code;
+  for (unsigned turn = 0; rates.count == 0 || turn < rates.count; ++turn) {
+    if (!output.wait(static_cast<int>(rates.interval.count()))) return kDone;
+    looks.take();
+    const model::View view = model::viewOf(looks.all(), known);
+    if (rates.chain && !chainFits(view, request)) return kUsage;
+    if (!output.write(show(view))) return kDone;
+  }
+  return code;
+}
+
+}  // namespace cli

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// Looks again and again, for commands that show what happened in between.
+#ifndef ZEB_AGENT_FRONT_CLI_RATES_H
+#define ZEB_AGENT_FRONT_CLI_RATES_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+
+#include "agent/front/cli/exit_code.h"
+#include "agent/front/cli/output.h"
+#include "agent/front/cli/request.h"
+#include "agent/model/flow_view.h"
+
+namespace cli {
+
+// --interval, a duration like "5s", "500ms" or "2m", and --count.
+CLI::Option* addInterval(CLI::App& options, Request& request);
+
+// --chain, --flows and --threads: what isn't stored of flows.
+void addFlowKnowledge(CLI::App& options, Request& request);
+
+// Looks, waits, looks again, and writes what `show` makes of it, as often as was asked for. A
+// signal or the output's end stops it at any time. Says on standard error what is wrong, a chain
+// that fits none of the selected flows too.
+ExitCode watch(const Request& request, Output& output,
+               const std::function<std::string(const model::View&)>& show);
+
+}  // namespace cli
+
+#endif  // ZEB_AGENT_FRONT_CLI_RATES_H

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/model/flow_view.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace model {
+namespace {
+
+// The same flow in another interval; null when it wasn't there.
+const FlowGrowth* find(const Growths& growths, const BrokerGrowth& broker, const FlowGrowth& flow) {
+  for (const BrokerGrowth& other : growths.brokers) {
+    if (other.broker().segment.keyFile != broker.broker().segment.keyFile) continue;
+    for (const FlowGrowth& candidate : other.flows) {
+      if (candidate.group == flow.group && candidate.flow == flow.flow) return &candidate;
+    }
+  }
+  return nullptr;
+}
+
+class Viewer {
+ public:
+  Viewer(const std::vector<Growths>& intervals, const FlowKnowledge& known)
+      : intervals_(intervals), known_(known) {}
+
+  FlowView viewOf(const BrokerGrowth& broker, const FlowGrowth& flow) const;
+
+ private:
+  Nesting nestingOf(const BrokerGrowth& broker, const FlowView& view,
+                    const flowfile::Flow* described) const;
+
+  const std::vector<Growths>& intervals_;
+  const FlowKnowledge& known_;
+};
+
+Nesting Viewer::nestingOf(const BrokerGrowth& broker, const FlowView& view,
+                          const flowfile::Flow* described) const {
+  if (known_.chain) return nest(view.growth, *known_.chain, NestingSource::given);
+  if (described != nullptr) {
+    return nest(view.growth, chainOf(*described), NestingSource::flowFile);
+  }
+  std::vector<FlowGrowth> seen;
+  for (const Growths& interval : intervals_) {
+    if (const FlowGrowth* flow = find(interval, broker, view.growth)) seen.push_back(*flow);
+  }
+  return infer(seen, view.inFlight);
+}
+
+FlowView Viewer::viewOf(const BrokerGrowth& broker, const FlowGrowth& flow) const {
+  const flowfile::Flow* described = known_.file != nullptr ? findFlow(*known_.file, flow) : nullptr;
+  FlowView view;
+  view.growth = flow;
+  view.interval = intervals_.back().interval;
+  view.threads = known_.threads;
+  if (!view.threads && described != nullptr) view.threads = described->threads;
+  view.load = loadOf(flow, view.interval, view.threads);
+  view.inFlight = inFlight(view.load, view.threads);
+  view.nesting = nestingOf(broker, view, described);
+  view.times = timesOf(flow, view.nesting, view.inFlight);
+  view.failed.resize(flow.nodes.size());
+  if (!broker.after || !broker.after->events) return view;
+  const auto& batch = *broker.after->events;
+  view.failed = failedBehind(flow, view.nesting, batch.events);
+  view.sawAllFailures = !batch.overrun;
+  return view;
+}
+
+}  // namespace
+
+View viewOf(std::span<const std::shared_ptr<const Snapshot>> looks, const FlowKnowledge& known) {
+  std::vector<Growths> intervals;
+  for (std::size_t i = 1; i < looks.size(); ++i) {
+    intervals.push_back(between(*looks[i - 1], *looks[i]));
+  }
+  View view{.interval = intervals.back().interval,
+            .brokers = {},
+            .before = looks[looks.size() - 2],
+            .after = looks.back()};
+  const Viewer viewer(intervals, known);
+  for (const BrokerGrowth& growth : intervals.back().brokers) {
+    BrokerView& broker = view.brokers.emplace_back(BrokerView{growth, {}});
+    for (const FlowGrowth& flow : growth.flows) {
+      broker.flows.push_back(viewer.viewOf(growth, flow));
+    }
+  }
+  return view;
+}
+
+std::vector<Placed> inOrder(const Nesting& nesting) {
+  std::vector<Placed> order;
+  std::vector<Placed> open;  // the next one last
+  for (std::size_t i = nesting.nodes.size(); i-- > 0;) {
+    if (nesting.nodes[i].placed && !nesting.nodes[i].outer) open.push_back({i, 0});
+  }
+  while (!open.empty()) {
+    const Placed next = open.back();
+    open.pop_back();
+    order.push_back(next);
+    const std::vector<std::size_t>& inner = nesting.nodes[next.node].inner;
+    for (std::size_t i = inner.size(); i-- > 0;) open.push_back({inner[i], next.level + 1});
+  }
+  for (std::size_t i = 0; i < nesting.nodes.size(); ++i) {
+    if (!nesting.nodes[i].placed) order.push_back({i, 0});
+  }
+  return order;
+}
+
+}  // namespace model

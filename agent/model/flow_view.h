@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+// All that two looks, or more, tell of the flows of a machine.
+#ifndef ZEB_AGENT_MODEL_FLOW_VIEW_H
+#define ZEB_AGENT_MODEL_FLOW_VIEW_H
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "agent/model/exceptions.h"
+#include "agent/model/load.h"
+#include "agent/model/nesting.h"
+#include "agent/model/rates.h"
+#include "agent/model/self_time.h"
+
+namespace model {
+
+// What is known of flows besides what is stored.
+struct FlowKnowledge {
+  std::optional<Chain> chain;       // of every flow that is looked at
+  const flowfile::File* file = {};  // else that of the flow in here, which must live as long
+  std::optional<unsigned> threads;  // of each flow, else those that the file has
+};
+
+// One flow between the last two looks.
+struct FlowView {
+  FlowGrowth growth;
+  Seconds interval{0};
+  std::optional<unsigned> threads;
+  Load load;
+  std::uint64_t inFlight = 0;  // messages that may have been in it at a look
+  Nesting nesting;
+  std::vector<NodeTime> times;        // as the nodes
+  std::vector<std::uint64_t> failed;  // between a node and those directly in it, as the nodes
+
+  // Every exception of the interval was seen. Else `failed` are at least so many.
+  bool sawAllFailures = false;
+};
+
+struct BrokerView {
+  BrokerGrowth growth;
+  std::vector<FlowView> flows;  // as the broker's
+};
+
+struct View {
+  Seconds interval{0};
+  std::vector<BrokerView> brokers;
+
+  // The last two looks, which own the nodes.
+  std::shared_ptr<const Snapshot> before;
+  std::shared_ptr<const Snapshot> after;
+};
+
+// At least two looks, oldest first; all of them count where a chain is inferred. Failures are told
+// where the looks have events.
+View viewOf(std::span<const std::shared_ptr<const Snapshot>> looks, const FlowKnowledge& known);
+
+// A node in the order in which messages pass: those in a node follow it, one level deeper.
+struct Placed {
+  std::size_t node = 0;
+  std::size_t level = 0;
+};
+
+// All nodes; those that nobody can place come last, in stored order.
+std::vector<Placed> inOrder(const Nesting& nesting);
+
+}  // namespace model
+
+#endif  // ZEB_AGENT_MODEL_FLOW_VIEW_H

@@ -1,0 +1,347 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <sstream>
+
+#include "agent/model/pattern.h"
+#include "agent/render/rates.h"
+#include "agent/render/words.h"
+#include "text/printable.h"
+
+namespace render {
+namespace {
+
+using model::FlowView;
+using model::Loss;
+using model::SelfTime;
+
+constexpr std::size_t kBarColumns = 10;
+constexpr std::size_t kDeepestLevel = 12;  // deeper nodes are drawn there
+constexpr std::size_t kLongestLabel = 40;
+
+std::string labelOf(const FlowView& flow, std::size_t node) {
+  return text::shortened(flow.growth.nodes[node].node().label, kLongestLabel);
+}
+
+std::string milliseconds(double value) {
+  return decimal(value) + " ms";
+}
+
+std::string percent(double share) {
+  return fmt::format("{:.0f} %", share * 100);
+}
+
+// What the branches of a tree are drawn with.
+struct Branches {
+  const char* inner;
+  const char* last;
+  const char* beside;
+  const char* full;
+};
+
+Branches branchesOf(Signs signs) {
+  return signs == Signs::boxes ? Branches{"├─ ", "└─ ", "│  ", "█"}
+                               : Branches{"|- ", "`- ", "|  ", "#"};
+}
+
+std::string repeated(const char* sign, std::size_t times) {
+  std::string text;
+  for (std::size_t i = 0; i < times; ++i) text += sign;
+  return text;
+}
+
+std::string barOf(const SelfTime& self, const Branches& branches) {
+  if (!self.share) return {};
+  return repeated(branches.full, static_cast<std::size_t>(std::lround(*self.share * kBarColumns)));
+}
+
+std::string selfText(const SelfTime& self) {
+  switch (self.state) {
+    case SelfTime::State::measured:
+      return milliseconds(self.perMessageMs);
+    case SelfTime::State::belowOne:
+      return "<1 ms";
+    case SelfTime::State::tooShort:
+      return kUnreadable;
+    default:
+      return kMissing;
+  }
+}
+
+std::string counted(std::int64_t number) {
+  return fmt::format("{} message{}", number, number == 1 ? "" : "s");
+}
+
+// How those that did not get to a node were lost.
+std::string causesOf(const FlowView& flow, std::size_t outer, std::int64_t lost) {
+  const auto failed =
+      static_cast<std::int64_t>(std::min(flow.failed[outer], static_cast<std::uint64_t>(lost)));
+  if (failed == 0) return "filtered, or failed unseen";
+  const std::string some =
+      fmt::format("{}{} failed", flow.sawAllFailures ? "" : "at least ", failed);
+  if (failed == lost) return some;
+  return fmt::format(
+      "{}, {} filtered", some,
+      flow.sawAllFailures ? std::to_string(lost - failed) : "the others failed or were");
+}
+
+// Empty when there is nothing to say of the way to this node.
+std::string lossText(const FlowView& flow, std::size_t node) {
+  const Loss& loss = flow.times[node].loss;
+  const auto outer = flow.nesting.nodes[node].outer;
+  if (!outer) return {};
+  const std::int64_t came = flow.growth.nodes[*outer].growth.messages.value_or(0);
+  if (loss.state == Loss::State::measured) {
+    return fmt::format("{} of {} ({}) did not get here: {}", loss.messages, came,
+                       percent(static_cast<double>(loss.messages) / static_cast<double>(came)),
+                       causesOf(flow, *outer, loss.messages));
+  }
+  const bool isMore = loss.state == Loss::State::tooShort && loss.messages < 0 &&
+                      static_cast<std::uint64_t>(-loss.messages) > loss.bound;
+  if (!isMore) return {};
+  return fmt::format("{} more here than in \"{}\": a node splits messages, or the chain is wrong",
+                     counted(-loss.messages), labelOf(flow, *outer));
+}
+
+std::string cut(const std::string& line, std::optional<std::size_t> width) {
+  return width ? text::shortened(line, *width) : line;
+}
+
+// Draws the nodes of one flow.
+class Tree {
+ public:
+  Tree(const FlowView& flow, Signs signs)
+      : flow_(flow), branches_(branchesOf(signs)), slowest_(model::slowest(flow.times)) {}
+
+  std::string text(const TableStyle& style) {
+    for (const model::Placed& placed : inOrder(flow_.nesting)) add(placed.node);
+    std::istringstream lines(tableOf(sheet_, style));
+    std::string text, line;
+    if (style.titles && std::getline(lines, line)) text = line + "\n";
+    for (std::size_t row = 0; std::getline(lines, line); ++row) {
+      if (!above_[row].empty()) text += cut(above_[row], style.width) + "\n";
+      text += line + "\n";
+    }
+    return text;
+  }
+
+ private:
+  void add(std::size_t node);
+  bool isLastIn(std::size_t node) const;
+  std::string lines(std::size_t node, bool own) const;
+
+  const FlowView& flow_;
+  Branches branches_;
+  std::optional<std::size_t> slowest_;
+  std::vector<std::string> above_;  // what stands above each row: a line, or nothing
+  Sheet sheet_{{{.name = "node", .title = "node", .yields = 50, .least = 20},
+                {.name = "rate", .title = "messages/s", .right = true},
+                {.name = "elapsed", .title = "elapsed", .right = true, .yields = 30},
+                {.name = "self", .title = "self", .right = true},
+                {.name = "share", .title = "share", .right = true, .yields = 20},
+                {.name = "bar", .title = "", .yields = 10},
+                {.name = "note", .title = ""}},
+               {}};
+};
+
+bool Tree::isLastIn(std::size_t node) const {
+  const auto outer = flow_.nesting.nodes[node].outer;
+  return !outer || flow_.nesting.nodes[*outer].inner.back() == node;
+}
+
+// What stands in front of a node; without its own branch, in front of a line above it.
+std::string Tree::lines(std::size_t node, bool own) const {
+  std::string text;
+  std::size_t level = 0;
+  for (auto at = node; flow_.nesting.nodes[at].outer && level < kDeepestLevel;
+       at = *flow_.nesting.nodes[at].outer, ++level) {
+    const bool last = isLastIn(at);
+    const char* sign = last ? "   " : branches_.beside;
+    if (level == 0) sign = !own ? branches_.beside : last ? branches_.last : branches_.inner;
+    text = sign + text;
+  }
+  return text;
+}
+
+void Tree::add(std::size_t index) {
+  const model::NodeGrowth& node = flow_.growth.nodes[index];
+  const SelfTime& self = flow_.times[index].self;
+  const std::string loss = lossText(flow_, index);
+  above_.push_back(loss.empty() ? "" : lines(index, false) + loss);
+  const auto rate = model::perSecond(node.growth.messages, flow_.interval);
+  const auto elapsed = model::mean(node.growth.elapsedMs, node.growth.messages);
+  const Tone tone = slowest_ == index ? Tone::warning : Tone::plain;
+  sheet_.rows.push_back({"",
+                         {lines(index, true) + labelOf(flow_, index),
+                          rate ? decimal(*rate) : kMissing,
+                          elapsed ? milliseconds(*elapsed) : kMissing,
+                          {selfText(self), tone},
+                          self.share ? percent(*self.share) : std::string(kMissing),
+                          {barOf(self, branches_), tone},
+                          noteOf(node)}});
+}
+
+std::string busyText(const FlowView& flow) {
+  constexpr double kMoreThanAll = 1.05;
+  const model::Load& load = flow.load;
+  if (!load.messages || !load.busy) return "how busy it is can't be told\n";
+  std::string text =
+      fmt::format("{} messages/s, at least {}", decimal(*load.messages), decimal(*load.busy));
+  if (!load.utilisation) return text + " threads busy\n";
+  text += fmt::format(" of {} threads busy ({})", *flow.threads, percent(*load.utilisation));
+  if (*load.utilisation > kMoreThanAll) return text + ": are there more?\n";
+  if (load.spare) text += fmt::format(", room for {} messages/s more", decimal(*load.spare));
+  return text + "\n";
+}
+
+std::string waitingText(const FlowView& flow) {
+  if (!flow.load.waiting) return "messages waiting: - (queued time is off, or none waited)\n";
+  return fmt::format(
+      "{} messages waiting (mean over the interval; too low while the queue grows)\n",
+      decimal(*flow.load.waiting));
+}
+
+std::string chainText(const FlowView& flow) {
+  switch (flow.nesting.source) {
+    case model::NestingSource::given:
+      return "chain as given\n";
+    case model::NestingSource::flowFile:
+      return "chain from the flow file\n";
+    case model::NestingSource::inferred:
+      return "chain inferred\n";
+    case model::NestingSource::unknown:
+      break;
+  }
+  return fmt::format("chain {}\n", model::kUnknownNesting);
+}
+
+bool hidesSelfTime(const model::NodeTime& time) {
+  return time.self.state == SelfTime::State::tooShort;
+}
+
+bool hidesLoss(const model::NodeTime& time) {
+  return time.loss.state == Loss::State::tooShort;
+}
+
+// What the interval was too short for.
+std::string doubtsOf(const FlowView& flow) {
+  std::string text;
+  if (std::ranges::any_of(flow.times, hidesSelfTime)) {
+    text += "?: interval too short for what is in flight; try a longer --interval\n";
+  }
+  if (std::ranges::any_of(flow.times, hidesLoss)) {
+    text += fmt::format(
+        "Losses: ? where they are at most {}: interval too short\n",
+        counted(static_cast<std::int64_t>(std::min<std::uint64_t>(flow.inFlight, 1000000000000))));
+  }
+  return text;
+}
+
+// A printable sentence in lines of the terminal's width; a longer word has a line of its own.
+std::string inLines(const std::string& sentence, std::optional<std::size_t> width) {
+  std::istringstream words(sentence);
+  std::string text;
+  std::size_t used = 0;
+  for (std::string word; words >> word;) {
+    const std::size_t columns = text::columns(word);
+    const bool breaks = used > 0 && width && used + 1 + columns > *width;
+    if (used > 0) text += breaks ? '\n' : ' ';
+    used = (breaks || used == 0 ? 0 : used + 1) + columns;
+    text += word;
+  }
+  return text + "\n";
+}
+
+std::string screenOf(const model::View& view, const model::BrokerView& broker, const FlowView& flow,
+                     const TableStyle& style, Signs signs) {
+  std::string text =
+      fmt::format("{} / {} of {}: {:.1f} s until {}\n", text::shortened(flow.growth.group, 30),
+                  text::shortened(flow.growth.flow, 30), nameOf(broker.growth.broker()),
+                  flow.interval.count(), dateAndTime(model::secondsOf(*view.after), style.zone));
+  text += busyText(flow) + waitingText(flow) + chainText(flow) + "\n";
+  text += Tree(flow, signs).text(style);
+  text += "\n" + doubtsOf(flow);
+  std::string verdict = verdictOf(flow);
+  if (!verdict.empty()) verdict[0] = static_cast<char>(std::toupper(verdict[0]));
+  return text + inLines(verdict + ".", style.width);
+}
+
+bool selects(const model::Selection& selection, const FlowView& flow) {
+  return model::matches(selection.group, flow.growth.group) &&
+         model::matches(selection.flow, flow.growth.flow);
+}
+
+bool anyIs(const FlowView& flow, model::Change change) {
+  return std::ranges::any_of(
+      flow.growth.nodes, [change](const model::NodeGrowth& node) { return node.change == change; });
+}
+
+bool hasMessages(const FlowView& flow) {
+  return std::ranges::any_of(flow.growth.nodes, [](const model::NodeGrowth& node) {
+    return node.growth.messages.value_or(0) > 0;
+  });
+}
+
+// Where the time of a node goes: up to the nodes in it.
+std::string placeBehind(const FlowView& flow, std::size_t node) {
+  const auto& inner = flow.nesting.nodes[node].inner;
+  if (inner.empty()) return "behind it, where no other node measures";
+  if (inner.size() > 1) return fmt::format("between it and the {} nodes in it", inner.size());
+  return fmt::format("between it and \"{}\"", labelOf(flow, inner.front()));
+}
+
+std::string fullThreads(const FlowView& flow) {
+  constexpr double kFull = 0.9;
+  if (flow.load.utilisation.value_or(0) < kFull) return {};
+  return fmt::format("; its {} thread{} busy nearly all the time, so messages will queue up",
+                     *flow.threads, *flow.threads == 1 ? " is" : "s are");
+}
+
+}  // namespace
+
+std::string verdictOf(const FlowView& flow) {
+  if (anyIs(flow, model::Change::reset)) {
+    return "the statistics were reset in between, so nothing can be said: look once more";
+  }
+  if (std::ranges::all_of(flow.growth.nodes, [](const model::NodeGrowth& node) {
+        return node.change == model::Change::went;
+      })) {
+    return "the flow is gone: its broker has stopped, or it was removed from it";
+  }
+  if (!hasMessages(flow)) {
+    return "no message was counted in that time: look longer with --interval, or at what sends "
+           "them";
+  }
+  if (flow.nesting.source == model::NestingSource::unknown) {
+    return "which node is slow can't be told while nobody knows which is inside which; chain " +
+           std::string(model::kUnknownNesting);
+  }
+  const auto slowest = model::slowest(flow.times);
+  if (!slowest) return "the interval was too short to tell which node is slow: give a longer one";
+  const SelfTime& self = flow.times[*slowest].self;
+  if (self.state == SelfTime::State::belowOne) {
+    return "nothing here is slow: no node takes a millisecond a message" + fullThreads(flow);
+  }
+  return fmt::format("look at \"{}\": {} a message, {} of the time, are spent {}{}",
+                     labelOf(flow, *slowest), milliseconds(self.perMessageMs),
+                     percent(self.share.value_or(0)), placeBehind(flow, *slowest),
+                     fullThreads(flow));
+}
+
+std::string flowScreens(const model::View& view, const model::Selection& selection,
+                        TableStyle style, Signs signs) {
+  std::string text;
+  for (const auto& broker : view.brokers) {
+    for (const FlowView& flow : broker.flows) {
+      if (!selects(selection, flow)) continue;
+      if (!text.empty()) text += "\n";
+      text += screenOf(view, broker, flow, style, signs);
+    }
+  }
+  return text;
+}
+
+}  // namespace render
