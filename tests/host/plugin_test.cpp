@@ -100,6 +100,21 @@ TEST(DeployedNode, EnumeratesAndReadsBackWhatWasSet) {
   EXPECT_EQ(deployed.difference(node), "type was set to \"output\" and reads \"input\"; ");
 }
 
+TEST(HostFunctions, AClassNeedsItsFactoryAndItsTable) {
+  HostFactory factory;
+  HostNodeFunctionTable table{};
+  const uint16_t name[] = {'N', 0};
+  int code = HOST_SUCCESS;
+  hnxDefineNodeClass(&code, nullptr, name, &table);
+  EXPECT_NE(code, HOST_SUCCESS);
+  hnxDefineNodeClass(&(code = HOST_SUCCESS), &factory, name, nullptr);
+  EXPECT_NE(code, HOST_SUCCESS);
+  EXPECT_TRUE(factory.classes.empty());
+  hnxDefineNodeClass(&code, &factory, name, &table);
+  EXPECT_EQ(code, HOST_SUCCESS);
+  EXPECT_EQ(factory.classes.size(), 1U);
+}
+
 TEST(HostFunctions, NamesComeAsLengthsFirstAndThenAsUnits) {
   HostNode node{{u"BRK", u"Group", u"F"}, nullptr, {}};
   HostBrokerInfo info{};

@@ -77,6 +77,12 @@ TEST(PrivateView, KeepsTheIdsOfItsUser) {
   EXPECT_EQ(getegid(), group);
 }
 
+TEST(PrivateView, WorksWithoutStandardInput) {
+  close(STDIN_FILENO);  // the next file gets its number
+  enterPrivateView(broker());
+  EXPECT_EQ(contents("/var/holt/registry/BRK 1/BrokerUUID"), "1234\n");
+}
+
 // In a chroot the root is no mount point.
 TEST(PrivateView, WorksInAChroot) {
   for (const char* folder : {"opt", "var", "proc", "tmp"}) {
