@@ -246,6 +246,7 @@ Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
   mapAtOnce(area.bytes.data(), used, MADV_POPULATE_WRITE);
   mapAtOnce(own.data(), used, MADV_POPULATE_READ);
   area.name = place.name;
+  area.at = place.offset;
   area.size = static_cast<std::uint32_t>(own.size());
   Header header = copyOnce(area, own);
   for (int tries = 1; tries < kTries && isTornByATurn(area); ++tries) header = copyOnce(area, own);

@@ -29,6 +29,7 @@ struct Stamp {
 // within the block, whatever is stored.
 struct Area {
   std::string name;        // "statistics", "eventTemplates" or "eventData"
+  std::uint64_t at = 0;    // where the block begins in the segment
   std::uint32_t size = 0;  // bytes of the whole block, header included
   std::uint32_t next = 0;  // where the next record will be written
   std::uint32_t last = 0;  // behind the last byte ever written

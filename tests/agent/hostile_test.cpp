@@ -75,7 +75,8 @@ const std::vector<std::vector<std::string>> kShown = {{"brokers"},
                                                       {"locks", "--all", "--format", "jsonl"},
                                                       {"locks", "--all", "--format", "csv"},
                                                       {"size"},
-                                                      {"size", "--format", "json"}};
+                                                      {"size", "--format", "json"},
+                                                      {"reset", "--format", "json"}};
 
 std::vector<Result> runAll(const std::vector<std::string>& more,
                            const std::vector<std::string>& environment = {}, bool ownsAll = true) {
@@ -100,6 +101,7 @@ image::Bytes hostileSegment() {
   tree.add(image::group(image::kGroup, image::kBroker, kHostile16, 1, kHostile16));
   tree.add(image::flow(image::kFlow, image::kGroup, kHostile16));
   tree.add(image::node(image::kNode, image::kFlow, kHostile16, 1, kHostile16));
+  tree.add(image::statistics(image::kStatistics, image::kNode));
   Block templates{.eyecatcher = "zebcetar", .contents = {}};
   templates.add(image::eventTemplate(kTemplate, kHostile16, kHostile16, kHostile16, 1, kHostile16));
   Block data{.eyecatcher = "zebcedar", .contents = {}};

@@ -19,7 +19,10 @@ const std::map<std::string, std::vector<std::string>> kBelow = {
     {"reader", {"format/", "text/"}},
     {"model", {"agent/reader/", "flowfile/", "format/"}},
     {"render", {"agent/model/", "agent/reader/", "text/"}},
-    {"front", {"agent/render/", "agent/model/", "agent/reader/", "flowfile/", "format/", "text/"}},
+    {"act", {"agent/model/", "agent/reader/", "format/"}},
+    {"front",
+     {"agent/act/", "agent/render/", "agent/model/", "agent/reader/", "flowfile/", "format/",
+      "text/"}},
 };
 
 std::vector<std::string> includesOf(const fs::path& file) {

@@ -50,6 +50,10 @@ ExitCode runConfig(const Request& request, Output& output);
 void declareSize(CLI::App& options, Request& request);
 ExitCode runSize(const Request& request, Output& output);
 
+// The only one that writes into shared memory, with --yes.
+void declareReset(CLI::App& options, Request& request);
+ExitCode runReset(const Request& request, Output& output);
+
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_COMMANDS_H

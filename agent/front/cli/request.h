@@ -60,6 +60,7 @@ struct Request {
   ShowRequest show;
   EventsRequest events;
   SizeRequest size;
+  bool really = false;    // of "reset": do it, instead of telling what would be done
   bool allLocks = false;  // of "locks": those too that are free
   RatesRequest rates;
 };
