@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "agent/model/calendar.h"
+#include "agent/model/guarded.h"
 #include "agent/reader/temporary_directory.h"
 
 namespace model {
@@ -25,10 +26,13 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot) {
   machine->locks = reader::readLocks(snapshot.directory);
   for (const reader::Lock& lock : machine->locks.locks) look(*machine, lock.semaphore.lastProcess);
   for (const auto& broker : snapshot.brokers) {
+    machine->keyFiles.push_back(reader::readKeyFile(broker->segment.keyFile));
     if (!broker->tree) continue;
     for (const auto& group : broker->tree->executionGroups) look(*machine, group.processId);
   }
+  const Guards guards(snapshot);
   for (const reader::Lock& lock : machine->locks.locks) {
+    look(*machine, guards.of(lock.name).process);
     look(*machine, lock.queue.lastSender);
     look(*machine, lock.queue.lastReceiver);
   }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <vector>
 
 #include "agent/reader/configuration.h"
 #include "agent/reader/limits.h"
@@ -22,6 +23,9 @@ struct Machine {
   reader::Configuration configuration;
   reader::Limits limits;
   reader::LockList locks;  // of the key files in the snapshot's directory
+
+  // Of the snapshot's brokers, in their order.
+  std::vector<reader::KeyFile> keyFiles;
 
   // Each process that a lock or an execution group names, by its number.
   std::map<std::int32_t, reader::Process> processes;

@@ -13,6 +13,7 @@ std::span<const Command> commands() {
       {"size", "How full shared memory is, or how large it must be", declareSize, runSize},
       {"config", "The settings in force, and what is wrong with them", declareConfig, runConfig},
       {"reset", "Statistics back to zero", declareReset, runReset},
+      {"doctor", "What is wrong, what comes of it, and what to do", declareDoctor, runDoctor},
   };
   return kCommands;
 }

@@ -50,9 +50,13 @@ ExitCode runConfig(const Request& request, Output& output);
 void declareSize(CLI::App& options, Request& request);
 ExitCode runSize(const Request& request, Output& output);
 
-// The only one that writes into shared memory, with --yes.
+// Writes into shared memory, only with --yes.
 void declareReset(CLI::App& options, Request& request);
 ExitCode runReset(const Request& request, Output& output);
+
+// Writes only with --repair and --yes.
+void declareDoctor(CLI::App& options, Request& request);
+ExitCode runDoctor(const Request& request, Output& output);
 
 }  // namespace cli
 

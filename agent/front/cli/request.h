@@ -6,6 +6,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "agent/front/cli/since.h"
 #include "agent/model/chain.h"
@@ -53,6 +54,13 @@ struct RatesRequest {
   std::optional<unsigned> threads;  // that take messages of a flow
 };
 
+// Only of "doctor".
+struct DoctorRequest {
+  std::vector<std::string> only;  // keys or kinds of findings; none: all
+  std::string repair;             // a key or a kind to be mended
+  bool yes = false;               // really
+};
+
 // Each command declares the options that it takes; the others keep their defaults.
 struct Request {
   std::string directory;  // of the key files; empty: as the library is configured here
@@ -61,6 +69,7 @@ struct Request {
   EventsRequest events;
   SizeRequest size;
   bool really = false;    // of "reset": do it, instead of telling what would be done
+  DoctorRequest doctor;
   bool allLocks = false;  // of "locks": those too that are free
   RatesRequest rates;
 };

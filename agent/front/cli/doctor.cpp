@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fmt/format.h>
+
+#include <chrono>
+#include <map>
+
+#include "agent/act/plan.h"
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/look.h"
+#include "agent/front/cli/messages.h"
+#include "agent/front/cli/options.h"
+#include "agent/front/cli/terminal.h"
+#include "agent/model/findings.h"
+#include "agent/model/selection.h"
+#include "agent/render/findings_screen.h"
+#include "agent/render/words.h"
+#include "text/printable.h"
+
+namespace cli {
+namespace {
+
+using model::Findings;
+using Look = std::shared_ptr<const model::Snapshot>;
+
+constexpr std::chrono::seconds kApart(1);
+constexpr std::chrono::seconds kApartToRemove(2);
+
+// All that one run of the doctor saw. `before` is null when one look was enough.
+struct Examined {
+  Look before;
+  Look now;
+  model::Snapshot selected;
+  Findings findings;
+};
+
+// False when nobody takes the output any more.
+bool waitFor(std::chrono::milliseconds time, Output& output) {
+  const auto end = std::chrono::steady_clock::now() + time;
+  for (auto now = end - time; now < end; now = std::chrono::steady_clock::now()) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now);
+    if (!output.wait(static_cast<int>(left.count()))) return false;
+  }
+  return true;
+}
+
+void keepOnly(const std::vector<std::string>& wanted, Findings& findings) {
+  if (wanted.empty()) return;
+  std::erase_if(findings.found, [&wanted](const model::Finding& finding) {
+    return std::ranges::none_of(wanted,
+                                [&finding](const std::string& one) { return finding.is(one); });
+  });
+}
+
+Examined examine(const Request& request, Output& output) {
+  Examined seen;
+  seen.now = take(request, model::MachineFacts::read);
+  const bool repairs = !request.doctor.repair.empty();
+  if ((repairs || model::needsSecondLook(*seen.now)) &&
+      waitFor(repairs ? kApartToRemove : kApart, output)) {
+    seen.before = std::move(seen.now);
+    seen.now = take(request, model::MachineFacts::read);
+  }
+  seen.selected = model::select(*seen.now, request.selection);
+  seen.findings = model::select(model::findingsOf(seen.before.get(), *seen.now), seen.selected,
+                                request.selection);
+  keepOnly(request.doctor.only, seen.findings);
+  return seen;
+}
+
+ExitCode codeOf(const Examined& seen) {
+  const auto& found = seen.findings.found;
+  if (!found.empty()) {
+    return found.front().severity == model::Severity::critical ? kCritical : kWarnings;
+  }
+  if (seen.now->error != 0) return exitCodeOf(seen.now->error);
+  return seen.selected.brokers.empty() ? kNoBroker : kDone;
+}
+
+ExitCode show(const Examined& seen, const Request& request, Output& output) {
+  complain(render::problemOf(*seen.now, request.selection));
+  if (request.show.format == Format::json) {
+    output.write(render::written(render::findingsDocument(seen.findings, seen.selected)));
+  } else if (!seen.selected.brokers.empty() || !seen.findings.found.empty()) {
+    output.write(render::findingsScreen(seen.findings, seen.selected, styleOf(request.show),
+                                        !request.doctor.only.empty()));
+  }
+  return codeOf(seen);
+}
+
+std::string lineOf(const model::Finding& finding, const std::string& what) {
+  return fmt::format("{}\n  {}: {}.\n", text::printable(finding.key()),
+                     text::printable(finding.object), text::printable(what));
+}
+
+void tellPlan(const std::vector<model::Finding>& chosen, Output& output) {
+  for (const auto& finding : chosen) output.write(lineOf(finding, act::planOf(finding)));
+  output.write("Nothing was changed. To do it, run the same command with --yes.\n");
+}
+
+void mend(const std::vector<model::Finding>& chosen, const Examined& seen, Output& output) {
+  for (const auto& finding : chosen) {
+    const act::Result result = act::repair(finding, {*seen.before, *seen.now});
+    output.write(lineOf(finding, (result.done ? "done: " : "nothing was changed: ") + result.what));
+  }
+}
+
+ExitCode repair(const Request& request, Output& output) {
+  const Examined seen = examine(request, output);
+  if (!seen.before) return kFailed;
+  const auto chosen = act::mendable(seen.findings, request.doctor.repair);
+  if (chosen.empty()) {
+    complain("there is no " + request.doctor.repair +
+             " to repair now: zebmon doctor shows what there is");
+  } else if (!request.doctor.yes) {
+    tellPlan(chosen, output);
+  } else {
+    mend(chosen, seen, output);
+    Request afterwards = request;
+    afterwards.doctor.repair.clear();
+    return codeOf(examine(afterwards, output));
+  }
+  return codeOf(seen);
+}
+
+std::string requireMendable(const std::string& wanted) {
+  return act::isMendable(wanted) ? std::string()
+                                 : "there is no repair of \"" + wanted +
+                                       "\": there are lock.stuck and leftover.lock, "
+                                       "each also with :KEYFILE behind it";
+}
+
+std::string requireKind(const std::string& wanted) {
+  std::string known;
+  model::Finding finding;
+  for (const std::string& kind : model::findingKinds()) {
+    finding.id = kind;
+    if (finding.is(wanted.substr(0, wanted.find(':')))) return {};
+    known += (known.empty() ? "" : ", ") + kind;
+  }
+  return "there is no finding \"" + wanted + "\": there are " + known;
+}
+
+}  // namespace
+
+void declareDoctor(CLI::App& options, Request& request) {
+  static const std::map<std::string, Format> kFormats = {{"table", Format::table},
+                                                         {"json", Format::json}};
+  DoctorRequest& doctor = request.doctor;
+  addBroker(options, request);
+  options.add_option("--only", doctor.only, "Only these findings: lock, area.full, ...")
+      ->delimiter(',')
+      ->check(requireKind, "")
+      ->type_name("ID,...");
+  auto* const repair = options
+                           .add_option("--repair", doctor.repair,
+                                       "Mend lock.stuck or leftover.lock; with\n"
+                                       ":KEYFILE behind it only that one")
+                           ->check(requireMendable, "")
+                           ->type_name("ID");
+  options.add_flag("--yes", doctor.yes, "Do it; without it only the plan is shown")->needs(repair);
+  addChoice(options, "--format", request.show.format, kFormats, "For people, or for programs",
+            "table|json");
+  addStyle(options, request);
+  options.footer(
+      "Exit codes: 0 nothing is wrong, 1 warnings, 2 something is critical; else as of\n"
+      "all commands.");
+}
+
+ExitCode runDoctor(const Request& request, Output& output) {
+  if (!request.doctor.repair.empty()) return repair(request, output);
+  return show(examine(request, output), request, output);
+}
+
+}  // namespace cli

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/model/findings.h"
+
+#include <algorithm>
+#include <string_view>
+#include <tuple>
+
+#include "agent/model/findings/kinds.h"
+
+namespace model {
+namespace {
+
+auto place(const Finding& finding) {
+  return std::tuple(-static_cast<int>(finding.severity), std::string_view(finding.id),
+                    std::string_view(finding.of));
+}
+
+bool isAmong(const Finding& finding, const Snapshot& selected) {
+  return std::ranges::any_of(selected.brokers, [&finding](const auto& broker) {
+    return broker->segment.keyFile == finding.broker->segment.keyFile;
+  });
+}
+
+}  // namespace
+
+bool Finding::is(const std::string& wanted) const {
+  return wanted == key() || wanted == id ||
+         (id.size() > wanted.size() && id.starts_with(wanted) && id[wanted.size()] == '.');
+}
+
+const std::vector<std::string>& findingKinds() {
+  static const std::vector<std::string> kinds = {
+      "lock.stuck",         "lock.held-long",    "lock.unknown-holder", "process.stopped",
+      "process.dead",       "segment.abandoned", "area.full",           "area.nearly-full",
+      "leftover.lock",      "leftover.key-file", "keyfile.replaced",    "keyfile.duplicate",
+      "keyfile.owner",      "keyfile.link",      "broker.same-label",   "settings.trap",
+      "settings.restart",   "limits.near",       "lock.references",     "segment.damaged",
+      "segment.unfinished", "clock.set-back",    "reset.forced"};
+  return kinds;
+}
+
+Findings findingsOf(const Snapshot* before, const Snapshot& now) {
+  Findings findings;
+  if (!now.machine) {
+    findings.notChecked.push_back("locks, processes and limits: the look has none of their facts");
+  } else {
+    const findings::Looks looks(before, now);
+    findings.locks = now.machine->locks.locks.size();
+    findings::addLocks(looks, findings);
+    findings::addProcesses(looks, findings);
+    findings::addLeftovers(looks, findings);
+    findings::addKeyFiles(looks, findings);
+    findings::addSettings(looks, findings);
+    findings::addLimits(looks, findings);
+  }
+  findings::addAreas(now, findings);
+  std::ranges::stable_sort(findings.found, [](const Finding& one, const Finding& other) {
+    return place(one) < place(other);
+  });
+  return findings;
+}
+
+bool needsSecondLook(const Snapshot& snapshot) {
+  if (!snapshot.machine) return false;
+  const findings::Looks looks(nullptr, snapshot);
+  return std::ranges::any_of(snapshot.machine->locks.locks, [&looks](const reader::Lock& lock) {
+    return findings::isHeld(lock.semaphore) ||
+           (findings::hasObjects(lock) && findings::mayBeLeftOver(lock, looks));
+  });
+}
+
+Findings select(Findings findings, const Snapshot& selected, const Selection& selection) {
+  std::erase_if(findings.found, [&](const Finding& finding) {
+    return finding.broker ? !isAmong(finding, selected) : !selection.broker.empty();
+  });
+  return findings;
+}
+
+}  // namespace model

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+// What is wrong with the brokers of a machine, and what to do about it.
+#ifndef ZEB_AGENT_MODEL_FINDINGS_H
+#define ZEB_AGENT_MODEL_FINDINGS_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "agent/model/selection.h"
+#include "agent/model/snapshot.h"
+
+namespace model {
+
+enum class Severity {
+  warning,   // it will hurt later, or hurts little
+  critical,  // messages wait, or are not measured, now
+};
+
+// One thing that is wrong. Texts are sentences without their last full stop. They quote names as
+// they were stored, so whoever shows them makes them printable.
+struct Finding {
+  std::string id;  // of its kind: "lock.stuck"
+  std::string of;  // what makes it one of its kind, mostly a path; see key()
+  Severity severity = Severity::warning;
+  std::string object;    // what it is about: "lock of the statistics of orders/Fulfil/Reserve"
+  std::string evidence;  // what was seen
+  std::string effect;    // what comes of it: "messages of Fulfil stop at Reserve"
+  std::string remedy;    // what to do
+  std::string command;   // to be typed as it is, for a shell; empty when there is none
+
+  // Null for what is of no broker, or of none that is known.
+  std::shared_ptr<const SeenBroker> broker;
+
+  // "lock.stuck:/tmp/NAME.zebmutx": the same for the same thing at each look.
+  std::string key() const { return of.empty() ? id : id + ":" + of; }
+
+  // Whether `wanted` is its key or its kind; a kind's beginning up to a dot counts too: "lock".
+  bool is(const std::string& wanted) const;
+};
+
+struct Findings {
+  std::vector<Finding> found;  // worst first, then by kind and object
+
+  // What could not be looked at and why, a sentence each.
+  std::vector<std::string> notChecked;
+
+  std::size_t locks = 0;  // that were looked at
+};
+
+// The kinds that findingsOf() knows, in the order in which it looks for them.
+const std::vector<std::string>& findingKinds();
+
+// All that is wrong at the moment of `now`. `before` is a look of the same machine at least a
+// second earlier, or null: then what takes two looks is not said. Both need their machine's facts.
+Findings findingsOf(const Snapshot* before, const Snapshot& now);
+
+// Whether a second look may tell more than this one does.
+bool needsSecondLook(const Snapshot& snapshot);
+
+// Those of the selected brokers. Without a broker's name, those of the machine too.
+Findings select(Findings findings, const Snapshot& selected, const Selection& selection);
+
+}  // namespace model
+
+#endif  // ZEB_AGENT_MODEL_FINDINGS_H

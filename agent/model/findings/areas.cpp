@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a segment's own bytes tell: areas that are full, places that are damaged, clocks and counts.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "agent/model/findings/kinds.h"
+#include "format/layout.h"
+#include "format/names.h"
+#include "format/sizes.h"
+
+namespace model::findings {
+namespace {
+
+using Broker = std::shared_ptr<const SeenBroker>;
+
+constexpr std::int64_t kForcedReset = 2147483647;
+constexpr double kWeek = 7.0 * 24 * 3600;
+constexpr std::uint32_t kSmallestNode = 230;  // bytes of a node and its statistics without a label
+constexpr std::int64_t kClockSlack = 5;       // seconds
+
+Finding of(const Broker& broker, const char* id, std::string object) {
+  Finding finding;
+  finding.id = id;
+  finding.of = broker->segment.keyFile;
+  finding.object = std::move(object);
+  finding.broker = broker;
+  return finding;
+}
+
+std::uint32_t left(const reader::Area& area) {
+  return area.size - std::min(area.size, area.last);
+}
+
+bool isNearlyFull(const reader::Area& area) {
+  return left(area) <= area.size / 10;
+}
+
+bool isOrphan(const reader::Damage& damage) {
+  return damage.area == reader::kStatistics && damage.reason.ends_with("has no parent");
+}
+
+// Records whose parent didn't fit: they are no damage.
+std::size_t orphansOf(const SeenBroker& broker) {
+  return static_cast<std::size_t>(std::ranges::count_if(broker.damage.list(), isOrphan));
+}
+
+std::size_t withoutStatistics(const SeenBroker& broker) {
+  std::size_t nodes = 0;
+  if (!broker.tree) return nodes;
+  for (const auto& group : broker.tree->executionGroups) {
+    for (const auto& flow : group.messageFlows) {
+      nodes += static_cast<std::size_t>(std::ranges::count_if(
+          flow.nodes, [](const auto& node) { return !node.deleted && !node.statistics; }));
+    }
+  }
+  return nodes;
+}
+
+std::string sizeLine(const reader::Area& area) {
+  const std::uint64_t size = std::min<std::uint64_t>(std::uint64_t{2} * area.size, 1431655754);
+  return fmt::format("{}={}", layout::kMemorySizeKey, size);
+}
+
+void addFill(const Broker& broker, const reader::Area& area, Findings& findings) {
+  const std::size_t lost = orphansOf(*broker);
+  const bool full = left(area) < kSmallestNode || lost > 0;
+  Finding finding =
+      of(broker, full ? "area.full" : "area.nearly-full", "statistics area of " + nameOf(*broker));
+  finding.evidence = fmt::format("{} of {} bytes are used", area.last, area.size);
+  if (lost > 0) {
+    finding.evidence +=
+        fmt::format("; {} without a parent", counted(lost, "record is there", "records are there"));
+  }
+  if (const std::size_t nodes = full ? withoutStatistics(*broker) : 0; nodes > 0) {
+    finding.evidence +=
+        fmt::format("; {} without statistics", counted(nodes, "node is", "nodes are"));
+    finding.severity = Severity::critical;
+  }
+  if (lost > 0) finding.severity = Severity::critical;
+  finding.effect = full ? "nodes that are deployed now are not measured"
+                        : fmt::format("room for at most {} more, then none is measured",
+                                      counted(left(area) / kSmallestNode, "node", "nodes"));
+  finding.remedy =
+      "write this line into zebpnode.cfg, stop all groups of the broker and start them again";
+  finding.command = sizeLine(area);
+  findings.found.push_back(std::move(finding));
+}
+
+void addDamage(const Broker& broker, bool full, Findings& findings) {
+  const auto& places = broker->damage.list();
+  const std::size_t count = places.size() - (full ? orphansOf(*broker) : 0);
+  if (count == 0) return;
+  const auto first = std::ranges::find_if(
+      places, [full](const reader::Damage& place) { return !full || !isOrphan(place); });
+  Finding finding = of(broker, "segment.damaged", "shared memory of " + nameOf(*broker));
+  finding.evidence =
+      fmt::format("{} can't be read, the first in {} at offset {}: {}",
+                  counted(count, "place", "places"), first->area, first->offset, first->reason);
+  finding.effect = "what is stored there is not shown";
+  finding.remedy = "stop all groups of the broker, which removes the memory, and start them again";
+  findings.found.push_back(std::move(finding));
+}
+
+void addClock(const Broker& broker, const Snapshot& now, Findings& findings) {
+  std::int64_t newest = broker->segment.copy.lastUpdate.seconds;
+  for (const auto& area : broker->segment.copy.areas) {
+    newest = std::max<std::int64_t>(newest, area.lastUpdate.seconds);
+  }
+  const std::int64_t ahead = newest - secondsOf(now);
+  if (ahead <= kClockSlack) return;
+  Finding finding = of(broker, "clock.set-back", "clock of this machine");
+  finding.evidence = fmt::format("{} was written {} s in the future", nameOf(*broker), ahead);
+  finding.effect = "times since then are too small, and so are elapsed and queued times";
+  finding.remedy = "let the clock be set in small steps alone, and see who set it";
+  finding.command = "timedatectl";
+  findings.found.push_back(std::move(finding));
+}
+
+// Seconds until the count forces a reset, at the mean rate since the first message.
+std::optional<double> untilReset(const reader::Statistics& statistics, std::int64_t now) {
+  if (!statistics.messageCount || !statistics.firstCollection) return std::nullopt;
+  const std::int64_t count = *statistics.messageCount;
+  const std::int64_t since = *statistics.firstCollection;
+  if (count <= 0 || since < 0 || since >= now) return std::nullopt;
+  const double left = static_cast<double>(std::max<std::int64_t>(kForcedReset - count, 0));
+  return left * (static_cast<double>(now - since) / static_cast<double>(count));
+}
+
+void addReset(const Broker& broker, const Snapshot& now, Findings& findings) {
+  std::optional<double> soonest;
+  std::string name;
+  for (const auto& group : broker->tree->executionGroups) {
+    for (const auto& flow : group.messageFlows) {
+      for (const auto& node : flow.nodes) {
+        const auto left =
+            node.statistics ? untilReset(*node.statistics, secondsOf(now)) : std::nullopt;
+        if (!left || *left > kWeek || (soonest && *soonest <= *left)) continue;
+        soonest = left;
+        name = group.label + "/" + flow.label + "/" + node.label;
+      }
+    }
+  }
+  if (!soonest) return;
+  Finding finding = of(broker, "reset.forced", name);
+  finding.evidence = fmt::format("at its mean rate its count reaches {} in {:.1f} days",
+                                 kForcedReset, *soonest / (24 * 3600));
+  finding.effect = "then the library sets all statistics of the broker back to zero";
+  finding.remedy = "save the figures before, or choose the moment yourself by a deployment";
+  finding.command = "zebmon stats --format json";
+  findings.found.push_back(std::move(finding));
+}
+
+void addUnfinished(const Broker& broker, Findings& findings) {
+  Finding finding = of(broker, "segment.unfinished", "shared memory of " + nameOf(*broker));
+  finding.evidence = "it has no header";
+  finding.effect = "nothing is measured";
+  finding.remedy = fmt::format(
+      "look again: the broker may be starting. If it stays so, stop it and remove the memory with "
+      "ipcrm -m {}",
+      broker->segment.id);
+  findings.found.push_back(std::move(finding));
+}
+
+void look(const Broker& broker, const Snapshot& now, Findings& findings) {
+  using reader::State;
+  const State state = broker->segment.state;
+  if (state == State::noPermission || state == State::failed) {
+    findings.notChecked.push_back(nameOf(*broker) +
+                                  ": its shared memory can't be read by this user");
+  }
+  if (state == State::notInitialised) addUnfinished(broker, findings);
+  if (broker->segment.size == 0 || state == State::notInitialised) return;
+  const reader::Area* const area = broker->segment.copy.find(reader::kStatistics);
+  const bool full = area != nullptr && isNearlyFull(*area);
+  if (full) addFill(broker, *area, findings);
+  addDamage(broker, full, findings);
+  addClock(broker, now, findings);
+  if (broker->tree) addReset(broker, now, findings);
+}
+
+}  // namespace
+
+void addAreas(const Snapshot& now, Findings& findings) {
+  for (const Broker& broker : now.brokers) look(broker, now, findings);
+}
+
+}  // namespace model::findings

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: Apache-2.0
+// Key files that lead to the wrong objects, or may do so.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "agent/model/findings/kinds.h"
+#include "format/names.h"
+
+namespace model::findings {
+namespace {
+
+using Broker = std::shared_ptr<const SeenBroker>;
+
+constexpr std::uint32_t kDeviceBits = 0xFFFF0000;  // of a key, with its project
+
+std::string listed(const std::set<std::int32_t>& processes) {
+  std::string list;
+  for (const std::int32_t id : processes) list += (list.empty() ? "" : ", ") + std::to_string(id);
+  return processes.empty() ? "none" : list;
+}
+
+bool isKnown(std::uint32_t key, const Looks& looks) {
+  return std::ranges::any_of(looks.now.brokers,
+                             [key](const Broker& broker) { return broker->segment.key == key; });
+}
+
+// Keys made in the directory of the key files have the same device in them.
+bool isFromHere(std::uint32_t key, const Looks& looks) {
+  const auto alike = [key](const reader::KeyFile& file) {
+    return file.error == 0 && ((file.key() ^ key) & kDeviceBits) == 0;
+  };
+  return std::ranges::any_of(looks.machine.keyFiles, alike) ||
+         std::ranges::any_of(looks.machine.locks.locks,
+                             [&alike](const reader::Lock& lock) { return alike(lock.file); });
+}
+
+// Processes by the segment that they have attached: those with a key file, and those without.
+struct Sides {
+  std::set<std::int32_t> known;
+  std::map<std::uint64_t, std::set<std::int32_t>> lost;  // by the segment's id
+};
+
+Sides sidesOf(const Looks& looks) {
+  Sides sides;
+  for (const auto& [id, process] : looks.machine.processes) {
+    if (!process.segments) continue;
+    for (const reader::MappedSegment& segment : *process.segments) {
+      if (isKnown(segment.key, looks)) {
+        sides.known.insert(id);
+      } else if (isFromHere(segment.key, looks)) {
+        sides.lost[segment.id].insert(id);
+      }
+    }
+  }
+  return sides;
+}
+
+void addReplaced(const Looks& looks, Findings& findings) {
+  const Sides sides = sidesOf(looks);
+  for (const auto& [segment, processes] : sides.lost) {
+    Finding finding;
+    finding.id = "keyfile.replaced";
+    finding.of = std::to_string(segment);
+    finding.severity = Severity::critical;
+    finding.object = fmt::format("shared memory {}, whose key file is gone", segment);
+    finding.evidence = fmt::format(
+        "processes {} use it, and no key file in {} leads to it; processes with a key file: {}",
+        listed(processes), looks.now.directory, listed(sides.known));
+    finding.effect =
+        "their figures are not seen, and they and newer processes don't lock each other out";
+    finding.remedy =
+        "restart all groups of the broker, and tell the cleaner of temporary files to leave key "
+        "files alone";
+    finding.command =
+        fmt::format("printf 'x %s\\n' {0}'*.zebcshme' {0}'*.zebmutx' > /etc/tmpfiles.d/zeb.conf",
+                    quoted(looks.now.directory));
+    findings.found.push_back(std::move(finding));
+  }
+}
+
+void addSameKey(const Looks& looks, Findings& findings) {
+  std::map<std::uint32_t, Broker> first;
+  for (const Broker& broker : looks.now.brokers) {
+    if (broker->segment.key == 0) continue;
+    const auto [place, isNew] = first.try_emplace(broker->segment.key, broker);
+    if (isNew) continue;
+    Finding finding;
+    finding.id = "keyfile.duplicate";
+    finding.of = broker->segment.keyFile;
+    finding.severity = Severity::critical;
+    finding.object = "key files of one segment";
+    finding.evidence = fmt::format("{} and {} make the same key", place->second->segment.keyFile,
+                                   broker->segment.keyFile);
+    finding.effect = "two brokers would share one memory, and figures would count twice";
+    finding.remedy = "stop both, remove the file that is not the broker's, and start again";
+    finding.broker = broker;
+    findings.found.push_back(std::move(finding));
+  }
+}
+
+void addSameLabel(const Looks& looks, Findings& findings) {
+  std::map<std::string, Broker> first;
+  for (const Broker& broker : looks.now.brokers) {
+    if (broker->label().empty()) continue;
+    const auto [place, isNew] = first.try_emplace(broker->label(), broker);
+    if (isNew) continue;
+    Finding finding;
+    finding.id = "broker.same-label";
+    finding.of = broker->segment.keyFile;
+    finding.object = nameOf(*broker);
+    finding.evidence = fmt::format("{} and {} are of brokers with this label",
+                                   place->second->segment.keyFile, broker->segment.keyFile);
+    finding.effect = "--broker with the label means both";
+    finding.remedy = "name the one that is meant by its uuid";
+    finding.command = "zebmon brokers --broker " + quoted(broker->uuid());
+    finding.broker = broker;
+    findings.found.push_back(std::move(finding));
+  }
+}
+
+void addLink(const reader::KeyFile& file, const Broker& broker, Findings& findings) {
+  if (!file.link) return;
+  Finding finding;
+  finding.id = "keyfile.link";
+  finding.of = file.path;
+  finding.object = "key file " + file.path;
+  finding.evidence = "it is a symbolic link";
+  finding.effect = "whoever made the link decides which objects are used";
+  finding.remedy = "find out who made it; stop the broker, remove the link and start again";
+  finding.command = "ls -l " + quoted(file.path);
+  finding.broker = broker;
+  findings.found.push_back(std::move(finding));
+}
+
+void addOwner(const reader::Lock& lock, const Broker& broker, Findings& findings) {
+  if (lock.file.error != 0 || lock.semaphore.presence != reader::Presence::there ||
+      lock.semaphore.owner == lock.file.owner) {
+    return;
+  }
+  Finding finding;
+  finding.id = "keyfile.owner";
+  finding.of = lock.file.path;
+  finding.object = "key file " + lock.file.path;
+  finding.evidence = fmt::format("it belongs to user {}, and its semaphore to user {}",
+                                 lock.file.owner, lock.semaphore.owner);
+  finding.effect = "in a sticky directory only the owner can remove it, so a stop leaves it behind";
+  finding.remedy = "run all groups of the broker as one user; stop it and clear what is left";
+  finding.command = "ls -l " + quoted(lock.file.path);
+  finding.broker = broker;
+  findings.found.push_back(std::move(finding));
+}
+
+}  // namespace
+
+void addKeyFiles(const Looks& looks, Findings& findings) {
+  addReplaced(looks, findings);
+  addSameKey(looks, findings);
+  addSameLabel(looks, findings);
+  for (std::size_t i = 0; i < looks.machine.keyFiles.size() && i < looks.now.brokers.size(); ++i) {
+    addLink(looks.machine.keyFiles[i], looks.now.brokers[i], findings);
+  }
+  for (const reader::Lock& lock : looks.machine.locks.locks) {
+    const Broker broker = looks.guards.of(lock.name).broker;
+    addLink(lock.file, broker, findings);
+    addOwner(lock, broker, findings);
+  }
+}
+
+}  // namespace model::findings

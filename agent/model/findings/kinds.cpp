@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/model/findings/kinds.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace model::findings {
+namespace {
+
+using reader::Presence;
+
+Sighting sightingOf(const reader::Lock& lock, const Machine& machine) {
+  Sighting sighting{.semaphore = lock.semaphore, .process = {}, .clocks = machine.clocks};
+  if (const auto* process = machine.find(lock.semaphore.lastProcess)) sighting.process = *process;
+  sighting.process.id = lock.semaphore.lastProcess;
+  return sighting;
+}
+
+}  // namespace
+
+Looks::Looks(const Snapshot* before, const Snapshot& snapshot)
+    : now(snapshot),
+      machine(*snapshot.machine),
+      guards(snapshot),
+      snapshotBefore_(before),
+      before_(before != nullptr ? before->machine.get() : nullptr) {}
+
+const reader::Lock* Looks::before(const reader::Lock& lock) const {
+  if (before_ == nullptr) return nullptr;
+  const auto& locks = before_->locks.locks;
+  const auto found = std::ranges::lower_bound(locks, lock.name, {}, &reader::Lock::name);
+  return found == locks.end() || found->name != lock.name ? nullptr : &*found;
+}
+
+const SeenBroker* Looks::before(const SeenBroker& broker) const {
+  if (snapshotBefore_ == nullptr) return nullptr;
+  for (const auto& earlier : snapshotBefore_->brokers) {
+    if (earlier->segment.keyFile == broker.segment.keyFile) return earlier.get();
+  }
+  return nullptr;
+}
+
+Verdict Looks::lastUserOf(const reader::Lock& lock) const {
+  const Sighting sighting = sightingOf(lock, machine);
+  const auto segment = segmentOf(guards.of(lock.name));
+  const reader::Lock* const earlier = before(lock);
+  if (earlier == nullptr) return lastUser(nullptr, sighting, segment);
+  const Sighting first = sightingOf(*earlier, *before_);
+  return lastUser(&first, sighting, segment);
+}
+
+Verdict Looks::fateOf(std::int32_t process) const {
+  const reader::Process* const found = machine.find(process);
+  return found == nullptr ? Verdict{} : model::fateOf(*found);
+}
+
+bool isHeld(const reader::Semaphore& semaphore) {
+  return semaphore.presence == Presence::there && semaphore.value == 0;
+}
+
+bool hasObjects(const reader::Lock& lock) {
+  return lock.semaphore.presence == Presence::there || lock.queue.presence == Presence::there;
+}
+
+std::optional<reader::MappedSegment> segmentOf(const Guarded& guarded) {
+  if (!guarded.broker || guarded.broker->segment.key == 0) return std::nullopt;
+  const reader::Segment& segment = guarded.broker->segment;
+  return reader::MappedSegment{.key = segment.key, .id = static_cast<std::uint64_t>(segment.id)};
+}
+
+std::string age(reader::KernelTime then, const reader::Clocks& now) {
+  const std::int64_t wall = now.wall.count() / 1000;
+  std::int64_t seconds = 0;
+  if (then < 0 || __builtin_sub_overflow(wall, then, &seconds) || seconds < 0) seconds = 0;
+  if (seconds < 120) return fmt::format("{} s", seconds);
+  if (seconds < 120 * 60) return fmt::format("{} min", seconds / 60);
+  if (seconds < 48 * 3600) return fmt::format("{} h", seconds / 3600);
+  return fmt::format("{} days", seconds / (24 * 3600));
+}
+
+std::string counted(std::uint64_t number, std::string_view one, std::string_view many) {
+  return fmt::format("{} {}", number, number == 1 ? one : many);
+}
+
+std::string nameOf(const SeenBroker& broker) {
+  const std::string label = broker.label();
+  return label.empty() ? "broker with uuid " + broker.uuid() : "broker " + label;
+}
+
+std::string nameOf(const Guarded& guarded) {
+  using What = Guarded::What;
+  const std::string broker = guarded.broker ? nameOf(*guarded.broker) : "an unknown broker";
+  switch (guarded.what) {
+    case What::statistics:
+      return guarded.node.empty() && !guarded.broker
+                 ? "a statistics record of no known node"
+                 : fmt::format("the statistics of {}/{}/{}", guarded.group, guarded.flow,
+                               guarded.node);
+    case What::segment:
+      return "the segment of " + broker;
+    case What::statisticsArea:
+      return "the statistics area of " + broker;
+    case What::templatesArea:
+      return "the event templates of " + broker;
+    case What::eventsArea:
+      return "the events area of " + broker;
+    case What::attachTable:
+      return fmt::format("the segments that process {} uses", guarded.process);
+    case What::unknown:
+      break;
+  }
+  return "something unknown";
+}
+
+std::string quoted(const std::string& word) {
+  constexpr char kPlain[] =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./:-+,@%";
+  if (!word.empty() && word.find_first_not_of(kPlain) == word.npos) return word;
+  std::string result = "'";
+  for (const char c : word) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return result + "'";
+}
+
+}  // namespace model::findings

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the functions that look for one kind of finding share. For agent/model/findings* alone.
+#ifndef ZEB_AGENT_MODEL_FINDINGS_KINDS_H
+#define ZEB_AGENT_MODEL_FINDINGS_KINDS_H
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "agent/model/findings.h"
+#include "agent/model/guarded.h"
+#include "agent/model/liveness.h"
+
+namespace model::findings {
+
+// One look, or two of the same machine. It refers to the snapshots, which must live longer.
+class Looks {
+ public:
+  // `now` has its machine's facts; `before` may be null, or lack them.
+  Looks(const Snapshot* before, const Snapshot& now);
+
+  const Snapshot& now;
+  const Machine& machine;  // that of now
+  const Guards guards;
+
+  bool two() const { return before_ != nullptr; }
+
+  // The machine at the look before; null when there is none.
+  const Machine* machineBefore() const { return before_; }
+
+  // The same lock at the look before, by its key file; null when it was not there.
+  const reader::Lock* before(const reader::Lock& lock) const;
+
+  // The same broker at the look before, by its key file; null when it was not there.
+  const SeenBroker* before(const SeenBroker& broker) const;
+
+  // What became of the process that used a lock last, and of any process by its number.
+  Verdict lastUserOf(const reader::Lock& lock) const;
+  Verdict fateOf(std::int32_t process) const;
+
+ private:
+  const Snapshot* snapshotBefore_;
+  const Machine* before_;
+};
+
+// Each adds what it finds, in no certain order, and what it could not look at.
+void addLocks(const Looks& looks, Findings& findings);
+void addProcesses(const Looks& looks, Findings& findings);
+void addLeftovers(const Looks& looks, Findings& findings);
+void addKeyFiles(const Looks& looks, Findings& findings);
+void addSettings(const Looks& looks, Findings& findings);
+void addLimits(const Looks& looks, Findings& findings);
+void addAreas(const Snapshot& now, Findings& findings);
+
+// Somebody has it, or is just making it.
+bool isHeld(const reader::Semaphore& semaphore);
+
+// There is a semaphore or a queue behind the key file.
+bool hasObjects(const reader::Lock& lock);
+
+// Whether its last users may all be gone, which a second look tells for sure.
+bool mayBeLeftOver(const reader::Lock& lock, const Looks& looks);
+
+// The segment of a lock's broker, when that is known.
+std::optional<reader::MappedSegment> segmentOf(const Guarded& guarded);
+
+// How long ago, by the wall clock: "4 min". Never below "0 s", whatever the clocks say.
+std::string age(reader::KernelTime then, const reader::Clocks& now);
+
+// "1 process", "3 processes".
+std::string counted(std::uint64_t number, std::string_view one, std::string_view many);
+
+// "broker BRK1", or its uuid while the label is not known.
+std::string nameOf(const SeenBroker& broker);
+
+// "the statistics of orders/Fulfil/Reserve", "the events area of BRK1".
+std::string nameOf(const Guarded& guarded);
+
+// A word for a shell: in single quotes, unless it needs none.
+std::string quoted(const std::string& word);
+
+}  // namespace model::findings
+
+#endif  // ZEB_AGENT_MODEL_FINDINGS_KINDS_H

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+// Processes that do nothing any more.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "agent/model/findings/kinds.h"
+
+namespace model::findings {
+namespace {
+
+using Broker = std::shared_ptr<const SeenBroker>;
+
+Finding of(const Broker& broker, const reader::ExecutionGroup& group) {
+  Finding finding;
+  finding.of = std::to_string(group.processId);
+  finding.object = fmt::format("execution group {} of {}", group.label, nameOf(*broker));
+  finding.broker = broker;
+  return finding;
+}
+
+void addStopped(const Broker& broker, const reader::ExecutionGroup& group, Findings& findings) {
+  Finding finding = of(broker, group);
+  finding.id = "process.stopped";
+  finding.severity = Severity::critical;
+  finding.evidence =
+      fmt::format("process {} was stopped by a signal or a debugger", group.processId);
+  finding.effect = "none of its flows goes on, and a lock that it holds stays held";
+  finding.remedy = "let it go on";
+  finding.command = fmt::format("kill -CONT {}", group.processId);
+  findings.found.push_back(std::move(finding));
+}
+
+void addDead(const Broker& broker, const reader::ExecutionGroup& group, const std::string& evidence,
+             Findings& findings) {
+  Finding finding = of(broker, group);
+  finding.id = "process.dead";
+  finding.evidence = evidence;
+  finding.effect = "its figures are from before; its nodes measure nothing";
+  finding.remedy = "start the group, if it is not meant to be stopped";
+  findings.found.push_back(std::move(finding));
+}
+
+bool uses(const reader::Process& process, const reader::Segment& segment) {
+  return std::ranges::any_of(*process.segments, [&segment](const reader::MappedSegment& mapped) {
+    return mapped == reader::MappedSegment{segment.key, static_cast<std::uint64_t>(segment.id)};
+  });
+}
+
+void look(const Broker& broker, const reader::ExecutionGroup& group, const Looks& looks,
+          Findings& findings, std::size_t& hidden) {
+  const reader::Process* const process = looks.machine.find(group.processId);
+  if (process == nullptr || group.deleted) return;
+  const Verdict verdict = fateOf(*process);
+  if (verdict.fate == Fate::dead) {
+    addDead(broker, group, fmt::format("process {} is gone", group.processId), findings);
+  } else if (process->segments && !uses(*process, broker->segment)) {
+    addDead(broker, group,
+            fmt::format("process {} is another one: it doesn't use the broker's segment",
+                        group.processId),
+            findings);
+  } else if (process->stopped.value_or(false)) {
+    addStopped(broker, group, findings);
+  }
+  hidden += !process->segments && verdict.fate == Fate::alive;
+}
+
+void addAbandoned(const Broker& broker, Findings& findings) {
+  Finding finding;
+  finding.id = "segment.abandoned";
+  finding.of = broker->segment.keyFile;
+  finding.object = "shared memory of " + nameOf(*broker);
+  finding.evidence = "no process uses it";
+  finding.effect = "nothing is measured; the figures are from before";
+  finding.remedy = fmt::format(
+      "start the broker, which takes it up again; if it is gone for good, remove it with ipcrm -m "
+      "{}",
+      broker->segment.id);
+  finding.broker = broker;
+  findings.found.push_back(std::move(finding));
+}
+
+}  // namespace
+
+void addProcesses(const Looks& looks, Findings& findings) {
+  std::size_t hidden = 0;
+  for (const Broker& broker : looks.now.brokers) {
+    if (broker->segment.size == 0) continue;
+    if (broker->segment.attached == 0) {
+      addAbandoned(broker, findings);
+    } else if (broker->tree) {
+      for (const auto& group : broker->tree->executionGroups) {
+        look(broker, group, looks, findings, hidden);
+      }
+    }
+  }
+  if (hidden > 0) {
+    findings.notChecked.push_back(counted(hidden, "process", "processes") +
+                                  ": what they use is hidden from this user; run this as theirs");
+  }
+}
+
+}  // namespace model::findings

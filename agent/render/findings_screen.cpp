@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/render/findings_screen.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "agent/render/words.h"
+#include "text/printable.h"
+
+namespace render {
+namespace {
+
+using model::Finding;
+using model::Findings;
+using model::Severity;
+
+constexpr std::size_t kNarrow = 80;
+constexpr std::size_t kFirst = 3;
+constexpr std::size_t kMany = 5;
+constexpr char kYellow[] = "\x1B[33m";
+constexpr char kRed[] = "\x1B[31m";
+constexpr char kPlain[] = "\x1B[0m";
+
+// `label`, then the words of a text, whose lines are no wider than `width` where words allow it.
+std::string wrapped(const std::string& label, const std::string& text, std::size_t width) {
+  const std::string indent(label.size(), ' ');
+  std::string result;
+  std::string line = label;
+  std::size_t columns = label.size();
+  bool begins = true;
+  std::istringstream words(text::printable(text));
+  for (std::string word; words >> word;) {
+    const std::size_t wide = text::columns(word);
+    if (!begins && columns + 1 + wide > width) {
+      result += line + "\n";
+      line = indent;
+      columns = indent.size();
+      begins = true;
+    }
+    line += begins ? word : " " + word;
+    columns += wide + (begins ? 0 : 1);
+    begins = false;
+  }
+  return result + line + "\n";
+}
+
+std::string title(const Finding& finding, const TableStyle& style) {
+  const bool critical = finding.severity == Severity::critical;
+  const std::string word = critical ? "CRITICAL" : "WARNING ";
+  const std::string shown = style.colors ? (critical ? kRed : kYellow) + word + kPlain : word;
+  return shown + "  " + text::printable(finding.id) + "\n";
+}
+
+std::string block(const Finding& finding, const TableStyle& style) {
+  const std::size_t width = std::max<std::size_t>(style.width.value_or(kNarrow), 40);
+  std::string text = title(finding, style);
+  text += wrapped("  what    ", finding.object, width);
+  text += wrapped("  seen    ", finding.evidence, width);
+  text += wrapped("  effect  ", finding.effect, width);
+  text += wrapped("  do      ", finding.remedy + (finding.command.empty() ? "." : ":"), width);
+  if (!finding.command.empty()) text += "    " + text::printable(finding.command) + "\n";
+  return text + "\n";
+}
+
+std::size_t countOfKind(const Findings& findings, const std::string& id) {
+  return static_cast<std::size_t>(std::ranges::count(findings.found, id, &Finding::id));
+}
+
+std::size_t numberOf(const Findings& findings, Severity severity) {
+  return static_cast<std::size_t>(std::ranges::count(findings.found, severity, &Finding::severity));
+}
+
+std::string plural(std::size_t number, const char* one, const char* many) {
+  return fmt::format("{} {}", number, number == 1 ? one : many);
+}
+
+std::string blocks(const Findings& findings, const TableStyle& style, bool all) {
+  std::string text;
+  std::size_t shown = 0;
+  const std::string* kind = nullptr;
+  for (const Finding& finding : findings.found) {
+    shown = kind != nullptr && *kind == finding.id ? shown + 1 : 1;
+    kind = &finding.id;
+    const std::size_t count = all ? 0 : countOfKind(findings, finding.id);
+    if (count <= kMany || shown <= kFirst) text += block(finding, style);
+    if (count > kMany && shown == kFirst + 1) {
+      text += fmt::format("  and {} more of these: zebmon doctor --only {}\n\n", count - kFirst,
+                          finding.id);
+    }
+  }
+  return text;
+}
+
+std::string summary(const Findings& findings, const model::Snapshot& selected) {
+  const std::string looked =
+      fmt::format("{} and {}", plural(selected.brokers.size(), "broker", "brokers"),
+                  plural(findings.locks, "lock", "locks"));
+  if (!findings.found.empty()) return fmt::format("{} in {}.\n", countOf(findings), looked);
+  return fmt::format("Nothing is wrong in {}, processes, settings and limits.\n", looked);
+}
+
+}  // namespace
+
+const char* severityName(Severity severity) {
+  return severity == Severity::critical ? "critical" : "warning";
+}
+
+std::string countOf(const Findings& findings) {
+  return fmt::format("{} critical, {}", numberOf(findings, Severity::critical),
+                     plural(numberOf(findings, Severity::warning), "warning", "warnings"));
+}
+
+std::string findingsScreen(const Findings& findings, const model::Snapshot& selected,
+                           const TableStyle& style, bool all) {
+  std::string text = blocks(findings, style, all);
+  const std::size_t width = style.width.value_or(kNarrow);
+  for (const std::string& sentence : findings.notChecked) {
+    text += wrapped("Not checked: ", sentence + ".", width);
+  }
+  return text + summary(findings, selected);
+}
+
+Json findingsDocument(const Findings& findings, const model::Snapshot& selected) {
+  Json document = headOf("zebmon.doctor", 1, selected);
+  document["critical"] = numberOf(findings, Severity::critical);
+  document["warnings"] = numberOf(findings, Severity::warning);
+  document["brokers"] = selected.brokers.size();
+  document["locks"] = findings.locks;
+  Json& list = document["findings"] = Json::array();
+  for (const Finding& finding : findings.found) {
+    list.push_back({{"id", finding.id},
+                    {"key", finding.key()},
+                    {"severity", severityName(finding.severity)},
+                    {"broker", finding.broker ? Json(nameOf(*finding.broker)) : Json(nullptr)},
+                    {"object", finding.object},
+                    {"evidence", finding.evidence},
+                    {"effect", finding.effect},
+                    {"remedy", finding.remedy},
+                    {"command", finding.command.empty() ? Json(nullptr) : Json(finding.command)}});
+  }
+  document["notChecked"] = findings.notChecked;
+  return document;
+}
+
+}  // namespace render

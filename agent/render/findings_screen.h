@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the doctor says, for people and for programs.
+#ifndef ZEB_AGENT_RENDER_FINDINGS_SCREEN_H
+#define ZEB_AGENT_RENDER_FINDINGS_SCREEN_H
+
+#include <string>
+
+#include "agent/model/findings.h"
+#include "agent/render/json.h"
+#include "agent/render/sheet.h"
+
+namespace render {
+
+// A block a finding, worst first, then what was not checked, then one line that sums it up; that
+// line alone when nothing is wrong. Lines are as wide as the style says, else 80 columns; commands
+// stay on one line, to be copied. Of a kind with many findings only the first are shown, unless
+// `all` is set; how many more there are is said.
+std::string findingsScreen(const model::Findings& findings, const model::Snapshot& selected,
+                           const TableStyle& style, bool all);
+
+Json findingsDocument(const model::Findings& findings, const model::Snapshot& selected);
+
+// "1 critical, 2 warnings".
+std::string countOf(const model::Findings& findings);
+
+// "critical" or "warning".
+const char* severityName(model::Severity severity);
+
+}  // namespace render
+
+#endif  // ZEB_AGENT_RENDER_FINDINGS_SCREEN_H

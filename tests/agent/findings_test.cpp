@@ -1,0 +1,400 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the doctor finds in made facts, and what it doesn't say.
+#include "agent/model/findings.h"
+
+#include <gtest/gtest.h>
+
+#include "agent/render/findings_screen.h"
+#include "format/layout.h"
+#include "text/printable.h"
+
+namespace {
+
+using model::Finding;
+using model::Findings;
+using model::Severity;
+using reader::Presence;
+
+constexpr std::int64_t kNow = 1'800'000'000;  // wall time of the later look
+constexpr char kFile[] = "/tmp/1-2-3.zebcshme";
+constexpr std::int32_t kHolder = 42;
+
+// One machine with one broker BRK1, whose group "orders" is process 42, and one lock of the events
+// area. All is well with it.
+struct Made {
+  model::SeenBroker broker;
+  model::Machine machine;
+
+  Made() {
+    broker.segment.state = reader::State::ok;
+    broker.segment.keyFile = kFile;
+    broker.segment.uuid = "1-2-3";
+    broker.segment.key = 0x01010203;
+    broker.segment.id = 7;
+    broker.segment.size = 100'000;
+    broker.segment.attached = 1;
+    reader::Area area;
+    area.name = reader::kStatistics;
+    area.size = 32768;
+    area.next = area.last = 1000;
+    broker.segment.copy.areas.push_back(area);
+    broker.tree.emplace();
+    broker.tree->label = "BRK1";
+    reader::ExecutionGroup group;
+    group.label = "orders";
+    group.processId = kHolder;
+    broker.tree->executionGroups.push_back(group);
+    machine.clocks = {std::chrono::seconds(kNow), std::chrono::seconds(5000), kNow - 5000, 100};
+    reader::Process& process = machine.processes[kHolder];
+    process.id = kHolder;
+    process.exists = true;
+    process.ended = process.stopped = false;
+    process.startTicks = 1000;
+    process.segments = {{0x01010203, 7}};
+    machine.locks.locks.push_back(lock("1-2-3.zebcedar"));
+    for (auto* most : {&machine.limits.segments, &machine.limits.memoryPages,
+                       &machine.limits.queues, &machine.limits.semaphoreSets}) {
+      *most = 1000;
+    }
+    for (auto* used : {&machine.limits.usedSegments, &machine.limits.usedPages,
+                       &machine.limits.usedQueues, &machine.limits.usedSemaphoreSets}) {
+      *used = 10;
+    }
+  }
+
+  static reader::Lock lock(const std::string& name) {
+    reader::Lock made;
+    made.name = name;
+    made.file.path = "/tmp/" + name + ".zebmutx";
+    made.file.regular = true;
+    made.file.device = 1;
+    made.file.inode = 0x0303;
+    made.semaphore.presence = made.queue.presence = Presence::there;
+    made.semaphore.id = 5;
+    made.semaphore.semaphores = 1;
+    made.semaphore.value = 1;
+    made.semaphore.lastProcess = kHolder;
+    made.semaphore.lastOperation = kNow - 100;
+    made.semaphore.changed = kNow - 4000;
+    made.queue.references = made.queue.bytes = 2;
+    made.queue.mostBytes = 16384;
+    return made;
+  }
+
+  reader::Lock& its() { return machine.locks.locks[0]; }
+  reader::Area& area() { return broker.segment.copy.areas[0]; }
+  void kill() {
+    machine.processes[kHolder] = {};
+    machine.processes[kHolder].id = kHolder;
+    machine.processes[kHolder].exists = false;
+  }
+
+  model::Snapshot snapshot(int secondsBefore = 0) const {
+    model::Snapshot made;
+    made.directory = "/tmp/";
+    made.wall = std::chrono::system_clock::time_point(std::chrono::seconds(kNow - secondsBefore));
+    made.brokers = {std::make_shared<const model::SeenBroker>(broker)};
+    auto facts = std::make_shared<model::Machine>(machine);
+    facts->clocks.wall -= std::chrono::seconds(secondsBefore);
+    facts->clocks.sinceBoot -= std::chrono::seconds(secondsBefore);
+    made.machine = facts;
+    return made;
+  }
+
+  // By two looks at which all is the same.
+  Findings found() const {
+    const model::Snapshot before = snapshot(1);
+    return model::findingsOf(&before, snapshot());
+  }
+};
+
+const Finding* find(const Findings& findings, const std::string& wanted) {
+  for (const Finding& finding : findings.found) {
+    if (finding.is(wanted)) return &finding;
+  }
+  return nullptr;
+}
+
+std::string idsOf(const Findings& findings) {
+  std::string ids;
+  for (const Finding& finding : findings.found) ids += finding.id + " ";
+  return ids;
+}
+
+reader::Node node(std::int64_t count, std::int64_t first) {
+  reader::Node made;
+  made.label = "Order in";
+  made.statistics.emplace();
+  made.statistics->messageCount = count;
+  made.statistics->firstCollection = first;
+  return made;
+}
+
+}  // namespace
+
+TEST(Findings, OfAHealthyMachineAreNone) {
+  const Made made;
+  const Findings findings = made.found();
+  EXPECT_EQ("", idsOf(findings));
+  EXPECT_TRUE(findings.notChecked.empty());
+  EXPECT_EQ(1U, findings.locks);
+  EXPECT_FALSE(model::needsSecondLook(made.snapshot()));
+}
+
+TEST(Findings, ALockThatADeadProcessHoldsIsStuck) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.its().semaphore.waiting = 2;
+  made.kill();
+  EXPECT_TRUE(model::needsSecondLook(made.snapshot()));
+  const Findings findings = made.found();
+  const Finding* const finding = find(findings, "lock.stuck");
+  ASSERT_NE(nullptr, finding);
+  EXPECT_EQ(Severity::critical, finding->severity);
+  EXPECT_EQ("lock.stuck:/tmp/1-2-3.zebcedar.zebmutx", finding->key());
+  EXPECT_EQ("lock of the events area of broker BRK1", finding->object);
+  EXPECT_EQ("process 42 took it and is dead; held for 100 s; 2 processes wait for it",
+            finding->evidence);
+  EXPECT_EQ("messages stop at each node that posts an event", finding->effect);
+  EXPECT_EQ("zebmon doctor --repair lock.stuck:/tmp/1-2-3.zebcedar.zebmutx --yes",
+            finding->command);
+}
+
+TEST(Findings, OneLookTellsNoStuckLock) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.kill();
+  const Findings findings = model::findingsOf(nullptr, made.snapshot());
+  EXPECT_EQ(nullptr, find(findings, "lock"));
+  ASSERT_EQ(1U, findings.notChecked.size());
+  EXPECT_EQ("1 held lock: one look can't tell a stuck lock from one in use",
+            findings.notChecked[0]);
+}
+
+TEST(Findings, ALockThatWasUsedBetweenTheLooksIsInUse) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.kill();
+  const model::Snapshot before = made.snapshot(1);
+  ++made.its().semaphore.lastOperation;
+  EXPECT_EQ(nullptr, find(model::findingsOf(&before, made.snapshot()), "lock"));
+}
+
+TEST(Findings, ALockHeldLongByALivingProcessIsAWarning) {
+  Made made;
+  made.its().semaphore.value = 0;
+  EXPECT_EQ("lock.held-long ", idsOf(made.found()));
+  EXPECT_EQ(Severity::warning, made.found().found[0].severity);
+  made.its().semaphore.lastOperation = kNow - 4;
+  EXPECT_EQ("", idsOf(made.found())) << "not yet";
+}
+
+TEST(Findings, ALockOfAStoppedProcessIsCritical) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.machine.processes[kHolder].stopped = true;
+  const Findings findings = made.found();
+  EXPECT_EQ("lock.held-long process.stopped ", idsOf(findings));
+  EXPECT_EQ(Severity::critical, findings.found[0].severity);
+  EXPECT_EQ("kill -CONT 42", findings.found[0].command);
+  EXPECT_EQ("kill -CONT 42", findings.found[1].command);
+}
+
+TEST(Findings, AHolderThatCannotBeSeenIsNeverCalledDead) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.its().semaphore.lastProcess = 0;
+  const Findings findings = made.found();
+  EXPECT_EQ("lock.unknown-holder ", idsOf(findings));
+  EXPECT_NE(std::string::npos, findings.found[0].remedy.find("PID namespace"));
+}
+
+TEST(Findings, AGroupWhoseProcessIsGoneOrAnotherOneIsDead) {
+  Made made;
+  made.machine.processes[kHolder].segments = {{1, 1}};
+  EXPECT_EQ("process.dead ", idsOf(made.found()));
+  made.kill();
+  EXPECT_EQ("process.dead ", idsOf(made.found()));
+  made.broker.tree->executionGroups[0].deleted = true;
+  EXPECT_EQ("", idsOf(made.found()));
+}
+
+TEST(Findings, ASegmentThatNobodyUsesIsAbandoned) {
+  Made made;
+  made.broker.segment.attached = 0;
+  made.its().semaphore.presence = made.its().queue.presence = Presence::absent;
+  EXPECT_EQ("segment.abandoned ", idsOf(made.found()));
+}
+
+TEST(Findings, ALockThatOnlyDeadProcessesUsedIsLeftOver) {
+  Made made;
+  made.broker.segment.attached = 0;
+  made.kill();
+  EXPECT_NE(nullptr, find(made.found(), "leftover.lock:/tmp/1-2-3.zebcedar.zebmutx"));
+  made.its().queue.lastReceiver = 43;
+  EXPECT_EQ(nullptr, find(made.found(), "leftover.lock")) << "43 was not looked at";
+}
+
+TEST(Findings, AnAreaIsFullBeforeItIsDamaged) {
+  Made made;
+  made.area().last = made.area().size - 3000;
+  EXPECT_EQ("area.nearly-full ", idsOf(made.found()));
+  made.area().last = made.area().size - 229;
+  EXPECT_EQ("area.full ", idsOf(made.found()));
+  EXPECT_EQ("ZEBMemorySize=65536", made.found().found[0].command);
+  made.area().last = made.area().size - 1000;
+  made.broker.damage.add(reader::kStatistics, 500, "a record of type 5 has no parent");
+  EXPECT_EQ("area.full ", idsOf(made.found())) << "its parent didn't fit";
+  EXPECT_EQ(Severity::critical, made.found().found[0].severity);
+  made.area().last = 2000;
+  EXPECT_EQ("segment.damaged ", idsOf(made.found()));
+}
+
+TEST(Findings, AClockThatWasSetBackIsSaid) {
+  Made made;
+  made.area().lastUpdate.seconds = kNow + 5;
+  EXPECT_EQ("", idsOf(made.found()));
+  made.area().lastUpdate.seconds = kNow + 6;
+  EXPECT_EQ("clock.set-back ", idsOf(made.found()));
+}
+
+TEST(Findings, AForcedResetWithinAWeekIsSaid) {
+  Made made;
+  auto& flows = made.broker.tree->executionGroups[0].messageFlows;
+  flows.push_back({.label = "OrderEntry", .deleted = false, .recordId = {}, .nodes = {}});
+  flows[0].nodes.push_back(node(2147483647LL / 2, kNow - 3 * 24 * 3600));
+  EXPECT_EQ("reset.forced ", idsOf(made.found()));
+  flows[0].nodes[0] = node(2147483647LL / 2, kNow - 8 * 24 * 3600);
+  EXPECT_EQ("", idsOf(made.found()));
+  for (const std::int64_t odd : {INT64_MIN, std::int64_t{-1}, std::int64_t{0}}) {
+    flows[0].nodes[0] = node(odd, odd);
+    EXPECT_EQ("", idsOf(made.found())) << odd;
+  }
+}
+
+TEST(Findings, LimitsThatAreNearAreSaidAndUnreadableOnesToo) {
+  Made made;
+  made.machine.limits.usedQueues = 899;
+  EXPECT_EQ("", idsOf(made.found()));
+  made.machine.limits.usedQueues = 900;
+  EXPECT_EQ("limits.near ", idsOf(made.found()));
+  EXPECT_EQ("sysctl -w kernel.msgmni='2000'", made.found().found[0].command);
+  made.machine.limits.usedQueues.reset();
+  EXPECT_EQ("", idsOf(made.found()));
+  EXPECT_EQ(1U, made.found().notChecked.size());
+  made.its().queue.references = 14746;
+  EXPECT_EQ("lock.references ", idsOf(made.found()));
+}
+
+TEST(Findings, ASegmentWithoutItsKeyFileHasTwoSides) {
+  Made made;
+  made.its().file.inode = 0x0303;
+  made.machine.processes[43] = made.machine.processes[kHolder];
+  made.machine.processes[43].id = 43;
+  made.machine.processes[43].segments = {{0x01010909, 3}};
+  const Findings findings = made.found();
+  const Finding* const finding = find(findings, "keyfile.replaced:3");
+  ASSERT_NE(nullptr, finding);
+  EXPECT_NE(std::string::npos, finding->evidence.find("processes 43 use it"));
+  EXPECT_NE(std::string::npos, finding->evidence.find("with a key file: 42"));
+  made.machine.processes[43].segments = {{0x02010909, 3}};
+  EXPECT_EQ("", idsOf(made.found())) << "another program's";
+}
+
+TEST(Findings, KeyFilesOfOthersAndLinksAreSaid) {
+  Made made;
+  made.its().file.owner = 1000;
+  EXPECT_EQ("keyfile.owner ", idsOf(made.found()));
+  made.its().file.owner = 0;
+  made.its().file.link = true;
+  EXPECT_EQ("keyfile.link ", idsOf(made.found()));
+}
+
+TEST(Findings, TwoBrokersOfOneKeyOrOneLabelAreSaid) {
+  Made made;
+  model::Snapshot snapshot = made.snapshot();
+  model::SeenBroker other = made.broker;
+  other.segment.keyFile = "/tmp/4-5-6.zebcshme";
+  snapshot.brokers.push_back(std::make_shared<const model::SeenBroker>(other));
+  EXPECT_EQ("keyfile.duplicate broker.same-label ", idsOf(model::findingsOf(nullptr, snapshot)));
+}
+
+TEST(Findings, SettingsThatMeanSomethingElseAreSaid) {
+  Made made;
+  made.machine.configuration.exists = true;
+  made.machine.configuration.path = "/opt/holt/lil/zebpnode.cfg";
+  made.machine.configuration.text = "ZEBMemorySize = 65536\n";
+  const Findings findings = made.found();
+  const Finding* const finding = find(findings, "settings.trap");
+  ASSERT_NE(nullptr, finding);
+  EXPECT_EQ("settings.trap:/opt/holt/lil/zebpnode.cfg:1", finding->key());
+  EXPECT_EQ("ZEBMemorySize=65536", finding->command);
+}
+
+TEST(Findings, AreThoseOfTheSelectedBrokersAlone) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.kill();
+  made.machine.limits.usedQueues = 1000;
+  model::Selection selection;
+  selection.broker = "BRK1";
+  const model::Snapshot snapshot = made.snapshot();
+  EXPECT_EQ("lock.stuck process.dead ", idsOf(model::select(made.found(), snapshot, selection)));
+  selection.broker = "other";
+  model::Snapshot none = snapshot;
+  none.brokers.clear();
+  EXPECT_EQ("", idsOf(model::select(made.found(), none, selection)));
+  EXPECT_EQ("limits.near ", idsOf(model::select(made.found(), none, {})));
+}
+
+TEST(Findings, AreMeantByKeyKindAndTheKindsBeginning) {
+  Finding finding;
+  finding.id = "lock.stuck";
+  finding.of = "/tmp/a";
+  for (const char* const wanted : {"lock", "lock.stuck", "lock.stuck:/tmp/a"}) {
+    EXPECT_TRUE(finding.is(wanted)) << wanted;
+  }
+  for (const char* const wanted : {"", "loc", "lock.stuc", "lock.stuck:/tmp/b", "lock.stuck:"}) {
+    EXPECT_FALSE(finding.is(wanted)) << wanted;
+  }
+}
+
+TEST(FindingsScreen, HasLinesOf80ColumnsWhateverTheLabelsHold) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.kill();
+  made.broker.tree->label = "a \x1B[31m label " + std::string(30, 'x') + "\n and more";
+  const model::Snapshot snapshot = made.snapshot();
+  const std::string text = render::findingsScreen(made.found(), snapshot, {.width = 80}, false);
+  EXPECT_EQ(std::string::npos, text.find('\x1B'));
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("    ")) continue;  // a command
+    EXPECT_GE(80U, text::columns(line)) << line;
+  }
+  EXPECT_TRUE(text.ends_with("1 critical, 1 warning in 1 broker and 1 lock.\n")) << text;
+}
+
+TEST(FindingsScreen, SaysInOneLineThatNothingIsWrong) {
+  const Made made;
+  EXPECT_EQ("Nothing is wrong in 1 broker and 1 lock, processes, settings and limits.\n",
+            render::findingsScreen(made.found(), made.snapshot(), {}, false));
+}
+
+TEST(FindingsScreen, ShowsTheFirstOfManyOfOneKind) {
+  Made made;
+  made.broker.segment.attached = 0;
+  made.kill();
+  for (int i = 0; i < 9; ++i) made.machine.locks.locks.push_back(made.its());
+  for (std::size_t i = 0; i < 10; ++i) {
+    made.machine.locks.locks[i].name = "1-2-3.zebcedar" + std::to_string(i);
+    made.machine.locks.locks[i].file.path = "/tmp/" + std::to_string(i);
+  }
+  const model::Snapshot snapshot = made.snapshot();
+  const std::string text = render::findingsScreen(made.found(), snapshot, {}, false);
+  EXPECT_NE(std::string::npos,
+            text.find("and 7 more of these: zebmon doctor --only leftover.lock"));
+  EXPECT_EQ(std::string::npos, text.find("/tmp/5 "));
+  EXPECT_NE(std::string::npos,
+            render::findingsScreen(made.found(), snapshot, {}, true).find("/tmp/5 "));
+}
