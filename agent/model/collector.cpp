@@ -17,9 +17,20 @@ void look(Machine& machine, std::int32_t process) {
   if (isNew) place->second = reader::readProcess(process);
 }
 
+void lookAtGroups(Machine& machine, const Snapshot& snapshot) {
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->tree) continue;
+    for (const auto& group : broker->tree->executionGroups) look(machine, group.processId);
+  }
+}
+
 // Whoever may hold a lock comes first, in case not all can be looked at.
-std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot) {
+std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts) {
   auto machine = std::make_shared<Machine>();
+  if (facts == MachineFacts::processes) {
+    lookAtGroups(*machine, snapshot);
+    return machine;
+  }
   machine->clocks = reader::readClocks();
   machine->configuration = reader::readConfiguration();
   machine->limits = reader::readLimits();
@@ -27,9 +38,8 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot) {
   for (const reader::Lock& lock : machine->locks.locks) look(*machine, lock.semaphore.lastProcess);
   for (const auto& broker : snapshot.brokers) {
     machine->keyFiles.push_back(reader::readKeyFile(broker->segment.keyFile));
-    if (!broker->tree) continue;
-    for (const auto& group : broker->tree->executionGroups) look(*machine, group.processId);
   }
+  lookAtGroups(*machine, snapshot);
   const Guards guards(snapshot);
   for (const reader::Lock& lock : machine->locks.locks) {
     look(*machine, guards.of(lock.name).process);
@@ -59,7 +69,7 @@ std::shared_ptr<const Snapshot> Collector::take() {
     forgetAllBut(files.paths);
     for (const std::string& path : files.paths) snapshot->brokers.push_back(look(path, wall));
   }
-  if (machine_ == MachineFacts::read) snapshot->machine = machineOf(*snapshot);
+  if (machine_ != MachineFacts::leave) snapshot->machine = machineOf(*snapshot, machine_);
   return snapshot;
 }
 

@@ -13,7 +13,7 @@
 namespace model {
 
 enum class Events { leave, read };
-enum class MachineFacts { leave, read };
+enum class MachineFacts { leave, processes, read };  // processes: only those of the groups
 
 // Takes snapshots of one machine: its temporary directory, and the segment of each key file in it.
 // Keeps only what it needs to tell new events from old ones. For one thread.

@@ -107,6 +107,7 @@ void copyAttached(Segment& segment) {
   segment.size = facts.shm_segsz;
   segment.attached = facts.shm_nattch - 1;
   segment.group = groupName(facts.shm_perm.gid);
+  segment.owner = facts.shm_perm.uid;
   // The last block of the largest segment ends two bytes behind it, inside the last page.
   const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
   const std::uint64_t mapped = (segment.size + page - 1) / page * page;
@@ -141,6 +142,8 @@ Segment readSegment(const std::string& keyFile) {
   const std::string name = std::filesystem::path(keyFile).filename();
   segment.uuid =
       name.substr(0, name.size() - std::min(name.size(), sizeof layout::kSegmentSuffix - 1));
+  struct stat file;
+  if (stat(keyFile.c_str(), &file) == 0) segment.fileOwner = file.st_uid;
   if (!findSegment(segment)) return segment;
   try {
     copyAttached(segment);

@@ -4,6 +4,7 @@
 #define ZEB_AGENT_READER_SEGMENT_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,16 +25,18 @@ enum class State {
 // A broker's segment as it was at one moment. Facts that the state leaves unknown are 0 or empty.
 struct Segment {
   State state = State::failed;
-  std::string keyFile;         // path; any bytes that a file's name can have
-  std::string uuid;            // as the key file's name says: any bytes as well
-  int error = 0;               // errno of a failed call
-  std::string call;            // and its name
-  std::string group;           // whose members may read, by name, or by number when it has none
-  std::uint32_t key = 0;       // that the key file makes
-  int id = 0;                  // for ipcrm -m; 0 may also be a segment's number
-  std::uint64_t size = 0;      // bytes; 0 when nothing was copied
-  std::uint64_t attached = 0;  // attachments by others
-  SegmentCopy copy;            // what was in it
+  std::string keyFile;  // path; any bytes that a file's name can have
+  std::string uuid;     // as the key file's name says: any bytes as well
+  int error = 0;        // errno of a failed call
+  std::string call;     // and its name
+  std::string group;    // whose members may read, by name, or by number when it has none
+  std::optional<std::uint32_t> owner;      // the user that the segment belongs to
+  std::optional<std::uint32_t> fileOwner;  // and the one that the key file does
+  std::uint32_t key = 0;                   // that the key file makes
+  int id = 0;                              // for ipcrm -m; 0 may also be a segment's number
+  std::uint64_t size = 0;                  // bytes; 0 when nothing was copied
+  std::uint64_t attached = 0;              // attachments by others
+  SegmentCopy copy;                        // what was in it
 };
 
 struct KeyFiles {

@@ -5,57 +5,87 @@
 namespace render {
 namespace {
 
-struct Counts {
-  std::size_t groups = 0;
-  std::size_t flows = 0;
-  std::size_t nodes = 0;
-};
+using model::Condition;
 
-Counts countsOf(const reader::Broker& broker) {
-  Counts counts;
-  counts.groups = broker.executionGroups.size();
-  for (const auto& group : broker.executionGroups) {
-    counts.flows += group.messageFlows.size();
-    for (const auto& flow : group.messageFlows) counts.nodes += flow.nodes.size();
-  }
-  return counts;
-}
-
-Tone toneOf(reader::State state) {
-  if (state == reader::State::ok) return Tone::plain;
-  const bool stopped = state == reader::State::noSegment || state == reader::State::noKeyFile;
+Tone toneOf(Condition condition) {
+  if (condition == Condition::ok) return Tone::plain;
+  const bool stopped = condition == Condition::noSegment || condition == Condition::noKeyFile;
   return stopped ? Tone::warning : Tone::critical;
 }
 
-Row rowOf(const model::SeenBroker& broker) {
-  const bool readable = broker.segment.size > 0;
-  const bool decoded = broker.tree.has_value();
-  const Counts counts = decoded ? countsOf(*broker.tree) : Counts();
-  const auto known = [](bool is, std::uint64_t value) { return is ? Cell(value) : Cell(); };
-  return {{},
-          {decoded ? Cell(broker.label()) : Cell(), broker.uuid(),
-           Cell(stateName(broker.state()), toneOf(broker.state())), known(decoded, counts.groups),
-           known(decoded, counts.flows), known(decoded, counts.nodes),
-           known(readable, broker.segment.attached), known(readable, broker.segment.size)}};
+void addCounts(std::vector<Cell>& cells, const model::SeenBroker& broker) {
+  if (!broker.tree) {
+    cells.resize(cells.size() + 3);
+    return;
+  }
+  const model::Counts counts = model::countsOf(*broker.tree);
+  cells.insert(cells.end(), {counts.groups, counts.flows, counts.nodes});
+}
+
+Cell fillOf(const model::SeenBroker& broker, const char* area) {
+  const reader::Area* found = broker.segment.copy.find(area);
+  return found == nullptr ? Cell() : Cell(model::fillPercentOf(*found));
+}
+
+void addAge(std::vector<Cell>& cells, const model::SeenBroker& broker, std::int64_t now) {
+  const reader::Time last = broker.tree ? model::lastCollectionOf(*broker.tree) : reader::Time();
+  Cell age;
+  if (last) {
+    age = now - *last;
+    age.brief = duration(now - *last);
+  }
+  cells.push_back(age);
+  cells.push_back(momentOf(last));
+}
+
+Row rowOf(const model::SeenBroker& broker, const model::Snapshot& snapshot) {
+  const Condition condition = conditionOf(broker, snapshot.machine.get());
+  const bool isRead = broker.segment.size > 0;
+  Row row{{},
+          {broker.tree ? Cell(broker.label()) : Cell(), broker.uuid(),
+           Cell(conditionName(condition), toneOf(condition))}};
+  addCounts(row.cells, broker);
+  for (const char* area : {reader::kStatistics, reader::kEventTemplates, reader::kEventData}) {
+    row.cells.push_back(fillOf(broker, area));
+  }
+  row.cells.push_back(isRead ? Cell(broker.segment.attached) : Cell());
+  addAge(row.cells, broker, model::secondsOf(snapshot));
+  row.cells.push_back(isRead ? Cell(broker.segment.size) : Cell());
+  row.cells.emplace_back(broker.segment.keyFile);
+  return row;
 }
 
 }  // namespace
 
 std::vector<Column> brokersColumns() {
+  const auto fill = [](const char* name, const char* title, int yields) {
+    return Column{.name = name,
+                  .title = title,
+                  .unit = "%",
+                  .group = "filled",
+                  .right = true,
+                  .yields = yields};
+  };
   return {
-      {.name = "broker", .title = "broker", .yields = 30, .least = 16},
+      {.name = "label", .title = "broker", .yields = 30, .least = 16},
       {.name = "uuid", .title = "uuid", .yields = 90, .least = 8},
       {.name = "state", .title = "state"},
-      {.name = "executionGroups", .title = "groups", .right = true},
-      {.name = "messageFlows", .title = "flows", .right = true, .yields = 50},
-      {.name = "nodes", .title = "nodes", .right = true},
-      {.name = "attached", .title = "attached", .right = true, .yields = 60},
-      {.name = "segmentBytes", .title = "bytes", .right = true, .isScaled = true, .yields = 70}};
+      {.name = "executionGroupCount", .title = "groups", .right = true, .yields = 60},
+      {.name = "messageFlowCount", .title = "flows", .right = true, .yields = 50},
+      {.name = "nodeCount", .title = "nodes", .right = true, .yields = 5},
+      fill("statisticsPercent", "stats", 0),
+      fill("eventTemplatesPercent", "texts", 45),
+      fill("eventDataPercent", "events", 40),
+      {.name = "attached", .title = "attached", .right = true, .yields = 20},
+      {.name = "lastCollectionAgeSeconds", .title = "last message", .right = true, .yields = 10},
+      {.name = "lastCollection", .title = "at", .place = Column::Place::extra},
+      {.name = "segmentBytes", .title = "bytes", .right = true, .isScaled = true, .yields = 70},
+      {.name = "keyFile", .title = "key file", .place = Column::Place::extra}};
 }
 
 Sheet brokersSheet(const model::Snapshot& snapshot) {
   Sheet sheet{brokersColumns(), {}};
-  for (const auto& broker : snapshot.brokers) sheet.rows.push_back(rowOf(*broker));
+  for (const auto& broker : snapshot.brokers) sheet.rows.push_back(rowOf(*broker, snapshot));
   return sheet;
 }
 

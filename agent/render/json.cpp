@@ -19,13 +19,14 @@ Json numberOrNull(const reader::Number& number) {
 }
 
 // What every broker's object begins with.
-Json identity(const model::SeenBroker& broker) {
+Json identity(const model::SeenBroker& broker, const model::Machine* machine) {
   Json object = {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)},
                  {"uuid", broker.uuid()},
-                 {"state", stateName(broker.state())},
+                 {"state", conditionName(conditionOf(broker, machine))},
                  {"keyFile", broker.segment.keyFile},
                  {"resetTime", broker.tree ? timeOrNull(broker.tree->resetTime) : Json(nullptr)}};
-  if (const std::string problem = problemOf(broker); !problem.empty()) object["problem"] = problem;
+  const std::string problem = conditionText(broker, machine);
+  if (!problem.empty()) object["problem"] = problem;
   return object;
 }
 
@@ -40,15 +41,15 @@ void addDamage(Json& object, const model::SeenBroker& broker) {
 Json statisticsObject(const reader::Statistics& statistics) {
   return {{"recordId", statistics.recordId.hex()},
           {"messageCount", numberOrNull(statistics.messageCount)},
-          {"sumSize", numberOrNull(statistics.sumSize)},
-          {"maxSize", statistics.maxSize},
-          {"minSize", statistics.minSize},
-          {"sumElapsed", numberOrNull(statistics.sumElapsed)},
-          {"maxElapsed", statistics.maxElapsed},
-          {"minElapsed", statistics.minElapsed},
-          {"sumQueued", numberOrNull(statistics.sumQueued)},
-          {"maxQueued", statistics.maxQueued},
-          {"minQueued", statistics.minQueued},
+          {"sizeSumBytes", numberOrNull(statistics.sumSize)},
+          {"sizeMaxBytes", statistics.maxSize},
+          {"sizeMinBytes", statistics.minSize},
+          {"elapsedSumMs", numberOrNull(statistics.sumElapsed)},
+          {"elapsedMaxMs", statistics.maxElapsed},
+          {"elapsedMinMs", statistics.minElapsed},
+          {"queuedSumMs", numberOrNull(statistics.sumQueued)},
+          {"queuedMaxMs", statistics.maxQueued},
+          {"queuedMinMs", statistics.minQueued},
           {"firstCollection", timeOrNull(statistics.firstCollection)},
           {"lastCollection", timeOrNull(statistics.lastCollection)}};
 }
@@ -89,14 +90,60 @@ Json segmentObject(const reader::Segment& segment) {
   for (const char* name : {reader::kStatistics, reader::kEventTemplates, reader::kEventData}) {
     const reader::Area* area = segment.copy.find(name);
     if (area == nullptr) continue;
-    areas.push_back(
-        {{"name", name}, {"size", area->size}, {"used", area->last}, {"wrapped", area->wrapped()}});
+    areas.push_back({{"name", name},
+                     {"sizeBytes", area->size},
+                     {"usedBytes", area->last},
+                     {"usedPercent", model::fillPercentOf(*area)},
+                     {"wrapped", area->wrapped()}});
   }
   return {{"id", segment.id},
-          {"size", segment.size},
+          {"sizeBytes", segment.size},
           {"group", segment.group},
           {"attached", segment.attached},
           {"areas", std::move(areas)}};
+}
+
+void addCounts(Json& object, const model::SeenBroker& broker) {
+  const model::Counts counts = broker.tree ? model::countsOf(*broker.tree) : model::Counts();
+  const auto known = [&broker](std::size_t count) {
+    return broker.tree ? Json(count) : Json(nullptr);
+  };
+  object["executionGroupCount"] = known(counts.groups);
+  object["messageFlowCount"] = known(counts.flows);
+  object["nodeCount"] = known(counts.nodes);
+}
+
+void addAge(Json& object, const model::SeenBroker& broker, std::int64_t now) {
+  const reader::Time last = broker.tree ? model::lastCollectionOf(*broker.tree) : reader::Time();
+  object["lastCollection"] = timeOrNull(last);
+  object["lastCollectionAgeSeconds"] = last ? Json(now - *last) : Json(nullptr);
+}
+
+const char* oddityName(model::Oddity::Kind kind) {
+  using Kind = model::Oddity::Kind;
+  switch (kind) {
+    case Kind::sameSegment:
+      return "sameSegment";
+    case Kind::sameUuid:
+      return "sameUuid";
+    case Kind::sameLabel:
+      return "sameLabel";
+    case Kind::foreignOwner:
+      return "foreignOwner";
+    case Kind::noUuid:
+      break;
+  }
+  return "noUuid";
+}
+
+void addOddities(Json& document, const model::Snapshot& snapshot) {
+  Json& list = document["oddities"] = Json::array();
+  for (const model::Oddity& oddity : odditiesOf(snapshot)) {
+    list.push_back({{"kind", oddityName(oddity.kind)},
+                    {"keyFile", snapshot.brokers[oddity.broker]->segment.keyFile},
+                    {"otherKeyFile", snapshot.brokers[oddity.other]->segment.keyFile},
+                    {"text", oddityText(snapshot, oddity)}});
+  }
 }
 
 Json originObject(const reader::Event& event) {
@@ -140,24 +187,26 @@ Json headOf(const char* schema, int version, const model::Snapshot& snapshot) {
 }
 
 Json brokersDocument(const model::Snapshot& snapshot) {
-  Json document = headOf("zebmon.brokers", 1, snapshot);
+  Json document = headOf("zebmon.brokers", 2, snapshot);
   document["temporaryDirectory"] = snapshot.directory;
   Json& list = document["brokers"] = Json::array();
   for (const auto& broker : snapshot.brokers) {
-    Json object = identity(*broker);
+    Json object = identity(*broker, snapshot.machine.get());
+    addCounts(object, *broker);
+    addAge(object, *broker, model::secondsOf(snapshot));
     object["segment"] = segmentObject(broker->segment);
-    object["executionGroups"] = broker->tree ? broker->tree->executionGroups.size() : 0;
     addDamage(object, *broker);
     list.push_back(std::move(object));
   }
+  addOddities(document, snapshot);
   return document;
 }
 
 Json statisticsDocument(const model::Snapshot& snapshot) {
-  Json document = headOf("zebmon.stats", 1, snapshot);
+  Json document = headOf("zebmon.stats", 2, snapshot);
   Json& list = document["brokers"] = Json::array();
   for (const auto& broker : snapshot.brokers) {
-    Json object = identity(*broker);
+    Json object = identity(*broker, snapshot.machine.get());
     Json& groups = object["executionGroups"] = Json::array();
     if (broker->tree) {
       for (const auto& group : broker->tree->executionGroups) groups.push_back(groupObject(group));
@@ -168,8 +217,9 @@ Json statisticsDocument(const model::Snapshot& snapshot) {
   return document;
 }
 
-Json eventDocument(const model::SeenBroker& broker, const reader::Event& event) {
-  Json document = {{"schema", "zebmon.event"}, {"version", 1}};
+Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
+                   const model::Snapshot& snapshot) {
+  Json document = headOf("zebmon.event", 1, snapshot);
   document["broker"] = {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)},
                         {"uuid", broker.uuid()}};
   document["kind"] = kindName(event.kind());

@@ -21,7 +21,8 @@ Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
 // fit for the outside.
 Json brokersDocument(const model::Snapshot& snapshot);
 Json statisticsDocument(const model::Snapshot& snapshot);
-Json eventDocument(const model::SeenBroker& broker, const reader::Event& event);
+Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
+                   const model::Snapshot& snapshot);
 
 // What every document begins with: "schema", "version" and "collectedAt".
 Json headOf(const char* schema, int version, const model::Snapshot& snapshot);

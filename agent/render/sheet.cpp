@@ -27,6 +27,7 @@ struct Order {
     return 0;
   }
   int operator()(const std::string& a, const std::string& b) const { return a.compare(b); }
+  int operator()(bool a, bool b) const { return a - b; }
   int operator()(std::int64_t a, std::int64_t b) const { return a < b ? -1 : a > b; }
   int operator()(const Moment& a, const Moment& b) const { return (*this)(a.seconds, b.seconds); }
   int operator()(double a, double b) const { return a < b ? -1 : a > b; }

@@ -24,19 +24,22 @@ struct Moment {
 // What a colour would stress. The cell's text says the same.
 enum class Tone { plain, warning, critical };
 
-// One value as it is, texts as they were stored: what shows them makes them printable.
+// One value as it is, texts as they were stored: what shows them makes them printable. A table
+// shows of what is true the column's name, and of what is false nothing.
 struct Cell {
-  using Value = std::variant<Missing, Unreadable, std::string, std::int64_t, double, Moment>;
+  using Value = std::variant<Missing, Unreadable, std::string, bool, std::int64_t, double, Moment>;
 
   Cell() = default;
   Cell(std::string text, Tone stress = Tone::plain) : value(std::move(text)), tone(stress) {}
   Cell(const char* text, Tone stress = Tone::plain) : value(std::string(text)), tone(stress) {}
   Cell(std::integral auto number) : value(static_cast<std::int64_t>(number)) {}
+  Cell(bool truth) : value(truth) {}
   Cell(double number) : value(number) {}
   Cell(Unreadable) : value(Unreadable{}) {}
 
   Value value;
   Tone tone = Tone::plain;
+  std::string brief = {};  // what a table shows instead, when it isn't empty
 };
 
 Cell cellOf(Number number);                       // unreadable when there is none

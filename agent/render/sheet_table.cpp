@@ -22,6 +22,7 @@ struct TextOf {
   std::string operator()(Missing) const { return kMissing; }
   std::string operator()(Unreadable) const { return kUnreadable; }
   std::string operator()(const std::string& text) const { return text::printable(text); }
+  std::string operator()(bool truth) const { return truth ? column.name : ""; }
   std::string operator()(std::int64_t number) const {
     return column.isScaled ? scaled(number) : whole(number);
   }
@@ -54,7 +55,9 @@ Texts textsOf(const Sheet& sheet, const TableStyle& style) {
     for (const Row& row : sheet.rows) {
       std::string& text = texts[i].emplace_back();
       if (row.cells.empty()) continue;
-      text = std::visit(TextOf{sheet.columns[i], style}, row.cells[i].value);
+      const Cell& cell = row.cells[i];
+      text = cell.brief.empty() ? std::visit(TextOf{sheet.columns[i], style}, cell.value)
+                                : text::printable(cell.brief);
     }
   }
   return texts;

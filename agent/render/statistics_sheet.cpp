@@ -57,10 +57,11 @@ std::vector<Cell> numbersOf(const reader::Node& node) {
 Row rowOf(const NodePlace& at) {
   Row row{headingOf(at.group, &at.flow),
           {at.broker.label(), at.broker.uuid(), at.group.label, at.group.processId, at.flow.label,
-           at.node.label, shortTypeName(at.node.type)}};
+           at.node.label, nodeTypeName(at.node.type)}};
+  row.cells.back().brief = shortTypeName(at.node.type);
   if (at.group.processId == 0) row.cells[3] = Cell();
   for (Cell& cell : numbersOf(at.node)) row.cells.push_back(std::move(cell));
-  row.cells.emplace_back(at.node.deleted ? "deleted" : "");
+  row.cells.emplace_back(at.node.deleted);
   return row;
 }
 

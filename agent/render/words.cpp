@@ -12,6 +12,7 @@
 namespace render {
 namespace {
 
+using model::Condition;
 using model::SeenBroker;
 using model::Snapshot;
 using reader::State;
@@ -87,21 +88,27 @@ std::string nothingSelected(const Snapshot& snapshot, const model::Unknown& unkn
 
 }  // namespace
 
-const char* stateName(State state) {
-  switch (state) {
-    case State::ok:
+const char* conditionName(Condition condition) {
+  switch (condition) {
+    case Condition::ok:
       return "ok";
-    case State::noKeyFile:
+    case Condition::noKeyFile:
       return "noKeyFile";
-    case State::noSegment:
+    case Condition::noSegment:
       return "noSegment";
-    case State::noPermission:
+    case Condition::noPermission:
       return "noPermission";
-    case State::notInitialised:
+    case Condition::notInitialised:
       return "notInitialised";
-    case State::damaged:
+    case Condition::damaged:
       return "damaged";
-    case State::failed:
+    case Condition::noProcess:
+      return "noProcess";
+    case Condition::stopped:
+      return "stopped";
+    case Condition::full:
+      return "full";
+    case Condition::failed:
       break;
   }
   return "failed";
@@ -182,6 +189,71 @@ std::string problemOf(const Snapshot& snapshot, const model::Selection& selectio
   if (snapshot.brokers.empty()) return noneAtAll(snapshot);
   const auto unknown = findUnknown(snapshot, selection);
   return unknown ? nothingSelected(snapshot, *unknown) : "";
+}
+
+std::string conditionText(const SeenBroker& broker, const model::Machine* machine) {
+  switch (conditionOf(broker, machine)) {
+    case Condition::noProcess:
+      return "no process has its shared memory attached: all of them were killed. The figures are "
+             "the last ones; starting the broker goes on with them";
+    case Condition::stopped:
+      return fmt::format(
+          "process {} is stopped, so its messages wait: let it go on with kill -CONT {}",
+          fmt::join(stoppedProcesses(broker, machine), ", "),
+          fmt::join(stoppedProcesses(broker, machine), " "));
+    case Condition::full:
+      return "its statistics area is full: nodes that are deployed now are measured, but nobody "
+             "sees "
+             "their figures. Set ZEBMemorySize larger and restart all its processes";
+    default:
+      return problemOf(broker);
+  }
+}
+
+std::string oddityText(const Snapshot& snapshot, const model::Oddity& oddity) {
+  using Kind = model::Oddity::Kind;
+  const SeenBroker& broker = *snapshot.brokers[oddity.broker];
+  const std::string file = printable(broker.segment.keyFile);
+  const std::string other = printable(snapshot.brokers[oddity.other]->segment.keyFile);
+  switch (oddity.kind) {
+    case Kind::sameSegment:
+      return fmt::format(
+          "{} leads to the same shared memory as {}; other commands show it once. Remove the one "
+          "that is not named after the broker's uuid while the broker is down",
+          file, other);
+    case Kind::sameUuid:
+      return fmt::format(
+          "{} and {} belong to brokers of one uuid with two segments, so neither has all figures. "
+          "Restart the broker's processes with one temporary directory and one uuid",
+          file, other);
+    case Kind::sameLabel:
+      return fmt::format("{} and {} belong to two brokers of one label: choose one by its uuid",
+                         file, other);
+    case Kind::foreignOwner:
+      return fmt::format(
+          "{} belongs to user {}, its shared memory to user {}: only the broker's own user should "
+          "own both. Look who made the file",
+          file, *broker.segment.fileOwner, *broker.segment.owner);
+    case Kind::noUuid:
+      break;
+  }
+  return fmt::format(
+      "{} has no uuid: all brokers without one share it. Make the registry's file BrokerUUID "
+      "readable for the broker's user and restart its processes",
+      file);
+}
+
+std::vector<std::string> remarksOn(const Snapshot& snapshot) {
+  std::vector<std::string> remarks;
+  for (const auto& broker : snapshot.brokers) {
+    if (!problemOf(*broker).empty()) continue;
+    const std::string text = conditionText(*broker, snapshot.machine.get());
+    if (!text.empty()) remarks.push_back("broker " + nameOf(*broker) + ": " + text);
+  }
+  for (const model::Oddity& oddity : odditiesOf(snapshot)) {
+    remarks.push_back(oddityText(snapshot, oddity));
+  }
+  return remarks;
 }
 
 std::string missedOf(const SeenBroker& broker) {

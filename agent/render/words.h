@@ -9,14 +9,15 @@
 #include <string>
 #include <vector>
 
+#include "agent/model/condition.h"
 #include "agent/model/selection.h"
 #include "agent/model/snapshot.h"
 
 namespace render {
 
-// The name of a state, a kind of event and a kind of node, in tables and in JSON. Node types are
-// "input", "output", "other", "subFlowInput" and "subFlowOutput"; any other code is "unknown".
-const char* stateName(reader::State state);
+// The name of a condition, a kind of event and a kind of node, in tables and in JSON. Node types
+// are "input", "output", "other", "subFlowInput" and "subFlowOutput"; any other code is "unknown".
+const char* conditionName(model::Condition condition);
 const char* kindName(reader::EventKind kind);
 const char* nodeTypeName(std::uint32_t type);
 
@@ -28,6 +29,15 @@ std::string nameOf(const model::SeenBroker& broker);
 
 // What is wrong with a broker and what to do about it; empty when nothing is.
 std::string problemOf(const model::SeenBroker& broker);
+
+// What condition it is in and what to do about it, its problem included; empty when it is ok.
+std::string conditionText(const model::SeenBroker& broker, const model::Machine* machine);
+
+// What is odd, and what to do. The oddity must be one of this snapshot.
+std::string oddityText(const model::Snapshot& snapshot, const model::Oddity& oddity);
+
+// A sentence for each condition that is no problem of problemOf(), and for each oddity.
+std::vector<std::string> remarksOn(const model::Snapshot& snapshot);
 
 // One line a damaged place: area, offset, reason.
 std::vector<std::string> damageOf(const model::SeenBroker& broker);

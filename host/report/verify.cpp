@@ -73,14 +73,15 @@ SizeFigures figures(const NodeCount& count) {
 
 SizeFigures figures(const Json& statistics) {
   return {statistics.value("messageCount", std::uint64_t{0}),
-          statistics.value("sumSize", std::uint64_t{0}),
-          statistics.value("maxSize", std::uint64_t{0}),
-          statistics.value("minSize", std::uint64_t{0})};
+          statistics.value("sizeSumBytes", std::uint64_t{0}),
+          statistics.value("sizeMaxBytes", std::uint64_t{0}),
+          statistics.value("sizeMinBytes", std::uint64_t{0})};
 }
 
 // The agent gives a number that it can't read as null.
 bool unreadable(const Json& statistics) {
-  constexpr const char* kNumbers[] = {"messageCount", "sumSize", "sumElapsed", "sumQueued"};
+  constexpr const char* kNumbers[] = {"messageCount", "sizeSumBytes", "elapsedSumMs",
+                                      "queuedSumMs"};
   return std::ranges::any_of(kNumbers, [&statistics](const char* name) {
     return statistics.contains(name) && statistics.at(name).is_null();
   });
@@ -89,9 +90,9 @@ bool unreadable(const Json& statistics) {
 // Times that no count of messages could have: what a host can say of them without the same clock.
 std::string timeProblem(const Json& statistics, const std::string& name) {
   const auto count = statistics.value("messageCount", std::int64_t{0});
-  const auto sum = statistics.value("sum" + name, std::int64_t{0});
-  const auto least = statistics.value("min" + name, std::int64_t{0});
-  const auto most = statistics.value("max" + name, std::int64_t{0});
+  const auto sum = statistics.value(name + "SumMs", std::int64_t{0});
+  const auto least = statistics.value(name + "MinMs", std::int64_t{0});
+  const auto most = statistics.value(name + "MaxMs", std::int64_t{0});
   if (least >= 0 && least <= most && sum >= count * least && sum <= count * most) return {};
   return fmt::format("impossible {} times: {} messages, sum {}, {} to {} ms", name, count, sum,
                      least, most);
@@ -112,8 +113,8 @@ std::string problemOf(const Json* node, const flowfile::MonitorNode& monitor,
   }
   const bool queued = monitor.type == "input" && monitor.collectQueueTime.value_or("yes") == "yes";
   if (!queued && statistics.value("maxQueued", 0) != 0) return "queued time of a node without any";
-  const std::string elapsed = timeProblem(statistics, "Elapsed");
-  return elapsed.empty() ? timeProblem(statistics, "Queued") : elapsed;
+  const std::string elapsed = timeProblem(statistics, "elapsed");
+  return elapsed.empty() ? timeProblem(statistics, "queued") : elapsed;
 }
 
 // Fills in what shared memory says of a node, and what is wrong with it.

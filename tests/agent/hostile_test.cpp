@@ -249,7 +249,7 @@ TEST(Hostile, EveryScreenAndDocumentIsFitWhateverTheBrokerIsNamed) {
   }
   for (const render::Json& document :
        {render::brokersDocument(snapshot), render::statisticsDocument(snapshot),
-        render::eventDocument(broker, event)}) {
+        render::eventDocument(broker, event, snapshot)}) {
     expectFit(render::written(document));
     expectFit(json::parse(render::written(document)));
   }

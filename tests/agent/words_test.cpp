@@ -36,17 +36,13 @@ Snapshot among(const std::vector<std::string>& labels) {
 }  // namespace
 
 TEST(Words, AStateHasItsNameAndSaysWhatToDo) {
-  EXPECT_STREQ("ok", render::stateName(State::ok));
   EXPECT_EQ("", render::problemOf(in(State::ok)));
-  EXPECT_STREQ("noKeyFile", render::stateName(State::noKeyFile));
   EXPECT_EQ("the key file /tmp/1-2-3.zebcshme is gone: the broker has just stopped",
             render::problemOf(in(State::noKeyFile)));
-  EXPECT_STREQ("noSegment", render::stateName(State::noSegment));
   EXPECT_EQ(
       "key file /tmp/1-2-3.zebcshme without shared memory: the broker has just stopped, or was "
       "killed and the memory removed. While the broker is down, the file can be deleted",
       render::problemOf(in(State::noSegment)));
-  EXPECT_STREQ("notInitialised", render::stateName(State::notInitialised));
   EXPECT_EQ(
       "shared memory without a header: the broker is just starting, so try again. If that stays "
       "so, its first process died: stop the broker and remove it with ipcrm -m 42",
@@ -54,7 +50,6 @@ TEST(Words, AStateHasItsNameAndSaysWhatToDo) {
 }
 
 TEST(Words, WithoutPermissionTheGroupIsNamedIfItIsKnown) {
-  EXPECT_STREQ("noPermission", render::stateName(State::noPermission));
   SeenBroker broker = in(State::noPermission);
   EXPECT_EQ(
       "no permission to look at /tmp/1-2-3.zebcshme: you need search permission on its directory",
@@ -67,7 +62,6 @@ TEST(Words, WithoutPermissionTheGroupIsNamedIfItIsKnown) {
 }
 
 TEST(Words, AFailedCallIsNamedWithItsError) {
-  EXPECT_STREQ("failed", render::stateName(State::failed));
   SeenBroker broker = in(State::failed);
   broker.segment.call = "shmat";
   broker.segment.error = ENOMEM;
@@ -75,7 +69,6 @@ TEST(Words, AFailedCallIsNamedWithItsError) {
 }
 
 TEST(Words, DamageIsCountedAsFarAsItWasListed) {
-  EXPECT_STREQ("damaged", render::stateName(State::damaged));
   const std::string rest =
       "; what could be read is shown. Stopping all processes of the broker removes the memory, "
       "and starting them makes a new one";
@@ -172,6 +165,91 @@ TEST(Words, MissedEventsAreToldOnlyAfterAnOverrun) {
       "broker uuid 1-2-3: at least 5 events may have been overwritten before they could be read, "
       "and 28 more for each further turn of the ring",
       render::missedOf(broker));
+}
+
+TEST(Words, EveryConditionHasItsName) {
+  using model::Condition;
+  const std::pair<Condition, const char*> names[] = {{Condition::ok, "ok"},
+                                                     {Condition::noKeyFile, "noKeyFile"},
+                                                     {Condition::noSegment, "noSegment"},
+                                                     {Condition::noPermission, "noPermission"},
+                                                     {Condition::notInitialised, "notInitialised"},
+                                                     {Condition::damaged, "damaged"},
+                                                     {Condition::failed, "failed"},
+                                                     {Condition::noProcess, "noProcess"},
+                                                     {Condition::stopped, "stopped"},
+                                                     {Condition::full, "full"}};
+  for (const auto& [condition, name] : names) EXPECT_STREQ(name, render::conditionName(condition));
+}
+
+TEST(Words, ABrokerWithoutRunningProcessesSaysWhatToDo) {
+  SeenBroker broker = in(State::ok);
+  EXPECT_EQ(
+      "no process has its shared memory attached: all of them were killed. The figures are the "
+      "last "
+      "ones; starting the broker goes on with them",
+      render::conditionText(broker, nullptr));
+  broker.segment.attached = 1;
+  EXPECT_EQ("", render::conditionText(broker, nullptr));
+  model::Machine machine;
+  machine.processes[7].stopped = true;
+  machine.processes[8] = machine.processes[7];
+  broker.tree.emplace().executionGroups.resize(2);
+  broker.tree->executionGroups[0].processId = 8;
+  broker.tree->executionGroups[1].processId = 7;
+  EXPECT_EQ("process 7, 8 is stopped, so its messages wait: let it go on with kill -CONT 7 8",
+            render::conditionText(broker, &machine));
+  broker.segment.state = State::failed;
+  EXPECT_EQ(render::problemOf(broker), render::conditionText(broker, &machine));
+}
+
+TEST(Words, AFullAreaSaysWhatToDo) {
+  SeenBroker broker = in(State::ok);
+  broker.segment.attached = 1;
+  reader::Area& area = broker.segment.copy.areas.emplace_back();
+  area.name = "statistics";
+  area.size = 4096;
+  area.last = 4000;
+  EXPECT_EQ(
+      "its statistics area is full: nodes that are deployed now are measured, but nobody sees "
+      "their "
+      "figures. Set ZEBMemorySize larger and restart all its processes",
+      render::conditionText(broker, nullptr));
+}
+
+TEST(Words, AnOddityNamesTheFilesAndSaysWhatToDo) {
+  using Kind = model::Oddity::Kind;
+  Snapshot snapshot = among({"A", "B"});
+  SeenBroker second = *snapshot.brokers[1];
+  second.segment.keyFile = "/tmp/x.zebcshme";
+  second.segment.owner = 1000;
+  second.segment.fileOwner = 0;
+  snapshot.brokers[1] = std::make_shared<const SeenBroker>(second);
+  const auto text = [&snapshot](Kind kind) { return render::oddityText(snapshot, {kind, 1, 0}); };
+  EXPECT_EQ(
+      "/tmp/x.zebcshme leads to the same shared memory as /tmp/1-2-3.zebcshme; other commands show "
+      "it once. Remove the one that is not named after the broker's uuid while the broker is down",
+      text(Kind::sameSegment));
+  EXPECT_EQ(
+      "/tmp/x.zebcshme and /tmp/1-2-3.zebcshme belong to brokers of one uuid with two segments, so "
+      "neither has all figures. Restart the broker's processes with one temporary directory and "
+      "one "
+      "uuid",
+      text(Kind::sameUuid));
+  EXPECT_EQ(
+      "/tmp/x.zebcshme and /tmp/1-2-3.zebcshme belong to two brokers of one label: choose one by "
+      "its "
+      "uuid",
+      text(Kind::sameLabel));
+  EXPECT_EQ(
+      "/tmp/x.zebcshme belongs to user 0, its shared memory to user 1000: only the broker's own "
+      "user "
+      "should own both. Look who made the file",
+      text(Kind::foreignOwner));
+  EXPECT_EQ(
+      "/tmp/x.zebcshme has no uuid: all brokers without one share it. Make the registry's file "
+      "BrokerUUID readable for the broker's user and restart its processes",
+      text(Kind::noUuid));
 }
 
 TEST(Words, NodeTypesAndKindsOfEventsHaveNames) {

@@ -79,7 +79,7 @@ void expectShown(const Look& look) {
   std::vector<std::string> documents = {render::written(render::statisticsDocument(snapshot)),
                                         render::written(render::brokersDocument(snapshot))};
   for (const reader::Event& event : look.events) {
-    documents.push_back(render::written(render::eventDocument(look.seen, event), true));
+    documents.push_back(render::written(render::eventDocument(look.seen, event, {}), true));
     expectPrintable(render::eventLines(event, render::Zone::utc));
   }
   for (const std::string& document : documents) {

@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
   const auto broker = std::make_shared<model::SeenBroker>(lookAt(segmentOf(data, length)));
   reader::EventLog log;
   for (const reader::Event& event : log.read(broker->segment, broker->damage).events) {
-    requireJson(render::eventDocument(*broker, event));
+    requireJson(render::eventDocument(*broker, event, {}));
     requirePrintable(render::eventLines(event, render::Zone::utc));
   }
   fuzz::require(log.read(broker->segment, broker->damage).events.empty());

@@ -57,9 +57,9 @@ class Verify : public testing::Test {
   std::unique_ptr<Tally> tally_;
   Json document_ = Json::parse(R"({"brokers":[{"label":"B","uuid":"","executionGroups":[
     {"label":"G","deleted":false,"messageFlows":[{"label":"F","deleted":false,"nodes":[
-      {"label":"M","deleted":false,"statistics":{"messageCount":2,"sumSize":30,"maxSize":20,
-       "minSize":10,"sumElapsed":7,"maxElapsed":4,"minElapsed":3,"sumQueued":2,"maxQueued":2,
-       "minQueued":0}}]}]}]}]})");
+      {"label":"M","deleted":false,"statistics":{"messageCount":2,"sizeSumBytes":30,"sizeMaxBytes":20,
+       "sizeMinBytes":10,"elapsedSumMs":7,"elapsedMaxMs":4,"elapsedMinMs":3,"queuedSumMs":2,"queuedMaxMs":2,
+       "queuedMinMs":0}}]}]}]}]})");
   Json brokers_ = Json::parse(R"({"brokers":[{"segment":{"areas":[{"wrapped":false}]}}]})");
   std::string events_ =
       "{\"kind\":\"message\"}\n{\"kind\":\"message\"}\n{\"kind\":\"exception\"}\n";
@@ -77,7 +77,7 @@ TEST_F(Verify, EqualFiguresAgree) {
 }
 
 TEST_F(Verify, ANumberThatTheAgentCannotReadIsNoZero) {
-  for (const char* name : {"messageCount", "sumSize", "sumElapsed", "sumQueued"}) {
+  for (const char* name : {"messageCount", "sizeSumBytes", "elapsedSumMs", "queuedSumMs"}) {
     const Json kept = statistics();
     statistics()[name] = nullptr;
     EXPECT_EQ(compareAll().nodes.at(0).problem, "a number in shared memory that can't be read");
@@ -86,7 +86,7 @@ TEST_F(Verify, ANumberThatTheAgentCannotReadIsNoZero) {
 }
 
 TEST_F(Verify, EachFigureThatDiffersIsNoticed) {
-  for (const char* name : {"messageCount", "sumSize", "maxSize", "minSize"}) {
+  for (const char* name : {"messageCount", "sizeSumBytes", "sizeMaxBytes", "sizeMinBytes"}) {
     const Json kept = statistics();
     statistics()[name] = statistics()[name].get<int>() + 1;
     EXPECT_FALSE(compareAll().agrees()) << name;
@@ -95,11 +95,11 @@ TEST_F(Verify, EachFigureThatDiffersIsNoticed) {
 }
 
 TEST_F(Verify, ImpossibleTimesAreNoticed) {
-  for (const auto& [name, value] : {std::pair{"sumElapsed", 9},
-                                    {"sumElapsed", 5},
-                                    {"minElapsed", 5},
-                                    {"sumQueued", 5},
-                                    {"minQueued", -1}}) {
+  for (const auto& [name, value] : {std::pair{"elapsedSumMs", 9},
+                                    {"elapsedSumMs", 5},
+                                    {"elapsedMinMs", 5},
+                                    {"queuedSumMs", 5},
+                                    {"queuedMinMs", -1}}) {
     const Json kept = statistics();
     statistics()[name] = value;
     EXPECT_FALSE(compareAll().agrees()) << name << " " << value;
@@ -178,13 +178,14 @@ TEST_F(Verify, ANodeWithoutStatisticsIsNoticed) {
 
 TEST_F(Verify, ANodeWithoutMessagesHasFiguresOfZero) {
   Tally none(file_);
-  statistics() = Json::parse(R"({"messageCount":0,"sumSize":0,"maxSize":0,"minSize":0,
-      "sumElapsed":0,"maxElapsed":0,"minElapsed":0,"sumQueued":0,"maxQueued":0,"minQueued":0})");
+  statistics() =
+      Json::parse(R"({"messageCount":0,"sizeSumBytes":0,"sizeMaxBytes":0,"sizeMinBytes":0,
+      "elapsedSumMs":0,"elapsedMaxMs":0,"elapsedMinMs":0,"queuedSumMs":0,"queuedMaxMs":0,"queuedMinMs":0})");
   EXPECT_TRUE(compare(file_, none, document_, brokers_, "").agrees());
 }
 
 TEST_F(Verify, TheTableSaysNodeByNodeWhatDiffers) {
-  statistics()["sumSize"] = 31;
+  statistics()["sizeSumBytes"] = 31;
   events_ += "{\"kind\":\"message\"}\n";
   EXPECT_EQ(verificationText(compareAll()),
             "group  flow  node  host                  | shared memory         | agrees\n"

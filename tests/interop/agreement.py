@@ -17,8 +17,8 @@ def resource(one, **more):
 def statistics(one):
     values = [value if isinstance(value, int) else int(value.rstrip(b"\0") or b"0")
               for value in one["fields"]]
-    names = ["messageCount", "sumSize", "maxSize", "minSize", "sumElapsed", "maxElapsed",
-             "minElapsed", "sumQueued", "maxQueued", "minQueued"]
+    names = ["messageCount", "sizeSumBytes", "sizeMaxBytes", "sizeMinBytes", "elapsedSumMs", "elapsedMaxMs",
+             "elapsedMinMs", "queuedSumMs", "queuedMaxMs", "queuedMinMs"]
     return {"recordId": one["id"].hex().upper(), **dict(zip(names, values)),
             "firstCollection": reader.calendar(values[10]),
             "lastCollection": reader.calendar(values[11])}
@@ -95,7 +95,7 @@ def compare(zebhost, zebmon, flow_file, folder):
     for key in ("state", "keyFile"):
         del theirs[key]
     for one in their_events:
-        for key in ("schema", "version", "broker"):
+        for key in ("schema", "version", "collectedAt", "broker"):
             del one[key]
     kinds = {one["kind"] for one in their_events}
     if kinds != {"message", "exception"}:

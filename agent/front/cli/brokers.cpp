@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/look.h"
+#include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
 #include "agent/front/cli/terminal.h"
 #include "agent/render/json.h"
 #include "agent/render/screens.h"
+#include "agent/render/words.h"
 
 namespace cli {
 namespace {
@@ -32,9 +34,10 @@ void declareBrokers(CLI::App& options, Request& request) {
 }
 
 ExitCode runBrokers(const Request& request, Output& output) {
-  const model::Snapshot selected = look(request);
-  output.write(shown(selected, request.show));
-  return exitCodeOf(selected);
+  const model::Snapshot found = selected(*take(request, model::MachineFacts::processes), request);
+  for (const std::string& remark : render::remarksOn(found)) complain(remark);
+  output.write(shown(found, request.show));
+  return exitCodeOf(found);
 }
 
 }  // namespace cli

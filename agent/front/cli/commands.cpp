@@ -12,8 +12,8 @@ std::span<const Command> commands() {
       {"locks", "Who holds a lock, who waits, and what it guards", declareLocks, runLocks},
       {"size", "How full shared memory is, or how large it must be", declareSize, runSize},
       {"config", "The settings in force, and what is wrong with them", declareConfig, runConfig},
-      {"reset", "Statistics back to zero", declareReset, runReset},
       {"doctor", "What is wrong, what comes of it, and what to do", declareDoctor, runDoctor},
+      {"reset", "Statistics back to zero", declareReset, runReset},
   };
   return kCommands;
 }

@@ -6,6 +6,7 @@
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
 #include "agent/model/collector.h"
+#include "agent/model/condition.h"
 #include "agent/model/selection.h"
 #include "agent/render/json.h"
 #include "agent/render/screens.h"
@@ -45,8 +46,9 @@ class Watch {
   ExitCode show(const model::Snapshot& snapshot);
 
  private:
-  void showEvents(const model::SeenBroker& broker);
-  std::string formatted(const model::SeenBroker& broker, const reader::Event& event);
+  void showEvents(const model::SeenBroker& broker, const model::Snapshot& snapshot);
+  std::string formatted(const model::SeenBroker& broker, const reader::Event& event,
+                        const model::Snapshot& snapshot);
   void reportProblems(const model::Snapshot& selected, const std::string& ofAll);
 
   const Request& request_;
@@ -56,9 +58,10 @@ class Watch {
   std::string shownBroker_;  // its key file
 };
 
-std::string Watch::formatted(const model::SeenBroker& broker, const reader::Event& event) {
+std::string Watch::formatted(const model::SeenBroker& broker, const reader::Event& event,
+                             const model::Snapshot& snapshot) {
   if (request_.show.format == Format::jsonl) {
-    return render::written(render::eventDocument(broker, event), true);
+    return render::written(render::eventDocument(broker, event, snapshot), true);
   }
   std::string text;
   if (broker.segment.keyFile != shownBroker_) {
@@ -69,13 +72,13 @@ std::string Watch::formatted(const model::SeenBroker& broker, const reader::Even
   return text + render::eventLines(event, request_.show.zone);
 }
 
-void Watch::showEvents(const model::SeenBroker& broker) {
+void Watch::showEvents(const model::SeenBroker& broker, const model::Snapshot& snapshot) {
   complain(render::missedOf(broker));
   if (!broker.events) return;
   for (const reader::Event& event : broker.events->events) {
     if (!model::selects(request_.selection, event)) continue;
     if (!model::selects(selection_, event)) continue;
-    if (!output_.write(formatted(broker, event))) return;
+    if (!output_.write(formatted(broker, event, snapshot))) return;
   }
 }
 
@@ -94,8 +97,9 @@ void Watch::reportProblems(const model::Snapshot& selected, const std::string& o
 }
 
 ExitCode Watch::show(const model::Snapshot& snapshot) {
-  const model::Snapshot selected = model::selectBrokers(snapshot, request_.selection.broker);
-  for (const auto& broker : selected.brokers) showEvents(*broker);
+  const model::Snapshot selected =
+      distinct(model::selectBrokers(snapshot, request_.selection.broker));
+  for (const auto& broker : selected.brokers) showEvents(*broker, snapshot);
   reportProblems(selected, render::problemOf(snapshot, request_.selection));
   return findUnknown(snapshot, request_.selection) ? kNoBroker : exitCodeOf(selected);
 }

@@ -2,7 +2,7 @@
 #include "agent/front/cli/look.h"
 
 #include "agent/front/cli/messages.h"
-#include "agent/model/collector.h"
+#include "agent/model/condition.h"
 #include "agent/model/selection.h"
 #include "agent/render/words.h"
 
@@ -12,12 +12,15 @@ std::shared_ptr<const model::Snapshot> take(const Request& request, model::Machi
   return model::Collector(request.directory, model::Events::leave, machine).take();
 }
 
-model::Snapshot look(const Request& request) {
-  const auto snapshot = take(request);
-  model::Snapshot selected = model::select(*snapshot, request.selection);
-  complain(render::problemOf(*snapshot, request.selection));
+model::Snapshot selected(const model::Snapshot& snapshot, const Request& request) {
+  model::Snapshot selected = model::select(snapshot, request.selection);
+  complain(render::problemOf(snapshot, request.selection));
   for (const auto& broker : selected.brokers) reportProblem(*broker);
   return selected;
+}
+
+model::Snapshot look(const Request& request) {
+  return distinct(selected(*take(request), request));
 }
 
 }  // namespace cli

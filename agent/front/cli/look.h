@@ -7,6 +7,7 @@
 
 #include "agent/front/cli/request.h"
 #include "agent/model/collector.h"
+#include "agent/model/snapshot.h"
 
 namespace cli {
 
@@ -15,8 +16,12 @@ namespace cli {
 std::shared_ptr<const model::Snapshot> take(
     const Request& request, model::MachineFacts machine = model::MachineFacts::leave);
 
-// Takes a snapshot, says on standard error what is wrong, and returns what the request selects.
+// Takes a snapshot, says on standard error what is wrong, and returns what the request selects,
+// each segment once.
 model::Snapshot look(const Request& request);
+
+// The same of a snapshot that was taken, with each key file.
+model::Snapshot selected(const model::Snapshot& snapshot, const Request& request);
 
 }  // namespace cli
 
