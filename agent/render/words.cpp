@@ -174,7 +174,8 @@ std::string problemOf(const SeenBroker& broker) {
 std::vector<std::string> damageOf(const SeenBroker& broker) {
   std::vector<std::string> lines;
   for (const reader::Damage& damage : broker.damage.list()) {
-    lines.push_back(fmt::format("{}, offset {}: {}", damage.area, damage.offset, damage.reason));
+    lines.push_back(fmt::format("{}, offset {}: {}", printable(damage.area), damage.offset,
+                                printable(damage.reason)));
   }
   return lines;
 }

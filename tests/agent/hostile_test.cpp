@@ -59,6 +59,7 @@ void expectFit(const json& value) {
 }
 
 const std::vector<std::vector<std::string>> kShown = {{"brokers"},
+                                                      {"message", "A"},
                                                       {"brokers", "--format", "json"},
                                                       {"brokers", "--format", "jsonl"},
                                                       {"brokers", "--format", "csv"},

@@ -18,11 +18,12 @@ constexpr char kAgent[] = ZEB_AGENT_SOURCES;
 const std::map<std::string, std::vector<std::string>> kBelow = {
     {"reader", {"format/", "text/"}},
     {"model", {"agent/reader/", "flowfile/", "format/"}},
-    {"render", {"agent/model/", "agent/reader/", "text/"}},
+    {"archive", {"agent/model/", "agent/reader/", "format/", "text/"}},
+    {"render", {"agent/archive/", "agent/model/", "agent/reader/", "text/"}},
     {"act", {"agent/model/", "agent/reader/", "format/"}},
     {"front",
-     {"agent/act/", "agent/render/", "agent/model/", "agent/reader/", "flowfile/", "format/",
-      "text/"}},
+     {"agent/act/", "agent/archive/", "agent/render/", "agent/model/", "agent/reader/", "flowfile/",
+      "format/", "text/"}},
 };
 
 std::vector<std::string> includesOf(const fs::path& file) {

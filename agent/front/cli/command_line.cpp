@@ -6,6 +6,7 @@
 
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/messages.h"
+#include "agent/front/cli/stop.h"
 #include "agent/render/values.h"
 #include "format/version.h"
 #include "text/printable.h"
@@ -68,7 +69,12 @@ ExitCode interpret(int argc, const char* const* argv, Output& output) {
     return answer(app, error, output);
   }
   const auto asked = [&app](const Command& command) { return app.got_subcommand(command.name); };
-  return std::ranges::find_if(commands(), asked)->run(request, output);
+  try {
+    return std::ranges::find_if(commands(), asked)->run(request, output);
+  } catch (const Stop& stop) {
+    complain(stop.sentence);
+    return stop.code;
+  }
 }
 
 bool wasWritten(const Output& output) {

@@ -14,6 +14,9 @@ std::span<const Command> commands() {
       {"config", "The settings in force, and what is wrong with them", declareConfig, runConfig},
       {"doctor", "What is wrong, what comes of it, and what to do", declareDoctor, runDoctor},
       {"reset", "Statistics back to zero", declareReset, runReset},
+      {"message", "One message's way over all nodes and brokers", declareMessage, runMessage},
+      {"snapshot", "Write all of it into a file, to be looked at later", declareSnapshot,
+       runSnapshot},
   };
   return kCommands;
 }

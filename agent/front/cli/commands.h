@@ -58,6 +58,14 @@ ExitCode runReset(const Request& request, Output& output);
 void declareDoctor(CLI::App& options, Request& request);
 ExitCode runDoctor(const Request& request, Output& output);
 
+// The way of one message.
+void declareMessage(CLI::App& options, Request& request);
+ExitCode runMessage(const Request& request, Output& output);
+
+// Writes a file that every command takes with --from.
+void declareSnapshot(CLI::App& options, Request& request);
+ExitCode runSnapshot(const Request& request, Output& output);
+
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_COMMANDS_H

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "agent/front/cli/commands.h"
+#include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
 #include "agent/model/collector.h"
@@ -131,7 +132,8 @@ void declareEvents(CLI::App& options, Request& request) {
           "longer ago than 90s, 15m, 12h, 7d")
       ->type_name("T");
   addStyle(options, request);
-  options.add_flag("--follow", events.follow, "Go on with what is posted from now on");
+  options.add_flag("--follow", events.follow, "Go on with what is posted from now on")
+      ->excludes("--from");
   options.add_option("--interval", events.interval, "Time between two looks with --follow")
       ->check(CLI::Range(1, 3600000))
       ->type_name("MS")
@@ -140,6 +142,10 @@ void declareEvents(CLI::App& options, Request& request) {
 
 ExitCode runEvents(const Request& request, Output& output) {
   if (request.events.follow) output.stopOnSignals();
+  if (!request.from.empty()) {
+    const auto only = take(request, model::MachineFacts::leave, model::Events::read);
+    return Watch(request, output, model::secondsOf(*only)).show(*only);
+  }
   model::Collector collector(request.directory, model::Events::read);
   const auto first = collector.take();
   Watch watch(request, output, model::secondsOf(*first));

@@ -43,6 +43,23 @@ ExitCode exitCodeOf(int error) {
   return error == EACCES || error == EPERM ? kNoPermission : kFailed;
 }
 
+ExitCode exitCodeOf(const archived::Failure& failure) {
+  using Kind = archived::Failure::Kind;
+  switch (failure.kind) {
+    case Kind::none:
+      return kDone;
+    case Kind::foreign:
+    case Kind::damaged:
+    case Kind::tooLarge:
+      return kDamaged;
+    case Kind::system:
+      return exitCodeOf(failure.error);
+    case Kind::notRegular:
+      break;
+  }
+  return kFailed;
+}
+
 ExitCode exitCodeOf(const model::Snapshot& selected) {
   if (selected.error != 0) return exitCodeOf(selected.error);
   if (selected.brokers.empty()) return kNoBroker;

@@ -3,6 +3,7 @@
 #ifndef ZEB_AGENT_FRONT_CLI_EXIT_CODE_H
 #define ZEB_AGENT_FRONT_CLI_EXIT_CODE_H
 
+#include "agent/archive/failure.h"
 #include "agent/model/snapshot.h"
 
 namespace cli {
@@ -22,6 +23,9 @@ enum ExitCode {
 
 // What an errno of a call that opens or reads means.
 ExitCode exitCodeOf(int error);
+
+// For a snapshot file that could not be read or written.
+ExitCode exitCodeOf(const archived::Failure& failure);
 
 // For a command that showed what was selected from a snapshot. A broker without shared memory isn't
 // running: that is an answer, not a failure. Of several failures no permission counts before failed

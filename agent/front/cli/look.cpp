@@ -2,14 +2,32 @@
 #include "agent/front/cli/look.h"
 
 #include "agent/front/cli/messages.h"
+#include "agent/front/cli/stop.h"
+#include "agent/model/collector.h"
 #include "agent/model/condition.h"
 #include "agent/model/selection.h"
+#include "agent/render/archive_words.h"
 #include "agent/render/words.h"
 
 namespace cli {
 
-std::shared_ptr<const model::Snapshot> take(const Request& request, model::MachineFacts machine) {
-  return model::Collector(request.directory, model::Events::leave, machine).take();
+archived::Loaded open(const std::string& file, model::Events events, std::uint64_t mostBytes) {
+  archived::Loaded loaded = archived::load(file, events, mostBytes);
+  if (loaded.failure) {
+    throw Stop{exitCodeOf(loaded.failure), render::problemOfReading(loaded.failure, file)};
+  }
+  complain(render::originOf(loaded, file));
+  return loaded;
+}
+
+std::shared_ptr<const model::Snapshot> take(const Request& request, model::MachineFacts machine,
+                                            model::Events events) {
+  if (request.from.empty()) return model::Collector(request.directory, events, machine).take();
+  auto snapshot = open(request.from, events, request.mostBytes).snapshot;
+  if (machine == model::MachineFacts::read && !snapshot->machine) {
+    throw Stop{kDamaged, request.from + " lacks what the machine said. Take another snapshot"};
+  }
+  return snapshot;
 }
 
 model::Snapshot selected(const model::Snapshot& snapshot, const Request& request) {

@@ -5,16 +5,22 @@
 
 #include <memory>
 
+#include "agent/archive/snapshot_file.h"
 #include "agent/front/cli/request.h"
 #include "agent/model/collector.h"
 #include "agent/model/snapshot.h"
 
 namespace cli {
 
-// What there is to look at: everything on this machine, at this moment. The one place where a
-// command gets a snapshot from.
+// What there is to look at: everything on this machine, at this moment, or what is in the file of
+// --from. The one place where a command gets a snapshot from. A file always has the machine's
+// facts if it was written with them. Throws Stop when there is no such file, or no snapshot in it.
 std::shared_ptr<const model::Snapshot> take(
-    const Request& request, model::MachineFacts machine = model::MachineFacts::leave);
+    const Request& request, model::MachineFacts machine = model::MachineFacts::leave,
+    model::Events events = model::Events::leave);
+
+// Reads a snapshot file, and says on standard error where and when it was taken. Throws as above.
+archived::Loaded open(const std::string& file, model::Events events, std::uint64_t mostBytes);
 
 // Takes a snapshot, says on standard error what is wrong, and returns what the request selects,
 // each segment once.

@@ -7,11 +7,23 @@ namespace cli {
 namespace {
 
 void addDirectory(CLI::App& options, Request& request) {
+  CLI::Option* const directory = options
+                                     .add_option("--temp-directory", request.directory,
+                                                 "Where the brokers' key files are (default:\n"
+                                                 "as the library is configured here)")
+                                     ->type_name("DIR");
+  CLI::Option* const from = options
+                                .add_option("--from", request.from,
+                                            "Look at a file of \"snapshot\" instead of\n"
+                                            "this machine; - is standard input")
+                                ->type_name("FILE")
+                                ->excludes(directory);
   options
-      .add_option("--temp-directory", request.directory,
-                  "Where the brokers' key files are (default:\n"
-                  "as the library is configured here)")
-      ->type_name("DIR");
+      .add_option("--max-bytes", request.mostBytes,
+                  "The most shared memory of a broker to take\nfrom that file")
+      ->type_name("BYTES")
+      ->needs(from)
+      ->capture_default_str();
 }
 
 void addPattern(CLI::App& options, const char* name, std::string& pattern,

@@ -4,10 +4,12 @@
 #define ZEB_AGENT_FRONT_CLI_REQUEST_H
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "agent/archive/snapshot_file.h"
 #include "agent/front/cli/since.h"
 #include "agent/model/chain.h"
 #include "agent/model/selection.h"
@@ -61,17 +63,27 @@ struct DoctorRequest {
   bool yes = false;               // really
 };
 
+// Only of "snapshot".
+struct SnapshotRequest {
+  std::string file;  // to write; "-" is standard output, empty means a name of our own
+  bool redact = false;
+};
+
 // Each command declares the options that it takes; the others keep their defaults.
 struct Request {
   std::string directory;  // of the key files; empty: as the library is configured here
+  std::string from;  // a snapshot file to look at instead of this machine; "-" is standard input
+  std::uint64_t mostBytes = archived::kMostBytes;  // of a broker in that file
   model::Selection selection;
   ShowRequest show;
   EventsRequest events;
   SizeRequest size;
-  bool really = false;    // of "reset": do it, instead of telling what would be done
+  bool really = false;  // of "reset": do it, instead of telling what would be done
   DoctorRequest doctor;
   bool allLocks = false;  // of "locks": those too that are free
   RatesRequest rates;
+  SnapshotRequest snapshot;
+  std::string messageId;  // of "message": its first hexadecimal digits, in upper case
 };
 
 }  // namespace cli

@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/archive/facts.h"
+
+namespace archived {
+namespace {
+
+constexpr const char* kStates[] = {
+    "ok", "noKeyFile", "noSegment", "noPermission", "notInitialised", "damaged", "failed"};
+constexpr const char* kPresences[] = {"there", "absent", "refused", "failed"};
+
+}  // namespace
+
+// Not in the namespace above, where calls from templates elsewhere would not find them.
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Stamp>& stamp) {
+  io("seconds", stamp.seconds);
+  io("milliseconds", stamp.milliseconds);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Damage>& damage) {
+  io("area", damage.area);
+  io("offset", damage.offset);
+  io("reason", damage.reason);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Area>& area) {
+  io("name", area.name);
+  io("size", area.size);
+  io("next", area.next);
+  io("last", area.last);
+  io("lastUpdate", area.lastUpdate);
+  io("overtaken", area.overtaken);
+  io("torn", area.torn);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Segment>& segment) {
+  io("keyFile", segment.keyFile);
+  io("uuid", segment.uuid);
+  io.choice("state", segment.state, kStates);
+  io("error", segment.error);
+  io("call", segment.call);
+  io("group", segment.group);
+  io("key", segment.key);
+  io("id", segment.id);
+  io("size", segment.size);
+  io("attached", segment.attached);
+  io("initialised", segment.copy.initialised);
+  io("headerSize", segment.copy.size);
+  io("lastUpdate", segment.copy.lastUpdate);
+  io("areas", segment.copy.areas);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Clocks>& clocks) {
+  io("wallMs", clocks.wall);
+  io("sinceBootMs", clocks.sinceBoot);
+  io("bootTime", clocks.bootTime);
+  io("ticksPerSecond", clocks.ticksPerSecond);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::ConfigurationPlace>& place) {
+  io("path", place.path);
+  io("error", place.error);
+  io("because", place.because);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Configuration>& configuration) {
+  io("places", configuration.places);
+  io("path", configuration.path);
+  io("exists", configuration.exists);
+  io("error", configuration.error);
+  io("cut", configuration.cut);
+  io("modified", configuration.modified);
+  io("text", configuration.text);
+  io("directory", configuration.directory);
+  io("files", configuration.files);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Limits>& limits) {
+  io("segmentBytes", limits.segmentBytes);
+  io("memoryPages", limits.memoryPages);
+  io("segments", limits.segments);
+  io("semaphoresPerSet", limits.semaphoresPerSet);
+  io("semaphores", limits.semaphores);
+  io("operationsPerCall", limits.operationsPerCall);
+  io("semaphoreSets", limits.semaphoreSets);
+  io("queueBytes", limits.queueBytes);
+  io("queues", limits.queues);
+  io("pageBytes", limits.pageBytes);
+  io("usedPages", limits.usedPages);
+  io("usedSegments", limits.usedSegments);
+  io("usedSemaphores", limits.usedSemaphores);
+  io("usedSemaphoreSets", limits.usedSemaphoreSets);
+  io("usedQueues", limits.usedQueues);
+}
+
+template <class Io>
+static void object(Io& io, Of<Io, reader::IpcObject>& object) {
+  io.choice("presence", object.presence, kPresences);
+  io("error", object.error);
+  io("id", object.id);
+  io("key", object.key);
+  io("owner", object.owner);
+  io("group", object.group);
+  io("mode", object.mode);
+  io("changed", object.changed);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Semaphore>& semaphore) {
+  object(io, semaphore);
+  io("semaphores", semaphore.semaphores);
+  io("value", semaphore.value);
+  io("lastProcess", semaphore.lastProcess);
+  io("waiting", semaphore.waiting);
+  io("lastOperation", semaphore.lastOperation);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Queue>& queue) {
+  object(io, queue);
+  io("references", queue.references);
+  io("bytes", queue.bytes);
+  io("mostBytes", queue.mostBytes);
+  io("lastSender", queue.lastSender);
+  io("lastReceiver", queue.lastReceiver);
+  io("lastSent", queue.lastSent);
+  io("lastReceived", queue.lastReceived);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::KeyFile>& file) {
+  io("path", file.path);
+  io("error", file.error);
+  io("link", file.link);
+  io("regular", file.regular);
+  io("device", file.device);
+  io("inode", file.inode);
+  io("owner", file.owner);
+  io("group", file.group);
+  io("mode", file.mode);
+  io("size", file.size);
+  io("modified", file.modified);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Lock>& lock) {
+  io("file", lock.file);
+  io("name", lock.name);
+  io("semaphore", lock.semaphore);
+  io("queue", lock.queue);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::LockList>& list) {
+  io("error", list.error);
+  io("cut", list.cut);
+  io("locks", list.locks);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::MappedSegment>& segment) {
+  io("key", segment.key);
+  io("id", segment.id);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Process>& process) {
+  io("id", process.id);
+  io("exists", process.exists);
+  io("ended", process.ended);
+  io("stopped", process.stopped);
+  io("threads", process.threads);
+  io("startTicks", process.startTicks);
+  io("command", process.command);
+  io("segments", process.segments);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, model::Machine>& machine) {
+  io("clocks", machine.clocks);
+  io("configuration", machine.configuration);
+  io("limits", machine.limits);
+  io("locks", machine.locks);
+  io("processes", machine.processes);
+}
+
+Json jsonOfSegment(const reader::Segment& segment) {
+  Json json = jsonOf(segment);
+  json["damage"] = jsonOf(segment.copy.damage.list());
+  return json;
+}
+
+reader::Segment segmentOf(const Json& json) {
+  reader::Segment segment;
+  take(json, segment);
+  std::vector<reader::Damage> damage;
+  take(memberOf(json, "damage"), damage);
+  for (reader::Damage& one : damage) {
+    segment.copy.damage.add(std::move(one.area), one.offset, std::move(one.reason));
+  }
+  return segment;
+}
+
+Json jsonOfMachine(const model::Machine& machine) {
+  if (machine.locks.locks.size() <= kMostLocks) return jsonOf(machine);
+  model::Machine less = machine;
+  less.locks.locks.resize(kMostLocks);
+  less.locks.cut = true;
+  return jsonOf(less);
+}
+
+model::Machine machineOf(const Json& json) {
+  model::Machine machine;
+  take(json, machine);
+  return machine;
+}
+
+}  // namespace archived

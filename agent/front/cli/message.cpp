@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/look.h"
+#include "agent/front/cli/messages.h"
+#include "agent/front/cli/options.h"
+#include "agent/front/cli/terminal.h"
+#include "agent/model/message_way.h"
+#include "agent/render/json.h"
+#include "agent/render/message_screens.h"
+
+namespace cli {
+namespace {
+
+std::string shown(const model::Snapshot& snapshot, const model::MessageWay& way,
+                  const ShowRequest& show) {
+  const auto sheet = [&](render::Zone zone) {
+    return arranged(render::messageSheet(way, zone), show.arrangement);
+  };
+  switch (show.format) {
+    case Format::json:
+      return render::written(render::messageDocument(snapshot, way));
+    case Format::jsonl:
+      return render::rowLines("zebmon.message.event", snapshot, sheet(render::Zone::utc));
+    case Format::csv:
+      return render::csvOf(sheet(render::Zone::utc), show.titles);
+    case Format::table:
+      break;
+  }
+  return (show.titles ? render::summaryOf(way) : "") +
+         render::tableOf(sheet(show.zone), styleOf(show));
+}
+
+void takeId(std::string& id, const std::string& text) {
+  const auto prefix = model::idPrefixOf(text);
+  if (!prefix)
+    throw CLI::ValidationError("ID", "\"" + text + "\" is not 1 to 48 hexadecimal digits");
+  id = *prefix;
+}
+
+}  // namespace
+
+void declareMessage(CLI::App& options, Request& request) {
+  std::string& id = request.messageId;
+  options
+      .add_option_function<std::string>(
+          "ID", [&id](const std::string& text) { takeId(id, text); },
+          "A message or correlation ID in hexadecimal,\nor its first digits")
+      ->required();
+  addBroker(options, request);
+  addSheet(options, request, render::messageColumns());
+}
+
+ExitCode runMessage(const Request& request, Output& output) {
+  const auto snapshot = take(request, model::MachineFacts::leave, model::Events::read);
+  const model::Snapshot found = distinct(selected(*snapshot, request));
+  const ExitCode code = exitCodeOf(found);
+  if (found.brokers.empty()) return code;
+  const auto ways = model::waysOf(found, request.messageId);
+  complain(render::problemOf(ways, request.messageId));
+  if (ways.empty()) return code == kDone ? kNoBroker : code;
+  if (ways.size() > 1) return kUsage;
+  output.write(shown(found, ways.front(), request.show));
+  return code;
+}
+
+}  // namespace cli

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "agent/archive/snapshot_file.h"
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/look.h"
+#include "agent/front/cli/messages.h"
+#include "agent/front/cli/options.h"
+#include "agent/front/cli/stop.h"
+#include "agent/model/selection.h"
+#include "agent/render/archive_words.h"
+#include "agent/render/words.h"
+#include "format/version.h"
+#include "text/printable.h"
+
+namespace cli {
+namespace {
+
+std::string hostName() {
+  std::array<char, 256> name{};
+  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+// From a file, where it came from; then what was left out there is left out here.
+archived::Loaded taken(const Request& request) {
+  if (!request.from.empty()) return open(request.from, model::Events::leave, request.mostBytes);
+  return {.failure = {},
+          .snapshot = take(request, model::MachineFacts::read),
+          .origin = {.host = hostName(), .version = layout::kVersion}};
+}
+
+// A reader that goes away is no failure, as everywhere.
+void writeTo(Output& output, const model::Snapshot& snapshot, const archived::Origin& origin) {
+  if (isatty(STDOUT_FILENO) != 0) {
+    throw Stop{kUsage, "a snapshot is no text for a terminal. Name a file with -o, or use a pipe"};
+  }
+  archived::write(snapshot, origin,
+                  [&output](std::string_view bytes) { return output.write(bytes) ? 0 : EPIPE; });
+}
+
+void writeTo(const std::string& file, const model::Snapshot& snapshot,
+             const archived::Origin& origin) {
+  const archived::Failure failure = archived::save(snapshot, origin, file);
+  if (failure) throw Stop{exitCodeOf(failure), render::problemOfWriting(failure, file)};
+}
+
+}  // namespace
+
+void declareSnapshot(CLI::App& options, Request& request) {
+  addBroker(options, request);
+  options
+      .add_option("-o,--output", request.snapshot.file,
+                  "Where to write it, - is standard output\n"
+                  "(default: a name by broker and time)")
+      ->type_name("FILE");
+  options.add_flag("--redact", request.snapshot.redact,
+                   "Without texts of events, message and\n"
+                   "correlation IDs and application names");
+}
+
+ExitCode runSnapshot(const Request& request, Output& output) {
+  archived::Loaded all = taken(request);
+  all.origin.redacted = all.origin.redacted || request.snapshot.redact;
+  const model::Snapshot found = selected(*all.snapshot, request);
+  const ExitCode code = exitCodeOf(found);
+  if (found.brokers.empty()) return code;
+  const std::string file =
+      request.snapshot.file.empty() ? render::fileNameFor(found) : request.snapshot.file;
+  if (file == "-") {
+    writeTo(output, found, all.origin);
+  } else {
+    writeTo(file, found, all.origin);
+    output.write(text::printable(file) + "\n");
+  }
+  return code;
+}
+
+}  // namespace cli

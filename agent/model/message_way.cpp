@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/model/message_way.h"
+
+#include <algorithm>
+#include <map>
+#include <span>
+
+namespace model {
+namespace {
+
+constexpr char kDigits[] = "0123456789ABCDEF";
+constexpr std::size_t kMostDigits = 2 * layout::evdr::messageId.width;
+
+using Id = std::span<const std::uint8_t>;
+
+char digitAt(Id id, std::size_t i) {
+  return kDigits[i % 2 == 0 ? id[i / 2] >> 4 : id[i / 2] & 0xF];
+}
+
+std::string digitsOf(Id id) {
+  std::string digits;
+  for (std::size_t i = 0; i < 2 * id.size(); ++i) digits += digitAt(id, i);
+  return digits;
+}
+
+bool begins(Id id, const std::string& prefix) {
+  if (std::ranges::all_of(id, [](std::uint8_t byte) { return byte == 0; })) return false;
+  for (std::size_t i = 0; i < prefix.size(); ++i)
+    if (digitAt(id, i) != prefix[i]) return false;
+  return true;
+}
+
+std::int64_t millisecondsOf(const reader::Stamp& stamp) {
+  return std::int64_t{stamp.seconds} * 1000 + stamp.milliseconds;
+}
+
+void order(std::vector<WayStep>& steps) {
+  std::ranges::stable_sort(steps, {}, &WayStep::createdMs);
+  for (std::size_t i = 1; i < steps.size(); ++i)
+    steps[i].afterMs = steps[i].createdMs - steps[i - 1].createdMs;
+}
+
+}  // namespace
+
+std::optional<std::string> idPrefixOf(const std::string& text) {
+  std::string digits = text.starts_with("0x") || text.starts_with("0X") ? text.substr(2) : text;
+  for (char& digit : digits) {
+    if (digit >= 'a' && digit <= 'f') digit = static_cast<char>(digit - 'a' + 'A');
+  }
+  const bool valid = !digits.empty() && digits.size() <= kMostDigits &&
+                     digits.find_first_not_of(kDigits) == digits.npos;
+  return valid ? std::optional(digits) : std::nullopt;
+}
+
+std::vector<MessageWay> waysOf(const Snapshot& snapshot, const std::string& prefix) {
+  std::map<std::string, std::vector<WayStep>> found;
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->events) continue;
+    for (const reader::Event& event : broker->events->events) {
+      WayStep step{.broker = broker.get(),
+                   .event = &event,
+                   .createdMs = millisecondsOf(event.recordId.created())};
+      if (begins(event.messageId, prefix)) found[digitsOf(event.messageId)].push_back(step);
+      step.byCorrelation = true;
+      if (event.correlationId != event.messageId && begins(event.correlationId, prefix))
+        found[digitsOf(event.correlationId)].push_back(step);
+    }
+  }
+  std::vector<MessageWay> ways;
+  for (auto& [id, steps] : found) {
+    order(steps);
+    ways.push_back({id, std::move(steps)});
+  }
+  return ways;
+}
+
+}  // namespace model

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/render/archive_words.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "agent/render/values.h"
+#include "text/printable.h"
+
+namespace render {
+namespace {
+
+using archived::Failure;
+using Kind = archived::Failure::Kind;
+using text::printable;
+
+std::string named(const std::string& file) {
+  return file == "-" ? "standard input" : printable(file);
+}
+
+// Fit for a file's name and a shell, whatever the label holds.
+std::string tame(const std::string& label) {
+  constexpr std::size_t kLongest = 60;
+  std::string name = label.substr(0, kLongest);
+  std::ranges::replace_if(
+      name,
+      [](char c) {
+        const bool fits =
+            (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+        return !fits && c != '_' && c != '-' && c != '.';
+      },
+      '_');
+  return name;
+}
+
+std::string subjectOf(const model::Snapshot& snapshot) {
+  if (snapshot.brokers.size() != 1) return fmt::format("{}-brokers", snapshot.brokers.size());
+  const model::SeenBroker& broker = *snapshot.brokers.front();
+  return tame(broker.label().empty() ? broker.uuid() : broker.label());
+}
+
+}  // namespace
+
+std::string problemOfReading(const Failure& failure, const std::string& file) {
+  switch (failure.kind) {
+    case Kind::damaged:
+      return fmt::format("{} is damaged: {}. Copy it again from where it was written", named(file),
+                         printable(failure.what));
+    case Kind::tooLarge:
+      return fmt::format(
+          "{} has {} bytes of shared memory of one broker, and --max-bytes is less. If you trust "
+          "the file, give --max-bytes {} or more",
+          named(file), failure.bytes, failure.bytes);
+    case Kind::system:
+      return fmt::format("can't read {}: {}. Name a file that zebmon snapshot wrote", named(file),
+                         errorText(failure.error));
+    default:
+      break;
+  }
+  return fmt::format(
+      "{} is no snapshot that this zebmon can read. Name a file that zebmon snapshot wrote",
+      named(file));
+}
+
+std::string problemOfWriting(const Failure& failure, const std::string& file) {
+  if (failure.kind == Kind::notRegular) {
+    return fmt::format(
+        "{} is no regular file and was left as it is. Name another file with -o, or - for standard "
+        "output",
+        printable(file));
+  }
+  return fmt::format("can't write {}: {}. Name another file with -o", printable(file),
+                     errorText(failure.error));
+}
+
+std::string originOf(const archived::Loaded& loaded, const std::string& file) {
+  return fmt::format("{} was taken on {} at {}{}", named(file),
+                     text::shortened(loaded.origin.host, 60),
+                     dateAndTime(secondsOf(*loaded.snapshot), Zone::utc),
+                     loaded.origin.redacted ? "; texts and message data were left out" : "");
+}
+
+std::string fileNameFor(const model::Snapshot& snapshot) {
+  std::string time = isoTime(secondsOf(snapshot));
+  std::erase_if(time, [](char c) { return c == '-' || c == ':'; });
+  return fmt::format("zebmon-{}-{}.tar", subjectOf(snapshot), time);
+}
+
+}  // namespace render

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+// Sentences about snapshot files, without their last full stop. All of them are printable.
+#ifndef ZEB_AGENT_RENDER_ARCHIVE_WORDS_H
+#define ZEB_AGENT_RENDER_ARCHIVE_WORDS_H
+
+#include <string>
+
+#include "agent/archive/snapshot_file.h"
+
+namespace render {
+
+// Why `file` could not be read or written, and what to do.
+std::string problemOfReading(const archived::Failure& failure, const std::string& file);
+std::string problemOfWriting(const archived::Failure& failure, const std::string& file);
+
+// Where and when the snapshot in `file` was taken, and whether anything was left out of it.
+std::string originOf(const archived::Loaded& loaded, const std::string& file);
+
+// A name for the file of `snapshot`: by its only broker, or how many it has, and by its time.
+std::string fileNameFor(const model::Snapshot& snapshot);
+
+}  // namespace render
+
+#endif  // ZEB_AGENT_RENDER_ARCHIVE_WORDS_H

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/render/message_screens.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+
+#include "agent/render/words.h"
+
+namespace render {
+namespace {
+
+constexpr std::size_t kMostListed = 10;
+
+const char* matchedName(const model::WayStep& step) {
+  return step.byCorrelation ? "correlationId" : "messageId";
+}
+
+Row rowOf(const model::WayStep& step, Zone zone) {
+  const reader::Event& event = *step.event;
+  const reader::Stamp created = event.recordId.created();
+  const bool known = event.origin != nullptr;
+  const bool failed = event.kind() == reader::EventKind::exception;
+  return {.heading = {},
+          .cells = {dateAndTime(created.seconds, zone, created.milliseconds), step.afterMs,
+                    nameOf(*step.broker), known ? Cell(event.origin->executionGroup) : Cell(),
+                    known ? Cell(event.origin->messageFlow) : Cell(),
+                    known ? Cell(event.origin->node) : Cell(),
+                    Cell(kindName(event.kind()), failed ? Tone::critical : Tone::plain),
+                    Cell(step.byCorrelation ? "correlation" : "message"),
+                    known ? Cell(event.origin->text) : Cell(), event.threadId,
+                    event.putApplicationName}};
+}
+
+std::string counted(std::size_t number, const char* what) {
+  return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
+}
+
+}  // namespace
+
+std::vector<Column> messageColumns() {
+  return {{.name = "time", .title = "time"},
+          {.name = "afterMs", .title = "after", .unit = "ms", .right = true},
+          {.name = "broker", .title = "broker", .yields = 4, .least = 8},
+          {.name = "group", .title = "group", .yields = 3, .least = 6},
+          {.name = "flow", .title = "flow", .yields = 2, .least = 8},
+          {.name = "node", .title = "node", .yields = 1, .least = 8},
+          {.name = "kind", .title = "kind"},
+          {.name = "matched", .title = "by", .yields = 6},
+          {.name = "text", .title = "text", .yields = 5, .least = 12},
+          {.name = "threadId", .title = "thread", .right = true, .yields = 8},
+          {.name = "putApplicationName", .title = "application", .yields = 7}};
+}
+
+Sheet messageSheet(const model::MessageWay& way, Zone zone) {
+  Sheet sheet{.columns = messageColumns(), .rows = {}};
+  for (const model::WayStep& step : way.steps) sheet.rows.push_back(rowOf(step, zone));
+  return sheet;
+}
+
+Json messageDocument(const model::Snapshot& snapshot, const model::MessageWay& way) {
+  Json events = Json::array();
+  for (const model::WayStep& step : way.steps) {
+    Json event = eventDocument(*step.broker, *step.event);
+    event["afterMs"] = step.afterMs;
+    event["matched"] = matchedName(step);
+    events.push_back(std::move(event));
+  }
+  return {{"schema", "zebmon.message"},
+          {"version", 1},
+          {"collectedAt", isoTime(model::secondsOf(snapshot))},
+          {"id", way.id},
+          {"events", std::move(events)}};
+}
+
+std::string summaryOf(const model::MessageWay& way) {
+  std::set<const model::SeenBroker*> brokers;
+  for (const model::WayStep& step : way.steps) brokers.insert(step.broker);
+  const std::int64_t took =
+      way.steps.empty() ? 0 : way.steps.back().createdMs - way.steps.front().createdMs;
+  return fmt::format("Message {}: {} in {}, {} ms from the first to the last\n", way.id,
+                     counted(way.steps.size(), "event"), counted(brokers.size(), "broker"), took);
+}
+
+std::string problemOf(const std::vector<model::MessageWay>& ways, const std::string& prefix) {
+  if (ways.size() == 1) return {};
+  if (ways.empty()) {
+    return fmt::format(
+        "no event has a message or correlation ID that begins with {}. Its events may have been "
+        "overwritten, or its nodes post none; zebmon events shows the IDs that there are",
+        prefix);
+  }
+  std::string list;
+  for (std::size_t i = 0; i < std::min(ways.size(), kMostListed); ++i)
+    list += (i == 0 ? "" : ", ") + ways[i].id;
+  if (ways.size() > kMostListed) list += ", ...";
+  return fmt::format("{} IDs begin with {}: {}. Give more digits of one", ways.size(), prefix,
+                     list);
+}
+
+}  // namespace render
