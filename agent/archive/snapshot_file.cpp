@@ -294,6 +294,11 @@ Loaded load(const std::string& path, model::Events events, std::uint64_t mostByt
     loaded.failure = systemFailure();
     return loaded;
   }
+  struct stat there {};
+  if (fstat(file.number(), &there) == 0 && S_ISDIR(there.st_mode)) {
+    loaded.failure = {.kind = Kind::system, .error = EISDIR};
+    return loaded;
+  }
   TarMembers members = readTar(file.number(), Bounds(mostBytes));
   loaded.failure = std::move(members.failure);
   if (loaded.failure) return loaded;

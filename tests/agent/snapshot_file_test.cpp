@@ -118,9 +118,19 @@ std::string healthyFile() {
   return contents(kFile);
 }
 
+class SnapshotFile : public testing::Test {
+ protected:
+  void TearDown() override {
+    for (const char* name : {kFile, "/tmp/b.tar", "/tmp/names", "/tmp/x"}) fs::remove_all(name);
+  }
+};
+class RedactedSnapshotFile : public SnapshotFile {};
+class DamagedSnapshotFile : public SnapshotFile {};
+class SnapshotCommand : public SnapshotFile {};
+
 }  // namespace
 
-TEST(SnapshotFile, HoldsAllThatTheSnapshotHeld) {
+TEST_F(SnapshotFile, HoldsAllThatTheSnapshotHeld) {
   const model::Snapshot before = snapshotOf(broken::healthy());
   const Loaded loaded = writtenAndRead(before);
   ASSERT_TRUE(loaded.snapshot);
@@ -142,7 +152,7 @@ TEST(SnapshotFile, HoldsAllThatTheSnapshotHeld) {
     EXPECT_EQ(areas[i].bytes, segment.copy.areas[i].bytes);
 }
 
-TEST(SnapshotFile, HoldsWhatTheMachineSaid) {
+TEST_F(SnapshotFile, HoldsWhatTheMachineSaid) {
   const Loaded loaded = writtenAndRead(snapshotOf(broken::healthy()));
   ASSERT_TRUE(loaded.snapshot && loaded.snapshot->machine);
   const model::Machine& after = *loaded.snapshot->machine;
@@ -160,7 +170,7 @@ TEST(SnapshotFile, HoldsWhatTheMachineSaid) {
   EXPECT_FALSE(after.find(1234)->ended);
 }
 
-TEST(SnapshotFile, OfDamagedSegmentsTellsTheSame) {
+TEST_F(SnapshotFile, OfDamagedSegmentsTellsTheSame) {
   for (const broken::Segment& segment : broken::all()) {
     const model::Snapshot before = snapshotOf(segment.bytes);
     const Loaded loaded = writtenAndRead(before);
@@ -169,7 +179,7 @@ TEST(SnapshotFile, OfDamagedSegmentsTellsTheSame) {
   }
 }
 
-TEST(SnapshotFile, OnlyItsOwnerCanReadItAndNothingElseIsLeft) {
+TEST_F(SnapshotFile, OnlyItsOwnerCanReadItAndNothingElseIsLeft) {
   std::ofstream(kFile) << "old";
   fs::permissions(kFile, fs::perms(0644));
   writtenAndRead(snapshotOf(broken::healthy()));
@@ -180,7 +190,7 @@ TEST(SnapshotFile, OnlyItsOwnerCanReadItAndNothingElseIsLeft) {
     EXPECT_FALSE(entry.path().string().starts_with(std::string(kFile) + ".")) << entry.path();
 }
 
-TEST(SnapshotFile, IsAnArchiveThatTarOpens) {
+TEST_F(SnapshotFile, IsAnArchiveThatTarOpens) {
   writtenAndRead(snapshotOf(broken::healthy()));
   EXPECT_EQ(0, std::system("tar tf /tmp/a.tar >/tmp/names"));
   EXPECT_EQ(
@@ -189,7 +199,7 @@ TEST(SnapshotFile, IsAnArchiveThatTarOpens) {
       contents("/tmp/names"));
 }
 
-TEST(SnapshotFile, LeavesAloneWhatIsNoRegularFile) {
+TEST_F(SnapshotFile, LeavesAloneWhatIsNoRegularFile) {
   const model::Snapshot snapshot = snapshotOf(broken::healthy());
   fs::remove(kFile);
   fs::create_symlink("/dev/null", kFile);
@@ -201,7 +211,7 @@ TEST(SnapshotFile, LeavesAloneWhatIsNoRegularFile) {
   EXPECT_EQ(ENOENT, failure.error);
 }
 
-TEST(SnapshotFile, AFailureOfTheSinkIsToldAndEndsTheWriting) {
+TEST_F(SnapshotFile, AFailureOfTheSinkIsToldAndEndsTheWriting) {
   int calls = 0;
   const Failure failure =
       archived::write(snapshotOf(broken::healthy()), kOrigin, [&](std::string_view) {
@@ -213,7 +223,7 @@ TEST(SnapshotFile, AFailureOfTheSinkIsToldAndEndsTheWriting) {
   EXPECT_EQ(1, calls);
 }
 
-TEST(RedactedSnapshotFile, HasNoTextAndNoMessageDataAnywhere) {
+TEST_F(RedactedSnapshotFile, HasNoTextAndNoMessageDataAnywhere) {
   const model::Snapshot before = snapshotOf(broken::healthy());
   archived::Origin origin = kOrigin;
   origin.redacted = true;
@@ -241,7 +251,7 @@ TEST(RedactedSnapshotFile, HasNoTextAndNoMessageDataAnywhere) {
   }
 }
 
-TEST(DamagedSnapshotFile, CutAnywhereItIsAFailure) {
+TEST_F(DamagedSnapshotFile, CutAnywhereItIsAFailure) {
   const std::string whole = healthyFile();
   for (std::size_t size = 0; size + 1024 < whole.size(); size += 97) {
     const Kind kind = kindOf(whole.substr(0, size));
@@ -249,7 +259,7 @@ TEST(DamagedSnapshotFile, CutAnywhereItIsAFailure) {
   }
 }
 
-TEST(DamagedSnapshotFile, WithAnyByteChangedItIsReadOrAFailure) {
+TEST_F(DamagedSnapshotFile, WithAnyByteChangedItIsReadOrAFailure) {
   const std::string whole = healthyFile();
   for (std::size_t at = 0; at < whole.size(); at += 53) {
     std::string bytes = whole;
@@ -261,7 +271,7 @@ TEST(DamagedSnapshotFile, WithAnyByteChangedItIsReadOrAFailure) {
   }
 }
 
-TEST(DamagedSnapshotFile, WhatItsManifestSaysIsChecked) {
+TEST_F(DamagedSnapshotFile, WhatItsManifestSaysIsChecked) {
   const std::string whole = healthyFile();
   EXPECT_EQ(Kind::none, kindOf(whole));
   EXPECT_EQ(Kind::foreign, kindOf(replaced(whole, "zebmon.snapshot", "zebmon.snapshoT")));
@@ -273,7 +283,7 @@ TEST(DamagedSnapshotFile, WhatItsManifestSaysIsChecked) {
   EXPECT_EQ(Kind::damaged, kindOf(replaced(whole, "\"eventData\"", "\"statistic\"")));
 }
 
-TEST(DamagedSnapshotFile, MembersWithOtherNamesEndTheReading) {
+TEST_F(DamagedSnapshotFile, MembersWithOtherNamesEndTheReading) {
   const std::string whole = healthyFile();
   EXPECT_EQ(Kind::foreign, kindOf(replaced(whole, "manifest.json", "manifest.jsoM")));
   std::system(
@@ -286,14 +296,14 @@ TEST(DamagedSnapshotFile, MembersWithOtherNamesEndTheReading) {
   EXPECT_EQ(Kind::foreign, kindOf(""));
 }
 
-TEST(DamagedSnapshotFile, ABrokerThatIsTooLargeIsNotTaken) {
+TEST_F(DamagedSnapshotFile, ABrokerThatIsTooLargeIsNotTaken) {
   healthyFile();
   const Failure failure = archived::load(kFile, Events::read, 1000).failure;
   EXPECT_EQ(Kind::tooLarge, failure.kind);
   EXPECT_LT(1000U, failure.bytes);
 }
 
-TEST(SnapshotCommand, EveryCommandTellsTheSameOfTheFile) {
+TEST_F(SnapshotCommand, EveryCommandTellsTheSameOfTheFile) {
   const LiveSegment live("UUID1", broken::healthy());
   const Result written = run({"snapshot", "-o", kFile});
   EXPECT_EQ(0, written.code) << written.errors;
@@ -309,7 +319,7 @@ TEST(SnapshotCommand, EveryCommandTellsTheSameOfTheFile) {
   EXPECT_EQ(0, run({"locks", "--from", kFile, "--all"}).code);
 }
 
-TEST(SnapshotCommand, AFileCanBeRedactedLater) {
+TEST_F(SnapshotCommand, AFileCanBeRedactedLater) {
   const LiveSegment live("UUID1", broken::healthy());
   run({"snapshot", "-o", kFile});
   const Result again = run({"snapshot", "--from", kFile, "--redact", "-o", "/tmp/b.tar"});
@@ -318,7 +328,7 @@ TEST(SnapshotCommand, AFileCanBeRedactedLater) {
   EXPECT_TRUE(contains(run({"stats", "--from", "/tmp/b.tar"}).errors, "left out"));
 }
 
-TEST(SnapshotCommand, WhatItCannotDoItSaysAndEndsWithACode) {
+TEST_F(SnapshotCommand, WhatItCannotDoItSaysAndEndsWithACode) {
   EXPECT_EQ(69, run({"snapshot", "-o", kFile}).code);
   const LiveSegment live("UUID1", broken::healthy());
   EXPECT_EQ(66, run({"stats", "--from", "/tmp/absent"}).code);
@@ -336,7 +346,7 @@ TEST(SnapshotCommand, WhatItCannotDoItSaysAndEndsWithACode) {
       foreign.errors);
 }
 
-TEST(SnapshotCommand, WritesToAPipeToo) {
+TEST_F(SnapshotCommand, WritesToAPipeToo) {
   const LiveSegment live("UUID1", broken::healthy());
   const Result piped = run({"snapshot", "-o", "-"});
   std::ofstream(kFile, std::ios::binary) << piped.out;

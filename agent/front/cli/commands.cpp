@@ -9,14 +9,14 @@ std::span<const Command> commands() {
       {"stats", "Messages, sizes and times of every node", declareStats, runStats},
       {"flow", "Where a message flow's time goes", declareFlow, runFlow},
       {"events", "What nodes posted, the newest last", declareEvents, runEvents},
+      {"message", "One message's way over all nodes and brokers", declareMessage, runMessage},
       {"locks", "Who holds a lock, who waits, and what it guards", declareLocks, runLocks},
+      {"doctor", "What is wrong, what comes of it, and what to do", declareDoctor, runDoctor},
       {"size", "How full shared memory is, or how large it must be", declareSize, runSize},
       {"config", "The settings in force, and what is wrong with them", declareConfig, runConfig},
-      {"doctor", "What is wrong, what comes of it, and what to do", declareDoctor, runDoctor},
-      {"reset", "Statistics back to zero", declareReset, runReset},
-      {"message", "One message's way over all nodes and brokers", declareMessage, runMessage},
       {"snapshot", "Write all of it into a file, to be looked at later", declareSnapshot,
        runSnapshot},
+      {"reset", "Statistics back to zero", declareReset, runReset},
   };
   return kCommands;
 }
