@@ -13,26 +13,6 @@ using reader::State;
 // Of a node and its statistics, both without texts.
 constexpr std::uint32_t kSmallestNode = 62 + 168;
 
-Condition ofSegment(State state) {
-  switch (state) {
-    case State::ok:
-      return Condition::ok;
-    case State::noKeyFile:
-      return Condition::noKeyFile;
-    case State::noSegment:
-      return Condition::noSegment;
-    case State::noPermission:
-      return Condition::noPermission;
-    case State::notInitialised:
-      return Condition::notInitialised;
-    case State::damaged:
-      return Condition::damaged;
-    case State::failed:
-      break;
-  }
-  return Condition::failed;
-}
-
 bool haveOneSegment(const SeenBroker& one, const SeenBroker& other) {
   return one.segment.size > 0 && other.segment.size > 0 && one.segment.id == other.segment.id;
 }
@@ -67,6 +47,26 @@ void addLikeness(std::vector<Oddity>& oddities, const Snapshot& snapshot, std::s
 
 }  // namespace
 
+Condition conditionOf(State state) {
+  switch (state) {
+    case State::ok:
+      return Condition::ok;
+    case State::noKeyFile:
+      return Condition::noKeyFile;
+    case State::noSegment:
+      return Condition::noSegment;
+    case State::noPermission:
+      return Condition::noPermission;
+    case State::notInitialised:
+      return Condition::notInitialised;
+    case State::damaged:
+      return Condition::damaged;
+    case State::failed:
+      break;
+  }
+  return Condition::failed;
+}
+
 bool isFull(const SeenBroker& broker) {
   const reader::Area* area = broker.segment.copy.find(reader::kStatistics);
   return area != nullptr && area->size - area->last < kSmallestNode;
@@ -83,7 +83,7 @@ std::vector<std::int32_t> stoppedProcesses(const SeenBroker& broker, const Machi
 }
 
 Condition conditionOf(const SeenBroker& broker, const Machine* machine) {
-  const Condition condition = ofSegment(broker.state());
+  const Condition condition = conditionOf(broker.state());
   if (condition != Condition::ok) return condition;
   if (broker.segment.attached == 0) return Condition::noProcess;
   if (!stoppedProcesses(broker, machine).empty()) return Condition::stopped;

@@ -24,6 +24,9 @@ enum class Condition {
   full,       // the statistics area has no room for one more node
 };
 
+// Of a segment alone.
+Condition conditionOf(reader::State state);
+
 // The first that holds, in the order: not readable, damaged, no process, stopped, full. Whether a
 // process is stopped is known only when the snapshot holds what the machine says.
 Condition conditionOf(const SeenBroker& broker, const Machine* machine);

@@ -27,6 +27,12 @@ Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
 // What every document begins with: "schema", "version" and "collectedAt".
 Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
 
+// What every document begins with: "schema", "version" and "collectedAt".
+Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
+
+// What every document begins with: "schema", "version" and "collectedAt".
+Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
+
 // A document a row on a line each, with a key a column behind those that every document has.
 std::string rowLines(const char* schema, const model::Snapshot& snapshot, const Sheet& sheet);
 

@@ -62,7 +62,7 @@ Sheet messageSheet(const model::MessageWay& way, Zone zone) {
 Json messageDocument(const model::Snapshot& snapshot, const model::MessageWay& way) {
   Json events = Json::array();
   for (const model::WayStep& step : way.steps) {
-    Json event = eventDocument(*step.broker, *step.event);
+    Json event = eventDocument(*step.broker, *step.event, snapshot);
     event["afterMs"] = step.afterMs;
     event["matched"] = matchedName(step);
     events.push_back(std::move(event));

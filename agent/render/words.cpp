@@ -114,6 +114,10 @@ const char* conditionName(Condition condition) {
   return "failed";
 }
 
+const char* stateName(State state) {
+  return conditionName(model::conditionOf(state));
+}
+
 const char* kindName(reader::EventKind kind) {
   switch (kind) {
     case reader::EventKind::message:

@@ -18,6 +18,7 @@ namespace render {
 // The name of a condition, a kind of event and a kind of node, in tables and in JSON. Node types
 // are "input", "output", "other", "subFlowInput" and "subFlowOutput"; any other code is "unknown".
 const char* conditionName(model::Condition condition);
+const char* stateName(reader::State state);
 const char* kindName(reader::EventKind kind);
 const char* nodeTypeName(std::uint32_t type);
 

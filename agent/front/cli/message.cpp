@@ -4,6 +4,7 @@
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
 #include "agent/front/cli/terminal.h"
+#include "agent/model/condition.h"
 #include "agent/model/message_way.h"
 #include "agent/render/json.h"
 #include "agent/render/message_screens.h"
