@@ -14,9 +14,6 @@ namespace render {
 // Keys stand in the order in which they were written.
 using Json = nlohmann::ordered_json;
 
-// What every document begins with: "schema", "version" and "collectedAt".
-Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
-
 // What can't be read, or isn't known, is null. Texts are as they were stored; written() makes them
 // fit for the outside.
 Json brokersDocument(const model::Snapshot& snapshot);

@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "agent/archive/facts.h"
+#include "agent/model/calendar.h"
 #include "agent/render/json.h"
 #include "tests/agent/zebmon.h"
 #include "tests/support/broken.h"
@@ -38,6 +39,7 @@ std::shared_ptr<model::SeenBroker> brokerOf(const image::Bytes& bytes, std::int6
   segment.copy = reader::copySegment(bytes, bytes.size());
   auto broker = std::make_shared<model::SeenBroker>(model::decoded(std::move(segment), wall));
   broker->events = reader::EventLog().read(broker->segment, broker->damage);
+  model::makeNearest(*broker->events, wall);
   return broker;
 }
 
@@ -87,7 +89,7 @@ std::string shown(const model::Snapshot& snapshot) {
   for (const auto& broker : snapshot.brokers) {
     if (!broker->events) continue;
     for (const reader::Event& event : broker->events->events)
-      text += render::written(render::eventDocument(*broker, event));
+      text += render::written(render::eventDocument(*broker, event, snapshot));
   }
   return text;
 }

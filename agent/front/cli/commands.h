@@ -40,6 +40,10 @@ ExitCode runFlow(const Request& request, Output& output);
 void declareEvents(CLI::App& options, Request& request);
 ExitCode runEvents(const Request& request, Output& output);
 
+// Ends with a level (agent/model/check.h) in place of the other codes.
+void declareCheck(CLI::App& options, Request& request);
+ExitCode runCheck(const Request& request, Output& output);
+
 // What the machine says besides shared memory: locks, and the configuration in force.
 void declareLocks(CLI::App& options, Request& request);
 ExitCode runLocks(const Request& request, Output& output);

@@ -12,6 +12,7 @@
 #include "agent/archive/snapshot_file.h"
 #include "agent/front/cli/since.h"
 #include "agent/model/chain.h"
+#include "agent/model/check.h"
 #include "agent/model/selection.h"
 #include "agent/render/sheet.h"
 
@@ -69,6 +70,13 @@ struct SnapshotRequest {
   bool redact = false;
 };
 
+// Only of "check".
+struct CheckRequest {
+  std::vector<model::Check> checks;
+  std::string state;                     // path of a file; empty: none
+  std::chrono::microseconds timeout{0};  // 0: none
+};
+
 // Each command declares the options that it takes; the others keep their defaults.
 struct Request {
   std::string directory;  // of the key files; empty: as the library is configured here
@@ -84,6 +92,7 @@ struct Request {
   RatesRequest rates;
   SnapshotRequest snapshot;
   std::string messageId;  // of "message": its first hexadecimal digits, in upper case
+  CheckRequest check;
 };
 
 }  // namespace cli

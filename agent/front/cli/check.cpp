@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <signal.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "agent/front/cli/check_state.h"
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/messages.h"
+#include "agent/front/cli/options.h"
+#include "agent/model/collector.h"
+#include "agent/model/selection.h"
+#include "agent/render/check_line.h"
+#include "agent/render/values.h"
+#include "flowfile/quantity.h"
+
+namespace cli {
+namespace {
+
+void takeChecks(std::vector<model::Check>& checks, const std::vector<std::string>& texts) {
+  for (const std::string& text : texts) {
+    model::CheckText parsed = model::parseCheck(text);
+    if (!parsed.problem.empty()) throw CLI::ValidationError("NAME=LIMIT", parsed.problem);
+    checks.push_back(std::move(parsed.check));
+  }
+}
+
+void takeTimeout(std::chrono::microseconds& timeout, const std::string& text) {
+  constexpr std::chrono::hours kLongest{1};
+  const auto parsed = flowfile::parseDuration(text);
+  if (!parsed || *parsed <= std::chrono::nanoseconds(0) || *parsed > kLongest) {
+    throw CLI::ValidationError("--timeout", "\"" + text + "\" is no time up to 1h, like 10s");
+  }
+  timeout = std::chrono::ceil<std::chrono::microseconds>(*parsed);
+}
+
+// Whatever the program does just then, the answer is this line.
+void endLate(int) {
+  constexpr char kLine[] = "UNKNOWN: no answer within --timeout\n";
+  [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, kLine, sizeof kLine - 1);
+  _exit(static_cast<int>(model::Level::unknown));
+}
+
+void limitTime(std::chrono::microseconds timeout) {
+  constexpr std::int64_t kASecond = 1000000;
+  if (timeout.count() == 0) return;
+  signal(SIGALRM, endLate);
+  const itimerval timer{{0, 0}, {timeout.count() / kASecond, timeout.count() % kASecond}};
+  setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+// Of the last run; a first run has none.
+std::optional<model::Snapshot> earlier(const std::string& path, const model::Snapshot& now) {
+  int error = 0;
+  const auto text = readState(path, error);
+  if (!text) {
+    if (error != ENOENT) {
+      complain("can't read the state " + path + ": " + render::errorText(error) +
+               ". It is made anew");
+    }
+    return {};
+  }
+  auto snapshot = restored(*text, now);
+  if (!snapshot) {
+    complain("the file " + path + " is no state of an earlier run. It is replaced");
+  }
+  return snapshot;
+}
+
+// The state is written also when something is wrong: the next run is about the time since this one.
+bool keepState(const std::string& path, const model::Snapshot& now) {
+  const int error = writeState(path, stateOf(now));
+  if (error == 0) return true;
+  complain("can't write the state " + path + ": " + render::errorText(error) +
+           ". Name a file in a directory that you may write to");
+  return false;
+}
+
+}  // namespace
+
+void declareCheck(CLI::App& options, Request& request) {
+  CheckRequest& check = request.check;
+  options
+      .add_option_function<std::vector<std::string>>(
+          "NAME=LIMIT",
+          [&check](const std::vector<std::string>& texts) { takeChecks(check.checks, texts); },
+          "groups-up, locks, area=90%, silent=NODE:60s,\n"
+          "queued=2s, failed=5%, exceptions=1/min; two\n"
+          "limits, area=80%,90%, are warning and critical")
+      ->required()
+      ->type_name("");
+  addPlaces(options, request);
+  options
+      .add_option("--state", check.state,
+                  "Compare with the last run, which left this\n"
+                  "file")
+      ->type_name("FILE");
+  options
+      .add_option_function<std::string>(
+          "--timeout", [&check](const std::string& text) { takeTimeout(check.timeout, text); },
+          "Answer UNKNOWN when it takes longer: 10s")
+      ->type_name("T");
+  options.footer(
+      "Exit codes:\n"
+      "  0  all is as it should be\n"
+      "  1  a value has reached its warning limit\n"
+      "  2  a value has reached its critical limit\n"
+      "  3  something can't be told\n"
+      " 64  the command line is wrong");
+}
+
+ExitCode runCheck(const Request& request, Output& output) {
+  const CheckRequest& check = request.check;
+  limitTime(check.timeout);
+  const auto whole =
+      model::Collector(request.directory, model::Events::read, model::MachineFacts::read).take();
+  const model::Snapshot now = model::select(*whole, request.selection);
+  const auto before =
+      check.state.empty() ? std::optional<model::Snapshot>() : earlier(check.state, *whole);
+  const auto locks = model::locksOf(*whole, now, request.selection.broker.empty());
+  std::vector<model::Reading> readings =
+      model::readingsOf(check.checks, {.now = now,
+                                       .before = before ? &*before : nullptr,
+                                       .keepsState = !check.state.empty(),
+                                       .locks = locks});
+  if (!check.state.empty() && !keepState(check.state, *whole)) {
+    readings.push_back(
+        {check.checks.front(), model::Level::unknown, {}, {}, model::Why::stateLost});
+  }
+  model::Level level = model::Level::ok;
+  for (const model::Reading& reading : readings) level = model::worse(level, reading.level);
+  output.write(render::checkLine(readings));
+  return static_cast<ExitCode>(level);
+}
+
+}  // namespace cli

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/cli/check_state.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <memory>
+
+#include "agent/render/json.h"
+
+namespace cli {
+namespace {
+
+using render::Json;
+using std::chrono::milliseconds;
+
+constexpr char kSchema[] = "zebmon.state";
+
+std::int64_t millisecondsOf(const model::Snapshot& snapshot) {
+  return std::chrono::floor<milliseconds>(snapshot.wall.time_since_epoch()).count();
+}
+
+template <class Value>
+Json orNull(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json(nullptr);
+}
+
+Json nodeState(const reader::Node& node) {
+  const reader::Statistics& s = *node.statistics;
+  return {
+      {"recordId", node.recordId.hex()},
+      {"statisticsId", s.recordId.hex()},
+      {"sums",
+       {orNull(s.messageCount), orNull(s.sumSize), orNull(s.sumElapsed), orNull(s.sumQueued)}},
+      {"extremes", {s.minSize, s.maxSize, s.minElapsed, s.maxElapsed, s.minQueued, s.maxQueued}},
+      {"firstCollection", orNull(s.firstCollection)}};
+}
+
+Json brokerState(const model::SeenBroker& broker) {
+  Json nodes = Json::array();
+  for (const auto& group : broker.tree->executionGroups) {
+    for (const auto& flow : group.messageFlows) {
+      for (const auto& node : flow.nodes) {
+        if (node.statistics && !node.statistics->torn) nodes.push_back(nodeState(node));
+      }
+    }
+  }
+  const bool posted = broker.events && !broker.events->events.empty();
+  return {{"keyFile", broker.segment.keyFile},
+          {"segment", broker.segment.id},
+          {"resetTime", orNull(broker.tree->resetTime)},
+          {"newestEvent", posted ? Json(broker.events->events.back().recordId.hex()) : Json()},
+          {"nodes", std::move(nodes)}};
+}
+
+// Any of these throws when the document is not as it was written.
+reader::Number number(const Json& value) {
+  return value.is_null() ? reader::Number() : value.get<std::int64_t>();
+}
+
+reader::RecordId recordId(const Json& value) {
+  const std::string hex = value.get<std::string>();
+  std::array<std::uint8_t, reader::RecordId::kBytes> bytes{};
+  for (std::size_t i = 0; i < bytes.size() && 2 * i + 1 < hex.size(); ++i) {
+    std::from_chars(hex.data() + 2 * i, hex.data() + 2 * i + 2, bytes[i], 16);
+  }
+  return reader::RecordId(bytes);
+}
+
+reader::Node restoredNode(const Json& state) {
+  reader::Node node;
+  node.recordId = recordId(state.at("recordId"));
+  node.statistics = reader::Statistics{};
+  reader::Statistics& s = *node.statistics;
+  s.recordId = recordId(state.at("statisticsId"));
+  const Json& sums = state.at("sums");
+  s.messageCount = number(sums.at(0));
+  s.sumSize = number(sums.at(1));
+  s.sumElapsed = number(sums.at(2));
+  s.sumQueued = number(sums.at(3));
+  std::int32_t* const extremes[] = {&s.minSize,    &s.maxSize,   &s.minElapsed,
+                                    &s.maxElapsed, &s.minQueued, &s.maxQueued};
+  for (std::size_t i = 0; i < std::size(extremes); ++i) {
+    *extremes[i] = state.at("extremes").at(i).get<std::int32_t>();
+  }
+  s.firstCollection = number(state.at("firstCollection"));
+  return node;
+}
+
+std::shared_ptr<model::SeenBroker> restoredBroker(const Json& state) {
+  auto broker = std::make_shared<model::SeenBroker>();
+  broker->segment.state = reader::State::ok;
+  broker->segment.keyFile = state.at("keyFile").get<std::string>();
+  broker->segment.id = state.at("segment").get<int>();
+  broker->events = reader::EventLog::Batch{};
+  if (!state.at("newestEvent").is_null()) {
+    broker->events->events.emplace_back().recordId = recordId(state.at("newestEvent"));
+  }
+  broker->tree = reader::Broker{};
+  broker->tree->resetTime = number(state.at("resetTime"));
+  reader::MessageFlow flow;
+  for (const Json& node : state.at("nodes")) flow.nodes.push_back(restoredNode(node));
+  reader::ExecutionGroup group;
+  group.messageFlows.push_back(std::move(flow));
+  broker->tree->executionGroups.push_back(std::move(group));
+  return broker;
+}
+
+bool writeAll(int file, const std::string& text) {
+  for (std::size_t at = 0; at < text.size();) {
+    const ssize_t written = write(file, text.data() + at, text.size() - at);
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) at += static_cast<std::size_t>(written);
+  }
+  return fsync(file) == 0;
+}
+
+}  // namespace
+
+std::string stateOf(const model::Snapshot& snapshot) {
+  Json document = render::headOf(kSchema, 1, snapshot);
+  document["milliseconds"] = millisecondsOf(snapshot);
+  Json& brokers = document["brokers"] = Json::array();
+  for (const auto& broker : snapshot.brokers) {
+    if (broker->tree) brokers.push_back(brokerState(*broker));
+  }
+  return document.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
+}
+
+std::optional<model::Snapshot> restored(const std::string& text, const model::Snapshot& now) {
+  try {
+    const Json document = Json::parse(text);
+    if (document.at("schema") != kSchema || document.at("version") != 1) return {};
+    const auto then = document.at("milliseconds").get<std::int64_t>();
+    std::int64_t passed;
+    if (__builtin_sub_overflow(millisecondsOf(now), then, &passed) || passed <= 0 || then < 0) {
+      return {};
+    }
+    model::Snapshot snapshot;
+    snapshot.steady = now.steady - milliseconds(passed);
+    snapshot.wall = now.wall - milliseconds(passed);
+    for (const Json& broker : document.at("brokers")) {
+      snapshot.brokers.push_back(restoredBroker(broker));
+    }
+    return snapshot;
+  } catch (const Json::exception&) {
+    return {};
+  }
+}
+
+std::optional<std::string> readState(const std::string& path, int& error) {
+  constexpr std::size_t kMost = std::size_t{64} << 20;
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  error = file < 0 ? errno : 0;
+  if (file < 0) return {};
+  std::string text;
+  std::array<char, 65536> part;
+  for (ssize_t got = 1; error == 0 && got != 0;) {
+    got = read(file, part.data(), part.size());
+    if (got < 0 && errno != EINTR) error = errno;
+    if (got > 0) text.append(part.data(), static_cast<std::size_t>(got));
+    if (text.size() > kMost) error = EFBIG;
+  }
+  close(file);
+  if (error != 0) return {};
+  return text;
+}
+
+int writeState(const std::string& path, const std::string& text) {
+  const std::string fresh = path + "." + std::to_string(getpid()) + ".new";
+  const int file = open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (file < 0) return errno;
+  int error = writeAll(file, text) ? 0 : errno;
+  close(file);
+  if (error == 0 && rename(fresh.c_str(), path.c_str()) != 0) error = errno;
+  if (error != 0) unlink(fresh.c_str());
+  return error;
+}
+
+}  // namespace cli

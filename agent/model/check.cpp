@@ -1,0 +1,296 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/model/check.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+
+#include "agent/model/exceptions.h"
+#include "agent/model/liveness.h"
+#include "agent/model/load.h"
+#include "agent/model/pattern.h"
+#include "agent/model/rates.h"
+
+namespace model {
+namespace {
+
+using Kind = Check::Kind;
+using Readings = std::vector<Reading>;
+
+Level levelOf(const Check& check, double value) {
+  if (value >= check.critical) return Level::critical;
+  return check.warning && value >= *check.warning ? Level::warning : Level::ok;
+}
+
+Reading known(const Check& check, std::string object, double value, Why why = Why::none) {
+  return {check, levelOf(check, value), std::move(object), value, why};
+}
+
+Reading unknown(const Check& check, std::string object, Why why) {
+  return {check, Level::unknown, std::move(object), {}, why};
+}
+
+std::string nameOf(const SeenBroker& broker) {
+  return broker.label().empty() ? broker.uuid() : broker.label();
+}
+
+// Why nothing can be told of a broker; none when it can.
+Why whyNot(const SeenBroker& broker) {
+  if (broker.tree) return Why::none;
+  const bool gone = broker.segment.state == reader::State::noSegment ||
+                    broker.segment.state == reader::State::noKeyFile;
+  return gone ? Why::notRunning : Why::unreadable;
+}
+
+// The events of the interval: those behind the newest that the earlier run saw.
+struct NewEvents {
+  std::span<const reader::Event> events;
+  bool missed = false;
+};
+
+NewEvents newEvents(const SeenBroker* before, const SeenBroker& now) {
+  const std::span<const reader::Event> all = now.events->events;
+  if (before == nullptr || !before->events || before->events->events.empty()) return {all, false};
+  const reader::RecordId& newest = before->events->events.back().recordId;
+  const auto found = std::ranges::find(all, newest, &reader::Event::recordId);
+  if (found == all.end()) return {all, true};
+  return {all.subspan(static_cast<std::size_t>(found - all.begin()) + 1), false};
+}
+
+class Examination {
+ public:
+  Examination(const Check& check, const CheckInput& input) : check_(check), input_(input) {}
+
+  Readings run() {
+    if (check_.kind == Kind::locks) {
+      lookAtLocks();
+    } else if (input_.now.brokers.empty()) {
+      add(unknown(check_, {}, Why::noBroker));
+      if (check_.kind == Kind::groupsUp) readings_.back().level = Level::critical;
+    } else {
+      for (const auto& broker : input_.now.brokers) lookAt(*broker);
+    }
+    return std::move(readings_);
+  }
+
+ private:
+  void lookAt(const SeenBroker& broker);
+  void lookAtLocks();
+  void lookAtGroups(const SeenBroker& broker);
+  void lookAtArea(const SeenBroker& broker);
+  void lookAtNodes(const SeenBroker& broker);
+  void lookAtFlows(const SeenBroker& broker);
+  void lookAtExceptions(const SeenBroker& broker);
+  Reading silenceOf(const SeenBroker& broker, const reader::Node& node) const;
+  Reading queuedOf(const FlowGrowth& flow) const;
+  Reading failedOf(const SeenBroker& broker, const FlowGrowth& flow) const;
+  const SeenBroker* earlier(const SeenBroker& broker) const;
+  Growths growths() const;
+
+  void add(Reading reading) { readings_.push_back(std::move(reading)); }
+
+  const Check& check_;
+  const CheckInput& input_;
+  Readings readings_;
+};
+
+void Examination::lookAt(const SeenBroker& broker) {
+  if (const Why why = whyNot(broker); why != Why::none) {
+    add(unknown(check_, nameOf(broker), why));
+    if (check_.kind == Kind::groupsUp && why == Why::notRunning) {
+      readings_.back().level = Level::critical;
+    }
+    return;
+  }
+  switch (check_.kind) {
+    case Kind::groupsUp:
+      return lookAtGroups(broker);
+    case Kind::area:
+      return lookAtArea(broker);
+    case Kind::silent:
+      return lookAtNodes(broker);
+    case Kind::exceptions:
+      return lookAtExceptions(broker);
+    default:
+      return lookAtFlows(broker);
+  }
+}
+
+// One look can't tell every dead process; what it can't tell is unknown.
+void Examination::lookAtLocks() {
+  double stuck = 0;
+  bool unsure = false;
+  std::string first;
+  for (const LockView& lock : input_.locks) {
+    if (!lock.held()) continue;
+    unsure = unsure || lock.lastUser.fate == Fate::unknown;
+    if (!lock.lastUser.gone()) continue;
+    if (stuck == 0) first = lock.guarded.node.empty() ? lock.lock.name : lock.guarded.node;
+    ++stuck;
+  }
+  add(known(check_, first, stuck));
+  if (stuck == 0 && unsure) readings_.back() = unknown(check_, {}, Why::noProcess);
+}
+
+void Examination::lookAtGroups(const SeenBroker& broker) {
+  for (const auto& group : broker.tree->executionGroups) {
+    if (group.deleted) continue;
+    const reader::Process* process = group.processId != 0 && input_.now.machine
+                                         ? input_.now.machine->find(group.processId)
+                                         : nullptr;
+    const Fate fate = process != nullptr ? fateOf(*process).fate : Fate::unknown;
+    add(fate == Fate::unknown ? unknown(check_, group.label, Why::noProcess)
+                              : known(check_, group.label, fate == Fate::alive ? 0 : 1));
+  }
+  if (readings_.empty()) add(unknown(check_, nameOf(broker), Why::noNode));
+}
+
+void Examination::lookAtArea(const SeenBroker& broker) {
+  const reader::Area* area = broker.segment.copy.find(reader::kStatistics);
+  if (area == nullptr || area->size == 0) {
+    return add(unknown(check_, nameOf(broker), Why::unreadable));
+  }
+  add(known(check_, nameOf(broker), 100.0 * area->last / area->size));
+}
+
+Reading Examination::silenceOf(const SeenBroker& broker, const reader::Node& node) const {
+  if (!node.statistics) return unknown(check_, node.label, Why::unreadable);
+  reader::Time last = node.statistics->lastCollection;
+  const Why why = last ? Why::none : Why::neverCounted;
+  if (!last) last = broker.tree->resetTime;
+  if (!last) return unknown(check_, node.label, why);
+  const std::int64_t age = std::max<std::int64_t>(0, secondsOf(input_.now) - *last);
+  return known(check_, node.label, static_cast<double>(age), why);
+}
+
+void Examination::lookAtNodes(const SeenBroker& broker) {
+  for (const auto& group : broker.tree->executionGroups) {
+    for (const auto& flow : group.messageFlows) {
+      for (const auto& node : flow.nodes) {
+        if (!node.deleted && matches(check_.node, node.label)) add(silenceOf(broker, node));
+      }
+    }
+  }
+}
+
+const SeenBroker* Examination::earlier(const SeenBroker& broker) const {
+  if (input_.before == nullptr) return nullptr;
+  const auto found = std::ranges::find_if(input_.before->brokers, [&broker](const auto& other) {
+    return other->segment.keyFile == broker.segment.keyFile &&
+           other->segment.id == broker.segment.id;
+  });
+  return found == input_.before->brokers.end() ? nullptr : found->get();
+}
+
+Growths Examination::growths() const {
+  return between(input_.before != nullptr ? *input_.before : Snapshot{}, input_.now);
+}
+
+bool isInput(const NodeGrowth& node) {
+  return node.after != nullptr && node.after->type == kInputNode && !node.after->deleted;
+}
+
+// Since the earlier run, else since the reset.
+Reading Examination::queuedOf(const FlowGrowth& flow) const {
+  constexpr double kMillisecondsASecond = 1000;
+  std::optional<double> worst;
+  for (const NodeGrowth& node : flow.nodes) {
+    if (!isInput(node) || !node.after->statistics) continue;
+    const bool measured = node.change == Change::measured;
+    const auto queued =
+        measured ? mean(node.growth.queuedMs, node.growth.messages)
+                 : mean(node.after->statistics->sumQueued, node.after->statistics->messageCount);
+    if (queued) worst = std::max(worst.value_or(0), *queued);
+  }
+  if (worst) return known(check_, flow.flow, *worst / kMillisecondsASecond);
+  return {check_, Level::ok, flow.flow, {}, Why::neverCounted};
+}
+
+bool isEventOf(const reader::Event& event, const FlowGrowth& flow) {
+  if (!event.origin || event.origin->executionGroup != flow.group ||
+      event.origin->messageFlow != flow.flow) {
+    return false;
+  }
+  return std::ranges::any_of(flow.nodes, [&event](const NodeGrowth& node) {
+    return isInput(node) && node.node().label == event.origin->node;
+  });
+}
+
+Reading Examination::failedOf(const SeenBroker& broker, const FlowGrowth& flow) const {
+  if (input_.before == nullptr || earlier(broker) == nullptr) {
+    if (!input_.keepsState) return unknown(check_, flow.flow, Why::needsState);
+    return {check_, Level::ok, flow.flow, {}, Why::firstRun};
+  }
+  std::int64_t messages = 0;
+  for (const NodeGrowth& node : flow.nodes) {
+    if (!isInput(node)) continue;
+    if (node.change == Change::reset) return {check_, Level::ok, flow.flow, {}, Why::reset};
+    if (!node.growth.messages || __builtin_add_overflow(messages, *node.growth.messages, &messages))
+      return unknown(check_, flow.flow, Why::unreadable);
+  }
+  if (!broker.events) return unknown(check_, flow.flow, Why::unreadable);
+  const auto ofInputs = [&flow](const reader::Event& event) { return isEventOf(event, flow); };
+  if (std::ranges::none_of(broker.events->events, ofInputs)) {
+    return unknown(check_, flow.flow, Why::noEvents);
+  }
+  const NewEvents fresh = newEvents(earlier(broker), broker);
+  const auto failed = std::ranges::count_if(fresh.events, [&](const reader::Event& event) {
+    return event.kind() == reader::EventKind::exception && isEventOf(event, flow);
+  });
+  if (messages == 0) return {check_, Level::ok, flow.flow, {}, Why::neverCounted};
+  const double share = 100.0 * static_cast<double>(failed) / static_cast<double>(messages);
+  return known(check_, flow.flow, std::min(share, 100.0), fresh.missed ? Why::missed : Why::none);
+}
+
+void Examination::lookAtFlows(const SeenBroker& broker) {
+  for (const BrokerGrowth& growth : growths().brokers) {
+    if (growth.after.get() != &broker) continue;
+    for (const FlowGrowth& flow : growth.flows) {
+      if (std::ranges::none_of(flow.nodes, isInput)) continue;
+      add(check_.kind == Kind::queued ? queuedOf(flow) : failedOf(broker, flow));
+    }
+  }
+}
+
+void Examination::lookAtExceptions(const SeenBroker& broker) {
+  if (!broker.events) return add(unknown(check_, nameOf(broker), Why::unreadable));
+  const SeenBroker* before = earlier(broker);
+  const double passed =
+      input_.before != nullptr ? Seconds(input_.now.steady - input_.before->steady).count() : 0;
+  if (before != nullptr && passed > 0) {
+    const NewEvents fresh = newEvents(before, broker);
+    const auto number = static_cast<double>(exceptionsOf(fresh.events).size());
+    return add(known(check_, nameOf(broker), number / passed * check_.period,
+                     fresh.missed ? Why::missed : Why::none));
+  }
+  const std::vector<Exception> all = exceptionsOf(broker.events->events);
+  const auto since = static_cast<double>(secondsOf(input_.now)) - check_.period;
+  const auto number = std::ranges::count_if(all, [&](const Exception& exception) {
+    const reader::Time& time = broker.events->events[exception.event].time;
+    return time && static_cast<double>(*time) >= since;
+  });
+  add(known(check_, nameOf(broker), static_cast<double>(number)));
+}
+
+int severity(Level level) {
+  constexpr std::array order{0, 2, 3, 1};
+  return order[static_cast<std::size_t>(level)];
+}
+
+}  // namespace
+
+Level worse(Level one, Level other) {
+  return severity(one) >= severity(other) ? one : other;
+}
+
+std::vector<Reading> readingsOf(const std::vector<Check>& checks, const CheckInput& input) {
+  Readings all;
+  for (const Check& check : checks) {
+    Readings some = Examination(check, input).run();
+    if (some.empty()) some.push_back(unknown(check, check.node, Why::noNode));
+    std::ranges::move(some, std::back_inserter(all));
+  }
+  return all;
+}
+
+}  // namespace model

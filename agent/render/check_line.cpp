@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/render/check_line.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "text/printable.h"
+
+namespace render {
+namespace {
+
+using model::Level;
+using model::Reading;
+using model::Why;
+using Kind = model::Check::Kind;
+
+constexpr std::size_t kMostTold = 5;
+
+const char* checkName(Kind kind) {
+  constexpr const char* names[] = {"groups-up", "locks",  "area",      "silent",
+                                   "queued",    "failed", "exceptions"};
+  return names[static_cast<std::size_t>(kind)];
+}
+
+const char* unitOf(Kind kind) {
+  switch (kind) {
+    case Kind::area:
+    case Kind::failed:
+      return "%";
+    case Kind::silent:
+    case Kind::queued:
+      return "s";
+    default:
+      return "";
+  }
+}
+
+// What ends a text, and what ends a label, in the line's own grammar.
+std::string harmless(const std::string& text) {
+  std::string safe = text::shortened(text, 40);
+  std::ranges::replace(safe, '|', '/');
+  std::ranges::replace(safe, '\'', '`');
+  std::ranges::replace(safe, '=', '-');
+  return safe;
+}
+
+std::string numberText(double value) {
+  std::string text = fmt::format("{:.3f}", value);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.ends_with('.')) text.pop_back();
+  return text;
+}
+
+std::string reasonOf(Why why) {
+  switch (why) {
+    case Why::none:
+      return "";
+    case Why::noBroker:
+      return "no broker of that name has shared memory";
+    case Why::notRunning:
+      return "not running";
+    case Why::unreadable:
+      return "can't be read";
+    case Why::noProcess:
+      return "the process can't be looked at";
+    case Why::noNode:
+      return "no such node or group";
+    case Why::neverCounted:
+      return "no message";
+    case Why::noEvents:
+      return "the input nodes post no events, so failures can't be seen";
+    case Why::needsState:
+      return "give --state FILE";
+    case Why::firstRun:
+      return "first run";
+    case Why::reset:
+      return "reset since the last run";
+    case Why::stateLost:
+      return "the file of --state can't be written";
+    case Why::missed:
+      break;
+  }
+  return "at least: events were overwritten";
+}
+
+std::string limitText(const Reading& reading) {
+  const model::Check& check = reading.check;
+  if (check.kind == Kind::groupsUp || check.kind == Kind::locks) return {};
+  const bool warns = reading.level == Level::warning && check.warning;
+  return fmt::format(" (limit {}{})", numberText(warns ? *check.warning : check.critical),
+                     unitOf(check.kind));
+}
+
+std::string valueText(const Reading& reading) {
+  const double value = reading.value.value_or(0);
+  if (reading.check.kind == Kind::groupsUp) return value > 0 ? ": its process is gone" : ": up";
+  if (reading.check.kind == Kind::locks) {
+    return fmt::format(" {} held by dead processes; see zebmon locks", numberText(value));
+  }
+  return " " + numberText(value) + unitOf(reading.check.kind) + limitText(reading);
+}
+
+std::string sentenceOf(const Reading& reading) {
+  std::string text = checkName(reading.check.kind);
+  if (!reading.object.empty()) text += " of " + harmless(reading.object);
+  if (reading.value) text += valueText(reading);
+  const std::string reason = reasonOf(reading.why);
+  return reason.empty() ? text : text + (reading.value ? ", " : ": ") + reason;
+}
+
+std::string performanceOf(const Reading& reading) {
+  const model::Check& check = reading.check;
+  std::string label = checkName(check.kind);
+  if (!reading.object.empty() && check.kind != Kind::locks) label += " " + harmless(reading.object);
+  const char* unit = unitOf(check.kind);
+  return fmt::format(" '{}'={}{};{};{};0{}", label, numberText(*reading.value), unit,
+                     check.warning ? numberText(*check.warning) : "", numberText(check.critical),
+                     unit == std::string_view("%") ? ";100" : "");
+}
+
+// The worst first.
+std::vector<Reading> inOrder(std::vector<Reading> readings) {
+  std::ranges::stable_sort(readings, [](const Reading& one, const Reading& other) {
+    return one.level != other.level && model::worse(one.level, other.level) == one.level;
+  });
+  return readings;
+}
+
+}  // namespace
+
+const char* levelName(Level level) {
+  constexpr const char* names[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
+  return names[static_cast<std::size_t>(level)];
+}
+
+std::string checkLine(const std::vector<Reading>& readings) {
+  const std::vector<Reading> ordered = inOrder(readings);
+  std::vector<std::string> told;
+  for (const Reading& reading : ordered) {
+    if (reading.level != Level::ok) told.push_back(sentenceOf(reading));
+  }
+  const std::size_t more = told.size() > kMostTold ? told.size() - kMostTold : 0;
+  told.resize(told.size() - more);
+  if (told.empty())
+    told.push_back(fmt::format("{} of {} as it should be", readings.size(), readings.size()));
+  if (more > 0) told.push_back(fmt::format("{} more", more));
+  std::string line = fmt::format("{}: {}", levelName(ordered.front().level), fmt::join(told, "; "));
+  std::string values;
+  for (const Reading& reading : readings) {
+    if (reading.value) values += performanceOf(reading);
+  }
+  return line + (values.empty() ? "" : " |" + values) + "\n";
+}
+
+}  // namespace render
