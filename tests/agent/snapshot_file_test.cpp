@@ -321,6 +321,25 @@ TEST_F(SnapshotCommand, EveryCommandTellsTheSameOfTheFile) {
   EXPECT_EQ(0, run({"locks", "--from", kFile, "--all"}).code);
 }
 
+TEST_F(SnapshotCommand, WhatNeedsTheMachineTakesNoFile) {
+  const LiveSegment live("UUID1", broken::healthy());
+  run({"snapshot", "-o", kFile});
+  const std::vector<std::string> commands[] = {
+      {"stats", "--interval", "10ms"},
+      {"flow", "F", "--interval", "10ms"},
+      {"reset", "--yes"},
+      {"doctor", "--repair", "lock.stuck"},
+  };
+  for (std::vector<std::string> command : commands) {
+    command.insert(command.end(), {"--from", kFile});
+    const Result refused = run(command);
+    EXPECT_EQ(64, refused.code) << command[0] << refused.errors;
+    EXPECT_EQ("", refused.out);
+    EXPECT_TRUE(contains(refused.errors, "Leave out --from.")) << refused.errors;
+  }
+  EXPECT_EQ(0, run({"check", "area=90%", "--from", kFile}).code);
+}
+
 TEST_F(SnapshotCommand, AFileCanBeRedactedLater) {
   const LiveSegment live("UUID1", broken::healthy());
   run({"snapshot", "-o", kFile});

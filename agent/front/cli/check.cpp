@@ -8,9 +8,9 @@
 
 #include "agent/front/cli/check_state.h"
 #include "agent/front/cli/commands.h"
+#include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
-#include "agent/model/collector.h"
 #include "agent/model/selection.h"
 #include "agent/render/check_line.h"
 #include "agent/render/values.h"
@@ -114,8 +114,7 @@ void declareCheck(CLI::App& options, Request& request) {
 ExitCode runCheck(const Request& request, Output& output) {
   const CheckRequest& check = request.check;
   limitTime(check.timeout);
-  const auto whole =
-      model::Collector(request.directory, model::Events::read, model::MachineFacts::read).take();
+  const auto whole = take(request, model::MachineFacts::read, model::Events::read);
   const model::Snapshot now = model::select(*whole, request.selection);
   const auto before =
       check.state.empty() ? std::optional<model::Snapshot>() : earlier(check.state, *whole);

@@ -105,6 +105,7 @@ void mend(const std::vector<model::Finding>& chosen, const Examined& seen, Outpu
 }
 
 ExitCode repair(const Request& request, Output& output) {
+  requireMachine(request, "a repair changes");
   const Examined seen = examine(request, output);
   if (!seen.before) return kFailed;
   const auto chosen = act::mendable(seen.findings, request.doctor.repair);

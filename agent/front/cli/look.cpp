@@ -30,6 +30,12 @@ std::shared_ptr<const model::Snapshot> take(const Request& request, model::Machi
   return snapshot;
 }
 
+void requireMachine(const Request& request, const std::string& what) {
+  if (request.from.empty()) return;
+  throw Stop{kUsage,
+             what + " the machine itself, and --from is one look in a file. Leave out --from"};
+}
+
 model::Snapshot selected(const model::Snapshot& snapshot, const Request& request) {
   model::Snapshot selected = model::select(snapshot, request.selection);
   complain(render::problemOf(snapshot, request.selection));

@@ -4,6 +4,7 @@
 #define ZEB_AGENT_FRONT_CLI_LOOK_H
 
 #include <memory>
+#include <string>
 
 #include "agent/archive/snapshot_file.h"
 #include "agent/front/cli/request.h"
@@ -21,6 +22,9 @@ std::shared_ptr<const model::Snapshot> take(
 
 // Reads a snapshot file, and says on standard error where and when it was taken. Throws as above.
 archived::Loaded open(const std::string& file, model::Events events, std::uint64_t mostBytes);
+
+// For what can't be done with a file: `what` begins a sentence. Throws Stop with --from.
+void requireMachine(const Request& request, const std::string& what);
 
 // Takes a snapshot, says on standard error what is wrong, and returns what the request selects,
 // each segment once.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <deque>
 
+#include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/model/collector.h"
 #include "agent/model/pattern.h"
@@ -81,7 +82,9 @@ bool chainFits(const model::View& view, const Request& request) {
 class Looks {
  public:
   explicit Looks(const Request& request)
-      : request_(request), collector_(request.directory, model::Events::read) {}
+      : request_(request), collector_(request.directory, model::Events::read) {
+    requireMachine(request, "an interval needs two looks at");
+  }
 
   void take() {
     const auto all = collector_.take();

@@ -77,6 +77,7 @@ void declareReset(CLI::App& options, Request& request) {
 }
 
 ExitCode runReset(const Request& request, Output& output) {
+  if (request.really) requireMachine(request, "reset changes");
   const auto snapshot = take(request);
   const model::Snapshot selected = model::select(*snapshot, request.selection);
   complain(render::problemOf(*snapshot, request.selection));
