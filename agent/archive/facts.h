@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The names that facts have in a snapshot file. All that a snapshot needs to be decoded again is
-// here, but for the areas' bytes.
+// here, except the areas' bytes.
 #ifndef ZEB_AGENT_ARCHIVE_FACTS_H
 #define ZEB_AGENT_ARCHIVE_FACTS_H
 

@@ -25,7 +25,7 @@ void blank(const Area& area, const Record& record, const layout::Field& field, B
   std::fill_n(&bytes[placeOf(area, stored)], stored.size(), std::uint8_t{0});
 }
 
-// The units behind the count, but for those that say that it is an exception.
+// The units behind the count, without those that say that it is an exception.
 void blankText(const Area& area, const Record& record, Bytes& bytes) {
   constexpr std::size_t kUnit = 2;
   const bool exception = record.text(layout::evtr::text).starts_with(layout::kExceptionPrefix);

@@ -41,7 +41,7 @@ struct Loaded {
 // What a broker may have in bytes unless a user says otherwise.
 inline constexpr std::uint64_t kMostBytes = 64 << 20;
 
-// Reads such a file, whoever made it; "-" is standard input. Believes nothing in it. Takes at most
+// Reads such a file, of any origin; "-" is standard input. Believes nothing in it. Takes at most
 // `mostBytes` of shared memory a broker. Events, when they are asked for, are all that the copy
 // holds.
 Loaded load(const std::string& path, model::Events events, std::uint64_t mostBytes = kMostBytes);

@@ -24,7 +24,7 @@ void lookAtGroups(Machine& machine, const Snapshot& snapshot) {
   }
 }
 
-// Whoever may hold a lock comes first, in case not all can be looked at.
+// Processes that may hold a lock come first, in case not all can be looked at.
 std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts) {
   auto machine = std::make_shared<Machine>();
   if (facts == MachineFacts::processes) {

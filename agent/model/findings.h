@@ -18,7 +18,7 @@ enum class Severity {
 };
 
 // One thing that is wrong. Texts are sentences without their last full stop. They quote names as
-// they were stored, so whoever shows them makes them printable.
+// they were stored, so they are made printable where they are shown.
 struct Finding {
   std::string id;  // of its kind: "lock.stuck"
   std::string of;  // what makes it one of its kind, mostly a path; see key()

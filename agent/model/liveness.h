@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whether whoever used a lock last can ever give it back.
+// Whether the last user of a lock can ever give it back.
 #ifndef ZEB_AGENT_MODEL_LIVENESS_H
 #define ZEB_AGENT_MODEL_LIVENESS_H
 
@@ -42,7 +42,7 @@ struct Verdict {
   bool operator==(const Verdict&) const = default;
 };
 
-// Whether a process is there at all, whoever had its number before: alive, dead or unknown.
+// Whether a process is there at all, no matter who had its number before: alive, dead or unknown.
 Verdict fateOf(const reader::Process& process);
 
 // What one look tells of a lock's last user.

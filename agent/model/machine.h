@@ -16,7 +16,7 @@ namespace model {
 
 // All of it of one moment, as far as it could be read by this user.
 struct Machine {
-  // More processes than that are not looked at, whoever names them.
+  // More processes than that are not looked at.
   static constexpr std::size_t kMostProcesses = 4096;
 
   reader::Clocks clocks;

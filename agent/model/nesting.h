@@ -53,7 +53,7 @@ const flowfile::Flow* findFlow(const flowfile::File& file, const FlowGrowth& flo
 //
 // Messages come in at input nodes, or where there is none, at one other node. In every look and
 // every interval the time of what is directly in a node is a part of that node's time, and it had
-// no more messages, but for what was in flight.
+// no more messages, except what was in flight.
 Nesting infer(std::span<const FlowGrowth> intervals, std::uint64_t inFlight);
 
 }  // namespace model

@@ -282,7 +282,7 @@ class Interrupted {
   std::uint32_t withTemplate() const { return withTemplate_; }
 
   // How many events were returned: whole, one after the other, behind those of the last look. If
-  // some are left out, that is said, and how many but for whole turns.
+  // some are left out, that is said, and how many, except for whole turns.
   std::size_t look() {
     touches_ = touchesOfLook_;
     const reader::Segment segment = segment_.read();

@@ -147,7 +147,7 @@ TEST(Nesting, CountsDecideWhereTimesDoNot) {
 }
 
 TEST(Nesting, WhatIsInFlightIsNoProof) {
-  // The same, but for no more messages than may be in flight.
+  // The same with no more messages than may be in flight.
   const GrownFlow flow(
       {node("A", 1, 100000, 10000), node("B", 3, 99999, 6000), node("C", 3, 100000, 3000)});
   EXPECT_EQ("A A>B A>C", inferred(flow, 0));

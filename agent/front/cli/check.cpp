@@ -58,7 +58,7 @@ std::optional<model::Snapshot> earlier(const std::string& path, const model::Sna
   if (!text) {
     if (error != ENOENT) {
       complain("can't read the state " + path + ": " + render::errorText(error) +
-               ". It is made anew");
+               ". A new one is written");
     }
     return {};
   }

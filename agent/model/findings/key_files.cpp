@@ -128,7 +128,7 @@ void addLink(const reader::KeyFile& file, const Broker& broker, Findings& findin
   finding.of = file.path;
   finding.object = "key file " + file.path;
   finding.evidence = "it is a symbolic link";
-  finding.effect = "whoever made the link decides which objects are used";
+  finding.effect = "the owner of the link decides which objects are used";
   finding.remedy = "find out who made it; stop the broker, remove the link and start again";
   finding.command = "ls -l " + quoted(file.path);
   finding.broker = broker;

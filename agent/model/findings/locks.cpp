@@ -44,7 +44,7 @@ std::string effectOf(const Guarded& guarded) {
     case What::unknown:
       break;
   }
-  return "whoever uses it waits";
+  return "every process that uses it waits";
 }
 
 std::string holderOf(const reader::Lock& lock, const Verdict& verdict, const Looks& looks) {
