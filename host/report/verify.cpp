@@ -112,7 +112,8 @@ std::string problemOf(const Json* node, const flowfile::MonitorNode& monitor,
         place.shared.count, place.shared.bytes, place.shared.smallest, place.shared.largest);
   }
   const bool queued = monitor.type == "input" && monitor.collectQueueTime.value_or("yes") == "yes";
-  if (!queued && statistics.value("queuedMaxMs", 0) != 0) return "queued time of a node without any";
+  if (!queued && statistics.value("queuedMaxMs", 0) != 0)
+    return "queued time of a node without any";
   const std::string elapsed = timeProblem(statistics, "elapsed");
   return elapsed.empty() ? timeProblem(statistics, "queued") : elapsed;
 }
