@@ -22,10 +22,17 @@ constexpr std::uint32_t areaSize(std::uint32_t configured) {
 
 // What the segment takes: a header and the three areas, which are of one size. Wraps in 32 bits
 // above areas of 1431655754, on purpose: a process of another version would compute the same.
+inline constexpr std::uint32_t kAreas = 3;
 constexpr std::uint32_t segmentSize(std::uint32_t area) {
-  constexpr std::uint32_t kAreas = 3;
   return kAreas * area + block::bytes;
 }
+
+// The largest area whose segment's size doesn't wrap.
+inline constexpr std::uint32_t kLargestUnwrapped = (UINT32_MAX - block::bytes) / kAreas;
+static_assert(kLargestUnwrapped == 1431655754);
+
+// The least that a node takes: its record without a label and a sub-flow name, and its statistics.
+inline constexpr std::uint32_t kSmallestNode = noir::bytes + stir::bytes;
 
 // What an area has for records: all behind its header. 0 for an area that holds not even that.
 constexpr std::uint32_t roomIn(std::uint32_t area) {

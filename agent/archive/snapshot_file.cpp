@@ -16,6 +16,7 @@
 
 #include "agent/archive/facts.h"
 #include "agent/archive/redact.h"
+#include "agent/archive/replace_file.h"
 #include "agent/model/calendar.h"
 #include "format/layout.h"
 
@@ -115,28 +116,6 @@ Failure writeMembers(const model::Snapshot& snapshot, const Origin& origin, cons
   if (machine) writer.add(kMachine, *machine);
   eachArea([&](const std::string& name, const Bytes& bytes) { writer.add(name, bytes); });
   return writer.finish();
-}
-
-int writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return errno;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return 0;
-}
-
-// mkostemp makes it readable for its owner alone.
-Failure writeFile(const model::Snapshot& snapshot, const Origin& origin, std::string& name) {
-  const Descriptor file(mkostemp(name.data(), O_CLOEXEC));
-  if (file.number() < 0) {
-    name.clear();
-    return systemFailure();
-  }
-  const auto sink = [&file](std::string_view bytes) { return writeAll(file.number(), bytes); };
-  if (Failure failure = write(snapshot, origin, sink)) return failure;
-  return fsync(file.number()) == 0 ? Failure() : systemFailure();
 }
 
 // The areas of one broker may have `mostBytes` together.
@@ -280,10 +259,12 @@ Failure save(const model::Snapshot& snapshot, const Origin& origin, const std::s
   struct stat there {};
   if (lstat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode))
     return {.kind = Kind::notRegular};
-  std::string name = path + ".XXXXXX";
-  Failure failure = writeFile(snapshot, origin, name);
-  if (!failure && rename(name.c_str(), path.c_str()) != 0) failure = systemFailure();
-  if (failure && !name.empty()) unlink(name.c_str());
+  Failure failure;
+  const int error = replaceFile(path, [&](const Sink& sink) {
+    failure = write(snapshot, origin, sink);
+    return !failure;
+  });
+  if (!failure && error != 0) failure = {.kind = Kind::system, .error = error};
   return failure;
 }
 

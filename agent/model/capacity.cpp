@@ -14,9 +14,7 @@ namespace model {
 namespace {
 
 constexpr std::uint64_t kUuidUnits = 36;
-constexpr std::uint32_t kLargestUnwrapped = (UINT32_MAX - layout::block::bytes) / 3;
 constexpr Seconds kThousandYears(1000 * 365.25 * 24 * 3600);
-constexpr std::int64_t kForcedReset = 2147483647;
 
 std::uint64_t plus(std::uint64_t one, std::uint64_t other) {
   std::uint64_t sum;
@@ -167,8 +165,8 @@ Need needOf(const Plan& plan) {
   }
   need.area = plus(layout::block::bytes, std::max({need.records, need.templates, need.events}));
   need.area = std::max<std::uint64_t>(need.area, layout::kSmallestArea);
-  need.segment = plus(times(3, need.area), layout::block::bytes);
-  need.tooMuch = need.area > kLargestUnwrapped;
+  need.segment = plus(times(layout::kAreas, need.area), layout::block::bytes);
+  need.tooMuch = need.area > layout::kLargestUnwrapped;
   return need;
 }
 

@@ -91,7 +91,8 @@ using Seconds = std::chrono::duration<double>;
 std::optional<Seconds> untilFull(std::uint64_t usedBefore, std::uint64_t used, std::uint64_t size,
                                  Seconds interval);
 
-// Time until a node's count reaches 2147483647, when the library resets all statistics.
+// The count at which the library resets all statistics, and the time until a node's count is there.
+inline constexpr std::int64_t kForcedReset = 2147483647;
 std::optional<Seconds> untilForcedReset(reader::Number before, reader::Number now,
                                         Seconds interval);
 

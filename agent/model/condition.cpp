@@ -5,13 +5,14 @@
 #include <set>
 #include <utility>
 
+#include "format/sizes.h"
+
 namespace model {
 namespace {
 
 using reader::State;
 
 // Of a node and its statistics, both without texts.
-constexpr std::uint32_t kSmallestNode = 62 + 168;
 
 bool haveOneSegment(const SeenBroker& one, const SeenBroker& other) {
   return one.segment.size > 0 && other.segment.size > 0 && one.segment.id == other.segment.id;
@@ -69,7 +70,7 @@ Condition conditionOf(State state) {
 
 bool isFull(const SeenBroker& broker) {
   const reader::Area* area = broker.segment.copy.find(reader::kStatistics);
-  return area != nullptr && area->size - area->last < kSmallestNode;
+  return area != nullptr && area->size - area->last < layout::kSmallestNode;
 }
 
 std::vector<std::int32_t> stoppedProcesses(const SeenBroker& broker, const Machine* machine) {

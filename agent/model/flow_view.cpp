@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "agent/model/pattern.h"
+
 namespace model {
 namespace {
 
@@ -84,6 +86,10 @@ View viewOf(std::span<const std::shared_ptr<const Snapshot>> looks, const FlowKn
     }
   }
   return view;
+}
+
+bool selects(const Selection& selection, const FlowView& flow) {
+  return matches(selection.group, flow.growth.group) && matches(selection.flow, flow.growth.flow);
 }
 
 std::vector<Placed> inOrder(const Nesting& nesting) {

@@ -12,6 +12,7 @@
 #include "agent/model/load.h"
 #include "agent/model/nesting.h"
 #include "agent/model/rates.h"
+#include "agent/model/selection.h"
 #include "agent/model/self_time.h"
 
 namespace model {
@@ -55,6 +56,9 @@ struct View {
 // At least two looks, oldest first; all of them count where a chain is inferred. Failures are told
 // where the looks have events.
 View viewOf(std::span<const std::shared_ptr<const Snapshot>> looks, const FlowKnowledge& known);
+
+// Whether group and flow are selected; a broker and a node are not looked at.
+bool selects(const Selection& selection, const FlowView& flow);
 
 // A node in the order in which messages pass: those in a node follow it, one level deeper.
 struct Placed {

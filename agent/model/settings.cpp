@@ -22,8 +22,6 @@ constexpr std::size_t kActivate = 1;  // its place among the settings
 constexpr char kNoOverride[] = "NoOverride";
 constexpr const char* kActivations[] = {
     kNoOverride, "Yes", "No", "EventOnly", "InputOutputOnly", "InputOutputAndEventOnly"};
-// Above it the segment's size wraps in 32 bits.
-constexpr std::uint32_t kLargestUnwrapped = 1431655754;
 
 char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -184,8 +182,8 @@ class Traps {
     const bool digits = value.find_first_not_of("0123456789") == value.npos;
     if (!digits) {
       add(Kind::notANumber, key, number, lineFor(key, bytesMeant(value)));
-    } else if (area > kLargestUnwrapped) {
-      add(Kind::tooLarge, key, number, lineFor(key, std::to_string(kLargestUnwrapped)));
+    } else if (area > layout::kLargestUnwrapped) {
+      add(Kind::tooLarge, key, number, lineFor(key, std::to_string(layout::kLargestUnwrapped)));
     } else if (std::to_string(area) !=
                value.substr(std::min(value.find_first_not_of('0'), value.size()))) {
       add(Kind::otherNumber, key, number, lineFor(key, std::to_string(area)));
@@ -198,7 +196,7 @@ class Traps {
     const long number = std::strtol(value.c_str(), &unit, 10);
     const char letter = lower(*unit);
     const int shift = letter == 'k' ? 10 : letter == 'm' ? 20 : letter == 'g' ? 30 : 0;
-    const bool fits = number > 0 && number <= (std::int64_t{kLargestUnwrapped} >> shift);
+    const bool fits = number > 0 && number <= (std::int64_t{layout::kLargestUnwrapped} >> shift);
     return std::to_string(fits && shift > 0 ? static_cast<std::uint32_t>(number << shift)
                                             : areaOf(value));
   }

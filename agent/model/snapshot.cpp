@@ -44,6 +44,14 @@ SeenBroker decoded(reader::Segment segment, std::int64_t wall) {
   return broker;
 }
 
+std::vector<std::string> labelsOf(const Snapshot& snapshot) {
+  std::vector<std::string> labels;
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->label().empty()) labels.push_back(broker->label());
+  }
+  return labels;
+}
+
 std::int64_t secondsOf(const Snapshot& snapshot) {
   return std::chrono::floor<std::chrono::seconds>(snapshot.wall).time_since_epoch().count();
 }

@@ -69,6 +69,9 @@ struct Snapshot {
 // events.
 SeenBroker decoded(reader::Segment segment, std::int64_t wall);
 
+// The labels of its brokers that are known, in their order.
+std::vector<std::string> labelsOf(const Snapshot& snapshot);
+
 // The wall time in seconds since 1970.
 std::int64_t secondsOf(const Snapshot& snapshot);
 

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <sstream>
 
-#include "agent/model/pattern.h"
 #include "agent/render/rates.h"
 #include "agent/render/words.h"
 #include "text/printable.h"
@@ -267,11 +266,6 @@ std::string screenOf(const model::View& view, const model::BrokerView& broker, c
   std::string verdict = verdictOf(flow);
   if (!verdict.empty()) verdict[0] = static_cast<char>(std::toupper(verdict[0]));
   return text + inLines(verdict + ".", style.width);
-}
-
-bool selects(const model::Selection& selection, const FlowView& flow) {
-  return model::matches(selection.group, flow.growth.group) &&
-         model::matches(selection.flow, flow.growth.flow);
 }
 
 bool anyIs(const FlowView& flow, model::Change change) {

@@ -14,10 +14,6 @@ Json timeOrNull(const reader::Time& time) {
   return time ? Json(isoTime(*time)) : Json(nullptr);
 }
 
-Json numberOrNull(const reader::Number& number) {
-  return number ? Json(*number) : Json(nullptr);
-}
-
 // What every broker's object begins with.
 Json identity(const model::SeenBroker& broker, const model::Machine* machine) {
   Json object = {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)},
@@ -40,14 +36,14 @@ void addDamage(Json& object, const model::SeenBroker& broker) {
 
 Json statisticsObject(const reader::Statistics& statistics) {
   return {{"recordId", statistics.recordId.hex()},
-          {"messageCount", numberOrNull(statistics.messageCount)},
-          {"sizeSumBytes", numberOrNull(statistics.sumSize)},
+          {"messageCount", orNull(statistics.messageCount)},
+          {"sizeSumBytes", orNull(statistics.sumSize)},
           {"sizeMaxBytes", statistics.maxSize},
           {"sizeMinBytes", statistics.minSize},
-          {"elapsedSumMs", numberOrNull(statistics.sumElapsed)},
+          {"elapsedSumMs", orNull(statistics.sumElapsed)},
           {"elapsedMaxMs", statistics.maxElapsed},
           {"elapsedMinMs", statistics.minElapsed},
-          {"queuedSumMs", numberOrNull(statistics.sumQueued)},
+          {"queuedSumMs", orNull(statistics.sumQueued)},
           {"queuedMaxMs", statistics.maxQueued},
           {"queuedMinMs", statistics.minQueued},
           {"firstCollection", timeOrNull(statistics.firstCollection)},

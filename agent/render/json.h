@@ -4,6 +4,7 @@
 #define ZEB_AGENT_RENDER_JSON_H
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 #include "agent/model/snapshot.h"
@@ -24,11 +25,11 @@ Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
 // What every document begins with: "schema", "version" and "collectedAt".
 Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
 
-// What every document begins with: "schema", "version" and "collectedAt".
-Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
-
-// What every document begins with: "schema", "version" and "collectedAt".
-Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
+// null where there is no value.
+template <class Value>
+Json orNull(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json(nullptr);
+}
 
 // A document a row on a line each, with a key a column behind those that every document has.
 std::string rowLines(const char* schema, const model::Snapshot& snapshot, const Sheet& sheet);

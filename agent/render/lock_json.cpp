@@ -19,11 +19,6 @@ Json timeOrNull(reader::KernelTime time) {
   return time == 0 ? Json(nullptr) : Json(isoTime(time));
 }
 
-template <class Value>
-Json valueOrNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
-
 const char* presenceName(Presence presence) {
   switch (presence) {
     case Presence::there:
@@ -94,9 +89,9 @@ Json lastUserObject(const model::LockView& view) {
     object["doubt"] = doubt;
   }
   if (!view.process) return object;
-  object["command"] = valueOrNull(view.process->command);
-  object["stopped"] = valueOrNull(view.process->stopped);
-  object["threads"] = valueOrNull(view.process->threads);
+  object["command"] = orNull(view.process->command);
+  object["stopped"] = orNull(view.process->stopped);
+  object["threads"] = orNull(view.process->threads);
   return object;
 }
 

@@ -67,11 +67,10 @@ Json messageDocument(const model::Snapshot& snapshot, const model::MessageWay& w
     event["matched"] = matchedName(step);
     events.push_back(std::move(event));
   }
-  return {{"schema", "zebmon.message"},
-          {"version", 1},
-          {"collectedAt", isoTime(model::secondsOf(snapshot))},
-          {"id", way.id},
-          {"events", std::move(events)}};
+  Json document = headOf("zebmon.message", 1, snapshot);
+  document["id"] = way.id;
+  document["events"] = std::move(events);
+  return document;
 }
 
 std::string summaryOf(const model::MessageWay& way) {

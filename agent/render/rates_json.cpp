@@ -8,11 +8,6 @@ namespace {
 
 using model::FlowView;
 
-template <class Value>
-Json orNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
-
 // In milliseconds, so that no document has more digits than were measured.
 double secondsOf(model::Seconds interval) {
   return static_cast<double>(std::chrono::round<std::chrono::milliseconds>(interval).count()) /
@@ -103,10 +98,7 @@ Json document(const char* schema, const model::View& view, const model::Selectio
     const model::SeenBroker& seen = broker.growth.broker();
     Json flows = Json::array();
     for (const FlowView& flow : broker.flows) {
-      if (!model::matches(selection.group, flow.growth.group) ||
-          !model::matches(selection.flow, flow.growth.flow)) {
-        continue;
-      }
+      if (!selects(selection, flow)) continue;
       Json object = flowObject(flow, selection);
       if (verdicts) object["verdict"] = verdictOf(flow);
       flows.push_back(std::move(object));

@@ -85,11 +85,6 @@ Row rowOf(const model::BrokerView& broker, const FlowView& flow, std::size_t ind
            waitingCell(flow, node), noteOf(node)}};
 }
 
-bool selects(const model::Selection& selection, const FlowView& flow) {
-  return model::matches(selection.group, flow.growth.group) &&
-         model::matches(selection.flow, flow.growth.flow);
-}
-
 void addRows(Sheet& sheet, const model::BrokerView& broker, const model::Selection& selection) {
   for (const FlowView& flow : broker.flows) {
     if (!selects(selection, flow)) continue;

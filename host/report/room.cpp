@@ -13,9 +13,6 @@
 namespace host {
 namespace {
 
-// Areas above this make a segment whose size wraps in 32 bits.
-constexpr std::int64_t kLargestSound = (0xFFFFFFFFU - layout::block::bytes) / 3;
-
 bool collects(const flowfile::Broker& broker, const flowfile::Node& node) {
   const auto* const monitor = std::get_if<flowfile::MonitorNode>(&node);
   return monitor != nullptr && activityOf(broker, *monitor).statistics;
@@ -70,11 +67,11 @@ std::vector<std::string> roomWarnings(const flowfile::File& file) {
         "to {} or more",
         room.leftOut, room.nodes, room.needed + layout::block::bytes));
   }
-  if (file.broker.memorySize.value_or(0) > kLargestSound) {
+  if (file.broker.memorySize.value_or(0) > layout::kLargestUnwrapped) {
     warnings.push_back(
         fmt::format("three areas of {} bytes don't fit in a segment, whose size wraps at 4 GiB; "
                     "set memory-size to {} or less",
-                    *file.broker.memorySize, kLargestSound));
+                    *file.broker.memorySize, layout::kLargestUnwrapped));
   }
   return warnings;
 }

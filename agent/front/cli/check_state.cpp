@@ -1,32 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/check_state.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <memory>
 
+#include "agent/archive/replace_file.h"
+#include "agent/reader/bounded_file.h"
 #include "agent/render/json.h"
 
 namespace cli {
 namespace {
 
 using render::Json;
+using render::orNull;
 using std::chrono::milliseconds;
 
 constexpr char kSchema[] = "zebmon.state";
 
 std::int64_t millisecondsOf(const model::Snapshot& snapshot) {
   return std::chrono::floor<milliseconds>(snapshot.wall.time_since_epoch()).count();
-}
-
-template <class Value>
-Json orNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json(nullptr);
 }
 
 Json nodeState(const reader::Node& node) {
@@ -110,15 +103,6 @@ std::shared_ptr<model::SeenBroker> restoredBroker(const Json& state) {
   return broker;
 }
 
-bool writeAll(int file, const std::string& text) {
-  for (std::size_t at = 0; at < text.size();) {
-    const ssize_t written = write(file, text.data() + at, text.size() - at);
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) at += static_cast<std::size_t>(written);
-  }
-  return fsync(file) == 0;
-}
-
 }  // namespace
 
 std::string stateOf(const model::Snapshot& snapshot) {
@@ -154,31 +138,19 @@ std::optional<model::Snapshot> restored(const std::string& text, const model::Sn
 
 std::optional<std::string> readState(const std::string& path, int& error) {
   constexpr std::size_t kMost = std::size_t{64} << 20;
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  error = file < 0 ? errno : 0;
-  if (file < 0) return {};
-  std::string text;
-  std::array<char, 65536> part;
-  for (ssize_t got = 1; error == 0 && got != 0;) {
-    got = read(file, part.data(), part.size());
-    if (got < 0 && errno != EINTR) error = errno;
-    if (got > 0) text.append(part.data(), static_cast<std::size_t>(got));
-    if (text.size() > kMost) error = EFBIG;
-  }
-  close(file);
+  reader::FileText file = reader::readFile(path, kMost);
+  error = file.cut ? EFBIG : file.error;
   if (error != 0) return {};
-  return text;
+  return std::move(file.text);
 }
 
 int writeState(const std::string& path, const std::string& text) {
-  const std::string fresh = path + "." + std::to_string(getpid()) + ".new";
-  const int file = open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (file < 0) return errno;
-  int error = writeAll(file, text) ? 0 : errno;
-  close(file);
-  if (error == 0 && rename(fresh.c_str(), path.c_str()) != 0) error = errno;
-  if (error != 0) unlink(fresh.c_str());
-  return error;
+  int failed = 0;
+  const int error = archived::replaceFile(path, [&](const archived::Sink& sink) {
+    failed = sink(text);
+    return failed == 0;
+  });
+  return failed != 0 ? failed : error;
 }
 
 }  // namespace cli

@@ -11,17 +11,6 @@
 #include "agent/render/words.h"
 
 namespace cli {
-namespace {
-
-std::vector<std::string> labelsOf(const model::Snapshot& selected) {
-  std::vector<std::string> labels;
-  for (const auto& broker : selected.brokers) {
-    if (!broker->label().empty()) labels.push_back(broker->label());
-  }
-  return labels;
-}
-
-}  // namespace
 
 void declareConfig(CLI::App& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},

@@ -7,7 +7,6 @@
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/model/collector.h"
-#include "agent/model/pattern.h"
 #include "agent/model/selection.h"
 #include "agent/render/words.h"
 #include "flowfile/load.h"
@@ -66,10 +65,7 @@ bool chainFits(const model::View& view, const Request& request) {
   std::string problem;
   for (const auto& broker : view.brokers) {
     for (const model::FlowView& flow : broker.flows) {
-      if (!model::matches(request.selection.group, flow.growth.group) ||
-          !model::matches(request.selection.flow, flow.growth.flow)) {
-        continue;
-      }
+      if (!selects(request.selection, flow)) continue;
       if (flow.nesting.problem.empty()) return true;
       problem = flow.nesting.problem;
     }

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 
+#include "agent/model/capacity.h"
 #include "agent/model/findings/kinds.h"
 #include "format/layout.h"
 #include "format/names.h"
@@ -14,10 +16,8 @@ namespace {
 
 using Broker = std::shared_ptr<const SeenBroker>;
 
-constexpr std::int64_t kForcedReset = 2147483647;
-constexpr double kWeek = 7.0 * 24 * 3600;
-constexpr std::uint32_t kSmallestNode = 230;  // bytes of a node and its statistics without a label
-constexpr std::int64_t kClockSlack = 5;       // seconds
+constexpr std::chrono::weeks kWeek(1);
+constexpr std::int64_t kClockSlack = 5;  // seconds
 
 Finding of(const Broker& broker, const char* id, std::string object) {
   Finding finding;
@@ -58,13 +58,14 @@ std::size_t withoutStatistics(const SeenBroker& broker) {
 }
 
 std::string sizeLine(const reader::Area& area) {
-  const std::uint64_t size = std::min<std::uint64_t>(std::uint64_t{2} * area.size, 1431655754);
+  const std::uint64_t size =
+      std::min<std::uint64_t>(std::uint64_t{2} * area.size, layout::kLargestUnwrapped);
   return fmt::format("{}={}", layout::kMemorySizeKey, size);
 }
 
 void addFill(const Broker& broker, const reader::Area& area, Findings& findings) {
   const std::size_t lost = orphansOf(*broker);
-  const bool full = left(area) < kSmallestNode || lost > 0;
+  const bool full = left(area) < layout::kSmallestNode || lost > 0;
   Finding finding =
       of(broker, full ? "area.full" : "area.nearly-full", "statistics area of " + nameOf(*broker));
   finding.evidence = fmt::format("{} of {} bytes are used", area.last, area.size);
@@ -80,7 +81,7 @@ void addFill(const Broker& broker, const reader::Area& area, Findings& findings)
   if (lost > 0) finding.severity = Severity::critical;
   finding.effect = full ? "nodes that are deployed now are not measured"
                         : fmt::format("room for at most {} more, then none is measured",
-                                      counted(left(area) / kSmallestNode, "node", "nodes"));
+                                      counted(left(area) / layout::kSmallestNode, "node", "nodes"));
   finding.remedy =
       "write this line into zebpnode.cfg, stop all groups of the broker and start them again";
   finding.command = sizeLine(area);
@@ -117,18 +118,15 @@ void addClock(const Broker& broker, const Snapshot& now, Findings& findings) {
   findings.found.push_back(std::move(finding));
 }
 
-// Seconds until the count forces a reset, at the mean rate since the first message.
-std::optional<double> untilReset(const reader::Statistics& statistics, std::int64_t now) {
-  if (!statistics.messageCount || !statistics.firstCollection) return std::nullopt;
-  const std::int64_t count = *statistics.messageCount;
-  const std::int64_t since = *statistics.firstCollection;
-  if (count <= 0 || since < 0 || since >= now) return std::nullopt;
-  const double left = static_cast<double>(std::max<std::int64_t>(kForcedReset - count, 0));
-  return left * (static_cast<double>(now - since) / static_cast<double>(count));
+// At the mean rate since the first message.
+std::optional<Seconds> untilReset(const reader::Statistics& statistics, std::int64_t now) {
+  const reader::Time& since = statistics.firstCollection;
+  if (!since || *since < 0 || *since >= now) return std::nullopt;
+  return untilForcedReset(0, statistics.messageCount, Seconds(now - *since));
 }
 
 void addReset(const Broker& broker, const Snapshot& now, Findings& findings) {
-  std::optional<double> soonest;
+  std::optional<Seconds> soonest;
   std::string name;
   for (const auto& group : broker->tree->executionGroups) {
     for (const auto& flow : group.messageFlows) {
@@ -144,7 +142,7 @@ void addReset(const Broker& broker, const Snapshot& now, Findings& findings) {
   if (!soonest) return;
   Finding finding = of(broker, "reset.forced", name);
   finding.evidence = fmt::format("at its mean rate its count reaches {} in {:.1f} days",
-                                 kForcedReset, *soonest / (24 * 3600));
+                                 kForcedReset, soonest->count() / (24 * 3600));
   finding.effect = "then the library sets all statistics of the broker back to zero";
   finding.remedy = "save the figures before, or choose the moment yourself by a deployment";
   finding.command = "zebmon stats --format json";

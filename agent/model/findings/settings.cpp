@@ -10,14 +10,6 @@
 namespace model::findings {
 namespace {
 
-std::vector<std::string> labelsOf(const Snapshot& snapshot) {
-  std::vector<std::string> labels;
-  for (const auto& broker : snapshot.brokers) {
-    if (!broker->label().empty()) labels.push_back(broker->label());
-  }
-  return labels;
-}
-
 void add(const Trap& trap, const reader::Configuration& file, Findings& findings) {
   const bool passedOver = trap.kind == Trap::Kind::neverReached;
   Finding finding;

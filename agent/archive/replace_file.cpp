@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/archive/replace_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+namespace archived {
+namespace {
+
+int writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return errno;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+}  // namespace
+
+// mkostemp makes it readable for its owner alone.
+int replaceFile(const std::string& path, const std::function<bool(const Sink&)>& fill) {
+  std::string fresh = path + ".XXXXXX";
+  const int file = mkostemp(fresh.data(), O_CLOEXEC);
+  if (file < 0) return errno;
+  const bool filled = fill([file](std::string_view bytes) { return writeAll(file, bytes); });
+  int error = filled && fsync(file) != 0 ? errno : 0;
+  close(file);
+  const bool whole = filled && error == 0;
+  if (whole && rename(fresh.c_str(), path.c_str()) == 0) return 0;
+  if (whole) error = errno;
+  unlink(fresh.c_str());
+  return error;
+}
+
+}  // namespace archived

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+// Files that others only ever see whole.
+#ifndef ZEB_AGENT_ARCHIVE_REPLACE_FILE_H
+#define ZEB_AGENT_ARCHIVE_REPLACE_FILE_H
+
+#include <functional>
+#include <string>
+
+#include "agent/archive/tar.h"
+
+namespace archived {
+
+// Has `fill` write a file that only its owner can read. It gets its name when all of it is on disk;
+// until then, and after a failure, a file that had that name stays as it was. `fill` returns false
+// when it gives up. 0, or the errno of a call here; what made `fill` give up is its own to tell.
+int replaceFile(const std::string& path, const std::function<bool(const Sink&)>& fill);
+
+}  // namespace archived
+
+#endif  // ZEB_AGENT_ARCHIVE_REPLACE_FILE_H
