@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <map>
-#include <span>
 
 namespace model {
 namespace {
@@ -21,13 +20,6 @@ std::string digitsOf(Id id) {
   std::string digits;
   for (std::size_t i = 0; i < 2 * id.size(); ++i) digits += digitAt(id, i);
   return digits;
-}
-
-bool begins(Id id, const std::string& prefix) {
-  if (std::ranges::all_of(id, [](std::uint8_t byte) { return byte == 0; })) return false;
-  for (std::size_t i = 0; i < prefix.size(); ++i)
-    if (digitAt(id, i) != prefix[i]) return false;
-  return true;
 }
 
 std::int64_t millisecondsOf(const reader::Stamp& stamp) {
@@ -50,6 +42,13 @@ std::optional<std::string> idPrefixOf(const std::string& text) {
   const bool valid = !digits.empty() && digits.size() <= kMostDigits &&
                      digits.find_first_not_of(kDigits) == digits.npos;
   return valid ? std::optional(digits) : std::nullopt;
+}
+
+bool begins(Id id, const std::string& prefix) {
+  if (std::ranges::all_of(id, [](std::uint8_t byte) { return byte == 0; })) return false;
+  for (std::size_t i = 0; i < prefix.size(); ++i)
+    if (digitAt(id, i) != prefix[i]) return false;
+  return true;
 }
 
 std::vector<MessageWay> waysOf(const Snapshot& snapshot, const std::string& prefix) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,9 @@ struct MessageWay {
 // The hexadecimal digits of an ID or of the beginning of one, in upper case; nothing for any other
 // text. A leading "0x" is taken off.
 std::optional<std::string> idPrefixOf(const std::string& text);
+
+// Whether the ID begins with such digits; case counts. One of zeros alone is no ID: never.
+bool begins(std::span<const std::uint8_t> id, const std::string& prefix);
 
 // The way of each ID that begins with `prefix`, in the order of IDs. One of zeros alone is no ID.
 // Brokers whose events were not read have no part in it.

@@ -3,6 +3,8 @@
 
 #include <string.h>
 
+#include <string>
+
 namespace model {
 namespace {
 
@@ -15,6 +17,13 @@ bool removeThrough(std::string_view& name, std::string_view piece) {
   const auto at = static_cast<std::size_t>(static_cast<const char*>(found) - name.data());
   name.remove_prefix(at + piece.size());
   return true;
+}
+
+std::string lowered(std::string_view text) {
+  std::string copy(text);
+  for (char& c : copy)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return copy;
 }
 
 }  // namespace
@@ -30,6 +39,10 @@ bool matches(std::string_view pattern, std::string_view name) {
     pattern.remove_prefix(star + 1);
   }
   return name.ends_with(pattern);
+}
+
+bool isIn(std::string_view pattern, std::string_view text) {
+  return matches("*" + lowered(pattern) + "*", lowered(text));
 }
 
 }  // namespace model

@@ -12,6 +12,10 @@ namespace model {
 // time in proportion to the two lengths, whatever they hold.
 bool matches(std::string_view pattern, std::string_view name);
 
+// Whether `pattern` is anywhere in `text`. Stars as above; the case of ASCII letters doesn't count.
+// Time in proportion likewise.
+bool isIn(std::string_view pattern, std::string_view text);
+
 }  // namespace model
 
 #endif  // ZEB_AGENT_MODEL_PATTERN_H

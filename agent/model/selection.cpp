@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "agent/model/message_way.h"
 #include "agent/model/pattern.h"
 
 namespace model {
@@ -117,6 +118,9 @@ bool selects(const Selection& selection, const reader::Event& event) {
 
 bool selects(const EventSelection& selection, const reader::Event& event) {
   if (selection.kind && event.kind() != *selection.kind) return false;
+  if (!selection.messageId.empty() && !begins(event.messageId, selection.messageId)) return false;
+  if (!selection.correlationId.empty() && !begins(event.correlationId, selection.correlationId))
+    return false;
   if (!selection.since) return true;
   return event.time.value_or(event.recordId.created().seconds) >= *selection.since;
 }

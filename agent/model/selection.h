@@ -30,6 +30,10 @@ struct Selection {
 struct EventSelection {
   std::optional<std::int64_t> since;      // seconds since 1970
   std::optional<reader::EventKind> kind;  // only these
+
+  // How the IDs begin, in upper-case hexadecimal digits (message_way.h); empty: all.
+  std::string messageId = {};
+  std::string correlationId = {};
 };
 
 // The selected brokers, with all that they hold.

@@ -38,6 +38,13 @@ std::string withoutTrailingBlanks(std::string text) {
 
 }  // namespace
 
+std::string_view EventTemplate::failure() const {
+  std::string_view rest = text;
+  if (!rest.starts_with(layout::kExceptionPrefix)) return {};
+  rest.remove_prefix(std::string_view(layout::kExceptionPrefix).size());
+  return rest;
+}
+
 EventKind Event::kind() const {
   if (!origin) return EventKind::unknown;
   return origin->text.starts_with(layout::kExceptionPrefix) ? EventKind::exception

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -24,6 +25,10 @@ struct EventTemplate {
   std::string node;
   std::uint32_t nodeType = 0;  // as in Node
   std::string text;
+
+  // Of an exception what stands behind the beginning that all of them have; else empty. Of this
+  // template's text.
+  std::string_view failure() const;
 };
 
 enum class EventKind { unknown, message, exception };  // unknown: the template is gone

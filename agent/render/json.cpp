@@ -154,9 +154,7 @@ Json originObject(const reader::Event& event) {
 }
 
 std::string withMilliseconds(const reader::Stamp& stamp) {
-  std::string text = isoTime(stamp.seconds);
-  text.insert(text.size() - 1, fmt::format(".{:03}", stamp.milliseconds));
-  return text;
+  return isoTime(stamp.seconds, stamp.milliseconds);
 }
 
 // The edge where texts from outside leave: no document has one that did not pass here.

@@ -37,6 +37,10 @@ std::string withZone(const char* format, std::int64_t seconds, Zone zone,
   return parts ? formatted(format, *parts) + fraction + zoneOf(*parts, zone) : kMissing;
 }
 
+std::string fractionOf(std::optional<std::uint32_t> milliseconds) {
+  return milliseconds ? fmt::format(".{:03}", *milliseconds) : "";
+}
+
 }  // namespace
 
 std::string whole(Number value) {
@@ -70,10 +74,13 @@ std::string isoTime(std::int64_t seconds) {
   return withZone("%Y-%m-%dT%H:%M:%S", seconds, Zone::utc, "");
 }
 
+std::string isoTime(std::int64_t seconds, std::uint32_t milliseconds) {
+  return withZone("%Y-%m-%dT%H:%M:%S", seconds, Zone::utc, fmt::format(".{:03}", milliseconds));
+}
+
 std::string dateAndTime(std::int64_t seconds, Zone zone,
                         std::optional<std::uint32_t> milliseconds) {
-  const std::string fraction = milliseconds ? fmt::format(".{:03}", *milliseconds) : "";
-  return withZone("%Y-%m-%d %H:%M:%S", seconds, zone, fraction);
+  return withZone("%Y-%m-%d %H:%M:%S", seconds, zone, fractionOf(milliseconds));
 }
 
 std::string dateOnly(std::int64_t seconds, Zone zone) {
@@ -81,8 +88,8 @@ std::string dateOnly(std::int64_t seconds, Zone zone) {
   return parts ? formatted("%Y-%m-%d", *parts) : kMissing;
 }
 
-std::string timeOnly(std::int64_t seconds, Zone zone) {
-  return withZone("%H:%M:%S", seconds, zone, "");
+std::string timeOnly(std::int64_t seconds, Zone zone, std::optional<std::uint32_t> milliseconds) {
+  return withZone("%H:%M:%S", seconds, zone, fractionOf(milliseconds));
 }
 
 std::string errorText(int error) {

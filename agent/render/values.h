@@ -34,16 +34,18 @@ std::string duration(std::int64_t seconds);
 // knows no date.
 enum class Zone { utc, local };
 
-// "2026-01-31T23:59:58Z", always UTC: for programs.
+// "2026-01-31T23:59:58Z", always UTC: for programs. With milliseconds "2026-01-31T23:59:58.250Z".
 std::string isoTime(std::int64_t seconds);
+std::string isoTime(std::int64_t seconds, std::uint32_t milliseconds);
 
 // "2026-01-31 23:59:58Z", or with milliseconds "2026-01-31 23:59:58.250Z".
 std::string dateAndTime(std::int64_t seconds, Zone zone,
                         std::optional<std::uint32_t> milliseconds = {});
 
-// "2026-01-31" there, without a zone, and "23:59:58Z".
+// "2026-01-31" there, without a zone, and "23:59:58Z" or "23:59:58.250Z".
 std::string dateOnly(std::int64_t seconds, Zone zone);
-std::string timeOnly(std::int64_t seconds, Zone zone);
+std::string timeOnly(std::int64_t seconds, Zone zone,
+                     std::optional<std::uint32_t> milliseconds = {});
 
 // What an errno means, as the system words it.
 std::string errorText(int error);

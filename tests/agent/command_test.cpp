@@ -500,22 +500,18 @@ TEST(ZebmonEvents, PrintsEachEventWithItsTemplateTheNewestLast) {
   const Result result = run({"events"});
   EXPECT_EQ(0, result.code);
   EXPECT_EQ("", result.errors);
-  const std::string id = "A0A1A2A3A4A5A6A7A8A9AAABACADAEAFB0B1B2B3B4B5B6B7";
-  const std::string place =
-      "orders/Fulfil/Reserve                   order-entry 20261121 04093112\n";
+  const std::string rest =
+      "    put 2026-11-21 04:09:31.120Z by order-entry, thread 00000007\n"
+      "    message A0A1A2A3A4A5A6A7A8A9AAABACADAEAFB0B1B2B3B4B5B6B7\n";
   EXPECT_EQ(
       "Broker BRK1\n"
-      "time                      kind       node                                    application, "
-      "put\n"
-      "2025-08-09 02:40:01.250Z  message    " +
-          place + "    order seen\n    message " + id +
-          "  thread 7\n"
-          "2025-08-09 02:40:02.250Z  message    " +
-          place + "    order seen\n    message " + id +
-          "  thread 7\n"
-          "2025-08-09 02:40:03.250Z  exception  " +
-          place + "    Exception found in Reserve(42). no stock\n    message " + id +
-          "  thread 7\n",
+      "time                      kind       node\n"
+      "2025-08-09 02:40:01.250Z  message    orders/Fulfil/Reserve\n    order seen\n" +
+          rest + "2025-08-09 02:40:02.250Z  message    orders/Fulfil/Reserve\n    order seen\n" +
+          rest +
+          "2025-08-09 02:40:03.250Z  exception  orders/Fulfil/Reserve\n"
+          "    Exception found in Reserve(42). no stock\n" +
+          rest,
       result.out);
 }
 
@@ -563,7 +559,66 @@ TEST(ZebmonEvents, EachBrokersEventsStandBelowItsName) {
   const LiveSegment second("4-5-6", ordersWithEvents(1));
   const std::string out = run({"events"}).out;
   EXPECT_TRUE(out.starts_with("Broker BRK1\ntime ")) << out;
-  EXPECT_TRUE(contains(out, "  thread 7\n\nBroker BRK1\ntime ")) << out;
+  EXPECT_TRUE(contains(out, "B7\n\nBroker BRK1\ntime ")) << out;
+}
+
+TEST(ZebmonEvents, InShortAreALineEachBelowTheirBrokerAndDay) {
+  const LiveSegment live("1-2-3", ordersWithEvents(3));
+  EXPECT_EQ(
+      "Broker BRK1, 2025-08-09\n"
+      "time          node               put       thread   text\n"
+      "02:40:01.250Z Fulfil/Reserve     11-21Z    00000007 order seen\n"
+      "02:40:02.250Z Fulfil/Reserve     11-21Z    00000007 order seen\n"
+      "02:40:03.250Z Fulfil/Reserve     11-21Z    00000007 ! Reserve(42). no stock\n",
+      run({"events", "--short"}).out);
+  EXPECT_TRUE(run({"events", "--short", "--no-header"}).out.starts_with("02:40:01.250Z "));
+}
+
+TEST(ZebmonEvents, InShortEachDayHasItsHeading) {
+  Block data{.eyecatcher = "zebcedar", .contents = {}};
+  data.add(event(1, kTemplate)).add(event(86401, kTemplate)).add(event(86402, kTemplate));
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock(), data}));
+  const std::string out = run({"events", "--short"}).out;
+  EXPECT_EQ(1, count(out, "Broker BRK1, 2025-08-09\n"));
+  EXPECT_EQ(1, count(out, "\n\nBroker BRK1, 2025-08-10\n"));
+  EXPECT_EQ(2, count(out, "Broker"));
+}
+
+TEST(ZebmonEvents, AsCsvAreARowEachWithTheColumnsThatWereChosen) {
+  const LiveSegment live("1-2-3", ordersWithEvents(3));
+  const Result all = run({"events", "--format", "csv"});
+  EXPECT_TRUE(all.out.starts_with("broker,uuid,time,created,kind,")) << all.out;
+  EXPECT_EQ(4, count(all.out, "\n"));
+  EXPECT_EQ(
+      "kind,time\nexception,2025-08-09T02:40:03Z\nmessage,2025-08-09T02:40:02Z\n"
+      "message,2025-08-09T02:40:01Z\n",
+      run({"events", "--format", "csv", "--columns", "kind,time", "--sort", "-time"}).out);
+  EXPECT_EQ("exception\n", run({"events", "--format", "csv", "--columns", "kind", "--kind",
+                                "exception", "--no-header"})
+                               .out);
+}
+
+TEST(ZebmonEvents, AreCountedByTextNodeOrHour) {
+  const LiveSegment live("1-2-3", ordersWithEvents(3));
+  EXPECT_EQ(
+      "events  failed  first                 last                  broker  text\n"
+      "     2       0  2025-08-09 02:40:01Z  2025-08-09 02:40:02Z  BRK1    order seen\n"
+      "     1       1  2025-08-09 02:40:03Z  2025-08-09 02:40:03Z  BRK1    Exception found in "
+      "Reserve(42). no stock\n",
+      run({"events", "--count-by", "text"}).out);
+  EXPECT_EQ(
+      "events,failed,first,last,broker,executionGroup,messageFlow,node\n"
+      "3,1,2025-08-09T02:40:01Z,2025-08-09T02:40:03Z,BRK1,orders,Fulfil,Reserve\n",
+      run({"events", "--count-by", "node", "--format", "csv"}).out);
+  const json hour = withoutTime(
+      run({"events", "--count-by", "hour", "--format", "jsonl", "--kind", "message"}).out);
+  EXPECT_EQ(json::parse(R"({"schema":"zebmon.event.count","version":1,
+    "hour":"2025-08-09T02:00:00Z","events":2,"failed":0,"first":"2025-08-09T02:40:01Z",
+    "last":"2025-08-09T02:40:02Z","broker":"BRK1"})"),
+            hour);
+  EXPECT_EQ(69, run({"events", "--count-by", "hour", "--node", "x"}).code);
+  EXPECT_EQ("hour\n2025-08-09 02:00:00Z\n",
+            run({"events", "--count-by", "hour", "--columns", "hour"}).out);
 }
 
 TEST(ZebmonEvents, KindAndTimeSelect) {
@@ -579,6 +634,38 @@ TEST(ZebmonEvents, KindAndTimeSelect) {
   EXPECT_EQ(3, count({"--since", "2025-08-09T02:40:05Z"}));
   EXPECT_EQ(1, count({"--since", "2025-08-09T02:40:04Z", "--kind", "exception"}));
   EXPECT_EQ(0, count({"--since", "2025-08-10"}));
+  EXPECT_EQ(2, count({"--grep", "NO STOCK"}));
+  EXPECT_EQ(7, count({"--grep", "no stock", "--grep", "seen"}));
+  EXPECT_EQ(0, count({"--grep", "no stock", "--kind", "message"}));
+  EXPECT_EQ(7, count({"--message-id", "a0A1"}));
+  EXPECT_EQ(0, count({"--message-id", "A1"}));
+  EXPECT_EQ(0, count({"--correlation", "00"}));
+}
+
+TEST(ZebmonEvents, WhatCannotBeAskedForTogetherIsSaidInWords) {
+  const auto refused = [](std::vector<std::string> arguments, const std::string& why) {
+    arguments.insert(arguments.begin(), "events");
+    const Result result = run(arguments);
+    EXPECT_EQ(64, result.code) << why;
+    EXPECT_EQ("", result.out);
+    EXPECT_TRUE(contains(result.errors, why)) << result.errors;
+  };
+  refused({"--count-by", "text", "--follow"}, "Leave out --follow.");
+  refused({"--count-by", "text", "--short"}, "Leave out --short.");
+  refused({"--short", "--format", "csv"}, "--short is a form for people.");
+  refused({"--format", "jsonl", "--no-header"}, "Leave out --no-header.");
+  refused({"--columns", "kind"}, "only --format csv and --count-by have columns.");
+  refused({"--format", "csv", "--sort", "kind", "--follow"}, "can't be sorted.");
+  refused({"--format", "csv", "--columns", "hour"}, "there is no column \"hour\": there are");
+  refused({"--count-by", "text", "--columns", "hour"}, "there is no column \"hour\"");
+  refused({"--interval", "5"}, "--interval requires --follow");
+  refused({"--grep", ""}, "\"\" is in every event");
+  refused({"--grep", "**"}, "\"**\" is in every event");
+  refused({"--grep", std::string(1001, 'x')}, "a text of 1001 bytes is too long");
+  refused({"--grep", "a\x1B[2J"}, "Give \"a\\x1B[2J\"");
+  refused({"--message-id", "x"}, "--message-id: \"x\" is not 1 to 48 hexadecimal digits");
+  refused({"--correlation", ""}, "--correlation: \"\" is not 1 to 48 hexadecimal digits");
+  refused({"--count-by", "day"}, "--count-by");
 }
 
 class Following : public testing::Test {

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "agent/render/event_screens.h"
 #include "agent/render/json.h"
 #include "agent/render/screens.h"
 #include "tests/support/broken.h"
@@ -72,6 +73,10 @@ std::vector<std::string> documentsOf(const model::Snapshot& snapshot) {
       documents.push_back(render::written(render::eventDocument(*broker, event, snapshot)));
     }
   }
+  for (const auto by : {model::CountBy::text, model::CountBy::node, model::CountBy::hour}) {
+    const auto counts = model::countEvents(snapshot, by, [](const reader::Event&) { return true; });
+    addLines(rowLines("zebmon.event.count", snapshot, render::eventCountsSheet(counts, by)));
+  }
   return documents;
 }
 
@@ -107,7 +112,7 @@ std::vector<std::string> shownDocuments() {
 TEST(Documents, ThePageShowsWhatIsWritten) {
   const std::vector<std::string> shown = shownDocuments();
   const std::vector<std::string> written = documentsOf(orders());
-  ASSERT_EQ(5U, written.size());
+  ASSERT_EQ(8U, written.size());
   for (const std::string& document : written) {
     EXPECT_NE(shown.end(), std::find(shown.begin(), shown.end(), document))
         << "docs/json.md lacks\n"

@@ -21,8 +21,8 @@ Request eventsRequest(const std::string& line) {
 
 TEST(EventsOptions, AFollowerLooksAgainWhenItWasToldTo) {
   EXPECT_EQ(eventsRequest("").events.interval, 500);
-  EXPECT_EQ(eventsRequest("--interval 1").events.interval, 1);
-  EXPECT_EQ(eventsRequest("--interval 3600000").events.interval, 3600000);
-  EXPECT_FALSE(eventsRequest("--interval 7").events.follow);
+  EXPECT_EQ(eventsRequest("--follow --interval 1").events.interval, 1);
+  EXPECT_EQ(eventsRequest("--follow --interval 3600000").events.interval, 3600000);
+  EXPECT_FALSE(eventsRequest("").events.follow);
   EXPECT_TRUE(eventsRequest("--follow").events.follow);
 }

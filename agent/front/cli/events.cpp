@@ -3,18 +3,26 @@
 #include <optional>
 
 #include "agent/front/cli/commands.h"
+#include "agent/front/cli/event_stream.h"
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/stop.h"
+#include "agent/front/cli/terminal.h"
 #include "agent/model/collector.h"
 #include "agent/model/condition.h"
+#include "agent/model/event_counts.h"
 #include "agent/model/selection.h"
+#include "agent/render/event_screens.h"
 #include "agent/render/json.h"
-#include "agent/render/screens.h"
 #include "agent/render/words.h"
+#include "text/printable.h"
 
 namespace cli {
 namespace {
+
+constexpr model::CountBy kCounts[] = {model::CountBy::text, model::CountBy::node,
+                                      model::CountBy::hour};
 
 // Says each problem once for as long as it stays the same, and again when it comes back.
 class Problems {
@@ -37,51 +45,19 @@ class Problems {
 // Shows, snapshot by snapshot, what each broker posted since the one before.
 class Watch {
  public:
-  // An age counts back from `now`, in seconds since 1970, for as long as the watch goes on.
   Watch(const Request& request, Output& output, std::int64_t now)
-      : request_(request), output_(output), selection_{.since = {}, .kind = request.events.kind} {
-    if (request.events.since) selection_.since = request.events.since->at(now);
-  }
+      : request_(request), stream_(request, output, now) {}
 
   // Returns the exit code that this snapshot alone would end with.
   ExitCode show(const model::Snapshot& snapshot);
 
  private:
-  void showEvents(const model::SeenBroker& broker, const model::Snapshot& snapshot);
-  std::string formatted(const model::SeenBroker& broker, const reader::Event& event,
-                        const model::Snapshot& snapshot);
   void reportProblems(const model::Snapshot& selected, const std::string& ofAll);
 
   const Request& request_;
-  Output& output_;
-  model::EventSelection selection_;
+  EventStream stream_;
   Problems problems_;
-  std::string shownBroker_;  // its key file
 };
-
-std::string Watch::formatted(const model::SeenBroker& broker, const reader::Event& event,
-                             const model::Snapshot& snapshot) {
-  if (request_.show.format == Format::jsonl) {
-    return render::written(render::eventDocument(broker, event, snapshot), true);
-  }
-  std::string text;
-  if (broker.segment.keyFile != shownBroker_) {
-    if (!shownBroker_.empty()) text = "\n";
-    text += render::eventsHeader(broker);
-  }
-  shownBroker_ = broker.segment.keyFile;
-  return text + render::eventLines(event, request_.show.zone);
-}
-
-void Watch::showEvents(const model::SeenBroker& broker, const model::Snapshot& snapshot) {
-  complain(render::missedOf(broker));
-  if (!broker.events) return;
-  for (const reader::Event& event : broker.events->events) {
-    if (!model::selects(request_.selection, event)) continue;
-    if (!model::selects(selection_, event)) continue;
-    if (!output_.write(formatted(broker, event, snapshot))) return;
-  }
-}
 
 // A follower says in one line what is wrong: what is damaged changes with every look.
 void Watch::reportProblems(const model::Snapshot& selected, const std::string& ofAll) {
@@ -100,9 +76,58 @@ void Watch::reportProblems(const model::Snapshot& selected, const std::string& o
 ExitCode Watch::show(const model::Snapshot& snapshot) {
   const model::Snapshot selected =
       distinct(model::selectBrokers(snapshot, request_.selection.broker));
-  for (const auto& broker : selected.brokers) showEvents(*broker, snapshot);
+  for (const auto& broker : selected.brokers) {
+    complain(render::missedOf(*broker));
+    if (broker->events) stream_.add(*broker, broker->events->events, snapshot);
+  }
+  stream_.flush();
   reportProblems(selected, render::problemOf(snapshot, request_.selection));
   return findUnknown(snapshot, request_.selection) ? kNoBroker : exitCodeOf(selected);
+}
+
+// How often, in place of which.
+ExitCode count(const Request& request, Output& output, const model::Snapshot& snapshot) {
+  const model::Snapshot brokers =
+      distinct(model::selectBrokers(snapshot, request.selection.broker));
+  complain(render::problemOf(snapshot, request.selection));
+  for (const auto& broker : brokers.brokers) reportProblem(*broker);
+  const model::CountBy by = *request.events.countBy;
+  const auto counts =
+      model::countEvents(brokers, by, EventFilter(request, model::secondsOf(snapshot)));
+  const render::Sheet sheet =
+      arranged(render::eventCountsSheet(counts, by), request.show.arrangement);
+  if (request.show.format == Format::csv) {
+    output.write(render::csvOf(sheet, request.show.titles));
+  } else if (request.show.format == Format::jsonl) {
+    output.write(render::rowLines("zebmon.event.count", snapshot, sheet));
+  } else {
+    output.write(render::tableOf(sheet, styleOf(request.show)));
+  }
+  return findUnknown(snapshot, request.selection) ? kNoBroker : exitCodeOf(brokers);
+}
+
+// What can't be asked for together, and what to do; empty when all of it can.
+std::string conflictIn(const Request& request) {
+  const EventsRequest& events = request.events;
+  const ShowRequest& show = request.show;
+  const bool table = show.format == Format::table;
+  const bool arranges = !show.arrangement.columns.empty() || !show.arrangement.sort.empty();
+  if (events.countBy && events.follow)
+    return "--count-by counts what is in memory now. Leave out --follow";
+  if (events.countBy && events.brief) return "--count-by shows no single events. Leave out --short";
+  if (events.brief && !table)
+    return "--short is a form for people. Leave it out, or leave out --format";
+  if (show.format == Format::jsonl && !show.titles && !events.countBy)
+    return "--format jsonl has no titles. Leave out --no-header";
+  if (arranges && !events.countBy && show.format != Format::csv)
+    return "only --format csv and --count-by have columns. Leave out --columns and --sort, or add "
+           "one of these";
+  if (!show.arrangement.sort.empty() && events.follow)
+    return "what is still to come can't be sorted. Leave out --sort or --follow";
+  if (!arranges) return {};
+  return unknownColumn(show.arrangement, events.countBy
+                                             ? render::eventCountsColumns(*events.countBy)
+                                             : render::eventsColumns());
 }
 
 void takeSince(std::optional<Since>& since, const std::string& text) {
@@ -113,17 +138,36 @@ void takeSince(std::optional<Since>& since, const std::string& text) {
                                             "an age like 15m");
 }
 
-}  // namespace
+// Looking for a text takes time in proportion to its length, so only what can't be meant is
+// refused.
+void takeText(std::vector<std::string>& texts, const std::string& text) {
+  constexpr std::size_t kMostBytes = 1000;
+  const auto refuse = [](const std::string& why) { throw CLI::ValidationError("--grep", why); };
+  if (text.find_first_not_of('*') == text.npos)
+    refuse("\"" + text + "\" is in every event. Give a text to look for");
+  if (text.size() > kMostBytes)
+    refuse("a text of " + std::to_string(text.size()) + " bytes is too long. Give at most " +
+           std::to_string(kMostBytes));
+  const std::string shown = text::printable(text);
+  if (shown != text) refuse("control characters are shown another way. Give \"" + shown + "\"");
+  texts.push_back(text);
+}
 
-void declareEvents(CLI::App& options, Request& request) {
-  static const std::map<std::string, Format> kFormats = {{"table", Format::table},
-                                                         {"jsonl", Format::jsonl}};
+// Of all tables that the command can show, since its options are read in any order.
+std::vector<render::Column> allColumns() {
+  std::vector<render::Column> columns = render::eventsColumns();
+  for (const model::CountBy by : kCounts) {
+    for (render::Column& column : render::eventCountsColumns(by)) {
+      if (std::ranges::find(columns, column.name, &render::Column::name) == columns.end())
+        columns.push_back(std::move(column));
+    }
+  }
+  return columns;
+}
+
+void declareChoice(CLI::App& options, EventsRequest& events) {
   static const std::map<std::string, reader::EventKind> kKinds = {
       {"message", reader::EventKind::message}, {"exception", reader::EventKind::exception}};
-  EventsRequest& events = request.events;
-  addPlaces(options, request);
-  addChoice(options, "--format", request.show.format, kFormats, "Lines or JSON, one a line",
-            "table|jsonl");
   addChoice(options, "--kind", events.kind, kKinds, "Only these", "message|exception");
   options
       .add_option_function<std::string>(
@@ -131,19 +175,72 @@ void declareEvents(CLI::App& options, Request& request) {
           "Not before 2026-01-31T23:59:58Z (UTC), or not\n"
           "longer ago than 90s, 15m, 12h, 7d")
       ->type_name("T");
+  options
+      .add_option_function<std::vector<std::string>>(
+          "--grep",
+          [&events](const std::vector<std::string>& given) {
+            for (const std::string& text : given) takeText(events.texts, text);
+          },
+          "Only with this in text, names or application;\n"
+          "* stands for any characters, case doesn't\n"
+          "count; if given again, one is enough")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->type_name("TEXT");
+  options
+      .add_option_function<std::string>(
+          "--message-id",
+          [&events](const std::string& id) { takeId("--message-id", events.messageId, id); },
+          "Only of this message ID, or of all that begin\n"
+          "with these hexadecimal digits")
+      ->type_name("ID");
+  options
+      .add_option_function<std::string>(
+          "--correlation",
+          [&events](const std::string& id) { takeId("--correlation", events.correlationId, id); },
+          "The same of correlation IDs")
+      ->type_name("ID");
+}
+
+void declareForm(CLI::App& options, Request& request) {
+  static const std::map<std::string, Format> kFormats = {
+      {"table", Format::table}, {"jsonl", Format::jsonl}, {"csv", Format::csv}};
+  static const std::map<std::string, model::CountBy> kBy = {{"text", model::CountBy::text},
+                                                            {"node", model::CountBy::node},
+                                                            {"hour", model::CountBy::hour}};
+  options.add_flag("--short", request.events.brief, "One line an event");
+  addChoice(options, "--count-by", request.events.countBy, kBy,
+            "How many there are of each, and how many\nmessages failed", "text|node|hour");
+  addChoice(options, "--format", request.show.format, kFormats,
+            "Lines, JSON documents or CSV rows, one each", "table|jsonl|csv");
+  addArrangement(options, request, allColumns());
   addStyle(options, request);
-  options.add_flag("--follow", events.follow, "Go on with what is posted from now on")
-      ->excludes("--from");
+}
+
+}  // namespace
+
+void declareEvents(CLI::App& options, Request& request) {
+  EventsRequest& events = request.events;
+  addPlaces(options, request);
+  declareChoice(options, events);
+  declareForm(options, request);
+  CLI::Option* const follow =
+      options.add_flag("--follow", events.follow, "Go on with what is posted from now on")
+          ->excludes("--from");
   options.add_option("--interval", events.interval, "Time between two looks with --follow")
       ->check(CLI::Range(1, 3600000))
       ->type_name("MS")
+      ->needs(follow)
       ->capture_default_str();
 }
 
 ExitCode runEvents(const Request& request, Output& output) {
+  const std::string conflict = conflictIn(request);
+  if (!conflict.empty()) throw Stop{kUsage, conflict};
   if (request.events.follow) output.stopOnSignals();
-  if (!request.from.empty()) {
+  if (request.events.countBy || !request.from.empty()) {
     const auto only = take(request, model::MachineFacts::leave, model::Events::read);
+    if (request.events.countBy) return count(request, output, *only);
     return Watch(request, output, model::secondsOf(*only)).show(*only);
   }
   model::Collector collector(request.directory, model::Events::read);

@@ -31,20 +31,13 @@ std::string shown(const model::Snapshot& snapshot, const model::MessageWay& way,
          render::tableOf(sheet(show.zone), styleOf(show));
 }
 
-void takeId(std::string& id, const std::string& text) {
-  const auto prefix = model::idPrefixOf(text);
-  if (!prefix)
-    throw CLI::ValidationError("ID", "\"" + text + "\" is not 1 to 48 hexadecimal digits");
-  id = *prefix;
-}
-
 }  // namespace
 
 void declareMessage(CLI::App& options, Request& request) {
   std::string& id = request.messageId;
   options
       .add_option_function<std::string>(
-          "ID", [&id](const std::string& text) { takeId(id, text); },
+          "ID", [&id](const std::string& text) { takeId("ID", id, text); },
           "A message or correlation ID in hexadecimal,\nor its first digits")
       ->required();
   addBroker(options, request);

@@ -3,6 +3,8 @@
 
 #include <sstream>
 
+#include "agent/model/message_way.h"
+
 namespace cli {
 namespace {
 
@@ -92,6 +94,13 @@ void addStyle(CLI::App& options, Request& request) {
             "auto|always|never");
 }
 
+void takeId(const char* name, std::string& id, const std::string& text) {
+  const auto prefix = model::idPrefixOf(text);
+  if (!prefix)
+    throw CLI::ValidationError(name, "\"" + text + "\" is not 1 to 48 hexadecimal digits");
+  id = *prefix;
+}
+
 void addSheet(CLI::App& options, Request& request, const std::vector<render::Column>& columns) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
                                                          {"json", Format::json},
@@ -100,10 +109,16 @@ void addSheet(CLI::App& options, Request& request, const std::vector<render::Col
   ShowRequest& show = request.show;
   addChoice(options, "--format", show.format, kFormats, "For people, or for programs",
             "table|json|jsonl|csv");
+  addArrangement(options, request, columns);
+  addStyle(options, request);
+}
+
+void addArrangement(CLI::App& options, Request& request,
+                    const std::vector<render::Column>& columns) {
+  ShowRequest& show = request.show;
   addColumns(options, show.arrangement, columns);
   const auto plain = [&show](std::int64_t) { show.titles = false; };
   options.add_flag_function("--no-header", plain, "No titles above the columns");
-  addStyle(options, request);
 }
 
 }  // namespace cli

@@ -26,6 +26,14 @@ void addStyle(CLI::App& options, Request& request);
 // that is none of `columns` is a wrong command line, and is answered with the names of all.
 void addSheet(CLI::App& options, Request& request, const std::vector<render::Column>& columns);
 
+// --columns, --sort and --no-header alone, with the same answer.
+void addArrangement(CLI::App& options, Request& request,
+                    const std::vector<render::Column>& columns);
+
+// The digits of a message or correlation ID or of its beginning, given to option `name`. Throws
+// when they are none.
+void takeId(const char* name, std::string& id, const std::string& text);
+
 // A choice among names, of which --help shows `shown`. The map must live as long as the options.
 template <typename Value, typename Target>
 void addChoice(CLI::App& options, const char* name, Target& target,

@@ -13,6 +13,7 @@
 #include "agent/front/cli/since.h"
 #include "agent/model/chain.h"
 #include "agent/model/check.h"
+#include "agent/model/event_counts.h"
 #include "agent/model/selection.h"
 #include "agent/render/sheet.h"
 
@@ -34,6 +35,11 @@ struct ShowRequest {
 struct EventsRequest {
   std::optional<Since> since;
   std::optional<reader::EventKind> kind;
+  std::string messageId;  // how the IDs begin: upper-case hexadecimal digits; empty: all
+  std::string correlationId;
+  std::vector<std::string> texts;  // one of these is in what is shown of it; none: all
+  bool brief = false;              // a line each
+  std::optional<model::CountBy> countBy;
   bool follow = false;
   int interval = 500;  // milliseconds between two looks
 };
