@@ -1,16 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/archive/facts.h"
 
+#include "agent/reader/names.h"
+
 namespace archived {
-namespace {
-
-constexpr const char* kStates[] = {
-    "ok", "noKeyFile", "noSegment", "noPermission", "notInitialised", "damaged", "failed"};
-constexpr const char* kPresences[] = {"there", "absent", "refused", "failed"};
-
-}  // namespace
-
-// Not in the namespace above, where calls from templates elsewhere would not find them.
+// Not in a nameless namespace, where calls from templates elsewhere would not find them.
 
 template <class Io>
 static void fields(Io& io, Of<Io, reader::Stamp>& stamp) {
@@ -40,10 +34,12 @@ template <class Io>
 static void fields(Io& io, Of<Io, reader::Segment>& segment) {
   io("keyFile", segment.keyFile);
   io("uuid", segment.uuid);
-  io.choice("state", segment.state, kStates);
+  io.choice("state", segment.state, reader::kStateNames);
   io("error", segment.error);
   io("call", segment.call);
   io("group", segment.group);
+  io.later("owner", segment.owner);
+  io.later("fileOwner", segment.fileOwner);
   io("key", segment.key);
   io("id", segment.id);
   io("size", segment.size);
@@ -103,7 +99,7 @@ static void fields(Io& io, Of<Io, reader::Limits>& limits) {
 
 template <class Io>
 static void object(Io& io, Of<Io, reader::IpcObject>& object) {
-  io.choice("presence", object.presence, kPresences);
+  io.choice("presence", object.presence, reader::kPresenceNames);
   io("error", object.error);
   io("id", object.id);
   io("key", object.key);
@@ -190,6 +186,7 @@ static void fields(Io& io, Of<Io, model::Machine>& machine) {
   io("limits", machine.limits);
   io("locks", machine.locks);
   io("processes", machine.processes);
+  io.later("keyFiles", machine.keyFiles);
 }
 
 Json jsonOfSegment(const reader::Segment& segment) {

@@ -2,8 +2,9 @@
 // Facts as JSON and back, by one list of names a kind of fact.
 //
 // A kind of fact has a function `fields(Io& io, Of<Io, Fact>& fact)` that calls
-// io("name", fact.member) for each member; Writing and Reading are the two kinds of Io. Texts may
-// have any bytes: those that are no UTF-8 become {"hex": "..."}. Lists of pairs are maps.
+// io("name", fact.member) for each member; Writing and Reading are the two kinds of Io. A member
+// that older files lack is io.later("name", fact.member), and stays as it is when it is missing.
+// Texts may have any bytes: those that are no UTF-8 become {"hex": "..."}. Lists of pairs are maps.
 #ifndef ZEB_AGENT_ARCHIVE_JSON_FIELDS_H
 #define ZEB_AGENT_ARCHIVE_JSON_FIELDS_H
 
@@ -73,6 +74,11 @@ class Writing {
     object_[name] = jsonOf(value);
   }
 
+  template <class T>
+  void later(const char* name, const T& value) {
+    (*this)(name, value);
+  }
+
   // `names` are those of an enumeration that counts from 0.
   template <class T, std::size_t N>
   void choice(const char* name, const T& value, const char* const (&names)[N]) {
@@ -97,6 +103,11 @@ class Reading {
     } catch (const Malformed& inner) {
       throw Malformed{name + ("." + inner.what)};
     }
+  }
+
+  template <class T>
+  void later(const char* name, T& value) {
+    if (object_.contains(name)) (*this)(name, value);
   }
 
   template <class T, std::size_t N>

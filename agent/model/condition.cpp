@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "agent/reader/names.h"
 #include "format/sizes.h"
 
 namespace model {
@@ -12,7 +13,8 @@ namespace {
 
 using reader::State;
 
-// Of a node and its statistics, both without texts.
+static_assert(static_cast<int>(Condition::ok) == static_cast<int>(State::ok));
+static_assert(static_cast<int>(Condition::failed) == static_cast<int>(State::failed));
 
 bool haveOneSegment(const SeenBroker& one, const SeenBroker& other) {
   return one.segment.size > 0 && other.segment.size > 0 && one.segment.id == other.segment.id;
@@ -49,23 +51,20 @@ void addLikeness(std::vector<Oddity>& oddities, const Snapshot& snapshot, std::s
 }  // namespace
 
 Condition conditionOf(State state) {
-  switch (state) {
-    case State::ok:
-      return Condition::ok;
-    case State::noKeyFile:
-      return Condition::noKeyFile;
-    case State::noSegment:
-      return Condition::noSegment;
-    case State::noPermission:
-      return Condition::noPermission;
-    case State::notInitialised:
-      return Condition::notInitialised;
-    case State::damaged:
-      return Condition::damaged;
-    case State::failed:
-      break;
+  return static_cast<Condition>(state);
+}
+
+const char* nameOf(Condition condition) {
+  switch (condition) {
+    case Condition::noProcess:
+      return "noProcess";
+    case Condition::stopped:
+      return "stopped";
+    case Condition::full:
+      return "full";
+    default:
+      return reader::nameOf(static_cast<State>(condition));
   }
-  return Condition::failed;
 }
 
 bool isFull(const SeenBroker& broker) {

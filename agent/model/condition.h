@@ -10,7 +10,7 @@
 
 namespace model {
 
-// The states of a segment, and three of a broker whose segment is sound.
+// The states of a segment in their order, and three of a broker whose segment is sound.
 enum class Condition {
   ok,
   noKeyFile,
@@ -26,6 +26,9 @@ enum class Condition {
 
 // Of a segment alone.
 Condition conditionOf(reader::State state);
+
+// In tables and documents: "ok", "noSegment", "noProcess", ...
+const char* nameOf(Condition condition);
 
 // The first that holds, in the order: not readable, damaged, no process, stopped, full. Whether a
 // process is stopped is known only when the snapshot holds what the machine says.

@@ -43,7 +43,7 @@ Row rowOf(const model::SeenBroker& broker, const model::Snapshot& snapshot) {
   const bool isRead = broker.segment.size > 0;
   Row row{{},
           {broker.tree ? Cell(broker.label()) : Cell(), broker.uuid(),
-           Cell(conditionName(condition), toneOf(condition))}};
+           Cell(nameOf(condition), toneOf(condition))}};
   addCounts(row.cells, broker);
   for (const char* area : {reader::kStatistics, reader::kEventTemplates, reader::kEventData}) {
     row.cells.push_back(fillOf(broker, area));

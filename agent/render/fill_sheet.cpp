@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fmt/format.h>
 
+#include "agent/reader/names.h"
 #include "agent/render/size_screens.h"
 #include "agent/render/words.h"
 
@@ -101,7 +102,7 @@ Json fillDocument(const model::Snapshot& snapshot) {
     const bool readable = broker->segment.size > 0;
     brokers.push_back({{"label", broker->tree ? Json(broker->label()) : Json(nullptr)},
                        {"uuid", broker->uuid()},
-                       {"state", stateName(broker->state())},
+                       {"state", reader::nameOf(broker->state())},
                        {"segmentBytes", readable ? Json(broker->segment.size) : Json(nullptr)},
                        {"areas", std::move(areas)}});
   }

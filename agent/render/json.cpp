@@ -18,7 +18,7 @@ Json timeOrNull(const reader::Time& time) {
 Json identity(const model::SeenBroker& broker, const model::Machine* machine) {
   Json object = {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)},
                  {"uuid", broker.uuid()},
-                 {"state", conditionName(conditionOf(broker, machine))},
+                 {"state", nameOf(conditionOf(broker, machine))},
                  {"keyFile", broker.segment.keyFile},
                  {"resetTime", broker.tree ? timeOrNull(broker.tree->resetTime) : Json(nullptr)}};
   const std::string problem = conditionText(broker, machine);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fmt/format.h>
 
+#include "agent/reader/names.h"
 #include "agent/render/lock_screens.h"
 #include "agent/render/lock_words.h"
 #include "agent/render/values.h"
@@ -19,20 +20,6 @@ Json timeOrNull(reader::KernelTime time) {
   return time == 0 ? Json(nullptr) : Json(isoTime(time));
 }
 
-const char* presenceName(Presence presence) {
-  switch (presence) {
-    case Presence::there:
-      return "there";
-    case Presence::absent:
-      return "absent";
-    case Presence::refused:
-      return "refused";
-    case Presence::failed:
-      break;
-  }
-  return "failed";
-}
-
 Json guardObject(const model::Guarded& guarded) {
   Json broker = nullptr;
   if (guarded.broker) {
@@ -48,7 +35,7 @@ Json guardObject(const model::Guarded& guarded) {
 
 // What both kinds of objects begin with; the numbers of one that isn't there mean nothing.
 Json objectHead(const reader::IpcObject& object) {
-  Json head = {{"presence", presenceName(object.presence)}};
+  Json head = {{"presence", reader::nameOf(object.presence)}};
   if (object.presence == Presence::refused) head["id"] = object.id;
   if (object.presence != Presence::there) return head;
   head["id"] = object.id;

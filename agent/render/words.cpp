@@ -88,36 +88,6 @@ std::string nothingSelected(const Snapshot& snapshot, const model::Unknown& unkn
 
 }  // namespace
 
-const char* conditionName(Condition condition) {
-  switch (condition) {
-    case Condition::ok:
-      return "ok";
-    case Condition::noKeyFile:
-      return "noKeyFile";
-    case Condition::noSegment:
-      return "noSegment";
-    case Condition::noPermission:
-      return "noPermission";
-    case Condition::notInitialised:
-      return "notInitialised";
-    case Condition::damaged:
-      return "damaged";
-    case Condition::noProcess:
-      return "noProcess";
-    case Condition::stopped:
-      return "stopped";
-    case Condition::full:
-      return "full";
-    case Condition::failed:
-      break;
-  }
-  return "failed";
-}
-
-const char* stateName(State state) {
-  return conditionName(model::conditionOf(state));
-}
-
 const char* kindName(reader::EventKind kind) {
   switch (kind) {
     case reader::EventKind::message:

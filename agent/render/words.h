@@ -15,10 +15,8 @@
 
 namespace render {
 
-// The name of a condition, a kind of event and a kind of node, in tables and in JSON. Node types
-// are "input", "output", "other", "subFlowInput" and "subFlowOutput"; any other code is "unknown".
-const char* conditionName(model::Condition condition);
-const char* stateName(reader::State state);
+// The name of a kind of event and of a kind of node, in tables and in JSON. Node types are "input",
+// "output", "other", "subFlowInput" and "subFlowOutput"; any other code is "unknown".
 const char* kindName(reader::EventKind kind);
 const char* nodeTypeName(std::uint32_t type);
 

@@ -52,6 +52,7 @@ struct Made {
     process.startTicks = 1000;
     process.segments = {{0x01010203, 7}};
     machine.locks.locks.push_back(lock("1-2-3.zebcedar"));
+    machine.keyFiles = {{.path = kFile, .regular = true, .device = 1, .inode = 0x0203}};
     for (auto* most : {&machine.limits.segments, &machine.limits.memoryPages,
                        &machine.limits.queues, &machine.limits.semaphoreSets}) {
       *most = 1000;

@@ -179,7 +179,7 @@ TEST(Words, EveryConditionHasItsName) {
                                                      {Condition::noProcess, "noProcess"},
                                                      {Condition::stopped, "stopped"},
                                                      {Condition::full, "full"}};
-  for (const auto& [condition, name] : names) EXPECT_STREQ(name, render::conditionName(condition));
+  for (const auto& [condition, name] : names) EXPECT_STREQ(name, model::nameOf(condition));
 }
 
 TEST(Words, ABrokerWithoutRunningProcessesSaysWhatToDo) {
