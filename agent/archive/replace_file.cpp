@@ -21,10 +21,21 @@ int writeAll(int descriptor, std::string_view bytes) {
   return 0;
 }
 
+// Some file systems know no renaming that keeps what is there, but links, which do.
+int moveTo(const std::string& path, const std::string& fresh, Existing existing) {
+  if (existing == Existing::replace) return rename(fresh.c_str(), path.c_str()) == 0 ? 0 : errno;
+  if (renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL) return errno;
+  if (link(fresh.c_str(), path.c_str()) != 0) return errno;
+  unlink(fresh.c_str());
+  return 0;
+}
+
 }  // namespace
 
 // mkostemp makes it readable for its owner alone.
-int replaceFile(const std::string& path, const std::function<bool(const Sink&)>& fill) {
+int replaceFile(const std::string& path, const std::function<bool(const Sink&)>& fill,
+                Existing existing) {
   std::string fresh = path + ".XXXXXX";
   const int file = mkostemp(fresh.data(), O_CLOEXEC);
   if (file < 0) return errno;
@@ -32,9 +43,8 @@ int replaceFile(const std::string& path, const std::function<bool(const Sink&)>&
   int error = filled && fsync(file) != 0 ? errno : 0;
   close(file);
   const bool whole = filled && error == 0;
-  if (whole && rename(fresh.c_str(), path.c_str()) == 0) return 0;
-  if (whole) error = errno;
-  unlink(fresh.c_str());
+  if (whole) error = moveTo(path, fresh, existing);
+  if (!whole || error != 0) unlink(fresh.c_str());
   return error;
 }
 

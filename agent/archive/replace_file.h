@@ -10,10 +10,17 @@
 
 namespace archived {
 
+// What becomes of a file that is there already.
+enum class Existing {
+  replace,  // the new one takes its place
+  keep,     // it stays as it is, and nothing else is written: EEXIST
+};
+
 // Has `fill` write a file that only its owner can read. It gets its name when all of it is on disk;
 // until then, and after a failure, a file that had that name stays as it was. `fill` returns false
 // when it gives up. 0, or the errno of a call here; what made `fill` give up is its own to tell.
-int replaceFile(const std::string& path, const std::function<bool(const Sink&)>& fill);
+int replaceFile(const std::string& path, const std::function<bool(const Sink&)>& fill,
+                Existing existing = Existing::replace);
 
 }  // namespace archived
 

@@ -16,7 +16,6 @@
 
 #include "agent/archive/facts.h"
 #include "agent/archive/redact.h"
-#include "agent/archive/replace_file.h"
 #include "agent/model/calendar.h"
 #include "format/layout.h"
 
@@ -100,10 +99,21 @@ model::Snapshot withoutTexts(const model::Snapshot& snapshot) {
   return less;
 }
 
+// A selection of brokers takes its key files with it alone.
+model::Machine machineToWrite(const model::Snapshot& snapshot) {
+  model::Machine machine = *snapshot.machine;
+  std::erase_if(machine.keyFiles, [&snapshot](const reader::KeyFile& file) {
+    return std::ranges::none_of(snapshot.brokers, [&file](const auto& broker) {
+      return broker->segment.keyFile == file.path;
+    });
+  });
+  return machine;
+}
+
 Failure writeMembers(const model::Snapshot& snapshot, const Origin& origin, const Sink& sink) {
   Sizes sizes;
   std::optional<Bytes> machine;
-  if (snapshot.machine) machine = textBytes(jsonOfMachine(*snapshot.machine));
+  if (snapshot.machine) machine = textBytes(jsonOfMachine(machineToWrite(snapshot)));
   if (machine) sizes[kMachine] = machine->size();
   const auto eachArea = [&snapshot](const auto& visit) {
     for (std::size_t i = 0; i < snapshot.brokers.size(); ++i)
@@ -255,15 +265,19 @@ Failure write(const model::Snapshot& snapshot, const Origin& origin, const Sink&
                          : writeMembers(snapshot, origin, sink);
 }
 
-Failure save(const model::Snapshot& snapshot, const Origin& origin, const std::string& path) {
+Failure save(const model::Snapshot& snapshot, const Origin& origin, const std::string& path,
+             Existing existing) {
   struct stat there {};
-  if (lstat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode))
-    return {.kind = Kind::notRegular};
+  if (lstat(path.c_str(), &there) == 0) {
+    if (existing == Existing::keep) return {.kind = Kind::system, .error = EEXIST};
+    if (!S_ISREG(there.st_mode)) return {.kind = Kind::notRegular};
+  }
   Failure failure;
-  const int error = replaceFile(path, [&](const Sink& sink) {
+  const auto fill = [&](const Sink& sink) {
     failure = write(snapshot, origin, sink);
     return !failure;
-  });
+  };
+  const int error = replaceFile(path, fill, existing);
   if (!failure && error != 0) failure = {.kind = Kind::system, .error = error};
   return failure;
 }

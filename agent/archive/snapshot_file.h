@@ -11,6 +11,7 @@
 #include <string>
 
 #include "agent/archive/failure.h"
+#include "agent/archive/replace_file.h"
 #include "agent/archive/tar.h"
 #include "agent/model/collector.h"
 #include "agent/model/snapshot.h"
@@ -29,8 +30,9 @@ Failure write(const model::Snapshot& snapshot, const Origin& origin, const Sink&
 
 // The same into a file that only its owner can read. It gets its name when all of it is on disk;
 // until then, and after a failure, a file that had that name stays as it was. Anything but a
-// regular file stays too, which is a failure.
-Failure save(const model::Snapshot& snapshot, const Origin& origin, const std::string& path);
+// regular file stays too, which is a failure; and any file that is to be kept: EEXIST.
+Failure save(const model::Snapshot& snapshot, const Origin& origin, const std::string& path,
+             Existing existing = Existing::replace);
 
 struct Loaded {
   Failure failure;

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "agent/render/values.h"
 #include "text/printable.h"
@@ -63,15 +64,18 @@ std::string problemOfReading(const Failure& failure, const std::string& file) {
       named(file));
 }
 
-std::string problemOfWriting(const Failure& failure, const std::string& file) {
+std::string problemOfWriting(const Failure& failure, const std::string& file,
+                             const std::string& option) {
   if (failure.kind == Kind::notRegular) {
-    return fmt::format(
-        "{} is no regular file and was left as it is. Name another file with -o, or - for standard "
-        "output",
-        printable(file));
+    return fmt::format("{} is no regular file and was left as it is. Name another file with {}",
+                       printable(file), option);
   }
-  return fmt::format("can't write {}: {}. Name another file with -o", printable(file),
-                     errorText(failure.error));
+  if (failure.error == EEXIST) {
+    return fmt::format("{} is there already and was left as it is. Name another file with {}",
+                       printable(file), option);
+  }
+  return fmt::format("can't write {}: {}. Name another file with {}", printable(file),
+                     errorText(failure.error), option);
 }
 
 std::string originOf(const archived::Loaded& loaded, const std::string& file) {
@@ -81,10 +85,11 @@ std::string originOf(const archived::Loaded& loaded, const std::string& file) {
                      loaded.origin.redacted ? "; texts and message data were left out" : "");
 }
 
-std::string fileNameFor(const model::Snapshot& snapshot) {
+std::string fileNameFor(const model::Snapshot& snapshot, int number) {
   std::string time = isoTime(secondsOf(snapshot));
   std::erase_if(time, [](char c) { return c == '-' || c == ':'; });
-  return fmt::format("zebmon-{}-{}.tar", subjectOf(snapshot), time);
+  const std::string more = number > 1 ? fmt::format("-{}", number) : "";
+  return fmt::format("zebmon-{}-{}{}.tar", subjectOf(snapshot), time, more);
 }
 
 }  // namespace render

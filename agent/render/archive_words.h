@@ -9,15 +9,18 @@
 
 namespace render {
 
-// Why `file` could not be read or written, and what to do.
+// Why `file` could not be read or written, and what to do. `option` names another file to write to:
+// "-o".
 std::string problemOfReading(const archived::Failure& failure, const std::string& file);
-std::string problemOfWriting(const archived::Failure& failure, const std::string& file);
+std::string problemOfWriting(const archived::Failure& failure, const std::string& file,
+                             const std::string& option);
 
 // Where and when the snapshot in `file` was taken, and whether anything was left out of it.
 std::string originOf(const archived::Loaded& loaded, const std::string& file);
 
-// A name for the file of `snapshot`: by its only broker, or how many it has, and by its time.
-std::string fileNameFor(const model::Snapshot& snapshot);
+// A name for the file of `snapshot`: by its only broker, or how many it has, and by its time. From
+// the second on, the number is in the name too.
+std::string fileNameFor(const model::Snapshot& snapshot, int number = 1);
 
 }  // namespace render
 

@@ -107,9 +107,10 @@ Sheet resetSheet(const std::vector<ResetResult>& results) {
 }
 
 Json resetDocument(const model::Snapshot& snapshot, const std::vector<ResetResult>& results,
-                   bool done) {
+                   const std::string& file) {
   Json document = headOf("zebmon.reset", 1, snapshot);
-  document["done"] = done;
+  document["done"] = !file.empty();
+  document["snapshotFile"] = file.empty() ? Json(nullptr) : Json(file);
   Json& brokers = document["brokers"] = Json::array();
   for (const ResetResult& result : results) {
     Json nodes = Json::array();

@@ -17,9 +17,9 @@ namespace render {
 std::vector<Column> resetColumns();
 Sheet resetSheet(const std::vector<model::ResetResult>& results);
 
-// `done`: it was carried out.
+// `file` has what was there before; empty when nothing was carried out.
 Json resetDocument(const model::Snapshot& snapshot, const std::vector<model::ResetResult>& results,
-                   bool done);
+                   const std::string& file);
 
 // "reset", "wasAtZero", "noLock", "timedOut", "noPermission", "recordMoved", "failed".
 const char* outcomeName(model::ResetOutcome outcome);

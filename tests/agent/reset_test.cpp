@@ -6,15 +6,18 @@
 #include <sched.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "agent/act/held_lock.h"
+#include "agent/front/cli/save.h"
 #include "agent/model/collector.h"
 #include "agent/model/selection.h"
 #include "agent/render/reset_screens.h"
@@ -88,7 +91,31 @@ class Reset : public testing::Test {
       std::make_unique<LiveSegment>("1-2-3", image::segment({image::ordersBlock()}));
 };
 
-using ZebmonReset = Reset;
+constexpr char kFile[] = "/tmp/before.tar";
+
+// In a working directory of its own, whose files go with it.
+class ZebmonReset : public Reset {
+ protected:
+  void SetUp() override {
+    fs::create_directory(kHere);
+    fs::current_path(kHere);
+  }
+  void TearDown() override {
+    fs::current_path("/");
+    fs::remove_all(kHere);
+    fs::remove(kFile);
+  }
+
+  static std::vector<std::string> filesHere() {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(kHere))
+      names.push_back(entry.path().filename());
+    std::ranges::sort(names);
+    return names;
+  }
+
+  static constexpr char kHere[] = "/tmp/here";
+};
 
 }  // namespace
 
@@ -270,7 +297,8 @@ TEST_F(ZebmonReset, WithoutYesOnlyTells) {
 TEST_F(ZebmonReset, WithYesDoesIt) {
   const LiveLock record(kRecordLock);
   const LiveLock area("1-2-3.zebcstar");
-  const Result result = run({"reset", "--node", "Res*", "--yes", "--format", "json"});
+  const Result result =
+      run({"reset", "--node", "Res*", "--yes", "--format", "json", "--snapshot", kFile});
   EXPECT_EQ(0, result.code) << result.errors;
   const json document = json::parse(result.out);
   EXPECT_EQ("zebmon.reset", document["schema"]);
@@ -278,8 +306,77 @@ TEST_F(ZebmonReset, WithYesDoesIt) {
   EXPECT_EQ("reset", document["brokers"][0]["nodes"][0]["outcome"]);
   EXPECT_EQ(3, document["brokers"][0]["nodes"][0]["messageCount"]);
   EXPECT_EQ("reset", document["brokers"][0]["resetTime"]);
+  EXPECT_EQ(kFile, document["snapshotFile"]);
   EXPECT_EQ(0, statistics().messageCount);
   EXPECT_TRUE(resetTime());
+}
+
+TEST_F(ZebmonReset, KeepsTheFiguresInASnapshotFirst) {
+  const LiveLock record(kRecordLock);
+  const LiveLock area("1-2-3.zebcstar");
+  const Result result = run({"reset", "--yes"});
+  EXPECT_EQ(0, result.code) << result.errors;
+  const auto files = filesHere();
+  ASSERT_EQ(1U, files.size());
+  EXPECT_TRUE(files[0].starts_with("zebmon-BRK1-20")) << files[0];
+  EXPECT_EQ(
+      "zebmon: the figures of before are in " + files[0] + ". See them with zebmon stats --from.\n",
+      result.errors);
+  struct stat file {};
+  ASSERT_EQ(0, stat(files[0].c_str(), &file));
+  EXPECT_EQ(0600U, file.st_mode & 0777);
+  EXPECT_EQ("messageCount\n3\n",
+            run({"stats", "--from", files[0], "--format", "csv", "--columns", "messageCount"}).out);
+  EXPECT_EQ(0, run({"locks", "--from", files[0]}).code) << "it has the machine's facts";
+  EXPECT_EQ(0, statistics().messageCount);
+}
+
+TEST_F(ZebmonReset, OfSeveralBrokersKeepsThemInOneFile) {
+  const LiveSegment other("4-5-6", image::segment({image::ordersBlock()}));
+  const LiveLock record(kRecordLock);
+  run({"reset", "--yes"});
+  const auto files = filesHere();
+  ASSERT_EQ(1U, files.size());
+  EXPECT_TRUE(files[0].starts_with("zebmon-2-brokers-20")) << files[0];
+}
+
+TEST_F(ZebmonReset, ResetsNothingWhenTheSnapshotCannotBeWritten) {
+  const LiveLock record(kRecordLock);
+  const LiveLock area("1-2-3.zebcstar");
+  const Bytes before = bytes();
+  const Result absent = run({"reset", "--yes", "--snapshot", "/tmp/absent/a.tar"});
+  EXPECT_EQ(66, absent.code);
+  EXPECT_EQ("", absent.out);
+  EXPECT_EQ(
+      "zebmon: nothing was reset: can't write /tmp/absent/a.tar: No such file or directory. Name "
+      "another file with --snapshot.\n",
+      absent.errors);
+  std::ofstream(kFile) << "precious";
+  const Result there = run({"reset", "--yes", "--snapshot", kFile});
+  EXPECT_EQ(74, there.code);
+  EXPECT_EQ(
+      "zebmon: nothing was reset: /tmp/before.tar is there already and was left as it is. Name "
+      "another file with --snapshot.\n",
+      there.errors);
+  EXPECT_EQ("precious", contents(kFile));
+  EXPECT_EQ(64, run({"reset", "--yes", "--snapshot", "-"}).code);
+  EXPECT_EQ(64, run({"reset", "--snapshot", "/tmp/b.tar"}).code);
+  EXPECT_EQ(before, bytes());
+  EXPECT_EQ(0U, filesHere().size());
+}
+
+TEST_F(ZebmonReset, AFileOfTheSameNameIsNeverTouched) {
+  const auto snapshot = look();
+  const auto save = [&] {
+    return cli::save(*snapshot, {}, "", archived::Existing::replace, "--snapshot");
+  };
+  const std::string first = save();
+  std::ofstream(first) << "precious";
+  const std::string second = save();
+  EXPECT_EQ(first.substr(0, first.size() - 4) + "-2.tar", second);
+  EXPECT_EQ(first.substr(0, first.size() - 4) + "-3.tar", save());
+  EXPECT_EQ("precious", contents(first));
+  EXPECT_EQ(3U, filesHere().size());
 }
 
 TEST_F(ZebmonReset, OfWhatCannotBeResetSaysSo) {

@@ -11,7 +11,11 @@
 
 #include "agent/archive/facts.h"
 #include "agent/model/calendar.h"
+#include "agent/model/collector.h"
+#include "agent/model/findings.h"
+#include "agent/render/findings_screen.h"
 #include "agent/render/json.h"
+#include "tests/agent/live_lock.h"
 #include "tests/agent/zebmon.h"
 #include "tests/support/broken.h"
 #include "tests/support/live_segment.h"
@@ -36,6 +40,8 @@ std::shared_ptr<model::SeenBroker> brokerOf(const image::Bytes& bytes, std::int6
   segment.id = 17;
   segment.size = bytes.size();
   segment.attached = 3;
+  segment.owner = 1001;
+  segment.fileOwner = 1002;
   segment.copy = reader::copySegment(bytes, bytes.size());
   auto broker = std::make_shared<model::SeenBroker>(model::decoded(std::move(segment), wall));
   broker->events = reader::EventLog().read(broker->segment, broker->damage);
@@ -68,6 +74,11 @@ model::Machine machine() {
   process.exists = true;
   process.command = "zeb";
   process.segments = {{.key = 9, .id = 17}};
+  reader::KeyFile file;
+  file.path = "/tmp/\xFFUUID1.zebcshme";
+  file.link = true;
+  file.mode = 0640;
+  machine.keyFiles = {file};
   machine.processes = {{1234, process}};
   return machine;
 }
@@ -148,6 +159,8 @@ TEST_F(SnapshotFile, HoldsAllThatTheSnapshotHeld) {
   const reader::Segment& segment = after.brokers[0]->segment;
   EXPECT_EQ("/tmp/\xFFUUID1.zebcshme", segment.keyFile);
   EXPECT_EQ(0xFFFFFFFF, segment.key);
+  EXPECT_EQ(1001U, segment.owner);
+  EXPECT_EQ(1002U, segment.fileOwner);
   const auto& areas = before.brokers[0]->segment.copy.areas;
   ASSERT_EQ(areas.size(), segment.copy.areas.size());
   for (std::size_t i = 0; i < areas.size(); ++i)
@@ -170,6 +183,55 @@ TEST_F(SnapshotFile, HoldsWhatTheMachineSaid) {
   ASSERT_NE(nullptr, after.find(1234));
   EXPECT_EQ(17U, after.find(1234)->segments->at(0).id);
   EXPECT_FALSE(after.find(1234)->ended);
+  ASSERT_EQ(1U, after.keyFiles.size());
+  EXPECT_TRUE(after.keyFiles[0].link);
+  EXPECT_EQ(0640U, after.keyFiles[0].mode);
+}
+
+TEST_F(SnapshotFile, OfSomeBrokersHoldsTheirKeyFilesAlone) {
+  model::Snapshot snapshot = snapshotOf(broken::healthy());
+  model::Machine two = machine();
+  two.keyFiles.insert(two.keyFiles.begin(), reader::KeyFile{.path = "/tmp/other.zebcshme"});
+  snapshot.machine = std::make_shared<const model::Machine>(two);
+  const Loaded loaded = writtenAndRead(snapshot);
+  ASSERT_EQ(1U, loaded.snapshot->machine->keyFiles.size());
+  EXPECT_EQ("/tmp/\xFFUUID1.zebcshme", loaded.snapshot->machine->keyFiles[0].path);
+}
+
+TEST_F(SnapshotFile, OfAnOlderZebmonIsReadAndSaysWhatWasNotChecked) {
+  const std::string older =
+      replaced(replaced(replaced(healthyFile(), "\"keyFiles\"", "\"keyFileZ\""), "\"owner\": 1001",
+                        "\"ownez\": 1001"),
+               "\"fileOwner\"", "\"fileOwneZ\"");
+  std::ofstream(kFile, std::ios::binary) << older;
+  const Loaded loaded = archived::load(kFile, Events::read);
+  ASSERT_TRUE(loaded.snapshot) << loaded.failure.what;
+  EXPECT_TRUE(loaded.snapshot->machine->keyFiles.empty());
+  EXPECT_FALSE(loaded.snapshot->brokers[0]->segment.owner);
+  const model::Findings findings = model::findingsOf(nullptr, *loaded.snapshot);
+  EXPECT_EQ(1, std::ranges::count(findings.notChecked,
+                                  "key files of brokers: the look has none of their facts"));
+}
+
+TEST_F(SnapshotFile, TheDoctorSaysTheSameOfItAsOfTheMachine) {
+  const LiveSegment segment("UUID1", broken::healthy());
+  const LiveLock stuck("06000000E8030000050000000F000000");
+  stuck.takenByADeadProcess();
+  fs::rename(segment.keyFile(), "/tmp/moved");
+  fs::create_symlink("/tmp/moved", segment.keyFile());
+  model::Collector collector("/tmp", Events::leave, model::MachineFacts::read);
+  const auto before = collector.take();
+  const auto now = collector.take();
+  const auto said = [](const model::Snapshot& first, const model::Snapshot& second) {
+    return render::written(render::findingsDocument(model::findingsOf(&first, second), second));
+  };
+  const std::string live = said(*before, *now);
+  const Loaded first = writtenAndRead(*before);
+  EXPECT_EQ(live, said(*first.snapshot, *writtenAndRead(*now).snapshot));
+  EXPECT_TRUE(contains(live, "\"keyfile.link\"")) << live;
+  EXPECT_TRUE(contains(live, "\"lock.stuck\"")) << live;
+  fs::remove(segment.keyFile());
+  fs::rename("/tmp/moved", segment.keyFile());
 }
 
 TEST_F(SnapshotFile, OfDamagedSegmentsTellsTheSame) {

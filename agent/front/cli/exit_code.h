@@ -11,7 +11,8 @@ namespace cli {
 // zebhost has the same, with 1 for what its own check found.
 enum ExitCode {
   kDone = 0,
-  kWarnings = 1,  // of "doctor" only, as the next one
+  kDifferent = 1,  // of "diff" only
+  kWarnings = 1,   // of "doctor" only, as the next one
   kCritical = 2,
   kUsage = 64,         // the command line is wrong
   kDamaged = 65,       // something is damaged, or not yet made; the rest was shown

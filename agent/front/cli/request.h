@@ -63,6 +63,12 @@ struct RatesRequest {
   std::optional<unsigned> threads;  // that take messages of a flow
 };
 
+// Only of "reset".
+struct ResetRequest {
+  bool really = false;   // do it, instead of telling what would be done
+  std::string snapshot;  // where the figures go first; empty means a name of our own
+};
+
 // Only of "doctor".
 struct DoctorRequest {
   std::vector<std::string> only;  // keys or kinds of findings; none: all
@@ -74,6 +80,13 @@ struct DoctorRequest {
 struct SnapshotRequest {
   std::string file;  // to write; "-" is standard output, empty means a name of our own
   bool redact = false;
+};
+
+// Only of "diff".
+struct DiffRequest {
+  std::string before;  // snapshot files; one may be "-", standard input
+  std::string after;
+  bool changesOnly = false;  // no figures
 };
 
 // Only of "check".
@@ -92,11 +105,12 @@ struct Request {
   ShowRequest show;
   EventsRequest events;
   SizeRequest size;
-  bool really = false;  // of "reset": do it, instead of telling what would be done
+  ResetRequest reset;
   DoctorRequest doctor;
   bool allLocks = false;  // of "locks": those too that are free
   RatesRequest rates;
   SnapshotRequest snapshot;
+  DiffRequest diff;
   std::string messageId;  // of "message": its first hexadecimal digits, in upper case
   CheckRequest check;
 };

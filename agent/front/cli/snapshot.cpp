@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 
 #include "agent/archive/snapshot_file.h"
@@ -9,27 +8,19 @@
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/save.h"
 #include "agent/front/cli/stop.h"
 #include "agent/model/selection.h"
-#include "agent/render/archive_words.h"
-#include "agent/render/words.h"
-#include "format/version.h"
 #include "text/printable.h"
 
 namespace cli {
 namespace {
 
-std::string hostName() {
-  std::array<char, 256> name{};
-  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
-}
-
 // From a file, where it came from; then what was left out there is left out here.
 archived::Loaded taken(const Request& request) {
   if (!request.from.empty()) return open(request.from, model::Events::leave, request.mostBytes);
-  return {.failure = {},
-          .snapshot = take(request, model::MachineFacts::read),
-          .origin = {.host = hostName(), .version = layout::kVersion}};
+  return {
+      .failure = {}, .snapshot = take(request, model::MachineFacts::read), .origin = originHere()};
 }
 
 // A reader that goes away is no failure, as everywhere.
@@ -39,12 +30,6 @@ void writeTo(Output& output, const model::Snapshot& snapshot, const archived::Or
   }
   archived::write(snapshot, origin,
                   [&output](std::string_view bytes) { return output.write(bytes) ? 0 : EPIPE; });
-}
-
-void writeTo(const std::string& file, const model::Snapshot& snapshot,
-             const archived::Origin& origin) {
-  const archived::Failure failure = archived::save(snapshot, origin, file);
-  if (failure) throw Stop{exitCodeOf(failure), render::problemOfWriting(failure, file)};
 }
 
 }  // namespace
@@ -67,12 +52,11 @@ ExitCode runSnapshot(const Request& request, Output& output) {
   const model::Snapshot found = selected(*all.snapshot, request);
   const ExitCode code = exitCodeOf(found);
   if (found.brokers.empty()) return code;
-  const std::string file =
-      request.snapshot.file.empty() ? render::fileNameFor(found) : request.snapshot.file;
-  if (file == "-") {
+  if (request.snapshot.file == "-") {
     writeTo(output, found, all.origin);
   } else {
-    writeTo(file, found, all.origin);
+    const std::string file =
+        save(found, all.origin, request.snapshot.file, archived::Existing::replace, "-o");
     output.write(text::printable(file) + "\n");
   }
   return code;
