@@ -33,8 +33,12 @@ Sheet ratesSheet(const model::View& view, const model::Selection& selection, boo
 std::string ratesTables(const model::View& view, const model::Selection& selection, bool self,
                         const Arrangement& wanted, TableStyle style);
 
-// "zebmon.rates".
+// "zebmon.rates", and its member "brokers" alone.
 Json ratesDocument(const model::View& view, const model::Selection& selection);
+Json ratesOfBrokers(const model::View& view, const model::Selection& selection);
+
+// A time in milliseconds, so that no document has more digits than were measured.
+double roundedSeconds(model::Seconds interval);
 
 // Signs for lines and bars.
 enum class Signs { ascii, boxes };

@@ -8,12 +8,6 @@ namespace {
 
 using model::FlowView;
 
-// In milliseconds, so that no document has more digits than were measured.
-double secondsOf(model::Seconds interval) {
-  return static_cast<double>(std::chrono::round<std::chrono::milliseconds>(interval).count()) /
-         1000;
-}
-
 Json growthObject(const model::Growth& growth, model::Seconds interval) {
   return {{"messageCount", orNull(growth.messages)},
           {"messagesPerSecond", orNull(model::perSecond(growth.messages, interval))},
@@ -89,11 +83,8 @@ Json flowObject(const FlowView& flow, const model::Selection& selection) {
   return object;
 }
 
-Json document(const char* schema, const model::View& view, const model::Selection& selection,
-              bool verdicts) {
-  Json document = headOf(schema, 1, *view.after);
-  document["intervalSeconds"] = secondsOf(view.interval);
-  Json& brokers = document["brokers"] = Json::array();
+Json brokersOf(const model::View& view, const model::Selection& selection, bool verdicts) {
+  Json brokers = Json::array();
   for (const auto& broker : view.brokers) {
     const model::SeenBroker& seen = broker.growth.broker();
     Json flows = Json::array();
@@ -108,6 +99,13 @@ Json document(const char* schema, const model::View& view, const model::Selectio
                        {"reset", broker.growth.reset},
                        {"flows", std::move(flows)}});
   }
+  return brokers;
+}
+
+Json document(const char* schema, const model::View& view, Json brokers) {
+  Json document = headOf(schema, 1, *view.after);
+  document["intervalSeconds"] = roundedSeconds(view.interval);
+  document["brokers"] = std::move(brokers);
   return document;
 }
 
@@ -177,12 +175,21 @@ const char* lossStateName(model::Loss::State state) {
   return "unknown";
 }
 
+double roundedSeconds(model::Seconds interval) {
+  return static_cast<double>(std::chrono::round<std::chrono::milliseconds>(interval).count()) /
+         1000;
+}
+
+Json ratesOfBrokers(const model::View& view, const model::Selection& selection) {
+  return brokersOf(view, selection, false);
+}
+
 Json ratesDocument(const model::View& view, const model::Selection& selection) {
-  return document("zebmon.rates", view, selection, false);
+  return document("zebmon.rates", view, ratesOfBrokers(view, selection));
 }
 
 Json flowDocument(const model::View& view, const model::Selection& selection) {
-  return document("zebmon.flow", view, selection, true);
+  return document("zebmon.flow", view, brokersOf(view, selection, true));
 }
 
 }  // namespace render

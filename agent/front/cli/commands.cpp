@@ -17,6 +17,7 @@ std::span<const Command> commands() {
       {"config", "The settings in force, and what is wrong with them", declareConfig, runConfig},
       {"snapshot", "Write all of it into a file, to be looked at later", declareSnapshot,
        runSnapshot},
+      {"diff", "What happened between two files of \"snapshot\"", declareDiff, runDiff},
       {"reset", "Statistics back to zero", declareReset, runReset},
   };
   return kCommands;

@@ -70,6 +70,10 @@ ExitCode runMessage(const Request& request, Output& output);
 void declareSnapshot(CLI::App& options, Request& request);
 ExitCode runSnapshot(const Request& request, Output& output);
 
+// What happened between two such files. Ends with kDifferent when anything did.
+void declareDiff(CLI::App& options, Request& request);
+ExitCode runDiff(const Request& request, Output& output);
+
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_COMMANDS_H

@@ -20,12 +20,7 @@ void addDirectory(CLI::App& options, Request& request) {
                                             "this machine; - is standard input")
                                 ->type_name("FILE")
                                 ->excludes(directory);
-  options
-      .add_option("--max-bytes", request.mostBytes,
-                  "The most shared memory of a broker to take\nfrom that file")
-      ->type_name("BYTES")
-      ->needs(from)
-      ->capture_default_str();
+  addMostBytes(options, request)->needs(from);
 }
 
 void addPattern(CLI::App& options, const char* name, std::string& pattern,
@@ -73,7 +68,15 @@ void addBroker(CLI::App& options, Request& request) {
   addDirectory(options, request);
 }
 
-void addPlaces(CLI::App& options, Request& request) {
+CLI::Option* addMostBytes(CLI::App& options, Request& request) {
+  return options
+      .add_option("--max-bytes", request.mostBytes,
+                  "The most shared memory of a broker to take\nfrom a file")
+      ->type_name("BYTES")
+      ->capture_default_str();
+}
+
+void addPatterns(CLI::App& options, Request& request) {
   model::Selection& selection = request.selection;
   addPattern(options, "--broker", selection.broker, "Only this broker, by its label or uuid");
   addPattern(options, "--group", selection.group, "Only this execution group");
@@ -81,6 +84,10 @@ void addPlaces(CLI::App& options, Request& request) {
   addPattern(options, "--node", selection.node,
              "Only this node; in each of the four, *\n"
              "stands for any characters");
+}
+
+void addPlaces(CLI::App& options, Request& request) {
+  addPatterns(options, request);
   addDirectory(options, request);
 }
 

@@ -13,10 +13,16 @@
 
 namespace cli {
 
-// --broker and --temp-directory.
+// --broker, --group, --flow and --node.
+void addPatterns(CLI::App& options, Request& request);
+
+// --max-bytes: of one broker in a snapshot file.
+CLI::Option* addMostBytes(CLI::App& options, Request& request);
+
+// --broker, and what there is to look at: --temp-directory, or --from and --max-bytes.
 void addBroker(CLI::App& options, Request& request);
 
-// The same, and --group, --flow and --node.
+// The same with all of addPatterns().
 void addPlaces(CLI::App& options, Request& request);
 
 // --local and --color, for what shows times and tables.
