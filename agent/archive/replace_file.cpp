@@ -33,14 +33,13 @@ int moveTo(const std::string& path, const std::string& fresh, Existing existing)
 
 }  // namespace
 
-// mkostemp makes it readable for its owner alone.
 int replaceFile(const std::string& path, const std::function<bool(const Sink&)>& fill,
-                Existing existing) {
+                Existing existing, mode_t mode) {
   std::string fresh = path + ".XXXXXX";
   const int file = mkostemp(fresh.data(), O_CLOEXEC);
   if (file < 0) return errno;
   const bool filled = fill([file](std::string_view bytes) { return writeAll(file, bytes); });
-  int error = filled && fsync(file) != 0 ? errno : 0;
+  int error = filled && (fchmod(file, mode) != 0 || fsync(file) != 0) ? errno : 0;
   close(file);
   const bool whole = filled && error == 0;
   if (whole) error = moveTo(path, fresh, existing);

@@ -3,6 +3,8 @@
 #ifndef ZEB_AGENT_ARCHIVE_REPLACE_FILE_H
 #define ZEB_AGENT_ARCHIVE_REPLACE_FILE_H
 
+#include <sys/stat.h>
+
 #include <functional>
 #include <string>
 
@@ -16,11 +18,12 @@ enum class Existing {
   keep,     // it stays as it is, and nothing else is written: EEXIST
 };
 
-// Has `fill` write a file that only its owner can read. It gets its name when all of it is on disk;
-// until then, and after a failure, a file that had that name stays as it was. `fill` returns false
-// when it gives up. 0, or the errno of a call here; what made `fill` give up is its own to tell.
+// Has `fill` write a file with these permission bits, whatever the umask. It gets its name when all
+// of it is on disk; until then, and after a failure, a file that had that name stays as it was.
+// `fill` returns false when it gives up. 0, or the errno of a call here; what made `fill` give up
+// is its own to tell.
 int replaceFile(const std::string& path, const std::function<bool(const Sink&)>& fill,
-                Existing existing = Existing::replace);
+                Existing existing = Existing::replace, mode_t mode = S_IRUSR | S_IWUSR);
 
 }  // namespace archived
 

@@ -85,6 +85,13 @@ Verdict fateOf(const reader::Process& process) {
   return {Fate::alive};
 }
 
+std::optional<bool> serves(const reader::Process& process, const reader::Segment& segment) {
+  const Fate fate = fateOf(process).fate;
+  if (fate == Fate::dead) return false;
+  if (fate != Fate::alive || !process.segments) return {};
+  return hasAttached(process, {segment.key, static_cast<std::uint64_t>(segment.id)});
+}
+
 Verdict lastUser(const Sighting* before, const Sighting& now,
                  const std::optional<reader::MappedSegment>& segment) {
   if (now.semaphore.presence != reader::Presence::there) return unknown(Doubt::unreadable);

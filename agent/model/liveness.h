@@ -7,6 +7,7 @@
 
 #include "agent/reader/locks.h"
 #include "agent/reader/processes.h"
+#include "agent/reader/segment.h"
 
 namespace model {
 
@@ -44,6 +45,10 @@ struct Verdict {
 
 // Whether a process is there at all, no matter who had its number before: alive, dead or unknown.
 Verdict fateOf(const reader::Process& process);
+
+// Whether a process lives and has the segment attached: whether it still works for that broker.
+// Nothing when that can't be told.
+std::optional<bool> serves(const reader::Process& process, const reader::Segment& segment);
 
 // What one look tells of a lock's last user.
 struct Sighting {

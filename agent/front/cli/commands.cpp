@@ -13,6 +13,7 @@ std::span<const Command> commands() {
       {"locks", "Who holds a lock, who waits, and what it guards", declareLocks, runLocks},
       {"doctor", "What is wrong, what comes of it, and what to do", declareDoctor, runDoctor},
       {"check", "One line and an exit code for alerting systems", declareCheck, runCheck},
+      {"metrics", "All figures for Prometheus", declareMetrics, runMetrics},
       {"size", "How full shared memory is, or how large it must be", declareSize, runSize},
       {"config", "The settings in force, and what is wrong with them", declareConfig, runConfig},
       {"snapshot", "Write all of it into a file, to be looked at later", declareSnapshot,

@@ -74,6 +74,10 @@ ExitCode runSnapshot(const Request& request, Output& output);
 void declareDiff(CLI::App& options, Request& request);
 ExitCode runDiff(const Request& request, Output& output);
 
+// For a monitoring system.
+void declareMetrics(CLI::App& options, Request& request);
+ExitCode runMetrics(const Request& request, Output& output);
+
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_COMMANDS_H

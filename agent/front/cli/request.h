@@ -15,6 +15,7 @@
 #include "agent/model/check.h"
 #include "agent/model/event_counts.h"
 #include "agent/model/selection.h"
+#include "agent/render/metrics.h"
 #include "agent/render/sheet.h"
 
 namespace cli {
@@ -96,6 +97,12 @@ struct CheckRequest {
   std::chrono::microseconds timeout{0};  // 0: none
 };
 
+// Only of "metrics".
+struct MetricsRequest {
+  render::MetricsOptions options;
+  std::string textFile;  // to be replaced; empty: standard output
+};
+
 // Each command declares the options that it takes; the others keep their defaults.
 struct Request {
   std::string directory;  // of the key files; empty: as the library is configured here
@@ -113,6 +120,7 @@ struct Request {
   DiffRequest diff;
   std::string messageId;  // of "message": its first hexadecimal digits, in upper case
   CheckRequest check;
+  MetricsRequest metrics;
 };
 
 }  // namespace cli

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/render/metrics.h"
+
+#include <chrono>
+
+#include "agent/archive/replace_file.h"
+#include "agent/front/cli/commands.h"
+#include "agent/front/cli/look.h"
+#include "agent/front/cli/messages.h"
+#include "agent/front/cli/options.h"
+#include "agent/front/cli/stop.h"
+#include "agent/model/findings.h"
+#include "agent/model/selection.h"
+#include "agent/render/values.h"
+#include "format/version.h"
+
+namespace cli {
+namespace {
+
+constexpr mode_t kForAllToRead = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+
+// A collector that reads the directory meanwhile sees the old file or the new one: until it is
+// whole, it has a name that doesn't end in ".prom".
+void replace(const std::string& path, const std::string& text) {
+  int failed = 0;
+  const int error = archived::replaceFile(
+      path,
+      [&](const archived::Sink& sink) {
+        failed = sink(text);
+        return failed == 0;
+      },
+      archived::Existing::replace, kForAllToRead);
+  if (failed == 0 && error == 0) return;
+  throw Stop{kFailed, "can't write " + path + ": " +
+                          render::errorText(failed != 0 ? failed : error) +
+                          ". Name a file in a directory that you may write to"};
+}
+
+}  // namespace
+
+void declareMetrics(CLI::App& options, Request& request) {
+  MetricsRequest& metrics = request.metrics;
+  static const std::map<std::string, render::Exposition> kExpositions = {
+      {"prometheus", render::Exposition::prometheus},
+      {"openmetrics", render::Exposition::openMetrics}};
+  addBroker(options, request);
+  options
+      .add_option("--textfile", metrics.textFile,
+                  "Write them into this file at once, for\n"
+                  "node_exporter; its name ends in .prom")
+      ->type_name("FILE");
+  addChoice(options, "--format", metrics.options.exposition, kExpositions,
+            "Text 0.0.4, or OpenMetrics 1.0.0", "prometheus|openmetrics");
+  options.add_flag("--extremes", metrics.options.extremes,
+                   "Minima and maxima since the last reset too");
+  options
+      .add_option("--max-series", metrics.options.mostSeries,
+                  "Leave out nodes above so many series")
+      ->type_name("N")
+      ->capture_default_str();
+}
+
+ExitCode runMetrics(const Request& request, Output& output) {
+  const auto begin = std::chrono::steady_clock::now();
+  const auto whole = take(request, model::MachineFacts::read);
+  const auto took = std::chrono::steady_clock::now() - begin;
+  const model::Snapshot found = selected(*whole, request);
+  const model::Findings findings =
+      model::select(model::findingsOf(nullptr, *whole), found, request.selection);
+  const std::string text =
+      render::metrics({.snapshot = found,
+                       .findings = &findings,
+                       .took = request.from.empty() ? std::optional(took) : std::nullopt,
+                       .version = layout::kVersion},
+                      request.metrics.options);
+  if (request.metrics.textFile.empty()) {
+    output.write(text);
+  } else {
+    replace(request.metrics.textFile, text);
+  }
+  // No broker is a figure like any other, unless one was asked for by name.
+  const ExitCode code = exitCodeOf(found);
+  return code == kNoBroker && request.selection.broker.empty() ? kDone : code;
+}
+
+}  // namespace cli
