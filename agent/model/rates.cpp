@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <unordered_map>
-#include <unordered_set>
 
 #include "agent/model/checked.h"
 
@@ -12,9 +11,6 @@ namespace {
 
 using reader::RecordId;
 using reader::Statistics;
-
-template <class Value>
-using ById = std::unordered_map<RecordId, const Value*, reader::RecordIdHash>;
 
 // Nobody but a reset makes a maximum smaller, or a minimum larger.
 bool extremesWentBack(const Statistics& before, const Statistics& after) {
@@ -41,30 +37,48 @@ Change changeOf(const reader::Node& before, const reader::Node& after, bool rese
   return Change::measured;
 }
 
-// The nodes of one look by their IDs, the first of each. Those that were matched are noted.
+// The nodes of one look, by their IDs. Mostly the other look has the same ones in the same order,
+// so the one behind the last that was asked for is tried first; the index is made only when it is
+// not.
 class Known {
  public:
   explicit Known(const SeenBroker* broker) {
     if (broker == nullptr || !broker->tree) return;
     for (const auto& group : broker->tree->executionGroups) {
       for (const auto& flow : group.messageFlows) {
-        for (const auto& node : flow.nodes) nodes_.emplace(node.recordId, &node);
+        for (const auto& node : flow.nodes) nodes_.push_back(&node);
       }
     }
+    taken_.resize(nodes_.size());
   }
 
+  // Null when there is none.
   const reader::Node* take(const RecordId& id) {
-    const auto found = nodes_.find(id);
-    if (found == nodes_.end()) return nullptr;
-    taken_.insert(id);
-    return found->second;
+    const std::size_t at =
+        next_ < nodes_.size() && nodes_[next_]->recordId == id ? next_ : find(id);
+    if (at == nodes_.size()) return nullptr;
+    taken_[at] = true;
+    next_ = at + 1;
+    return nodes_[at];
   }
 
-  bool isTaken(const RecordId& id) const { return taken_.contains(id); }
+  // By its number in stored order.
+  bool isTaken(std::size_t node) const { return taken_[node]; }
 
  private:
-  ById<reader::Node> nodes_;
-  std::unordered_set<RecordId, reader::RecordIdHash> taken_;
+  // The first of that ID, or behind the last.
+  std::size_t find(const RecordId& id) {
+    if (places_.empty()) {
+      for (std::size_t i = 0; i < nodes_.size(); ++i) places_.emplace(nodes_[i]->recordId, i);
+    }
+    const auto found = places_.find(id);
+    return found == places_.end() ? nodes_.size() : found->second;
+  }
+
+  std::vector<const reader::Node*> nodes_;
+  std::vector<bool> taken_;
+  std::size_t next_ = 0;
+  std::unordered_map<RecordId, std::size_t, reader::RecordIdHash> places_;
 };
 
 // Whether a node that this look doesn't have was not there: else it may only be unreadable.
@@ -120,6 +134,7 @@ void BrokerComparison::addPresent(const reader::Broker& tree) {
       FlowGrowth& added = growth_.flows.emplace_back();
       added.group = group.label;
       added.flow = flow.label;
+      added.nodes.reserve(flow.nodes.size());
       for (const auto& node : flow.nodes) added.nodes.push_back(present(node));
     }
   }
@@ -134,10 +149,11 @@ FlowGrowth& BrokerComparison::placeOf(const RecordId& id, const std::string& gro
 
 void BrokerComparison::addGone(const reader::Broker& tree) {
   const Change change = isComplete(growth_.after.get()) ? Change::went : Change::unknown;
+  std::size_t number = 0;
   for (const auto& group : tree.executionGroups) {
     for (const auto& flow : group.messageFlows) {
       for (const auto& node : flow.nodes) {
-        if (known_.isTaken(node.recordId)) continue;
+        if (known_.isTaken(number++)) continue;
         placeOf(flow.recordId, group.label, flow.label)
             .nodes.push_back({.before = &node, .after = nullptr, .change = change, .growth = {}});
       }

@@ -52,6 +52,17 @@ class Family {
     return children;
   }
 
+  // The first of these, or null.
+  const Record* firstChild(std::uint32_t type, const Record& parent) const {
+    if (tangled()) return nullptr;
+    for (std::uint32_t i = members_[memberOf(parent).first].child; i != kNone;
+         i = members_[i].nextSibling) {
+      ++handedOut_;
+      if (records_[i].type() == type) return &records_[i];
+    }
+    return nullptr;
+  }
+
   // Records of one ID all have the children of that ID, so damaged ones can multiply without an
   // end. True when more children were asked for than a tree has; there are no more then.
   bool tangled() const { return handedOut_ > kMostOfAll + kMostOfEach * records_.size(); }
@@ -129,10 +140,9 @@ Node nodeOf(const Record& record, const Family& family, DamageList& damage) {
             .deleted = record.deleted(),
             .recordId = record.id(),
             .statistics = std::nullopt};
-  const auto statistics = family.children(ZEB_STIR_RECORD, record);
-  if (!statistics.empty()) {
-    node.statistics = statisticsOf(*statistics.front(), damage);
-    node.statistics->torn = family.isTorn(*statistics.front());
+  if (const Record* const statistics = family.firstChild(ZEB_STIR_RECORD, record)) {
+    node.statistics = statisticsOf(*statistics, damage);
+    node.statistics->torn = family.isTorn(*statistics);
   }
   return node;
 }

@@ -26,24 +26,27 @@ def run(program, *arguments):
 
 
 def functions(quick):
-    """Nanoseconds by name: medians of several repetitions."""
+    """Nanoseconds by name, and where a floor was timed in turn the ratio to it: medians of several
+    repetitions."""
     options = ["--benchmark_format=json"]
     options += ["--benchmark_min_time=0.05"] if quick else ["--benchmark_repetitions=5"]
-    found = {}
+    found, ratios = {}, {}
     for entry in run("zebfunctions", *options)["benchmarks"]:
         if entry.get("error_occurred"):
             sys.exit(f"{entry['name']}: {entry['error_message']}")
         if quick or entry.get("aggregate_name") == "median":
             name = entry["run_name"].split("/")[0]
             found[name] = entry["real_time"] * UNITS[entry["time_unit"]]
-    return found
+            if "ratio" in entry:
+                ratios[name] = entry["ratio"]
+    return found, ratios
 
 
 def measure(quick):
     watch = machine.Watch()
     found = run("zebbench", "--effort", "quick" if quick else "full")
     print("zebfunctions", file=sys.stderr)
-    found["functions"] = functions(quick)
+    found["functions"], found["ratios"] = functions(quick)
     found["othersDuring"] = watch.cores()
     return found
 

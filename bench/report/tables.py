@@ -98,6 +98,14 @@ def _function_goals(goals, found):
     goals.at_most("`readStatsArea` of 10,000 records", 3, functions["readStatsArea"] / 1e6, " ms")
     goals.at_most("agent: copy and decode of a full 1 MiB segment", 2,
                   functions["copyAndDecodeSegment"] / 1e6, " ms")
+    ratios = found["ratios"]
+    goals.at_most("agent: one look at 800 nodes ÷ two plain copies and a walk", 1.5,
+                  ratios["lookAtNodes"])
+    for nodes, goal in ((800, 4), (10000, 50)):
+        name = f"metricsOf{nodes}Nodes"
+        goals.at_most(f"agent: metrics of {nodes:,} nodes, 12 families", goal,
+                      functions[name] / 1e6, " ms")
+        goals.at_most("the same ÷ as many lines by compiled formats", 2, ratios[name])
 
 
 def goals(found):

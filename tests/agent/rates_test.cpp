@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
+#include <numeric>
 
 #include "tests/agent/grown.h"
 
@@ -200,8 +202,39 @@ TEST(Rates, ANodeWithoutStatisticsIsNotCollected) {
   EXPECT_EQ(Change::notCollected, model::growthOf(after, before, false).change);
 }
 
-TEST(Rates, NodesOfOneIdAreEachComparedWithTheFirst) {
+TEST(Rates, NodesOfOneIdAreAllCompared) {
   const auto growths = between(seenBroker({nodeWith("A", 1, kFirst), nodeWith("B", 1, kSecond)}),
                                seenBroker({nodeWith("A", 1, kSecond), nodeWith("B", 1, kSecond)}));
   EXPECT_EQ((std::vector{Change::measured, Change::measured}), changesOf(growths));
+}
+
+// The place in the area is a hint, no more: whatever moved, came or went between the looks, each
+// node is compared with itself.
+TEST(Rates, NodesAreFoundWhereverTheyWereBefore) {
+  constexpr std::uint32_t kNodes = 6;
+  std::vector<std::uint32_t> order(kNodes);
+  std::iota(order.begin(), order.end(), 1U);
+  do {
+    std::vector<reader::Node> before, after;
+    for (std::uint32_t number = 1; number < kNodes; ++number) {
+      before.push_back(nodeWith("", number, {.messages = 10}));
+    }
+    for (const std::uint32_t number : order) {
+      if (number == 2) continue;
+      after.push_back(nodeWith("", number, {.messages = 10 + number}));
+    }
+    const auto growths = between(seenBroker(before), seenBroker(after));
+    const auto& nodes = growths.brokers.at(0).flows.at(0).nodes;
+    ASSERT_EQ(after.size() + 1, nodes.size());
+    EXPECT_EQ(Change::went, nodes.back().change);
+    EXPECT_EQ(before[1].recordId, nodes.back().node().recordId);
+    for (std::size_t i = 0; i < after.size(); ++i) {
+      const std::int64_t number = *after[i].statistics->messageCount - 10;
+      if (number == kNodes) {
+        EXPECT_EQ(Change::came, nodes[i].change);
+      } else {
+        EXPECT_EQ(number, nodes[i].growth.messages);
+      }
+    }
+  } while (std::next_permutation(order.begin(), order.end()));
 }
