@@ -49,9 +49,10 @@ void Parser::takeLabel() {
   std::string label;
   std::size_t kept = 0;  // without the blanks at the end
   for (; at_ < text_.size() && signs.find(text_[at_]) == signs.npos; ++at_) {
-    if (text_[at_] == '\\' && at_ + 1 < text_.size()) ++at_;
+    const bool escaped = text_[at_] == '\\' && at_ + 1 < text_.size();
+    if (escaped) ++at_;
     label += text_[at_];
-    if (text_[at_] != ' ') kept = label.size();
+    if (escaped || text_[at_] != ' ') kept = label.size();
   }
   label.resize(kept);
   add(begin, std::move(label));
@@ -93,7 +94,27 @@ void Parser::takeSign() {
   takeLabel();
 }
 
+// With what parseChain takes for a sign, or leaves out, kept as a part of it.
+std::string escaped(const std::string& label) {
+  std::string text;
+  for (std::size_t i = 0; i < label.size(); ++i) {
+    const bool edge = i == 0 || i + 1 == label.size();
+    if (std::string_view("(),\\").find(label[i]) != std::string_view::npos ||
+        (edge && label[i] == ' ')) {
+      text += '\\';
+    }
+    text += label[i];
+  }
+  return text;
+}
+
 }  // namespace
+
+std::string chainTextOf(std::span<const std::string> labels) {
+  std::string text;
+  for (const std::string& label : labels) text += (text.empty() ? "" : "(") + escaped(label);
+  return text + std::string(labels.empty() ? 0 : labels.size() - 1, ')');
+}
 
 ChainText parseChain(std::string_view text) {
   return Parser(text).parse();

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,9 +32,13 @@ struct ChainText {
 };
 
 // "A(B,C(D))": B and C are directly in A, and D in C. "A,B" are two outermost nodes. Blanks around
-// a label don't count; a backslash before one of ( ) , \ makes it a part of the label. Columns
-// count characters from 1.
+// a label don't count; a backslash makes the sign behind it, one of ( ) , \ or a blank, a part of
+// the label. Columns count characters from 1.
 ChainText parseChain(std::string_view text);
+
+// The text of nodes each of which is inside the one before it. Labels that are empty, or the same,
+// have no such text: parseChain refuses it.
+std::string chainTextOf(std::span<const std::string> labels);
 
 }  // namespace model
 

@@ -5,7 +5,12 @@
 #include <cctype>
 #include <cmath>
 #include <sstream>
+#include <utility>
+#include <vector>
 
+#include "agent/model/chain.h"
+#include "agent/model/findings/kinds.h"
+#include "agent/model/load.h"
 #include "agent/render/rates.h"
 #include "agent/render/words.h"
 #include "text/printable.h"
@@ -254,6 +259,48 @@ std::string inLines(const std::string& sentence, std::optional<std::size_t> widt
   return text + "\n";
 }
 
+bool anyIs(const FlowView& flow, model::Change change) {
+  return std::ranges::any_of(
+      flow.growth.nodes, [change](const model::NodeGrowth& node) { return node.change == change; });
+}
+
+bool hasMessages(const FlowView& flow) {
+  return std::ranges::any_of(flow.growth.nodes, [](const model::NodeGrowth& node) {
+    return node.growth.messages.value_or(0) > 0;
+  });
+}
+
+// The nodes, those that take longest first: what is inside another one takes no longer.
+std::vector<std::string> likelyOrder(const FlowView& flow) {
+  std::vector<const model::NodeGrowth*> nodes;
+  for (const model::NodeGrowth& node : flow.growth.nodes) {
+    if (node.after != nullptr && !node.after->deleted) nodes.push_back(&node);
+  }
+  std::ranges::stable_sort(nodes, std::ranges::greater(), [](const model::NodeGrowth* node) {
+    return std::pair(node->node().type == model::kInputNode, node->growth.elapsedMs.value_or(0));
+  });
+  std::vector<std::string> labels;
+  for (const model::NodeGrowth* node : nodes) labels.push_back(node->node().label);
+  return labels;
+}
+
+// A chain to begin with, for who doesn't know how one is written. Nothing where a shell or a
+// terminal would make something else of it.
+std::string exampleOf(const FlowView& flow) {
+  constexpr std::size_t kMostNodes = 8;
+  if (flow.nesting.source != model::NestingSource::unknown || !hasMessages(flow)) return {};
+  const std::vector<std::string> labels = likelyOrder(flow);
+  if (labels.size() < 2 || labels.size() > kMostNodes) return {};
+  const std::string chain = model::chainTextOf(labels);
+  const std::string& name = flow.growth.flow;
+  if (!model::parseChain(chain).problem.empty() || text::printable(chain + name) != chain + name) {
+    return {};
+  }
+  return fmt::format(
+      "\nIf messages pass these nodes one after the other, type:\n  zebmon flow {} --chain {}\n",
+      model::findings::quoted(name), model::findings::quoted(chain));
+}
+
 std::string screenOf(const model::View& view, const model::BrokerView& broker, const FlowView& flow,
                      const TableStyle& style, Signs signs) {
   std::string text =
@@ -265,18 +312,7 @@ std::string screenOf(const model::View& view, const model::BrokerView& broker, c
   text += "\n" + doubtsOf(flow);
   std::string verdict = verdictOf(flow);
   if (!verdict.empty()) verdict[0] = static_cast<char>(std::toupper(verdict[0]));
-  return text + inLines(verdict + ".", style.width);
-}
-
-bool anyIs(const FlowView& flow, model::Change change) {
-  return std::ranges::any_of(
-      flow.growth.nodes, [change](const model::NodeGrowth& node) { return node.change == change; });
-}
-
-bool hasMessages(const FlowView& flow) {
-  return std::ranges::any_of(flow.growth.nodes, [](const model::NodeGrowth& node) {
-    return node.growth.messages.value_or(0) > 0;
-  });
+  return text + inLines(verdict + ".", style.width) + exampleOf(flow);
 }
 
 // Where the time of a node goes: up to the nodes in it.

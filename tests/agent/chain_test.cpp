@@ -65,3 +65,14 @@ TEST(ChainText, IsBounded) {
   EXPECT_EQ(model::kMostChainNodes, parseChain(wide).chain.size());
   EXPECT_TRUE(problemOf(wide + ",one more").ends_with("more than 1000 nodes"));
 }
+
+TEST(ChainText, OfNodesOneInsideTheOtherIsReadAsTheyAre) {
+  const std::vector<std::string> labels = {"Order in", "a,b(c)", " \\ ", "x\\", "("};
+  Chain chain;
+  for (const std::string& label : labels) {
+    chain.push_back({label, chain.empty() ? std::nullopt : std::optional(chain.size() - 1)});
+  }
+  EXPECT_EQ("Order in(a\\,b\\(c\\)(\\ \\\\\\ (x\\\\(\\())))", model::chainTextOf(labels));
+  EXPECT_EQ(chain, parseChain(model::chainTextOf(labels)).chain);
+  EXPECT_EQ("", model::chainTextOf({}));
+}

@@ -134,6 +134,15 @@ TEST(FlowScreen, WithoutAChainSaysWhatToGive) {
   EXPECT_NE(screen.npos, screen.find("chain unknown: give --chain or --flows\n"));
   EXPECT_NE(screen.npos, screen.find("Price           49.0  18.0 ms     -      -\n")) << screen;
   EXPECT_NE(screen.npos, screen.find("Which node is slow can't be told"));
+  const std::string command = "  zebmon flow Fulfil --chain '";
+  const std::size_t at = screen.find(command);
+  ASSERT_NE(screen.npos, at) << screen;
+  EXPECT_EQ("Order in(Check(Price(Archive)))'\n", screen.substr(at + command.size()));
+}
+
+TEST(FlowScreen, ShowsNoChainThatATerminalWouldChange) {
+  const Shop made({{"A\x1B[2J", 1, {}, {10, 1100}}, {"B", 3, {}, {9, 1000}}});
+  EXPECT_EQ(std::string::npos, flowScreen(made.view()).find("--chain '"));
 }
 
 TEST(FlowScreen, SaysWhatTheIntervalWasTooShortFor) {
