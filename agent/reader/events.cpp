@@ -75,6 +75,7 @@ std::shared_ptr<const EventTemplate> TemplateCache::find(const RecordId& id) {
 }
 
 void EventLog::readTemplates(const Area& area, DamageList& damage) {
+  templatesMark_ = {area.next, area.last, area.lastUpdate};
   for (const Record& record : recordsOf(area, ZEB_EVTR_RECORD, 1, damage)) {
     templates_.add(record.id(), {.executionGroup = record.text(evtr::executionGroup),
                                  .messageFlow = record.text(evtr::messageFlow),
@@ -113,15 +114,19 @@ void EventLog::countMissed(Batch& batch, const Area& area) const {
   batch.missed = posted - batch.events.size();
 }
 
+// Another segment has other events. Templates stay: IDs are never used again.
+void EventLog::forget(int segmentId) {
+  segmentId_ = segmentId;
+  newest_.reset();
+  oldest_ = {};
+  nextOffset_ = layout::block::bytes;
+  templatesMark_ = {};
+}
+
 EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
   Batch batch;
   const bool known = segment.id == segmentId_;
-  if (!known) {
-    newest_.reset();
-    oldest_ = {};
-    nextOffset_ = layout::block::bytes;
-  }
-  segmentId_ = segment.id;
+  if (!known) forget(segment.id);
   if (const Area* templates = segment.copy.find(kEventTemplates)) readTemplates(*templates, damage);
   const Area* data = segment.copy.find(kEventData);
   if (data == nullptr) return batch;
@@ -135,9 +140,30 @@ EventLog::Batch EventLog::read(const Segment& segment, DamageList& damage) {
     if (record->id() != oldest_) batch.events.push_back(eventOf(*record));
   if (known && (newest_ ? newer == records.begin() : data->wrapped())) countMissed(batch, *data);
   newest_ = records.back().id();
+  newestAt_ = records.back().offset();
   if (newer == records.begin()) oldest_ = records.front().id();
   nextOffset_ = data->next;
   return batch;
+}
+
+EventLog::Batch EventLog::read(const EventTail& tail, DamageList& damage) {
+  Batch batch;
+  if (tail.templates) readTemplates(*tail.templates, damage);
+  batch.events.reserve(tail.records.size() / evdr::bytes);
+  for (std::size_t at = 0; at < tail.records.size(); at += evdr::bytes) {
+    const Record record(std::span(tail.records).subspan(at, evdr::bytes), 0);
+    if (record.id() != oldest_) batch.events.push_back(eventOf(record));
+    newest_ = record.id();
+  }
+  if (tail.records.empty()) return batch;
+  newestAt_ = tail.newestAt;
+  nextOffset_ = newestAt_ + evdr::bytes;
+  return batch;
+}
+
+std::optional<RingMark> EventLog::mark() const {
+  if (segmentId_ < 0 || (newest_ && !isSlot(newestAt_))) return std::nullopt;
+  return RingMark{segmentId_, newest_, newestAt_, templatesMark_};
 }
 
 }  // namespace reader

@@ -94,18 +94,29 @@ class EventLog {
   // two events areas is added to `damage`.
   Batch read(const Segment& segment, DamageList& damage);
 
+  // The same of what readTail found behind this log's mark().
+  Batch read(const EventTail& tail, DamageList& damage);
+
+  // Where the next look may go on. Nothing before the first look, and where the area isn't as the
+  // library writes it.
+  std::optional<RingMark> mark() const;
+
  private:
   void readTemplates(const Area& area, DamageList& damage);
   Event eventOf(const Record& record);
   void countMissed(Batch& batch, const Area& area) const;
+  void forget(int segmentId);
 
   TemplateCache templates_;
   int segmentId_ = -1;
-  // Of the last look that found events: the newest, and the data area's next offset. The oldest is
-  // that of the last look that returned all: it may have been one that was not yet posted.
+  // Of the last look that found events: the newest, its offset, and the data area's next offset.
+  // The oldest is that of the last look that returned all: it may have been one that was not yet
+  // posted.
   std::optional<RecordId> newest_;
+  std::uint32_t newestAt_ = 0;
   RecordId oldest_;
   std::uint32_t nextOffset_ = 0;
+  AreaMark templatesMark_;  // as it was copied last
 };
 
 }  // namespace reader

@@ -99,7 +99,13 @@ bool findSegment(Segment& segment) {
   return false;
 }
 
-void copyAttached(Segment& segment) {
+// The last block of the largest segment ends two bytes behind it, inside the last page.
+std::uint64_t mappedBytes(std::uint64_t size) {
+  static const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  return (size + page - 1) / page * page;
+}
+
+void copyAttached(Segment& segment, Wanted wanted) {
   const Attachment attachment(segment.id);
   if (!attachment.attached()) return fail(segment, "shmat");
   shmid_ds facts;
@@ -108,10 +114,7 @@ void copyAttached(Segment& segment) {
   segment.attached = facts.shm_nattch - 1;
   segment.group = groupName(facts.shm_perm.gid);
   segment.owner = facts.shm_perm.uid;
-  // The last block of the largest segment ends two bytes behind it, inside the last page.
-  const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-  const std::uint64_t mapped = (segment.size + page - 1) / page * page;
-  segment.copy = copySegment({attachment.bytes(), mapped}, segment.size);
+  segment.copy = copySegment({attachment.bytes(), mappedBytes(segment.size)}, segment.size, wanted);
   segment.state = State::ok;
   if (!segment.copy.initialised) segment.state = State::notInitialised;
   if (!segment.copy.damage.empty()) segment.state = State::damaged;
@@ -136,7 +139,7 @@ KeyFiles findKeyFiles(const std::string& directory) {
   return found;
 }
 
-Segment readSegment(const std::string& keyFile) {
+Segment readSegment(const std::string& keyFile, Wanted wanted) {
   Segment segment;
   segment.keyFile = keyFile;
   const std::string name = std::filesystem::path(keyFile).filename();
@@ -146,12 +149,26 @@ Segment readSegment(const std::string& keyFile) {
   if (stat(keyFile.c_str(), &file) == 0) segment.fileOwner = file.st_uid;
   if (!findSegment(segment)) return segment;
   try {
-    copyAttached(segment);
+    copyAttached(segment, wanted);
   } catch (const std::bad_alloc&) {
     errno = ENOMEM;
     fail(segment, "copy");
   }
   return segment;
+}
+
+std::optional<EventTail> readTail(const std::string& keyFile, const RingMark& mark) {
+  Segment segment;
+  segment.keyFile = keyFile;
+  if (!findSegment(segment) || segment.id != mark.segmentId) return std::nullopt;
+  const Attachment attachment(segment.id);
+  shmid_ds facts;
+  if (!attachment.attached() || shmctl(segment.id, IPC_STAT, &facts) != 0) return std::nullopt;
+  try {
+    return copyTail({attachment.bytes(), mappedBytes(facts.shm_segsz)}, facts.shm_segsz, mark);
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
 }
 
 }  // namespace reader

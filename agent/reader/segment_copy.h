@@ -103,6 +103,9 @@ void keepWhole(Memory& memory, Area& area, std::span<const std::uint8_t> shared,
   keepPart(area.next, area.last);
 }
 
+// Which areas are copied.
+enum class Wanted { all, statistics };
+
 // Copies the used parts of the segment that is mapped at `shared` (whole pages, when it is a real
 // one) and that has `size` bytes for the system. Others may be writing there: every byte that is
 // parsed is parsed from the copy. Records of the events areas are whole in it.
@@ -110,7 +113,8 @@ void keepWhole(Memory& memory, Area& area, std::span<const std::uint8_t> shared,
 // Blocks are copied from the last to the first, so that the template of each event that is copied
 // was stored before the templates were copied. What of a ring can't be relied on, since others went
 // on writing, is described in docs/format.md.
-SegmentCopy copySegment(std::span<const std::uint8_t> shared, std::uint64_t size);
+SegmentCopy copySegment(std::span<const std::uint8_t> shared, std::uint64_t size,
+                        Wanted wanted = Wanted::all);
 
 }  // namespace reader
 

@@ -142,19 +142,22 @@ void addOddities(Json& document, const model::Snapshot& snapshot) {
   }
 }
 
-Json originObject(const reader::Event& event) {
-  if (!event.origin) return nullptr;
-  return {{"recordId", event.templateId.hex()},
-          {"executionGroup", event.origin->executionGroup},
-          {"messageFlow", event.origin->messageFlow},
-          {"node", event.origin->node},
-          {"type", nodeTypeName(event.origin->nodeType)},
-          {"nodeType", event.origin->nodeType},
-          {"text", event.origin->text}};
-}
-
 std::string withMilliseconds(const reader::Stamp& stamp) {
   return isoTime(stamp.seconds, stamp.milliseconds);
+}
+
+// Where an event is from.
+Json sourceObject(const model::SeenBroker& broker) {
+  return {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)}, {"uuid", broker.uuid()}};
+}
+
+const char* causeName(model::Gap::Cause cause) {
+  return cause == model::Gap::Cause::restart ? "restart" : "overwritten";
+}
+
+const char* missedName(model::Missed::Kind kind) {
+  if (kind == model::Missed::Kind::exact) return "exact";
+  return kind == model::Missed::Kind::between ? "between" : "atLeast";
 }
 
 // The edge where texts from outside leave: no document has one that did not pass here.
@@ -175,9 +178,11 @@ struct ValueOf {
 }  // namespace
 
 Json headOf(const char* schema, int version, const model::Snapshot& snapshot) {
-  return {{"schema", schema},
-          {"version", version},
-          {"collectedAt", isoTime(model::secondsOf(snapshot))}};
+  return headOf(schema, version, model::secondsOf(snapshot));
+}
+
+Json headOf(const char* schema, int version, std::int64_t collectedAt) {
+  return {{"schema", schema}, {"version", version}, {"collectedAt", isoTime(collectedAt)}};
 }
 
 Json brokersDocument(const model::Snapshot& snapshot) {
@@ -213,9 +218,43 @@ Json statisticsDocument(const model::Snapshot& snapshot) {
 
 Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
                    const model::Snapshot& snapshot) {
-  Json document = headOf("zebmon.event", 1, snapshot);
-  document["broker"] = {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)},
-                        {"uuid", broker.uuid()}};
+  return eventDocument(broker, event, model::secondsOf(snapshot));
+}
+
+Json templateObject(const reader::Event& event) {
+  if (!event.origin) return nullptr;
+  return {{"recordId", event.templateId.hex()},
+          {"executionGroup", event.origin->executionGroup},
+          {"messageFlow", event.origin->messageFlow},
+          {"node", event.origin->node},
+          {"type", nodeTypeName(event.origin->nodeType)},
+          {"nodeType", event.origin->nodeType},
+          {"text", event.origin->text}};
+}
+
+Json gapDocument(const model::SeenBroker& broker, const model::Gap& gap, std::int64_t collectedAt) {
+  const bool ofNode = !gap.node.empty() || !gap.flow.empty() || !gap.group.empty();
+  const auto label = [ofNode](const std::string& text) {
+    return ofNode ? Json(text) : Json(nullptr);
+  };
+  Json document = headOf("zebmon.event.gap", 1, collectedAt);
+  document["broker"] = sourceObject(broker);
+  document["cause"] = causeName(gap.cause);
+  document["kind"] = missedName(gap.missed.kind);
+  document["missedAtLeast"] = gap.missed.least;
+  document["missedAtMost"] =
+      gap.missed.kind == model::Missed::Kind::atLeast ? Json(nullptr) : Json(gap.missed.most);
+  document["missedPerTurn"] = gap.perTurn > 0 ? Json(gap.perTurn) : Json(nullptr);
+  document["executionGroup"] = label(gap.group);
+  document["messageFlow"] = label(gap.flow);
+  document["node"] = label(gap.node);
+  return document;
+}
+
+Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
+                   std::int64_t collectedAt) {
+  Json document = headOf("zebmon.event", 1, collectedAt);
+  document["broker"] = sourceObject(broker);
   document["kind"] = kindName(event.kind());
   document["time"] = timeOrNull(event.time);
   document["recordId"] = event.recordId.hex();
@@ -227,7 +266,7 @@ Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
   document["putApplicationName"] = event.putApplicationName;
   document["putDate"] = event.putDate;
   document["putTime"] = event.putTime;
-  document["template"] = originObject(event);
+  document["template"] = templateObject(event);
   return document;
 }
 

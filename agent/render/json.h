@@ -3,10 +3,12 @@
 #ifndef ZEB_AGENT_RENDER_JSON_H
 #define ZEB_AGENT_RENDER_JSON_H
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
+#include "agent/model/gaps.h"
 #include "agent/model/snapshot.h"
 #include "agent/render/sheet.h"
 
@@ -22,8 +24,19 @@ Json statisticsDocument(const model::Snapshot& snapshot);
 Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
                    const model::Snapshot& snapshot);
 
+// The same of a look at `collectedAt`, in seconds since 1970.
+Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
+                   std::int64_t collectedAt);
+
+// What an event's document says of its template; null when that is gone.
+Json templateObject(const reader::Event& event);
+
+// Schema "zebmon.event.gap".
+Json gapDocument(const model::SeenBroker& broker, const model::Gap& gap, std::int64_t collectedAt);
+
 // What every document begins with: "schema", "version" and "collectedAt".
 Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
+Json headOf(const char* schema, int version, std::int64_t collectedAt);
 
 // null where there is no value.
 template <class Value>

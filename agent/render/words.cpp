@@ -231,12 +231,37 @@ std::vector<std::string> remarksOn(const Snapshot& snapshot) {
   return remarks;
 }
 
-std::string missedOf(const SeenBroker& broker) {
-  if (!broker.events || !broker.events->overrun) return {};
+std::string gapText(const SeenBroker& broker, const model::Gap& gap) {
+  using Kind = model::Missed::Kind;
+  const std::string name = nameOf(broker);
+  if (gap.cause == model::Gap::Cause::restart) {
+    return fmt::format(
+        "broker {}: its shared memory is a new one: the last events of the old one may be missing",
+        name);
+  }
+  const std::string place =
+      fmt::format("{}/{}/{}", text::shortened(gap.group, kLongestName),
+                  text::shortened(gap.flow, kLongestName), text::shortened(gap.node, kLongestName));
+  switch (gap.missed.kind) {
+    case Kind::exact:
+      return fmt::format("broker {}: exactly {} of them are events of {}", name, gap.missed.least,
+                         place);
+    case Kind::between:
+      return fmt::format("broker {}: between {} and {} of them are events of {}", name,
+                         gap.missed.least, gap.missed.most, place);
+    case Kind::atLeast:
+      break;
+  }
   return fmt::format(
       "broker {}: at least {} events may have been overwritten before they could be read, and {} "
       "more for each further turn of the ring",
-      nameOf(broker), broker.events->missed, broker.events->perTurn);
+      name, gap.missed.least, gap.perTurn);
+}
+
+std::string missedOf(const SeenBroker& broker) {
+  if (!broker.events || !broker.events->overrun) return {};
+  return gapText(broker, {.missed = {model::Missed::Kind::atLeast, broker.events->missed, 0},
+                          .perTurn = broker.events->perTurn});
 }
 
 }  // namespace render

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "agent/model/condition.h"
+#include "agent/model/gaps.h"
 #include "agent/model/selection.h"
 #include "agent/model/snapshot.h"
 
@@ -44,6 +45,9 @@ std::vector<std::string> damageOf(const model::SeenBroker& broker);
 // Why the selection means nothing in `snapshot`, and what there is instead; empty when each of its
 // patterns means something.
 std::string problemOf(const model::Snapshot& snapshot, const model::Selection& selection);
+
+// The gap in words: how many events were missed, as far as that is known.
+std::string gapText(const model::SeenBroker& broker, const model::Gap& gap);
 
 // How many events were overwritten before they could be read; empty when none was, or when nobody
 // asked for events.

@@ -726,6 +726,12 @@ TEST_F(Following, SaysHowManyEventsItMayHaveMissed) {
   }
   image::set32(bytes, data + 16, 32 + 144 * 6);
   live->write(bytes);
+  const json gap = withoutTime(zebmon.line());
+  EXPECT_EQ(json::parse(R"({"schema":"zebmon.event.gap","version":1,
+    "broker":{"label":"BRK1","uuid":"1-2-3"},"cause":"overwritten","kind":"atLeast",
+    "missedAtLeast":5,"missedAtMost":null,"missedPerTurn":28,
+    "executionGroup":null,"messageFlow":null,"node":null})"),
+            gap);
   EXPECT_EQ(7, nextNumber());
   for (int n = 8; n <= 34; ++n) EXPECT_EQ(n, nextNumber());
   zebmon.signal(SIGINT);
@@ -739,10 +745,16 @@ TEST_F(Following, GoesOnWithABrokerThatRestarts) {
   EXPECT_EQ(1, nextNumber());
   live.reset();
   live.emplace("1-2-3", ordersWithEvents(2));
+  const json gap = json::parse(zebmon.line());
+  EXPECT_EQ("zebmon.event.gap", gap["schema"]);
+  EXPECT_EQ("restart", gap["cause"]);
   EXPECT_EQ(1, nextNumber());
   EXPECT_EQ(2, nextNumber());
   live->write(ordersWithEvents(3));
   EXPECT_EQ(3, nextNumber());
+  zebmon.signal(SIGINT);
+  EXPECT_EQ(0, zebmon.wait());
+  EXPECT_TRUE(contains(zebmon.errors(), "broker BRK1: its shared memory is a new one:"));
 }
 
 TEST_F(Following, AProblemIsSaidOnceAndAgainWhenItComesBack) {

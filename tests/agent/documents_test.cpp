@@ -55,6 +55,19 @@ model::Snapshot orders() {
   return snapshotOf(image::segment({image::ordersBlock(), templates, data}));
 }
 
+// One of each kind, as a follower would tell them.
+const std::vector<model::Gap> kGaps = {
+    {.missed = {model::Missed::Kind::atLeast, 5, 0}, .perTurn = 28},
+    {.group = "orders",
+     .flow = "Fulfil",
+     .node = "Reserve",
+     .missed = {model::Missed::Kind::between, 27, 32}},
+    {.group = "orders",
+     .flow = "Fulfil",
+     .node = "Reserve",
+     .missed = {model::Missed::Kind::exact, 30, 30}},
+    {.cause = model::Gap::Cause::restart}};
+
 // Every document of a snapshot, each as it is written for people to read.
 std::vector<std::string> documentsOf(const model::Snapshot& snapshot) {
   std::vector<std::string> documents = {render::written(render::brokersDocument(snapshot)),
@@ -71,6 +84,12 @@ std::vector<std::string> documentsOf(const model::Snapshot& snapshot) {
     if (!broker->events) continue;
     for (const reader::Event& event : broker->events->events) {
       documents.push_back(render::written(render::eventDocument(*broker, event, snapshot)));
+    }
+  }
+  for (const auto& broker : snapshot.brokers) {
+    for (const model::Gap& gap : kGaps) {
+      documents.push_back(
+          render::written(render::gapDocument(*broker, gap, model::secondsOf(snapshot))));
     }
   }
   for (const auto by : {model::CountBy::text, model::CountBy::node, model::CountBy::hour}) {
@@ -112,7 +131,7 @@ std::vector<std::string> shownDocuments() {
 TEST(Documents, ThePageShowsWhatIsWritten) {
   const std::vector<std::string> shown = shownDocuments();
   const std::vector<std::string> written = documentsOf(orders());
-  ASSERT_EQ(8U, written.size());
+  ASSERT_EQ(12U, written.size());
   for (const std::string& document : written) {
     EXPECT_NE(shown.end(), std::find(shown.begin(), shown.end(), document))
         << "docs/json.md lacks\n"

@@ -265,3 +265,23 @@ TEST(Words, NodeTypesAndKindsOfEventsHaveNames) {
   EXPECT_STREQ("exception", render::kindName(reader::EventKind::exception));
   EXPECT_STREQ("unknown", render::kindName(reader::EventKind::unknown));
 }
+
+TEST(Words, AGapSaysHowMuchIsKnownOfIt) {
+  using Kind = model::Missed::Kind;
+  model::SeenBroker broker;
+  broker.tree.emplace().label = "BRK1";
+  const auto of = [&broker](Kind kind, std::uint64_t least, std::uint64_t most) {
+    return render::gapText(
+        broker, {.group = "g", .flow = "f\n", .node = "n", .missed = {kind, least, most}});
+  };
+  EXPECT_EQ("broker BRK1: exactly 3 of them are events of g/f\\x0A/n", of(Kind::exact, 3, 3));
+  EXPECT_EQ("broker BRK1: between 3 and 5 of them are events of g/f\\x0A/n",
+            of(Kind::between, 3, 5));
+  EXPECT_EQ(
+      "broker BRK1: at least 3 events may have been overwritten before they could be read, and 28 "
+      "more for each further turn of the ring",
+      render::gapText(broker, {.missed = {Kind::atLeast, 3, 0}, .perTurn = 28}));
+  EXPECT_EQ(
+      "broker BRK1: its shared memory is a new one: the last events of the old one may be missing",
+      render::gapText(broker, {.cause = model::Gap::Cause::restart}));
+}

@@ -7,10 +7,17 @@
 #include <utility>
 
 #include "agent/front/cli/terminal.h"
+#include "agent/model/pattern.h"
 #include "agent/render/json.h"
 #include "agent/render/screens.h"
 
 namespace cli {
+
+bool selects(const model::Selection& selection, const model::Gap& gap) {
+  if (gap.group.empty() && gap.flow.empty() && gap.node.empty()) return true;
+  return model::matches(selection.group, gap.group) && model::matches(selection.flow, gap.flow) &&
+         model::matches(selection.node, gap.node);
+}
 
 EventFilter::EventFilter(const Request& request, std::int64_t now)
     : request_(request),
@@ -45,24 +52,32 @@ std::string EventStream::headerFor(const model::SeenBroker& broker, const std::s
                                       : render::eventsHeader(broker));
 }
 
-std::string EventStream::formatted(const model::SeenBroker& broker, const reader::Event& event,
-                                   const model::Snapshot& snapshot) {
-  if (request_.show.format == Format::jsonl) {
-    return render::written(render::eventDocument(broker, event, snapshot), true);
-  }
+std::string EventStream::formatted(const model::SeenBroker& broker, const reader::Event& event) {
   if (!request_.events.brief) return headerFor(broker, "") + render::eventLines(event, style_.zone);
   return headerFor(broker, render::dayOf(event, style_.zone)) + render::shortLine(event, style_);
 }
 
 void EventStream::add(const model::SeenBroker& broker, std::span<const reader::Event> events,
-                      const model::Snapshot& snapshot) {
+                      std::int64_t collectedAt) {
+  if (request_.show.format == Format::jsonl) json_.begin(broker, collectedAt);
   for (const reader::Event& event : events) {
     if (!asked_(event)) continue;
-    if (request_.show.format == Format::csv) {
+    if (request_.show.format == Format::jsonl) {
+      json_.append(text_, event);
+    } else if (request_.show.format == Format::csv) {
       rows_.push_back(render::eventRow(broker, event));
     } else {
-      text_ += formatted(broker, event, snapshot);
+      text_ += formatted(broker, event);
     }
+  }
+}
+
+void EventStream::add(const model::SeenBroker& broker, std::span<const model::Gap> gaps,
+                      std::int64_t collectedAt) {
+  if (request_.show.format != Format::jsonl) return;
+  for (const model::Gap& gap : gaps) {
+    if (!selects(request_.selection, gap)) continue;
+    text_ += render::written(render::gapDocument(broker, gap, collectedAt), true);
   }
 }
 
@@ -74,7 +89,9 @@ std::string EventStream::rows() {
 
 bool EventStream::flush() {
   if (request_.show.format == Format::csv) text_ = rows();
-  return output_.write(std::exchange(text_, {}));
+  const bool goesOn = output_.write(text_);
+  text_.clear();
+  return goesOn;
 }
 
 }  // namespace cli

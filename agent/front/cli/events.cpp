@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <map>
 #include <optional>
+#include <set>
 
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/event_stream.h"
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/rates.h"
 #include "agent/front/cli/stop.h"
 #include "agent/front/cli/terminal.h"
-#include "agent/model/collector.h"
 #include "agent/model/condition.h"
 #include "agent/model/event_counts.h"
+#include "agent/model/follower.h"
 #include "agent/model/selection.h"
 #include "agent/render/event_screens.h"
 #include "agent/render/json.h"
@@ -42,47 +44,79 @@ class Problems {
   Current reported_;
 };
 
-// Shows, snapshot by snapshot, what each broker posted since the one before.
+// What there is now.
+ExitCode show(const Request& request, Output& output) {
+  const auto snapshot = take(request, model::MachineFacts::leave, model::Events::read);
+  const model::Snapshot selected =
+      distinct(model::selectBrokers(*snapshot, request.selection.broker));
+  EventStream stream(request, output, model::secondsOf(*snapshot));
+  for (const auto& broker : selected.brokers) {
+    if (broker->events) stream.add(*broker, broker->events->events, model::secondsOf(*snapshot));
+  }
+  stream.flush();
+  complain(render::problemOf(*snapshot, request.selection));
+  for (const auto& broker : selected.brokers) reportProblem(*broker);
+  return findUnknown(*snapshot, request.selection) ? kNoBroker : exitCodeOf(selected);
+}
+
+// Shows, look by look, what each broker posted since the one before.
 class Watch {
  public:
   Watch(const Request& request, Output& output, std::int64_t now)
       : request_(request), stream_(request, output, now) {}
 
-  // Returns the exit code that this snapshot alone would end with.
-  ExitCode show(const model::Snapshot& snapshot);
+  void show(const model::FollowLook& look);
 
  private:
-  void reportProblems(const model::Snapshot& selected, const std::string& ofAll);
+  void choose(const model::Snapshot& whole);
 
   const Request& request_;
   EventStream stream_;
   Problems problems_;
+  std::set<std::string> chosen_;  // key files
 };
 
-// A follower says in one line what is wrong: what is damaged changes with every look.
-void Watch::reportProblems(const model::Snapshot& selected, const std::string& ofAll) {
-  if (!request_.events.follow) {
-    complain(ofAll);
-    for (const auto& broker : selected.brokers) reportProblem(*broker);
-    return;
-  }
-  Problems::Current current = {{"", ofAll}};
+// Says in one line what is wrong: what is damaged changes with every look.
+void Watch::choose(const model::Snapshot& whole) {
+  const model::Snapshot selected = distinct(model::selectBrokers(whole, request_.selection.broker));
+  Problems::Current current = {{"", render::problemOf(whole, request_.selection)}};
+  chosen_.clear();
   for (const auto& broker : selected.brokers) {
+    chosen_.insert(broker->segment.keyFile);
     current[broker->segment.keyFile] = namedProblemOf(*broker);
   }
   problems_.report(std::move(current));
 }
 
-ExitCode Watch::show(const model::Snapshot& snapshot) {
-  const model::Snapshot selected =
-      distinct(model::selectBrokers(snapshot, request_.selection.broker));
-  for (const auto& broker : selected.brokers) {
-    complain(render::missedOf(*broker));
-    if (broker->events) stream_.add(*broker, broker->events->events, snapshot);
+void Watch::show(const model::FollowLook& look) {
+  if (look.whole) choose(*look.whole);
+  const std::int64_t wall =
+      std::chrono::floor<std::chrono::seconds>(look.wall).time_since_epoch().count();
+  for (const model::News& news : look.news) {
+    if (!chosen_.contains(news.broker->segment.keyFile)) continue;
+    for (const model::Gap& gap : news.gaps) {
+      if (selects(request_.selection, gap)) complain(render::gapText(*news.broker, gap));
+    }
+    stream_.add(*news.broker, news.gaps, wall);
+    stream_.add(*news.broker, news.events, wall);
   }
   stream_.flush();
-  reportProblems(selected, render::problemOf(snapshot, request_.selection));
-  return findUnknown(snapshot, request_.selection) ? kNoBroker : exitCodeOf(selected);
+}
+
+ExitCode follow(const Request& request, Output& output) {
+  const FlowFile flows = readFlows(request.rates.flows);
+  if (flows.code != kDone) return flows.code;
+  output.stopOnSignals();
+  model::Follower follower(
+      request.directory, std::chrono::milliseconds(request.events.interval),
+      {.chain = {}, .file = flows.file ? &*flows.file : nullptr, .threads = request.rates.threads});
+  Watch watch(request, output,
+              std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now())
+                  .time_since_epoch()
+                  .count());
+  do watch.show(follower.look());
+  while (output.wait(static_cast<int>(follower.pause().count())));
+  return kDone;
 }
 
 // How often, in place of which.
@@ -232,24 +266,15 @@ void declareEvents(CLI::App& options, Request& request) {
       ->type_name("MS")
       ->needs(follow)
       ->capture_default_str();
+  addThreads(options, request, follow);
 }
 
 ExitCode runEvents(const Request& request, Output& output) {
   const std::string conflict = conflictIn(request);
   if (!conflict.empty()) throw Stop{kUsage, conflict};
-  if (request.events.follow) output.stopOnSignals();
-  if (request.events.countBy || !request.from.empty()) {
-    const auto only = take(request, model::MachineFacts::leave, model::Events::read);
-    if (request.events.countBy) return count(request, output, *only);
-    return Watch(request, output, model::secondsOf(*only)).show(*only);
-  }
-  model::Collector collector(request.directory, model::Events::read);
-  const auto first = collector.take();
-  Watch watch(request, output, model::secondsOf(*first));
-  const ExitCode code = watch.show(*first);
-  if (!request.events.follow) return code;
-  while (output.wait(request.events.interval)) watch.show(*collector.take());
-  return kDone;
+  if (request.events.follow) return follow(request, output);
+  if (!request.events.countBy) return show(request, output);
+  return count(request, output, *take(request, model::MachineFacts::leave, model::Events::read));
 }
 
 }  // namespace cli

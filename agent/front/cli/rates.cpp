@@ -40,26 +40,6 @@ void takeChain(std::optional<model::Chain>& chain, const std::string& text) {
   chain = std::move(parsed.chain);
 }
 
-// A flow file, or why there is none.
-struct FlowFile {
-  flowfile::File file;
-  ExitCode code = kDone;
-};
-
-FlowFile readFlows(const std::string& path) {
-  constexpr std::chrono::seconds kPatience{2};
-  const flowfile::Text text = flowfile::load(path, kPatience);
-  if (!text.problem.empty()) {
-    complain(text.problem);
-    return {{}, kNoFile};
-  }
-  flowfile::ReadResult read = flowfile::read(text.text, path);
-  for (std::size_t i = 0; i < std::min(read.findings.size(), kMostFindings); ++i) {
-    complain(flowfile::findingText(path, read.findings[i]));
-  }
-  return {std::move(read.file), read.findings.empty() ? kDone : kDamaged};
-}
-
 // Whether the given chain is that of a flow which was asked for; why not is said once.
 bool chainFits(const model::View& view, const Request& request) {
   std::string problem;
@@ -106,7 +86,28 @@ class Looks {
   std::vector<std::shared_ptr<const model::Snapshot>> looks_;
 };
 
+CLI::Option* declareThreads(CLI::App& options, RatesRequest& rates) {
+  return options.add_option("--threads", rates.threads, "Threads that take messages of the flow")
+      ->check(CLI::Range(1, 1000000).description(""))
+      ->type_name("N");
+}
+
 }  // namespace
+
+FlowFile readFlows(const std::string& path) {
+  constexpr std::chrono::seconds kPatience{2};
+  if (path.empty()) return {};
+  const flowfile::Text text = flowfile::load(path, kPatience);
+  if (!text.problem.empty()) {
+    complain(text.problem);
+    return {{}, kNoFile};
+  }
+  flowfile::ReadResult read = flowfile::read(text.text, path);
+  for (std::size_t i = 0; i < std::min(read.findings.size(), kMostFindings); ++i) {
+    complain(flowfile::findingText(path, read.findings[i]));
+  }
+  return {std::move(read.file), read.findings.empty() ? kDone : kDamaged};
+}
 
 CLI::Option* addInterval(CLI::App& options, Request& request) {
   RatesRequest& rates = request.rates;
@@ -140,20 +141,26 @@ void addFlowKnowledge(CLI::App& options, Request& request) {
                   "file")
       ->type_name("FILE")
       ->excludes(chain);
-  options.add_option("--threads", rates.threads, "Threads that take messages of the flow")
-      ->check(CLI::Range(1, 1000000).description(""))
-      ->type_name("N");
+  declareThreads(options, rates);
+}
+
+void addThreads(CLI::App& options, Request& request, CLI::Option* needed) {
+  options
+      .add_option("--flows", request.rates.flows,
+                  "Take threads from this flow file, so that more\n"
+                  "can be told of events that were missed")
+      ->type_name("FILE")
+      ->needs(needed);
+  declareThreads(options, request.rates)->needs(needed);
 }
 
 ExitCode watch(const Request& request, Output& output,
                const std::function<std::string(const model::View&)>& show) {
   const RatesRequest& rates = request.rates;
-  FlowFile flows;
-  if (!rates.flows.empty()) flows = readFlows(rates.flows);
+  const FlowFile flows = readFlows(rates.flows);
   if (flows.code != kDone) return flows.code;
-  const model::FlowKnowledge known{.chain = rates.chain,
-                                   .file = rates.flows.empty() ? nullptr : &flows.file,
-                                   .threads = rates.threads};
+  const model::FlowKnowledge known{
+      .chain = rates.chain, .file = flows.file ? &*flows.file : nullptr, .threads = rates.threads};
   output.stopOnSignals();
   Looks looks(request);
   looks.take();

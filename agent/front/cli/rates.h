@@ -5,12 +5,14 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "agent/front/cli/exit_code.h"
 #include "agent/front/cli/output.h"
 #include "agent/front/cli/request.h"
 #include "agent/model/flow_view.h"
+#include "flowfile/file.h"
 
 namespace cli {
 
@@ -19,6 +21,18 @@ CLI::Option* addInterval(CLI::App& options, Request& request);
 
 // --chain, --flows and --threads: what isn't stored of flows.
 void addFlowKnowledge(CLI::App& options, Request& request);
+
+// --threads and --flows alone, for a command that looks again and again only with `needed`.
+void addThreads(CLI::App& options, Request& request, CLI::Option* needed);
+
+// A flow file, or why there is none: that was said.
+struct FlowFile {
+  std::optional<flowfile::File> file;  // nothing: none was asked for
+  ExitCode code = kDone;
+};
+
+// Reads the file at `path`; an empty one is none.
+FlowFile readFlows(const std::string& path);
 
 // Looks, waits, looks again, and writes what `show` makes of it, as often as was asked for. A
 // signal or the output's end stops it at any time. Says on standard error what is wrong, a chain

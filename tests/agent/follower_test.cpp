@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+// Following a machine's events: how often, and what each look brings.
+#include "agent/model/follower.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/image.h"
+#include "tests/support/live_segment.h"
+
+namespace {
+
+using image::Block;
+using image::Bytes;
+using model::FollowLook;
+using std::chrono::hours;
+using std::chrono::milliseconds;
+
+constexpr image::Id kTemplate{7, 500, 1, 1};
+constexpr std::uint32_t kTime = 0xEA600000;
+constexpr std::uint32_t kSlots = 28;
+
+// The orders broker after events 1 to `count`, with a ring of kSlots.
+Bytes segmentAfter(std::uint32_t count) {
+  Block templates{.eyecatcher = "zebcetar", .contents = {}};
+  templates.add(image::eventTemplate(kTemplate, u"orders", u"Fulfil", u"Reserve", 1, u"seen"));
+  Block data{.eyecatcher = "zebcedar", .contents = {}};
+  data.contents.resize(144 * std::min(count, kSlots));
+  for (std::uint32_t n = 0; n < count; ++n) {
+    const Bytes record = image::event({8, 1000, n + 1, n + 1}, kTemplate, kTime + n + 1);
+    std::copy(record.begin(), record.end(), data.contents.begin() + 144 * (n % kSlots));
+  }
+  data.next = 32 + 144 * (count > 0 && count % kSlots == 0 ? kSlots : count % kSlots);
+  return image::segment({image::ordersBlock(), templates, data});
+}
+
+std::size_t eventsIn(const FollowLook& look) {
+  std::size_t number = 0;
+  for (const model::News& news : look.news) number += news.events.size();
+  return number;
+}
+
+std::vector<model::Gap> gapsIn(const FollowLook& look) {
+  std::vector<model::Gap> gaps;
+  for (const model::News& news : look.news)
+    gaps.insert(gaps.end(), news.gaps.begin(), news.gaps.end());
+  return gaps;
+}
+
+}  // namespace
+
+TEST(Pause, IsAQuarterOfATurnAtTheRateThatWasSeen) {
+  EXPECT_EQ(milliseconds(10), model::pauseFor(4000, 100000, hours(1)));
+  EXPECT_EQ(milliseconds(2), model::pauseFor(4000, 500000, hours(1)));
+}
+
+TEST(Pause, IsShortEnoughForABurstThatBeginsAnyTime) {
+  EXPECT_EQ(milliseconds(20), model::pauseFor(7281, 0, hours(1)));
+  EXPECT_EQ(milliseconds(20), model::pauseFor(227, 1, hours(1)));
+  EXPECT_EQ(milliseconds(100), model::pauseFor(80000, 0, hours(1)));
+}
+
+TEST(Pause, StaysWithinItsBounds) {
+  EXPECT_EQ(milliseconds(500), model::pauseFor(100000000, 0, milliseconds(500)));
+  EXPECT_EQ(milliseconds(1), model::pauseFor(28, 1e9, milliseconds(500)));
+  EXPECT_EQ(milliseconds(1), model::pauseFor(28, 0, milliseconds(1)));
+  EXPECT_EQ(milliseconds(20), model::pauseFor(0, 0, milliseconds(500)));
+  EXPECT_EQ(milliseconds(1), model::pauseFor(0, 1, milliseconds(500)));
+  EXPECT_EQ(hours(24), model::pauseFor(~0ULL, 1e-300, hours(100)));
+}
+
+TEST(Follower, TheFirstLookIsAtAllAndTheNextOnesAtEventsOnly) {
+  LiveSegment live("1-2-3", segmentAfter(2));
+  model::Follower follower("/tmp", hours(1));
+  const FollowLook first = follower.look();
+  ASSERT_TRUE(first.whole);
+  EXPECT_EQ("/tmp/", first.whole->directory);
+  EXPECT_EQ("BRK1", first.whole->brokers.at(0)->label());
+  EXPECT_EQ(2U, eventsIn(first));
+  EXPECT_FALSE(follower.look().whole);
+  live.write(segmentAfter(5));
+  const FollowLook next = follower.look();
+  EXPECT_FALSE(next.whole);
+  EXPECT_EQ(3U, eventsIn(next));
+  EXPECT_EQ("BRK1", next.news.at(0).broker->label());
+  EXPECT_EQ("seen", next.news.at(0).events.at(0).origin->text);
+  EXPECT_EQ(0U, eventsIn(follower.look()));
+  EXPECT_EQ(0U, live.attached());
+}
+
+TEST(Follower, EveryLookIsAtAllWhenItsTimeHasCome) {
+  LiveSegment live("1-2-3", segmentAfter(2));
+  model::Follower follower("/tmp", milliseconds(0));
+  follower.look();
+  live.write(segmentAfter(3));
+  const FollowLook next = follower.look();
+  EXPECT_TRUE(next.whole);
+  EXPECT_EQ(1U, eventsIn(next));
+  EXPECT_TRUE(gapsIn(next).empty());
+}
+
+TEST(Follower, ARingThatTurnedBetweenTwoLooksIsAGapThatIsCounted) {
+  LiveSegment live("1-2-3", segmentAfter(2));
+  model::Follower follower("/tmp", hours(1));
+  follower.look();
+  live.write(segmentAfter(kSlots + 7));
+  const FollowLook next = follower.look();
+  const auto gaps = gapsIn(next);
+  ASSERT_EQ(1U, gaps.size());
+  EXPECT_EQ(5U, gaps[0].missed.least);
+  EXPECT_EQ(kSlots, gaps[0].perTurn);
+  EXPECT_EQ(kSlots, eventsIn(next));
+  EXPECT_TRUE(gapsIn(follower.look()).empty());
+}
+
+// The node's three messages are all that it counted, and its events were seen to the last.
+TEST(Follower, CountsOfANodeTellWhatWasMissedOfIt) {
+  const auto with = [](std::uint32_t events, const char* count) {
+    Bytes bytes = segmentAfter(events);
+    Bytes digits;
+    image::putDecimal(digits, count);
+    std::copy(digits.begin(), digits.end(), bytes.begin() + 32 + 508 - 168 + 40);
+    return bytes;
+  };
+  LiveSegment live("1-2-3", with(3, "3"));
+  model::Follower follower("/tmp", hours(1));
+  follower.look();
+  live.write(with(kSlots + 10, "38"));
+  const auto gaps = gapsIn(follower.look());
+  ASSERT_EQ(2U, gaps.size());
+  EXPECT_EQ("Reserve", gaps[1].node);
+  EXPECT_EQ(model::Missed::Kind::exact, gaps[1].missed.kind);
+  EXPECT_EQ(7U, gaps[1].missed.least);
+}
+
+TEST(Follower, ABrokerThatRestartsIsAGapAndAllOfItsNewEvents) {
+  for (const milliseconds most : {milliseconds(0), milliseconds(hours(1))}) {
+    auto live = std::make_unique<LiveSegment>("1-2-3", segmentAfter(5));
+    model::Follower follower("/tmp", most);
+    follower.look();
+    live.reset();
+    EXPECT_EQ(0U, eventsIn(follower.look()));
+    live = std::make_unique<LiveSegment>("1-2-3", segmentAfter(2));
+    const FollowLook next = follower.look();
+    EXPECT_EQ(2U, eventsIn(next));
+    const auto gaps = gapsIn(next);
+    ASSERT_EQ(1U, gaps.size());
+    EXPECT_EQ(model::Gap::Cause::restart, gaps[0].cause);
+    EXPECT_TRUE(gapsIn(follower.look()).empty());
+    EXPECT_TRUE(gapsIn(model::Follower("/tmp", most).look()).empty());
+  }
+}
+
+TEST(Follower, EventsOfASegmentThatCannotBeReadForAMomentAreNotShownAgain) {
+  const LiveSegment live("1-2-3", segmentAfter(2));
+  model::Follower follower("/tmp", milliseconds(0));
+  EXPECT_EQ(2U, eventsIn(follower.look()));
+  std::filesystem::rename(live.keyFile(), "/tmp/aside");
+  EXPECT_TRUE(follower.look().whole->brokers.empty());
+  std::ofstream{live.keyFile()};
+  EXPECT_EQ(reader::State::noSegment, follower.look().whole->brokers.at(0)->state());
+  std::filesystem::rename("/tmp/aside", live.keyFile());
+  const FollowLook back = follower.look();
+  EXPECT_EQ(0U, eventsIn(back));
+  EXPECT_TRUE(gapsIn(back).empty());
+}
+
+TEST(Follower, ADamagedEventMakesALookAtAllOfIt) {
+  Bytes bytes = segmentAfter(2);
+  LiveSegment live("1-2-3", bytes);
+  model::Follower follower("/tmp", hours(1));
+  follower.look();
+  bytes = segmentAfter(5);
+  bytes[32 + 2 * 4096 + 32 + 144 * 3] = 'X';
+  live.write(bytes);
+  const FollowLook next = follower.look();
+  EXPECT_EQ(2U, eventsIn(next));
+  EXPECT_EQ(reader::State::damaged, next.news.at(0).broker->state());
+}
+
+// The header may be seen before the event behind it, in memory that is written by others than the
+// library.
+TEST(Follower, AnEventThatCouldNotBeReadAtFirstIsShownWhenItCan) {
+  for (const std::uint32_t before : {0U, 2U}) {
+    LiveSegment live("1-2-3", segmentAfter(before));
+    model::Follower follower("/tmp", milliseconds(0));
+    follower.look();
+    Bytes bytes = segmentAfter(before + 1);
+    bytes[32 + 2 * 4096 + 32 + 144 * before] = 0;
+    live.write(bytes);
+    EXPECT_EQ(0U, eventsIn(follower.look()));
+    live.write(segmentAfter(before + 1));
+    EXPECT_EQ(1U, eventsIn(follower.look()));
+  }
+}
+
+TEST(Follower, ADamagedPlaceCostsOneWholeLookUntilTheNextIsDue) {
+  LiveSegment live("1-2-3", segmentAfter(2));
+  model::Follower follower("/tmp", hours(1));
+  follower.look();
+  Bytes bytes = segmentAfter(3);
+  bytes[32 + 2 * 4096 + 32 + 144 * 2] = 'X';
+  live.write(bytes);
+  EXPECT_EQ(0U, eventsIn(follower.look()));
+  live.write(segmentAfter(4));
+  EXPECT_EQ(0U, eventsIn(follower.look()));
+}
+
+TEST(Follower, WaitsNoLongerThanUntilTheNextLookAtAll) {
+  LiveSegment live("1-2-3", segmentAfter(2));
+  model::Follower follower("/tmp", hours(1));
+  follower.look();
+  EXPECT_LE(follower.pause(), milliseconds(20));
+  model::Follower alone("/opt", milliseconds(7));
+  alone.look();
+  EXPECT_LE(alone.pause(), milliseconds(7));
+}
