@@ -15,6 +15,7 @@
 #include <variant>
 #include <vector>
 
+#include "flowfile/drill.h"
 #include "flowfile/finding.h"
 
 namespace flowfile {
@@ -135,6 +136,8 @@ struct File {
   std::uint64_t seed = 1;
   Broker broker;
   std::vector<ExecutionGroup> groups;
+  // In the order in which they happen; a killed group has no later one.
+  std::vector<Drill> drills;
 };
 
 }  // namespace flowfile

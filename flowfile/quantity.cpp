@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "flowfile/quantity.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -38,6 +40,15 @@ std::optional<std::chrono::nanoseconds> parseDuration(std::string_view text) {
   const std::optional<double> nanoseconds = scaled(text, kTimes);
   if (!nanoseconds || *nanoseconds > kLongest) return std::nullopt;
   return std::chrono::nanoseconds(std::llround(*nanoseconds));
+}
+
+std::string durationText(std::chrono::nanoseconds time) {
+  const auto nanoseconds = static_cast<double>(time.count());
+  const Unit* unit = kTimes.data();
+  for (const Unit& larger : kTimes) {
+    if (nanoseconds >= larger.factor) unit = &larger;
+  }
+  return fmt::format("{:.6g}{}", nanoseconds / unit->factor, unit->name);
 }
 
 std::optional<std::int64_t> parseBytes(std::string_view text) {

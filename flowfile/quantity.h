@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace flowfile {
@@ -13,6 +14,9 @@ namespace flowfile {
 // "250us", "500ms", "1.5s", "2m" or "1h", at most about 31 years. Nothing for any other text, a
 // missing unit and a negative number included.
 std::optional<std::chrono::nanoseconds> parseDuration(std::string_view text);
+
+// The same the other way: "250us", "500ms", "1.5s", in the largest unit that is at most the time.
+std::string durationText(std::chrono::nanoseconds time);
 
 // "200", "200B", "4KiB" or "1MiB", in bytes: a KiB has 1024. Nothing for any other text.
 std::optional<std::int64_t> parseBytes(std::string_view text);

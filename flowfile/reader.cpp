@@ -110,6 +110,7 @@ class FlowReader {
     if (!table.contains("execution-group")) {
       root.note("the file has no [[execution-group]]; expected at least one");
     }
+    result_.file.drills = readDrills(root, result_.file.groups);
     root.finish();
   }
 

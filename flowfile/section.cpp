@@ -49,9 +49,15 @@ bool sameText(std::string_view a, std::string_view b, bool anyCase) {
   return anyCase && a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
-std::optional<double> seconds(const toml::node& node) {
+constexpr char kDuration[] = "a duration such as \"5ms\" (units us, ms, s, m, h)";
+
+std::optional<std::chrono::nanoseconds> durationOf(const toml::node& node) {
   const auto text = node.value_exact<std::string>();
-  const auto duration = text ? parseDuration(*text) : std::nullopt;
+  return text ? parseDuration(*text) : std::nullopt;
+}
+
+std::optional<double> seconds(const toml::node& node) {
+  const auto duration = durationOf(node);
   if (!duration) return std::nullopt;
   return std::chrono::duration<double>(*duration).count();
 }
@@ -140,6 +146,14 @@ std::optional<std::int64_t> Section::bytes(std::string_view key, std::int64_t lo
   return std::nullopt;
 }
 
+std::optional<std::chrono::nanoseconds> Section::duration(std::string_view key) {
+  const toml::node* node = find(key);
+  if (node == nullptr) return std::nullopt;
+  const auto value = durationOf(*node);
+  if (!value) mismatch(key, *node, kDuration);
+  return value;
+}
+
 std::optional<std::string> Section::oneOf(std::string_view key,
                                           std::initializer_list<std::string_view> values,
                                           bool anyCase) {
@@ -194,7 +208,7 @@ std::vector<Section> Section::children(std::string_view key, const std::string& 
 }
 
 std::optional<Distribution> Section::durations(std::string_view key) {
-  return distribution(key, "a duration such as \"5ms\" (units us, ms, s, m, h)", seconds);
+  return distribution(key, kDuration, seconds);
 }
 
 std::optional<Distribution> Section::sizes(std::string_view key, double high) {

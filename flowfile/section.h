@@ -6,6 +6,7 @@
 
 #include <toml++/toml.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -47,6 +48,7 @@ class Section {
   std::optional<std::int64_t> integer(std::string_view key, std::int64_t low, std::int64_t high);
   std::optional<double> number(std::string_view key, double low, double high);
   std::optional<std::int64_t> bytes(std::string_view key, std::int64_t low, std::int64_t high);
+  std::optional<std::chrono::nanoseconds> duration(std::string_view key);
   std::optional<std::string> oneOf(std::string_view key,
                                    std::initializer_list<std::string_view> values,
                                    bool anyCase = false);

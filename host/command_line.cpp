@@ -60,7 +60,8 @@ void declareRun(CLI::App& run, Arguments& arguments) {
   run.footer(kFooter);
   run.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
   run.add_option("--library", options.library, "The plug-in (zebpnode64.lil beside this program)");
-  run.add_option("--agent", options.agent, "The agent that verifies (zebmon beside this program)");
+  run.add_option("--agent", options.agent,
+                 "The agent that reads shared memory (zebmon beside this program)");
   addDuration(run, options);
   addNumber(run, "--messages", 1, kMost, "Messages that each flow takes, at most",
             [&options](std::uint64_t number) { options.messages = number; });
@@ -75,6 +76,8 @@ void declareRun(CLI::App& run, Arguments& arguments) {
   run.add_option("--summary-json", options.summaryJson,
                  "Write the summary there; - is standard output, and what people read then goes to "
                  "standard error");
+  run.add_option("--last-snapshot", options.lastSnapshot,
+                 "Have the agent write a snapshot there before shared memory goes away");
   run.add_flag("--as-installed", options.asInstalled,
                "Use the machine's configuration and registry in place of a private view");
 }

@@ -17,8 +17,10 @@
 #include <vector>
 
 #include "flowfile/load.h"
+#include "flowfile/quantity.h"
 #include "flowfile/reader.h"
 #include "host/command_line.h"
+#include "host/report/numbers.h"
 #include "host/report/progress.h"
 #include "host/report/room.h"
 #include "host/report/summary.h"
@@ -63,10 +65,6 @@ std::optional<int> load(const fs::path& path, std::optional<std::chrono::nanosec
   if (!result.findings.empty()) return kExitWrongFile;
   file = std::move(result.file);
   return std::nullopt;
-}
-
-std::string counted(std::size_t count, const char* what) {
-  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
 void sayRoom(const flowfile::File& file) {
@@ -122,11 +120,50 @@ void report(const flowfile::File& file, const Tally& tally, const RunOptions& op
   std::FILE* const people = options.summaryJson == "-" ? stderr : stdout;
   std::string text;
   if (!options.quiet) {
-    text = summaryText(file, tally, supervisor.elapsed());
+    text = summaryText(file, tally, supervisor.elapsed()) + drillsText(file, supervisor.drills());
     if (verification) text += "\n" + verificationText(*verification);
   }
   if (verification) text += verdict(*verification, tally) + "\n";
   std::fputs(text.c_str(), people);
+}
+
+// Nothing without --verify; else what came of it, or why it was not done.
+std::optional<Verification> verified(const flowfile::File& file, const Tally& tally,
+                                     const RunOptions& options, const Agent& agent,
+                                     const Supervisor& supervisor, bool ran) {
+  if (!options.verify || supervisor.stoppedBy() != 0) return std::nullopt;
+  if (ran) return verify(file, tally, agent, supervisor.disturbed());
+  Verification none;
+  none.notDone = "messages were still in the flows";
+  return none;
+}
+
+// False when the agent can't write the snapshot that was asked for.
+bool keepSnapshot(const RunOptions& options, const Agent& agent, const Supervisor& supervisor) {
+  if (options.lastSnapshot.empty() || supervisor.stoppedBy() != 0) return true;
+  try {
+    agent.ask("snapshot", {"-o", fs::absolute(options.lastSnapshot).string()});
+    return true;
+  } catch (const std::exception& error) {
+    complain(
+        fmt::format("no last snapshot in {}: {}", options.lastSnapshot.string(), error.what()));
+    return false;
+  }
+}
+
+bool isFailed(const DrillResult& drill) {
+  return drill.state == DrillResult::State::failed || drill.state == DrillResult::State::begun;
+}
+
+// Drills that no run of this duration comes to.
+void sayLateDrills(const flowfile::File& file, const RunOptions& options) {
+  const auto late = std::ranges::count_if(file.drills, [&options](const flowfile::Drill& drill) {
+    return options.duration && drill.at >= *options.duration;
+  });
+  if (late == 0) return;
+  complain(fmt::format("{} won't happen: the run ends after {}",
+                       counted(static_cast<std::uint64_t>(late), "drill"),
+                       flowfile::durationText(*options.duration)));
 }
 
 // Everything after the flow file is known to be right.
@@ -141,10 +178,9 @@ int supervise(const flowfile::File& file, const RunOptions& options) {
   if (!options.quiet) progress.finish();
 
   // Shared memory goes away with its last process, so it is read before they leave.
-  std::optional<Verification> verification;
-  if (ran && options.verify) {
-    verification = verify(file, tally, options.agent, options.asInstalled);
-  }
+  const Agent agent(options.agent, file, options.asInstalled);
+  const bool kept = !deployed || keepSnapshot(options, agent, supervisor);
+  const auto verification = verified(file, tally, options, agent, supervisor, ran);
   if (supervisor.stoppedBy() == 0) ran = supervisor.leave() && ran;
   for (const std::string& problem : supervisor.problems()) complain(problem);
   if (supervisor.stoppedBy() != 0) {
@@ -154,10 +190,15 @@ int supervise(const flowfile::File& file, const RunOptions& options) {
   if (!deployed) return kExitUnavailable;
 
   report(file, tally, options, supervisor, verification);
-  const std::string json = summaryJson(file, tally, supervisor.elapsed(), verification);
+  const std::string json =
+      summaryJson(file, tally, supervisor.elapsed(), verification, supervisor.drills());
   const bool written = writeJson(options.summaryJson, json);
   const bool agrees = !verification || verification->agrees();
-  return ran && agrees && written ? kExitOk : kExitDifference;
+  const bool rehearsed = std::ranges::none_of(supervisor.drills(), isFailed);
+  if (!ran || !supervisor.problems().empty() || !agrees || !written || !rehearsed) {
+    return kExitDifference;
+  }
+  return kept ? kExitOk : kExitNoOutput;
 }
 
 int run(Arguments& arguments) {
@@ -172,6 +213,7 @@ int run(Arguments& arguments) {
   if (const auto code = load(arguments.flows, options.duration, file)) return *code;
   apply(arguments, file);
   if (!options.quiet) sayRoom(file);
+  sayLateDrills(file, options);
   if (!options.asInstalled) enterPrivateView(file.broker);
   useUpFirstIds();
   return supervise(file, options);

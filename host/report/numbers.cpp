@@ -12,4 +12,8 @@ std::string grouped(std::uint64_t number) {
   return digits;
 }
 
+std::string counted(std::uint64_t count, const char* what) {
+  return grouped(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 }  // namespace host

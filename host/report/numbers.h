@@ -11,6 +11,9 @@ namespace host {
 // "1,234,567": groups of three digits, in every locale.
 std::string grouped(std::uint64_t number);
 
+// "1 node", "3 nodes": what an "s" makes the plural of.
+std::string counted(std::uint64_t count, const char* what);
+
 }  // namespace host
 
 #endif  // ZEB_HOST_REPORT_NUMBERS_H

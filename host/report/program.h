@@ -10,8 +10,8 @@ namespace host {
 
 // Runs a program, its path first and then its arguments, and returns what it wrote to standard
 // output. Its standard error goes where this program's goes. Throws std::runtime_error with what
-// went wrong unless it exits with 0.
-std::string outputOf(const std::vector<std::string>& command);
+// went wrong unless it exits with 0, or with a code up to `mostCode`.
+std::string outputOf(const std::vector<std::string>& command, int mostCode = 0);
 
 }  // namespace host
 

@@ -8,7 +8,7 @@
 
 #include "flowfile/room.h"
 #include "format/sizes.h"
-#include "host/report/verify.h"
+#include "host/report/activity.h"
 
 namespace host {
 namespace {
@@ -18,23 +18,22 @@ bool collects(const flowfile::Broker& broker, const flowfile::Node& node) {
   return monitor != nullptr && activityOf(broker, *monitor).statistics;
 }
 
-std::uint64_t bytesOf(const flowfile::Node& node) {
-  const auto& monitor = std::get<flowfile::MonitorNode>(node);
-  const std::uint64_t units =
-      flowfile::unitsOf(monitor.label) + flowfile::unitsOf(monitor.subFlowName.value_or(""));
-  return flowfile::nodeBytes(units) + layout::recordSize(ZEB_STIR_RECORD, 0);
-}
-
 void addFlow(StatisticsRoom& room, const flowfile::Broker& broker, const flowfile::Flow& flow) {
   for (const flowfile::Node& node : flow.nodes) {
     if (!collects(broker, node)) continue;
-    room.needed += bytesOf(node);
+    room.needed += bytesOf(std::get<flowfile::MonitorNode>(node));
     ++room.nodes;
     if (room.needed > room.room) ++room.leftOut;
   }
 }
 
 }  // namespace
+
+std::uint64_t bytesOf(const flowfile::MonitorNode& node) {
+  const std::uint64_t units =
+      flowfile::unitsOf(node.label) + flowfile::unitsOf(node.subFlowName.value_or(""));
+  return flowfile::nodeBytes(units) + layout::recordSize(ZEB_STIR_RECORD, 0);
+}
 
 // A group and a flow are stored with their first node.
 StatisticsRoom statisticsRoom(const flowfile::File& file) {

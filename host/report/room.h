@@ -21,6 +21,9 @@ struct StatisticsRoom {
 };
 StatisticsRoom statisticsRoom(const flowfile::File& file);
 
+// What one node takes there, its statistics included.
+std::uint64_t bytesOf(const flowfile::MonitorNode& node);
+
 // What people should know of the sizes before they run the file; a sentence or two each, without
 // the last full stop. Nothing here stops a run.
 std::vector<std::string> roomWarnings(const flowfile::File& file);

@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <utility>
 #include <vector>
 
+#include "flowfile/quantity.h"
 #include "host/report/numbers.h"
 #include "host/report/table.h"
 #include "text/printable.h"
@@ -16,10 +19,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 using text::printable;
-
-std::string sizes(const SizeFigures& figures) {
-  return fmt::format("{} messages, {} bytes", grouped(figures.count), grouped(figures.bytes));
-}
 
 template <typename Visit>
 void eachFlow(const flowfile::File& file, const Tally& tally, const Visit& visit) {
@@ -48,6 +47,17 @@ Json figuresJson(const SizeFigures& figures) {
           {"smallest", figures.smallest}};
 }
 
+// Null for what was not compared: that is no agreement.
+template <typename Compared>
+Json agreement(const Compared& compared) {
+  return compared.agrees() && !compared.compared() ? Json(nullptr) : Json(compared.agrees());
+}
+
+bool isNothingCompared(const Verification& verification) {
+  return !verification.notDone.empty() ||
+         (verification.compared() == 0 && !verification.events.compared());
+}
+
 Json verificationJson(const Verification& verification) {
   Json nodes = Json::array();
   for (const Comparison& node : verification.nodes) {
@@ -56,19 +66,114 @@ Json verificationJson(const Verification& verification) {
                      {"node", printable(node.node)},
                      {"host", figuresJson(node.host)},
                      {"sharedMemory", figuresJson(node.shared)},
-                     {"agrees", node.agrees()},
-                     {"problem", printable(node.problem)}});
+                     {"agrees", agreement(node)},
+                     {"problem", printable(node.problem)},
+                     {"notCompared", printable(node.notCompared)}});
   }
   const EventComparison& events = verification.events;
-  return {{"agrees", verification.agrees()},
+  Json left = Json::array();
+  for (const std::string& text : verification.leftBehind) left.push_back(printable(text));
+  return {{"agrees", verification.agrees() && isNothingCompared(verification)
+                         ? Json(nullptr)
+                         : Json(verification.agrees())},
           {"problem", printable(verification.problem)},
+          {"notDone", printable(verification.notDone)},
+          {"leftBehind", left},
           {"nodes", nodes},
           {"events",
            {{"host", {{"message", events.hostMessages}, {"exception", events.hostExceptions}}},
             {"sharedMemory",
              {{"message", events.sharedMessages}, {"exception", events.sharedExceptions}}},
             {"wrapped", events.wrapped},
-            {"agrees", events.agrees()}}}};
+            {"agrees", agreement(events)},
+            {"notCompared", printable(events.notCompared)}}}};
+}
+
+std::string whatHappened(const DrillResult& drill) {
+  switch (drill.state) {
+    case DrillResult::State::done:
+      return "done";
+    case DrillResult::State::failed:
+      return "NOT DONE: " + drill.problem;
+    case DrillResult::State::begun:
+      return "NOT DONE: it had not come to an end";
+    case DrillResult::State::waiting:
+      break;
+  }
+  return "not done: the flows had ended before";
+}
+
+Json drillsJson(const flowfile::File& file, const std::vector<DrillResult>& drills) {
+  Json list = Json::array();
+  for (std::size_t i = 0; i < drills.size(); ++i) {
+    const flowfile::Drill& drill = file.drills[i];
+    const bool done = drills[i].state == DrillResult::State::done;
+    list.push_back({{"atSeconds", std::chrono::duration<double>(drill.at).count()},
+                    {"executionGroup", printable(file.groups[drill.group].label)},
+                    {"drill", flowfile::nameOf(drill)},
+                    {"done", done},
+                    {"problem", done ? "" : printable(whatHappened(drills[i]))}});
+  }
+  return list;
+}
+
+template <typename Compared>
+std::string agreementText(const Compared& compared) {
+  if (!compared.agrees()) return "NO";
+  return compared.compared() ? "yes" : "not compared";
+}
+
+// Why nodes differ or weren't compared, each reason once.
+std::string reasonsText(const std::vector<Comparison>& nodes) {
+  std::set<std::string> said;
+  std::string text;
+  for (const Comparison& node : nodes) {
+    std::string line;
+    if (!node.agrees()) {
+      line = fmt::format("{}/{}/{}: {}", node.group, node.flow, node.node, node.problem);
+    } else if (!node.compared()) {
+      line = "not compared: " + node.notCompared;
+    }
+    if (!line.empty() && said.insert(line).second) text += printable(line) + "\n";
+  }
+  return text;
+}
+
+std::string nodesText(const std::vector<Comparison>& nodes) {
+  Rows rows{{"", "messages", "", "bytes", "", ""},
+            {"node", "host", "shared", "host", "shared", "agrees"}};
+  std::string flow;
+  for (const Comparison& node : nodes) {
+    const std::string of = node.group + " / " + node.flow;
+    if (std::exchange(flow, of) != of) rows.push_back({of, "", "", "", "", ""});
+    rows.push_back({" " + node.node, grouped(node.host.count), grouped(node.shared.count),
+                    grouped(node.host.bytes), grouped(node.shared.bytes), agreementText(node)});
+  }
+  return table(rows, 1) + reasonsText(nodes);
+}
+
+std::string eventsText(const EventComparison& events) {
+  const std::string why = events.wrapped ? "the oldest were overwritten" : events.notCompared;
+  const auto line = [&](const char* kind, std::uint64_t host, std::uint64_t shared) {
+    return fmt::format("{} events: host {}, shared memory {}: {}\n", kind, grouped(host),
+                       grouped(shared),
+                       !events.compared() ? "not compared, " + printable(why)
+                       : host == shared   ? "yes"
+                                          : "NO");
+  };
+  return line("message", events.hostMessages, events.sharedMessages) +
+         line("exception", events.hostExceptions, events.sharedExceptions);
+}
+
+std::string differenceText(const Verification& verification, const Tally& tally) {
+  const auto wrong = std::ranges::count(verification.nodes, false, &Comparison::agrees);
+  std::string text = fmt::format("The host and shared memory DIFFER in {} of {} nodes{}.", wrong,
+                                 verification.nodes.size(),
+                                 verification.events.agrees() ? "" : " and in their events");
+  if (tally.log().byNumber[3] != 0) {
+    text += " Statistics were reset because a maximum was reached.";
+  }
+  return text;
 }
 
 // `name` is printable.
@@ -86,6 +191,17 @@ std::string remarksOn(const flowfile::Flow& flow, const FlowCount& count, const 
 }
 
 }  // namespace
+
+std::string drillsText(const flowfile::File& file, const std::vector<DrillResult>& drills) {
+  if (drills.empty()) return {};
+  Rows rows{{"at", "group", "drill", "what happened"}};
+  for (std::size_t i = 0; i < drills.size(); ++i) {
+    const flowfile::Drill& drill = file.drills[i];
+    rows.push_back({flowfile::durationText(drill.at), file.groups[drill.group].label,
+                    flowfile::nameOf(drill), whatHappened(drills[i])});
+  }
+  return table(rows, 4);
+}
 
 std::string summaryText(const flowfile::File& file, const Tally& tally,
                         std::chrono::duration<double> elapsed) {
@@ -116,23 +232,13 @@ std::string summaryText(const flowfile::File& file, const Tally& tally,
 }
 
 std::string verificationText(const Verification& verification) {
-  if (!verification.problem.empty()) return {};
-  Rows rows{{"group", "flow", "node", "host", "| shared memory", "| agrees"}};
-  for (const Comparison& node : verification.nodes) {
-    rows.push_back({node.group, node.flow, node.node, sizes(node.host), "| " + sizes(node.shared),
-                    node.agrees() ? "| yes" : "| NO: " + node.problem});
+  std::string text;
+  if (verification.problem.empty() && verification.notDone.empty()) {
+    text = nodesText(verification.nodes) + eventsText(verification.events);
   }
-  std::string text = table(rows, 6);
-  const EventComparison& events = verification.events;
-  const auto line = [&](const char* kind, std::uint64_t host, std::uint64_t shared) {
-    text += fmt::format("{} events: host {} | shared memory {} | {}\n", kind, grouped(host),
-                        grouped(shared),
-                        events.wrapped   ? "not compared, the oldest were overwritten"
-                        : host == shared ? "yes"
-                                         : "NO");
-  };
-  line("message", events.hostMessages, events.sharedMessages);
-  line("exception", events.hostExceptions, events.sharedExceptions);
+  for (const std::string& left : verification.leftBehind) {
+    text += "left behind: " + printable(left) + "\n";
+  }
   return text;
 }
 
@@ -140,26 +246,32 @@ std::string verdict(const Verification& verification, const Tally& tally) {
   if (!verification.problem.empty()) {
     return printable(fmt::format("Shared memory could not be read: {}.", verification.problem));
   }
-  const auto wrong = std::count_if(verification.nodes.begin(), verification.nodes.end(),
-                                   [](const Comparison& node) { return !node.agrees(); });
-  if (verification.agrees()) {
-    std::uint64_t messages = 0;
-    for (const Comparison& node : verification.nodes) messages += node.host.count;
-    return fmt::format("The host and shared memory agree: {} nodes, {} measurements.",
-                       verification.nodes.size(), grouped(messages));
+  if (!verification.notDone.empty()) {
+    return printable(fmt::format("Shared memory was NOT COMPARED: {}.", verification.notDone));
   }
-  std::string text = fmt::format("The host and shared memory DIFFER in {} of {} nodes{}.", wrong,
-                                 verification.nodes.size(),
-                                 verification.events.agrees() ? "" : " and in their events");
-  if (tally.log().byNumber[3] != 0) {
-    text += " Statistics were reset because a maximum was reached.";
+  if (!verification.agrees()) return differenceText(verification, tally);
+  const std::size_t compared = verification.compared();
+  if (compared == 0 && !verification.nodes.empty()) {
+    return fmt::format("The host and shared memory were NOT COMPARED in {}.",
+                       counted(verification.nodes.size(), "node"));
+  }
+  std::uint64_t messages = 0;
+  for (const Comparison& node : verification.nodes) {
+    if (node.compared()) messages += node.host.count;
+  }
+  std::string text = fmt::format("The host and shared memory agree: {} nodes, {} measurements.",
+                                 compared, grouped(messages));
+  if (compared < verification.nodes.size()) {
+    text +=
+        fmt::format(" Not compared: {}.", counted(verification.nodes.size() - compared, "node"));
   }
   return text;
 }
 
 std::string summaryJson(const flowfile::File& file, const Tally& tally,
                         std::chrono::duration<double> elapsed,
-                        const std::optional<Verification>& verification) {
+                        const std::optional<Verification>& verification,
+                        const std::vector<DrillResult>& drills) {
   Json flows = Json::array();
   eachFlow(file, tally, [&](auto g, auto f, auto& group, auto& flow, auto& count) {
     Json nodes = Json::array();
@@ -187,6 +299,7 @@ std::string summaryJson(const flowfile::File& file, const Tally& tally,
         {"2", log[2].load()},
         {"3", log[3].load()}}},
       {"messageFlows", flows},
+      {"drills", drillsJson(file, drills)},
       {"verification", verification ? verificationJson(*verification) : Json(nullptr)}};
   return document.dump(2) + "\n";
 }

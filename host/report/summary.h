@@ -7,9 +7,11 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "flowfile/file.h"
 #include "host/report/verify.h"
+#include "host/run/drill_plan.h"
 #include "host/run/tally.h"
 
 namespace host {
@@ -19,8 +21,11 @@ namespace host {
 std::string summaryText(const flowfile::File& file, const Tally& tally,
                         std::chrono::duration<double> elapsed);
 
-// "host | shared memory | agrees", node by node, then the events. Empty when shared memory couldn't
-// be read: the verdict tells why.
+// Each drill and what became of it; empty without drills. The results are in the file's order.
+std::string drillsText(const flowfile::File& file, const std::vector<DrillResult>& drills);
+
+// "host | shared memory | agrees", node by node, then the events, and what dead processes left
+// behind. Without the former when shared memory couldn't be read: the verdict tells why.
 std::string verificationText(const Verification& verification);
 
 // The sentence that a verified run ends with.
@@ -30,7 +35,8 @@ std::string verdict(const Verification& verification, const Tally& tally);
 // is null when none was asked for.
 std::string summaryJson(const flowfile::File& file, const Tally& tally,
                         std::chrono::duration<double> elapsed,
-                        const std::optional<Verification>& verification);
+                        const std::optional<Verification>& verification,
+                        const std::vector<DrillResult>& drills = {});
 
 }  // namespace host
 

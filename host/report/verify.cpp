@@ -2,42 +2,18 @@
 #include "host/report/verify.h"
 
 #include <fmt/format.h>
-#include <strings.h>
-
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "host/report/program.h"
+#include "format/layout.h"
+#include "host/report/room.h"
 #include "text/printable.h"
 
 namespace host {
 namespace {
 
 using Json = nlohmann::json;
-
-enum Mode { kNone, kAll, kNothing, kEvents, kEnds, kEndsAndEvents };
-
-bool sameText(const char* a, const std::string& b) {
-  return strcasecmp(a, b.c_str()) == 0;
-}
-
-Mode modeOf(const std::optional<std::string>& text, const char* const (&names)[6], Mode otherwise) {
-  for (int mode = kNone; text && mode <= kEndsAndEvents; ++mode) {
-    if (sameText(names[mode], *text)) return static_cast<Mode>(mode);
-  }
-  return otherwise;
-}
-
-Mode modeOf(const flowfile::Broker& broker, const flowfile::MonitorNode& node) {
-  constexpr const char* kOverrides[6] = {
-      "NoOverride", "Yes", "No", "EventOnly", "InputOutputOnly", "InputOutputAndEventOnly"};
-  constexpr const char* kAttributes[6] = {
-      "", "yes", "no", "eventOnly", "inputOutputOnly", "inputOutputAndEventOnly"};
-  const Mode all = modeOf(broker.activate, kOverrides, kNone);
-  const Mode override = modeOf(broker.activateForBroker, kOverrides, all);
-  return override != kNone ? override : modeOf(node.activateNode, kAttributes, kAll);
-}
 
 // The member of that label in a list, or null. A live one goes before one that is marked deleted.
 // The agent gives labels in their printable form, and so they are compared.
@@ -52,18 +28,42 @@ const Json* labelled(const Json& parent, const char* list, const std::string& la
   return found;
 }
 
+const Json* findBroker(const Json& document, const flowfile::Broker& broker) {
+  const Json* found = labelled(document, "brokers", broker.label);
+  if (!broker.uuid || !document.contains("brokers")) return found;
+  for (const Json& candidate : document.at("brokers")) {
+    if (candidate.value("uuid", std::string()) == *broker.uuid) found = &candidate;
+  }
+  return found;
+}
+
 const Json* findNode(const Json& document, const flowfile::Broker& broker,
                      const Comparison& place) {
-  const Json* at = labelled(document, "brokers", broker.label);
-  if (broker.uuid && document.contains("brokers")) {
-    for (const Json& candidate : document.at("brokers")) {
-      if (candidate.value("uuid", std::string()) == *broker.uuid) at = &candidate;
-    }
-  }
+  const Json* at = findBroker(document, broker);
   if (at != nullptr) at = labelled(*at, "executionGroups", place.group);
   if (at != nullptr) at = labelled(*at, "messageFlows", place.flow);
   if (at != nullptr) at = labelled(*at, "nodes", place.node);
   return at;
+}
+
+// Behind the news that a node, or its statistics, are missing: that there is no room for one more.
+std::string whyMissing(const Json& brokers, const flowfile::File& file,
+                       const flowfile::MonitorNode& node) {
+  const Json* const broker = findBroker(brokers, file.broker);
+  if (broker == nullptr) return {};
+  const Json segment = broker->value("segment", Json());
+  if (!segment.is_object()) return {};
+  for (const Json& area : segment.value("areas", Json::array())) {
+    if (area.value("name", "") != "statistics") continue;
+    const auto size = area.value("sizeBytes", std::uint64_t{0});
+    const auto used = area.value("usedBytes", std::uint64_t{0});
+    if (used > size || size - used >= bytesOf(node)) return {};
+    return fmt::format(
+        ": the statistics area is full, with {} of {} bytes used and {} needed for the node; set "
+        "memory-size to {} or more",
+        used, size, bytesOf(node), statisticsRoom(file).needed + layout::block::bytes);
+  }
+  return {};
 }
 
 SizeFigures figures(const NodeCount& count) {
@@ -98,12 +98,8 @@ std::string timeProblem(const Json& statistics, const std::string& name) {
                      least, most);
 }
 
-std::string problemOf(const Json* node, const flowfile::MonitorNode& monitor,
-                      const Comparison& place) {
-  if (node == nullptr) return "not in shared memory";
-  const Json statistics = node->value("statistics", Json());
-  if (!statistics.is_object()) return "no statistics in shared memory";
-  if (unreadable(statistics)) return "a number in shared memory that can't be read";
+std::string differenceOf(const Json& statistics, const flowfile::MonitorNode& monitor,
+                         const Comparison& place) {
   if (place.host != place.shared) {
     return fmt::format(
         "host: {} messages, {} bytes, sizes {} to {}; shared memory: {}, {}, {} to "
@@ -118,13 +114,48 @@ std::string problemOf(const Json* node, const flowfile::MonitorNode& monitor,
   return elapsed.empty() ? timeProblem(statistics, "queued") : elapsed;
 }
 
-// Fills in what shared memory says of a node, and what is wrong with it.
-Comparison compared(Comparison place, const flowfile::MonitorNode& monitor, const Json* node) {
-  const Json statistics = node != nullptr ? node->value("statistics", Json()) : Json();
-  if (statistics.is_object() && !unreadable(statistics)) {
-    place.shared = figures(statistics);
+// Of a process that died: a message that one of its threads had may be missing, and no more.
+std::string differenceOfDead(const Comparison& place, unsigned threads) {
+  const SizeFigures& host = place.host;
+  const SizeFigures& shared = place.shared;
+  if (shared.count <= host.count && host.count - shared.count <= threads &&
+      shared.bytes <= host.bytes) {
+    return {};
   }
-  place.problem = problemOf(node, monitor, place);
+  return fmt::format(
+      "host: {} messages, {} bytes; shared memory: {}, {}; at most {} may be missing", host.count,
+      host.bytes, shared.count, shared.bytes, threads);
+}
+
+// What a run left of a node's figures to be compared.
+struct Circumstances {
+  const flowfile::Flow& flow;
+  const Disturbed& disturbed;
+  std::string died;     // why the process's figures are not whole
+  std::string missing;  // what to say behind the news that something is missing
+};
+
+// Fills in what shared memory says of a node, and what is wrong with it.
+Comparison compared(Comparison place, const flowfile::MonitorNode& monitor, const Json* node,
+                    const Circumstances& run) {
+  const Json statistics = node != nullptr ? node->value("statistics", Json()) : Json();
+  if (node == nullptr) {
+    place.problem = "not in shared memory" + run.missing;
+  } else if (!statistics.is_object()) {
+    place.problem = "no statistics in shared memory" + run.missing;
+  } else if (unreadable(statistics)) {
+    place.problem = "a number in shared memory that can't be read";
+  } else {
+    place.shared = figures(statistics);
+    if (!run.disturbed.statistics.empty()) {
+      place.notCompared = run.disturbed.statistics;
+    } else if (!run.died.empty()) {
+      place.problem = differenceOfDead(place, run.flow.threads);
+      if (place.agrees()) place.notCompared = run.died;
+    } else {
+      place.problem = differenceOf(statistics, monitor, place);
+    }
+  }
   return place;
 }
 
@@ -157,75 +188,90 @@ bool anyWrapped(const Json& document) {
 
 }  // namespace
 
-Activity activityOf(const flowfile::Broker& broker, const flowfile::MonitorNode& node) {
-  const bool message = !node.eventMessage.value_or("").empty();
-  const bool end = node.type == "input" || node.type == "output";
-  switch (modeOf(broker, node)) {
-    case kNothing:
-      return {false, false};
-    case kEvents:
-      return {false, message};
-    case kEnds:
-      return {end, end};
-    case kEndsAndEvents:
-      return {end || message, end || message};
-    case kNone:
-    case kAll:
-      break;
-  }
-  return {true, true};
+std::size_t Verification::compared() const {
+  return static_cast<std::size_t>(std::ranges::count_if(nodes, &Comparison::compared));
 }
 
 bool Verification::agrees() const {
-  return problem.empty() && events.agrees() &&
-         std::all_of(nodes.begin(), nodes.end(),
-                     [](const Comparison& node) { return node.agrees(); });
+  return problem.empty() && events.agrees() && std::ranges::all_of(nodes, &Comparison::agrees);
 }
 
+namespace {
+
+// Compares the nodes of one flow, and adds what the host knows of their events.
+void compareFlow(Verification& result, const flowfile::File& file, const Tally& tally,
+                 std::size_t group, std::size_t flow, const Json& statistics, const Json& brokers,
+                 const Disturbed& disturbed) {
+  const flowfile::Flow& place = file.groups[group].flows[flow];
+  const std::string died =
+      group < disturbed.groups.size() ? disturbed.groups[group] : std::string();
+  for (std::size_t n = 0; n < place.nodes.size(); ++n) {
+    const auto* monitor = std::get_if<flowfile::MonitorNode>(&place.nodes[n]);
+    if (monitor == nullptr) continue;
+    const NodeCount& count = tally.node(group, flow, n);
+    const Activity activity = activityOf(file.broker, *monitor);
+    if (activity.events) addEvents(result.events, *monitor, count);
+    if (!activity.statistics) continue;
+    Comparison made{file.groups[group].label, place.label, monitor->label, figures(count), {}, ""};
+    const Json* node = findNode(statistics, file.broker, made);
+    result.nodes.push_back(compared(std::move(made), *monitor, node,
+                                    {place, disturbed, died, whyMissing(brokers, file, *monitor)}));
+  }
+}
+
+bool leftByTheDead(const std::string& id) {
+  return id == "lock.stuck" || id == "lock.unknown-holder" || id == "process.dead" ||
+         id.starts_with("leftover.");
+}
+
+std::vector<std::string> leftBehind(const Agent& agent) {
+  constexpr int kCritical = 2;  // what the doctor ends with at most when it could look
+  std::vector<std::string> left;
+  const Json document = Json::parse(agent.ask("doctor", {"--format", "json"}, kCritical));
+  for (const Json& finding : document.at("findings")) {
+    if (!leftByTheDead(finding.at("id"))) continue;
+    const Json command = finding.value("command", Json());
+    left.push_back(fmt::format("{}: {}{}", finding.at("object").get<std::string>(),
+                               finding.at("evidence").get<std::string>(),
+                               command.is_string() ? "; " + command.get<std::string>() : ""));
+  }
+  return left;
+}
+
+}  // namespace
+
 Verification compare(const flowfile::File& file, const Tally& tally, const Json& statistics,
-                     const Json& brokers, const std::string& eventLines) {
+                     const Json& brokers, const std::string& eventLines,
+                     const Disturbed& disturbed) {
   Verification result;
   for (std::size_t g = 0; g < file.groups.size(); ++g) {
     for (std::size_t f = 0; f < file.groups[g].flows.size(); ++f) {
-      const flowfile::Flow& flow = file.groups[g].flows[f];
-      for (std::size_t n = 0; n < flow.nodes.size(); ++n) {
-        const auto* monitor = std::get_if<flowfile::MonitorNode>(&flow.nodes[n]);
-        if (monitor == nullptr) continue;
-        const NodeCount& count = tally.node(g, f, n);
-        const Activity activity = activityOf(file.broker, *monitor);
-        if (activity.events) addEvents(result.events, *monitor, count);
-        if (!activity.statistics) continue;
-        Comparison place{file.groups[g].label, flow.label, monitor->label, figures(count), {}, ""};
-        const Json* node = findNode(statistics, file.broker, place);
-        result.nodes.push_back(compared(std::move(place), *monitor, node));
-      }
+      compareFlow(result, file, tally, g, f, statistics, brokers, disturbed);
     }
   }
   countEvents(result.events, eventLines);
   result.events.wrapped = anyWrapped(brokers);
+  result.events.notCompared = disturbed.events;
   return result;
 }
 
-Verification verify(const flowfile::File& file, const Tally& tally,
-                    const std::filesystem::path& agent, bool asInstalled) {
-  const auto ask = [&](const char* command, const char* format) {
-    std::vector<std::string> line{agent.string(), command,
-                                  "--format",     format,
-                                  "--broker",     file.broker.uuid.value_or(file.broker.label)};
-    if (file.broker.tempDirectory && !asInstalled) {
-      line.insert(line.end(), {"--temp-directory", file.broker.tempDirectory->string()});
-    }
-    return outputOf(line);
-  };
+Verification verify(const flowfile::File& file, const Tally& tally, const Agent& agent,
+                    const Disturbed& disturbed) {
   Verification failed;
+  failed.notDone = disturbed.memory;
+  if (!failed.notDone.empty()) return failed;
   try {
-    const Json statistics = Json::parse(ask("stats", "json"));
-    const Json brokers = Json::parse(ask("brokers", "json"));
-    return compare(file, tally, statistics, brokers, ask("events", "jsonl"));
+    const Json statistics = Json::parse(agent.ask("stats", {"--format", "json"}));
+    const Json brokers = Json::parse(agent.ask("brokers", {"--format", "json"}));
+    Verification result = compare(file, tally, statistics, brokers,
+                                  agent.ask("events", {"--format", "jsonl"}), disturbed);
+    const auto whole = [](const std::string& died) { return died.empty(); };
+    if (!std::ranges::all_of(disturbed.groups, whole)) result.leftBehind = leftBehind(agent);
+    return result;
   } catch (const Json::exception&) {
     failed.problem = fmt::format(
         "{} answered in a form that this host doesn't know; expected zebmon of the same version",
-        agent.string());
+        agent.program().string());
   } catch (const std::exception& error) {
     failed.problem = error.what();
   }

@@ -4,25 +4,17 @@
 #define ZEB_HOST_REPORT_VERIFY_H
 
 #include <cstdint>
-#include <filesystem>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
 #include "flowfile/file.h"
+#include "host/report/activity.h"
+#include "host/report/agent.h"
+#include "host/run/disturbed.h"
 #include "host/run/tally.h"
 
 namespace host {
-
-// What a monitoring node collects, by its attributes and the broker's overrides: the override for
-// this broker, else the one for all, else the node's own attribute. Worked out from the flow file,
-// not with the library's code.
-struct Activity {
-  bool statistics;
-  // Exceptions; message events as well if the node has an event message.
-  bool events;
-};
-Activity activityOf(const flowfile::Broker& broker, const flowfile::MonitorNode& node);
 
 // Messages, bytes and sizes of one node; all 0 without messages. Bytes are those of whole bit
 // streams, descriptors included.
@@ -45,7 +37,10 @@ struct Comparison {
   SizeFigures shared;
   // Why they don't agree, as a clause; empty when they do.
   std::string problem;
+  // Why they weren't compared, as a clause; empty when they were.
+  std::string notCompared = {};
 
+  bool compared() const { return notCompared.empty(); }
   bool agrees() const { return problem.empty(); }
 };
 
@@ -57,35 +52,48 @@ struct EventComparison {
   std::uint64_t sharedExceptions = 0;
   // The areas were too small to keep all events: nothing to compare.
   bool wrapped = false;
+  // Why they weren't compared, as a clause; empty when they were.
+  std::string notCompared = {};
 
+  bool compared() const { return !wrapped && notCompared.empty(); }
   bool agrees() const {
-    return wrapped || (hostMessages == sharedMessages && hostExceptions == sharedExceptions);
+    return !compared() || (hostMessages == sharedMessages && hostExceptions == sharedExceptions);
   }
 };
 
-// The result. `nodes` and `events` count for nothing when there is a problem.
+// The result. All but `leftBehind` counts for nothing when there is a problem, or when nothing was
+// compared at all.
 struct Verification {
   // The monitoring nodes that collect statistics, in the order of the flow file.
   std::vector<Comparison> nodes;
   EventComparison events;
   // Why shared memory couldn't be read; empty when it could.
   std::string problem;
+  // Why it wasn't even tried, as a clause; empty when it was.
+  std::string notDone = {};
+  // What processes that died left behind, a sentence each, without the last full stop.
+  std::vector<std::string> leftBehind = {};
 
+  // How many nodes were compared.
+  std::size_t compared() const;
+  // Nothing that was compared differs.
   bool agrees() const;
 };
 
 // Compares with the agent's documents: one of statistics, one of brokers, and one line an event. Of
 // two nodes with one label, a live one goes before a deleted one. Times are only checked for being
-// possible. Throws nlohmann::json::exception for documents of another form.
+// possible. What was disturbed isn't compared, or only as far as it can be: of a process that died,
+// each thread may have had a message that is not in shared memory. Throws nlohmann::json::exception
+// for documents of another form.
 Verification compare(const flowfile::File& file, const Tally& tally,
                      const nlohmann::json& statistics, const nlohmann::json& brokers,
-                     const std::string& eventLines);
+                     const std::string& eventLines, const Disturbed& disturbed = {});
 
-// Runs the agent three times and compares. The nodes must still be deployed, and no message may
-// flow. `asInstalled` leaves it to the agent to find the directory of the key files. What goes
-// wrong is the result's problem; nothing is thrown.
-Verification verify(const flowfile::File& file, const Tally& tally,
-                    const std::filesystem::path& agent, bool asInstalled);
+// Runs the agent and compares. The nodes must still be deployed, and no message may flow. Where a
+// process died, the agent is asked what it left behind, too. What goes wrong is the result's
+// problem; nothing is thrown.
+Verification verify(const flowfile::File& file, const Tally& tally, const Agent& agent,
+                    const Disturbed& disturbed = {});
 
 }  // namespace host
 

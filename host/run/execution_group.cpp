@@ -9,8 +9,10 @@
 #include <atomic>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
+#include "host/run/drill.h"
 #include "host/run/output.h"
 #include "host/run/plugin.h"
 #include "host/run/running_flow.h"
@@ -23,8 +25,11 @@ class GroupProcess {
  public:
   GroupProcess(const flowfile::File& file, std::size_t group, const RunOptions& options,
                Tally& tally, int socket)
-      : group_(file.groups[group]), socket_(socket), running_(group_.flows.size()) {
-    const Plugin plugin(options.library);
+      : file_(file),
+        group_(file.groups[group]),
+        plugin_(options.library),
+        socket_(socket),
+        running_(group_.flows.size()) {
     const HostNames brokerAndGroup{toText16(file.broker.label), toText16(group_.label), {}};
     const FlowSettings settings{file.seed, options.messages, inputFiles(file)};
     for (std::size_t i = 0; i < group_.flows.size(); ++i) {
@@ -35,7 +40,8 @@ class GroupProcess {
       for (std::size_t n = 0; n < flow.nodes.size(); ++n) {
         counts.nodes.push_back(&tally.node(group, i, n));
       }
-      flows_.push_back(std::make_unique<RunningFlow>(flow, names, plugin, counts, settings, stop_));
+      flows_.push_back(
+          std::make_unique<RunningFlow>(flow, names, plugin_, counts, settings, stop_));
       for (const std::string& text : flows_.back()->differences()) warn(flow, text);
     }
     ended_ = eventfd(0, EFD_CLOEXEC);
@@ -67,26 +73,43 @@ class GroupProcess {
  private:
   // Takes one command; true when it was the last.
   bool obey(bool& drained) {
-    char command = static_cast<char>(Command::leave);
-    if (read(socket_, &command, 1) <= 0) command = static_cast<char>(Command::leave);
-    if (command == static_cast<char>(Command::start)) {
+    char packet[kLongestPacket] = {static_cast<char>(Command::leave)};
+    const ssize_t got = read(socket_, packet, sizeof packet - 1);
+    const auto command = static_cast<Command>(got > 0 ? packet[0] : char(Command::leave));
+    if (command == Command::start) {
       started_ = true;
       for (const auto& flow : flows_) flow->start([this] { flowEnded(); });
       return false;
     }
+    if (command == Command::drill) {
+      const std::size_t place = std::stoul(packet + 1);
+      report(Report::drill, std::to_string(place) + drill(file_.drills.at(place)));
+      return false;
+    }
     stop_.raise();
     if (!started_) drained = true;
-    return command == static_cast<char>(Command::leave);
+    return command == Command::leave;
+  }
+
+  // Why it failed; empty when it was done.
+  std::string drill(const flowfile::Drill& drill) {
+    if (drill.kind != flowfile::Drill::Kind::redeploy) return perform(drill, file_.broker);
+    try {
+      for (const auto& flow : flows_) flow->redeploy();
+    } catch (const std::exception& error) {
+      return error.what();
+    }
+    return {};
   }
 
   void flowEnded() {
     if (--running_ == 0) eventfd_write(ended_, 1);
   }
 
-  void report(Report what) const {
-    const char byte = static_cast<char>(what);
+  void report(Report what, const std::string& text = {}) const {
+    const std::string packet = (static_cast<char>(what) + text).substr(0, kLongestPacket);
     // A supervisor that is gone shows as the socket's end on the next read.
-    [[maybe_unused]] const ssize_t written = write(socket_, &byte, 1);
+    [[maybe_unused]] const ssize_t written = write(socket_, packet.data(), packet.size());
   }
 
   void warn(const flowfile::Flow& flow, const std::string& text) const {
@@ -103,7 +126,9 @@ class GroupProcess {
     return code;
   }
 
+  const flowfile::File& file_;
   const flowfile::ExecutionGroup& group_;
+  const Plugin plugin_;
   int socket_;
   int ended_ = -1;
   bool started_ = false;

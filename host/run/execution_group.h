@@ -11,18 +11,23 @@
 
 namespace host {
 
-// One byte each way on the socket between the supervisor and a group's process. Commands come in
-// this order, each at most once. A group whose sources end reports "drained" without having been
-// told to.
+// One packet each way on the socket between the supervisor and a group's process; its first byte
+// says what it is. Commands come in this order, all but "drill" at most once. A group whose sources
+// end reports "drained" without having been told to.
 enum class Command : char {
   start = 's',  // let messages flow
+  drill = 'x',  // perform the drill whose place in the file is in the rest, a decimal number
   drain = 'd',  // take no more from the sources, finish what waits
   leave = 'l',  // delete the contexts and end
 };
 enum class Report : char {
   deployed = 'D',  // all contexts exist and have their attributes
+  drill = 'X',     // a drill is over: its place, and behind that why it failed, if it did
   drained = 'F',   // every message has been handled
 };
+
+// Packets are cut there.
+inline constexpr std::size_t kLongestPacket = 512;
 
 // The whole life of the group's process, from loading the plug-in to deleting the contexts; returns
 // its exit code: kExitOk; kExitDifference when a source or an output failed; kExitUnavailable when

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <queue>
 
+#include "host/run/clock.h"
 #include "host/run/message.h"
 
 namespace host {
@@ -24,21 +25,28 @@ class MessageQueue {
   void push(std::unique_ptr<HostMessage> message) {
     std::unique_lock lock(mutex_);
     hasRoom_.wait(lock, [this] { return waiting_.size() < capacity_; });
-    message->stampPutTime(std::chrono::system_clock::now());
+    message->stampPutTime(wallClock());
     waiting_.push(std::move(message));
     hasMessage_.notify_one();
   }
 
-  // The next message, waiting for one; null when the queue is closed and empty, now and at each
-  // further call.
+  // The next message, waiting for one; null while the queue is paused, and when it is closed and
+  // empty, now and at each further call.
   std::unique_ptr<HostMessage> pop() {
     std::unique_lock lock(mutex_);
-    hasMessage_.wait(lock, [this] { return !waiting_.empty() || closed_; });
-    if (waiting_.empty()) return nullptr;
+    hasMessage_.wait(lock, [this] { return !waiting_.empty() || closed_ || paused_; });
+    if (waiting_.empty() || paused_) return nullptr;
     std::unique_ptr<HostMessage> message = std::move(waiting_.front());
     waiting_.pop();
     hasRoom_.notify_one();
     return message;
+  }
+
+  // While it is paused, no message leaves it; those that wait in pop come back without one.
+  void pause(bool paused) {
+    const std::lock_guard lock(mutex_);
+    paused_ = paused;
+    hasMessage_.notify_all();
   }
 
   // No message comes any more. Those that are in are still handed out. Wakes all that wait in pop.
@@ -55,6 +63,7 @@ class MessageQueue {
   std::condition_variable hasMessage_;
   std::queue<std::unique_ptr<HostMessage>> waiting_;
   bool closed_ = false;
+  bool paused_ = false;
 };
 
 }  // namespace host

@@ -30,6 +30,8 @@ struct RunOptions {
   // Where the summary goes as JSON. Empty: nowhere; "-": standard output, and what people read then
   // goes to standard error.
   std::filesystem::path summaryJson;
+  // Where the agent writes a snapshot before the first process leaves. Empty: nowhere.
+  std::filesystem::path lastSnapshot;
   // Where the nodes' log goes; a file is emptied first. Empty: standard error; "-": standard
   // output.
   std::filesystem::path log;

@@ -25,6 +25,8 @@ bool fails(const flowfile::Failure& failure, std::uint64_t number, Random& rando
 RunningFlow::RunningFlow(const flowfile::Flow& flow, const HostNames& names, const Plugin& plugin,
                          FlowTally tally, const FlowSettings& settings, const StopSignal& stop)
     : flow_(flow),
+      names_(names),
+      plugin_(plugin),
       tally_(std::move(tally)),
       settings_(settings),
       stop_(stop),
@@ -34,7 +36,7 @@ RunningFlow::RunningFlow(const flowfile::Flow& flow, const HostNames& names, con
       source_(openSource(settingsOf(flow.input), seed_, stop)),
       queue_(flow.input.queue) {
   if (flow.output) output_.emplace(flow.output->path, settings.inputs);
-  deploy(names, plugin);
+  deploy();
 }
 
 RunningFlow::~RunningFlow() {
@@ -51,7 +53,7 @@ void RunningFlow::cantWrite() {
   problem_ = fmt::format("can't write {}", flow_.output->path.string());
 }
 
-void RunningFlow::deploy(const HostNames& names, const Plugin& plugin) {
+void RunningFlow::deploy() {
   for (std::size_t i = 0; i < flow_.nodes.size(); ++i) {
     if (const auto* work = std::get_if<flowfile::WorkNode>(&flow_.nodes[i])) {
       nodes_.push_back(nullptr);
@@ -60,7 +62,7 @@ void RunningFlow::deploy(const HostNames& names, const Plugin& plugin) {
     }
     const auto& monitor = std::get<flowfile::MonitorNode>(flow_.nodes[i]);
     nodes_.push_back(std::make_unique<DeployedNode>(
-        plugin, monitor, names, [this, i](HostMessage& message) { runFrom(i + 1, message); }));
+        plugin_, monitor, names_, [this, i](HostMessage& message) { runFrom(i + 1, message); }));
     steps_.push_back(monitorStep(i));
     if (const auto difference = nodes_.back()->difference(monitor); !difference.empty()) {
       differences_.push_back(fmt::format("{}: {}", monitor.label, difference));
@@ -123,9 +125,8 @@ void RunningFlow::writeOutput(const HostMessage& message) {
 }
 
 void RunningFlow::start(std::function<void()> ended) {
+  startWorkers();
   feeder_ = std::thread([this, ended = std::move(ended)] {
-    std::vector<std::thread> workers;
-    for (unsigned i = 0; i < flow_.threads; ++i) workers.emplace_back([this] { work(); });
     try {
       feed();
     } catch (const std::exception& error) {
@@ -133,9 +134,37 @@ void RunningFlow::start(std::function<void()> ended) {
       problem_ = error.what();
     }
     queue_.close();
-    for (std::thread& worker : workers) worker.join();
+    {
+      const std::lock_guard lock(deployment_);
+      joinWorkers();
+      ended_ = true;
+    }
     ended();
   });
+}
+
+void RunningFlow::startWorkers() {
+  for (unsigned i = 0; i < flow_.threads; ++i) workers_.emplace_back([this] { work(); });
+}
+
+void RunningFlow::joinWorkers() {
+  for (std::thread& worker : workers_) worker.join();
+  workers_.clear();
+}
+
+void RunningFlow::redeploy() {
+  const std::lock_guard lock(deployment_);
+  if (ended_) return;
+  queue_.pause(true);
+  joinWorkers();
+  const auto goOn = [this](void*) {
+    queue_.pause(false);
+    startWorkers();
+  };
+  const std::unique_ptr<void, decltype(goOn)> atTheEnd(this, goOn);
+  nodes_.clear();
+  steps_.clear();
+  deploy();
 }
 
 void RunningFlow::feed() {

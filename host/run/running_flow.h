@@ -60,6 +60,11 @@ class RunningFlow {
   // source ended, its limit was reached, it failed, or `stop` was raised. Call it once.
   void start(std::function<void()> ended);
 
+  // Lets the threads finish their messages, deletes the node contexts and deploys the nodes again;
+  // messages that wait go on waiting meanwhile. Does nothing once the flow has ended. Throws
+  // std::runtime_error with what went wrong.
+  void redeploy();
+
   // Runs one message through the nodes and counts how it ended. For several threads at once. A
   // failure of a node ends here.
   void handle(HostMessage& message);
@@ -74,7 +79,9 @@ class RunningFlow {
  private:
   using Step = std::function<void(HostMessage&)>;
 
-  void deploy(const HostNames& names, const Plugin& plugin);
+  void deploy();
+  void startWorkers();
+  void joinWorkers();
   Step monitorStep(std::size_t position);
   Step workStep(const flowfile::WorkNode& node, std::size_t position);
   void runFrom(std::size_t position, HostMessage& message);
@@ -85,6 +92,8 @@ class RunningFlow {
   void cantWrite();
 
   const flowfile::Flow& flow_;
+  const HostNames names_;
+  const Plugin& plugin_;
   FlowTally tally_;
   FlowSettings settings_;
   const StopSignal& stop_;
@@ -99,6 +108,9 @@ class RunningFlow {
   std::vector<std::string> differences_;
   std::string problem_;
   std::thread feeder_;
+  std::mutex deployment_;  // held while the workers are changed or waited for
+  std::vector<std::thread> workers_;
+  bool ended_ = false;
 };
 
 // True when the failure is to hit the message of that number, counted from 1: every n-th, and

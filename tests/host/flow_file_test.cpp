@@ -113,13 +113,14 @@ TEST(FlowFile, EveryKeyArrives) {
   EXPECT_EQ(work.failure->texts, (std::vector<std::string>{"a", "b"}));
 }
 
-TEST(FlowFile, TheExampleIsRight) {
-  const std::filesystem::path path = std::string(ZEB_EXAMPLES) + "/orders.toml";
-  std::ifstream stream(path);
-  const std::string text(std::istreambuf_iterator<char>(stream), {});
-  ASSERT_FALSE(text.empty());
-  for (const Finding& finding : flowfile::read(text, path, host::readSource).findings) {
-    ADD_FAILURE() << findingText(path, finding);
+TEST(FlowFile, TheExamplesAreRight) {
+  for (const char* name : {"/orders.toml", "/lines.toml", "/drills.toml"}) {
+    const std::filesystem::path path = std::string(ZEB_EXAMPLES) + name;
+    std::ifstream stream(path);
+    const std::string text(std::istreambuf_iterator<char>(stream), {});
+    ASSERT_FALSE(text.empty()) << name;
+    const ReadResult result = flowfile::read(text, path, host::readSource);
+    for (const Finding& finding : result.findings) ADD_FAILURE() << findingText(path, finding);
   }
 }
 
@@ -133,7 +134,7 @@ TEST(Check, FindsUnknownKeys) {
             "memory-size, activate, activate-for-broker, trace");
   EXPECT_EQ(firstFinding("[brokr]\n" + std::string(kFlow)),
             "f:1:2: unknown key 'brokr' in the file; expected one of seed, broker, "
-            "execution-group");
+            "execution-group, drill");
 }
 
 TEST(Check, FindsUnknownAttributesAndNamesTheOneMeant) {

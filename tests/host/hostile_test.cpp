@@ -153,6 +153,12 @@ TEST_F(Hostile, TextsOfFlowFiles) {
               "unknown distribution '" + kShownOfToml + "'");
   expectFound(node("work = \"W\"\nlatency = { uniform = [\"" + kInToml + "\", 1] }\n"),
               "'uniform'");
+  const std::string drill = "[[drill]]\nat = \"1s\"\nkill = true\ngroup = \"";
+  expectFound(kBroker + flow("generated = {}") + drill + kInToml + "!\"\n",
+              "no execution group \"" + kShownOfToml + "!\"; expected one of \"" + kShownOfToml);
+  expectFound(
+      kBroker + flow("generated = {}") + drill + kInToml + "\"\n" + drill + kInToml + "\"\n",
+      "execution group \"" + kShownOfToml + "\" was killed by then");
   write("\x1B[31m\n\xC2\x9B\xE2\x80\xAEz", "");
   expectFound(kBroker + flow("lines = \"" + kInToml +
                              "\"\n[execution-group.flow.output]\nlines = \"" + kInToml + "\""),
@@ -238,6 +244,16 @@ TEST_F(Hostile, EveryTableAndDocument) {
   expectPrintable(summaryText(file, tally, elapsed), "summary");
   expectPrintable(verificationText(verification), "verification");
   expectPrintable(summaryJson(file, tally, elapsed, verification), "JSON");
+  verification.nodes.push_back({kHostile, kHostile, kHostile, {}, {}, "", kHostile});
+  verification.leftBehind = {kHostile};
+  verification.events.notCompared = kHostile;
+  file.drills.resize(1);
+  const std::vector<DrillResult> drills{{DrillResult::State::failed, kHostile}};
+  expectPrintable(drillsText(file, drills), "drills");
+  expectPrintable(verificationText(verification), "not compared");
+  expectPrintable(summaryJson(file, tally, elapsed, verification, drills), "JSON");
+  verification.notDone = kHostile;
+  expectPrintable(verdict(verification, tally), "verdict");
   verification.problem = kHostile;
   expectPrintable(verdict(verification, tally), "verdict");
   expectPrintable(summaryJson(file, tally, elapsed, verification), "JSON");

@@ -20,22 +20,12 @@
 #include "format/version.h"
 #include "host/report/room.h"
 #include "host/sources/source.h"
+#include "tests/host/programs.h"
 
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
 
 namespace {
-
-int bash(const std::string& command) {
-  const pid_t pid = fork();
-  if (pid == 0) {
-    execl("/bin/bash", "bash", "-c", command.c_str(), nullptr);
-    _exit(99);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return status;
-}
 
 class Run : public testing::Test {
  protected:
@@ -82,54 +72,6 @@ class Run : public testing::Test {
   fs::path folder_ = "/tmp/host_run";
   std::string out_;
   std::string err_;
-};
-
-// The program, started and left to run, with a pipe from its standard error.
-class Started {
- public:
-  explicit Started(std::vector<std::string> arguments) {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    arguments.insert(arguments.begin(), "zebhost");
-    std::vector<char*> raw;
-    for (std::string& argument : arguments) raw.push_back(argument.data());
-    raw.push_back(nullptr);
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(ends[1], STDERR_FILENO);
-      execv(ZEB_HOST_PROGRAM, raw.data());
-      _exit(99);
-    }
-    close(ends[1]);
-    errors_ = fdopen(ends[0], "r");
-  }
-  ~Started() { std::fclose(errors_); }
-  Started(const Started&) = delete;
-  Started& operator=(const Started&) = delete;
-
-  // Reads on until a line that holds the text; false when it ends before.
-  bool says(const std::string& text) {
-    char line[4096];
-    while (std::fgets(line, sizeof line, errors_) != nullptr) {
-      if (std::string_view(line).find(text) != std::string_view::npos) return true;
-    }
-    return false;
-  }
-
-  void signal(int number) const { kill(pid_, number); }
-
-  // Its exit code, -1 when a signal ended it.
-  int end() {
-    while (says("\n")) {
-    }
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
- private:
-  pid_t pid_;
-  std::FILE* errors_;
 };
 
 std::string group(const std::string& label, const std::string& input, const std::string& nodes) {
@@ -207,6 +149,8 @@ TEST_F(Run, TheRoomThatNodesNeedIsKnownToTheByte) {
   EXPECT_EQ(zebhost("run " + flows(crowd(needed)) + " --verify"), 0) << out_ << err_;
   EXPECT_EQ(err_.find("nodes don't fit"), std::string::npos) << err_;
   EXPECT_EQ(zebhost("run " + flows(crowd(needed - 1)) + " --verify"), 1) << out_ << err_;
+  EXPECT_NE(out_.find("in shared memory: the statistics area is full, with "), std::string::npos)
+      << out_;
   const std::string warning =
       "1 of 40 nodes don't fit in the statistics area and won't be measured; set memory-size to " +
       std::to_string(needed) + " or more";
@@ -322,6 +266,26 @@ TEST_F(Run, AnAgentThatFailsIsNotBelievedWhateverItPrints) {
       << out_;
   EXPECT_EQ(zebhost("run " + file + " --verify --agent " + agent("kill -9 $$")), 1);
   EXPECT_NE(out_.find("agent stats was ended by signal 9."), std::string::npos) << out_;
+}
+
+TEST_F(Run, ALastSnapshotKeepsTheFigures) {
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
+  const std::string snapshot = (folder_ / "last.tar").string();
+  EXPECT_EQ(zebhost("run " + file + " --last-snapshot " + snapshot), 0) << err_;
+  EXPECT_EQ(outputOf(ZEB_AGENT_PROGRAM " stats --from " + snapshot +
+                     " --format csv --no-header --columns node,messageCount"),
+            "in,5\n");
+  fs::remove(snapshot);
+}
+
+TEST_F(Run, ALastSnapshotThatFailsIsSaidAndTheFlowsGoOn) {
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
+  EXPECT_EQ(zebhost("run " + file + " --verify --last-snapshot /nosuch/last.tar"), 74);
+  EXPECT_NE(err_.find("zebhost: no last snapshot in /nosuch/last.tar: "), std::string::npos)
+      << err_;
+  EXPECT_NE(out_.find("agree: 1 nodes, 5 measurements."), std::string::npos) << out_;
+  EXPECT_EQ(zebhost("run " + file + " --last-snapshot x.tar --agent /nosuch"), 74);
+  EXPECT_NE(err_.find("no last snapshot in x.tar: can't run /nosuch: "), std::string::npos) << err_;
 }
 
 TEST_F(Run, AnAgentThatAnswersSomethingElseIsSaid) {

@@ -57,5 +57,27 @@ TEST_F(Summary, IsADocumentToo) {
         {"label":"M","kind":"monitor","messages":2,"failures":0,"bytes":1564,"largest":1200,
          "smallest":364},
         {"label":"W","kind":"work","messages":0,"failures":0,"bytes":0,"largest":0,
-         "smallest":0}]}],"verification":null})"));
+         "smallest":0}]}],"drills":[],"verification":null})"));
+}
+
+TEST_F(Summary, TellsWhatBecameOfEachDrill) {
+  using flowfile::Drill;
+  using State = DrillResult::State;
+  file_.drills = {{Drill::Kind::stop, 1500ms, 0, 2s},
+                  {Drill::Kind::redeploy, 2s, 0, {}},
+                  {Drill::Kind::removeKeyFile, 3s, 0, {}},
+                  {Drill::Kind::kill, 4s, 0, {}}};
+  const std::vector<DrillResult> results{
+      {State::done, ""}, {State::begun, ""}, {State::failed, "no file"}, {State::waiting, ""}};
+  EXPECT_EQ(drillsText(file_, results),
+            "at    group  drill            what happened\n"
+            "1.5s  G      stop for 2s      done\n"
+            "2s    G      redeploy         NOT DONE: it had not come to an end\n"
+            "3s    G      remove-key-file  NOT DONE: no file\n"
+            "4s    G      kill             not done: the flows had ended before\n");
+  EXPECT_EQ(drillsText(file_, {}), "");
+  const Json document = Json::parse(summaryJson(file_, *tally_, 1s, std::nullopt, results));
+  EXPECT_EQ(document["drills"][0], Json::parse(R"({"atSeconds":1.5,"executionGroup":"G",
+    "drill":"stop for 2s","done":true,"problem":""})"));
+  EXPECT_EQ(document["drills"][2]["problem"], "NOT DONE: no file");
 }

@@ -44,7 +44,9 @@ class Verify : public testing::Test {
     tally_->node(0, 0, 0).failures = 1;
   }
 
-  Verification compareAll() const { return compare(file_, *tally_, document_, brokers_, events_); }
+  Verification compareAll() const {
+    return compare(file_, *tally_, document_, brokers_, events_, disturbed_);
+  }
 
   Json& statistics() {
     return document_["brokers"][0]["executionGroups"][0]["messageFlows"][0]["nodes"][0]
@@ -53,6 +55,7 @@ class Verify : public testing::Test {
 
   Json& group() { return document_["brokers"][0]["executionGroups"][0]; }
 
+  Disturbed disturbed_;
   flowfile::File file_;
   std::unique_ptr<Tally> tally_;
   Json document_ = Json::parse(R"({"brokers":[{"label":"B","uuid":"","executionGroups":[
@@ -188,11 +191,13 @@ TEST_F(Verify, TheTableSaysNodeByNodeWhatDiffers) {
   statistics()["sizeSumBytes"] = 31;
   events_ += "{\"kind\":\"message\"}\n";
   EXPECT_EQ(verificationText(compareAll()),
-            "group  flow  node  host                  | shared memory         | agrees\n"
-            "G      F     M     2 messages, 30 bytes  | 2 messages, 31 bytes  | NO: host: 2 "
-            "messages, 30 bytes, sizes 10 to 20; shared memory: 2, 31, 10 to 20\n"
-            "message events: host 2 | shared memory 3 | NO\n"
-            "exception events: host 1 | shared memory 1 | yes\n");
+            "       messages          bytes\n"
+            "node       host  shared   host  shared  agrees\n"
+            "G / F\n"
+            " M            2       2     30      31      NO\n"
+            "G/F/M: host: 2 messages, 30 bytes, sizes 10 to 20; shared memory: 2, 31, 10 to 20\n"
+            "message events: host 2, shared memory 3: NO\n"
+            "exception events: host 1, shared memory 1: yes\n");
   tally_->log().byNumber[3] = 1;
   EXPECT_EQ(verdict(compareAll(), *tally_),
             "The host and shared memory DIFFER in 1 of 1 nodes and in their events. Statistics "
@@ -204,6 +209,99 @@ TEST_F(Verify, EventsAreCountedByKind) {
   EXPECT_FALSE(compareAll().agrees());
   brokers_["brokers"][0]["segment"]["areas"][0]["wrapped"] = true;
   EXPECT_TRUE(compareAll().agrees()) << "what was overwritten can't be compared";
+}
+
+TEST_F(Verify, OfADeadProcessOneMessageAThreadMayBeMissing) {
+  disturbed_.groups = {"it died"};
+  file_.groups[0].flows[0].threads = 2;
+  const auto expect = [this](int count, int bytes, const char* agrees) {
+    statistics()["messageCount"] = count;
+    statistics()["sizeSumBytes"] = bytes;
+    const Verification verification = compareAll();
+    EXPECT_NE(verificationText(verification).find(agrees), std::string::npos) << count << agrees;
+    EXPECT_EQ(verification.nodes[0].compared(), verification.nodes[0].notCompared.empty());
+    return verification.agrees();
+  };
+  EXPECT_TRUE(expect(2, 30, "not compared: it died")) << "equal, and still no agreement";
+  EXPECT_TRUE(expect(0, 0, "not compared: it died"));
+  EXPECT_EQ(verdict(compareAll(), *tally_),
+            "The host and shared memory were NOT COMPARED in 1 node.");
+  EXPECT_FALSE(expect(3, 30, "G/F/M: host: 2 messages, 30 bytes; shared memory: 3, 30; at most 2"));
+  EXPECT_FALSE(expect(2, 31, "shared memory: 2, 31; at most 2 may be missing"));
+  file_.groups[0].flows[0].threads = 1;
+  EXPECT_FALSE(expect(0, 0, "shared memory: 0, 0; at most 1 may be missing"));
+  EXPECT_TRUE(expect(1, 10, "not compared: it died"));
+}
+
+TEST_F(Verify, WhatWasSetBackIsNotCompared) {
+  disturbed_.statistics = "set back";
+  disturbed_.events = "some are gone";
+  statistics()["messageCount"] = 1;
+  events_ = "";
+  const Verification verification = compareAll();
+  EXPECT_TRUE(verification.agrees());
+  EXPECT_EQ(verification.compared(), 0U);
+  EXPECT_EQ(verificationText(verification),
+            "       messages          bytes\n"
+            "node       host  shared   host  shared        agrees\n"
+            "G / F\n"
+            " M            2       1     30      30  not compared\n"
+            "not compared: set back\n"
+            "message events: host 2, shared memory 0: not compared, some are gone\n"
+            "exception events: host 1, shared memory 0: not compared, some are gone\n");
+  const Json document =
+      Json::parse(summaryJson(file_, *tally_, std::chrono::seconds(1), verification));
+  EXPECT_EQ(document["verification"]["agrees"], nullptr) << "nothing agrees";
+  EXPECT_EQ(document["verification"]["nodes"][0]["agrees"], nullptr);
+  EXPECT_EQ(document["verification"]["events"]["agrees"], nullptr);
+}
+
+TEST_F(Verify, TheRestAgreesBesideWhatIsNotCompared) {
+  flowfile::File two = file_;
+  two.groups.push_back(two.groups[0]);
+  two.groups[1].label = "H";
+  Tally tally(two);
+  tally.node(0, 0, 0).add(10);
+  tally.node(0, 0, 0).add(20);
+  Json second = group();
+  second["label"] = "H";
+  document_["brokers"][0]["executionGroups"].push_back(second);
+  disturbed_.groups = {"", "it died"};
+  tally.node(1, 0, 0).add(10);
+  tally.node(1, 0, 0).add(20);
+  disturbed_.events = "it died";
+  const Verification verification = compare(two, tally, document_, brokers_, "", disturbed_);
+  EXPECT_EQ(verdict(verification, tally),
+            "The host and shared memory agree: 1 nodes, 2 measurements. Not compared: 1 node.");
+}
+
+TEST_F(Verify, WhatWasNotDoneSaysWhy) {
+  Verification none;
+  none.notDone = "its key file is gone";
+  EXPECT_EQ(verdict(none, *tally_), "Shared memory was NOT COMPARED: its key file is gone.");
+  EXPECT_EQ(verificationText(none), "");
+  none.leftBehind = {"a lock"};
+  EXPECT_EQ(verificationText(none), "left behind: a lock\n");
+}
+
+TEST_F(Verify, AMissingNodeIsExplainedByTheFullArea) {
+  group()["messageFlows"][0]["nodes"] = Json::array();
+  const auto problem = [this](std::uint64_t size, std::uint64_t used) {
+    brokers_ = Json::parse(R"({"brokers":[{"label":"B","segment":{"areas":[
+      {"name":"statistics","wrapped":false}]}}]})");
+    Json& area = brokers_["brokers"][0]["segment"]["areas"][0];
+    area["sizeBytes"] = size;
+    area["usedBytes"] = used;
+    return compareAll().nodes[0].problem;
+  };
+  constexpr std::uint64_t kNode = 62 + 2 + 168;
+  EXPECT_EQ(problem(5000, 5000 - kNode), "not in shared memory") << "there is room";
+  EXPECT_EQ(problem(5000, 5001 - kNode),
+            "not in shared memory: the statistics area is full, with 4769 of 5000 bytes used and "
+            "232 needed for the node; set memory-size to 434 or more");
+  EXPECT_EQ(problem(5000, 5001), "not in shared memory") << "no sense in these numbers";
+  brokers_["brokers"][0]["segment"] = nullptr;
+  EXPECT_EQ(compareAll().nodes[0].problem, "not in shared memory");
 }
 
 TEST(Activity, FollowsTheNodesAttribute) {
