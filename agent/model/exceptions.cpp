@@ -6,6 +6,8 @@
 #include <tuple>
 #include <unordered_map>
 
+#include "format/names.h"
+
 namespace model {
 namespace {
 
@@ -46,6 +48,14 @@ std::vector<Exception> exceptionsOf(std::span<const Event> events) {
   }
   std::ranges::sort(found, {}, &Exception::event);
   return found;
+}
+
+std::string_view reasonOf(const reader::EventTemplate& origin) {
+  std::string_view text = origin.text;
+  if (text.starts_with(layout::kExceptionPrefix)) {
+    text.remove_prefix(std::string_view(layout::kExceptionPrefix).size());
+  }
+  return text.substr(std::min(text.find_first_not_of(' '), text.size()));
 }
 
 std::vector<std::uint64_t> failedBehind(const FlowGrowth& flow, const Nesting& nesting,

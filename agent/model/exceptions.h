@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "agent/model/nesting.h"
@@ -29,6 +30,10 @@ struct Exception {
 // of one flow, message ID and thread are one failure, until a node posts its second: then the
 // message failed again. Events whose template is gone belong to nothing.
 std::vector<Exception> exceptionsOf(std::span<const reader::Event> events);
+
+// An exception's text without the words that all of them begin with: "ORIGIN(CODE). TEXT". Any
+// other text as it is. It stays the template's.
+std::string_view reasonOf(const reader::EventTemplate& origin);
 
 // How many messages failed between a node and the node directly inside it: the outer one posted an
 // exception, and none of the nodes directly in it did. By index, as the flow's nodes; 0 where

@@ -65,6 +65,11 @@ Load loadOf(const FlowGrowth& flow, Seconds interval, std::optional<unsigned> th
   return load;
 }
 
+std::optional<double> meanMs(const Load& load) {
+  if (!load.busy || load.messages.value_or(0) <= 0) return {};
+  return *load.busy * kMillisecondsASecond / *load.messages;
+}
+
 std::uint64_t inFlight(const Load& load, std::optional<unsigned> threads) {
   constexpr double kMost = 1e15;
   if (threads.value_or(0) > 0) return *threads;

@@ -44,6 +44,10 @@ struct Load {
 // `threads` are all that take messages for this flow; 0 and nothing mean unknown.
 Load loadOf(const FlowGrowth& flow, Seconds interval, std::optional<unsigned> threads);
 
+// Milliseconds that a message spent in the flow on average; nothing when that is unknown, or when
+// there was none.
+std::optional<double> meanMs(const Load& load);
+
 // How many messages may have been in the flow at one moment: as many as it has threads. Without a
 // thread count it is guessed: the mean, two standard deviations of independent messages, and one.
 std::uint64_t inFlight(const Load& load, std::optional<unsigned> threads);

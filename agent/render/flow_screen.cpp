@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cmath>
-#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -23,7 +21,6 @@ using model::Loss;
 using model::SelfTime;
 
 constexpr std::size_t kBarColumns = 10;
-constexpr std::size_t kDeepestLevel = 12;  // deeper nodes are drawn there
 constexpr std::size_t kLongestLabel = 40;
 
 std::string labelOf(const FlowView& flow, std::size_t node) {
@@ -36,30 +33,6 @@ std::string milliseconds(double value) {
 
 std::string percent(double share) {
   return fmt::format("{:.0f} %", share * 100);
-}
-
-// What the branches of a tree are drawn with.
-struct Branches {
-  const char* inner;
-  const char* last;
-  const char* beside;
-  const char* full;
-};
-
-Branches branchesOf(Signs signs) {
-  return signs == Signs::boxes ? Branches{"├─ ", "└─ ", "│  ", "█"}
-                               : Branches{"|- ", "`- ", "|  ", "#"};
-}
-
-std::string repeated(const char* sign, std::size_t times) {
-  std::string text;
-  for (std::size_t i = 0; i < times; ++i) text += sign;
-  return text;
-}
-
-std::string barOf(const SelfTime& self, const Branches& branches) {
-  if (!self.share) return {};
-  return repeated(branches.full, static_cast<std::size_t>(std::lround(*self.share * kBarColumns)));
 }
 
 std::string selfText(const SelfTime& self) {
@@ -118,27 +91,26 @@ std::string cut(const std::string& line, std::optional<std::size_t> width) {
 class Tree {
  public:
   Tree(const FlowView& flow, Signs signs)
-      : flow_(flow), branches_(branchesOf(signs)), slowest_(model::slowest(flow.times)) {}
+      : flow_(flow), signs_(signs), slowest_(model::slowest(flow.times)) {}
 
   std::string text(const TableStyle& style) {
     for (const model::Placed& placed : inOrder(flow_.nesting)) add(placed.node);
-    std::istringstream lines(tableOf(sheet_, style));
-    std::string text, line;
-    if (style.titles && std::getline(lines, line)) text = line + "\n";
-    for (std::size_t row = 0; std::getline(lines, line); ++row) {
-      if (!above_[row].empty()) text += cut(above_[row], style.width) + "\n";
-      text += line + "\n";
+    const std::vector<Line> lines = linesOf(sheet_, style);
+    const std::size_t titles = lines.size() - above_.size();
+    std::string text;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      const std::string above = i < titles ? "" : above_[i - titles];
+      if (!above.empty()) text += cut(above, style.width) + "\n";
+      text += printed(lines[i], style.colors);
     }
     return text;
   }
 
  private:
   void add(std::size_t node);
-  bool isLastIn(std::size_t node) const;
-  std::string lines(std::size_t node, bool own) const;
 
   const FlowView& flow_;
-  Branches branches_;
+  Signs signs_;
   std::optional<std::size_t> slowest_;
   std::vector<std::string> above_;  // what stands above each row: a line, or nothing
   Sheet sheet_{{{.name = "node", .title = "node", .yields = 50, .least = 20},
@@ -151,40 +123,21 @@ class Tree {
                {}};
 };
 
-bool Tree::isLastIn(std::size_t node) const {
-  const auto outer = flow_.nesting.nodes[node].outer;
-  return !outer || flow_.nesting.nodes[*outer].inner.back() == node;
-}
-
-// What stands in front of a node; without its own branch, in front of a line above it.
-std::string Tree::lines(std::size_t node, bool own) const {
-  std::string text;
-  std::size_t level = 0;
-  for (auto at = node; flow_.nesting.nodes[at].outer && level < kDeepestLevel;
-       at = *flow_.nesting.nodes[at].outer, ++level) {
-    const bool last = isLastIn(at);
-    const char* sign = last ? "   " : branches_.beside;
-    if (level == 0) sign = !own ? branches_.beside : last ? branches_.last : branches_.inner;
-    text = sign + text;
-  }
-  return text;
-}
-
 void Tree::add(std::size_t index) {
   const model::NodeGrowth& node = flow_.growth.nodes[index];
   const SelfTime& self = flow_.times[index].self;
   const std::string loss = lossText(flow_, index);
-  above_.push_back(loss.empty() ? "" : lines(index, false) + loss);
+  above_.push_back(loss.empty() ? "" : branchTo(flow_.nesting, index, signs_, false) + loss);
   const auto rate = model::perSecond(node.growth.messages, flow_.interval);
   const auto elapsed = model::mean(node.growth.elapsedMs, node.growth.messages);
   const Tone tone = slowest_ == index ? Tone::warning : Tone::plain;
   sheet_.rows.push_back({"",
-                         {lines(index, true) + labelOf(flow_, index),
+                         {branchTo(flow_.nesting, index, signs_) + labelOf(flow_, index),
                           rate ? decimal(*rate) : kMissing,
                           elapsed ? milliseconds(*elapsed) : kMissing,
                           {selfText(self), tone},
                           self.share ? percent(*self.share) : std::string(kMissing),
-                          {barOf(self, branches_), tone},
+                          {barOf(self.share.value_or(0), kBarColumns, signs_), tone},
                           noteOf(node)}});
 }
 
@@ -244,19 +197,13 @@ std::string doubtsOf(const FlowView& flow) {
   return text;
 }
 
-// A printable sentence in lines of the terminal's width; a longer word has a line of its own.
+// A printable sentence in lines of the terminal's width.
 std::string inLines(const std::string& sentence, std::optional<std::size_t> width) {
-  std::istringstream words(sentence);
   std::string text;
-  std::size_t used = 0;
-  for (std::string word; words >> word;) {
-    const std::size_t columns = text::columns(word);
-    const bool breaks = used > 0 && width && used + 1 + columns > *width;
-    if (used > 0) text += breaks ? '\n' : ' ';
-    used = (breaks || used == 0 ? 0 : used + 1) + columns;
-    text += word;
+  for (const std::string& line : wrapped(sentence, width.value_or(sentence.size()))) {
+    text += line + "\n";
   }
-  return text + "\n";
+  return text;
 }
 
 bool anyIs(const FlowView& flow, model::Change change) {

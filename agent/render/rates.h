@@ -8,6 +8,7 @@
 
 #include "agent/model/flow_view.h"
 #include "agent/model/selection.h"
+#include "agent/render/drawing.h"
 #include "agent/render/json.h"
 #include "agent/render/sheet.h"
 
@@ -27,6 +28,7 @@ const char* noteOf(const model::NodeGrowth& node);
 // One row a node, flow by flow, the nodes in the order in which messages pass. A self time is shown
 // in tables only with `self`; it is always there for programs.
 std::vector<Column> ratesColumns(bool self);
+Row ratesRow(const model::BrokerView& broker, const model::FlowView& flow, std::size_t node);
 Sheet ratesSheet(const model::View& view, const model::Selection& selection, bool self);
 
 // A head and a table a broker, and what can't be told and why.
@@ -39,9 +41,6 @@ Json ratesOfBrokers(const model::View& view, const model::Selection& selection);
 
 // A time in milliseconds, so that no document has more digits than were measured.
 double roundedSeconds(model::Seconds interval);
-
-// Signs for lines and bars.
-enum class Signs { ascii, boxes };
 
 // Each selected flow as a tree of its nodes: where the time went, what was lost, and one sentence
 // that names the node to look at. Empty when no flow is selected.

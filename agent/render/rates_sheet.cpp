@@ -71,27 +71,13 @@ Cell outerLabel(const FlowView& flow, std::size_t node) {
   return outer ? Cell(flow.growth.nodes[*outer].node().label) : Cell();
 }
 
-Row rowOf(const model::BrokerView& broker, const FlowView& flow, std::size_t index) {
-  const model::NodeGrowth& node = flow.growth.nodes[index];
-  const model::NodeTime& time = flow.times[index];
-  const model::SeenBroker& seen = broker.growth.broker();
-  return {flow.growth.group + " / " + flow.growth.flow,
-          {seen.label(), seen.uuid(), flow.growth.group, flow.growth.flow, node.node().label,
-           shortTypeName(node.node().type), rateOf(flow, node, node.growth.messages),
-           rateOf(flow, node, node.growth.bytes), meanCell(node, node.growth.bytes),
-           meanCell(node, node.growth.elapsedMs), queuedCell(node), selfCell(time.self),
-           shareCell(time.self), outerLabel(flow, index), lossCell(time.loss),
-           node.change == Change::measured ? cellOf(model::busyIn(node, flow.interval)) : Cell(),
-           waitingCell(flow, node), noteOf(node)}};
-}
-
 void addRows(Sheet& sheet, const model::BrokerView& broker, const model::Selection& selection) {
   for (const FlowView& flow : broker.flows) {
     if (!selects(selection, flow)) continue;
     for (const model::Placed& placed : inOrder(flow.nesting)) {
       const std::string& label = flow.growth.nodes[placed.node].node().label;
       if (!model::matches(selection.node, label)) continue;
-      sheet.rows.push_back(rowOf(broker, flow, placed.node));
+      sheet.rows.push_back(ratesRow(broker, flow, placed.node));
     }
   }
 }
@@ -181,6 +167,20 @@ std::vector<Column> ratesColumns(bool self) {
       number("busyThreads", "busy", "", "", 25),
       number("waitingMessages", "waiting", "", "", 35),
       {.name = "change", .title = ""}};
+}
+
+Row ratesRow(const model::BrokerView& broker, const FlowView& flow, std::size_t index) {
+  const model::NodeGrowth& node = flow.growth.nodes[index];
+  const model::NodeTime& time = flow.times[index];
+  const model::SeenBroker& seen = broker.growth.broker();
+  return {flow.growth.group + " / " + flow.growth.flow,
+          {seen.label(), seen.uuid(), flow.growth.group, flow.growth.flow, node.node().label,
+           shortTypeName(node.node().type), rateOf(flow, node, node.growth.messages),
+           rateOf(flow, node, node.growth.bytes), meanCell(node, node.growth.bytes),
+           meanCell(node, node.growth.elapsedMs), queuedCell(node), selfCell(time.self),
+           shareCell(time.self), outerLabel(flow, index), lossCell(time.loss),
+           node.change == Change::measured ? cellOf(model::busyIn(node, flow.interval)) : Cell(),
+           waitingCell(flow, node), noteOf(node)}};
 }
 
 Sheet ratesSheet(const model::View& view, const model::Selection& selection, bool self) {

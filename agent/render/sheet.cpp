@@ -20,13 +20,16 @@ std::optional<std::size_t> indexOf(const std::string& name, const std::vector<Co
   return static_cast<std::size_t>(std::distance(columns.begin(), found));
 }
 
-// Less than 0, 0, or more: as numbers where both are, texts and times among themselves.
+// Less than 0, 0, or more: as numbers where both are, texts and times among themselves. A text
+// among numbers, such as "<1", is less than all of them.
 struct Order {
   template <class A, class B>
   int operator()(const A&, const B&) const {
     return 0;
   }
   int operator()(const std::string& a, const std::string& b) const { return a.compare(b); }
+  int operator()(const std::string&, auto) const { return -1; }
+  int operator()(auto, const std::string&) const { return 1; }
   int operator()(bool a, bool b) const { return a - b; }
   int operator()(std::int64_t a, std::int64_t b) const { return a < b ? -1 : a > b; }
   int operator()(const Moment& a, const Moment& b) const { return (*this)(a.seconds, b.seconds); }

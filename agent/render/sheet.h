@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "agent/render/line.h"
 #include "agent/render/values.h"
 
 namespace render {
@@ -108,6 +109,9 @@ std::string onlyDay(const Sheet& sheet, Zone zone);
 // Aligned and printable; each line ends in a newline and in no blank, each row is one line. Empty
 // when there are no rows. Wider than asked for only when all that may yield has.
 std::string tableOf(const Sheet& sheet, const TableStyle& style);
+
+// The same as lines for a screen; blanks at their ends stay.
+std::vector<Line> linesOf(const Sheet& sheet, const TableStyle& style);
 
 // As RFC 4180 quotes, lines ending in "\n" alone: all columns, numbers with all their digits, times
 // in UTC as in JSON, texts printable. A missing value is empty, an unreadable one "?".

@@ -9,11 +9,6 @@
 namespace render {
 namespace {
 
-constexpr char kBold[] = "\x1B[1m";
-constexpr char kYellow[] = "\x1B[33m";
-constexpr char kRed[] = "\x1B[31m";
-constexpr char kPlain[] = "\x1B[0m";
-
 // A cell's text in a table.
 struct TextOf {
   const Column& column;
@@ -157,9 +152,13 @@ void fit(Lanes& lanes, std::size_t width) {
   while (yielded > 0) restore(lanes, *order[--yielded], width);
 }
 
-const char* colorOf(Tone tone) {
-  if (tone == Tone::plain) return nullptr;
-  return tone == Tone::warning ? kYellow : kRed;
+Attribute attributeOf(Tone tone) {
+  if (tone == Tone::plain) return Attribute::plain;
+  return tone == Tone::warning ? Attribute::warning : Attribute::critical;
+}
+
+std::string blanks(std::size_t count) {
+  return std::string(count, ' ');
 }
 
 class Lines {
@@ -167,20 +166,13 @@ class Lines {
   Lines(Lanes lanes, Texts texts, const TableStyle& style)
       : lanes_(std::move(lanes)), texts_(std::move(texts)), style_(style) {}
 
-  std::string groupTitles() const;
-  std::string titles() const;
-  std::string heading(const std::string& text) const;
-  std::string row(const Row& row, std::size_t number) const;
+  void addTitles(std::vector<Line>& lines) const;
+  Line heading(const std::string& text) const;
+  Line row(const Row& row, std::size_t number) const;
 
  private:
-  std::string inColor(const std::string& text, const char* color) const {
-    return style_.colors && !text.empty() ? color + text + kPlain : text;
-  }
-  static std::string ended(std::string line) {
-    line.erase(line.find_last_not_of(' ') + 1);
-    return line + '\n';
-  }
-  std::string cell(const Lane& lane, const std::string& text, const char* color) const;
+  std::string groupTitles() const;
+  void add(Line& line, std::size_t lane, const std::string& text, Attribute attribute) const;
 
   Lanes lanes_;
   Texts texts_;
@@ -199,59 +191,67 @@ std::string Lines::groupTitles() const {
     }
     at += lanes_[i].width;
   }
-  return line.empty() ? "" : inColor(line, kBold) + '\n';
+  return line;
 }
 
-std::string Lines::cell(const Lane& lane, const std::string& text, const char* color) const {
-  const std::string shown = text::shortened(text, lane.width);
-  const std::string blanks(lane.width - std::min(lane.width, text::columns(shown)), ' ');
-  const std::string colored = color == nullptr ? shown : inColor(shown, color);
-  return lane.column->right ? blanks + colored : colored + blanks;
+void Lines::add(Line& line, std::size_t lane, const std::string& text, Attribute attribute) const {
+  const std::string shown = text::shortened(text, lanes_[lane].width);
+  const std::string filler =
+      blanks(lanes_[lane].width - std::min(lanes_[lane].width, text::columns(shown)));
+  const bool right = lanes_[lane].column->right;
+  line.push_back({blanks(gapBefore(lanes_, lane)) + (right ? filler : "")});
+  line.push_back({shown, attribute});
+  if (!right) line.push_back({filler});
 }
 
-std::string Lines::titles() const {
-  std::string line;
-  for (std::size_t i = 0; i < lanes_.size(); ++i) {
-    line += std::string(gapBefore(lanes_, i), ' ') + cell(lanes_[i], lanes_[i].title, kBold);
-  }
-  return ended(line);
+void Lines::addTitles(std::vector<Line>& lines) const {
+  const std::string groups = groupTitles();
+  if (!groups.empty()) lines.push_back({{groups, Attribute::strong}});
+  Line& line = lines.emplace_back();
+  for (std::size_t i = 0; i < lanes_.size(); ++i) add(line, i, lanes_[i].title, Attribute::strong);
 }
 
-std::string Lines::heading(const std::string& text) const {
+Line Lines::heading(const std::string& text) const {
   const std::string shown = style_.width
                                 ? text::shortened(text, std::max<std::size_t>(*style_.width, 1))
                                 : text::printable(text);
-  return inColor(shown, kBold) + '\n';
+  return {{shown, Attribute::strong}};
 }
 
-std::string Lines::row(const Row& row, std::size_t number) const {
-  std::string line;
+Line Lines::row(const Row& row, std::size_t number) const {
+  Line line;
   for (std::size_t i = 0; i < lanes_.size(); ++i) {
-    const Lane& lane = lanes_[i];
-    line += std::string(gapBefore(lanes_, i), ' ') +
-            cell(lane, texts_[lane.index][number], colorOf(row.cells[lane.index].tone));
+    const std::size_t index = lanes_[i].index;
+    add(line, i, texts_[index][number], attributeOf(row.cells[index].tone));
   }
-  return ended(line);
+  return line;
 }
 
 }  // namespace
 
-std::string tableOf(const Sheet& sheet, const TableStyle& style) {
-  if (sheet.rows.empty()) return {};
+std::vector<Line> linesOf(const Sheet& sheet, const TableStyle& style) {
+  std::vector<Line> all;
+  if (sheet.rows.empty()) return all;
   Texts texts = textsOf(sheet, style);
   Lanes lanes = lanesOf(sheet, texts);
   if (style.width) fit(lanes, *style.width);
   const Lines lines(laidOut(std::move(lanes)), std::move(texts), style);
-  std::string text = style.titles ? lines.groupTitles() + lines.titles() : "";
+  if (style.titles) lines.addTitles(all);
   const std::string* heading = nullptr;
   for (std::size_t i = 0; i < sheet.rows.size(); ++i) {
     const Row& row = sheet.rows[i];
     if (!row.heading.empty() && (heading == nullptr || *heading != row.heading)) {
-      text += lines.heading(row.heading);
+      all.push_back(lines.heading(row.heading));
     }
     heading = &row.heading;
-    if (!row.cells.empty()) text += lines.row(row, i);
+    if (!row.cells.empty()) all.push_back(lines.row(row, i));
   }
+  return all;
+}
+
+std::string tableOf(const Sheet& sheet, const TableStyle& style) {
+  std::string text;
+  for (const Line& line : linesOf(sheet, style)) text += printed(line, style.colors);
   return text;
 }
 

@@ -425,7 +425,8 @@ TEST(ZebmonUsage, AWrongCommandLineEndsWithSixtyFour) {
 
 TEST(ZebmonUsage, AWrongWordIsNamedBesideThoseThatThereAre) {
   const std::string more =
-      ": there are brokers, stats, flow, events, message, locks, doctor, check, metrics, size, "
+      ": there are brokers, stats, flow, top, events, message, locks, doctor, check, metrics, "
+      "size, "
       "config, snapshot, diff, reset.\nRun with --help for more "
       "information.\n";
   EXPECT_EQ("zebmon: a command is missing" + more, run(std::vector<std::string>{}).errors);
@@ -440,6 +441,7 @@ TEST(ZebmonUsage, HelpFitsEightyColumns) {
                                                     {"brokers", "--help"},
                                                     {"stats", "--help"},
                                                     {"flow", "--help"},
+                                                    {"top", "--help"},
                                                     {"events", "--help"}}) {
     std::istringstream lines(run(arguments).out);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;

@@ -79,3 +79,13 @@ TEST(Exceptions, FailedBehindANodeAreThoseThatNoInnerNodeHad) {
   EXPECT_EQ((std::vector<std::uint64_t>{1, 0, 0}),
             model::failedBehind(flow.growth(), nesting, events));
 }
+
+TEST(Exceptions, AReasonIsTheTextWithoutItsFirstWords) {
+  const auto reason = [](const std::string& text) {
+    return std::string(model::reasonOf({"orders", "Fulfil", "A", 1, text}));
+  };
+  EXPECT_EQ("Bank(4711). Refused", reason("Exception found in Bank(4711). Refused"));
+  EXPECT_EQ("Order accepted", reason("Order accepted"));
+  EXPECT_EQ("", reason("Exception found in "));
+  EXPECT_EQ("", reason(""));
+}

@@ -99,3 +99,13 @@ TEST(Load, InFlightAreTheThreadsElseAGuess) {
   load.busy = 1e300;
   EXPECT_LT(1000000000000000U, model::inFlight(load, {}));
 }
+
+TEST(Load, TheMeanTimeInTheFlowIsThatOfItsInputNodes) {
+  model::Load load;
+  EXPECT_EQ(std::nullopt, model::meanMs(load));
+  load.busy = 2;
+  load.messages = 0;
+  EXPECT_EQ(std::nullopt, model::meanMs(load));
+  load.messages = 100;
+  EXPECT_EQ(20.0, model::meanMs(load));
+}

@@ -233,9 +233,11 @@ TEST(Sorting, WhatHasNoValueComesLastInBothDirections) {
   EXPECT_EQ("baumn", order(sheet, {.sort = "number", .descending = true}));
 }
 
-TEST(Sorting, TimesAreOrderedAndMixedKindsAreEqual) {
+TEST(Sorting, TimesAreOrderedAndATextIsLessThanAnyNumber) {
   EXPECT_EQ("ba", order(numbered({{"a", at(5)}, {"b", at(4)}}), {.sort = "number"}));
-  EXPECT_EQ("ab", order(numbered({{"a", "9"}, {"b", 1}}), {.sort = "number"}));
+  EXPECT_EQ("cab", order(numbered({{"a", -9}, {"b", 1.5}, {"c", "<1"}}), {.sort = "number"}));
+  EXPECT_EQ("bac", order(numbered({{"c", "<1"}, {"a", -9}, {"b", 1.5}}),
+                         {.sort = "number", .descending = true}));
 }
 
 TEST(Columns, AreShownInTheChosenOrderWhateverTheirCase) {

@@ -8,6 +8,7 @@ std::span<const Command> commands() {
       {"brokers", "The brokers that have shared memory here", declareBrokers, runBrokers},
       {"stats", "Messages, sizes and times of every node", declareStats, runStats},
       {"flow", "Where a message flow's time goes", declareFlow, runFlow},
+      {"top", "All flows on one screen that goes on", declareTop, runTop},
       {"events", "What nodes posted, the newest last", declareEvents, runEvents},
       {"message", "One message's way over all nodes and brokers", declareMessage, runMessage},
       {"locks", "Who holds a lock, who waits, and what it guards", declareLocks, runLocks},

@@ -36,6 +36,10 @@ ExitCode runStats(const Request& request, Output& output);
 void declareFlow(CLI::App& options, Request& request);
 ExitCode runFlow(const Request& request, Output& output);
 
+// On a terminal, ends with a key or a signal.
+void declareTop(CLI::App& options, Request& request);
+ExitCode runTop(const Request& request, Output& output);
+
 // With --follow, ends only with the output.
 void declareEvents(CLI::App& options, Request& request);
 ExitCode runEvents(const Request& request, Output& output);

@@ -39,7 +39,7 @@ void declareFlow(CLI::App& options, Request& request) {
   addBroker(options, request);
   options.add_option("--group", request.selection.group, "Only of this execution group")
       ->type_name("NAME");
-  addInterval(options, request)->default_str("10s");
+  addIntervals(options, request)->default_str("10s");
   addFlowKnowledge(options, request);
   addSheet(options, request, render::ratesColumns(true));
 }

@@ -2,13 +2,10 @@
 #include "agent/front/cli/rates.h"
 
 #include <algorithm>
-#include <deque>
 
-#include "agent/front/cli/look.h"
+#include "agent/front/cli/looks.h"
 #include "agent/front/cli/messages.h"
-#include "agent/model/collector.h"
 #include "agent/model/selection.h"
-#include "agent/render/words.h"
 #include "flowfile/load.h"
 #include "flowfile/quantity.h"
 #include "flowfile/reader.h"
@@ -20,7 +17,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kShortest{10};
 constexpr milliseconds kLongest = std::chrono::hours(24);
-constexpr std::size_t kMostLooks = 10;  // that are kept, to infer chains from
 constexpr std::size_t kMostFindings = 20;
 
 void takeInterval(milliseconds& interval, const std::string& text) {
@@ -39,52 +35,6 @@ void takeChain(std::optional<model::Chain>& chain, const std::string& text) {
   if (!parsed.problem.empty()) throw CLI::ValidationError("--chain", parsed.problem);
   chain = std::move(parsed.chain);
 }
-
-// Whether the given chain is that of a flow which was asked for; why not is said once.
-bool chainFits(const model::View& view, const Request& request) {
-  std::string problem;
-  for (const auto& broker : view.brokers) {
-    for (const model::FlowView& flow : broker.flows) {
-      if (!selects(request.selection, flow)) continue;
-      if (flow.nesting.problem.empty()) return true;
-      problem = flow.nesting.problem;
-    }
-  }
-  complain(problem);
-  return problem.empty();
-}
-
-// Takes looks and keeps the last of them.
-class Looks {
- public:
-  explicit Looks(const Request& request)
-      : request_(request), collector_(request.directory, model::Events::read) {
-    requireMachine(request, "an interval needs two looks at");
-  }
-
-  void take() {
-    const auto all = collector_.take();
-    last_ = all;
-    looks_.push_back(std::make_shared<const model::Snapshot>(
-        model::selectBrokers(*all, request_.selection.broker)));
-    if (looks_.size() > kMostLooks) looks_.erase(looks_.begin());
-  }
-
-  const std::vector<std::shared_ptr<const model::Snapshot>>& all() const { return looks_; }
-
-  ExitCode report() const {
-    complain(render::problemOf(*last_, request_.selection));
-    const model::Snapshot selected = model::select(*last_, request_.selection);
-    for (const auto& broker : selected.brokers) reportProblem(*broker);
-    return exitCodeOf(selected);
-  }
-
- private:
-  const Request& request_;
-  model::Collector collector_;
-  std::shared_ptr<const model::Snapshot> last_;
-  std::vector<std::shared_ptr<const model::Snapshot>> looks_;
-};
 
 CLI::Option* declareThreads(CLI::App& options, RatesRequest& rates) {
   return options.add_option("--threads", rates.threads, "Threads that take messages of the flow")
@@ -109,15 +59,38 @@ FlowFile readFlows(const std::string& path) {
   return {std::move(read.file), read.findings.empty() ? kDone : kDamaged};
 }
 
-CLI::Option* addInterval(CLI::App& options, Request& request) {
+bool chainFits(const model::View& view, const Request& request) {
+  if (!request.rates.chain) return true;
+  std::string problem;
+  for (const auto& broker : view.brokers) {
+    for (const model::FlowView& flow : broker.flows) {
+      if (!selects(request.selection, flow)) continue;
+      if (flow.nesting.problem.empty()) return true;
+      problem = flow.nesting.problem;
+    }
+  }
+  complain(problem);
+  return problem.empty();
+}
+
+model::FlowKnowledge knowledgeOf(const Request& request, const FlowFile& flows) {
+  return {.chain = request.rates.chain,
+          .file = flows.file ? &*flows.file : nullptr,
+          .threads = request.rates.threads};
+}
+
+CLI::Option* addInterval(CLI::App& options, Request& request, const char* name) {
   RatesRequest& rates = request.rates;
-  CLI::Option* const interval =
-      options
-          .add_option_function<std::string>(
-              "--interval",
-              [&rates](const std::string& text) { takeInterval(rates.interval, text); },
-              "Time between two looks: 500ms, 5s, 2m")
-          ->type_name("T");
+  return options
+      .add_option_function<std::string>(
+          name, [&rates](const std::string& text) { takeInterval(rates.interval, text); },
+          "Time between two looks: 500ms, 5s, 2m")
+      ->type_name("T");
+}
+
+CLI::Option* addIntervals(CLI::App& options, Request& request) {
+  RatesRequest& rates = request.rates;
+  CLI::Option* const interval = addInterval(options, request, "--interval");
   options
       .add_option("--count", rates.count,
                   "So many intervals, 0: until it is stopped\n"
@@ -159,8 +132,7 @@ ExitCode watch(const Request& request, Output& output,
   const RatesRequest& rates = request.rates;
   const FlowFile flows = readFlows(rates.flows);
   if (flows.code != kDone) return flows.code;
-  const model::FlowKnowledge known{
-      .chain = rates.chain, .file = flows.file ? &*flows.file : nullptr, .threads = rates.threads};
+  const model::FlowKnowledge known = knowledgeOf(request, flows);
   output.stopOnSignals();
   Looks looks(request);
   looks.take();
@@ -169,8 +141,8 @@ ExitCode watch(const Request& request, Output& output,
   for (unsigned turn = 0; rates.count == 0 || turn < rates.count; ++turn) {
     if (!output.wait(static_cast<int>(rates.interval.count()))) return kDone;
     looks.take();
-    const model::View view = model::viewOf(looks.all(), known);
-    if (rates.chain && !chainFits(view, request)) return kUsage;
+    const model::View view = looks.view(known);
+    if (!chainFits(view, request)) return kUsage;
     if (!output.write(show(view))) return kDone;
   }
   return code;

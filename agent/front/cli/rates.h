@@ -16,8 +16,11 @@
 
 namespace cli {
 
-// --interval, a duration like "5s", "500ms" or "2m", and --count.
-CLI::Option* addInterval(CLI::App& options, Request& request);
+// An option for a duration like "5s", "500ms" or "2m".
+CLI::Option* addInterval(CLI::App& options, Request& request, const char* name);
+
+// That as --interval, and --count. Returns the first.
+CLI::Option* addIntervals(CLI::App& options, Request& request);
 
 // --chain, --flows and --threads: what isn't stored of flows.
 void addFlowKnowledge(CLI::App& options, Request& request);
@@ -33,6 +36,13 @@ struct FlowFile {
 
 // Reads the file at `path`; an empty one is none.
 FlowFile readFlows(const std::string& path);
+
+// What the request says of flows, and that file, which must live as long.
+model::FlowKnowledge knowledgeOf(const Request& request, const FlowFile& flows);
+
+// Whether the chain that was given, if one was, is that of a flow which was asked for. Why it isn't
+// is said on standard error. True while there is no such flow.
+bool chainFits(const model::View& view, const Request& request);
 
 // Looks, waits, looks again, and writes what `show` makes of it, as often as was asked for. A
 // signal or the output's end stops it at any time. Says on standard error what is wrong, a chain

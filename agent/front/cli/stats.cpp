@@ -69,7 +69,7 @@ ExitCode runRates(const Request& request, Output& output) {
 
 void declareStats(CLI::App& options, Request& request) {
   addPlaces(options, request);
-  addInterval(options, request);
+  addIntervals(options, request);
   options.add_flag("--self", request.rates.self,
                    "The time that each node spent itself, in an\n"
                    "interval of 5s unless another is given");

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/cli/looks.h"
+
+#include "agent/front/cli/look.h"
+#include "agent/front/cli/messages.h"
+#include "agent/model/condition.h"
+#include "agent/model/selection.h"
+#include "agent/render/words.h"
+
+namespace cli {
+
+Looks::Looks(const Request& request, model::MachineFacts machine)
+    : request_(request), collector_(request.directory, model::Events::read, machine) {
+  requireMachine(request, "an interval needs two looks at");
+}
+
+void Looks::take() {
+  constexpr std::size_t kMostLooks = 10;  // to infer chains from
+  last_ = collector_.take();
+  looks_.push_back(std::make_shared<const model::Snapshot>(
+      distinct(model::selectBrokers(*last_, request_.selection.broker))));
+  if (looks_.size() > kMostLooks) looks_.erase(looks_.begin());
+}
+
+model::View Looks::view(const model::FlowKnowledge& known) const {
+  if (looks_.size() > 1) return model::viewOf(looks_, known);
+  return model::viewOf(std::vector{looks_.back(), looks_.back()}, known);
+}
+
+ExitCode Looks::report() const {
+  complain(render::problemOf(*last_, request_.selection));
+  const model::Snapshot selected = model::select(*last_, request_.selection);
+  for (const auto& broker : selected.brokers) reportProblem(*broker);
+  return exitCodeOf(selected);
+}
+
+}  // namespace cli
