@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <span>
 #include <string_view>
 
@@ -35,15 +34,26 @@ void appendText(std::string& lines, const std::string& text) {
 
 void appendHex(std::string& lines, std::span<const std::uint8_t> bytes) {
   constexpr char digits[] = "0123456789ABCDEF";
+  const std::size_t end = lines.size();
+  lines.resize(end + 2 * bytes.size());
+  char* to = lines.data() + end;
   for (const std::uint8_t byte : bytes) {
-    lines += digits[byte >> 4];
-    lines += digits[byte & 0xF];
+    *to++ = digits[byte >> 4];
+    *to++ = digits[byte & 0xF];
   }
 }
 
 void appendNumber(std::string& lines, std::int32_t number) {
   const fmt::format_int text(number);
   lines.append(text.data(), text.size());
+}
+
+// "." and at least three digits.
+void appendMilliseconds(std::string& lines, std::uint32_t milliseconds) {
+  const fmt::format_int digits(milliseconds);
+  lines += '.';
+  if (digits.size() < 3) lines.append(3 - digits.size(), '0');
+  lines.append(digits.data(), digits.size());
 }
 
 // A document's member as it is in a line: without the braces around it.
@@ -101,7 +111,8 @@ void EventJson::append(std::string& lines, const reader::Event& event) {
   lines += event.recordId.hex();
   lines += "\",\"created\":\"";
   lines += textOf(created_, created.seconds);
-  fmt::format_to(std::back_inserter(lines), ".{:03}Z\",\"threadId\":", created.milliseconds);
+  appendMilliseconds(lines, created.milliseconds);
+  lines += "Z\",\"threadId\":";
   appendNumber(lines, event.threadId);
   lines += ",\"messageId\":\"";
   appendHex(lines, event.messageId);

@@ -26,12 +26,13 @@ constexpr Section kSections[] = {
     {"waits", measureWaits},
     {"processes", measureProcesses},
     {"deployment", measureDeployment},
+    {"following", measureFollowing},
     {"peers", measurePeers},
 };
 
 struct Options {
   std::vector<std::string> sections;
-  Plan plan{{}, "full", ZEB_LIBRARY, ZEB_BARE_LIBRARY};
+  Plan plan{{}, "full", ZEB_LIBRARY, ZEB_BARE_LIBRARY, ZEB_AGENT};
 };
 
 std::vector<std::string> sectionNames() {
@@ -47,6 +48,8 @@ void describe(CLI::App& app, Options& options) {
       ->check(CLI::IsMember({"full", "quick", "tiny"}))
       ->capture_default_str();
   app.add_option("--library", options.plan.library, "The library to measure")
+      ->capture_default_str();
+  app.add_option("--agent", options.plan.agent, "The agent that follows events")
       ->capture_default_str();
   app.add_option("--bare-library", options.plan.bare, "The same, built without trace points")
       ->capture_default_str();

@@ -16,6 +16,7 @@ struct Plan {
   std::string effortName;
   std::string library;  // the built library
   std::string bare;     // the same without trace points
+  std::string agent;    // the program zebmon
 };
 
 // One message, an input node's message and a message with an event, each against its floor.
@@ -38,6 +39,9 @@ nlohmann::json measureProcesses(const Plan& plan);
 
 // Time and memory of deploying many nodes in one process.
 nlohmann::json measureDeployment(const Plan& plan);
+
+// What a follower of events loses, while threads and processes post.
+nlohmann::json measureFollowing(const Plan& plan);
 
 // What else one could measure messages with. Left out, and said so, where it is not installed.
 nlohmann::json measurePeers(const Plan& plan);

@@ -108,12 +108,28 @@ def _function_goals(goals, found):
         goals.at_most("the same ÷ as many lines by compiled formats", 2, ratios[name])
 
 
+_FOLLOWED = {
+    "threads": "2 threads of one process at 100,000 a second",
+    "processes": "2 processes as fast as they can",
+}
+
+
+def _following_goals(goals, found):
+    for kind, text in _FOLLOWED.items():
+        figure = f"events lost by `zebmon events --follow` of {text}, 1 MiB ring"
+        if "following" in found:
+            goals.at_most(figure, 0, found["following"][kind]["lost"], digits=0)
+        else:
+            goals.told(figure, "≤ 0", "not measured yet")
+
+
 def goals(found):
     table = _Goals()
     _message_goals(table, found)
     _thread_goals(table, found)
     _deployment_goals(table, found)
     _function_goals(table, found)
+    _following_goals(table, found)
     return _table(("figure", "goal", "measured", "met"), table.rows)
 
 
@@ -190,6 +206,19 @@ def deployment(found):
                    "removed in, ms"), rows)
 
 
+def following(found):
+    if "following" not in found:
+        return "Not measured yet."
+    rows = []
+    for kind, text in _FOLLOWED.items():
+        part = found["following"][kind]
+        rows.append((text, f"{part['posted']:,} in {part['seconds']:.0f} s",
+                     f"{part['perSecond']:,.0f}", f"{part['lost']:,}", str(part["gaps"]),
+                     f"{100 * part['coreShare']:.0f} %", f"{part['megabytes']:,.0f} MB"))
+    return _table(("events of", "posted", "a second", "lost", "gap records", "follower, of a core",
+                   "written"), rows)
+
+
 def _time(nanoseconds):
     if nanoseconds >= 1e5:
         return f"{nanoseconds / 1e6:.2f} ms"
@@ -220,4 +249,4 @@ def peers(found):
 
 
 ALL = {make.__name__: make for make in (conditions, goals, messages, threads, waits, processes,
-                                        deployment, functions, peers)}
+                                        deployment, following, functions, peers)}

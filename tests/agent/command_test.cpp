@@ -661,6 +661,8 @@ TEST(ZebmonEvents, WhatCannotBeAskedForTogetherIsSaidInWords) {
   refused({"--format", "csv", "--columns", "hour"}, "there is no column \"hour\": there are");
   refused({"--count-by", "text", "--columns", "hour"}, "there is no column \"hour\"");
   refused({"--interval", "5"}, "--interval requires --follow");
+  refused({"--threads", "2"}, "--threads requires --follow");
+  refused({"--flows", "x"}, "--flows requires --follow");
   refused({"--grep", ""}, "\"\" is in every event");
   refused({"--grep", "**"}, "\"**\" is in every event");
   refused({"--grep", std::string(1001, 'x')}, "a text of 1001 bytes is too long");
@@ -795,6 +797,26 @@ TEST_F(Following, AProblemOfABrokerThatWentAndCameBackIsSaidAgain) {
   waitFor("no broker has a key file", 1);
   live.emplace("1-2-3", damaged);
   waitForProblems(2);
+}
+
+TEST(ZebmonEvents, FollowWritesTheTitlesOfCsvOnce) {
+  LiveSegment live("1-2-3", ordersWithEvents(1));
+  Zebmon zebmon({.arguments = {"events", "--follow", "--interval", "1", "--format", "csv",
+                               "--columns", "kind"}});
+  EXPECT_EQ("kind\n", zebmon.line());
+  EXPECT_EQ("message\n", zebmon.line());
+  live.write(ordersWithEvents(3));
+  EXPECT_EQ("message\n", zebmon.line());
+  EXPECT_EQ("exception\n", zebmon.line());
+  zebmon.signal(SIGINT);
+  EXPECT_EQ("", zebmon.rest());
+  EXPECT_EQ(0, zebmon.wait());
+}
+
+TEST(ZebmonEvents, FollowWithAFlowFileThatIsNotThereEndsWithSixtySix) {
+  const Result result = run({"events", "--follow", "--flows", "/tmp/absent.toml"});
+  EXPECT_EQ(66, result.code);
+  EXPECT_TRUE(contains(result.errors, "/tmp/absent.toml")) << result.errors;
 }
 
 TEST(ZebmonEvents, FollowWaitsForABrokerAndSaysSoOnce) {

@@ -52,21 +52,21 @@ std::vector<model::Gap> gapsIn(const FollowLook& look) {
 }  // namespace
 
 TEST(Pause, IsAQuarterOfATurnAtTheRateThatWasSeen) {
-  EXPECT_EQ(milliseconds(10), model::pauseFor(4000, 100000, hours(1)));
+  EXPECT_EQ(milliseconds(4), model::pauseFor(8000, 500000, hours(1)));
   EXPECT_EQ(milliseconds(2), model::pauseFor(4000, 500000, hours(1)));
 }
 
 TEST(Pause, IsShortEnoughForABurstThatBeginsAnyTime) {
-  EXPECT_EQ(milliseconds(20), model::pauseFor(7281, 0, hours(1)));
-  EXPECT_EQ(milliseconds(20), model::pauseFor(227, 1, hours(1)));
-  EXPECT_EQ(milliseconds(100), model::pauseFor(80000, 0, hours(1)));
+  EXPECT_EQ(milliseconds(5), model::pauseFor(7281, 0, hours(1)));
+  EXPECT_EQ(milliseconds(5), model::pauseFor(227, 1, hours(1)));
+  EXPECT_EQ(milliseconds(20), model::pauseFor(80000, 0, hours(1)));
 }
 
 TEST(Pause, StaysWithinItsBounds) {
-  EXPECT_EQ(milliseconds(500), model::pauseFor(100000000, 0, milliseconds(500)));
+  EXPECT_EQ(milliseconds(500), model::pauseFor(4000000000, 0, milliseconds(500)));
   EXPECT_EQ(milliseconds(1), model::pauseFor(28, 1e9, milliseconds(500)));
   EXPECT_EQ(milliseconds(1), model::pauseFor(28, 0, milliseconds(1)));
-  EXPECT_EQ(milliseconds(20), model::pauseFor(0, 0, milliseconds(500)));
+  EXPECT_EQ(milliseconds(5), model::pauseFor(0, 0, milliseconds(500)));
   EXPECT_EQ(milliseconds(1), model::pauseFor(0, 1, milliseconds(500)));
   EXPECT_EQ(hours(24), model::pauseFor(~0ULL, 1e-300, hours(100)));
 }
@@ -212,7 +212,7 @@ TEST(Follower, WaitsNoLongerThanUntilTheNextLookAtAll) {
   LiveSegment live("1-2-3", segmentAfter(2));
   model::Follower follower("/tmp", hours(1));
   follower.look();
-  EXPECT_LE(follower.pause(), milliseconds(20));
+  EXPECT_LE(follower.pause(), milliseconds(5));
   model::Follower alone("/opt", milliseconds(7));
   alone.look();
   EXPECT_LE(alone.pause(), milliseconds(7));

@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <string>
 
 TEST(Output, AReaderThatGoesAwayIsARegularEnd) {
   int ends[2];
@@ -22,4 +24,17 @@ TEST(Output, OneThatIsClosedHasFailedBeforeAnythingIsWritten) {
   cli::Output output(-1);
   EXPECT_EQ(EBADF, output.error());
   EXPECT_FALSE(output.write("a"));
+}
+
+TEST(Output, OfAFileIsWhatWasWrittenHoweverMuch) {
+  std::FILE* const file = std::tmpfile();
+  ASSERT_NE(nullptr, file);
+  std::string text;
+  for (int i = 0; i < 700000; ++i) text += std::to_string(i);
+  cli::Output output(fileno(file));
+  EXPECT_TRUE(output.write(text));
+  std::string found(text.size() + 1, ' ');
+  EXPECT_EQ(static_cast<ssize_t>(text.size()), pread(fileno(file), found.data(), found.size(), 0));
+  EXPECT_EQ(text + " ", found);
+  std::fclose(file);
 }

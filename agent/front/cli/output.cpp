@@ -6,15 +6,23 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 
 namespace cli {
+namespace {
+
+constexpr std::size_t kMostOfFile = 1 << 20;
+
+}  // namespace
 
 Output::Output(int descriptor) : descriptor_(descriptor) {
   signal(SIGPIPE, SIG_IGN);
+  struct stat facts {};
+  if (fstat(descriptor, &facts) == 0 && S_ISREG(facts.st_mode)) piece_ = kMostOfFile;
   if (fcntl(descriptor, F_GETFD) != -1) return;
   error_ = errno;
   ended_ = true;
@@ -44,12 +52,11 @@ bool Output::ready(int milliseconds, short events) {
 }
 
 // Pieces of PIPE_BUF fit whenever poll says that a pipe can be written, so no write blocks where a
-// signal couldn't end it.
+// signal couldn't end it. A file never waits for a reader.
 bool Output::write(std::string_view text) {
   while (!ended_ && !text.empty()) {
     if (!ready(-1, POLLOUT)) continue;
-    const ssize_t written =
-        ::write(descriptor_, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+    const ssize_t written = ::write(descriptor_, text.data(), std::min(text.size(), piece_));
     if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
     if (written >= 0 || errno == EINTR || errno == EAGAIN) continue;
     error_ = errno == EPIPE ? 0 : errno;

@@ -3,6 +3,9 @@
 #ifndef ZEB_AGENT_FRONT_CLI_OUTPUT_H
 #define ZEB_AGENT_FRONT_CLI_OUTPUT_H
 
+#include <limits.h>
+
+#include <cstddef>
 #include <string_view>
 
 namespace cli {
@@ -38,6 +41,7 @@ class Output {
   int signals_ = -1;
   bool ended_ = false;
   int error_ = 0;
+  std::size_t piece_ = PIPE_BUF;  // bytes that are written at once
 };
 
 }  // namespace cli
