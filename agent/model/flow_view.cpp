@@ -42,9 +42,10 @@ Nesting Viewer::nestingOf(const BrokerGrowth& broker, const FlowView& view,
     return nest(view.growth, chainOf(*described), NestingSource::flowFile);
   }
   std::vector<FlowGrowth> seen;
-  for (const Growths& interval : intervals_) {
+  for (const Growths& interval : std::span(intervals_).first(intervals_.size() - 1)) {
     if (const FlowGrowth* flow = find(interval, broker, view.growth)) seen.push_back(*flow);
   }
+  seen.push_back(view.growth);  // damaged memory may have several of its name
   return infer(seen, view.inFlight);
 }
 

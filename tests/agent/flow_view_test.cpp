@@ -134,3 +134,21 @@ TEST(View, NodesComeInTheOrderInWhichMessagesPass) {
   }
   EXPECT_EQ("A0B1C1D2E0X0", order);
 }
+
+TEST(View, OfFlowsOfOneNameInDamagedMemoryTakesEachForItself) {
+  const auto twice = [](std::int64_t tenths) {
+    auto seen = broker(tenths);
+    auto& flows = seen->tree->executionGroups.front().messageFlows;
+    flows.insert(flows.begin(), flows.front());
+    flows.front().nodes.pop_back();
+    flows.front().recordId = recordId(4, 2);
+    return seen;
+  };
+  const Looks looks = {look(twice(10), milliseconds(0)), look(twice(20), milliseconds(10000))};
+  const model::View view = model::viewOf(looks, {});
+  ASSERT_EQ(2U, view.brokers[0].flows.size());
+  for (const model::FlowView& flow : view.brokers[0].flows) {
+    EXPECT_EQ(flow.growth.nodes.size(), flow.nesting.nodes.size());
+    EXPECT_EQ(flow.growth.nodes.size(), flow.times.size());
+  }
+}
