@@ -43,7 +43,7 @@ double setBetween(const Snapshot& before, const Snapshot& after) {
     const auto& to = after.machine->clocks;
     return wall - Seconds(to.sinceBoot).count() + Seconds(from.sinceBoot).count();
   }
-  return wall - Seconds(after.steady - before.steady).count();
+  return wall - steadyBetween(before, after).count();
 }
 
 bool startedBetween(const Snapshot& before, const Snapshot& after) {
@@ -66,7 +66,7 @@ Apart apart(const Snapshot& before, const Snapshot& after, bool sameHost) {
   if (startedBetween(before, after)) return {.kind = Of::startedAgain, .time = byWall};
   const double set = setBetween(before, after);
   return {.kind = Of::sameRun,
-          .time = after.steady - before.steady,
+          .time = steadyBetween(before, after),
           .clockSet = Seconds(std::abs(set) > kDrift ? set : 0)};
 }
 

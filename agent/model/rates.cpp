@@ -183,9 +183,14 @@ NodeGrowth growthOf(const reader::Node& before, const reader::Node& after, bool 
   return node;
 }
 
+// As numbers that can't overflow, wherever the snapshots are from.
+Seconds steadyBetween(const Snapshot& before, const Snapshot& after) {
+  return Seconds(after.steady.time_since_epoch()) - Seconds(before.steady.time_since_epoch());
+}
+
 Growths between(const Snapshot& before, const Snapshot& after) {
   Growths growths;
-  growths.interval = std::max(Seconds(0), Seconds(after.steady - before.steady));
+  growths.interval = std::max(Seconds(0), steadyBetween(before, after));
   for (const auto& broker : after.brokers) {
     growths.brokers.push_back({.before = find(before, *broker), .after = broker, .flows = {}});
   }

@@ -77,6 +77,9 @@ struct Growths {
   std::vector<BrokerGrowth> brokers;
 };
 
+// By the clock that nobody sets; negative when `before` is the later one.
+Seconds steadyBetween(const Snapshot& before, const Snapshot& after);
+
 // Brokers are matched by key file, everything below by record ID.
 Growths between(const Snapshot& before, const Snapshot& after);
 

@@ -108,7 +108,7 @@ Json configDocument(const ConfigView& view) {
   Json& restarts = document["restarts"] = Json::array();
   for (const model::Restart& restart : view.restarts) {
     const bool size = restart.why == model::Restart::Why::otherSize;
-    restarts.push_back({{"broker", nameOf(*restart.broker)},
+    restarts.push_back({{"broker", brokerObject(restart.broker.get())},
                         {"kind", size ? "otherSize" : "fileIsYounger"},
                         {"executionGroup", size ? Json(nullptr) : Json(restart.group)},
                         {"processId", size ? Json(nullptr) : Json(restart.process)},

@@ -54,6 +54,15 @@ Tone toneOf(const Difference& difference) {
   return worse || difference.how == How::reset ? Tone::warning : Tone::plain;
 }
 
+// What a table tells of both looks at once.
+std::string detailOf(const Difference& difference, Zone zone) {
+  const bool both = !difference.before.empty() && !difference.after.empty();
+  std::string text = difference.before + (both ? " -> " : "") + difference.after;
+  if (difference.resetTime)
+    text = "at " + dateAndTime(*difference.resetTime, zone) + (text.empty() ? "" : ", " + text);
+  return text.empty() ? " " : text;
+}
+
 std::string span(model::Seconds time) {
   const double seconds = std::abs(time.count());
   return seconds < 60 ? fmt::format("{:.1f} s", seconds)
@@ -92,15 +101,16 @@ Json changeObject(const Difference& difference) {
 }  // namespace
 
 std::vector<Column> changesColumns() {
-  return {{.name = "kind", .title = "what", .yields = 60},
+  using Place = Column::Place;
+  return {{.name = "kind", .title = "what"},
           {.name = "change", .title = "change"},
-          {.name = "name", .title = "name", .yields = 30, .least = 24},
-          {.name = "before", .title = "before", .yields = 40, .least = 14},
-          {.name = "after", .title = "after", .yields = 20, .least = 14},
-          {.name = "resetTime", .title = "reset at", .place = Column::Place::extra}};
+          {.name = "name", .title = "name", .yields = 30, .least = 20},
+          {.name = "before", .title = "before", .place = Place::extra, .yields = 40, .least = 14},
+          {.name = "after", .title = "", .yields = 20, .least = 24},
+          {.name = "resetTime", .title = "reset at", .place = Place::extra}};
 }
 
-Sheet changesSheet(const model::Differences& differences) {
+Sheet changesSheet(const model::Differences& differences, Zone zone) {
   Sheet sheet{changesColumns(), {}};
   for (const Difference& difference : differences.list) {
     Row& row = sheet.rows.emplace_back();
@@ -110,7 +120,10 @@ Sheet changesSheet(const model::Differences& differences) {
                  textOrMissing(difference.before),
                  textOrMissing(difference.after),
                  momentOf(difference.resetTime)};
-    row.cells.front().brief = shortKindName(difference.kind);
+    row.cells[0].brief = shortKindName(difference.kind);
+    if (difference.kind == Kind::finding)
+      row.cells[2].brief = difference.name.substr(0, difference.name.find(':'));
+    row.cells[4].brief = detailOf(difference, zone);
   }
   return sheet;
 }
@@ -119,7 +132,8 @@ std::string diffScreen(const DiffView& diff, const model::Selection& selection,
                        const Arrangement& ofChanges, const Arrangement& ofRates,
                        const TableStyle& style) {
   std::string text = style.titles ? headOf(diff, style.zone) + "\n" : "";
-  const std::string changes = tableOf(arranged(changesSheet(diff.differences), ofChanges), style);
+  const std::string changes =
+      tableOf(arranged(changesSheet(diff.differences, style.zone), ofChanges), style);
   text += changes.empty() ? "Nothing came, went or changed.\n" : changes;
   for (const std::string& sentence : diff.differences.notCompared) {
     text += "Not compared: " + text::printable(sentence) + ".\n";

@@ -30,9 +30,10 @@ struct DiffView {
   bool same() const { return differences.list.empty() && !measured; }
 };
 
-// One row a difference.
+// One row a difference. A table tells both looks, and when it was reset, in one column; that time
+// is in `zone` there.
 std::vector<Column> changesColumns();
-Sheet changesSheet(const model::Differences& differences);
+Sheet changesSheet(const model::Differences& differences, Zone zone);
 
 // How long lies between the looks, what is different, and the rates in between. `ofRates` arranges
 // the tables of rates, `ofChanges` the other one.

@@ -64,7 +64,7 @@ std::vector<Column> fillColumns() {
           {.name = "area", .title = "area"},
           {.name = "sizeBytes", .title = "bytes", .right = true},
           {.name = "usedBytes", .title = "used", .right = true},
-          {.name = "fillPercent", .title = "%", .right = true},
+          {.name = "usedPercent", .title = "%", .right = true},
           {.name = "room", .title = "room for", .yields = 20, .least = 20}};
 }
 
@@ -88,14 +88,14 @@ Json fillDocument(const model::Snapshot& snapshot) {
       Json object = {{"name", area.name},
                      {"sizeBytes", area.size},
                      {"usedBytes", area.last},
-                     {"fillPercent", fillOf(area)}};
+                     {"usedPercent", fillOf(area)}};
       if (area.name == reader::kStatistics) {
         object["roomForNodes"] = room.nodes;
         object["nodeCharacters"] = room.units;
       } else if (area.name == reader::kEventTemplates) {
         object["longestTextCharacters"] = room.text;
       } else {
-        object["events"] = room.events;
+        object["roomForEvents"] = room.events;
       }
       areas.push_back(std::move(object));
     }

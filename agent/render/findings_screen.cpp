@@ -124,16 +124,16 @@ std::string findingsScreen(const Findings& findings, const model::Snapshot& sele
 
 Json findingsDocument(const Findings& findings, const model::Snapshot& selected) {
   Json document = headOf("zebmon.doctor", 1, selected);
-  document["critical"] = numberOf(findings, Severity::critical);
-  document["warnings"] = numberOf(findings, Severity::warning);
-  document["brokers"] = selected.brokers.size();
-  document["locks"] = findings.locks;
+  document["criticalCount"] = numberOf(findings, Severity::critical);
+  document["warningCount"] = numberOf(findings, Severity::warning);
+  document["brokerCount"] = selected.brokers.size();
+  document["lockCount"] = findings.locks;
   Json& list = document["findings"] = Json::array();
   for (const Finding& finding : findings.found) {
     list.push_back({{"id", finding.id},
                     {"key", finding.key()},
                     {"severity", severityName(finding.severity)},
-                    {"broker", finding.broker ? Json(nameOf(*finding.broker)) : Json(nullptr)},
+                    {"broker", brokerObject(finding.broker.get())},
                     {"object", finding.object},
                     {"evidence", finding.evidence},
                     {"effect", finding.effect},

@@ -146,11 +146,6 @@ std::string withMilliseconds(const reader::Stamp& stamp) {
   return isoTime(stamp.seconds, stamp.milliseconds);
 }
 
-// Where an event is from.
-Json sourceObject(const model::SeenBroker& broker) {
-  return {{"label", broker.tree ? Json(broker.label()) : Json(nullptr)}, {"uuid", broker.uuid()}};
-}
-
 const char* causeName(model::Gap::Cause cause) {
   return cause == model::Gap::Cause::restart ? "restart" : "overwritten";
 }
@@ -176,6 +171,12 @@ struct ValueOf {
 };
 
 }  // namespace
+
+Json brokerObject(const model::SeenBroker* broker) {
+  if (broker == nullptr) return nullptr;
+  return {{"label", broker->tree ? Json(broker->label()) : Json(nullptr)},
+          {"uuid", broker->uuid()}};
+}
 
 Json headOf(const char* schema, int version, const model::Snapshot& snapshot) {
   return headOf(schema, version, model::secondsOf(snapshot));
@@ -238,7 +239,7 @@ Json gapDocument(const model::SeenBroker& broker, const model::Gap& gap, std::in
     return ofNode ? Json(text) : Json(nullptr);
   };
   Json document = headOf("zebmon.event.gap", 1, collectedAt);
-  document["broker"] = sourceObject(broker);
+  document["broker"] = brokerObject(&broker);
   document["cause"] = causeName(gap.cause);
   document["kind"] = missedName(gap.missed.kind);
   document["missedAtLeast"] = gap.missed.least;
@@ -254,7 +255,7 @@ Json gapDocument(const model::SeenBroker& broker, const model::Gap& gap, std::in
 Json eventDocument(const model::SeenBroker& broker, const reader::Event& event,
                    std::int64_t collectedAt) {
   Json document = headOf("zebmon.event", 1, collectedAt);
-  document["broker"] = sourceObject(broker);
+  document["broker"] = brokerObject(&broker);
   document["kind"] = kindName(event.kind());
   document["time"] = timeOrNull(event.time);
   document["recordId"] = event.recordId.hex();

@@ -34,6 +34,9 @@ Json templateObject(const reader::Event& event);
 // Schema "zebmon.event.gap".
 Json gapDocument(const model::SeenBroker& broker, const model::Gap& gap, std::int64_t collectedAt);
 
+// Who a broker is: "label" and "uuid". null for none.
+Json brokerObject(const model::SeenBroker* broker);
+
 // What every document begins with: "schema", "version" and "collectedAt".
 Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
 Json headOf(const char* schema, int version, std::int64_t collectedAt);

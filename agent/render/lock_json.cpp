@@ -21,12 +21,8 @@ Json timeOrNull(reader::KernelTime time) {
 }
 
 Json guardObject(const model::Guarded& guarded) {
-  Json broker = nullptr;
-  if (guarded.broker) {
-    broker = {{"label", textOrNull(guarded.broker->label())}, {"uuid", guarded.broker->uuid()}};
-  }
   return {{"kind", guardName(guarded.what)},
-          {"broker", std::move(broker)},
+          {"broker", brokerObject(guarded.broker.get())},
           {"executionGroup", textOrNull(guarded.group)},
           {"messageFlow", textOrNull(guarded.flow)},
           {"node", textOrNull(guarded.node)},

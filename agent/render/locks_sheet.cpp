@@ -38,7 +38,8 @@ Row rowOf(const model::LockView& view) {
   Row row;
   row.heading = broker.empty() ? "No broker that is known here" : "Broker " + broker;
   row.cells = {guardText(guarded),
-               textOrMissing(broker),
+               guarded.broker ? textOrMissing(guarded.broker->label()) : Cell(),
+               guarded.broker ? Cell(guarded.broker->uuid()) : Cell(),
                Cell(lockState(view), toneOf(view)),
                known(there, semaphore.value),
                known(used, semaphore.lastProcess),
@@ -63,6 +64,7 @@ std::vector<Column> locksColumns() {
   using enum Column::Place;
   return {{.name = "guards", .title = "guards", .yields = 30, .least = 20},
           {.name = "broker", .title = "broker", .place = heading, .yields = 95, .least = 8},
+          {.name = "uuid", .title = "uuid", .place = extra, .yields = 96, .least = 8},
           {.name = "state", .title = "state"},
           {.name = "value", .title = "value", .right = true, .yields = 60},
           {.name = "lastProcessId", .title = "process", .right = true},

@@ -12,6 +12,7 @@ namespace render {
 namespace {
 
 constexpr std::size_t kMostListed = 10;
+constexpr std::size_t kDateWidth = 10;  // of "2026-01-31"
 
 const char* matchedName(const model::WayStep& step) {
   return step.byCorrelation ? "correlationId" : "messageId";
@@ -24,13 +25,26 @@ Row rowOf(const model::WayStep& step, Zone zone) {
   const bool failed = event.kind() == reader::EventKind::exception;
   return {.heading = {},
           .cells = {dateAndTime(created.seconds, zone, created.milliseconds), step.afterMs,
-                    nameOf(*step.broker), known ? Cell(event.origin->executionGroup) : Cell(),
+                    step.broker->label(), step.broker->uuid(),
+                    known ? Cell(event.origin->executionGroup) : Cell(),
                     known ? Cell(event.origin->messageFlow) : Cell(),
                     known ? Cell(event.origin->node) : Cell(),
                     Cell(kindName(event.kind()), failed ? Tone::critical : Tone::plain),
                     Cell(step.byCorrelation ? "correlation" : "message"),
                     known ? Cell(event.origin->text) : Cell(), event.threadId,
                     event.putApplicationName}};
+}
+
+// The date on which all its events were posted; empty when they are of several.
+std::string dayOf(const model::MessageWay& way, Zone zone) {
+  if (way.steps.empty()) return {};
+  const auto dateOf = [zone](const model::WayStep& step) {
+    return dateOnly(step.event->recordId.created().seconds, zone);
+  };
+  const std::string day = dateOf(way.steps.front());
+  const bool same = std::ranges::all_of(
+      way.steps, [&](const model::WayStep& step) { return dateOf(step) == day; });
+  return same && day.size() == kDateWidth ? day : "";
 }
 
 std::string counted(std::size_t number, const char* what) {
@@ -42,20 +56,28 @@ std::string counted(std::size_t number, const char* what) {
 std::vector<Column> messageColumns() {
   return {{.name = "time", .title = "time"},
           {.name = "afterMs", .title = "after", .unit = "ms", .right = true},
-          {.name = "broker", .title = "broker", .yields = 4, .least = 8},
-          {.name = "group", .title = "group", .yields = 3, .least = 6},
-          {.name = "flow", .title = "flow", .yields = 2, .least = 8},
-          {.name = "node", .title = "node", .yields = 1, .least = 8},
+          {.name = "broker", .title = "broker", .yields = 14, .least = 8},
+          {.name = "uuid", .title = "uuid", .place = Column::Place::extra},
+          {.name = "executionGroup", .title = "group", .yields = 15},
+          {.name = "messageFlow", .title = "flow", .yields = 4, .least = 8},
+          {.name = "node", .title = "node", .yields = 3, .least = 12},
           {.name = "kind", .title = "kind"},
-          {.name = "matched", .title = "by", .yields = 6},
-          {.name = "text", .title = "text", .yields = 5, .least = 12},
-          {.name = "threadId", .title = "thread", .right = true, .yields = 8},
-          {.name = "putApplicationName", .title = "application", .yields = 7}};
+          {.name = "matched", .title = "by", .yields = 16},
+          {.name = "text", .title = "text", .yields = 5, .least = 14},
+          {.name = "threadId", .title = "thread", .right = true, .yields = 18},
+          {.name = "putApplicationName", .title = "application", .yields = 17}};
 }
 
+// On one day the time is enough.
 Sheet messageSheet(const model::MessageWay& way, Zone zone) {
   Sheet sheet{.columns = messageColumns(), .rows = {}};
-  for (const model::WayStep& step : way.steps) sheet.rows.push_back(rowOf(step, zone));
+  const bool oneDay = !dayOf(way, zone).empty();
+  for (const model::WayStep& step : way.steps) {
+    Row row = rowOf(step, zone);
+    Cell& time = row.cells.front();
+    if (oneDay) time.brief = std::get<std::string>(time.value).substr(kDateWidth + 1);
+    sheet.rows.push_back(std::move(row));
+  }
   return sheet;
 }
 
@@ -73,13 +95,15 @@ Json messageDocument(const model::Snapshot& snapshot, const model::MessageWay& w
   return document;
 }
 
-std::string summaryOf(const model::MessageWay& way) {
+std::string summaryOf(const model::MessageWay& way, Zone zone) {
   std::set<const model::SeenBroker*> brokers;
   for (const model::WayStep& step : way.steps) brokers.insert(step.broker);
   const std::int64_t took =
       way.steps.empty() ? 0 : way.steps.back().createdMs - way.steps.front().createdMs;
-  return fmt::format("Message {}: {} in {}, {} ms from the first to the last\n", way.id,
-                     counted(way.steps.size(), "event"), counted(brokers.size(), "broker"), took);
+  const std::string day = dayOf(way, zone);
+  return fmt::format("Message {}\n{} in {}{}, {} ms from the first to the last\n", way.id,
+                     counted(way.steps.size(), "event"), counted(brokers.size(), "broker"),
+                     day.empty() ? "" : " on " + day, took);
 }
 
 std::string problemOf(const std::vector<model::MessageWay>& ways, const std::string& prefix) {

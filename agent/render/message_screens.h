@@ -12,15 +12,17 @@
 
 namespace render {
 
-// One row an event. Times have milliseconds and are in `zone`.
+// One row an event. Times have milliseconds and are in `zone`; a table leaves out the date when
+// summaryOf() tells it.
 std::vector<Column> messageColumns();
 Sheet messageSheet(const model::MessageWay& way, Zone zone);
 
 // Schema "zebmon.message": the events of eventDocument, each with "afterMs" and "matched".
 Json messageDocument(const model::Snapshot& snapshot, const model::MessageWay& way);
 
-// "message ID: 3 events in 1 broker, 12 ms from the first to the last"
-std::string summaryOf(const model::MessageWay& way);
+// "Message ID" and "3 events in 1 broker on 2026-01-31, 12 ms from the first to the last", a line
+// each.
+std::string summaryOf(const model::MessageWay& way, Zone zone);
 
 // Why `ways` are not the way of one message, and what to do; empty when they are.
 std::string problemOf(const std::vector<model::MessageWay>& ways, const std::string& prefix);

@@ -98,8 +98,8 @@ Json planDocument(const PlanView& view) {
                       {"enough", one.enough()}});
   }
   document["plan"] = {
-      {"executionGroups", view.plan.groups},
-      {"nodes", view.plan.nodes},
+      {"executionGroupCount", view.plan.groups},
+      {"nodeCount", view.plan.nodes},
       {"statisticsBytes", need.records},
       {"eventTemplatesBytes", need.templates},
       {"eventDataBytes", need.events},

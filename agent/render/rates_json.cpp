@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cmath>
+
 #include "agent/model/pattern.h"
 #include "agent/render/rates.h"
 #include "agent/render/words.h"
@@ -7,6 +9,11 @@ namespace render {
 namespace {
 
 using model::FlowView;
+
+// Rounded, so that 0.704 is 70.4.
+Json percentOf(std::optional<double> share) {
+  return share ? Json(std::round(*share * 1e8) / 1e6) : Json(nullptr);
+}
 
 Json growthObject(const model::Growth& growth, model::Seconds interval) {
   return {{"messageCount", orNull(growth.messages)},
@@ -25,7 +32,7 @@ Json selfObject(const model::SelfTime& self) {
   return {{"state", selfStateName(self.state)},
           {"meanMs", measured ? Json(self.perMessageMs) : Json(nullptr)},
           {"sumMs", measured ? Json(self.totalMs) : Json(nullptr)},
-          {"share", orNull(self.share)}};
+          {"sharePercent", percentOf(self.share)}};
 }
 
 Json lossObject(const FlowView& flow, std::size_t node) {
@@ -65,7 +72,7 @@ Json loadObject(const FlowView& flow) {
           {"messagesPerSecond", orNull(flow.load.messages)},
           {"busyThreads", orNull(flow.load.busy)},
           {"waitingMessages", orNull(flow.load.waiting)},
-          {"utilisation", orNull(flow.load.utilisation)},
+          {"utilisationPercent", percentOf(flow.load.utilisation)},
           {"spareMessagesPerSecond", orNull(flow.load.spare)}};
 }
 

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "agent/model/pattern.h"
+#include "agent/render/node_columns.h"
 #include "agent/render/rates.h"
 #include "agent/render/words.h"
 #include "text/printable.h"
@@ -69,6 +70,14 @@ Cell lossCell(const model::Loss& loss) {
 Cell outerLabel(const FlowView& flow, std::size_t node) {
   const auto outer = flow.nesting.nodes[node].outer;
   return outer ? Cell(flow.growth.nodes[*outer].node().label) : Cell();
+}
+
+// A table says nothing of what was measured and is still there.
+Cell changeCell(const model::NodeGrowth& node) {
+  Cell cell(changeName(node.change));
+  const std::string note = noteOf(node);
+  cell.brief = note.empty() ? " " : note;
+  return cell;
 }
 
 void addRows(Sheet& sheet, const model::BrokerView& broker, const model::Selection& selection) {
@@ -144,17 +153,8 @@ std::vector<Column> ratesColumns(bool self) {
                   .yields = yields};
   };
   const Place ofSelf = self ? Place::table : Place::extra;
-  return {
-      {.name = "broker", .title = "broker", .place = Place::extra, .yields = 96, .least = 8},
-      {.name = "uuid", .title = "uuid", .place = Place::extra, .yields = 97, .least = 8},
-      {.name = "executionGroup",
-       .title = "group",
-       .place = Place::heading,
-       .yields = 95,
-       .least = 8},
-      {.name = "messageFlow", .title = "flow", .place = Place::heading, .yields = 94, .least = 8},
-      {.name = "node", .title = "node", .yields = 45, .least = 16},
-      {.name = "type", .title = "type", .yields = 50},
+  std::vector<Column> columns = nodeColumns(50);
+  const std::vector<Column> figures = {
       number("messagesPerSecond", "messages", "a second", "", 0),
       number("bytesPerSecond", "bytes", "a second", "", 40),
       number("sizeMeanBytes", "size", "", "bytes", 70),
@@ -166,7 +166,10 @@ std::vector<Column> ratesColumns(bool self) {
       number("lostMessages", "lost", "", "", 30, ofSelf),
       number("busyThreads", "busy", "", "", 25),
       number("waitingMessages", "waiting", "", "", 35),
-      {.name = "change", .title = ""}};
+      {.name = "change", .title = ""},
+      {.name = "deleted", .title = "deleted", .place = Place::extra}};
+  columns.insert(columns.end(), figures.begin(), figures.end());
+  return columns;
 }
 
 Row ratesRow(const model::BrokerView& broker, const FlowView& flow, std::size_t index) {
@@ -175,12 +178,12 @@ Row ratesRow(const model::BrokerView& broker, const FlowView& flow, std::size_t 
   const model::SeenBroker& seen = broker.growth.broker();
   return {flow.growth.group + " / " + flow.growth.flow,
           {seen.label(), seen.uuid(), flow.growth.group, flow.growth.flow, node.node().label,
-           shortTypeName(node.node().type), rateOf(flow, node, node.growth.messages),
+           typeCell(node.node().type), rateOf(flow, node, node.growth.messages),
            rateOf(flow, node, node.growth.bytes), meanCell(node, node.growth.bytes),
            meanCell(node, node.growth.elapsedMs), queuedCell(node), selfCell(time.self),
            shareCell(time.self), outerLabel(flow, index), lossCell(time.loss),
            node.change == Change::measured ? cellOf(model::busyIn(node, flow.interval)) : Cell(),
-           waitingCell(flow, node), noteOf(node)}};
+           waitingCell(flow, node), changeCell(node), node.node().deleted}};
 }
 
 Sheet ratesSheet(const model::View& view, const model::Selection& selection, bool self) {

@@ -25,7 +25,8 @@ Row rowOf(const ResetResult& result, std::size_t i) {
   const bool failed = record != nullptr && !record->atZero();
   const std::string would = node.atZero ? "is at zero" : "would be reset";
   return {"Broker " + broker,
-          {broker, node.group, node.flow, node.node, cellOf(node.messageCount),
+          {result.plan.broker->label(), result.plan.broker->uuid(), node.group, node.flow,
+           node.node, cellOf(node.messageCount),
            Cell(record ? outcomeText(*record) : would, failed ? Tone::warning : Tone::plain),
            record ? Cell(outcomeName(record->outcome)) : Cell(), node.recordId.hex()}};
 }
@@ -87,6 +88,7 @@ std::string resetTimeText(const ResetResult& result) {
 std::vector<Column> resetColumns() {
   using enum Column::Place;
   return {{.name = "broker", .title = "broker", .place = heading, .yields = 90, .least = 8},
+          {.name = "uuid", .title = "uuid", .place = extra, .yields = 91, .least = 8},
           {.name = "executionGroup", .title = "group", .yields = 40, .least = 8},
           {.name = "messageFlow", .title = "flow", .yields = 30, .least = 8},
           {.name = "node", .title = "node", .yields = 20, .least = 12},
@@ -129,7 +131,7 @@ Json resetDocument(const model::Snapshot& snapshot, const std::vector<ResetResul
     brokers.push_back({{"label", result.plan.broker->label()},
                        {"uuid", result.plan.broker->uuid()},
                        {"allNodes", result.plan.allNodes},
-                       {"resetTime", time ? Json(outcomeName(time->outcome)) : Json()},
+                       {"resetTimeOutcome", time ? Json(outcomeName(time->outcome)) : Json()},
                        {"nodes", std::move(nodes)}});
   }
   return document;

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <set>
 
+#include "agent/render/node_columns.h"
 #include "agent/render/screens.h"
 #include "agent/render/words.h"
 #include "text/printable.h"
@@ -57,8 +59,7 @@ std::vector<Cell> numbersOf(const reader::Node& node) {
 Row rowOf(const NodePlace& at) {
   Row row{headingOf(at.group, &at.flow),
           {at.broker.label(), at.broker.uuid(), at.group.label, at.group.processId, at.flow.label,
-           at.node.label, nodeTypeName(at.node.type)}};
-  row.cells.back().brief = shortTypeName(at.node.type);
+           at.node.label, typeCell(at.node.type)}};
   if (at.group.processId == 0) row.cells[3] = Cell();
   for (Cell& cell : numbersOf(at.node)) row.cells.push_back(std::move(cell));
   row.cells.emplace_back(at.node.deleted);
@@ -108,18 +109,11 @@ std::vector<Column> statisticsColumns() {
                   .isScaled = true,
                   .yields = yields};
   };
-  std::vector<Column> columns = {
-      {.name = "broker", .title = "broker", .place = Place::extra, .yields = 96, .least = 8},
-      {.name = "uuid", .title = "uuid", .place = Place::extra, .yields = 97, .least = 8},
-      {.name = "executionGroup",
-       .title = "group",
-       .place = Place::heading,
-       .yields = 95,
-       .least = 8},
-      {.name = "processId", .title = "pid", .right = true, .place = Place::extra},
-      {.name = "messageFlow", .title = "flow", .place = Place::heading, .yields = 94, .least = 8},
-      {.name = "node", .title = "node", .yields = 45, .least = 16},
-      {.name = "type", .title = "type", .yields = 20},
+  std::vector<Column> columns = nodeColumns(20);
+  const auto afterGroup = std::ranges::find(columns, "messageFlow", &Column::name);
+  columns.insert(afterGroup,
+                 {.name = "processId", .title = "pid", .right = true, .place = Place::extra});
+  const std::vector<Column> figures = {
       number("messageCount", "count", "messages", "", 0),
       number("sizeSumBytes", "bytes", "messages", "", 70),
       number("sizeMeanBytes", "avg", "size", "bytes", 15),
@@ -136,6 +130,7 @@ std::vector<Column> statisticsColumns() {
       {.name = "firstCollection", .title = "first", .group = "collected", .yields = 90},
       {.name = "lastCollection", .title = "last", .group = "collected", .yields = 25},
       {.name = "deleted", .title = ""}};
+  columns.insert(columns.end(), figures.begin(), figures.end());
   for (Column& column : columns) {
     if (column.name == "elapsedSumMs" || column.name == "queuedSumMs") column.place = Place::extra;
     if (column.name == "messageCount") column.isScaled = false;

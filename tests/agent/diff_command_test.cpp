@@ -128,7 +128,7 @@ TEST_F(DiffCommand, OfAMachineThatWasStartedAgainSaysSo) {
 
 TEST_F(DiffCommand, ChangesAloneLeaveTheFiguresOut) {
   const Result rates = run({"diff", kA, kB, "--format", "csv", "--columns", "node,change"});
-  EXPECT_EQ("node,change\nReserve,\nShip,new\n", rates.out);
+  EXPECT_EQ("node,change\nReserve,measured\nShip,came\n", rates.out);
   const Result changes =
       run({"diff", kA, kB, "--changes", "--format", "csv", "--columns", "kind,change,name"});
   EXPECT_EQ("kind,change,name\nnode,came,BRK1/orders/Fulfil/Ship\n", changes.out);

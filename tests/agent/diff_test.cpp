@@ -58,7 +58,7 @@ reader::Process process(std::int32_t id, bool exists, bool stopped = false) {
 // "node changed NAME: BEFORE > AFTER" for each.
 std::vector<std::string> told(const model::Differences& differences) {
   std::vector<std::string> lines;
-  for (const render::Row& row : render::changesSheet(differences).rows) {
+  for (const render::Row& row : render::changesSheet(differences, render::Zone::utc).rows) {
     std::string line;
     for (std::size_t i = 0; i < 5; ++i) {
       const auto* text = std::get_if<std::string>(&row.cells[i].value);
@@ -86,6 +86,11 @@ TEST(Apart, OneLookIsTheSameAndALaterOneIsLaterByTheSteadyClock) {
   EXPECT_EQ(0, later.clockSet.count());
   EXPECT_EQ(-2.5, apart(look(2500ms, 5), look(0ms, 5), true).time.count());
   EXPECT_TRUE(later.comparesFigures());
+  model::Snapshot first = look(0ms, 5);
+  model::Snapshot last = first;
+  first.steady = std::chrono::steady_clock::time_point::min();
+  last.steady = std::chrono::steady_clock::time_point::max();
+  EXPECT_LT(1e10, apart(first, last, true).time.count());
 }
 
 TEST(Apart, AMachineThatStartedAfterTheFirstLookStartedAgain) {

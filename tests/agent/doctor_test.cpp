@@ -94,7 +94,7 @@ TEST(Doctor, WritesADocument) {
   EXPECT_EQ("zebmon.doctor", document["schema"]);
   EXPECT_EQ(1, document["version"]);
   EXPECT_TRUE(document.contains("collectedAt"));
-  EXPECT_EQ(1, document["critical"]);
+  EXPECT_EQ(1, document["criticalCount"]);
   ASSERT_EQ(1U, document["findings"].size());
   EXPECT_EQ(kLock, document["findings"][0]["key"]);
   EXPECT_EQ("critical", document["findings"][0]["severity"]);

@@ -176,7 +176,7 @@ TEST_F(ZebmonConfig, JsonHoldsTheSame) {
   EXPECT_EQ("valueCase", document["traps"][0]["kind"]);
   EXPECT_EQ("ZEBNodeTrace=On", document["traps"][0]["write"]);
   EXPECT_EQ("otherSize", document["restarts"][0]["kind"]);
-  EXPECT_EQ("BRK1", document["restarts"][0]["broker"]);
+  EXPECT_EQ("BRK1", document["restarts"][0]["broker"]["label"]);
 }
 
 TEST_F(ZebmonConfig, AnUnknownBrokerIsSaidBehindIt) {

@@ -116,7 +116,7 @@ TEST(MessageCommand, ShowsTheWayOfOneMessage) {
   EXPECT_EQ(0, document.at("events").at(0).at("afterMs"));
   const Result table = run({"message", id});
   EXPECT_EQ(0, table.code);
-  EXPECT_TRUE(table.out.starts_with("Message " + id + ": ")) << table.out;
+  EXPECT_TRUE(table.out.starts_with("Message " + id + "\n5 events in 1 broker")) << table.out;
 }
 
 TEST(MessageCommand, SaysWhenThereIsNoneAndWhenTheIdIsNone) {

@@ -44,7 +44,7 @@ TEST_F(RatesCommand, GoOnUntilASignalAndShowWhatHappenedInBetween) {
   while (row["messagesPerSecond"] == 0.0) row = json::parse(zebmon.line());
   EXPECT_LT(0.0, row["messagesPerSecond"]);
   segment.write(ordersAfter("20"));
-  while (row["change"] == "") row = json::parse(zebmon.line());
+  while (row["change"] == "measured") row = json::parse(zebmon.line());
   EXPECT_EQ("reset", row["change"]);
   EXPECT_TRUE(row["messagesPerSecond"].is_null());
   zebmon.signal(SIGINT);

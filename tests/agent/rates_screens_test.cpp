@@ -236,7 +236,8 @@ TEST(RatesTable, SaysWhatBecameOfEachNode) {
                {.columns = {"node", "messagesPerSecond", "elapsedMeanMs", "change"}, .sort = {}}),
       false);
   EXPECT_EQ(
-      "Reset,,,reset\nTorn,,,torn\nBare,,,no statistics\nDamaged,0,?,\nNew,,,new\nGone,,,gone\n",
+      "Reset,,,reset\nTorn,,,torn\nBare,,,notCollected\nDamaged,0,?,measured\nNew,,,came\nGone,,,"
+      "went\n",
       csv);
 }
 
@@ -275,7 +276,7 @@ TEST(RatesDocument, HasEveryNumberAndWhetherItIsKnown) {
   EXPECT_EQ("given", flow["chain"]);
   EXPECT_EQ(4, flow["threads"]);
   EXPECT_EQ(1.25, flow["busyThreads"]);
-  EXPECT_EQ(0.3125, flow["utilisation"]);
+  EXPECT_EQ(31.25, flow["utilisationPercent"]);
   EXPECT_EQ(110.0, flow["spareMessagesPerSecond"]);
   EXPECT_TRUE(flow["verdict"].get<std::string>().starts_with("look at \"Price\""));
   const render::Json& price = flow["nodes"][2];
@@ -286,7 +287,7 @@ TEST(RatesDocument, HasEveryNumberAndWhetherItIsKnown) {
   EXPECT_EQ(8800, price["elapsedSumMs"]);
   EXPECT_TRUE(price["queuedMeanMs"].is_null());
   EXPECT_EQ("measured", price["self"]["state"]);
-  EXPECT_EQ(0.704, price["self"]["share"]);
+  EXPECT_EQ(70.4, price["self"]["sharePercent"]);
   EXPECT_EQ(10, price["lost"]["messageCount"]);
   EXPECT_EQ(4, price["lost"]["bound"]);
   EXPECT_EQ(1, price["lost"]["failed"]);

@@ -305,7 +305,7 @@ TEST_F(ZebmonReset, WithYesDoesIt) {
   EXPECT_EQ(true, document["done"]);
   EXPECT_EQ("reset", document["brokers"][0]["nodes"][0]["outcome"]);
   EXPECT_EQ(3, document["brokers"][0]["nodes"][0]["messageCount"]);
-  EXPECT_EQ("reset", document["brokers"][0]["resetTime"]);
+  EXPECT_EQ("reset", document["brokers"][0]["resetTimeOutcome"]);
   EXPECT_EQ(kFile, document["snapshotFile"]);
   EXPECT_EQ(0, statistics().messageCount);
   EXPECT_TRUE(resetTime());

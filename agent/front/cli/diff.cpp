@@ -49,14 +49,15 @@ DiffView compared(const archived::Loaded& before, const archived::Loaded& after,
 
 std::string linesOf(const DiffView& diff, const Request& request) {
   const model::Snapshot& after = *diff.view.after;
-  return render::rowLines("zebmon.diff.change", after, render::changesSheet(diff.differences)) +
+  return render::rowLines("zebmon.diff.change", after,
+                          render::changesSheet(diff.differences, request.show.zone)) +
          render::rowLines("zebmon.rates.node", after,
                           render::ratesSheet(diff.view, request.selection, true));
 }
 
 std::string csvOf(const DiffView& diff, const Request& request) {
   render::Sheet sheet = request.diff.changesOnly
-                            ? render::changesSheet(diff.differences)
+                            ? render::changesSheet(diff.differences, request.show.zone)
                             : render::ratesSheet(diff.view, request.selection, true);
   return render::csvOf(arranged(std::move(sheet), request.show.arrangement), request.show.titles);
 }

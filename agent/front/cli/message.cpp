@@ -27,7 +27,7 @@ std::string shown(const model::Snapshot& snapshot, const model::MessageWay& way,
     case Format::table:
       break;
   }
-  return (show.titles ? render::summaryOf(way) : "") +
+  return (show.titles ? render::summaryOf(way, show.zone) : "") +
          render::tableOf(sheet(show.zone), styleOf(show));
 }
 

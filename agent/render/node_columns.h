@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+// Where a node is: the columns with which every sheet of nodes begins.
+#ifndef ZEB_AGENT_RENDER_NODE_COLUMNS_H
+#define ZEB_AGENT_RENDER_NODE_COLUMNS_H
+
+#include <cstdint>
+#include <vector>
+
+#include "agent/render/sheet.h"
+
+namespace render {
+
+// "broker", "uuid", "executionGroup", "messageFlow", "node" and "type". Group and flow are in the
+// headings of a table. The type yields at `typeYields`.
+std::vector<Column> nodeColumns(int typeYields);
+
+// A type of nodes: its name, and in tables a short one.
+Cell typeCell(std::uint32_t type);
+
+}  // namespace render
+
+#endif  // ZEB_AGENT_RENDER_NODE_COLUMNS_H

@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+// What each command says of one snapshot file. tests/agent/golden/make takes the snapshots; with
+// ZEB_RENEW_GOLDEN set in the environment these tests write the outputs beside them instead of
+// comparing.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/agent/zebmon.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
+
+constexpr char kFile[] = "shop.tar";
+constexpr char kLater[] = "shop-later.tar";
+
+// A terminal of 80 columns, whose other end is read here.
+class Terminal {
+ public:
+  Terminal() : ours_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    grantpt(ours_);
+    unlockpt(ours_);
+    name_ = ptsname(ours_);
+    theirs_ = open(name_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const winsize size{24, 80, 0, 0};
+    ioctl(ours_, TIOCSWINSZ, &size);
+  }
+  ~Terminal() {
+    letGo();
+    close(ours_);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  const std::string& name() const { return name_; }
+
+  // From now on the program alone has it, so that it ends with the program.
+  void letGo() {
+    if (theirs_ >= 0) close(theirs_);
+    theirs_ = -1;
+  }
+
+  std::string all() const {
+    std::string text;
+    char c;
+    while (read(ours_, &c, 1) == 1) {
+      if (c != '\r') text += c;
+    }
+    return text;
+  }
+
+ private:
+  int ours_;
+  int theirs_ = -1;
+  std::string name_;
+};
+
+Result runOnTerminal(Words arguments) {
+  Terminal terminal;
+  Zebmon zebmon({.arguments = std::move(arguments),
+                 .environment = {"PATH=/usr/bin:/bin", "TERM=dumb", "LC_ALL=C"},
+                 .output = terminal.name()});
+  zebmon.rest();  // ends when the program has taken its place
+  terminal.letGo();
+  Result result;
+  result.out = terminal.all();
+  result.code = zebmon.wait();
+  result.errors = zebmon.errors();
+  return result;
+}
+
+// All that people see, each part with its name.
+std::string seen(const Result& result) {
+  return result.out + "-- exit code " + std::to_string(result.code) + ", on standard error:\n" +
+         result.errors;
+}
+
+class Golden : public testing::Test {
+ protected:
+  void SetUp() override { fs::current_path(ZEB_GOLDEN); }
+
+  static void compare(const std::string& name, const std::string& output) {
+    if (std::getenv("ZEB_RENEW_GOLDEN") != nullptr) {
+      std::ofstream(name, std::ios::binary) << output;
+    } else {
+      EXPECT_EQ(contents(name), output)
+          << "If that is meant, renew tests/agent/golden as docs/testing.md says.";
+    }
+  }
+
+  // The table as on a terminal, and what programs get in each of the formats.
+  static void check(const std::string& name, const Words& arguments, const Words& formats) {
+    compare(name + ".txt", seen(runOnTerminal(arguments)));
+    for (const std::string& format : formats) {
+      Words with = arguments;
+      with.insert(with.end(), {"--format", format});
+      compare(name + "." + format, run(with).out);
+    }
+  }
+
+  // The way of the first message that failed.
+  static std::string failedMessage() {
+    std::istringstream lines(
+        run({"events", "--kind", "exception", "--format", "jsonl", "--from", kFile}).out);
+    std::string first;
+    std::getline(lines, first);
+    return nlohmann::json::parse(first).value("messageId", "");
+  }
+};
+
+}  // namespace
+
+TEST_F(Golden, Brokers) {
+  check("brokers", {"brokers", "--from", kFile}, {"csv", "json", "jsonl"});
+}
+
+TEST_F(Golden, Stats) {
+  check("stats", {"stats", "--from", kFile}, {"csv", "json", "jsonl"});
+}
+
+TEST_F(Golden, Events) {
+  check("events", {"events", "--kind", "exception", "--from", kFile}, {"csv", "jsonl"});
+  check("events-short", {"events", "--short", "--kind", "exception", "--from", kFile}, {});
+  check("events-count", {"events", "--count-by", "node", "--from", kFile}, {"csv", "jsonl"});
+}
+
+TEST_F(Golden, Message) {
+  check("message", {"message", failedMessage(), "--from", kFile}, {"csv", "json", "jsonl"});
+}
+
+TEST_F(Golden, Locks) {
+  check("locks", {"locks", "--all", "--from", kFile}, {"csv", "json", "jsonl"});
+}
+
+TEST_F(Golden, Doctor) {
+  check("doctor", {"doctor", "--from", kFile}, {"json"});
+  check("doctor-later", {"doctor", "--from", kLater}, {"json"});
+}
+
+TEST_F(Golden, Check) {
+  check("check", {"check", "groups-up", "locks", "area=90%", "--from", kFile}, {});
+}
+
+TEST_F(Golden, Size) {
+  check("size", {"size", "--from", kFile}, {"json"});
+  check("size-plan", {"size", "--nodes", "800", "--from", kFile}, {"json"});
+}
+
+TEST_F(Golden, Config) {
+  check("config", {"config", "--from", kFile}, {"json"});
+}
+
+TEST_F(Golden, PlanOfAReset) {
+  check("reset", {"reset", "--from", kFile}, {"csv", "json", "jsonl"});
+}
+
+TEST_F(Golden, Diff) {
+  check("diff", {"diff", kFile, kLater}, {"csv", "json", "jsonl"});
+  check("diff-changes", {"diff", kFile, kLater, "--changes"}, {"csv"});
+}
