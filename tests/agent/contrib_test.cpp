@@ -53,9 +53,23 @@ std::set<std::string> anchorsOf(const std::string& page) {
 }  // namespace
 
 TEST(Contrib, RulesAndAlertsDoWhatTheirTestsSay) {
-  const std::string said = answer("promtool test rules " ZEB_CONTRIB "/prometheus/zeb.test.yml");
+  const std::string said = answer(ZEB_PROMTOOL " test rules " ZEB_CONTRIB "/prometheus/zeb.test.yml");
   EXPECT_FALSE(contains(said, "failed: ")) << said;
   EXPECT_TRUE(contains(said, "SUCCESS")) << said;
+}
+
+TEST(Contrib, TheAlertmanagerTakesItsExample) {
+  const std::string said = answer(ZEB_AMTOOL " check-config " ZEB_CONTRIB "/alertmanager.example.yml");
+  EXPECT_FALSE(contains(said, "failed: ")) << said;
+}
+
+// Alerts that it holds back, or sends on, are some that there are.
+TEST(Contrib, TheAlertmanagersExampleSpeaksOfAlertsThatThereAre) {
+  const std::set<std::string> alerts = matchesIn(contents(kAlerts), "- alert: (\\w+)");
+  const std::set<std::string> used =
+      matchesIn(contents(ZEB_CONTRIB "/alertmanager.example.yml"), "\\b(Zeb[A-Z]\\w+)");
+  EXPECT_LE(4U, used.size());
+  for (const std::string& alert : used) EXPECT_TRUE(alerts.contains(alert)) << alert;
 }
 
 TEST(Contrib, EveryAlertHasATest) {

@@ -254,5 +254,5 @@ TEST(Metrics, TheLinterHasNothingAgainstThem) {
                                            {.extremes = true});
   expectLine(text, "zeb_ipc_limit{kind=\"queues\"} 7");
   expectLine(text, "zebmon_snapshot_duration_seconds 0.003");
-  EXPECT_EQ("", answer("promtool check metrics", text));
+  EXPECT_EQ("", answer(ZEB_PROMTOOL " check metrics", text));
 }
