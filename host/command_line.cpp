@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -43,15 +44,15 @@ void addNumber(CLI::App& app, const std::string& name, std::uint64_t low, std::u
       ->type_name("NUMBER");
 }
 
-void addDuration(CLI::App& app, RunOptions& options) {
+void addTime(CLI::App& app, const std::string& name, const std::string& help,
+             const std::function<void(std::chrono::nanoseconds)>& take) {
   app.add_option_function<std::string>(
-         "--duration",
-         [&options](const std::string& text) {
-           options.duration = flowfile::parseDuration(text);
-           if (options.duration) return;
-           throw CLI::ValidationError("--duration", "expected a time such as 500ms, 10s or 2m");
+         name,
+         [=](const std::string& text) {
+           if (const auto time = flowfile::parseDuration(text)) return take(*time);
+           throw CLI::ValidationError(name, "expected a time such as 500ms, 10s or 2m");
          },
-         "Take no more messages after this time")
+         help)
       ->type_name("TIME");
 }
 
@@ -62,7 +63,8 @@ void declareRun(CLI::App& run, Arguments& arguments) {
   run.add_option("--library", options.library, "The plug-in (zebpnode64.lil beside this program)");
   run.add_option("--agent", options.agent,
                  "The agent that reads shared memory (zebmon beside this program)");
-  addDuration(run, options);
+  addTime(run, "--duration", "Take no more messages after this time",
+          [&options](std::chrono::nanoseconds time) { options.duration = time; });
   addNumber(run, "--messages", 1, kMost, "Messages that each flow takes, at most",
             [&options](std::uint64_t number) { options.messages = number; });
   addNumber(run, "--threads", 1, 256, "Threads of every flow",
@@ -90,6 +92,21 @@ void declareExec(CLI::App& exec, Arguments& arguments) {
   exec.add_option("COMMAND", arguments.command, "What to run, and its arguments")->required();
 }
 
+void declareCost(CLI::App& cost, Arguments& arguments) {
+  cost.footer("Exit codes: as those of run.");
+  cost.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
+  cost.add_option("--library", arguments.options.library,
+                  "The plug-in (zebpnode64.lil beside this program)");
+  addTime(cost, "--time", "Measure for about this time (10s)",
+          [&arguments](std::chrono::nanoseconds time) { arguments.time = time; });
+  cost.add_option_function<std::string>(
+          "--format",
+          [&arguments](const std::string& format) { arguments.json = format == "json"; },
+          "For people, or for programs")
+      ->check(CLI::IsMember({"text", "json"}), "")
+      ->type_name("text|json");
+}
+
 }  // namespace
 
 void declare(CLI::App& app, Arguments& arguments) {
@@ -102,6 +119,7 @@ void declare(CLI::App& app, Arguments& arguments) {
   declareRun(*app.add_subcommand("run", "Run the flows of a flow file"), arguments);
   declareExec(*app.add_subcommand("exec", "Run a command in the view that a flow file makes"),
               arguments);
+  declareCost(*app.add_subcommand("cost", "Measure what the monitoring nodes cost"), arguments);
 }
 
 }  // namespace host

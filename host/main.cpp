@@ -14,12 +14,16 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include "flowfile/load.h"
 #include "flowfile/quantity.h"
 #include "flowfile/reader.h"
 #include "host/command_line.h"
+#include "host/cost/cost.h"
+#include "host/cost/report.h"
+#include "host/cost/variants.h"
 #include "host/report/numbers.h"
 #include "host/report/progress.h"
 #include "host/report/room.h"
@@ -28,6 +32,7 @@
 #include "host/run/say.h"
 #include "host/run/supervisor.h"
 #include "host/sandbox/first_ids.h"
+#include "host/sandbox/own_folder.h"
 #include "host/sandbox/private_view.h"
 #include "host/sources/source.h"
 
@@ -236,9 +241,50 @@ int execute(const Arguments& arguments) {
   return error == ENOENT ? kNotFound : kNotRunnable;
 }
 
+std::size_t monitorsIn(const flowfile::File& file) {
+  std::size_t monitors = 0;
+  for (const flowfile::ExecutionGroup& group : file.groups) {
+    for (const flowfile::Flow& flow : group.flows) monitors += monitorsOf(flow);
+  }
+  return monitors;
+}
+
+// In a view, a folder of key files and System V objects of its own: a broker at work is not
+// touched.
+int cost(Arguments& arguments) {
+  flowfile::File file;
+  if (const auto code = load(arguments.flows, 2s, file)) return *code;
+  if (monitorsIn(file) == 0) {
+    complain(file.path.string() + " has no monitoring node; add one, whose cost there is to tell");
+    return kExitWrongFile;
+  }
+  for (const std::string& input : replacedInputs(file)) {
+    complain(input +
+             ": its input can't be read again and again; generated messages take its place");
+  }
+  const OwnFolder keyFiles;
+  file.broker.tempDirectory = keyFiles.path();
+  const fs::path library = given(arguments.options.library, "zebpnode64.lil");
+  enterPrivateView(file.broker);
+  enterPrivateObjects();
+  useUpFirstIds();
+  try {
+    const Cost measured = measureCost(file, library, arguments.time);
+    const unsigned processors = std::thread::hardware_concurrency();
+    const std::string text = arguments.json ? costJson(file, measured, processors)
+                                            : costText(file, measured, processors);
+    std::fputs(text.c_str(), stdout);
+    return kExitOk;
+  } catch (const CostStopped& stopped) {
+    complain("stopped; nothing was measured to the end");
+    return kExitSignal + stopped.signal;
+  }
+}
+
 int obeyed(const CLI::App& app, Arguments& arguments) {
   if (app.got_subcommand("check")) return check(arguments.flows);
   if (app.got_subcommand("exec")) return execute(arguments);
+  if (app.got_subcommand("cost")) return cost(arguments);
   return run(arguments);
 }
 

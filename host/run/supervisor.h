@@ -59,6 +59,8 @@ class Supervisor {
   const std::vector<DrillResult>& drills() const { return plan_.results(); }
   // What lost processes and drills leave incomparable.
   Disturbed disturbed() const;
+  // The first signal's number; 0 when none came.
+  int stopping() const { return firstSignal_; }
   // The second signal's number; 0 when none came.
   int stoppedBy() const { return stoppedBy_; }
   // How long messages have flowed; 0 before `run`.

@@ -192,4 +192,8 @@ void enterPrivateView(const flowfile::Broker& broker) {
   }
 }
 
+void enterPrivateObjects() {
+  require(unshare(CLONE_NEWIPC) == 0, "unshare(CLONE_NEWIPC)");
+}
+
 }  // namespace host

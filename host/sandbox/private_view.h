@@ -28,6 +28,10 @@ std::string configurationText(const flowfile::Broker& broker);
 // inherit the view. Throws ViewRefused.
 void enterPrivateView(const flowfile::Broker& broker);
 
+// Moves this process to System V objects of its own, where none is yet. They go with the last
+// process that was started from here. After enterPrivateView. Throws ViewRefused.
+void enterPrivateObjects();
+
 }  // namespace host
 
 #endif  // ZEB_HOST_SANDBOX_PRIVATE_VIEW_H
