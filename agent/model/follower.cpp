@@ -29,7 +29,8 @@ std::uint64_t slotsOf(const reader::Segment& segment) {
 }  // namespace
 
 milliseconds pauseFor(std::uint64_t slots, double perSecond, milliseconds most) {
-  const milliseconds burst = std::max(quarterTurn(slots, kBurst), kShortestQuiet);
+  const milliseconds least = perSecond < kBusy ? kShortestQuiet : kShortest;
+  const milliseconds burst = std::max(quarterTurn(slots, kBurst), least);
   const milliseconds seen = std::max(quarterTurn(slots, perSecond), kShortest);
   return std::min({burst, seen, most});
 }

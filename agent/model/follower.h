@@ -36,9 +36,10 @@ struct FollowLook {
 
 // How long to wait until the next look, counted from the beginning of the last one: a quarter of
 // the time in which a ring of `slots` events turns at so many events a second. A burst of kBurst
-// may begin any time, so a quiet ring is looked at as often as that asks for, but not more often
-// than every kShortestQuiet. Never longer than `most`, nor shorter than kShortest.
+// may begin any time, so a ring is looked at as often as that asks for too, but below kBusy not
+// more often than every kShortestQuiet. Never longer than `most`, nor shorter than kShortest.
 inline constexpr double kBurst = 1e6;
+inline constexpr double kBusy = 10000;
 inline constexpr std::chrono::milliseconds kShortestQuiet{5};
 inline constexpr std::chrono::milliseconds kShortest{1};
 std::chrono::milliseconds pauseFor(std::uint64_t slots, double perSecond,

@@ -52,14 +52,20 @@ std::vector<model::Gap> gapsIn(const FollowLook& look) {
 }  // namespace
 
 TEST(Pause, IsAQuarterOfATurnAtTheRateThatWasSeen) {
-  EXPECT_EQ(milliseconds(4), model::pauseFor(8000, 500000, hours(1)));
-  EXPECT_EQ(milliseconds(2), model::pauseFor(4000, 500000, hours(1)));
+  EXPECT_EQ(milliseconds(4), model::pauseFor(40000, 2500000, hours(1)));
+  EXPECT_EQ(milliseconds(3), model::pauseFor(100, 8000, hours(1)));
 }
 
 TEST(Pause, IsShortEnoughForABurstThatBeginsAnyTime) {
   EXPECT_EQ(milliseconds(5), model::pauseFor(7281, 0, hours(1)));
   EXPECT_EQ(milliseconds(5), model::pauseFor(227, 1, hours(1)));
   EXPECT_EQ(milliseconds(20), model::pauseFor(80000, 0, hours(1)));
+}
+
+TEST(Pause, IsShorterWhileABusyRingMayTurnAtOnce) {
+  EXPECT_EQ(milliseconds(5), model::pauseFor(7281, model::kBusy - 1, hours(1)));
+  EXPECT_EQ(milliseconds(1), model::pauseFor(7281, model::kBusy, hours(1)));
+  EXPECT_EQ(milliseconds(20), model::pauseFor(80000, model::kBusy, hours(1)));
 }
 
 TEST(Pause, StaysWithinItsBounds) {
