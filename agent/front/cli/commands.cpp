@@ -15,6 +15,7 @@ std::span<const Command> commands() {
       {"doctor", "What is wrong, what comes of it, and what to do", declareDoctor, runDoctor},
       {"check", "One line and an exit code for alerting systems", declareCheck, runCheck},
       {"metrics", "All figures for Prometheus", declareMetrics, runMetrics},
+      {"serve", "The same over HTTP, for browsers and Prometheus", declareServe, runServe},
       {"size", "How full shared memory is, or how large it must be", declareSize, runSize},
       {"config", "The settings in force, and what is wrong with them", declareConfig, runConfig},
       {"snapshot", "Write all of it into a file, to be looked at later", declareSnapshot,

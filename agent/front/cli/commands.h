@@ -82,6 +82,10 @@ ExitCode runDiff(const Request& request, Output& output);
 void declareMetrics(CLI::App& options, Request& request);
 ExitCode runMetrics(const Request& request, Output& output);
 
+// Answers over HTTP until SIGINT or SIGTERM.
+void declareServe(CLI::App& options, Request& request);
+ExitCode runServe(const Request& request, Output& output);
+
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_COMMANDS_H

@@ -11,6 +11,7 @@
 
 #include "agent/archive/snapshot_file.h"
 #include "agent/front/cli/since.h"
+#include "agent/front/serve/server.h"
 #include "agent/model/chain.h"
 #include "agent/model/check.h"
 #include "agent/model/event_counts.h"
@@ -121,6 +122,7 @@ struct Request {
   std::string messageId;  // of "message": its first hexadecimal digits, in upper case
   CheckRequest check;
   MetricsRequest metrics;
+  serve::Options serve;
 };
 
 }  // namespace cli

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the server answers, apart from how it is carried.
+#ifndef ZEB_AGENT_FRONT_SERVE_ANSWERS_H
+#define ZEB_AGENT_FRONT_SERVE_ANSWERS_H
+
+#include "agent/front/serve/event_book.h"
+#include "agent/front/serve/gate.h"
+#include "agent/front/serve/journal.h"
+#include "agent/front/serve/watcher.h"
+
+namespace serve {
+
+// Answers requests from what the watcher saw last. For any number of threads.
+class Answers {
+ public:
+  // All must live as long.
+  Answers(const Rules& rules, const Watcher& watcher, const EventBook& events, Journal& journal)
+      : rules_(rules), watcher_(watcher), events_(events), journal_(journal) {}
+
+  // Never throws: what goes wrong is an answer too.
+  Reply operator()(const Request& request) noexcept;
+
+ private:
+  Reply answer(const Request& request, const Verdict& verdict) const;
+  Reply answerDocument(const Request& request, Route route) const;
+
+  const Rules& rules_;
+  const Watcher& watcher_;
+  const EventBook& events_;
+  Journal& journal_;
+};
+
+// {"error":"SENTENCE."} with that status.
+Reply errorReply(int status, const std::string& problem);
+
+}  // namespace serve
+
+#endif  // ZEB_AGENT_FRONT_SERVE_ANSWERS_H

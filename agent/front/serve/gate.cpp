@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/serve/gate.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace serve {
+namespace {
+
+constexpr std::size_t kMostBytes = 1024;  // of a body, and of a query
+
+struct Place {
+  const char* path;
+  Route route;
+  const char* name;
+};
+
+constexpr Place kPlaces[] = {
+    {"/metrics", Route::metrics, "metrics"},     {"/api/v1/brokers", Route::brokers, "brokers"},
+    {"/api/v1/stats", Route::stats, "stats"},    {"/api/v1/flows", Route::flows, "flows"},
+    {"/api/v1/events", Route::events, "events"}, {"/api/v1/findings", Route::findings, "findings"},
+    {"/healthz", Route::healthz, "healthz"},     {"/readyz", Route::readyz, "readyz"}};
+
+// A target divided at its first "?".
+struct Target {
+  std::string_view path;
+  std::string_view query;
+};
+
+Target targetOf(const Request& request) {
+  const std::string_view whole = request.target;
+  const auto mark = whole.find('?');
+  if (mark == whole.npos) return {whole, {}};
+  return {whole.substr(0, mark), whole.substr(mark + 1)};
+}
+
+Route routeOf(std::string_view path) {
+  const auto* const place = std::ranges::find(kPlaces, path, &Place::path);
+  return place == std::end(kPlaces) ? Route::none : place->route;
+}
+
+std::optional<std::uint64_t> numberOf(std::string_view digits) {
+  std::uint64_t number = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, number);
+  if (digits.empty() || error != std::errc() || stop != end) return {};
+  return number;
+}
+
+Verdict refusal(int status, std::string problem, std::string_view quoted = {}) {
+  return {.status = status, .problem = std::move(problem), .quoted = std::string(quoted)};
+}
+
+using Refusal = std::optional<Verdict>;
+
+Refusal refuseForm(const Request& request) {
+  if (hasLargeBody(request)) return refusal(413, "the body is too large. Send none");
+  const Target target = targetOf(request);
+  if (target.query.size() > kMostBytes) return refusal(414, "the query is too long. Shorten it");
+  if (request.method != "GET" && request.method != "HEAD") {
+    Verdict verdict = refusal(405, "nothing can be changed here. Use GET or HEAD", request.method);
+    verdict.headers = {{"Allow", "GET, HEAD"}};
+    return verdict;
+  }
+  if (target.path.starts_with('/')) return {};
+  return refusal(400, "the target is no path. Ask for one like /metrics", request.target);
+}
+
+Refusal refuseHost(const Request& request, const Rules& rules) {
+  const auto hosts = request.valuesOf("Host");
+  if (hosts.size() != 1 || hosts[0].empty()) {
+    return refusal(400, "there must be one header Host. Send one");
+  }
+  const auto host = hostOf(hosts[0]);
+  if (host && std::ranges::find(rules.hosts, *host) != rules.hosts.end()) return {};
+  return refusal(421, "this server has another name. Start it with --host to give it one",
+                 hosts[0]);
+}
+
+// Another page may have the same host and another port: the whole authority counts. A server
+// without TLS may be behind one that has it.
+bool isOwn(std::string_view origin, const Rules& rules, std::string_view host) {
+  const auto end = origin.find("://");
+  if (end == origin.npos || !sameWord(origin.substr(end + 3), host)) return false;
+  const std::string_view scheme = origin.substr(0, end);
+  return sameWord(scheme, "https") || (!rules.tls && sameWord(scheme, "http"));
+}
+
+Refusal refuseOrigin(const Request& request, const Rules& rules) {
+  const std::string_view host = request.valuesOf("Host")[0];
+  for (const std::string_view origin : request.valuesOf("Origin")) {
+    if (!isOwn(origin, rules, host)) {
+      return refusal(403, "pages of other servers may not ask. Open this server's own", origin);
+    }
+  }
+  for (const std::string_view site : request.valuesOf("Sec-Fetch-Site")) {
+    if (sameWord(site, "cross-site")) {
+      return refusal(403, "pages of other servers may not ask. Open this server's own", site);
+    }
+  }
+  return {};
+}
+
+bool showsToken(const Request& request, const Token& token) {
+  constexpr std::string_view kScheme = "Bearer ";
+  const auto values = request.valuesOf("Authorization");
+  return values.size() == 1 && sameWord(values[0].substr(0, kScheme.size()), kScheme) &&
+         token.is(trimmed(values[0].substr(kScheme.size())));
+}
+
+Refusal refuseStranger(const Request& request, const Rules& rules, Route route) {
+  if (rules.token && route != Route::healthz && !showsToken(request, *rules.token)) {
+    Verdict verdict = refusal(401, "a token is needed. Send it as \"Authorization: Bearer TOKEN\"");
+    verdict.headers = {{"WWW-Authenticate", "Bearer realm=\"zebmon\""}};
+    return verdict;
+  }
+  if (route == Route::events && !rules.token && !rules.events) {
+    return refusal(403, "events are off. Start the server with --events or with a token");
+  }
+  return {};
+}
+
+// The one parameter that there is. Others are refused: a misspelt one would pass unnoticed.
+Refusal takeQuery(std::string_view query, Verdict& verdict) {
+  if (query.empty()) return {};
+  constexpr std::string_view kSince = "since=";
+  const auto since = query.starts_with(kSince) && verdict.route == Route::events
+                         ? numberOf(query.substr(kSince.size()))
+                         : std::nullopt;
+  if (!since) {
+    return refusal(400, "the query is not understood. Only events take one: ?since=SEQUENCE",
+                   query);
+  }
+  verdict.since = *since;
+  return {};
+}
+
+}  // namespace
+
+const char* nameOf(Route route) {
+  const auto* const place = std::ranges::find(kPlaces, route, &Place::route);
+  return place == std::end(kPlaces) ? "-" : place->name;
+}
+
+std::optional<std::string> hostOf(std::string_view authority) {
+  std::size_t end = authority.find(':');
+  if (authority.starts_with('[')) {
+    end = authority.find(']');
+    if (end == authority.npos) return {};
+    ++end;
+  }
+  const std::string_view host = authority.substr(0, end);
+  if (host.empty()) return {};
+  const std::string_view port = authority.substr(host.size());
+  if (!port.empty() && port != ":" &&
+      (port[0] != ':' || port.size() > 6 || numberOf(port.substr(1)).value_or(65536) > 65535)) {
+    return {};
+  }
+  return lowerCase(host);
+}
+
+bool hasLargeBody(const Request& request) {
+  if (!request.valuesOf("Transfer-Encoding").empty()) return true;
+  return std::ranges::any_of(request.valuesOf("Content-Length"), [](std::string_view length) {
+    return numberOf(length).value_or(kMostBytes + 1) > kMostBytes;
+  });
+}
+
+Verdict judge(const Request& request, const Rules& rules) {
+  const Target target = targetOf(request);
+  Verdict verdict{.route = routeOf(target.path)};
+  Refusal refused = refuseForm(request);
+  if (!refused) refused = refuseHost(request, rules);
+  if (!refused) refused = refuseOrigin(request, rules);
+  if (!refused && verdict.route == Route::none) {
+    refused = refusal(404,
+                      "there is nothing here. There are /metrics, /api/v1/brokers, stats, "
+                      "flows, events and findings, /healthz and /readyz",
+                      target.path);
+  }
+  if (!refused) refused = refuseStranger(request, rules, verdict.route);
+  if (!refused) refused = takeQuery(target.query, verdict);
+  if (!refused) return verdict;
+  refused->route = verdict.route;
+  return *refused;
+}
+
+}  // namespace serve

@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/serve/server.h"
+
+#include <fmt/format.h>
+#include <gnutls/gnutls.h>
+
+#include <algorithm>
+#include <csignal>
+#include <ctime>
+
+#include "agent/front/serve/answers.h"
+#include "agent/front/serve/lockdown.h"
+#include "agent/front/serve/notify.h"
+#include "agent/front/serve/trouble.h"
+#include "agent/model/collector.h"
+#include "agent/reader/bounded_file.h"
+#include "format/version.h"
+#include "text/printable.h"
+
+namespace serve {
+namespace {
+
+constexpr std::size_t kMostPem = 1 << 20;
+
+std::vector<Listening> listeningFor(const Options& options) {
+  std::vector<Listening> sockets = Listening::inherited();
+  if (sockets.empty()) sockets.push_back(Listening::at(options.listen, options.rights));
+  return sockets;
+}
+
+std::string pemIn(const std::string& path) {
+  reader::FileText file = reader::readFile(path, kMostPem);
+  if (file.error == 0) return std::move(file.text);
+  throw failedCall("read " + path, file.error, "Name a PEM file that this user may read");
+}
+
+std::optional<Identity> identityOf(const Options& options) {
+  if (options.certificateFile.empty()) return {};
+  Identity identity{pemIn(options.certificateFile), pemIn(options.keyFile)};
+  const auto datumOf = [](std::string& text) {
+    return gnutls_datum_t{reinterpret_cast<unsigned char*>(text.data()),
+                          static_cast<unsigned>(text.size())};
+  };
+  const gnutls_datum_t certificate = datumOf(identity.certificate);
+  const gnutls_datum_t key = datumOf(identity.key);
+  gnutls_certificate_credentials_t credentials = nullptr;
+  int result = gnutls_certificate_allocate_credentials(&credentials);
+  if (result == 0) {
+    result =
+        gnutls_certificate_set_x509_key_mem(credentials, &certificate, &key, GNUTLS_X509_FMT_PEM);
+    gnutls_certificate_free_credentials(credentials);
+  }
+  if (result >= 0) return identity;
+  throw Trouble{Trouble::Kind::usage,
+                options.certificateFile + " and " + options.keyFile +
+                    " are no certificate with its key: " + gnutls_strerror(result) +
+                    ". Name two PEM files that belong together",
+                0};
+}
+
+// What an address that other machines reach lacks; empty when it lacks nothing.
+std::string lacking(const Options& options) {
+  std::string lacks = options.tokenFile.empty() ? "--token-file" : "";
+  if (options.certificateFile.empty()) {
+    lacks += std::string(lacks.empty() ? "" : " and ") + "--tls-certificate with --tls-key";
+  }
+  return lacks;
+}
+
+void requireGuard(const Options& options, const std::vector<Listening>& sockets) {
+  const std::string lacks = lacking(options);
+  if (lacks.empty() || options.insecure) return;
+  for (const Listening& socket : sockets) {
+    if (socket.isLocal()) continue;
+    throw Trouble{Trouble::Kind::usage,
+                  socket.shown(!options.certificateFile.empty()) +
+                      " can be reached from other machines and lacks " + lacks +
+                      ". Give that, or --insecure if it lacks it on purpose",
+                  0};
+  }
+}
+
+Rules rulesOf(const Options& options, const std::vector<Listening>& sockets) {
+  Rules rules;
+  rules.tls = !options.certificateFile.empty();
+  rules.events = options.events;
+  if (!options.tokenFile.empty()) rules.token = readToken(options.tokenFile);
+  for (const std::string& host : options.hosts) rules.hosts.push_back(lowerCase(host));
+  for (const Listening& socket : sockets) {
+    const std::string host = socket.host();
+    if (!host.empty()) rules.hosts.push_back(host);
+  }
+  return rules;
+}
+
+std::string shutText(HttpServer::Shut why) {
+  using Shut = HttpServer::Shut;
+  switch (why) {
+    case Shut::request:
+      return "a connection was closed: its request was not complete in time";
+    case Shut::answer:
+      return "a connection was closed: it didn't take its answer in time";
+    case Shut::idle:
+      return {};
+    case Shut::crowded:
+      break;
+  }
+  return "a connection was closed to make room: all places are in use";
+}
+
+std::string eventsText(const Rules& rules, const std::vector<Listening>& sockets) {
+  if (rules.token) return "Events need the token, as all else does.\n";
+  if (!rules.events) return "Events are off; --events shows them.\n";
+  const bool local = std::ranges::all_of(sockets, &Listening::isLocal);
+  return std::string("Warning: all users of this machine") +
+         (local ? "" : " and of others that reach it") +
+         " can read the texts and message IDs of events. A token would prevent that.\n";
+}
+
+void tellStart(const Options& options, const Rules& rules, const std::vector<Listening>& sockets,
+               const Voice& voice) {
+  std::string lines;
+  for (const Listening& socket : sockets) {
+    lines += "Listening at " + text::printable(socket.shown(rules.tls)) + "\n";
+  }
+  lines +=
+      fmt::format("A look every {} s. ", std::chrono::duration<double>(options.interval).count());
+  voice.tell(lines + eventsText(rules, sockets));
+}
+
+sigset_t blockedSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  return set;
+}
+
+// Comes back when one of the signals does.
+void waitFor(const sigset_t& signals, Journal& journal) {
+  constexpr timespec kMinute{60, 0};
+  while (sigtimedwait(&signals, nullptr, &kMinute) < 0) journal.sumUp(Clock::now());
+}
+
+}  // namespace
+
+void serve(const Options& options, const Voice& voice) {
+  const std::vector<Listening> sockets = listeningFor(options);
+  requireGuard(options, sockets);
+  const Rules rules = rulesOf(options, sockets);
+  const auto identity = identityOf(options);
+  dropCapabilities();
+  forbidCalls();
+  if (!whyNotLocked().empty()) voice.log(whyNotLocked());
+  const sigset_t signals = blockedSignals();
+
+  Journal journal(voice.log);
+  EventBook events(std::time(nullptr), {});
+  model::Collector collector(options.directory, model::Events::read, model::MachineFacts::read);
+  Watcher watcher(
+      {.interval = options.interval, .version = layout::kVersion},
+      [&collector] { return collector.take(); },
+      [&events](const Seen& seen) { events.add(seen.now()); });
+  watcher.waitForFirst();
+  Answers answers(rules, watcher, events, journal);
+  std::vector<int> listening;
+  for (const Listening& socket : sockets) listening.push_back(socket.socket());
+  HttpServer http(
+      std::move(listening), {.identity = identity},
+      [&answers](const Request& request) { return answers(request); },
+      [&journal](HttpServer::Shut why) {
+        const std::string line = shutText(why);
+        if (!line.empty()) journal.note(line, "", Clock::now());
+      });
+  tellStart(options, rules, sockets, voice);
+  notify("READY=1\nSTATUS=Looking at shared memory and answering");
+  waitFor(signals, journal);
+  notify("STOPPING=1");
+}
+
+}  // namespace serve

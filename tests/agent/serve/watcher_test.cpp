@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: Apache-2.0
+// The thread that looks: how often, what is made of a look, and how it says that it is well.
+#include "agent/front/serve/watcher.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "agent/front/serve/answers.h"
+#include "agent/model/collector.h"
+#include "tests/support/image.h"
+#include "tests/support/live_segment.h"
+
+namespace {
+
+using nlohmann::json;
+using serve::Clock;
+using serve::Document;
+using serve::Health;
+using serve::Progress;
+using serve::Seen;
+using serve::Texts;
+using serve::Watcher;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+using Look = std::shared_ptr<const model::Snapshot>;
+
+Look lookAt(Clock::time_point when) {
+  auto snapshot = std::make_shared<model::Snapshot>();
+  snapshot->steady = when;
+  snapshot->machine = std::make_shared<model::Machine>();
+  return snapshot;
+}
+
+Look lookAtMachine() {
+  return model::Collector("/tmp", model::Events::read, model::MachineFacts::read).take();
+}
+
+// A progress in which all is well at the time 0.
+Progress well() {
+  return {.interval = seconds(2), .pace = seconds(2), .alive = Clock::time_point(), .failure = {}};
+}
+
+Clock::time_point at(int ms) {
+  return Clock::time_point() + milliseconds(ms);
+}
+
+std::string unzipped(const std::string& bytes) {
+  std::string text(1 << 20, '\0');
+  z_stream stream{};
+  inflateInit2(&stream, 15 + 16);
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
+  stream.avail_in = static_cast<uInt>(bytes.size());
+  stream.next_out = reinterpret_cast<Bytef*>(text.data());
+  stream.avail_out = static_cast<uInt>(text.size());
+  EXPECT_EQ(Z_STREAM_END, inflate(&stream, Z_FINISH));
+  text.resize(stream.total_out);
+  inflateEnd(&stream);
+  return text;
+}
+
+// Lets a watcher turn as often as a test says.
+class Turns {
+ public:
+  void await(int turns) {
+    std::unique_lock held(guard_);
+    changed_.wait(held, [&] { return turns_ >= turns; });
+  }
+
+  void add() {
+    const std::lock_guard held(guard_);
+    ++turns_;
+    changed_.notify_all();
+  }
+
+ private:
+  std::mutex guard_;
+  std::condition_variable changed_;
+  int turns_ = 0;
+};
+
+}  // namespace
+
+TEST(Pace, IsTheIntervalUnlessLooksTakeATenthOfIt) {
+  EXPECT_EQ(Clock::duration(seconds(2)), serve::paceOf(seconds(2), milliseconds(0)));
+  EXPECT_EQ(Clock::duration(seconds(2)), serve::paceOf(seconds(2), milliseconds(200)));
+  EXPECT_EQ(Clock::duration(milliseconds(2010)), serve::paceOf(seconds(2), milliseconds(201)));
+}
+
+TEST(Health, IsWellWhileLooksAreYoung) {
+  const Seen seen{.looks = {lookAt(at(0))}};
+  const Health health = healthOf(well(), &seen, at(5999));
+  EXPECT_TRUE(health.alive);
+  EXPECT_TRUE(health.ready);
+  EXPECT_EQ(std::vector<std::string>(), health.degraded);
+  const Health later = healthOf(well(), &seen, at(6000));
+  EXPECT_TRUE(later.alive);
+  EXPECT_FALSE(later.ready);
+  EXPECT_EQ(std::vector<std::string>{"the last look is 6.0 s old"}, later.degraded);
+}
+
+TEST(Health, SaysThatThereWasNoLook) {
+  const Health health = healthOf(well(), nullptr, at(0));
+  EXPECT_TRUE(health.alive);
+  EXPECT_FALSE(health.ready);
+  EXPECT_EQ(std::vector<std::string>{"there was no look yet"}, health.degraded);
+}
+
+TEST(Health, IsOverWhenTheThreadHangs) {
+  const Seen seen{.looks = {lookAt(at(29999))}};
+  EXPECT_TRUE(healthOf(well(), &seen, at(29999)).alive);
+  EXPECT_FALSE(healthOf(well(), &seen, at(30000)).alive);
+  Progress slow = well();
+  slow.pace = seconds(60);
+  EXPECT_TRUE(healthOf(slow, &seen, at(119999)).alive);
+  EXPECT_FALSE(healthOf(slow, &seen, at(120000)).alive);
+}
+
+TEST(Health, NamesWhatIsDegradedAndNothingThatWasSeen) {
+  auto look = std::make_shared<model::Snapshot>();
+  look->error = EACCES;
+  auto broker = std::make_shared<model::SeenBroker>();
+  broker->segment.state = reader::State::noPermission;
+  broker->segment.keyFile = "/tmp/secret.zebcshme";
+  look->brokers.push_back(broker);
+  Seen seen{.looks = {look}};
+  seen.findings.notChecked.push_back("secret");
+  Progress progress = well();
+  progress.pace = milliseconds(2500);
+  progress.failure = "the last look failed: memory is short";
+  const std::vector<std::string> expected = {
+      "the last look failed: memory is short", "looks take long: there is one every 2.5 s, not 2.0",
+      "the temporary directory can't be read", "1 brokers can't be read by this user",
+      "not all was checked: run sudo zebmon doctor"};
+  EXPECT_EQ(expected, healthOf(progress, &seen, at(0)).degraded);
+}
+
+TEST(Watching, GoesOnAfterALookThatFailed) {
+  Turns turns;
+  int count = 0;
+  Watcher watcher(
+      {.interval = milliseconds(1)},
+      [&] {
+        turns.add();
+        if (++count < 3) throw std::bad_alloc();
+        return lookAt(Clock::now());
+      },
+      [](const Seen&) {});
+  EXPECT_FALSE(watcher.waitForFirst());
+  turns.await(5);
+  EXPECT_NE(nullptr, watcher.latest());
+}
+
+TEST(Watching, KeepsTheLastTenLooks) {
+  Turns turns;
+  std::vector<std::size_t> sizes;
+  {
+    Watcher watcher(
+        {.interval = milliseconds(1)}, [&] { return lookAt(Clock::now()); },
+        [&](const Seen& seen) {
+          sizes.push_back(seen.looks.size());
+          turns.add();
+        });
+    turns.await(12);
+  }
+  EXPECT_EQ(1U, sizes[0]);
+  EXPECT_EQ(2U, sizes[1]);
+  EXPECT_EQ(10U, sizes[9]);
+  EXPECT_EQ(10U, sizes[11]);
+}
+
+TEST(Watching, ManyReadersCostNoMoreLooks) {
+  std::atomic<int> looks{0};
+  Watcher watcher(
+      {.interval = std::chrono::hours(1)},
+      [&] {
+        ++looks;
+        return lookAtMachine();
+      },
+      [](const Seen&) {});
+  EXPECT_TRUE(watcher.waitForFirst());
+  const auto latest = watcher.latest();
+  const serve::Text text = latest->of(Document::metrics, false);
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ(text, watcher.latest()->of(Document::metrics, false)) << "the same bytes";
+  }
+  EXPECT_EQ(1, looks);
+}
+
+TEST(Watching, DoesntStayAttached) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  Watcher watcher({.interval = std::chrono::hours(1)}, lookAtMachine, [](const Seen&) {});
+  EXPECT_TRUE(watcher.waitForFirst());
+  EXPECT_EQ(1U, watcher.latest()->seen().now().brokers.size());
+  EXPECT_EQ(0U, live.attached());
+}
+
+TEST(Texts, AreWhatTheCommandsWrite) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  const Texts one({.looks = {lookAtMachine()}});
+  EXPECT_EQ("zebmon.brokers", json::parse(*one.of(Document::brokers, false))["schema"]);
+  EXPECT_EQ("zebmon.stats", json::parse(*one.of(Document::stats, false))["schema"]);
+  EXPECT_EQ("zebmon.doctor", json::parse(*one.of(Document::findings, false))["schema"]);
+  EXPECT_EQ(nullptr, one.of(Document::flows, false)) << "one look tells no rates";
+  EXPECT_EQ(nullptr, one.of(Document::flows, true));
+  const Texts two({.looks = {lookAtMachine(), lookAtMachine()}});
+  EXPECT_EQ("zebmon.flow", json::parse(*two.of(Document::flows, false))["schema"]);
+  EXPECT_TRUE(two.of(Document::openMetrics, false)->ends_with("# EOF\n"));
+  EXPECT_FALSE(two.of(Document::metrics, false)->ends_with("# EOF\n"));
+}
+
+TEST(Texts, AreCompressedOnce) {
+  const Texts texts({.looks = {lookAtMachine()}});
+  const serve::Text small = texts.of(Document::metrics, true);
+  EXPECT_EQ(*texts.of(Document::metrics, false), unzipped(*small));
+  EXPECT_EQ(small, texts.of(Document::metrics, true));
+  EXPECT_EQ("", unzipped(serve::gzipped("")));
+}
+
+TEST(Texts, OfOneLookAreMadeByManyThreadsAtOnce) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  const Texts texts({.looks = {lookAtMachine(), lookAtMachine()}});
+  std::vector<std::thread> threads;
+  std::mutex guard;
+  std::set<serve::Text> all;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      const auto text = texts.of(Document::flows, true);
+      const std::lock_guard held(guard);
+      all.insert(text);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(1U, all.size());
+}
+
+TEST(Answering, ANewServerAsksForPatience) {
+  serve::Journal journal([](const std::string&) {});
+  const serve::EventBook events(0, {});
+  const serve::Rules rules;
+  Turns turns;
+  Watcher watcher(
+      {.interval = std::chrono::hours(1)}, [&]() -> Look { throw std::bad_alloc(); },
+      [](const Seen&) {});
+  watcher.waitForFirst();
+  serve::Answers answers(rules, watcher, events, journal);
+  const auto statusOf = [&](const char* target) {
+    return answers({.method = "GET", .target = target, .headers = {{"Host", "localhost"}}}).status;
+  };
+  EXPECT_EQ(503, statusOf("/metrics"));
+  EXPECT_EQ(503, statusOf("/readyz"));
+  EXPECT_EQ(200, statusOf("/healthz"));
+}
