@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "agent/model/findings/kinds.h"
+#include "agent/model/leftover.h"
 
 namespace act {
 namespace {
@@ -42,6 +43,16 @@ std::string planOf(const model::Finding& finding) {
              : "remove its queue, its semaphore and its key file if still nobody uses it";
 }
 
+std::string refusalOf(const Found& found, const std::string& wanted) {
+  const std::string kind = std::string(kLeftover) + ":";
+  if (!wanted.starts_with(kind)) return {};
+  model::Finding named;
+  named.of = wanted.substr(kind.size());
+  const reader::Lock* const lock = lockOf(named, found.now);
+  return lock == nullptr ? std::string()
+                         : model::whyInUse(*lock, model::findings::Looks(&found.before, found.now));
+}
+
 Result repair(const model::Finding& finding, const Found& found) {
   const reader::Lock* const lock = lockOf(finding, found.now);
   if (lock == nullptr) return {.done = false, .what = "its key file is gone"};
@@ -49,7 +60,9 @@ Result repair(const model::Finding& finding, const Found& found) {
   const model::Guarded guarded = model::Guards(found.now).of(lock->name);
   Result result =
       freeStuck(*lock, found.before.machine->clocks, model::findings::segmentOf(guarded));
-  if (result.done) result.what += ". What may be half done: " + halfDone(guarded);
+  if (!result.done) return result;
+  result.what += ". What may be half done: " + halfDone(guarded);
+  result.command = resetOf(guarded);
   return result;
 }
 

@@ -25,6 +25,10 @@ bool isMendable(const std::string& wanted);
 // What repair() would do: a sentence.
 std::string planOf(const model::Finding& finding);
 
+// Why a lock that is named as "leftover.lock:KEYFILE" is not left over: which test failed. Empty
+// for other names, and when there is no such lock.
+std::string refusalOf(const Found& found, const std::string& wanted);
+
 // Mends one finding that mendable() returned.
 Result repair(const model::Finding& finding, const Found& found);
 

@@ -43,9 +43,9 @@ std::string changeOf(const reader::Semaphore& seen, const reader::Semaphore& now
 
 // The process first and the semaphore afterwards: see the header.
 std::string whyNotStuck(const reader::Lock& seen, const reader::Clocks& clocks,
-                        const std::optional<reader::MappedSegment>& segment) {
-  const reader::Process process = reader::readProcess(seen.semaphore.lastProcess);
-  const reader::Lock now = reader::readLock(seen.file.path);
+                        const std::optional<reader::MappedSegment>& segment, const Eyes& eyes) {
+  const reader::Process process = eyes.process(seen.semaphore.lastProcess);
+  const reader::Lock now = eyes.lock(seen.file.path);
   if (std::string why = changeOf(seen.semaphore, now.semaphore); !why.empty()) return why;
   const model::Sighting before{.semaphore = seen.semaphore, .process = process, .clocks = clocks};
   const model::Sighting again{
@@ -79,11 +79,11 @@ bool isAttached(const model::SeenBroker& broker) {
 
 // Looks at processes, segments and the lock again, in this order.
 std::string whyStillUsed(const model::Snapshot& before, const model::Snapshot& now,
-                         const reader::Lock& seen) {
+                         const reader::Lock& seen, const Eyes& eyes) {
   auto machine = std::make_shared<model::Machine>(*now.machine);
   for (const std::int32_t id :
        {seen.semaphore.lastProcess, seen.queue.lastSender, seen.queue.lastReceiver}) {
-    if (id > 0) machine->processes[id] = reader::readProcess(id);
+    if (id > 0) machine->processes[id] = eyes.process(id);
   }
   machine->clocks = reader::readClocks();
   model::Snapshot again = now;
@@ -93,27 +93,29 @@ std::string whyStillUsed(const model::Snapshot& before, const model::Snapshot& n
   for (const auto& broker : now.brokers) {
     if ((!own || own == broker) && isAttached(*broker)) return "a process uses a segment by now";
   }
-  return model::whyInUse(reader::readLock(seen.file.path), looks);
+  return model::whyInUse(eyes.lock(seen.file.path), looks);
 }
 
 }  // namespace
 
 Result freeStuck(const reader::Lock& seen, const reader::Clocks& clocks,
-                 const std::optional<reader::MappedSegment>& segment) {
+                 const std::optional<reader::MappedSegment>& segment, const Eyes& eyes) {
   const KeyFileLock lock(seen.file.path);
   if (!lock.problem().empty()) return refused(lock.problem());
   if (!lock.isStill(seen.file)) return refused("its key file is another one now");
-  if (const std::string why = whyNotStuck(seen, clocks, segment); !why.empty()) return refused(why);
+  if (const std::string why = whyNotStuck(seen, clocks, segment, eyes); !why.empty())
+    return refused(why);
   if (addOneToZero(seen.semaphore.id)) return {.done = true, .what = "it is free"};
   return errno == EAGAIN ? refused("it is free by now") : failed("semop");
 }
 
 Result removeLeftover(const model::Snapshot& before, const model::Snapshot& now,
-                      const reader::Lock& seen) {
+                      const reader::Lock& seen, const Eyes& eyes) {
   const KeyFileLock lock(seen.file.path);
   if (!lock.problem().empty()) return refused(lock.problem());
   if (!lock.isStill(seen.file)) return refused("its key file is another one now");
-  if (const std::string why = whyStillUsed(before, now, seen); !why.empty()) return refused(why);
+  if (const std::string why = whyStillUsed(before, now, seen, eyes); !why.empty())
+    return refused(why);
   if (!removeQueue(seen.queue)) return failed("msgctl");
   if (!removeSemaphore(seen.semaphore)) return failed("semctl");
   if (unlink(seen.file.path.c_str()) != 0) return failed("unlink");
@@ -124,12 +126,12 @@ std::string halfDone(const model::Guarded& guarded) {
   using What = model::Guarded::What;
   switch (guarded.what) {
     case What::statistics:
-      return "the figures of that node may not belong together until its next message; zebmon "
-             "reset "
-             "sets them back";
+      return "the figures of that node may not belong together until its next message. A reset "
+             "sets "
+             "them back";
     case What::statisticsArea:
       return "a record that was being added is left out, and the next one takes its place; a reset "
-             "of all nodes may have ended halfway: deploy anything of the broker again";
+             "of all nodes may have ended halfway. Another one does it again";
     case What::templatesArea:
     case What::eventsArea:
       return "a record that was being added is left out, and the next one takes its place";
@@ -140,6 +142,17 @@ std::string halfDone(const model::Guarded& guarded) {
       break;
   }
   return "nothing else";
+}
+
+std::string resetOf(const model::Guarded& guarded) {
+  using What = model::Guarded::What;
+  using model::findings::quoted;
+  if (!guarded.broker) return {};
+  const std::string all = "zebmon reset --yes --broker " + quoted(guarded.broker->uuid());
+  if (guarded.what == What::statisticsArea) return all;
+  if (guarded.what != What::statistics) return {};
+  return fmt::format("{} --group {} --flow {} --node {}", all, quoted(guarded.group),
+                     quoted(guarded.flow), quoted(guarded.node));
 }
 
 }  // namespace act

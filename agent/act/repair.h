@@ -3,6 +3,7 @@
 #ifndef ZEB_AGENT_ACT_REPAIR_H
 #define ZEB_AGENT_ACT_REPAIR_H
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -15,7 +16,16 @@ namespace act {
 
 struct Result {
   bool done = false;
-  std::string what;  // a sentence: what was done, or which test failed, so that nothing was
+  std::string what;          // a sentence: what was done, or which test failed, so that nothing was
+  std::string command = {};  // for a shell, that mends what may be half done; empty: there is none
+};
+
+// What a repair looks again with. Tests look through eyes that let others act between two looks.
+struct Eyes {
+  std::function<reader::Process(std::int32_t)> process = [](std::int32_t id) {
+    return reader::readProcess(id);
+  };
+  std::function<reader::Lock(const std::string&)> lock = reader::readLock;
 };
 
 // Gives back a lock that a dead process holds. `seen` is the lock as it was found. `clocks` are of
@@ -26,16 +36,18 @@ struct Result {
 // used it since that process died. Then one call adds 1, and the kernel refuses it unless the value
 // is 0. Never sets the value.
 Result freeStuck(const reader::Lock& seen, const reader::Clocks& clocks,
-                 const std::optional<reader::MappedSegment>& segment);
+                 const std::optional<reader::MappedSegment>& segment, const Eyes& eyes = {});
 
 // Removes the objects of a lock that nobody uses, and its key file: queue, semaphore, file. Takes
 // the lock on the key file and compares it all with the second of the two looks. What is gone
 // already is passed over.
 Result removeLeftover(const model::Snapshot& before, const model::Snapshot& now,
-                      const reader::Lock& seen);
+                      const reader::Lock& seen, const Eyes& eyes = {});
 
-// What the process that died may have left half done, and how to mend that: a sentence.
+// What the process that died may have left half done: a sentence. And the command that sets those
+// statistics back; empty when there are none.
 std::string halfDone(const model::Guarded& guarded);
+std::string resetOf(const model::Guarded& guarded);
 
 }  // namespace act
 

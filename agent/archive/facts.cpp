@@ -4,7 +4,14 @@
 #include "agent/reader/names.h"
 
 namespace archived {
-// Not in a nameless namespace, where calls from templates elsewhere would not find them.
+namespace {
+
+constexpr const char* kCleaners[] = {"tmpfiles", "tmpreaper", "cron"};
+constexpr const char* kKeyless[] = {"segment", "lock"};
+
+}  // namespace
+
+// Not in the namespace above, where calls from templates elsewhere would not find them.
 
 template <class Io>
 static void fields(Io& io, Of<Io, reader::Stamp>& stamp) {
@@ -177,6 +184,82 @@ static void fields(Io& io, Of<Io, reader::Process>& process) {
   io("startTicks", process.startTicks);
   io("command", process.command);
   io("segments", process.segments);
+  io.later("processorTicks", process.processorTicks);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Directory>& directory) {
+  io("path", directory.path);
+  io("error", directory.error);
+  io("directory", directory.directory);
+  io("device", directory.device);
+  io("inode", directory.inode);
+  io("owner", directory.owner);
+  io("group", directory.group);
+  io("mode", directory.mode);
+  io("readOnly", directory.readOnly);
+  io("freeBytes", directory.freeBytes);
+  io("freeFiles", directory.freeFiles);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Cleaner>& cleaner) {
+  io.choice("kind", cleaner.kind, kCleaners);
+  io("path", cleaner.path);
+  io("line", cleaner.line);
+  io("text", cleaner.text);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Cleaners>& cleaners) {
+  io("cleaners", cleaners.cleaners);
+  io("unreadable", cleaners.unreadable);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::OtherView>& view) {
+  io("process", view.process);
+  io("command", view.command);
+  io("unit", view.unit);
+  io("otherDirectory", view.otherDirectory);
+  io("otherIpc", view.otherIpc);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Views>& views) {
+  io("error", views.error);
+  io("others", views.others);
+  io("hidden", views.hidden);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Logins>& logins) {
+  io("managed", logins.managed);
+  io("removesIpc", logins.removesIpc);
+  io("path", logins.path);
+  io("line", logins.line);
+  io("unreadable", logins.unreadable);
+  io("lastSystemUser", logins.lastSystemUser);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Keyless>& object) {
+  io.choice("kind", object.kind, kKeyless);
+  io("key", object.key);
+  io("owner", object.owner);
+  io("id", object.id);
+  io("queue", object.queue);
+  io("size", object.size);
+  io("users", object.users);
+  io("firstProcess", object.firstProcess);
+  io("lastProcess", object.lastProcess);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::KeylessList>& list) {
+  io("readable", list.readable);
+  io("cut", list.cut);
+  io("objects", list.objects);
 }
 
 template <class Io>
@@ -187,6 +270,11 @@ static void fields(Io& io, Of<Io, model::Machine>& machine) {
   io("locks", machine.locks);
   io("processes", machine.processes);
   io.later("keyFiles", machine.keyFiles);
+  io.later("directory", machine.directory);
+  io.later("cleaners", machine.cleaners);
+  io.later("views", machine.views);
+  io.later("logins", machine.logins);
+  io.later("keyless", machine.keyless);
 }
 
 Json jsonOfSegment(const reader::Segment& segment) {

@@ -41,7 +41,7 @@ struct Loaded {
 };
 
 // What a broker may have in bytes unless a user says otherwise.
-inline constexpr std::uint64_t kMostBytes = 64 << 20;
+inline constexpr std::uint64_t kMostBytes = reader::CopyBounds::kMostBytes;
 
 // Reads such a file, of any origin; "-" is standard input. Believes nothing in it. Takes at most
 // `mostBytes` of shared memory a broker. Events, when they are asked for, are all that the copy

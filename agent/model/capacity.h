@@ -12,6 +12,7 @@
 
 #include "agent/model/snapshot.h"
 #include "flowfile/file.h"
+#include "format/sizes.h"
 
 namespace model {
 
@@ -38,6 +39,9 @@ std::uint64_t longestText(std::uint32_t area);
 // How many events an area of that size holds before new ones take their place.
 std::uint64_t eventsIn(std::uint32_t area);
 
+// The largest "ZEBMemorySize". Above it the segment's size wraps, so it is too small for its areas.
+inline constexpr std::uint32_t kLargestArea = layout::kLargestUnwrapped;
+
 // What is to be in shared memory.
 struct Plan {
   std::uint64_t groups = 0;
@@ -63,7 +67,7 @@ struct Need {
   std::uint64_t events = 0;
   std::uint64_t area = 0;     // "ZEBMemorySize" that fits all of them
   std::uint64_t segment = 0;  // what the broker's segment takes then
-  bool tooMuch = false;       // no size is large enough: above 1431655754 the segment's wraps
+  bool tooMuch = false;       // no size up to kLargestArea is large enough
 };
 
 // Nothing overflows: what is more than 64 bits counts as the largest number.

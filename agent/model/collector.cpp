@@ -2,6 +2,7 @@
 #include "agent/model/collector.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "agent/model/calendar.h"
@@ -24,6 +25,24 @@ void lookAtGroups(Machine& machine, const Snapshot& snapshot) {
   }
 }
 
+// What surrounds the key files.
+void lookAround(Machine& machine, const Snapshot& snapshot) {
+  machine.directory = reader::readDirectory(snapshot.directory);
+  machine.cleaners = reader::readCleaners(snapshot.directory);
+  machine.views = reader::readViews(snapshot.directory);
+  machine.logins = reader::readLogins();
+  machine.keyless.emplace();
+  if (machine.locks.error != 0 || machine.locks.cut || machine.directory->error != 0) return;
+  std::set<std::uint32_t> known;
+  for (const reader::KeyFile& file : machine.keyFiles) known.insert(file.key());
+  for (const reader::Lock& lock : machine.locks.locks) known.insert(lock.file.key());
+  machine.keyless = reader::readKeyless(machine.directory->device, known);
+  for (const reader::Keyless& object : machine.keyless->objects) {
+    look(machine, object.firstProcess);
+    look(machine, object.lastProcess);
+  }
+}
+
 // Processes that may hold a lock come first, in case not all can be looked at.
 std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts) {
   auto machine = std::make_shared<Machine>();
@@ -40,6 +59,7 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts 
     machine->keyFiles.push_back(reader::readKeyFile(broker->segment.keyFile));
   }
   lookAtGroups(*machine, snapshot);
+  if (facts == MachineFacts::all) lookAround(*machine, snapshot);
   const Guards guards(snapshot);
   for (const reader::Lock& lock : machine->locks.locks) {
     look(*machine, guards.of(lock.name).process);
@@ -51,11 +71,13 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts 
 
 }  // namespace
 
-Collector::Collector(std::string directory, Events events, MachineFacts machine)
+Collector::Collector(std::string directory, Events events, MachineFacts machine,
+                     std::uint64_t mostBytes)
     : directory_(directory.empty() ? reader::temporaryDirectory()
                                    : reader::withSlash(std::move(directory))),
       events_(events),
-      machine_(machine) {}
+      machine_(machine),
+      bounds_{.mostBytes = mostBytes, .events = events != Events::skip} {}
 
 std::shared_ptr<const Snapshot> Collector::take() {
   auto snapshot = std::make_shared<Snapshot>();
@@ -75,7 +97,7 @@ std::shared_ptr<const Snapshot> Collector::take() {
 
 // A segment that can't be read for a moment is not a new one: its log is left as it is.
 std::shared_ptr<const SeenBroker> Collector::look(const std::string& keyFile, std::int64_t wall) {
-  auto broker = std::make_shared<SeenBroker>(decoded(reader::readSegment(keyFile), wall));
+  auto broker = std::make_shared<SeenBroker>(decoded(reader::readSegment(keyFile, bounds_), wall));
   if (events_ == Events::read && broker->segment.size > 0) {
     broker->events = logs_[keyFile].read(broker->segment, broker->damage);
     makeNearest(*broker->events, wall);

@@ -12,16 +12,21 @@
 
 namespace model {
 
-enum class Events { leave, read };
-enum class MachineFacts { leave, processes, read };  // processes: only those of the groups
+enum class Events { skip, leave, read };  // skip: their areas aren't even copied
+
+// processes: only those of the groups. all: also the surroundings of the key files, for which each
+// process of the machine is looked at.
+enum class MachineFacts { leave, processes, read, all };
 
 // Takes snapshots of one machine: its temporary directory, and the segment of each key file in it.
 // Keeps only what it needs to tell new events from old ones. For one thread.
 class Collector {
  public:
-  // `directory` may lack its last "/". Empty: the one that the library uses on this machine.
+  // `directory` may lack its last "/". Empty: the one that the library uses on this machine. Of a
+  // broker at most `mostBytes` of shared memory are looked at.
   explicit Collector(std::string directory, Events events = Events::leave,
-                     MachineFacts machine = MachineFacts::leave);
+                     MachineFacts machine = MachineFacts::leave,
+                     std::uint64_t mostBytes = reader::CopyBounds::kMostBytes);
 
   // Looks at everything once. Never null; what can't be read is a fact of the snapshot. A segment
   // is attached only while it is copied; no lock is taken, and nothing is made or written.
@@ -34,6 +39,7 @@ class Collector {
   std::string directory_;
   Events events_;
   MachineFacts machine_;
+  reader::CopyBounds bounds_;
   std::map<std::string, reader::EventLog> logs_;  // by key file
 };
 

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "agent/reader/names.h"
-#include "format/sizes.h"
 
 namespace model {
 namespace {
@@ -67,11 +66,6 @@ const char* nameOf(Condition condition) {
   }
 }
 
-bool isFull(const SeenBroker& broker) {
-  const reader::Area* area = broker.segment.copy.find(reader::kStatistics);
-  return area != nullptr && area->size - area->last < layout::kSmallestNode;
-}
-
 std::vector<std::int32_t> stoppedProcesses(const SeenBroker& broker, const Machine* machine) {
   std::set<std::int32_t> stopped;
   if (machine == nullptr || !broker.tree) return {};
@@ -87,7 +81,7 @@ Condition conditionOf(const SeenBroker& broker, const Machine* machine) {
   if (condition != Condition::ok) return condition;
   if (broker.segment.attached == 0) return Condition::noProcess;
   if (!stoppedProcesses(broker, machine).empty()) return Condition::stopped;
-  return isFull(broker) ? Condition::full : Condition::ok;
+  return broker.full() ? Condition::full : Condition::ok;
 }
 
 std::vector<Oddity> odditiesOf(const Snapshot& snapshot) {

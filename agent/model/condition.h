@@ -37,9 +37,6 @@ Condition conditionOf(const SeenBroker& broker, const Machine* machine);
 // The groups' processes that are stopped, each once; empty when that is not known.
 std::vector<std::int32_t> stoppedProcesses(const SeenBroker& broker, const Machine* machine);
 
-// Whether not even the smallest node, one without a label, has room in the statistics area.
-bool isFull(const SeenBroker& broker);
-
 // Something odd that concerns a broker and, as the case may be, another one.
 struct Oddity {
   enum class Kind {

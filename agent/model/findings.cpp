@@ -15,6 +15,11 @@ auto place(const Finding& finding) {
                     std::string_view(finding.of));
 }
 
+bool isOfOthers(const Finding& finding, const Selection& selection) {
+  return finding.owner && !selection.owners.empty() &&
+         std::ranges::find(selection.owners, *finding.owner) == selection.owners.end();
+}
+
 bool isAmong(const Finding& finding, const Snapshot& selected) {
   return std::ranges::any_of(selected.brokers, [&finding](const auto& broker) {
     return broker->segment.keyFile == finding.broker->segment.keyFile;
@@ -30,12 +35,15 @@ bool Finding::is(const std::string& wanted) const {
 
 const std::vector<std::string>& findingKinds() {
   static const std::vector<std::string> kinds = {
-      "lock.stuck",         "lock.held-long",    "lock.unknown-holder", "process.stopped",
-      "process.dead",       "segment.abandoned", "area.full",           "area.nearly-full",
-      "leftover.lock",      "leftover.key-file", "keyfile.replaced",    "keyfile.duplicate",
-      "keyfile.owner",      "keyfile.link",      "broker.same-label",   "settings.trap",
-      "settings.restart",   "limits.near",       "lock.references",     "segment.damaged",
-      "segment.unfinished", "clock.set-back",    "reset.forced"};
+      "lock.stuck",        "lock.held-long",    "lock.unknown-holder", "lock.references",
+      "process.stopped",   "process.dead",      "segment.abandoned",   "segment.unfinished",
+      "segment.damaged",   "area.full",         "area.nearly-full",    "record.too-large",
+      "record.torn",       "events.missed",     "reset.forced",        "clock.set-back",
+      "leftover.lock",     "leftover.key-file", "leftover.unknown",    "keyfile.replaced",
+      "keyfile.duplicate", "keyfile.owner",     "keyfile.link",        "broker.same-label",
+      "directory.wrong",   "directory.full",    "directory.cleaned",   "view.private-directory",
+      "view.private-ipc",  "login.removes-ipc", "settings.trap",       "settings.restart",
+      "limits.near"};
   return kinds;
 }
 
@@ -52,8 +60,10 @@ Findings findingsOf(const Snapshot* before, const Snapshot& now) {
     findings::addKeyFiles(looks, findings);
     findings::addSettings(looks, findings);
     findings::addLimits(looks, findings);
+    findings::addSurroundings(looks, findings);
+    findings::addRecords(looks, findings);
+    findings::addAreas(looks, findings);
   }
-  findings::addAreas(now, findings);
   std::ranges::stable_sort(findings.found, [](const Finding& one, const Finding& other) {
     return place(one) < place(other);
   });
@@ -63,15 +73,20 @@ Findings findingsOf(const Snapshot* before, const Snapshot& now) {
 bool needsSecondLook(const Snapshot& snapshot) {
   if (!snapshot.machine) return false;
   const findings::Looks looks(nullptr, snapshot);
-  return std::ranges::any_of(snapshot.machine->locks.locks, [&looks](const reader::Lock& lock) {
-    return findings::isHeld(lock.semaphore) ||
-           (findings::hasObjects(lock) && findings::mayBeLeftOver(lock, looks));
+  const bool tooLarge = std::ranges::any_of(snapshot.brokers, [&looks](const auto& broker) {
+    return findings::mayBeTooLarge(*broker, looks);
   });
+  return tooLarge ||
+         std::ranges::any_of(snapshot.machine->locks.locks, [&looks](const reader::Lock& lock) {
+           return findings::isHeld(lock.semaphore) ||
+                  (findings::hasObjects(lock) && findings::mayBeLeftOver(lock, looks));
+         });
 }
 
 Findings select(Findings findings, const Snapshot& selected, const Selection& selection) {
   std::erase_if(findings.found, [&](const Finding& finding) {
-    return finding.broker ? !isAmong(finding, selected) : !selection.broker.empty();
+    return finding.broker ? !isAmong(finding, selected)
+                          : !selection.broker.empty() || isOfOthers(finding, selection);
   });
   return findings;
 }

@@ -3,7 +3,9 @@
 #ifndef ZEB_AGENT_MODEL_FINDINGS_H
 #define ZEB_AGENT_MODEL_FINDINGS_H
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,9 @@ struct Finding {
   // Null for what is of no broker, or of none that is known.
   std::shared_ptr<const SeenBroker> broker;
 
+  // Whose it is; nothing when it concerns everybody.
+  std::optional<std::uint32_t> owner = {};
+
   // "lock.stuck:/tmp/NAME.zebmutx": the same for the same thing at each look.
   std::string key() const { return of.empty() ? id : id + ":" + of; }
 
@@ -48,7 +53,7 @@ struct Findings {
   std::size_t locks = 0;  // that were looked at
 };
 
-// The kinds that findingsOf() knows, in the order in which it looks for them.
+// The kinds that findingsOf() knows.
 const std::vector<std::string>& findingKinds();
 
 // All that is wrong at the moment of `now`. `before` is a look of the same machine at least a
@@ -58,7 +63,8 @@ Findings findingsOf(const Snapshot* before, const Snapshot& now);
 // Whether a second look may tell more than this one does.
 bool needsSecondLook(const Snapshot& snapshot);
 
-// Those of the selected brokers. Without a broker's name, those of the machine too.
+// Those of the selected brokers. Without a broker's name, those of the machine too, except what is
+// of another user than the selected ones.
 Findings select(Findings findings, const Snapshot& selected, const Selection& selection);
 
 }  // namespace model

@@ -76,12 +76,13 @@ FollowLook Follower::lookAtAll() {
 // Counts are read before the events are copied, and after.
 News Follower::lookAt(Followed& followed, std::int64_t wall) {
   const SeenBroker before =
-      decoded(reader::readSegment(followed.keyFile, reader::Wanted::statistics), wall);
+      decoded(reader::readSegment(followed.keyFile, reader::CopyBounds{.events = false}), wall);
   const auto mark = followed.log.mark();
   const auto tail = mark ? reader::readTail(followed.keyFile, *mark) : std::nullopt;
-  SeenBroker after = decoded(reader::readSegment(followed.keyFile, tail ? reader::Wanted::statistics
-                                                                        : reader::Wanted::all),
-                             wall);
+  SeenBroker after =
+      decoded(reader::readSegment(followed.keyFile, tail ? reader::CopyBounds{.events = false}
+                                                         : reader::CopyBounds{}),
+              wall);
   News news;
   reader::EventLog::Batch batch;
   if (tail) {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <tuple>
 
+#include "agent/model/selection.h"
+
 namespace model {
 namespace {
 
@@ -57,13 +59,15 @@ bool LockView::noteworthy() const {
   return anything && (!asMade || semaphore.waiting > 0);
 }
 
-std::vector<LockView> locksOf(const Snapshot& whole, const Snapshot& selected, bool all) {
+std::vector<LockView> locksOf(const Snapshot& whole, const Snapshot& selected, bool all,
+                              const std::vector<std::uint32_t>& owners) {
   std::vector<LockView> views;
   if (!whole.machine) return views;
   const Guards guards(whole);
   for (const reader::Lock& lock : whole.machine->locks.locks) {
     Guarded guarded = guards.of(lock.name);
-    if (!all && !isAmong(guarded, selected)) continue;
+    const bool more = all && (owners.empty() || (!guarded.broker && isOwned(lock, owners)));
+    if (!more && !isAmong(guarded, selected)) continue;
     views.push_back(viewOf(lock, std::move(guarded), *whole.machine));
   }
   std::ranges::stable_sort(views, {}, place);

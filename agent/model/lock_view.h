@@ -28,7 +28,9 @@ struct LockView {
 
 // The locks of the brokers in `selected`, which is a selection of `whole`; with `all` those too
 // that belong to no broker of it. In the order of their brokers, and of what they guard.
-std::vector<LockView> locksOf(const Snapshot& whole, const Snapshot& selected, bool all);
+// With `owners` these are only locks of these users, by their key files.
+std::vector<LockView> locksOf(const Snapshot& whole, const Snapshot& selected, bool all,
+                              const std::vector<std::uint32_t>& owners = {});
 
 }  // namespace model
 

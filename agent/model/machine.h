@@ -5,12 +5,17 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "agent/reader/configuration.h"
+#include "agent/reader/directory.h"
+#include "agent/reader/keyless.h"
 #include "agent/reader/limits.h"
 #include "agent/reader/locks.h"
+#include "agent/reader/logins.h"
 #include "agent/reader/processes.h"
+#include "agent/reader/views.h"
 
 namespace model {
 
@@ -29,6 +34,13 @@ struct Machine {
 
   // Each process that a lock or an execution group names, by its number.
   std::map<std::int32_t, reader::Process> processes;
+
+  // What nobody looked at has no value, as in a file of an older version.
+  std::optional<reader::Directory> directory;  // that of the snapshot
+  std::optional<reader::Cleaners> cleaners;    // of that directory
+  std::optional<reader::Views> views;
+  std::optional<reader::Logins> logins;
+  std::optional<reader::KeylessList> keyless;
 
   // Null for one that wasn't looked at.
   const reader::Process* find(std::int32_t id) const {

@@ -82,6 +82,8 @@ Snapshot namesIn(const Snapshot& snapshot) {
     SeenBroker named;
     named.segment.state = broker->segment.state;
     named.segment.uuid = broker->segment.uuid;
+    named.segment.owner = broker->segment.owner;
+    named.segment.fileOwner = broker->segment.fileOwner;
     named.tree = broker->tree;
     light.brokers.push_back(std::make_shared<const SeenBroker>(std::move(named)));
   }
@@ -95,14 +97,34 @@ bool anySelected(const Snapshot& snapshot, bool narrows) {
 
 }  // namespace
 
-Snapshot selectBrokers(const Snapshot& snapshot, const std::string& broker) {
+std::optional<std::uint32_t> ownerOf(const SeenBroker& broker) {
+  return broker.segment.owner ? broker.segment.owner : broker.segment.fileOwner;
+}
+
+bool isOwned(const SeenBroker& broker, const std::vector<std::uint32_t>& owners) {
+  const auto owner = ownerOf(broker);
+  return owners.empty() || !owner || std::ranges::find(owners, *owner) != owners.end();
+}
+
+bool isOwned(const reader::Lock& lock, const std::vector<std::uint32_t>& owners) {
+  return owners.empty() || std::ranges::find(owners, lock.file.owner) != owners.end();
+}
+
+std::size_t foreignIn(const Snapshot& snapshot, const std::vector<std::uint32_t>& owners) {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      snapshot.brokers, [&owners](const auto& broker) { return !isOwned(*broker, owners); }));
+}
+
+Snapshot selectBrokers(const Snapshot& snapshot, const Selection& selection) {
   Snapshot selected = snapshot;
-  std::erase_if(selected.brokers, [&](const auto& one) { return !selects(broker, *one); });
+  std::erase_if(selected.brokers, [&](const auto& one) {
+    return !selects(selection.broker, *one) || !isOwned(*one, selection.owners);
+  });
   return selected;
 }
 
 Snapshot select(const Snapshot& snapshot, const Selection& selection) {
-  Snapshot selected = selectBrokers(snapshot, selection.broker);
+  Snapshot selected = selectBrokers(snapshot, selection);
   if (!selection.narrows()) return selected;
   for (auto& broker : selected.brokers) broker = narrowed(broker, selection);
   std::erase(selected.brokers, nullptr);
@@ -132,8 +154,10 @@ std::optional<Unknown> findUnknown(const Snapshot& snapshot, const Selection& se
       {Unknown::Kind::group, &Selection::group},
       {Unknown::Kind::flow, &Selection::flow},
       {Unknown::Kind::node, &Selection::node}};
-  Snapshot around = namesIn(snapshot);
   Selection known;
+  known.owners = selection.owners;
+  Snapshot around = selectBrokers(namesIn(snapshot), known);
+  if (around.brokers.empty()) return std::nullopt;
   for (const auto& [kind, pattern] : patterns) {
     known.*pattern = selection.*pattern;
     Snapshot selected = select(around, known);

@@ -20,6 +20,10 @@ struct Selection {
   std::string flow = {};
   std::string node = {};
 
+  // Users whose brokers are meant; none: those of all. A broker's user is the one that its segment
+  // belongs to, or its key file while there is none.
+  std::vector<std::uint32_t> owners = {};
+
   bool operator==(const Selection&) const = default;
 
   // True when it means less than whole brokers.
@@ -37,7 +41,20 @@ struct EventSelection {
 };
 
 // The selected brokers, with all that they hold.
-Snapshot selectBrokers(const Snapshot& snapshot, const std::string& broker);
+Snapshot selectBrokers(const Snapshot& snapshot, const Selection& selection);
+
+// The user that a broker belongs to; nothing when it isn't known.
+std::optional<std::uint32_t> ownerOf(const SeenBroker& broker);
+
+// Whether the broker belongs to one of these users, to any when there are none. One whose user
+// isn't known belongs to all.
+bool isOwned(const SeenBroker& broker, const std::vector<std::uint32_t>& owners);
+
+// The same of a lock that belongs to no known broker, by its key file.
+bool isOwned(const reader::Lock& lock, const std::vector<std::uint32_t>& owners);
+
+// How many brokers of the snapshot belong to others.
+std::size_t foreignIn(const Snapshot& snapshot, const std::vector<std::uint32_t>& owners);
 
 // The same snapshot with the selected brokers, groups, flows and nodes; a broker, group or flow
 // that holds none of them is left out. Whole brokers are shared with `snapshot`, others are copied,

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "agent/model/calendar.h"
+#include "format/sizes.h"
 
 namespace model {
 
@@ -22,7 +23,37 @@ void sortByLabels(reader::Broker& tree) {
 }  // namespace
 
 State SeenBroker::state() const {
-  return segment.state == State::ok && !damage.empty() ? State::damaged : segment.state;
+  return segment.state == State::ok && !damaged().empty() ? State::damaged : segment.state;
+}
+
+bool SeenBroker::full() const {
+  const reader::Area* const area = segment.copy.find(reader::kStatistics);
+  if (area == nullptr) return false;
+  const std::uint32_t left = area->size - std::min(area->size, area->last);
+  return left < layout::kSmallestNode || (left <= area->size / 10 && orphans() > 0);
+}
+
+std::size_t SeenBroker::orphans() const {
+  return static_cast<std::size_t>(std::ranges::count(damage.list(), true, &reader::Damage::orphan));
+}
+
+std::uint64_t SeenBroker::cutStatistics() const {
+  const reader::Area* const area = segment.copy.find(reader::kStatistics);
+  return area == nullptr ? 0 : area->uncopied();
+}
+
+std::uint64_t SeenBroker::cutEvents() const {
+  std::uint64_t bytes = 0;
+  for (const char* const name : {reader::kEventTemplates, reader::kEventData}) {
+    if (const reader::Area* const area = segment.copy.find(name)) bytes += area->uncopied();
+  }
+  return bytes;
+}
+
+std::vector<reader::Damage> SeenBroker::damaged() const {
+  std::vector<reader::Damage> places = damage.list();
+  if (full()) std::erase_if(places, [](const reader::Damage& place) { return place.orphan; });
+  return places;
 }
 
 std::string SeenBroker::uuid() const {

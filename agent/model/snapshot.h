@@ -36,6 +36,20 @@ struct SeenBroker {
   // The segment's state; damaged also when a record in it is.
   reader::State state() const;
 
+  // Whether the statistics area has no room for one more node, or had none for the parents of the
+  // orphans in it.
+  bool full() const;
+
+  // Records of the statistics area whose parents are not there.
+  std::size_t orphans() const;
+
+  // Bytes of its statistics area that were too many to be looked at, and of the areas of events.
+  std::uint64_t cutStatistics() const;
+  std::uint64_t cutEvents() const;
+
+  // The places that can't be read. In a full area orphans are none of them.
+  std::vector<reader::Damage> damaged() const;
+
   // As its record says, else as its key file is named.
   std::string uuid() const;
 

@@ -59,6 +59,7 @@ struct Place {
   std::string name;
   std::uint64_t offset;
   std::uint32_t size;
+  std::uint64_t most = UINT64_MAX;  // of its bytes are copied
 };
 
 // The blocks of the segment, in their order. Fills in the facts of the segment's own header, and

@@ -13,6 +13,7 @@ struct Damage {
   std::string area;      // "segment", "statistics", "eventTemplates" or "eventData"
   std::uint64_t offset;  // bytes from the start of that area
   std::string reason;
+  bool orphan = false;  // a record whose parent is not there: it may not have fitted
 };
 
 // Hostile bytes can be wrong in millions of places: the list stops growing at kMost.
@@ -20,8 +21,8 @@ class DamageList {
  public:
   static constexpr std::size_t kMost = 100;
 
-  void add(std::string area, std::uint64_t offset, std::string reason) {
-    if (list_.size() < kMost) list_.push_back({std::move(area), offset, std::move(reason)});
+  void add(std::string area, std::uint64_t offset, std::string reason, bool orphan = false) {
+    if (list_.size() < kMost) list_.push_back({std::move(area), offset, std::move(reason), orphan});
   }
   bool empty() const { return list_.empty(); }
   const std::vector<Damage>& list() const { return list_; }

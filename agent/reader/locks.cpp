@@ -126,6 +126,11 @@ KeyFile readKeyFile(const std::string& path) {
   return file;
 }
 
+const Lock* LockList::find(const std::string& name) const {
+  const auto found = std::ranges::lower_bound(locks, name, {}, &Lock::name);
+  return found == locks.end() || found->name != name ? nullptr : &*found;
+}
+
 Lock readLock(const std::string& path) {
   Lock lock;
   lock.file = readKeyFile(path);

@@ -83,6 +83,9 @@ struct LockList {
   int error = 0;            // errno when the directory can't be read
   bool cut = false;         // there are more than kMost, which are not here
   std::vector<Lock> locks;  // in the order of their names
+
+  // Null when there is none of that name.
+  const Lock* find(const std::string& name) const;
 };
 
 KeyFile readKeyFile(const std::string& path);

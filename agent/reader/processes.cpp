@@ -26,11 +26,15 @@ struct Stat {
   char state = 0;  // 0: there is none
   std::optional<std::uint64_t> threads;
   std::optional<std::uint64_t> startTicks;
+  std::optional<std::uint64_t> userTicks;
+  std::optional<std::uint64_t> systemTicks;
 };
 
 // A name may hold blanks, parentheses and line ends: it ends at the last parenthesis.
 Stat statOf(const std::string& folder) {
   constexpr int kState = 3;
+  constexpr int kUserTicks = 14;
+  constexpr int kSystemTicks = 15;
   constexpr int kThreads = 20;
   constexpr int kStart = 22;
   Stat stat;
@@ -44,10 +48,19 @@ Stat statOf(const std::string& folder) {
   for (int field = kState; field <= kStart; ++field) {
     const std::string_view word = takeWord(rest);
     if (field == kState && word.size() == 1) stat.state = word.front();
+    if (field == kUserTicks) stat.userTicks = unsignedOf(word);
+    if (field == kSystemTicks) stat.systemTicks = unsignedOf(word);
     if (field == kThreads) stat.threads = unsignedOf(word);
     if (field == kStart) stat.startTicks = unsignedOf(word);
   }
   return stat;
+}
+
+std::optional<std::uint64_t> sumOf(const std::optional<std::uint64_t>& one,
+                                   const std::optional<std::uint64_t>& other) {
+  std::uint64_t sum = 0;
+  const bool known = one && other && !__builtin_add_overflow(*one, *other, &sum);
+  return known ? std::optional(sum) : std::nullopt;
 }
 
 bool endedIn(char state) {
@@ -131,6 +144,7 @@ Process readProcess(std::int32_t id, const std::string& proc) {
   Stat stat = statOf(folder);
   process.threads = stat.threads;
   process.startTicks = stat.startTicks;
+  process.processorTicks = sumOf(stat.userTicks, stat.systemTicks);
   if (stat.state != 0) process.command = std::move(stat.command);
   lookAtThreads(process, folder);
   process.segments = segmentsOf(folder);

@@ -33,8 +33,9 @@ struct Process {
   std::optional<bool> stopped;
 
   std::optional<std::uint64_t> threads;
-  std::optional<std::uint64_t> startTicks;  // when it started, in clock ticks since boot
-  std::optional<std::string> command;       // at most 15 bytes, which it may choose itself
+  std::optional<std::uint64_t> startTicks;      // when it started, in clock ticks since boot
+  std::optional<std::uint64_t> processorTicks;  // that it has used of all processors
+  std::optional<std::string> command;           // at most 15 bytes, which it may choose itself
 
   // What it has attached now, each once.
   std::optional<std::vector<MappedSegment>> segments;

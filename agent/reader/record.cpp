@@ -37,9 +37,12 @@ std::string whyUnreadable(Bytes left) {
   return "a record of type " + std::to_string(type) + " is cut";
 }
 
-// Appends the records from `begin` to `end`; `damage` may be null when gaps are no surprise.
+// Appends the records from `begin` to `end`, as far as they were copied; `damage` may be null when
+// gaps are no surprise. A record that was copied in part is no damage.
 void walkPart(std::vector<Record>& records, const Area& area, std::uint32_t begin,
               std::uint32_t end, std::uint32_t stride, DamageList* damage) {
+  end = std::min(end, area.last - area.uncopied());
+  const bool endsInside = area.uncopied() > 0 && end == area.bytes.size();
   const Bytes bytes = Bytes(area.bytes).first(end);
   for (std::uint32_t at = begin; at < end;) {
     const auto size = static_cast<std::uint32_t>(layout::storedSize(bytes.subspan(at)));
@@ -48,8 +51,11 @@ void walkPart(std::vector<Record>& records, const Area& area, std::uint32_t begi
       at += size;
       continue;
     }
-    if (damage) damage->add(area.name, at, whyUnreadable(bytes.subspan(at)));
-    at = nextReadable(bytes, at, stride);
+    const std::uint32_t next = nextReadable(bytes, at, stride);
+    if (damage && !(endsInside && next == end)) {
+      damage->add(area.name, at, whyUnreadable(bytes.subspan(at)));
+    }
+    at = next;
   }
 }
 

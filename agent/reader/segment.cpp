@@ -105,7 +105,7 @@ std::uint64_t mappedBytes(std::uint64_t size) {
   return (size + page - 1) / page * page;
 }
 
-void copyAttached(Segment& segment, Wanted wanted) {
+void copyAttached(Segment& segment, const CopyBounds& bounds) {
   const Attachment attachment(segment.id);
   if (!attachment.attached()) return fail(segment, "shmat");
   shmid_ds facts;
@@ -114,7 +114,7 @@ void copyAttached(Segment& segment, Wanted wanted) {
   segment.attached = facts.shm_nattch - 1;
   segment.group = groupName(facts.shm_perm.gid);
   segment.owner = facts.shm_perm.uid;
-  segment.copy = copySegment({attachment.bytes(), mappedBytes(segment.size)}, segment.size, wanted);
+  segment.copy = copySegment({attachment.bytes(), mappedBytes(segment.size)}, segment.size, bounds);
   segment.state = State::ok;
   if (!segment.copy.initialised) segment.state = State::notInitialised;
   if (!segment.copy.damage.empty()) segment.state = State::damaged;
@@ -139,7 +139,7 @@ KeyFiles findKeyFiles(const std::string& directory) {
   return found;
 }
 
-Segment readSegment(const std::string& keyFile, Wanted wanted) {
+Segment readSegment(const std::string& keyFile, const CopyBounds& bounds) {
   Segment segment;
   segment.keyFile = keyFile;
   const std::string name = std::filesystem::path(keyFile).filename();
@@ -149,7 +149,7 @@ Segment readSegment(const std::string& keyFile, Wanted wanted) {
   if (stat(keyFile.c_str(), &file) == 0) segment.fileOwner = file.st_uid;
   if (!findSegment(segment)) return segment;
   try {
-    copyAttached(segment, wanted);
+    copyAttached(segment, bounds);
   } catch (const std::bad_alloc&) {
     errno = ENOMEM;
     fail(segment, "copy");

@@ -51,11 +51,11 @@ KeyFiles findKeyFiles(const std::string& directory);
 // The path of the key file of one broker.
 std::string keyFileOf(const std::string& directory, const std::string& uuid);
 
-// Copies the segment that belongs to `keyFile`, or only the wanted areas, and decodes nothing of
+// Copies the segment that belongs to `keyFile`, as far as the bounds let, and decodes nothing of
 // it. It is attached only while it is copied, and read-only: a reader that stayed would keep the
 // last process of the broker from removing it. No lock is taken, and neither a file nor an IPC
 // object is created.
-Segment readSegment(const std::string& keyFile, Wanted wanted = Wanted::all);
+Segment readSegment(const std::string& keyFile, const CopyBounds& bounds = {});
 
 // The same of what was posted behind `mark`, with as little work as that takes. Nothing when it is
 // another segment now, or can't be read, or the events are gone: then readSegment tells more.

@@ -18,6 +18,22 @@ namespace block = layout::block;
 
 constexpr int kTries = 8;
 
+// An area may grow a little until it is copied.
+void shareOut(std::vector<Place>& places, Bytes shared, const CopyBounds& bounds) {
+  constexpr std::uint64_t kGrowth = 1 << 16;
+  for (Place& place : places) place.most = block::bytes;
+  std::uint64_t left = bounds.mostBytes;
+  for (const char* const name : {kStatistics, kEventTemplates, kEventData}) {
+    const auto place = std::ranges::find(places, name, &Place::name);
+    if (place == places.end() || (name != kStatistics && !bounds.events)) continue;
+    const std::uint64_t last = BlockHeader(shared.subspan(place->offset, block::bytes)).last();
+    const bool known = last >= block::bytes && last <= place->size;
+    const std::uint64_t most = std::min(left, known ? last + kGrowth : place->size);
+    place->most = std::max<std::uint64_t>(most, block::bytes);
+    left -= most;
+  }
+}
+
 // Behind the last byte that differs; 0 when none does.
 std::size_t endOfDifference(Bytes copied, Bytes shared) {
   constexpr std::size_t kStep = 4096;
@@ -42,6 +58,8 @@ std::optional<std::uint32_t> overtakenBytes(const Area& area, const BlockHeader&
   const std::uint32_t next = std::clamp(now.next(), block::bytes, area.last);
   const std::uint32_t posted = next >= area.next ? next - area.next : older + next - block::bytes;
   const auto changed = [&](std::uint32_t begin, std::uint32_t end) {
+    end = std::min(end, area.last - area.uncopied());
+    if (begin >= end) return 0U;
     return static_cast<std::uint32_t>(endOfDifference(Bytes(area.bytes).subspan(begin, end - begin),
                                                       shared.subspan(begin, end - begin)));
   };
@@ -65,7 +83,7 @@ void reportHeader(DamageList& damage, const Area& area, const BlockHeader& heade
 }
 
 // Copies the block and returns the header that the copy was made by.
-BlockHeader copyOnce(Area& area, Bytes own) {
+BlockHeader copyOnce(Area& area, Bytes own, std::uint64_t most) {
   const BlockHeader header = headerOf(own);
   const auto within = [&](std::uint32_t offset) {
     return offset >= block::bytes && offset <= own.size();
@@ -73,7 +91,8 @@ BlockHeader copyOnce(Area& area, Bytes own) {
   area.last = within(header.last()) ? header.last() : area.size;
   area.next = within(header.next()) && header.next() <= area.last ? header.next() : area.last;
   area.lastUpdate = header.lastUpdate();
-  area.bytes.assign(own.begin(), own.begin() + area.last);
+  const Bytes copied = own.first(std::min<std::uint64_t>(area.last, most));
+  area.bytes.assign(copied.begin(), copied.end());
   if (area.name == kStatistics) area.torn = settle(area, own);
   event_bytes::PlainMemory memory;
   if (area.name == kEventTemplates) keepWhole(memory, area, own, 1);
@@ -115,24 +134,25 @@ Area copyBlock(const Place& place, Bytes shared, DamageList& damage) {
   // Before the header is read for the copy: little time is to pass between the two. Pages behind
   // what is used aren't touched, since the system would make them.
   const std::size_t used =
-      std::min<std::size_t>(BlockHeader(own.first(block::bytes)).last(), own.size());
+      std::min<std::size_t>({BlockHeader(own.first(block::bytes)).last(), own.size(), place.most});
   area.bytes.reserve(used);
   mapAtOnce(area.bytes.data(), used, MADV_POPULATE_WRITE);
   mapAtOnce(own.data(), used, MADV_POPULATE_READ);
   area.name = place.name;
   area.at = place.offset;
   area.size = static_cast<std::uint32_t>(own.size());
-  BlockHeader header = copyOnce(area, own);
-  for (int tries = 1; tries < kTries && isTornByATurn(area); ++tries) header = copyOnce(area, own);
+  BlockHeader header = copyOnce(area, own, place.most);
+  for (int tries = 1; tries < kTries && isTornByATurn(area); ++tries) {
+    header = copyOnce(area, own, place.most);
+  }
   reportHeader(damage, area, header);
   return area;
 }
 
-SegmentCopy copySegment(Bytes shared, std::uint64_t size, Wanted wanted) {
+SegmentCopy copySegment(Bytes shared, std::uint64_t size, const CopyBounds& bounds) {
   SegmentCopy copy;
   std::vector<Place> places = findBlocks(copy, shared, size);
-  if (wanted == Wanted::statistics)
-    std::erase_if(places, [](const Place& place) { return place.name != kStatistics; });
+  shareOut(places, shared, bounds);
   std::reverse(places.begin(), places.end());
   for (const Place& place : places) copy.areas.push_back(copyBlock(place, shared, copy.damage));
   return copy;

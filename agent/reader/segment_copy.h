@@ -34,7 +34,7 @@ struct Area {
   std::uint32_t next = 0;  // where the next record will be written
   std::uint32_t last = 0;  // behind the last byte ever written
   Stamp lastUpdate;
-  std::vector<std::uint8_t> bytes;  // of the block from its start to `last`
+  std::vector<std::uint8_t> bytes;  // of the block from its start to `last`, within the bounds
 
   // Set when others wrote to the ring while the block was copied: so many of its bytes, from `next`
   // on, they may have overwritten. What follows was there at one moment, and up to `next` in the
@@ -47,6 +47,21 @@ struct Area {
 
   // Records behind `next` are left over from before the last wrap.
   bool wrapped() const { return next < last; }
+
+  // Used bytes at the end that were too many to be copied.
+  std::uint32_t uncopied() const {
+    return last - static_cast<std::uint32_t>(std::min<std::size_t>(bytes.size(), last));
+  }
+};
+
+// How much of a segment is copied.
+struct CopyBounds {
+  static constexpr std::uint64_t kMostBytes = 64 << 20;
+
+  // Of all areas together, headers left aside. Statistics come first, then templates, then events.
+  std::uint64_t mostBytes = kMostBytes;
+
+  bool events = true;  // the events areas too; else only their headers
 };
 
 struct SegmentCopy {
@@ -77,7 +92,8 @@ template <class Memory>
 void keepWhole(Memory& memory, Area& area, std::span<const std::uint8_t> shared,
                std::uint32_t stride) {
   constexpr std::uint8_t kNotWhole = 0xFF;  // makes no length in another record smaller
-  const auto again = std::make_unique_for_overwrite<std::uint8_t[]>(area.last);
+  const auto copied = static_cast<std::uint32_t>(area.bytes.size());
+  const auto again = std::make_unique_for_overwrite<std::uint8_t[]>(copied);
   const Unchanged unchanged(memory, area.bytes, shared);
   const auto keepPart = [&](std::uint32_t begin, std::uint32_t end) {
     const std::span<std::uint8_t> bytes = std::span(area.bytes).first(end);
@@ -99,12 +115,10 @@ void keepWhole(Memory& memory, Area& area, std::span<const std::uint8_t> shared,
       }
     }
   };
-  keepPart(layout::block::bytes, area.next);
-  keepPart(area.next, area.last);
+  const std::uint32_t next = std::min(area.next, copied);
+  keepPart(layout::block::bytes, next);
+  keepPart(next, copied);
 }
-
-// Which areas are copied.
-enum class Wanted { all, statistics };
 
 // Copies the used parts of the segment that is mapped at `shared` (whole pages, when it is a real
 // one) and that has `size` bytes for the system. Others may be writing there: every byte that is
@@ -114,7 +128,7 @@ enum class Wanted { all, statistics };
 // was stored before the templates were copied. What of a ring can't be relied on, since others went
 // on writing, is described in docs/format.md.
 SegmentCopy copySegment(std::span<const std::uint8_t> shared, std::uint64_t size,
-                        Wanted wanted = Wanted::all);
+                        const CopyBounds& bounds = {});
 
 }  // namespace reader
 

@@ -73,6 +73,9 @@ class Family {
     return std::ranges::binary_search(area_.torn, record.offset());
   }
 
+  // The parent of a record may be among those that were not copied.
+  bool isWhole() const { return area_.uncopied() == 0; }
+
   bool repeats(const Record& record) const { return &records_[memberOf(record).first] != &record; }
 
  private:
@@ -199,9 +202,10 @@ void reportUnreachable(const Family& family, DamageList& damage) {
           "a record of type " + std::to_string(record.type()) + " has the ID of an earlier one");
     }
     if (record.parent().isZero() && record.deleted()) continue;
-    if (record.parent().type() != record.type() - 1 || !family.holdsParentOf(record)) {
+    if (record.parent().type() != record.type() - 1 ||
+        (!family.holdsParentOf(record) && family.isWhole())) {
       damage.add(kStatistics, record.offset(),
-                 "a record of type " + std::to_string(record.type()) + " has no parent");
+                 "a record of type " + std::to_string(record.type()) + " has no parent", true);
     }
   }
 }

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 
+#include "agent/model/capacity.h"
 #include "agent/render/config_screens.h"
 #include "agent/render/values.h"
 #include "agent/render/words.h"
@@ -20,7 +21,8 @@ constexpr std::size_t kLongestKey = 40;
 struct KindWords {
   Kind kind;
   const char* name;
-  const char* sentence;  // behind "line N: "; {0} is the key, {1} the line that decides
+  const char* sentence;  // behind "line N: "; {0} is the key, {1} the line that decides, {2} the
+                         // largest size
 };
 
 constexpr KindWords kWords[] = {
@@ -37,8 +39,7 @@ constexpr KindWords kWords[] = {
     {Kind::notANumber, "notANumber",
      "that is no whole number: only the digits in front count for {0}"},
     {Kind::otherNumber, "otherNumber", "the library takes another number than this for {0}"},
-    {Kind::tooLarge, "tooLarge",
-     "above 1431655754 bytes of {0} the segment is too small for its areas"},
+    {Kind::tooLarge, "tooLarge", "above {2} bytes of {0} the segment is too small for its areas"},
     {Kind::restIgnored, "restIgnored",
      "the value of {0} ends at the first blank, and the rest is not read"},
     {Kind::noValue, "noValue", "{0} has no value here, so the line is passed over"},
@@ -62,7 +63,7 @@ const char* trapName(Kind kind) {
 std::string trapText(const Trap& trap) {
   return fmt::format("line {}: ", trap.line) +
          fmt::format(fmt::runtime(wordsOf(trap.kind).sentence),
-                     text::shortened(trap.key, kLongestKey), trap.decidedBy);
+                     text::shortened(trap.key, kLongestKey), trap.decidedBy, model::kLargestArea);
 }
 
 std::string restartText(const model::Restart& restart) {

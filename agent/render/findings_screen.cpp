@@ -53,8 +53,12 @@ std::string title(const Finding& finding, const TableStyle& style) {
   return shown + "  " + text::printable(finding.id) + "\n";
 }
 
+std::size_t widthOf(const TableStyle& style) {
+  return std::max<std::size_t>(style.width.value_or(kNarrow), 40);
+}
+
 std::string block(const Finding& finding, const TableStyle& style) {
-  const std::size_t width = std::max<std::size_t>(style.width.value_or(kNarrow), 40);
+  const std::size_t width = widthOf(style);
   std::string text = title(finding, style);
   text += wrapped("  what    ", finding.object, width);
   text += wrapped("  seen    ", finding.evidence, width);
@@ -115,11 +119,21 @@ std::string countOf(const Findings& findings) {
 std::string findingsScreen(const Findings& findings, const model::Snapshot& selected,
                            const TableStyle& style, bool all) {
   std::string text = blocks(findings, style, all);
-  const std::size_t width = style.width.value_or(kNarrow);
+  const std::size_t width = widthOf(style);
   for (const std::string& sentence : findings.notChecked) {
     text += wrapped("Not checked: ", sentence + ".", width);
   }
   return text + summary(findings, selected);
+}
+
+std::string repairText(const Finding& finding, const std::string& what, const std::string& command,
+                       const TableStyle& style) {
+  const std::size_t width = widthOf(style);
+  std::string text = text::printable(finding.key()) + "\n";
+  text += wrapped("  what    ", finding.object, width);
+  text += wrapped("  result  ", what + (command.empty() ? "." : ":"), width);
+  if (!command.empty()) text += "    " + text::printable(command) + "\n";
+  return text;
 }
 
 Json findingsDocument(const Findings& findings, const model::Snapshot& selected) {

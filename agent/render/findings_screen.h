@@ -18,6 +18,11 @@ namespace render {
 std::string findingsScreen(const model::Findings& findings, const model::Snapshot& selected,
                            const TableStyle& style, bool all);
 
+// What would be done about one of them, or was: its key, then sentences about its object, then a
+// command unless that is empty. Lines are as wide as above.
+std::string repairText(const model::Finding& finding, const std::string& what,
+                       const std::string& command, const TableStyle& style);
+
 Json findingsDocument(const model::Findings& findings, const model::Snapshot& selected);
 
 // "1 critical, 2 warnings".

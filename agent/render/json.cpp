@@ -27,9 +27,10 @@ Json identity(const model::SeenBroker& broker, const model::Machine* machine) {
 }
 
 void addDamage(Json& object, const model::SeenBroker& broker) {
-  if (broker.damage.empty()) return;
+  const std::vector<reader::Damage> places = broker.damaged();
+  if (places.empty()) return;
   Json& list = object["damage"] = Json::array();
-  for (const reader::Damage& damage : broker.damage.list()) {
+  for (const reader::Damage& damage : places) {
     list.push_back({{"area", damage.area}, {"offset", damage.offset}, {"reason", damage.reason}});
   }
 }
@@ -179,7 +180,12 @@ Json brokerObject(const model::SeenBroker* broker) {
 }
 
 Json headOf(const char* schema, int version, const model::Snapshot& snapshot) {
-  return headOf(schema, version, model::secondsOf(snapshot));
+  Json head = headOf(schema, version, model::secondsOf(snapshot));
+  for (const auto& broker : snapshot.brokers) {
+    const std::uint64_t cut = broker->cutStatistics() + (broker->events ? broker->cutEvents() : 0);
+    if (cut > 0) head["cut"].push_back({{"keyFile", broker->segment.keyFile}, {"bytes", cut}});
+  }
+  return head;
 }
 
 Json headOf(const char* schema, int version, std::int64_t collectedAt) {

@@ -37,7 +37,8 @@ Json gapDocument(const model::SeenBroker& broker, const model::Gap& gap, std::in
 // Who a broker is: "label" and "uuid". null for none.
 Json brokerObject(const model::SeenBroker* broker);
 
-// What every document begins with: "schema", "version" and "collectedAt".
+// What every document begins with: "schema", "version" and "collectedAt"; "cut" where a broker has
+// more bytes than were to be looked at.
 Json headOf(const char* schema, int version, const model::Snapshot& snapshot);
 Json headOf(const char* schema, int version, std::int64_t collectedAt);
 

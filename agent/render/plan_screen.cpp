@@ -63,8 +63,10 @@ Sheet kernelSheet(const std::vector<model::KernelNeed>& kernel) {
 std::string advice(const PlanView& view) {
   const model::Need& need = view.need;
   if (need.tooMuch) {
-    return "No ZEBMemorySize is large enough: above 1431655754 the segment is too small for its "
-           "areas. Give the nodes to several brokers, or keep events for a shorter time.\n";
+    return fmt::format(
+        "No ZEBMemorySize is large enough: above {} the segment is too small for its areas. Give "
+        "the\nnodes to several brokers, or keep events for a shorter time.\n",
+        model::kLargestArea);
   }
   std::string text = fmt::format("ZEBMemorySize={}\n", need.area);
   text += fmt::format(

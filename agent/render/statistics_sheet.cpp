@@ -78,11 +78,12 @@ void addRows(Sheet& sheet, const model::SeenBroker& broker) {
 }
 
 std::string resetOf(const model::SeenBroker& broker, std::int64_t now, const TableStyle& style) {
-  std::string text = "never reset";
+  std::string text = "never reset; min and max are of all messages";
   if (const reader::Time& reset = broker.tree->resetTime) {
-    text = fmt::format("reset {}, {} ago", dateAndTime(*reset, style.zone), duration(now - *reset));
+    text = fmt::format("reset {}, {} ago; min and max are since then",
+                       dateAndTime(*reset, style.zone), duration(now - *reset));
   }
-  return style.day.empty() ? text : text + ", collected on " + style.day;
+  return style.day.empty() ? text : text + "\ncollected on " + style.day;
 }
 
 std::string headOf(const model::SeenBroker& broker, std::int64_t now, const TableStyle& style) {

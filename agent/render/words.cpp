@@ -34,11 +34,18 @@ std::string noPermission(const SeenBroker& broker) {
 }
 
 std::string damaged(const SeenBroker& broker) {
-  const std::size_t places = broker.damage.list().size();
+  const std::size_t places = broker.damaged().size();
   return fmt::format(
       "damaged in {}{} place{}; what could be read is shown. Stopping all processes of the broker "
       "removes the memory, and starting them makes a new one",
       places == reader::DamageList::kMost ? "at least " : "", places, places == 1 ? "" : "s");
+}
+
+std::string stopped(const std::vector<std::int32_t>& processes) {
+  const bool one = processes.size() == 1;
+  return fmt::format("process{} {} {} stopped, so messages wait: let {} go on with kill -CONT {}",
+                     one ? "" : "es", fmt::join(processes, ", "), one ? "is" : "are",
+                     one ? "it" : "them", fmt::join(processes, " "));
 }
 
 std::string noneAtAll(const Snapshot& snapshot) {
@@ -147,7 +154,7 @@ std::string problemOf(const SeenBroker& broker) {
 
 std::vector<std::string> damageOf(const SeenBroker& broker) {
   std::vector<std::string> lines;
-  for (const reader::Damage& damage : broker.damage.list()) {
+  for (const reader::Damage& damage : broker.damaged()) {
     lines.push_back(fmt::format("{}, offset {}: {}", printable(damage.area), damage.offset,
                                 printable(damage.reason)));
   }
@@ -162,6 +169,11 @@ std::string problemOf(const Snapshot& snapshot, const model::Selection& selectio
         printable(snapshot.directory), errorText(snapshot.error));
   }
   if (snapshot.brokers.empty()) return noneAtAll(snapshot);
+  if (model::foreignIn(snapshot, selection.owners) == snapshot.brokers.size()) {
+    return fmt::format("no broker in {} belongs to {}. Leave out --owner to see those of others",
+                       printable(snapshot.directory),
+                       selection.owners.size() == 1 ? "that user" : "these users");
+  }
   const auto unknown = findUnknown(snapshot, selection);
   return unknown ? nothingSelected(snapshot, *unknown) : "";
 }
@@ -172,10 +184,7 @@ std::string conditionText(const SeenBroker& broker, const model::Machine* machin
       return "no process has its shared memory attached: all of them were killed. The figures are "
              "the last ones; starting the broker goes on with them";
     case Condition::stopped:
-      return fmt::format(
-          "process {} is stopped, so its messages wait: let it go on with kill -CONT {}",
-          fmt::join(stoppedProcesses(broker, machine), ", "),
-          fmt::join(stoppedProcesses(broker, machine), " "));
+      return stopped(stoppedProcesses(broker, machine));
     case Condition::full:
       return "its statistics area is full: nodes that are deployed now are measured, but nobody "
              "sees "
@@ -229,6 +238,23 @@ std::vector<std::string> remarksOn(const Snapshot& snapshot) {
     remarks.push_back(oddityText(snapshot, oddity));
   }
   return remarks;
+}
+
+std::string ignoredOf(const Snapshot& snapshot, const std::vector<std::uint32_t>& owners) {
+  const std::size_t foreign = model::foreignIn(snapshot, owners);
+  if (foreign == 0) return {};
+  return fmt::format("{} broker{} of other users {} ignored", foreign, foreign == 1 ? "" : "s",
+                     foreign == 1 ? "is" : "are");
+}
+
+std::string cutOf(const SeenBroker& broker, bool events) {
+  const std::uint64_t cut =
+      broker.cutStatistics() + (events || broker.events ? broker.cutEvents() : 0);
+  if (cut == 0) return {};
+  return fmt::format(
+      "broker {}: {} bytes of its shared memory are too many to be looked at, so what is shown is "
+      "not all. Allow more with --max-bytes",
+      nameOf(broker), cut);
 }
 
 std::string gapText(const SeenBroker& broker, const model::Gap& gap) {

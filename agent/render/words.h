@@ -46,6 +46,13 @@ std::vector<std::string> damageOf(const model::SeenBroker& broker);
 // patterns means something.
 std::string problemOf(const model::Snapshot& snapshot, const model::Selection& selection);
 
+// That brokers of other users than these are not shown, and how many; empty when none is ignored.
+std::string ignoredOf(const model::Snapshot& snapshot, const std::vector<std::uint32_t>& owners);
+
+// How much of a broker was too much to be looked at; with `events` also of its events areas where
+// they were not decoded. Empty when all was looked at.
+std::string cutOf(const model::SeenBroker& broker, bool events);
+
 // The gap in words: how many events were missed, as far as that is known.
 std::string gapText(const model::SeenBroker& broker, const model::Gap& gap);
 

@@ -98,6 +98,10 @@ def _function_goals(goals, found):
     goals.at_most("`readStatsArea` of 10,000 records", 3, functions["readStatsArea"] / 1e6, " ms")
     goals.at_most("agent: copy and decode of a full 1 MiB segment", 2,
                   functions["copyAndDecodeSegment"] / 1e6, " ms")
+    goals.at_most("agent: a look at a segment of 2 GiB with 800 nodes", 20,
+                  functions["lookAt2GiB"] / 1e6, " ms")
+    goals.at_most("agent: a look of the doctor at 2,000 locks", 100,
+                  functions["doctorWith2000Locks"] / 1e6, " ms")
     ratios = found["ratios"]
     goals.at_most("agent: one look at 800 nodes ÷ two plain copies and a walk", 1.5,
                   ratios["lookAtNodes"])

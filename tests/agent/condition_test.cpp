@@ -88,7 +88,7 @@ TEST(Condition, AnAreaWithoutRoomForTheSmallestNodeIsFull) {
   EXPECT_EQ(Condition::ok, conditionOf(filled(4096 - 230), nullptr));
   EXPECT_EQ(Condition::full, conditionOf(filled(4096 - 229), nullptr));
   EXPECT_EQ(Condition::full, conditionOf(filled(4096), nullptr));
-  EXPECT_FALSE(model::isFull(running()));
+  EXPECT_FALSE(running().full());
 }
 
 TEST(Condition, WhatCannotBeReadOrIsDamagedComesFirst) {

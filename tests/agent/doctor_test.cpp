@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 // "zebmon doctor" as people and scripts start it.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <filesystem>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tests/agent/live_lock.h"
 #include "tests/agent/zebmon.h"
+#include "tests/support/broken.h"
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
+#include "text/printable.h"
 
 namespace {
 
@@ -20,7 +26,140 @@ image::Bytes brokersSegment() {
   return image::segment({image::ordersBlock()});
 }
 
+// A segment whose template area somebody has just emptied, since his text is larger than that.
+image::Bytes withEmptyTemplates() {
+  image::Block templates{.eyecatcher = "zebcetar", .contents = {}};
+  templates.contents.resize(1000);
+  templates.next = 32;
+  return image::segment({image::ordersBlock(), templates});
+}
+
+// A child that takes a lock and gives it back without end.
+class Spinner {
+ public:
+  explicit Spinner(const LiveLock& lock) : id_(fork()) {
+    if (id_ != 0) return;
+    for (;;) {
+      lock.change(-1);
+      lock.change(1);
+    }
+  }
+  ~Spinner() {
+    kill(id_, SIGKILL);
+    waitpid(id_, nullptr, 0);
+  }
+  Spinner(const Spinner&) = delete;
+  Spinner& operator=(const Spinner&) = delete;
+  pid_t id() const { return id_; }
+
+ private:
+  pid_t id_;
+};
+
+// A used statistics area of `area` bytes that holds the orders and, far behind, other records.
+image::Bytes large(std::uint32_t nodes) {
+  image::Block block = image::ordersBlock();
+  block.size = 1 << 20;
+  for (std::uint32_t i = 0; i < nodes; ++i) {
+    const image::Id id{5, 2000, 1, i};
+    block.add(image::node(id, image::kFlow, u"another node", 1));
+    block.add(image::statistics({6, 2000, 1, i}, id));
+  }
+  return image::segment({block});
+}
+
 }  // namespace
+
+TEST(Doctor, FindsAProcessWhoseTextNeverFits) {
+  const LiveSegment segment("1-2-3", withEmptyTemplates());
+  const LiveLock lock("1-2-3.zebcetar");
+  const Spinner spinner(lock);
+  const Result result = run({"doctor", "--only", "record"});
+  EXPECT_EQ(2, result.code);
+  EXPECT_TRUE(contains(result.out, "record.too-large")) << result.out;
+  EXPECT_TRUE(contains(result.out, "process " + std::to_string(spinner.id()))) << result.out;
+  EXPECT_TRUE(contains(result.out, "    ZEBMemorySize=8192\n"));
+}
+
+TEST(Doctor, FindsNoSuchProcessWhereNobodyTriesAgain) {
+  const LiveSegment segment("1-2-3", withEmptyTemplates());
+  const LiveLock lock("1-2-3.zebcetar");
+  lock.change(-1);
+  lock.change(1);
+  EXPECT_FALSE(contains(run({"doctor", "--only", "record"}).out, "record.too-large"));
+}
+
+TEST(Doctor, LeavesOtherUsersBrokersOut) {
+  const LiveSegment segment("1-2-3", brokersSegment());
+  const LiveLock lock("1-2-3.zebcedar");
+  lock.takenByADeadProcess();
+  const Result others = run({"doctor", "--only", "lock", "--owner", "12345"});
+  EXPECT_EQ(69, others.code);
+  EXPECT_FALSE(contains(others.out, "lock.stuck")) << others.out;
+  EXPECT_TRUE(contains(others.errors, "1 broker of other users is ignored")) << others.errors;
+  EXPECT_TRUE(contains(others.errors, "belongs to that user. Leave out --owner")) << others.errors;
+  const Result own = run({"doctor", "--only", "lock", "--owner", "12345", "--owner", "0"});
+  EXPECT_EQ(2, own.code);
+  EXPECT_FALSE(contains(own.errors, "ignored")) << own.errors;
+  EXPECT_EQ(69, run({"brokers", "--owner", "12345"}).code);
+  EXPECT_EQ(0, run({"brokers", "--owner", "root"}).code);
+  EXPECT_EQ(0, run({"locks", "--owner", "0"}).code);
+  const Result nobody = run({"brokers", "--owner", "no such user"});
+  EXPECT_EQ(64, nobody.code);
+  EXPECT_TRUE(contains(nobody.errors, "there is no user \"no such user\"")) << nobody.errors;
+}
+
+TEST(Doctor, SaysWhatWasTooMuchAndFindsNothingInWhatIsMissing) {
+  const LiveSegment segment("1-2-3", large(400));
+  const Result all = run({"doctor", "--only", "segment.damaged"});
+  EXPECT_FALSE(contains(all.out, "too many to be looked at")) << all.out;
+  for (const char* const most : {"0", "33", "1000", "50000", "50001"}) {
+    const Result cut = run({"doctor", "--only", "segment.damaged", "--max-bytes", most});
+    EXPECT_FALSE(contains(cut.out, "damaged\n")) << most << cut.out;
+    EXPECT_TRUE(contains(cut.out, "Not checked: broker ")) << most << cut.out;
+    EXPECT_TRUE(contains(cut.errors, "Allow more with --max-bytes")) << cut.errors;
+  }
+  const Json document =
+      Json::parse(run({"brokers", "--format", "json", "--max-bytes", "50000"}).out);
+  EXPECT_EQ("noProcess", document["brokers"][0]["state"]) << "not damaged";
+  EXPECT_EQ("/tmp/1-2-3.zebcshme", document["cut"][0]["keyFile"]);
+  EXPECT_LT(50000, document["cut"][0]["bytes"]);
+  EXPECT_FALSE(Json::parse(run({"brokers", "--format", "json"}).out).contains("cut"));
+}
+
+TEST(Doctor, ASnapshotOfAPartIsReadAgain) {
+  const LiveSegment segment("1-2-3", large(400));
+  const Result taken = run({"snapshot", "-o", "/tmp/part.tar", "--max-bytes", "50000"});
+  EXPECT_EQ(0, taken.code) << taken.errors;
+  const Result read = run({"brokers", "--from", "/tmp/part.tar", "--format", "json"});
+  EXPECT_EQ(0, read.code) << read.errors;
+  EXPECT_TRUE(Json::parse(read.out).contains("cut"));
+  EXPECT_NE(64, run({"doctor", "--from", "/tmp/part.tar"}).code);
+  std::filesystem::remove("/tmp/part.tar");
+}
+
+TEST(Doctor, SaysWhyALockIsNotLeftOver) {
+  const LiveLock lock("zeb_attach_999999999");
+  lock.refer();
+  const Result result =
+      run({"doctor", "--repair", "leftover.lock:/tmp/zeb_attach_999999999.zebmutx"});
+  EXPECT_TRUE(contains(result.errors, "is not to be repaired: process ")) << result.errors;
+  EXPECT_EQ(1, lock.value());
+}
+
+TEST(Doctor, ShowsFitLinesWhateverIsInASegment) {
+  LiveSegment live("1-2-3", broken::healthy());
+  std::size_t turn = 0;
+  for (const auto& segment : broken::all()) {
+    if (turn++ % 40 != 0) continue;
+    SCOPED_TRACE(segment.what);
+    live.write(segment.bytes);
+    const Result result = run({"doctor"});
+    EXPECT_GE(2, result.code) << result.errors;
+    std::istringstream lines(result.out + result.errors);
+    for (std::string line; std::getline(lines, line);) EXPECT_EQ(text::printable(line), line);
+  }
+}
 
 TEST(Doctor, FindsAStuckLockAndEndsWithTwo) {
   const LiveSegment segment("1-2-3", brokersSegment());

@@ -6,6 +6,7 @@
 
 #include "agent/render/findings_screen.h"
 #include "format/layout.h"
+#include "tests/support/image.h"
 #include "text/printable.h"
 
 namespace {
@@ -61,6 +62,16 @@ struct Made {
                        &machine.limits.usedQueues, &machine.limits.usedSemaphoreSets}) {
       *used = 10;
     }
+    machine.directory.emplace();
+    machine.directory->path = "/tmp/";
+    machine.directory->directory = true;
+    machine.directory->mode = 01777;
+    machine.directory->freeBytes = machine.directory->freeFiles = 1'000'000'000;
+    machine.cleaners.emplace();
+    machine.views.emplace();
+    machine.logins.emplace();
+    machine.keyless.emplace();
+    machine.keyless->readable = true;
   }
 
   static reader::Lock lock(const std::string& name) {
@@ -84,6 +95,41 @@ struct Made {
 
   reader::Lock& its() { return machine.locks.locks[0]; }
   reader::Area& area() { return broker.segment.copy.areas[0]; }
+
+  // The area of event templates with `next` as its next offset, and its lock, which the holder used
+  // so many seconds ago.
+  void templates(std::uint32_t next, int secondsAgo) {
+    reader::Area area;
+    area.name = reader::kEventTemplates;
+    area.size = area.last = 4096;
+    area.next = next;
+    broker.segment.copy.areas.resize(1);
+    broker.segment.copy.areas.push_back(area);
+    machine.locks.locks.resize(1);
+    machine.locks.locks.push_back(lock("1-2-3.zebcetar"));
+    machine.locks.locks[1].semaphore.lastOperation = kNow - secondsAgo;
+    machine.processes[kHolder].processorTicks = static_cast<std::uint64_t>(1000 - 90 * secondsAgo);
+  }
+
+  // The ring of events, wrapped, with so many of them, each so many milliseconds after the other.
+  void ring(int events, int apart) {
+    image::Block block{.eyecatcher = "zebcedar", .contents = {}};
+    std::uint32_t at = 5000;
+    for (int i = 0; i < events; ++i, at += static_cast<std::uint32_t>(apart)) {
+      const auto number = static_cast<std::uint32_t>(i + 1);
+      block.add(image::event({8, kEvents + at / 1000, at % 1000, number}, {7, 1, 1, 1}, 0));
+    }
+    const auto bytes = block.bytes();
+    reader::Area area;
+    area.name = reader::kEventData;
+    area.size = static_cast<std::uint32_t>(bytes.size());
+    area.last = static_cast<std::uint32_t>(32 + 144 * events);
+    area.next = 32;
+    area.bytes.assign(bytes.begin(), bytes.begin() + area.last);
+    broker.segment.copy.areas.resize(1);
+    broker.segment.copy.areas.push_back(area);
+  }
+  static constexpr std::uint32_t kEvents = 1'799'999'000;
   void kill() {
     machine.processes[kHolder] = {};
     machine.processes[kHolder].id = kHolder;
@@ -244,7 +290,7 @@ TEST(Findings, AnAreaIsFullBeforeItIsDamaged) {
   EXPECT_EQ("area.full ", idsOf(made.found()));
   EXPECT_EQ("ZEBMemorySize=65536", made.found().found[0].command);
   made.area().last = made.area().size - 1000;
-  made.broker.damage.add(reader::kStatistics, 500, "a record of type 5 has no parent");
+  made.broker.damage.add(reader::kStatistics, 500, "a record of type 5 has no parent", true);
   EXPECT_EQ("area.full ", idsOf(made.found())) << "its parent didn't fit";
   EXPECT_EQ(Severity::critical, made.found().found[0].severity);
   made.area().last = 2000;
@@ -257,6 +303,259 @@ TEST(Findings, AClockThatWasSetBackIsSaid) {
   EXPECT_EQ("", idsOf(made.found()));
   made.area().lastUpdate.seconds = kNow + 6;
   EXPECT_EQ("clock.set-back ", idsOf(made.found()));
+}
+
+TEST(Findings, AClockThatWentBackBetweenTheLooksIsSaid) {
+  const Made made;
+  const model::Snapshot before = made.snapshot(1);
+  model::Snapshot now = made.snapshot();
+  auto machine = std::make_shared<model::Machine>(*now.machine);
+  now.machine = machine;
+  for (const int back : {0, 400, 600, -600}) {
+    machine->clocks.wall = std::chrono::seconds(kNow) - std::chrono::milliseconds(back);
+    EXPECT_EQ(back == 600 ? "clock.set-back " : "", idsOf(model::findingsOf(&before, now))) << back;
+  }
+}
+
+TEST(Findings, ANodeWhoseLastMessageIsBeforeItsFirstOneShowsAClockThatWasSetBack) {
+  Made made;
+  auto& flows = made.broker.tree->executionGroups[0].messageFlows;
+  flows.push_back({.label = "OrderEntry", .deleted = false, .recordId = {}, .nodes = {}});
+  flows[0].nodes.push_back(node(5, kNow - 100));
+  flows[0].nodes[0].statistics->lastCollection = kNow - 105;
+  EXPECT_EQ("", idsOf(made.found()));
+  flows[0].nodes[0].statistics->lastCollection = kNow - 106;
+  EXPECT_EQ("clock.set-back ", idsOf(made.found()));
+  EXPECT_NE(std::string::npos, made.found().found[0].evidence.find("orders/OrderEntry/Order in"));
+  flows[0].nodes[0].statistics->lastCollection = INT64_MIN;
+  flows[0].nodes[0].statistics->firstCollection = INT64_MIN;
+  EXPECT_EQ("", idsOf(made.found()));
+}
+
+TEST(Findings, ATextLargerThanItsAreaKeepsAProcessBusy) {
+  Made made;
+  made.templates(layout::block::bytes, 1);
+  const model::Snapshot before = made.snapshot(1);
+  EXPECT_TRUE(model::needsSecondLook(before));
+  EXPECT_EQ("", idsOf(model::findingsOf(nullptr, before)));
+  made.templates(layout::block::bytes, 0);
+  const Findings findings = model::findingsOf(&before, made.snapshot());
+  ASSERT_EQ("record.too-large ", idsOf(findings));
+  EXPECT_EQ(Severity::critical, findings.found[0].severity);
+  EXPECT_EQ(
+      "process 42 (orders) takes the area's lock again and again, with 90 % of a core, and the "
+      "area is empty at both looks",
+      findings.found[0].evidence);
+  EXPECT_EQ("ZEBMemorySize=8192", findings.found[0].command);
+}
+
+TEST(Findings, AnAreaThatOthersFillOrNobodyUsesIsNotTooSmall) {
+  Made made;
+  made.templates(layout::block::bytes, 1);
+  const model::Snapshot before = made.snapshot(1);
+  made.templates(200, 0);
+  EXPECT_EQ("", idsOf(model::findingsOf(&before, made.snapshot()))) << "it has a record";
+  made.templates(layout::block::bytes, 0);
+  made.machine.locks.locks[1].semaphore.lastOperation = kNow - 1;
+  EXPECT_EQ("", idsOf(model::findingsOf(&before, made.snapshot()))) << "nobody took the lock";
+  made.templates(layout::block::bytes, 0);
+  made.machine.processes[kHolder].processorTicks = 915;
+  EXPECT_EQ("", idsOf(model::findingsOf(&before, made.snapshot()))) << "5 % of a core";
+  made.machine.processes[kHolder].processorTicks = 10;
+  EXPECT_EQ("record.too-large ", idsOf(model::findingsOf(&before, made.snapshot())))
+      << "another process has its number, or the ticks are unknown";
+  made.templates(layout::block::bytes, 0);
+  made.kill();
+  EXPECT_EQ("process.dead ", idsOf(model::findingsOf(&before, made.snapshot())));
+  made.templates(layout::block::bytes, 6);
+  EXPECT_FALSE(model::needsSecondLook(made.snapshot()));
+}
+
+TEST(Findings, ATornRecordIsSaidWithItsNode) {
+  Made made;
+  made.area().torn = {300};
+  EXPECT_EQ("record.torn ", idsOf(made.found()));
+  auto& flows = made.broker.tree->executionGroups[0].messageFlows;
+  flows.push_back({.label = "OrderEntry", .deleted = false, .recordId = {}, .nodes = {}});
+  flows[0].nodes.push_back(node(5, 0));
+  flows[0].nodes[0].statistics->torn = true;
+  EXPECT_EQ("1 record was being written at each of 5 copies: orders/OrderEntry/Order in",
+            made.found().found[0].evidence);
+}
+
+TEST(Findings, EventsThatAreOverwrittenSoonAreMissed) {
+  Made made;
+  made.ring(20, 200);
+  EXPECT_EQ("", idsOf(made.found())) << "it holds 3.8 s";
+  made.ring(20, 100);
+  const Findings findings = made.found();
+  ASSERT_EQ("events.missed ", idsOf(findings));
+  EXPECT_EQ("20 events of the last 1.9 s fill the area", findings.found[0].evidence);
+  EXPECT_EQ("ZEBMemorySize=91040", findings.found[0].command)
+      << "632 events of 144 bytes and a header";
+  made.broker.segment.copy.areas[1].next = made.broker.segment.copy.areas[1].last;
+  EXPECT_EQ("", idsOf(made.found())) << "it has not begun again";
+}
+
+TEST(Findings, EventsThatWereAllOverwrittenBetweenTheLooksAreSaid) {
+  Made made;
+  made.ring(20, 100);
+  const model::Snapshot before = made.snapshot(1);
+  made.ring(19, 101);
+  EXPECT_NE(std::string::npos, model::findingsOf(&before, made.snapshot())
+                                   .found[0]
+                                   .evidence.find("all were overwritten between two looks"));
+}
+
+TEST(Findings, DamageInTheAreasOfEventsIsFoundWithoutDecodingThem) {
+  Made made;
+  made.ring(3, 10000);
+  reader::Area& area = made.broker.segment.copy.areas[1];
+  area.next = area.last;
+  area.bytes[32 + 144] = 'X';
+  EXPECT_EQ("segment.damaged ", idsOf(made.found()));
+  EXPECT_NE(std::string::npos, made.found().found[0].evidence.find("in eventData at offset 176"));
+}
+
+TEST(Findings, WhatWasTooMuchToBeLookedAtIsNoDamage) {
+  Made made;
+  made.ring(3, 10000);
+  reader::Area& area = made.broker.segment.copy.areas[1];
+  area.next = area.last;
+  area.bytes.resize(32 + 144 + 20);
+  EXPECT_EQ("", idsOf(made.found()));
+}
+
+TEST(Findings, ADirectoryThatIsFullOrWrongIsSaid) {
+  Made made;
+  made.broker.segment.fileOwner = 1000;
+  reader::Directory& directory = *made.machine.directory;
+  directory.freeFiles = 999;
+  EXPECT_EQ("directory.full ", idsOf(made.found()));
+  EXPECT_EQ("df -i /tmp/", made.found().found[0].command);
+  EXPECT_EQ(Severity::warning, made.found().found[0].severity);
+  directory.freeFiles = 0;
+  EXPECT_EQ(Severity::critical, made.found().found[0].severity);
+  directory.freeFiles.reset();
+  EXPECT_EQ("", idsOf(made.found())) << "files are not counted there";
+  directory.freeBytes = 0;
+  EXPECT_EQ("df -h /tmp/", made.found().found[0].command);
+  directory.freeBytes = 1 << 20;
+  EXPECT_EQ("", idsOf(made.found()));
+  directory.mode = 0700;
+  EXPECT_EQ("directory.wrong ", idsOf(made.found())) << "user 1000 can't write";
+  directory.mode = 01777;
+  directory.readOnly = true;
+  EXPECT_EQ("directory.wrong ", idsOf(made.found()));
+  directory.readOnly = directory.directory = false;
+  EXPECT_EQ("it is no directory", made.found().found[0].evidence);
+  directory.error = ENOENT;
+  EXPECT_EQ("install -d -m 1777 /tmp/", made.found().found[0].command);
+}
+
+TEST(Findings, CleanersAreSaidWithTheLineToWrite) {
+  Made made;
+  using Kind = reader::Cleaner::Kind;
+  made.machine.cleaners->cleaners = {{Kind::tmpfiles, "/usr/lib/tmpfiles.d/tmp.conf", 11, "q /tmp"},
+                                     {Kind::cron, "/etc/crontab", 3, "find /tmp -delete"},
+                                     {Kind::tmpreaper, "/etc/tmpreaper.conf", 0, ""}};
+  made.machine.cleaners->unreadable = {"/var/spool/cron/crontabs"};
+  const Findings findings = made.found();
+  EXPECT_EQ("directory.cleaned directory.cleaned directory.cleaned ", idsOf(findings));
+  EXPECT_EQ("printf 'x %s\\n' /tmp/'*.zebcshme' /tmp/'*.zebmutx' > /etc/tmpfiles.d/zeb.conf",
+            find(findings, "directory.cleaned:/usr/lib/tmpfiles.d/tmp.conf")->command);
+  EXPECT_EQ("TMPREAPER_PROTECT_EXTRA='/tmp/*.zebcshme /tmp/*.zebmutx'",
+            find(findings, "directory.cleaned:/etc/tmpreaper.conf")->command);
+  EXPECT_EQ("! -name '*.zebcshme' ! -name '*.zebmutx'",
+            find(findings, "directory.cleaned:/etc/crontab")->command);
+  ASSERT_EQ(1U, findings.notChecked.size());
+  EXPECT_EQ("cleaners in /var/spool/cron/crontabs: run sudo zebmon doctor", findings.notChecked[0]);
+}
+
+TEST(Findings, ServicesThatSeeOtherThingsAreSaidWithTheirDropIn) {
+  Made made;
+  made.machine.views->others = {
+      {.process = 7, .command = "e", .unit = "b.service", .otherDirectory = true, .otherIpc = true},
+      {.process = 8, .command = "e", .unit = "", .otherDirectory = false, .otherIpc = true},
+      {.process = 9, .command = "e", .unit = "", .otherDirectory = {}, .otherIpc = false}};
+  made.machine.views->hidden = 2;
+  const Findings findings = made.found();
+  EXPECT_EQ("view.private-directory view.private-ipc ", idsOf(findings));
+  EXPECT_EQ(
+      "mkdir -p /etc/systemd/system/b.service.d && printf "
+      "'[Service]\\nPrivateTmp=no\\nPrivateIPC=no\\n' > /etc/systemd/system/b.service.d/zeb.conf "
+      "&& systemctl daemon-reload && systemctl restart b.service",
+      findings.found[0].command);
+  EXPECT_EQ("nsenter -t 8 -m -i zebmon doctor", findings.found[1].command);
+  ASSERT_EQ(1U, findings.notChecked.size());
+  EXPECT_TRUE(findings.notChecked[0].starts_with("3 processes: ")) << findings.notChecked[0];
+  EXPECT_TRUE(findings.notChecked[0].ends_with("run sudo zebmon doctor"));
+}
+
+TEST(Findings, AUserWhoseObjectsGoWithTheLastSessionIsSaid) {
+  Made made;
+  made.broker.segment.fileOwner = 1000;
+  made.machine.logins->managed = true;
+  EXPECT_EQ("login.removes-ipc ", idsOf(made.found()));
+  made.broker.segment.fileOwner = 999;
+  EXPECT_EQ("", idsOf(made.found())) << "a system user";
+  made.machine.logins->unreadable = {"/etc/systemd/logind.conf"};
+  EXPECT_EQ(1U, made.found().notChecked.size());
+}
+
+TEST(Findings, ObjectsWithoutAKeyFileAreToldAndNeverMended) {
+  Made made;
+  using Kind = reader::Keyless::Kind;
+  made.machine.keyless->objects = {{.kind = Kind::segment, .key = 1, .id = 5, .users = 0},
+                                   {.kind = Kind::segment, .key = 2, .id = 6, .users = 3},
+                                   {.kind = Kind::lock, .key = 3, .id = 8, .queue = 9},
+                                   {.kind = Kind::lock, .key = 4, .lastProcess = kHolder}};
+  const Findings findings = made.found();
+  EXPECT_EQ("leftover.unknown leftover.unknown ", idsOf(findings)) << "6 and 4 are used";
+  EXPECT_EQ("shared memory 5", findings.found[0].object);
+  EXPECT_EQ("semaphore 8 with queue 9", findings.found[1].object);
+  model::Snapshot nobody = made.snapshot();
+  nobody.brokers.clear();
+  EXPECT_NE(nullptr, find(model::findingsOf(nullptr, nobody), "leftover.unknown:2"))
+      << "its key file may have gone";
+}
+
+TEST(Findings, WhatNobodyLookedAtIsNotChecked) {
+  Made made;
+  made.machine.directory.reset();
+  made.machine.cleaners.reset();
+  made.machine.views.reset();
+  made.machine.logins.reset();
+  made.machine.keyless.reset();
+  EXPECT_EQ("", idsOf(made.found()));
+  EXPECT_EQ(5U, made.found().notChecked.size());
+}
+
+TEST(Findings, OfOtherUsersAreLeftOut) {
+  Made made;
+  made.machine.locks.locks[0].name = "unknown";
+  made.its().semaphore.value = 0;
+  made.its().file.owner = made.its().semaphore.owner = 7;
+  made.kill();
+  made.broker.segment.fileOwner = 7;
+  model::Selection selection;
+  selection.owners = {7};
+  const model::Snapshot snapshot = made.snapshot();
+  EXPECT_EQ("lock.stuck process.dead ",
+            idsOf(model::select(made.found(), model::select(snapshot, selection), selection)));
+  selection.owners = {8, 9};
+  EXPECT_EQ("", idsOf(model::select(made.found(), model::select(snapshot, selection), selection)));
+  EXPECT_EQ(1U, model::foreignIn(snapshot, selection.owners));
+}
+
+TEST(Findings, AKeyFileOfAnotherUserThanTheMemoryIsSaid) {
+  Made made;
+  made.machine.keyFiles[0].owner = 1000;
+  made.broker.segment.owner = 1001;
+  ASSERT_EQ("keyfile.owner ", idsOf(made.found()));
+  EXPECT_EQ("it belongs to user 1000, and its shared memory to user 1001",
+            made.found().found[0].evidence);
+  EXPECT_TRUE(made.found().found[0].effect.starts_with("only user 1000 can remove it from /tmp/"));
 }
 
 TEST(Findings, AForcedResetWithinAWeekIsSaid) {
@@ -296,7 +595,7 @@ TEST(Findings, ASegmentWithoutItsKeyFileHasTwoSides) {
   const Findings findings = made.found();
   const Finding* const finding = find(findings, "keyfile.replaced:3");
   ASSERT_NE(nullptr, finding);
-  EXPECT_NE(std::string::npos, finding->evidence.find("processes 43 use it"));
+  EXPECT_NE(std::string::npos, finding->evidence.find("process 43 uses it"));
   EXPECT_NE(std::string::npos, finding->evidence.find("with a key file: 42"));
   made.machine.processes[43].segments = {{0x02010909, 3}};
   EXPECT_EQ("", idsOf(made.found())) << "another program's";
@@ -374,6 +673,24 @@ TEST(FindingsScreen, HasLinesOf80ColumnsWhateverTheLabelsHold) {
     EXPECT_GE(80U, text::columns(line)) << line;
   }
   EXPECT_TRUE(text.ends_with("1 critical, 1 warning in 1 broker and 1 lock.\n")) << text;
+}
+
+TEST(FindingsScreen, ARepairHasLinesOf80ColumnsAndItsCommandOnOne) {
+  Finding finding;
+  finding.id = "lock.stuck";
+  finding.of = "/tmp/a";
+  finding.object = "lock of a long name " + std::string(40, 'x') + " and more of it behind that";
+  const std::string text = render::repairText(
+      finding,
+      "done: it is free. " + std::string("What may be half done: many words that don't ") +
+          "fit in a line of 80 columns",
+      "zebmon reset --yes --broker " + std::string(70, 'u'), {.width = 80});
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("    zebmon")) continue;
+    EXPECT_GE(80U, line.size()) << line;
+  }
+  EXPECT_NE(std::string::npos, text.find("columns:\n    zebmon reset --yes --broker u"));
 }
 
 TEST(FindingsScreen, SaysInOneLineThatNothingIsWrong) {

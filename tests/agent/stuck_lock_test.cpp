@@ -13,6 +13,10 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <utility>
 
 #include "agent/act/plan.h"
 #include "agent/act/repair.h"
@@ -72,6 +76,51 @@ class Holder {
   Holder& operator=(const Holder&) = delete;
 
  private:
+  pid_t id_;
+};
+
+// Eyes through which others act once, directly after the first look of a repair.
+act::Eyes actingAfterTheFirst(const std::function<void()>& act) {
+  const auto once = [act, acted = std::make_shared<bool>(false)] {
+    if (!std::exchange(*acted, true)) act();
+  };
+  act::Eyes eyes;
+  eyes.process = [once](std::int32_t id) {
+    reader::Process process = reader::readProcess(id);
+    once();
+    return process;
+  };
+  eyes.lock = [once](const std::string& path) {
+    reader::Lock lock = reader::readLock(path);
+    once();
+    return lock;
+  };
+  return eyes;
+}
+
+// A child that took the lock; it gives it back and ends when it is told to.
+class Owner {
+ public:
+  explicit Owner(const LiveLock& lock) {
+    if (pipe(ends_) != 0) throw std::runtime_error("pipe");
+    id_ = fork();
+    if (id_ != 0) {
+      while (lock.value() != 0) sched_yield();
+      return;
+    }
+    lock.change(-1);
+    char told = 0;
+    if (read(ends_[0], &told, 1) == 1) lock.change(1);
+    _exit(0);
+  }
+  void giveBackAndEnd() const {
+    if (write(ends_[1], "x", 1) == 1) waitpid(id_, nullptr, 0);
+    close(ends_[0]);
+    close(ends_[1]);
+  }
+
+ private:
+  int ends_[2];
   pid_t id_;
 };
 
@@ -180,6 +229,21 @@ TEST(StuckLock, ThatSomebodyUsedSinceIsNotTouched) {
   EXPECT_EQ(0, lock.value());
 }
 
+// The order of the looks decides: a lock that was looked at before its holder ended may have been
+// given back since, and belong to somebody else.
+TEST(StuckLock, ThatItsHolderGivesBackBetweenTheTwoLooksIsNotTouched) {
+  const LiveLock lock("name");
+  const Owner owner(lock);
+  const act::Eyes eyes = actingAfterTheFirst([&] {
+    owner.giveBackAndEnd();
+    lock.change(-1);
+  });
+  const act::Result result =
+      act::freeStuck(reader::readLock(lock.keyFile()), reader::readClocks(), std::nullopt, eyes);
+  EXPECT_FALSE(result.done);
+  EXPECT_EQ(0, lock.value()) << "this process has it now";
+}
+
 TEST(StuckLock, WhoseKeyFileIsAnotherOneIsNotTouched) {
   const LiveLock lock("name");
   killedWhileItHolds(lock);
@@ -262,6 +326,22 @@ TEST(Leftover, WhoseLastUserLivesStays) {
   EXPECT_EQ("process " + std::to_string(getpid()) + ", which took it last, lives", result.what);
   EXPECT_TRUE(fs::exists(lock.keyFile()));
   EXPECT_EQ(1, lock.value());
+}
+
+TEST(Leftover, ThatSomebodyJoinsBetweenTheTwoLooksStays) {
+  const LiveLock lock("zeb_attach_999999999");
+  const Owner owner(lock);
+  const auto before = take();
+  const auto now = take();
+  const act::Eyes eyes = actingAfterTheFirst([&] {
+    owner.giveBackAndEnd();
+    lock.refer();
+  });
+  const act::Result result =
+      act::removeLeftover(*before, *now, reader::readLock(lock.keyFile()), eyes);
+  EXPECT_FALSE(result.done);
+  EXPECT_EQ(1, lock.value());
+  EXPECT_TRUE(fs::exists(lock.keyFile()));
 }
 
 TEST(Leftover, OfABrokerThatSomebodyUsesStays) {

@@ -197,7 +197,7 @@ TEST(Words, ABrokerWithoutRunningProcessesSaysWhatToDo) {
   broker.tree.emplace().executionGroups.resize(2);
   broker.tree->executionGroups[0].processId = 8;
   broker.tree->executionGroups[1].processId = 7;
-  EXPECT_EQ("process 7, 8 is stopped, so its messages wait: let it go on with kill -CONT 7 8",
+  EXPECT_EQ("processes 7, 8 are stopped, so messages wait: let them go on with kill -CONT 7 8",
             render::conditionText(broker, &machine));
   broker.segment.state = State::failed;
   EXPECT_EQ(render::problemOf(broker), render::conditionText(broker, &machine));

@@ -34,7 +34,8 @@ void declareBrokers(CLI::App& options, Request& request) {
 }
 
 ExitCode runBrokers(const Request& request, Output& output) {
-  const model::Snapshot found = selected(*take(request, model::MachineFacts::processes), request);
+  const model::Snapshot found =
+      selected(*take(request, model::MachineFacts::processes, model::Events::skip), request);
   for (const std::string& remark : render::remarksOn(found)) complain(remark);
   output.write(shown(found, request.show));
   return exitCodeOf(found);

@@ -36,6 +36,27 @@ void takeTimeout(std::chrono::microseconds& timeout, const std::string& text) {
   timeout = std::chrono::ceil<std::chrono::microseconds>(*parsed);
 }
 
+// What has to be looked at for these checks.
+struct Needs {
+  model::MachineFacts machine = model::MachineFacts::leave;
+  model::Events events = model::Events::skip;
+};
+
+Needs needsOf(const std::vector<model::Check>& checks) {
+  using Kind = model::Check::Kind;
+  Needs needs;
+  for (const model::Check& check : checks) {
+    if (check.kind == Kind::locks) needs.machine = model::MachineFacts::read;
+    if (check.kind == Kind::groupsUp) {
+      needs.machine = std::max(needs.machine, model::MachineFacts::processes);
+    }
+    if (check.kind == Kind::failed || check.kind == Kind::exceptions) {
+      needs.events = model::Events::read;
+    }
+  }
+  return needs;
+}
+
 // Whatever the program does just then, the answer is this line.
 void endLate(int) {
   constexpr char kLine[] = "UNKNOWN: no answer within --timeout\n";
@@ -114,11 +135,13 @@ void declareCheck(CLI::App& options, Request& request) {
 ExitCode runCheck(const Request& request, Output& output) {
   const CheckRequest& check = request.check;
   limitTime(check.timeout);
-  const auto whole = take(request, model::MachineFacts::read, model::Events::read);
+  const Needs needs = needsOf(check.checks);
+  const auto whole = take(request, needs.machine, needs.events);
   const model::Snapshot now = model::select(*whole, request.selection);
   const auto before =
       check.state.empty() ? std::optional<model::Snapshot>() : earlier(check.state, *whole);
-  const auto locks = model::locksOf(*whole, now, request.selection.broker.empty());
+  const auto locks =
+      model::locksOf(*whole, now, request.selection.broker.empty(), request.selection.owners);
   std::vector<model::Reading> readings =
       model::readingsOf(check.checks, {.now = now,
                                        .before = before ? &*before : nullptr,

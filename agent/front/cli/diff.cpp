@@ -21,7 +21,7 @@ using render::DiffView;
 
 Look ofBroker(const model::Snapshot& snapshot, const Request& request) {
   return std::make_shared<const model::Snapshot>(
-      distinct(model::selectBrokers(snapshot, request.selection.broker)));
+      distinct(model::selectBrokers(snapshot, request.selection)));
 }
 
 DiffView compared(const archived::Loaded& before, const archived::Loaded& after,

@@ -14,7 +14,6 @@
 #include "agent/model/selection.h"
 #include "agent/render/findings_screen.h"
 #include "agent/render/words.h"
-#include "text/printable.h"
 
 namespace cli {
 namespace {
@@ -53,26 +52,30 @@ void keepOnly(const std::vector<std::string>& wanted, Findings& findings) {
 
 Examined examine(const Request& request, Output& output) {
   Examined seen;
-  seen.now = take(request, model::MachineFacts::read);
+  seen.now = take(request, model::MachineFacts::all);
   const bool repairs = !request.doctor.repair.empty();
   if ((repairs || model::needsSecondLook(*seen.now)) &&
       waitFor(repairs ? kApartToRemove : kApart, output)) {
     seen.before = std::move(seen.now);
-    seen.now = take(request, model::MachineFacts::read);
+    seen.now = take(request, model::MachineFacts::all);
   }
   seen.selected = model::select(*seen.now, request.selection);
   seen.findings = model::select(model::findingsOf(seen.before.get(), *seen.now), seen.selected,
                                 request.selection);
   keepOnly(request.doctor.only, seen.findings);
+  for (const auto& broker : seen.selected.brokers) {
+    const std::string cut = render::cutOf(*broker, true);
+    if (!cut.empty()) seen.findings.notChecked.push_back(cut);
+  }
   return seen;
 }
 
 ExitCode codeOf(const Examined& seen) {
   const auto& found = seen.findings.found;
+  if (seen.now->error != 0) return exitCodeOf(seen.now->error);
   if (!found.empty()) {
     return found.front().severity == model::Severity::critical ? kCritical : kWarnings;
   }
-  if (seen.now->error != 0) return exitCodeOf(seen.now->error);
   return seen.selected.brokers.empty() ? kNoBroker : kDone;
 }
 
@@ -87,21 +90,29 @@ ExitCode show(const Examined& seen, const Request& request, Output& output) {
   return codeOf(seen);
 }
 
-std::string lineOf(const model::Finding& finding, const std::string& what) {
-  return fmt::format("{}\n  {}: {}.\n", text::printable(finding.key()),
-                     text::printable(finding.object), text::printable(what));
-}
-
-void tellPlan(const std::vector<model::Finding>& chosen, Output& output) {
-  for (const auto& finding : chosen) output.write(lineOf(finding, act::planOf(finding)));
+void tellPlan(const std::vector<model::Finding>& chosen, const Request& request, Output& output) {
+  for (const auto& finding : chosen) {
+    output.write(
+        render::repairText(finding, "would " + act::planOf(finding), "", styleOf(request.show)));
+  }
   output.write("Nothing was changed. To do it, run the same command with --yes.\n");
 }
 
-void mend(const std::vector<model::Finding>& chosen, const Examined& seen, Output& output) {
+void mend(const std::vector<model::Finding>& chosen, const Examined& seen, const Request& request,
+          Output& output) {
   for (const auto& finding : chosen) {
     const act::Result result = act::repair(finding, {*seen.before, *seen.now});
-    output.write(lineOf(finding, (result.done ? "done: " : "nothing was changed: ") + result.what));
+    output.write(render::repairText(
+        finding, (result.done ? "done: " : "nothing was changed: ") + result.what, result.command,
+        styleOf(request.show)));
   }
+}
+
+// Why what was asked for is not there to be repaired.
+std::string whyNothing(const Examined& seen, const std::string& wanted) {
+  const std::string why = act::refusalOf({*seen.before, *seen.now}, wanted);
+  if (!why.empty()) return wanted + " is not to be repaired: " + why;
+  return "there is no " + wanted + " to repair now: zebmon doctor shows what there is";
 }
 
 ExitCode repair(const Request& request, Output& output) {
@@ -110,12 +121,11 @@ ExitCode repair(const Request& request, Output& output) {
   if (!seen.before) return kFailed;
   const auto chosen = act::mendable(seen.findings, request.doctor.repair);
   if (chosen.empty()) {
-    complain("there is no " + request.doctor.repair +
-             " to repair now: zebmon doctor shows what there is");
+    complain(whyNothing(seen, request.doctor.repair));
   } else if (!request.doctor.yes) {
-    tellPlan(chosen, output);
+    tellPlan(chosen, request, output);
   } else {
-    mend(chosen, seen, output);
+    mend(chosen, seen, request, output);
     Request afterwards = request;
     afterwards.doctor.repair.clear();
     return codeOf(examine(afterwards, output));

@@ -47,8 +47,7 @@ class Problems {
 // What there is now.
 ExitCode show(const Request& request, Output& output) {
   const auto snapshot = take(request, model::MachineFacts::leave, model::Events::read);
-  const model::Snapshot selected =
-      distinct(model::selectBrokers(*snapshot, request.selection.broker));
+  const model::Snapshot selected = distinct(model::selectBrokers(*snapshot, request.selection));
   EventStream stream(request, output, model::secondsOf(*snapshot));
   for (const auto& broker : selected.brokers) {
     if (broker->events) stream.add(*broker, broker->events->events, model::secondsOf(*snapshot));
@@ -78,7 +77,8 @@ class Watch {
 
 // Says in one line what is wrong: what is damaged changes with every look.
 void Watch::choose(const model::Snapshot& whole) {
-  const model::Snapshot selected = distinct(model::selectBrokers(whole, request_.selection.broker));
+  remark(whole, request_);
+  const model::Snapshot selected = distinct(model::selectBrokers(whole, request_.selection));
   Problems::Current current = {{"", render::problemOf(whole, request_.selection)}};
   chosen_.clear();
   for (const auto& broker : selected.brokers) {
@@ -121,8 +121,7 @@ ExitCode follow(const Request& request, Output& output) {
 
 // How often, in place of which.
 ExitCode count(const Request& request, Output& output, const model::Snapshot& snapshot) {
-  const model::Snapshot brokers =
-      distinct(model::selectBrokers(snapshot, request.selection.broker));
+  const model::Snapshot brokers = distinct(model::selectBrokers(snapshot, request.selection));
   complain(render::problemOf(snapshot, request.selection));
   for (const auto& broker : brokers.brokers) reportProblem(*broker);
   const model::CountBy by = *request.events.countBy;

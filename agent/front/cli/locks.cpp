@@ -50,7 +50,7 @@ ExitCode runLocks(const Request& request, Output& output) {
   const auto snapshot = take(request, model::MachineFacts::read);
   const model::Snapshot selected = model::select(*snapshot, request.selection);
   const bool everywhere = request.selection.broker.empty();
-  const Locks all = model::locksOf(*snapshot, selected, everywhere);
+  const Locks all = model::locksOf(*snapshot, selected, everywhere, request.selection.owners);
   Locks some;
   std::ranges::copy_if(all, std::back_inserter(some), [&request](const model::LockView& lock) {
     return request.allLocks || lock.noteworthy();

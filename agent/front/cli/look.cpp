@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/look.h"
 
+#include <set>
+
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/stop.h"
 #include "agent/model/collector.h"
@@ -22,12 +24,28 @@ archived::Loaded open(const std::string& file, model::Events events, std::uint64
 
 std::shared_ptr<const model::Snapshot> take(const Request& request, model::MachineFacts machine,
                                             model::Events events) {
-  if (request.from.empty()) return model::Collector(request.directory, events, machine).take();
+  if (request.from.empty()) {
+    auto snapshot = model::Collector(request.directory, events, machine, request.mostBytes).take();
+    remark(*snapshot, request, events == model::Events::leave);
+    return snapshot;
+  }
   auto snapshot = open(request.from, events, request.mostBytes).snapshot;
-  if (machine == model::MachineFacts::read && !snapshot->machine) {
+  if (machine >= model::MachineFacts::read && !snapshot->machine) {
     throw Stop{kDamaged, request.from + " lacks what the machine said. Take another snapshot"};
   }
+  remark(*snapshot, request, events == model::Events::leave);
   return snapshot;
+}
+
+void remark(const model::Snapshot& snapshot, const Request& request, bool events) {
+  static std::set<std::string> said;
+  const auto once = [](const std::string& sentence) {
+    if (said.insert(sentence).second) complain(sentence);
+  };
+  once(render::ignoredOf(snapshot, request.selection.owners));
+  for (const auto& broker : model::selectBrokers(snapshot, request.selection).brokers) {
+    once(render::cutOf(*broker, events));
+  }
 }
 
 void requireMachine(const Request& request, const std::string& what) {
@@ -44,7 +62,8 @@ model::Snapshot selected(const model::Snapshot& snapshot, const Request& request
 }
 
 model::Snapshot look(const Request& request) {
-  return distinct(selected(*take(request), request));
+  return distinct(
+      selected(*take(request, model::MachineFacts::leave, model::Events::skip), request));
 }
 
 }  // namespace cli

@@ -20,6 +20,10 @@ std::shared_ptr<const model::Snapshot> take(
     const Request& request, model::MachineFacts machine = model::MachineFacts::leave,
     model::Events events = model::Events::leave);
 
+// Says on standard error how many brokers of other users are ignored, and of which only a part was
+// looked at; with `events` also of the events areas when they weren't decoded. Each sentence once.
+void remark(const model::Snapshot& snapshot, const Request& request, bool events = false);
+
 // Reads a snapshot file, and says on standard error where and when it was taken. Throws as above.
 archived::Loaded open(const std::string& file, model::Events events, std::uint64_t mostBytes);
 

@@ -10,7 +10,8 @@
 namespace cli {
 
 Looks::Looks(const Request& request, model::MachineFacts machine)
-    : request_(request), collector_(request.directory, model::Events::read, machine) {
+    : request_(request),
+      collector_(request.directory, model::Events::read, machine, request.mostBytes) {
   requireMachine(request, "an interval needs two looks at");
 }
 
@@ -18,7 +19,7 @@ void Looks::take() {
   constexpr std::size_t kMostLooks = 10;  // to infer chains from
   last_ = collector_.take();
   looks_.push_back(std::make_shared<const model::Snapshot>(
-      distinct(model::selectBrokers(*last_, request_.selection.broker))));
+      distinct(model::selectBrokers(*last_, request_.selection))));
   if (looks_.size() > kMostLooks) looks_.erase(looks_.begin());
 }
 
@@ -28,6 +29,7 @@ model::View Looks::view(const model::FlowKnowledge& known) const {
 }
 
 ExitCode Looks::report() const {
+  remark(*last_, request_);
   complain(render::problemOf(*last_, request_.selection));
   const model::Snapshot selected = model::select(*last_, request_.selection);
   for (const auto& broker : selected.brokers) reportProblem(*broker);

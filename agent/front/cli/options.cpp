@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/options.h"
 
+#include <pwd.h>
+
+#include <charconv>
 #include <sstream>
 
 #include "agent/model/message_way.h"
@@ -8,19 +11,42 @@
 namespace cli {
 namespace {
 
+// Throws for a name that nobody has.
+std::uint32_t userOf(const std::string& name) {
+  std::uint32_t number = 0;
+  const char* const end = name.data() + name.size();
+  const auto [stopped, error] = std::from_chars(name.data(), end, number);
+  if (error == std::errc() && stopped == end) return number;
+  const passwd* const user = getpwnam(name.c_str());
+  if (user == nullptr) {
+    throw CLI::ValidationError("--owner", "there is no user \"" + name +
+                                              "\" here. Give the number of one who owns brokers");
+  }
+  return user->pw_uid;
+}
+
 void addDirectory(CLI::App& options, Request& request) {
   CLI::Option* const directory = options
                                      .add_option("--temp-directory", request.directory,
                                                  "Where the brokers' key files are (default:\n"
                                                  "as the library is configured here)")
                                      ->type_name("DIR");
-  CLI::Option* const from = options
-                                .add_option("--from", request.from,
-                                            "Look at a file of \"snapshot\" instead of\n"
-                                            "this machine; - is standard input")
-                                ->type_name("FILE")
-                                ->excludes(directory);
-  addMostBytes(options, request)->needs(from);
+  options
+      .add_option("--from", request.from,
+                  "Look at a file of \"snapshot\" instead of\n"
+                  "this machine; - is standard input")
+      ->type_name("FILE")
+      ->excludes(directory);
+  addMostBytes(options, request);
+  options
+      .add_option_function<std::vector<std::string>>(
+          "--owner",
+          [&request](const std::vector<std::string>& users) {
+            for (const auto& user : users) request.selection.owners.push_back(userOf(user));
+          },
+          "Only brokers of this user, by name or number;\nmay be given more than once")
+      ->type_name("USER")
+      ->allow_extra_args(false);
 }
 
 void addPattern(CLI::App& options, const char* name, std::string& pattern,
@@ -70,8 +96,7 @@ void addBroker(CLI::App& options, Request& request) {
 
 CLI::Option* addMostBytes(CLI::App& options, Request& request) {
   return options
-      .add_option("--max-bytes", request.mostBytes,
-                  "The most shared memory of a broker to take\nfrom a file")
+      .add_option("--max-bytes", request.mostBytes, "The most shared memory of a broker to look at")
       ->type_name("BYTES")
       ->capture_default_str();
 }

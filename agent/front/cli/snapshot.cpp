@@ -20,7 +20,7 @@ namespace {
 archived::Loaded taken(const Request& request) {
   if (!request.from.empty()) return open(request.from, model::Events::leave, request.mostBytes);
   return {
-      .failure = {}, .snapshot = take(request, model::MachineFacts::read), .origin = originHere()};
+      .failure = {}, .snapshot = take(request, model::MachineFacts::all), .origin = originHere()};
 }
 
 // A reader that goes away is no failure, as everywhere.

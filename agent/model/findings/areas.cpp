@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
+#include <utility>
 
 #include "agent/model/capacity.h"
 #include "agent/model/findings/kinds.h"
+#include "agent/reader/record.h"
 #include "format/layout.h"
-#include "format/names.h"
 #include "format/sizes.h"
 
 namespace model::findings {
@@ -36,15 +38,6 @@ bool isNearlyFull(const reader::Area& area) {
   return left(area) <= area.size / 10;
 }
 
-bool isOrphan(const reader::Damage& damage) {
-  return damage.area == reader::kStatistics && damage.reason.ends_with("has no parent");
-}
-
-// Records whose parent didn't fit: they are no damage.
-std::size_t orphansOf(const SeenBroker& broker) {
-  return static_cast<std::size_t>(std::ranges::count_if(broker.damage.list(), isOrphan));
-}
-
 std::size_t withoutStatistics(const SeenBroker& broker) {
   std::size_t nodes = 0;
   if (!broker.tree) return nodes;
@@ -57,15 +50,9 @@ std::size_t withoutStatistics(const SeenBroker& broker) {
   return nodes;
 }
 
-std::string sizeLine(const reader::Area& area) {
-  const std::uint64_t size =
-      std::min<std::uint64_t>(std::uint64_t{2} * area.size, layout::kLargestUnwrapped);
-  return fmt::format("{}={}", layout::kMemorySizeKey, size);
-}
-
 void addFill(const Broker& broker, const reader::Area& area, Findings& findings) {
-  const std::size_t lost = orphansOf(*broker);
-  const bool full = left(area) < layout::kSmallestNode || lost > 0;
+  const bool full = broker->full();
+  const std::size_t lost = full ? broker->orphans() : 0;
   Finding finding =
       of(broker, full ? "area.full" : "area.nearly-full", "statistics area of " + nameOf(*broker));
   finding.evidence = fmt::format("{} of {} bytes are used", area.last, area.size);
@@ -84,23 +71,69 @@ void addFill(const Broker& broker, const reader::Area& area, Findings& findings)
                                       counted(left(area) / layout::kSmallestNode, "node", "nodes"));
   finding.remedy =
       "write this line into zebpnode.cfg, stop all groups of the broker and start them again";
-  finding.command = sizeLine(area);
+  finding.command = sizeLine(std::uint64_t{2} * area.size);
   findings.found.push_back(std::move(finding));
 }
 
-void addDamage(const Broker& broker, bool full, Findings& findings) {
-  const auto& places = broker->damage.list();
-  const std::size_t count = places.size() - (full ? orphansOf(*broker) : 0);
-  if (count == 0) return;
-  const auto first = std::ranges::find_if(
-      places, [full](const reader::Damage& place) { return !full || !isOrphan(place); });
+// Of the events areas too, which most commands don't decode.
+std::vector<reader::Damage> damagedPlaces(const SeenBroker& broker) {
+  std::vector<reader::Damage> places = broker.damaged();
+  reader::DamageList ofEvents;
+  if (const auto* const area = broker.segment.copy.find(reader::kEventTemplates)) {
+    reader::walkRing(*area, 1, ofEvents);
+  }
+  if (const auto* const area = broker.segment.copy.find(reader::kEventData)) {
+    reader::walkRing(*area, layout::evdr::bytes, ofEvents);
+  }
+  if (!broker.events) std::ranges::copy(ofEvents.list(), std::back_inserter(places));
+  return places;
+}
+
+void addDamage(const Broker& broker, Findings& findings) {
+  const auto places = damagedPlaces(*broker);
+  if (places.empty()) return;
+  const reader::Damage& first = places.front();
   Finding finding = of(broker, "segment.damaged", "shared memory of " + nameOf(*broker));
-  finding.evidence =
-      fmt::format("{} can't be read, the first in {} at offset {}: {}",
-                  counted(count, "place", "places"), first->area, first->offset, first->reason);
+  finding.evidence = fmt::format("{}{} can't be read, the first in {} at offset {}: {}",
+                                 places.size() >= reader::DamageList::kMost ? "at least " : "",
+                                 counted(places.size(), "place", "places"), first.area,
+                                 first.offset, first.reason);
   finding.effect = "what is stored there is not shown";
   finding.remedy = "stop all groups of the broker, which removes the memory, and start them again";
   findings.found.push_back(std::move(finding));
+}
+
+Finding clockFinding(std::string evidence) {
+  Finding finding;
+  finding.id = "clock.set-back";
+  finding.object = "clock of this machine";
+  finding.evidence = std::move(evidence);
+  finding.effect = "times since then are too small, and so are elapsed and queued times";
+  finding.remedy = "let the clock be set in small steps alone, and see who set it";
+  finding.command = "timedatectl";
+  return finding;
+}
+
+// By more than clocks of one machine differ.
+bool isBefore(std::int64_t one, std::int64_t other) {
+  std::int64_t between = 0;
+  return one < other && (__builtin_sub_overflow(other, one, &between) || between > kClockSlack);
+}
+
+// A node whose last message came before its first one. Empty when there is none.
+std::string backwardNode(const reader::Broker& tree) {
+  for (const auto& group : tree.executionGroups) {
+    for (const auto& flow : group.messageFlows) {
+      for (const auto& node : flow.nodes) {
+        if (!node.statistics) continue;
+        const auto& [first, last] =
+            std::pair(node.statistics->firstCollection, node.statistics->lastCollection);
+        if (first && last && isBefore(*last, *first))
+          return fmt::format("{}/{}/{}", group.label, flow.label, node.label);
+      }
+    }
+  }
+  return {};
 }
 
 void addClock(const Broker& broker, const Snapshot& now, Findings& findings) {
@@ -109,13 +142,27 @@ void addClock(const Broker& broker, const Snapshot& now, Findings& findings) {
     newest = std::max<std::int64_t>(newest, area.lastUpdate.seconds);
   }
   const std::int64_t ahead = newest - secondsOf(now);
-  if (ahead <= kClockSlack) return;
-  Finding finding = of(broker, "clock.set-back", "clock of this machine");
-  finding.evidence = fmt::format("{} was written {} s in the future", nameOf(*broker), ahead);
-  finding.effect = "times since then are too small, and so are elapsed and queued times";
-  finding.remedy = "let the clock be set in small steps alone, and see who set it";
-  finding.command = "timedatectl";
+  const std::string node = broker->tree ? backwardNode(*broker->tree) : "";
+  if (ahead <= kClockSlack && node.empty()) return;
+  Finding finding = clockFinding(
+      ahead > kClockSlack ? fmt::format("{} was written {} s in the future", nameOf(*broker), ahead)
+                          : node + " had its last message before its first one");
+  finding.of = broker->segment.keyFile;
+  finding.broker = broker;
   findings.found.push_back(std::move(finding));
+}
+
+// By how much the wall clock fell behind the time since boot between the looks.
+void addClockStep(const Looks& looks, Findings& findings) {
+  constexpr std::chrono::milliseconds kStep(500);
+  if (!looks.two()) return;
+  const reader::Clocks& before = looks.machineBefore()->clocks;
+  const reader::Clocks& now = looks.machine.clocks;
+  if (!clockStepped(before, now)) return;
+  const auto back = (now.sinceBoot - before.sinceBoot) - (now.wall - before.wall);
+  if (back <= kStep) return;
+  findings.found.push_back(clockFinding(fmt::format("it went back by {:.1f} s between two looks",
+                                                    static_cast<double>(back.count()) / 1000)));
 }
 
 // At the mean rate since the first message.
@@ -170,17 +217,17 @@ void look(const Broker& broker, const Snapshot& now, Findings& findings) {
   if (state == State::notInitialised) addUnfinished(broker, findings);
   if (broker->segment.size == 0 || state == State::notInitialised) return;
   const reader::Area* const area = broker->segment.copy.find(reader::kStatistics);
-  const bool full = area != nullptr && isNearlyFull(*area);
-  if (full) addFill(broker, *area, findings);
-  addDamage(broker, full, findings);
+  if (area != nullptr && isNearlyFull(*area)) addFill(broker, *area, findings);
+  addDamage(broker, findings);
   addClock(broker, now, findings);
   if (broker->tree) addReset(broker, now, findings);
 }
 
 }  // namespace
 
-void addAreas(const Snapshot& now, Findings& findings) {
-  for (const Broker& broker : now.brokers) look(broker, now, findings);
+void addAreas(const Looks& looks, Findings& findings) {
+  for (const Broker& broker : looks.now.brokers) look(broker, looks.now, findings);
+  addClockStep(looks, findings);
 }
 
 }  // namespace model::findings

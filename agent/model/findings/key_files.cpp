@@ -67,16 +67,15 @@ void addReplaced(const Looks& looks, Findings& findings) {
     finding.severity = Severity::critical;
     finding.object = fmt::format("shared memory {}, whose key file is gone", segment);
     finding.evidence = fmt::format(
-        "processes {} use it, and no key file in {} leads to it; processes with a key file: {}",
-        listed(processes), looks.now.directory, listed(sides.known));
+        "{} {} {} it, and no key file in {} leads to it; processes with a key file: {}",
+        processes.size() == 1 ? "process" : "processes", listed(processes),
+        processes.size() == 1 ? "uses" : "use", looks.now.directory, listed(sides.known));
     finding.effect =
         "their figures are not seen, and they and newer processes don't lock each other out";
     finding.remedy =
         "restart all groups of the broker, and tell the cleaner of temporary files to leave key "
         "files alone";
-    finding.command =
-        fmt::format("printf 'x %s\\n' {0}'*.zebcshme' {0}'*.zebmutx' > /etc/tmpfiles.d/zeb.conf",
-                    quoted(looks.now.directory));
+    finding.command = keepKeyFiles(looks.now.directory);
     findings.found.push_back(std::move(finding));
   }
 }
@@ -132,24 +131,31 @@ void addLink(const reader::KeyFile& file, const Broker& broker, Findings& findin
   finding.remedy = "find out who made it; stop the broker, remove the link and start again";
   finding.command = "ls -l " + quoted(file.path);
   finding.broker = broker;
+  finding.owner = file.owner;
   findings.found.push_back(std::move(finding));
 }
 
-void addOwner(const reader::Lock& lock, const Broker& broker, Findings& findings) {
-  if (lock.file.error != 0 || lock.semaphore.presence != reader::Presence::there ||
-      lock.semaphore.owner == lock.file.owner) {
-    return;
-  }
+// A key file whose objects belong to somebody else.
+void addOwner(const reader::KeyFile& file, const char* object, std::uint32_t owner,
+              const Looks& looks, const Broker& broker, Findings& findings) {
+  constexpr std::uint32_t kSticky = 01000;
+  if (file.error != 0 || file.owner == owner) return;
+  const auto& directory = looks.machine.directory;
+  const bool sticky = directory && (directory->mode & kSticky) != 0;
   Finding finding;
   finding.id = "keyfile.owner";
-  finding.of = lock.file.path;
-  finding.object = "key file " + lock.file.path;
-  finding.evidence = fmt::format("it belongs to user {}, and its semaphore to user {}",
-                                 lock.file.owner, lock.semaphore.owner);
-  finding.effect = "in a sticky directory only the owner can remove it, so a stop leaves it behind";
+  finding.of = file.path;
+  finding.object = "key file " + file.path;
+  finding.evidence =
+      fmt::format("it belongs to user {}, and its {} to user {}", file.owner, object, owner);
+  finding.effect =
+      sticky ? fmt::format("only user {} can remove it from {}, so a stop of the broker leaves it",
+                           file.owner, directory->path)
+             : "only an object's owner can remove it, so a stop of the broker leaves some";
   finding.remedy = "run all groups of the broker as one user; stop it and clear what is left";
-  finding.command = "ls -l " + quoted(lock.file.path);
+  finding.command = "ls -l " + quoted(file.path);
   finding.broker = broker;
+  finding.owner = file.owner;
   findings.found.push_back(std::move(finding));
 }
 
@@ -162,12 +168,19 @@ void addKeyFiles(const Looks& looks, Findings& findings) {
   if (looks.machine.keyFiles.empty() && !looks.now.brokers.empty())
     findings.notChecked.push_back("key files of brokers: the look has none of their facts");
   for (std::size_t i = 0; i < looks.machine.keyFiles.size() && i < looks.now.brokers.size(); ++i) {
-    addLink(looks.machine.keyFiles[i], looks.now.brokers[i], findings);
+    const Broker& broker = looks.now.brokers[i];
+    addLink(looks.machine.keyFiles[i], broker, findings);
+    if (broker->segment.owner) {
+      addOwner(looks.machine.keyFiles[i], "shared memory", *broker->segment.owner, looks, broker,
+               findings);
+    }
   }
   for (const reader::Lock& lock : looks.machine.locks.locks) {
     const Broker broker = looks.guards.of(lock.name).broker;
     addLink(lock.file, broker, findings);
-    addOwner(lock, broker, findings);
+    if (lock.semaphore.presence == reader::Presence::there) {
+      addOwner(lock.file, "semaphore", lock.semaphore.owner, looks, broker, findings);
+    }
   }
 }
 

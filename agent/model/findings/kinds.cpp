@@ -5,6 +5,9 @@
 
 #include <algorithm>
 
+#include "agent/model/capacity.h"
+#include "format/names.h"
+
 namespace model::findings {
 namespace {
 
@@ -28,9 +31,7 @@ Looks::Looks(const Snapshot* before, const Snapshot& snapshot)
 
 const reader::Lock* Looks::before(const reader::Lock& lock) const {
   if (before_ == nullptr) return nullptr;
-  const auto& locks = before_->locks.locks;
-  const auto found = std::ranges::lower_bound(locks, lock.name, {}, &reader::Lock::name);
-  return found == locks.end() || found->name != lock.name ? nullptr : &*found;
+  return before_->locks.find(lock.name);
 }
 
 const SeenBroker* Looks::before(const SeenBroker& broker) const {
@@ -69,14 +70,23 @@ std::optional<reader::MappedSegment> segmentOf(const Guarded& guarded) {
   return reader::MappedSegment{.key = segment.key, .id = static_cast<std::uint64_t>(segment.id)};
 }
 
-std::string age(reader::KernelTime then, const reader::Clocks& now) {
+std::int64_t secondsSince(reader::KernelTime then, const reader::Clocks& now) {
   const std::int64_t wall = now.wall.count() / 1000;
   std::int64_t seconds = 0;
-  if (then < 0 || __builtin_sub_overflow(wall, then, &seconds) || seconds < 0) seconds = 0;
+  if (then < 0 || __builtin_sub_overflow(wall, then, &seconds)) return 0;
+  return std::max<std::int64_t>(seconds, 0);
+}
+
+std::string age(reader::KernelTime then, const reader::Clocks& now) {
+  const std::int64_t seconds = secondsSince(then, now);
   if (seconds < 120) return fmt::format("{} s", seconds);
   if (seconds < 120 * 60) return fmt::format("{} min", seconds / 60);
   if (seconds < 48 * 3600) return fmt::format("{} h", seconds / 3600);
   return fmt::format("{} days", seconds / (24 * 3600));
+}
+
+std::string sizeLine(std::uint64_t bytes) {
+  return fmt::format("{}={}", layout::kMemorySizeKey, std::min<std::uint64_t>(bytes, kLargestArea));
 }
 
 std::string counted(std::uint64_t number, std::string_view one, std::string_view many) {

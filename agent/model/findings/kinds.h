@@ -51,7 +51,9 @@ void addLeftovers(const Looks& looks, Findings& findings);
 void addKeyFiles(const Looks& looks, Findings& findings);
 void addSettings(const Looks& looks, Findings& findings);
 void addLimits(const Looks& looks, Findings& findings);
-void addAreas(const Snapshot& now, Findings& findings);
+void addSurroundings(const Looks& looks, Findings& findings);
+void addRecords(const Looks& looks, Findings& findings);
+void addAreas(const Looks& looks, Findings& findings);
 
 // Somebody has it, or is just making it.
 bool isHeld(const reader::Semaphore& semaphore);
@@ -62,11 +64,22 @@ bool hasObjects(const reader::Lock& lock);
 // Whether its last users may all be gone, which a second look tells for sure.
 bool mayBeLeftOver(const reader::Lock& lock, const Looks& looks);
 
+// Whether somebody may be trying to store what can't fit, which a second look tells.
+bool mayBeTooLarge(const SeenBroker& broker, const Looks& looks);
+
 // The segment of a lock's broker, when that is known.
 std::optional<reader::MappedSegment> segmentOf(const Guarded& guarded);
 
-// How long ago, by the wall clock: "4 min". Never below "0 s", whatever the clocks say.
+// Seconds since then by the wall clock, never below 0, whatever the clocks say; and as "4 min".
+std::int64_t secondsSince(reader::KernelTime then, const reader::Clocks& now);
 std::string age(reader::KernelTime then, const reader::Clocks& now);
+
+// A shell's command that keeps systemd-tmpfiles from removing key files. `directory` ends in "/".
+std::string keepKeyFiles(const std::string& directory);
+
+// The line of the configuration that makes areas of so many bytes, or of the most that there can
+// be.
+std::string sizeLine(std::uint64_t bytes);
 
 // "1 process", "3 processes".
 std::string counted(std::uint64_t number, std::string_view one, std::string_view many);

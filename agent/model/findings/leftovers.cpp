@@ -164,6 +164,7 @@ void addLock(const Lock& lock, const Looks& looks, Findings& findings) {
   finding.remedy = "remove it";
   finding.command = "zebmon doctor --repair " + quoted(finding.key()) + " --yes";
   finding.broker = guarded.broker;
+  finding.owner = lock.file.owner;
   findings.found.push_back(std::move(finding));
 }
 

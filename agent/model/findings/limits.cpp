@@ -63,6 +63,7 @@ void lookAtQueue(const reader::Lock& lock, const Looks& looks, Findings& finding
   finding.remedy = "raise kernel.msgmnb, then restart the broker";
   finding.command = fmt::format("sysctl -w kernel.msgmnb={}", twice(queue.mostBytes));
   finding.broker = guarded.broker;
+  finding.owner = lock.file.owner;
   findings.found.push_back(std::move(finding));
 }
 

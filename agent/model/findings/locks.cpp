@@ -137,10 +137,9 @@ void addHeld(const reader::Lock& lock, const Looks& looks, Findings& findings) {
   finding.evidence = evidenceOf(lock, verdict, looks);
   finding.effect = effectOf(guarded);
   finding.broker = guarded.broker;
+  finding.owner = lock.file.owner;
   if (verdict.gone()) return addStuck(std::move(finding), guarded, findings);
-  const auto taken = std::chrono::milliseconds(looks.machine.clocks.wall).count() / 1000 -
-                     std::clamp<reader::KernelTime>(takenAt(lock.semaphore), 0, 1LL << 40);
-  if (taken < kLong.count()) return;
+  if (secondsSince(takenAt(lock.semaphore), looks.machine.clocks) < kLong.count()) return;
   if (verdict.fate == Fate::alive) return addLive(std::move(finding), lock, looks, findings);
   addUnknown(std::move(finding), verdict, findings);
 }
