@@ -53,13 +53,15 @@ std::set<std::string> anchorsOf(const std::string& page) {
 }  // namespace
 
 TEST(Contrib, RulesAndAlertsDoWhatTheirTestsSay) {
-  const std::string said = answer(ZEB_PROMTOOL " test rules " ZEB_CONTRIB "/prometheus/zeb.test.yml");
+  const std::string said =
+      answer(ZEB_PROMTOOL " test rules " ZEB_CONTRIB "/prometheus/zeb.test.yml");
   EXPECT_FALSE(contains(said, "failed: ")) << said;
   EXPECT_TRUE(contains(said, "SUCCESS")) << said;
 }
 
 TEST(Contrib, TheAlertmanagerTakesItsExample) {
-  const std::string said = answer(ZEB_AMTOOL " check-config " ZEB_CONTRIB "/alertmanager.example.yml");
+  const std::string said =
+      answer(ZEB_AMTOOL " check-config " ZEB_CONTRIB "/alertmanager.example.yml");
   EXPECT_FALSE(contains(said, "failed: ")) << said;
 }
 

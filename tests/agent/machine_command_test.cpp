@@ -226,7 +226,7 @@ TEST_F(ZebmonSize, OfAFlowFileCountsItsNodesAndTexts) {
       run({"size", "--flows", "/tmp/flows.toml", "--keep", "1h", "--format", "json"});
   EXPECT_EQ(0, result.code) << result.errors;
   const json plan = json::parse(result.out)["plan"];
-  EXPECT_EQ(1, plan["nodes"]);
+  EXPECT_EQ(1, plan["nodeCount"]);
   EXPECT_EQ((56 + 8) + (56 + 12) + (52 + 12) + (230 + 14), plan["statisticsBytes"]);
   EXPECT_EQ(68 + 2 * (6 + 6 + 7 + 4), plan["eventTemplatesBytes"]);
   EXPECT_EQ(10 * 3600 * 144, plan["eventDataBytes"]);

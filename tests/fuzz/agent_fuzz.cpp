@@ -1,27 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // A damaged segment under the agent: whatever it reads there, its tables hold nothing that moves a
 // cursor and its documents are JSON.
-#include <algorithm>
-
-#include "agent/render/json.h"
 #include "agent/render/screens.h"
 #include "agent/render/words.h"
-#include "tests/fuzz/private_world.h"
+#include "tests/fuzz/shown.h"
 #include "tests/support/broken.h"
 
 namespace {
 
-void requirePrintable(const std::string& text) {
-  fuzz::require(std::all_of(text.begin(), text.end(), [](char c) {
-    return c == '\n' || (static_cast<std::uint8_t>(c) >= ' ' && c != '\x7F');
-  }));
-}
-
-void requireJson(const render::Json& document) {
-  const std::string text = render::written(document);
-  requirePrintable(text);
-  fuzz::require(render::Json::accept(text));
-}
+using fuzz::requireJson;
+using fuzz::requirePrintable;
 
 model::SeenBroker lookAt(const broken::Bytes& bytes) {
   reader::Segment segment;
@@ -59,10 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
   requirePrintable(render::statisticsTables(snapshot, {}, {.width = 80}));
   for (const render::Sheet& sheet :
        {render::brokersSheet(snapshot), render::statisticsSheet(snapshot)}) {
-    requirePrintable(render::tableOf(sheet, {.width = 80}));
-    requirePrintable(render::tableOf(arranged(sheet, {.sort = "uuid"}), {}));
-    requirePrintable(render::csvOf(sheet, true));
-    requirePrintable(render::rowLines("rows", snapshot, sheet));
+    fuzz::requireShown(sheet, snapshot);
   }
   return 0;
 }

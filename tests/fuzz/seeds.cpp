@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Writes what the fuzzers begin with: fuzz_seeds FOLDER makes FOLDER/NAME for each that takes
-// segments, areas or records, with broken ones in it.
+// segments, areas or records, with broken ones in it; and changes of snapshot files.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 
 #include "tests/support/broken.h"
@@ -38,6 +39,16 @@ void writeAreas(const fs::path& folder, std::size_t number, const Bytes& segment
   }
 }
 
+// Rows of choices, always the same ones: changes of a snapshot file's bytes, and of its facts.
+void writeChanges(const fs::path& folder) {
+  std::minstd_rand random(1);
+  for (std::size_t number = 0; number < 60; ++number) {
+    Bytes choices = {static_cast<std::uint8_t>(1 + number % 2)};
+    while (choices.size() < 5 + number) choices.push_back(static_cast<std::uint8_t>(random() >> 8));
+    write(folder, number, choices);
+  }
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -60,4 +71,5 @@ int main(int count, char** arguments) {
     shared.insert(shared.begin(), 0);
     write(folder / "agent", all.size() + each, shared);
   }
+  writeChanges(folder / "archive");
 }

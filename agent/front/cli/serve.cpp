@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
@@ -32,8 +34,14 @@ void takeEvery(milliseconds& interval, const std::string& text) {
   interval = std::chrono::ceil<milliseconds>(*parsed);
 }
 
+// The parser takes brackets away, which a Host header has around an IPv6 address.
+std::string asInHeaders(const std::string& name) {
+  return std::ranges::count(name, ':') > 1 ? "[" + name + "]" : name;
+}
+
 void takeHost(std::vector<std::string>& hosts, const std::vector<std::string>& names) {
-  for (const std::string& name : names) {
+  for (const std::string& given : names) {
+    const std::string name = asInHeaders(given);
     if (serve::hostOf(name) != serve::lowerCase(name)) {
       throw CLI::ValidationError("--host", "\"" + name +
                                                "\" is no name of a host without a port, like "

@@ -106,6 +106,7 @@ pid_t startByHand(int listening, const std::string& notify) {
   std::string words[] = {"zebmon", "serve", process, "LISTEN_FDS=1", "NOTIFY_SOCKET=" + notify};
   char* const arguments[] = {words[0].data(), words[1].data(), nullptr};
   char* const environment[] = {words[2].data(), words[3].data(), words[4].data(), nullptr};
+  if (listening == 3) fcntl(3, F_SETFD, 0);  // dup2() would leave it as it is
   dup2(listening, 3);
   dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
   execve(ZEBMON, arguments, environment);
