@@ -147,6 +147,7 @@ TEST(TopScreen, EightHundredNodesScroll) {
   state = top::pressed(state, {top::Key::Kind::end}, first);
   const top::Screen last = top::screenOf(state, content, {}, seconds(0));
   EXPECT_EQ(899U, last.at);
+  EXPECT_EQ(900U, last.first + last.page) << "the chosen row is the last that is drawn";
   expectPart(textOf(last), ">  Node 99.7");
   state = top::pressed(state, {top::Key::Kind::pageUp}, last);
   const top::Screen before = top::screenOf(state, content, {}, seconds(0));

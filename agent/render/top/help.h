@@ -7,7 +7,8 @@
 
 namespace top {
 
-// Lines of at most 79 columns; those of 79 that don't begin with a blank are titles.
+// Lines of at most 80 columns. Those that don't begin with a blank are titles, or remarks at the
+// end.
 std::span<const char* const> helpLines();
 
 }  // namespace top
