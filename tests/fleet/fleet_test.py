@@ -26,6 +26,7 @@ CONTRIB = pathlib.Path(sys.argv[4]).resolve()
 HOSTILE = "<script>alert(1)</script>"
 PORT, SCRAPED = 9090, 9847
 TRIES = 600
+RECORDED = re.findall(r"record: (\S+)", (CONTRIB / "prometheus" / "zeb.rules.yml").read_text())
 
 
 def metrics():
@@ -120,7 +121,7 @@ class Fleet(unittest.TestCase):
         threading.Thread(target=cls.server.serve_forever, daemon=True).start()
         cls.prometheus = Prometheus(pathlib.Path(cls.directory.name))
         try:
-            until(lambda: result("zeb:flow_busy_threads:mean5m > 0"))
+            until(lambda: all(result(name) for name in RECORDED))
         except TimeoutError:
             print(cls.prometheus.log.read_text())
             cls.tearDownClass()
@@ -140,15 +141,12 @@ class Fleet(unittest.TestCase):
         others = {name for name in names if not name.startswith(("zeb", "ALERTS"))}
         self.assertLessEqual(others, {"up"} | {n for n in others if n.startswith("scrape_")})
 
-    def test_rules_have_values_and_no_errors(self):
+    def test_rules_have_no_errors(self):
         groups = json.loads(get("/api/v1/rules"))["data"]["groups"]
         rules = [rule for group in groups for rule in group["rules"]]
         self.assertLessEqual(20, len(rules))
         for rule in rules:
             self.assertEqual("", rule.get("lastError", ""), rule["name"])
-        recorded = [rule["name"] for rule in rules if rule["type"] == "recording"]
-        for name in recorded:
-            self.assertTrue(result(name), name)
 
     def test_the_page_shows_the_broker_and_runs_nothing(self):
         page = until(lambda: "SHOP" in (text := get("/consoles/zeb.html")) and text)
