@@ -219,3 +219,15 @@ TEST(EventSelection, ByTheEventsTimeOrItsRecords) {
   EXPECT_TRUE(model::selects(later, event(std::nullopt, 100, "seen")));
   EXPECT_FALSE(model::selects(later, event(std::nullopt, 99, "seen")));
 }
+
+TEST(Owner, OfABrokerIsThatOfItsSegmentElseOfItsKeyFile) {
+  model::SeenBroker broker;
+  EXPECT_TRUE(model::isOwned(broker, {}));
+  EXPECT_TRUE(model::isOwned(broker, {8})) << "nobody knows whose it is";
+  broker.segment.fileOwner = 7;
+  EXPECT_FALSE(model::isOwned(broker, {8}));
+  EXPECT_TRUE(model::isOwned(broker, {8, 7}));
+  broker.segment.owner = 8;
+  EXPECT_TRUE(model::isOwned(broker, {8}));
+  EXPECT_FALSE(model::isOwned(broker, {7}));
+}
