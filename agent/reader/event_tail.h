@@ -77,6 +77,7 @@ std::optional<EventTail> copyTail(Memory& memory, std::span<const std::uint8_t> 
   if (wrapped && before.last() != end) return std::nullopt;
   EventTail tail;
   const auto copy = [&](std::uint32_t from, std::uint32_t to) {
+    if (from == to) return;
     const std::size_t have = tail.records.size();
     tail.records.resize(have + to - from);
     memory.read(tail.records.data() + have, shared.data() + from, to - from);

@@ -678,7 +678,10 @@ class Following : public testing::Test {
   Zebmon zebmon{{.arguments = {"events", "--follow", "--interval", "1", "--format", "jsonl"}}};
 
   void waitFor(const std::string& message, int times) {
-    while (count(zebmon.errors(), message) < times) sched_yield();
+    while (count(zebmon.errors(), message) < times) {
+      ASSERT_FALSE(zebmon.hasEnded()) << zebmon.errors();
+      sched_yield();
+    }
   }
   static constexpr char kProblem[] = "broker BRK1: damaged in 1 place;";
   void waitForProblems(int times) { waitFor(kProblem, times); }

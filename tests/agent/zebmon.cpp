@@ -83,6 +83,12 @@ void Zebmon::signal(int number) {
   kill(pid_, number);
 }
 
+bool Zebmon::hasEnded() const {
+  siginfo_t info{};
+  return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         info.si_pid != 0;
+}
+
 int Zebmon::wait() {
   int status = 0;
   waitpid(pid_, &status, 0);

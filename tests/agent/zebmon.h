@@ -34,6 +34,9 @@ class Zebmon {
 
   void signal(int number);
 
+  // Whether it has ended by itself; wait() still tells how.
+  bool hasEnded() const;
+
   // The exit code, or minus the signal.
   int wait();
 
