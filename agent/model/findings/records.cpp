@@ -136,7 +136,9 @@ struct Ring {
   const reader::Area* area = nullptr;
   std::vector<reader::Record> records;
 
-  explicit Ring(const SeenBroker& broker) : area(broker.segment.copy.find(reader::kEventData)) {
+  // Of no broker it is empty. Points into the broker's copy.
+  explicit Ring(const SeenBroker* broker)
+      : area(broker == nullptr ? nullptr : broker->segment.copy.find(reader::kEventData)) {
     reader::DamageList ignored;
     if (area != nullptr) records = reader::walkRing(*area, layout::evdr::bytes, ignored);
   }
@@ -161,11 +163,11 @@ std::optional<double> spanOf(const Ring& ring) {
 void addMissed(const Broker& broker, const Looks& looks, Findings& findings) {
   constexpr double kShort = 2;
   constexpr double kKeep = 60;
-  const Ring ring(*broker);
+  const Ring ring(broker.get());
   const auto span = spanOf(ring);
   if (!span || *span >= kShort) return;
   const SeenBroker* const before = looks.before(*broker);
-  const Ring earlier(before != nullptr ? *before : SeenBroker());
+  const Ring earlier(before);
   const bool turned = !earlier.empty() && !ring.holds(earlier.records.back().id());
   const double perSecond = static_cast<double>(ring.records.size()) / std::max(*span, 0.001);
   Finding finding = of(broker, "events.missed", "events of " + nameOf(*broker));
