@@ -18,6 +18,7 @@ import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 sys.path.append(str(ROOT / "tests" / "fleet"))
+from exporter import Exporter  # noqa: E402
 from loopback import raise_loopback  # noqa: E402
 
 PROMETHEUS = ROOT / "build" / "tools" / "usr" / "bin" / "prometheus"
@@ -30,20 +31,12 @@ LABELS = [f'broker="SHOPBROKER",execution_group="group {node // 100}",flow="Flow
 BEGIN = time.time()
 
 
-class Machine(http.server.BaseHTTPRequestHandler):
-    def do_GET(self):
+class Machine(Exporter):
+    def metrics(self):
         age = int(time.time() - BEGIN)
         lines = (f"{family}{{{labels}}} {1 if family.endswith('info') else node + (node % 7 + 1) * age}\n"
                  for family in FAMILIES for node, labels in enumerate(LABELS))
-        body = "".join(lines).encode()
-        self.send_response(200)
-        self.send_header("Content-Type", "text/plain; version=0.0.4")
-        self.send_header("Content-Length", str(len(body)))
-        self.end_headers()
-        self.wfile.write(body)
-
-    def log_message(self, *_):
-        pass
+        return "".join(lines)
 
 
 def configuration(interval):

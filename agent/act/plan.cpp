@@ -58,8 +58,7 @@ Result repair(const model::Finding& finding, const Found& found) {
   if (lock == nullptr) return {.done = false, .what = "its key file is gone"};
   if (finding.id == kLeftover) return removeLeftover(found.before, found.now, *lock);
   const model::Guarded guarded = model::Guards(found.now).of(lock->name);
-  Result result =
-      freeStuck(*lock, found.before.machine->clocks, model::findings::segmentOf(guarded));
+  Result result = freeStuck(*lock, found.before.machine->clocks, model::segmentOf(guarded));
   if (!result.done) return result;
   result.what += ". What may be half done: " + halfDone(guarded);
   result.command = resetOf(guarded);

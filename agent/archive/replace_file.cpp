@@ -47,4 +47,14 @@ int replaceFile(const std::string& path, const std::function<bool(const Sink&)>&
   return error;
 }
 
+int replaceFile(const std::string& path, std::string_view text, mode_t mode) {
+  int failed = 0;
+  const auto fill = [&](const Sink& sink) {
+    failed = sink(text);
+    return failed == 0;
+  };
+  const int error = replaceFile(path, fill, Existing::replace, mode);
+  return failed != 0 ? failed : error;
+}
+
 }  // namespace archived

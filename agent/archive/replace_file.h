@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "agent/archive/tar.h"
 
@@ -24,6 +25,9 @@ enum class Existing {
 // is its own to tell.
 int replaceFile(const std::string& path, const std::function<bool(const Sink&)>& fill,
                 Existing existing = Existing::replace, mode_t mode = S_IRUSR | S_IWUSR);
+
+// Writes a text in place of the file, likewise. 0 or the errno of what failed.
+int replaceFile(const std::string& path, std::string_view text, mode_t mode = S_IRUSR | S_IWUSR);
 
 }  // namespace archived
 

@@ -30,10 +30,6 @@ Reading unknown(const Check& check, std::string object, Why why) {
   return {check, Level::unknown, std::move(object), {}, why};
 }
 
-std::string nameOf(const SeenBroker& broker) {
-  return broker.label().empty() ? broker.uuid() : broker.label();
-}
-
 // Why nothing can be told of a broker; none when it can.
 Why whyNot(const SeenBroker& broker) {
   if (broker.tree) return Why::none;
@@ -96,7 +92,7 @@ class Examination {
 
 void Examination::lookAt(const SeenBroker& broker) {
   if (const Why why = whyNot(broker); why != Why::none) {
-    add(unknown(check_, nameOf(broker), why));
+    add(unknown(check_, broker.name(), why));
     if (check_.kind == Kind::groupsUp && why == Why::notRunning) {
       readings_.back().level = Level::critical;
     }
@@ -142,15 +138,15 @@ void Examination::lookAtGroups(const SeenBroker& broker) {
     add(fate == Fate::unknown ? unknown(check_, group.label, Why::noProcess)
                               : known(check_, group.label, fate == Fate::alive ? 0 : 1));
   }
-  if (readings_.empty()) add(unknown(check_, nameOf(broker), Why::noNode));
+  if (readings_.empty()) add(unknown(check_, broker.name(), Why::noNode));
 }
 
 void Examination::lookAtArea(const SeenBroker& broker) {
   const reader::Area* area = broker.segment.copy.find(reader::kStatistics);
   if (area == nullptr || area->size == 0) {
-    return add(unknown(check_, nameOf(broker), Why::unreadable));
+    return add(unknown(check_, broker.name(), Why::unreadable));
   }
-  add(known(check_, nameOf(broker), 100.0 * area->last / area->size));
+  add(known(check_, broker.name(), 100.0 * area->last / area->size));
 }
 
 Reading Examination::silenceOf(const SeenBroker& broker, const reader::Node& node) const {
@@ -253,14 +249,14 @@ void Examination::lookAtFlows(const SeenBroker& broker) {
 }
 
 void Examination::lookAtExceptions(const SeenBroker& broker) {
-  if (!broker.events) return add(unknown(check_, nameOf(broker), Why::unreadable));
+  if (!broker.events) return add(unknown(check_, broker.name(), Why::unreadable));
   const SeenBroker* before = earlier(broker);
   const double passed =
       input_.before != nullptr ? Seconds(input_.now.steady - input_.before->steady).count() : 0;
   if (before != nullptr && passed > 0) {
     const NewEvents fresh = newEvents(before, broker);
     const auto number = static_cast<double>(exceptionsOf(fresh.events).size());
-    return add(known(check_, nameOf(broker), number / passed * check_.period,
+    return add(known(check_, broker.name(), number / passed * check_.period,
                      fresh.missed ? Why::missed : Why::none));
   }
   const std::vector<Exception> all = exceptionsOf(broker.events->events);
@@ -269,7 +265,7 @@ void Examination::lookAtExceptions(const SeenBroker& broker) {
     const reader::Time& time = broker.events->events[exception.event].time;
     return time && static_cast<double>(*time) >= since;
   });
-  add(known(check_, nameOf(broker), static_cast<double>(number)));
+  add(known(check_, broker.name(), static_cast<double>(number)));
 }
 
 int severity(Level level) {

@@ -73,8 +73,7 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts 
 
 Collector::Collector(std::string directory, Events events, MachineFacts machine,
                      std::uint64_t mostBytes)
-    : directory_(directory.empty() ? reader::temporaryDirectory()
-                                   : reader::withSlash(std::move(directory))),
+    : directory_(reader::keyFileDirectory(std::move(directory))),
       events_(events),
       machine_(machine),
       bounds_{.mostBytes = mostBytes, .events = events != Events::skip} {}

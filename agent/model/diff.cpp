@@ -109,15 +109,6 @@ std::string contentsOf(const SeenBroker& broker) {
   return counted(present(broker.tree->executionGroups).size(), "group", "groups");
 }
 
-std::string pathOf(const SeenBroker& broker) {
-  return broker.label().empty() ? broker.uuid() : broker.label();
-}
-
-bool isComplete(const SeenBroker& broker) {
-  const State state = broker.state();
-  return state == State::ok || state == State::noSegment || state == State::noKeyFile;
-}
-
 Kind kindOf(const reader::ExecutionGroup&) {
   return Kind::group;
 }
@@ -335,7 +326,7 @@ std::string segmentText(const SeenBroker& broker) {
 
 // All nodes of a broker at once, else one by one.
 void Comparison::addResets(const BrokerGrowth& growth) {
-  const std::string path = pathOf(*growth.after);
+  const std::string path = growth.after->name();
   if (growth.reset) {
     const bool other = growth.before->segment.id != growth.after->segment.id;
     add(Kind::broker, How::reset, path, other ? segmentText(*growth.before) : "",
@@ -353,13 +344,13 @@ void Comparison::addResets(const BrokerGrowth& growth) {
 }
 
 void Comparison::compare(const BrokerGrowth& growth) {
-  const std::string path = pathOf(growth.broker());
+  const std::string path = growth.broker().name();
   if (!growth.before) return add(Kind::broker, How::came, path, "", contentsOf(*growth.after));
   if (!growth.after) return add(Kind::broker, How::went, path, contentsOf(*growth.before), "");
   const std::string was = nameOf(conditionOf(*growth.before, before_.machine.get()));
   const std::string is = nameOf(conditionOf(*growth.after, after_.machine.get()));
   if (was != is) add(Kind::broker, How::changed, path, was, is);
-  if (!isComplete(*growth.before) || !isComplete(*growth.after)) {
+  if (!growth.before->isComplete() || !growth.after->isComplete()) {
     differences_.notCompared.push_back("what broker " + path +
                                        " holds: a look could not read all of it");
   } else if (growth.before->tree && growth.after->tree) {

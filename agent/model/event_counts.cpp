@@ -15,7 +15,7 @@ constexpr std::int64_t kHour = 3600;
 
 EventCount kindOf(const SeenBroker& broker, const reader::Event& event, CountBy by) {
   EventCount kind;
-  kind.broker = broker.label().empty() ? broker.uuid() : broker.label();
+  kind.broker = broker.name();
   if (by == CountBy::hour) {
     const std::int64_t time = postedAt(event);
     kind.hour = time - ((time % kHour) + kHour) % kHour;

@@ -51,10 +51,7 @@ std::vector<Exception> exceptionsOf(std::span<const Event> events) {
 }
 
 std::string_view reasonOf(const reader::EventTemplate& origin) {
-  std::string_view text = origin.text;
-  if (text.starts_with(layout::kExceptionPrefix)) {
-    text.remove_prefix(std::string_view(layout::kExceptionPrefix).size());
-  }
+  const std::string_view text = origin.isException() ? origin.failure() : origin.text;
   return text.substr(std::min(text.find_first_not_of(' '), text.size()));
 }
 

@@ -15,11 +15,6 @@ auto place(const Finding& finding) {
                     std::string_view(finding.of));
 }
 
-bool isOfOthers(const Finding& finding, const Selection& selection) {
-  return finding.owner && !selection.owners.empty() &&
-         std::ranges::find(selection.owners, *finding.owner) == selection.owners.end();
-}
-
 bool isAmong(const Finding& finding, const Snapshot& selected) {
   return std::ranges::any_of(selected.brokers, [&finding](const auto& broker) {
     return broker->segment.keyFile == finding.broker->segment.keyFile;
@@ -86,7 +81,7 @@ bool needsSecondLook(const Snapshot& snapshot) {
 Findings select(Findings findings, const Snapshot& selected, const Selection& selection) {
   std::erase_if(findings.found, [&](const Finding& finding) {
     return finding.broker ? !isAmong(finding, selected)
-                          : !selection.broker.empty() || isOfOthers(finding, selection);
+                          : !selection.broker.empty() || !isOwned(finding.owner, selection.owners);
   });
   return findings;
 }

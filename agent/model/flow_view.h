@@ -53,6 +53,9 @@ struct View {
   std::shared_ptr<const Snapshot> after;
 };
 
+// More than that tell little more of a chain.
+inline constexpr std::size_t kMostLooks = 10;
+
 // At least two looks, oldest first; all of them count where a chain is inferred. Failures are told
 // where the looks have events.
 View viewOf(std::span<const std::shared_ptr<const Snapshot>> looks, const FlowKnowledge& known);

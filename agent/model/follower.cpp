@@ -7,6 +7,7 @@
 
 #include "agent/model/calendar.h"
 #include "agent/reader/temporary_directory.h"
+#include "format/sizes.h"
 
 namespace model {
 
@@ -21,9 +22,8 @@ milliseconds quarterTurn(std::uint64_t slots, double perSecond) {
   return milliseconds(static_cast<std::int64_t>(std::min(ms, kDay)));
 }
 
-// A segment has three areas of one size.
 std::uint64_t slotsOf(const reader::Segment& segment) {
-  return segment.size / 3 / layout::evdr::bytes;
+  return segment.size / layout::kAreas / layout::evdr::bytes;
 }
 
 }  // namespace
@@ -36,9 +36,7 @@ milliseconds pauseFor(std::uint64_t slots, double perSecond, milliseconds most) 
 }
 
 Follower::Follower(const std::string& directory, milliseconds most, FlowKnowledge known)
-    : directory_(directory.empty() ? reader::temporaryDirectory() : reader::withSlash(directory)),
-      most_(most),
-      known_(std::move(known)) {}
+    : directory_(reader::keyFileDirectory(directory)), most_(most), known_(std::move(known)) {}
 
 FollowLook Follower::look() {
   before_ = std::exchange(begun_, Clock::now());
@@ -106,8 +104,7 @@ News Follower::lookAt(Followed& followed, std::int64_t wall) {
 void Follower::lookAtEvents(Followed& followed, FollowLook& look) {
   const auto mark = followed.log.mark();
   if (followed.waits || (!mark && followed.broker->segment.size > 0)) return;
-  const std::int64_t wall =
-      std::chrono::floor<std::chrono::seconds>(look.wall).time_since_epoch().count();
+  const std::int64_t wall = secondsOf(look.wall);
   const auto tail = mark ? reader::readTail(followed.keyFile, *mark) : std::nullopt;
   if (!tail) {
     News news = lookAt(followed, wall);

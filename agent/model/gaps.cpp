@@ -14,10 +14,6 @@ namespace {
 
 constexpr std::size_t kMostTemplates = 10000;
 
-std::int64_t millisecondsOf(const reader::Stamp& stamp) {
-  return std::int64_t{stamp.seconds} * 1000 + stamp.milliseconds;
-}
-
 Snapshot momentOf(const CountedLook& look) {
   Snapshot snapshot;
   snapshot.wall = look.wall;
@@ -80,7 +76,7 @@ MessageCounts messageCountsOf(const reader::Broker& tree) {
 
 void GapCounter::see(std::span<const reader::Event> events) {
   for (const reader::Event& event : events) {
-    const std::int64_t made = millisecondsOf(event.recordId.created());
+    const std::int64_t made = event.recordId.created().inMilliseconds();
     newestMs_ = std::max(newestMs_.value_or(made), made);
     if (!event.origin) allGiven_ = false;
     if (event.kind() != reader::EventKind::message) continue;

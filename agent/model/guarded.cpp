@@ -75,6 +75,11 @@ void Guards::addRecords(const std::shared_ptr<const SeenBroker>& broker) {
   }
 }
 
+std::optional<reader::MappedSegment> segmentOf(const Guarded& guarded) {
+  if (!guarded.broker || guarded.broker->segment.key == 0) return std::nullopt;
+  return guarded.broker->segment.mapped();
+}
+
 Guarded Guards::of(const std::string& name) const {
   const auto found = known_.find(name);
   if (found != known_.end()) return found->second;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "agent/model/snapshot.h"
@@ -36,6 +37,9 @@ struct Guarded {
 
   std::int32_t process = 0;  // of an attach table, as the name says
 };
+
+// The segment of its broker, when that is known.
+std::optional<reader::MappedSegment> segmentOf(const Guarded& guarded);
 
 // Tells locks apart by the names of their key files, as far as one snapshot knows their brokers.
 class Guards {

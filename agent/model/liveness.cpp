@@ -57,10 +57,6 @@ Verdict fateOfMaker(const Sighting* before, const Sighting& now) {
   return {Fate::diedMaking};
 }
 
-bool hasAttached(const reader::Process& process, const reader::MappedSegment& segment) {
-  return std::ranges::find(*process.segments, segment) != process.segments->end();
-}
-
 }  // namespace
 
 bool clockStepped(const reader::Clocks& before, const reader::Clocks& now) {
@@ -89,7 +85,14 @@ std::optional<bool> serves(const reader::Process& process, const reader::Segment
   const Fate fate = fateOf(process).fate;
   if (fate == Fate::dead) return false;
   if (fate != Fate::alive || !process.segments) return {};
-  return hasAttached(process, {segment.key, static_cast<std::uint64_t>(segment.id)});
+  return process.hasAttached(segment.mapped());
+}
+
+Sighting sightingOf(const reader::Semaphore& semaphore, const Machine& machine) {
+  Sighting sighting{.semaphore = semaphore, .process = {}, .clocks = machine.clocks};
+  if (const auto* process = machine.find(semaphore.lastProcess)) sighting.process = *process;
+  sighting.process.id = semaphore.lastProcess;
+  return sighting;
 }
 
 Verdict lastUser(const Sighting* before, const Sighting& now,
@@ -101,10 +104,10 @@ Verdict lastUser(const Sighting* before, const Sighting& now,
   if (!now.process.startTicks || !believable(now.clocks)) return unknown(Doubt::unreadable);
   const auto start = startOf(now.process, now.clocks);
   if (!start) return unknown(Doubt::clocksDisagree);
-  const milliseconds used = at(std::max(now.semaphore.lastOperation, now.semaphore.changed));
+  const milliseconds used = at(now.semaphore.lastUsed());
   if (*start - used <= kAfterUse) return {Fate::alive};
   if (!now.process.segments || !segment) return unknown(Doubt::unreadable);
-  if (hasAttached(now.process, *segment)) return unknown(Doubt::attached);
+  if (now.process.hasAttached(*segment)) return unknown(Doubt::attached);
   if (before == nullptr) return unknown(Doubt::oneLook);
   if (clockStepped(before->clocks, now.clocks)) return unknown(Doubt::clockStepped);
   return {Fate::numberUsedAgain};

@@ -5,6 +5,7 @@
 
 #include <optional>
 
+#include "agent/model/machine.h"
 #include "agent/reader/locks.h"
 #include "agent/reader/processes.h"
 #include "agent/reader/segment.h"
@@ -56,6 +57,9 @@ struct Sighting {
   reader::Process process;  // the one that the semaphore names
   reader::Clocks clocks;    // of the same moment
 };
+
+// As the machine was seen.
+Sighting sightingOf(const reader::Semaphore& semaphore, const Machine& machine);
 
 // What became of the process that used the lock last, by the later of two looks. `before` is a look
 // at least a second ago, or null. `segment` is the one of the lock's broker, if it is known.

@@ -20,18 +20,8 @@ bool isAmong(const Guarded& guarded, const Snapshot& selected) {
 LockView viewOf(const reader::Lock& lock, Guarded guarded, const Machine& machine) {
   LockView view;
   view.lock = lock;
-  Sighting now{.semaphore = lock.semaphore, .process = {}, .clocks = machine.clocks};
-  if (const reader::Process* const process = machine.find(lock.semaphore.lastProcess)) {
-    now.process = *process;
-    view.process = *process;
-  }
-  now.process.id = lock.semaphore.lastProcess;
-  std::optional<reader::MappedSegment> segment;
-  if (guarded.broker && guarded.broker->segment.key != 0) {
-    const reader::Segment& its = guarded.broker->segment;
-    segment = {.key = its.key, .id = static_cast<std::uint64_t>(its.id)};
-  }
-  view.lastUser = lastUser(nullptr, now, segment);
+  if (const auto* const process = machine.find(lock.semaphore.lastProcess)) view.process = *process;
+  view.lastUser = lastUser(nullptr, sightingOf(lock.semaphore, machine), segmentOf(guarded));
   view.guarded = std::move(guarded);
   return view;
 }
@@ -66,7 +56,8 @@ std::vector<LockView> locksOf(const Snapshot& whole, const Snapshot& selected, b
   const Guards guards(whole);
   for (const reader::Lock& lock : whole.machine->locks.locks) {
     Guarded guarded = guards.of(lock.name);
-    const bool more = all && (owners.empty() || (!guarded.broker && isOwned(lock, owners)));
+    const bool more =
+        all && (owners.empty() || (!guarded.broker && isOwned(lock.file.owner, owners)));
     if (!more && !isAmong(guarded, selected)) continue;
     views.push_back(viewOf(lock, std::move(guarded), *whole.machine));
   }

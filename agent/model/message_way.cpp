@@ -22,10 +22,6 @@ std::string digitsOf(Id id) {
   return digits;
 }
 
-std::int64_t millisecondsOf(const reader::Stamp& stamp) {
-  return std::int64_t{stamp.seconds} * 1000 + stamp.milliseconds;
-}
-
 void order(std::vector<WayStep>& steps) {
   std::ranges::stable_sort(steps, {}, &WayStep::createdMs);
   for (std::size_t i = 1; i < steps.size(); ++i)
@@ -58,7 +54,7 @@ std::vector<MessageWay> waysOf(const Snapshot& snapshot, const std::string& pref
     for (const reader::Event& event : broker->events->events) {
       WayStep step{.broker = broker.get(),
                    .event = &event,
-                   .createdMs = millisecondsOf(event.recordId.created())};
+                   .createdMs = event.recordId.created().inMilliseconds()};
       if (begins(event.messageId, prefix)) found[digitsOf(event.messageId)].push_back(step);
       step.byCorrelation = true;
       if (event.correlationId != event.messageId && begins(event.correlationId, prefix))

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "agent/reader/letters.h"
+
 namespace model {
 namespace {
 
@@ -17,13 +19,6 @@ bool removeThrough(std::string_view& name, std::string_view piece) {
   const auto at = static_cast<std::size_t>(static_cast<const char*>(found) - name.data());
   name.remove_prefix(at + piece.size());
   return true;
-}
-
-std::string lowered(std::string_view text) {
-  std::string copy(text);
-  for (char& c : copy)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return copy;
 }
 
 }  // namespace
@@ -42,7 +37,7 @@ bool matches(std::string_view pattern, std::string_view name) {
 }
 
 bool isIn(std::string_view pattern, std::string_view text) {
-  return matches("*" + lowered(pattern) + "*", lowered(text));
+  return matches("*" + reader::lowered(pattern) + "*", reader::lowered(text));
 }
 
 }  // namespace model

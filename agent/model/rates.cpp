@@ -81,14 +81,6 @@ class Known {
   std::unordered_map<RecordId, std::size_t, reader::RecordIdHash> places_;
 };
 
-// Whether a node that this look doesn't have was not there: else it may only be unreadable.
-bool isComplete(const SeenBroker* broker) {
-  if (broker == nullptr) return true;
-  const reader::State state = broker->state();
-  return state == reader::State::ok || state == reader::State::noSegment ||
-         state == reader::State::noKeyFile;
-}
-
 bool wasReset(const SeenBroker* before, const SeenBroker* after) {
   if (before == nullptr || after == nullptr) return false;
   if (before->segment.id != after->segment.id) return true;
@@ -120,7 +112,7 @@ NodeGrowth BrokerComparison::present(const reader::Node& node) {
   if (const reader::Node* before = known_.take(node.recordId)) {
     return growthOf(*before, node, growth_.reset);
   }
-  const bool certain = isComplete(growth_.before.get());
+  const bool certain = !growth_.before || growth_.before->isComplete();
   return {.before = nullptr,
           .after = &node,
           .change = certain ? Change::came : Change::unknown,
@@ -148,7 +140,8 @@ FlowGrowth& BrokerComparison::placeOf(const RecordId& id, const std::string& gro
 }
 
 void BrokerComparison::addGone(const reader::Broker& tree) {
-  const Change change = isComplete(growth_.after.get()) ? Change::went : Change::unknown;
+  const Change change =
+      !growth_.after || growth_.after->isComplete() ? Change::went : Change::unknown;
   std::size_t number = 0;
   for (const auto& group : tree.executionGroups) {
     for (const auto& flow : group.messageFlows) {

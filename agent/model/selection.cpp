@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "agent/model/event_counts.h"
 #include "agent/model/message_way.h"
 #include "agent/model/pattern.h"
 
@@ -53,7 +54,7 @@ std::shared_ptr<const SeenBroker> narrowed(const std::shared_ptr<const SeenBroke
 std::vector<std::string> brokerNames(const Snapshot& snapshot) {
   std::set<std::string> names;
   for (const auto& broker : snapshot.brokers) {
-    names.insert(broker->label().empty() ? broker->uuid() : broker->label());
+    names.insert(broker->name());
   }
   return {names.begin(), names.end()};
 }
@@ -101,13 +102,12 @@ std::optional<std::uint32_t> ownerOf(const SeenBroker& broker) {
   return broker.segment.owner ? broker.segment.owner : broker.segment.fileOwner;
 }
 
-bool isOwned(const SeenBroker& broker, const std::vector<std::uint32_t>& owners) {
-  const auto owner = ownerOf(broker);
+bool isOwned(std::optional<std::uint32_t> owner, const std::vector<std::uint32_t>& owners) {
   return owners.empty() || !owner || std::ranges::find(owners, *owner) != owners.end();
 }
 
-bool isOwned(const reader::Lock& lock, const std::vector<std::uint32_t>& owners) {
-  return owners.empty() || std::ranges::find(owners, lock.file.owner) != owners.end();
+bool isOwned(const SeenBroker& broker, const std::vector<std::uint32_t>& owners) {
+  return isOwned(ownerOf(broker), owners);
 }
 
 std::size_t foreignIn(const Snapshot& snapshot, const std::vector<std::uint32_t>& owners) {
@@ -144,7 +144,7 @@ bool selects(const EventSelection& selection, const reader::Event& event) {
   if (!selection.correlationId.empty() && !begins(event.correlationId, selection.correlationId))
     return false;
   if (!selection.since) return true;
-  return event.time.value_or(event.recordId.created().seconds) >= *selection.since;
+  return postedAt(event) >= *selection.since;
 }
 
 std::optional<Unknown> findUnknown(const Snapshot& snapshot, const Selection& selection) {

@@ -46,12 +46,10 @@ Snapshot selectBrokers(const Snapshot& snapshot, const Selection& selection);
 // The user that a broker belongs to; nothing when it isn't known.
 std::optional<std::uint32_t> ownerOf(const SeenBroker& broker);
 
-// Whether the broker belongs to one of these users, to any when there are none. One whose user
-// isn't known belongs to all.
+// Whether something belongs to one of these users, to any when there are none. What has no known
+// owner belongs to all.
+bool isOwned(std::optional<std::uint32_t> owner, const std::vector<std::uint32_t>& owners);
 bool isOwned(const SeenBroker& broker, const std::vector<std::uint32_t>& owners);
-
-// The same of a lock that belongs to no known broker, by its key file.
-bool isOwned(const reader::Lock& lock, const std::vector<std::uint32_t>& owners);
 
 // How many brokers of the snapshot belong to others.
 std::size_t foreignIn(const Snapshot& snapshot, const std::vector<std::uint32_t>& owners);

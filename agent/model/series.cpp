@@ -98,10 +98,6 @@ void Collected::moveTo(BrokerSeries& series) {
   }
 }
 
-std::string firstName(const SeenBroker& broker) {
-  return broker.label().empty() ? broker.uuid() : broker.label();
-}
-
 // Names get longer until they differ; with one uuid, only a number helps.
 void nameAll(std::vector<BrokerSeries>& all) {
   constexpr std::size_t kOfUuid = 8;
@@ -141,7 +137,7 @@ std::vector<BrokerSeries> seriesOf(const Snapshot& snapshot) {
   for (const auto& broker : once.brokers) {
     if (broker->segment.size == 0) continue;
     BrokerSeries& series = all.emplace_back();
-    series.name = firstName(*broker);
+    series.name = broker->name();
     series.broker = broker;
     if (!broker->tree) continue;
     Collected collected(*broker, snapshot.machine.get());

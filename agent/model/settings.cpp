@@ -7,6 +7,8 @@
 #include <string_view>
 
 #include "agent/model/liveness.h"
+#include "agent/reader/bounded_file.h"
+#include "agent/reader/letters.h"
 #include "format/names.h"
 #include "format/settings.h"
 #include "format/sizes.h"
@@ -15,6 +17,7 @@ namespace model {
 namespace {
 
 using Kind = Trap::Kind;
+using reader::sameLetters;
 using std::string_view;
 
 constexpr char kBlanks[] = " \t\v\f\r";
@@ -22,14 +25,6 @@ constexpr std::size_t kActivate = 1;  // its place among the settings
 constexpr char kNoOverride[] = "NoOverride";
 constexpr const char* kActivations[] = {
     kNoOverride, "Yes", "No", "EventOnly", "InputOutputOnly", "InputOutputAndEventOnly"};
-
-char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool sameLetters(string_view one, string_view other) {
-  return std::ranges::equal(one, other, {}, lower, lower);
-}
 
 bool isBlank(char c) {
   return string_view(kBlanks).find(c) != string_view::npos;
@@ -47,10 +42,7 @@ string_view firstWord(string_view text) {
 
 std::vector<string_view> linesOf(string_view text) {
   std::vector<string_view> lines;
-  while (!text.empty()) {
-    lines.push_back(text.substr(0, text.find('\n')));
-    text.remove_prefix(std::min(lines.back().size() + 1, text.size()));
-  }
+  while (!text.empty()) lines.push_back(reader::takeLine(text));
   return lines;
 }
 
@@ -194,7 +186,7 @@ class Traps {
   static std::string bytesMeant(const std::string& value) {
     char* unit = nullptr;
     const long number = std::strtol(value.c_str(), &unit, 10);
-    const char letter = lower(*unit);
+    const char letter = reader::lower(*unit);
     const int shift = letter == 'k' ? 10 : letter == 'm' ? 20 : letter == 'g' ? 30 : 0;
     const bool fits = number > 0 && number <= (std::int64_t{layout::kLargestUnwrapped} >> shift);
     return std::to_string(fits && shift > 0 ? static_cast<std::uint32_t>(number << shift)

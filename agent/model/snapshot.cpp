@@ -26,6 +26,11 @@ State SeenBroker::state() const {
   return segment.state == State::ok && !damaged().empty() ? State::damaged : segment.state;
 }
 
+bool SeenBroker::isComplete() const {
+  const State now = state();
+  return now == State::ok || now == State::noSegment || now == State::noKeyFile;
+}
+
 bool SeenBroker::full() const {
   const reader::Area* const area = segment.copy.find(reader::kStatistics);
   if (area == nullptr) return false;
@@ -64,6 +69,11 @@ std::string SeenBroker::label() const {
   return tree ? tree->label : std::string();
 }
 
+std::string SeenBroker::name() const {
+  const std::string known = label();
+  return known.empty() ? uuid() : known;
+}
+
 SeenBroker decoded(reader::Segment segment, std::int64_t wall) {
   SeenBroker broker;
   broker.segment = std::move(segment);
@@ -83,8 +93,12 @@ std::vector<std::string> labelsOf(const Snapshot& snapshot) {
   return labels;
 }
 
+std::int64_t secondsOf(std::chrono::system_clock::time_point wall) {
+  return std::chrono::floor<std::chrono::seconds>(wall).time_since_epoch().count();
+}
+
 std::int64_t secondsOf(const Snapshot& snapshot) {
-  return std::chrono::floor<std::chrono::seconds>(snapshot.wall).time_since_epoch().count();
+  return secondsOf(snapshot.wall);
 }
 
 }  // namespace model

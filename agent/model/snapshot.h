@@ -36,6 +36,9 @@ struct SeenBroker {
   // The segment's state; damaged also when a record in it is.
   reader::State state() const;
 
+  // Whether what it doesn't hold was not there: else that may only be unreadable.
+  bool isComplete() const;
+
   // Whether the statistics area has no room for one more node, or had none for the parents of the
   // orphans in it.
   bool full() const;
@@ -55,6 +58,9 @@ struct SeenBroker {
 
   // Empty while it is not known.
   std::string label() const;
+
+  // The label, else the uuid.
+  std::string name() const;
 };
 
 // Never changes once it was taken, and holds all that it tells: it may be kept, and read by any
@@ -87,6 +93,7 @@ SeenBroker decoded(reader::Segment segment, std::int64_t wall);
 std::vector<std::string> labelsOf(const Snapshot& snapshot);
 
 // The wall time in seconds since 1970.
+std::int64_t secondsOf(std::chrono::system_clock::time_point wall);
 std::int64_t secondsOf(const Snapshot& snapshot);
 
 }  // namespace model

@@ -53,4 +53,10 @@ std::string_view takeWord(std::string_view& text) {
   return word;
 }
 
+std::string_view takeLine(std::string_view& text) {
+  const std::string_view line = text.substr(0, text.find('\n'));
+  text.remove_prefix(std::min(line.size() + 1, text.size()));
+  return line;
+}
+
 }  // namespace reader

@@ -27,6 +27,9 @@ std::optional<std::uint64_t> unsignedOf(std::string_view digits);
 // left.
 std::string_view takeWord(std::string_view& text);
 
+// Takes the first line off a text that isn't empty; without its line end.
+std::string_view takeLine(std::string_view& text);
+
 }  // namespace reader
 
 #endif  // ZEB_AGENT_READER_BOUNDED_FILE_H

@@ -119,7 +119,7 @@ void addTmpfiles(Cleaners& found, const std::string& directory, const std::strin
   }
 }
 
-// Whoever writes this suffix into a line knows of key files.
+// A line with this suffix was written for key files.
 bool knowsKeyFiles(std::string_view text) {
   return text.find(layout::kLockSuffix) != text.npos;
 }

@@ -39,9 +39,8 @@ bool hasVersion(std::string_view line, char number) {
 
 std::string_view lineOfVersion(std::string_view properties, char number) {
   while (!properties.empty()) {
-    const std::string_view line = properties.substr(0, properties.find('\n'));
+    const std::string_view line = takeLine(properties);
     if (hasVersion(line, number)) return line.substr(0, kLongestLine);
-    properties.remove_prefix(std::min(line.size() + 1, properties.size()));
   }
   return {};
 }

@@ -36,8 +36,7 @@ std::vector<ConfigurationLine> readLines(const std::string& path,
   std::size_t number = 0;
   bool goesOn = false;
   for (std::string_view rest = file.text; !rest.empty();) {
-    std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    std::string_view line = takeLine(rest);
     ++number;
     if (isComment(line)) continue;
     if (!goesOn) lines.push_back({path, number, ""});

@@ -38,17 +38,18 @@ std::string withoutTrailingBlanks(std::string text) {
 
 }  // namespace
 
+bool EventTemplate::isException() const {
+  return text.starts_with(layout::kExceptionPrefix);
+}
+
 std::string_view EventTemplate::failure() const {
-  std::string_view rest = text;
-  if (!rest.starts_with(layout::kExceptionPrefix)) return {};
-  rest.remove_prefix(std::string_view(layout::kExceptionPrefix).size());
-  return rest;
+  if (!isException()) return {};
+  return std::string_view(text).substr(std::string_view(layout::kExceptionPrefix).size());
 }
 
 EventKind Event::kind() const {
   if (!origin) return EventKind::unknown;
-  return origin->text.starts_with(layout::kExceptionPrefix) ? EventKind::exception
-                                                            : EventKind::message;
+  return origin->isException() ? EventKind::exception : EventKind::message;
 }
 
 void TemplateCache::add(const RecordId& id, EventTemplate value) {

@@ -26,6 +26,8 @@ struct EventTemplate {
   std::uint32_t nodeType = 0;  // as in Node
   std::string text;
 
+  bool isException() const;
+
   // Of an exception what stands behind the beginning that all of them have; else empty. Of this
   // template's text.
   std::string_view failure() const;

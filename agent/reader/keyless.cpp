@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/reader/keyless.h"
 
-#include <algorithm>
 #include <array>
 #include <functional>
 #include <map>
@@ -39,10 +38,9 @@ bool eachLine(const std::string& path, const std::function<void(const Numbers&)>
   const FileText file = readFile(path, kMostOfList);
   if (file.error != 0 || file.cut || file.text.empty()) return false;
   std::string_view rest = file.text;
-  rest.remove_prefix(std::min(rest.find('\n'), rest.size() - 1) + 1);  // the heading
+  takeLine(rest);  // the heading
   while (!rest.empty()) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    const std::string_view line = takeLine(rest);
     const auto numbers = numbersOf(line);
     if (!numbers) return false;
     take(*numbers);

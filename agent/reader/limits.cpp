@@ -3,8 +3,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "agent/reader/bounded_file.h"
 
 namespace reader {
@@ -38,10 +36,9 @@ Usage usageIn(const std::string& path, Amount amount) {
   if (file.error != 0 || file.cut || file.text.empty()) return {};
   Usage usage{.objects = 0, .amount = 0};
   std::string_view rest = file.text;
-  rest.remove_prefix(std::min(rest.find('\n'), rest.size() - 1) + 1);  // the heading
+  takeLine(rest);  // the heading
   while (!rest.empty()) {
-    std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    std::string_view line = takeLine(rest);
     const Count added = amount(line);
     if (!added || __builtin_add_overflow(*usage.amount, *added, &*usage.amount)) return {};
     ++*usage.objects;

@@ -3,6 +3,7 @@
 #ifndef ZEB_AGENT_READER_LOCKS_H
 #define ZEB_AGENT_READER_LOCKS_H
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -39,6 +40,9 @@ struct Semaphore : IpcObject {
   std::int32_t lastProcess = 0;  // that changed it; 0: none did, or none that is seen here
   std::uint32_t waiting = 0;     // processes that wait until it is free
   KernelTime lastOperation = 0;  // of a process that took it or gave it back
+
+  // When it was taken, made or set last.
+  KernelTime lastUsed() const { return std::max(lastOperation, changed); }
 };
 
 // The queue that counts the lock's users: each has one message in it.

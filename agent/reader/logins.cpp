@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/reader/logins.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -11,6 +9,7 @@
 
 #include "agent/reader/bounded_file.h"
 #include "agent/reader/configuration_files.h"
+#include "agent/reader/letters.h"
 
 namespace reader {
 namespace {
@@ -26,9 +25,7 @@ std::string_view trimmed(std::string_view text) {
 std::optional<bool> truthOf(std::string_view word) {
   constexpr std::array<const char*, 6> kTrue = {"1", "yes", "y", "true", "t", "on"};
   constexpr std::array<const char*, 6> kFalse = {"0", "no", "n", "false", "f", "off"};
-  const auto is = [&word](const char* one) {
-    return strcasecmp(std::string(word).c_str(), one) == 0;
-  };
+  const auto is = [&word](const char* one) { return sameLetters(word, one); };
   if (std::ranges::any_of(kTrue, is)) return true;
   return std::ranges::any_of(kFalse, is) ? std::optional(false) : std::nullopt;
 }

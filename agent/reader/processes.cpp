@@ -115,8 +115,7 @@ std::optional<std::vector<MappedSegment>> segmentsOf(const std::string& folder) 
   if (file.error != 0 || file.cut || file.text.empty()) return std::nullopt;
   std::vector<MappedSegment> segments;
   for (std::string_view rest = file.text; !rest.empty();) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    const std::string_view line = takeLine(rest);
     const auto segment = segmentIn(line);
     if (segment && std::ranges::find(segments, *segment) == segments.end()) {
       segments.push_back(*segment);

@@ -3,6 +3,7 @@
 #ifndef ZEB_AGENT_READER_PROCESSES_H
 #define ZEB_AGENT_READER_PROCESSES_H
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -39,6 +40,11 @@ struct Process {
 
   // What it has attached now, each once.
   std::optional<std::vector<MappedSegment>> segments;
+
+  // Only where the segments are known.
+  bool hasAttached(const MappedSegment& segment) const {
+    return std::ranges::find(*segments, segment) != segments->end();
+  }
 };
 
 // The kernel's clocks at one moment.

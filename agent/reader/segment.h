@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "agent/reader/event_tail.h"
+#include "agent/reader/processes.h"
 #include "agent/reader/segment_copy.h"
 
 namespace reader {
@@ -38,6 +39,9 @@ struct Segment {
   std::uint64_t size = 0;                  // bytes; 0 when nothing was copied
   std::uint64_t attached = 0;              // attachments by others
   SegmentCopy copy;                        // what was in it
+
+  // As a process's list of mapped segments has it.
+  MappedSegment mapped() const { return {.key = key, .id = static_cast<std::uint64_t>(id)}; }
 };
 
 struct KeyFiles {

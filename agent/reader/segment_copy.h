@@ -22,6 +22,7 @@ namespace reader {
 struct Stamp {
   std::uint32_t seconds = 0;
   std::uint32_t milliseconds = 0;
+  std::int64_t inMilliseconds() const { return std::int64_t{seconds} * 1000 + milliseconds; }
   auto operator<=>(const Stamp&) const = default;
 };
 

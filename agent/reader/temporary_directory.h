@@ -11,8 +11,8 @@ namespace reader {
 // force, else "/tmp/". Ends in "/".
 std::string temporaryDirectory();
 
-// `directory` with "/" behind it, unless it is there already.
-std::string withSlash(std::string directory);
+// `given`, or that one when it is empty. Ends in "/".
+std::string keyFileDirectory(std::string given);
 
 }  // namespace reader
 

@@ -38,7 +38,7 @@ std::string tame(const std::string& label) {
 std::string subjectOf(const model::Snapshot& snapshot) {
   if (snapshot.brokers.size() != 1) return fmt::format("{}-brokers", snapshot.brokers.size());
   const model::SeenBroker& broker = *snapshot.brokers.front();
-  return tame(broker.label().empty() ? broker.uuid() : broker.label());
+  return tame(broker.name());
 }
 
 }  // namespace

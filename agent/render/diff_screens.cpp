@@ -41,14 +41,6 @@ const char* apartName(Apart::Kind kind) {
   return names[static_cast<std::size_t>(kind)];
 }
 
-Cell textOrMissing(const std::string& text) {
-  return text.empty() ? Cell() : Cell(text);
-}
-
-Json textOrNull(const std::string& text) {
-  return text.empty() ? Json(nullptr) : Json(text);
-}
-
 Tone toneOf(const Difference& difference) {
   const bool worse = difference.kind == Kind::finding && difference.how == How::came;
   return worse || difference.how == How::reset ? Tone::warning : Tone::plain;
@@ -93,8 +85,7 @@ Json changeObject(const Difference& difference) {
                  {"name", difference.name},
                  {"before", textOrNull(difference.before)},
                  {"after", textOrNull(difference.after)}};
-  const auto& time = difference.resetTime;
-  object["resetTime"] = time ? Json(isoTime(*time)) : Json(nullptr);
+  object["resetTime"] = timeOrNull(difference.resetTime);
   return object;
 }
 

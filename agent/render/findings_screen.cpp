@@ -4,8 +4,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <sstream>
+#include <ranges>
 
+#include "agent/model/findings/kinds.h"
+#include "agent/render/line.h"
 #include "agent/render/words.h"
 #include "text/printable.h"
 
@@ -15,6 +17,7 @@ namespace {
 using model::Finding;
 using model::Findings;
 using model::Severity;
+using model::findings::counted;
 
 constexpr std::size_t kNarrow = 80;
 constexpr std::size_t kFirst = 3;
@@ -23,27 +26,15 @@ constexpr char kYellow[] = "\x1B[33m";
 constexpr char kRed[] = "\x1B[31m";
 constexpr char kPlain[] = "\x1B[0m";
 
-// `label`, then the words of a text, whose lines are no wider than `width` where words allow it.
-std::string wrapped(const std::string& label, const std::string& text, std::size_t width) {
-  const std::string indent(label.size(), ' ');
-  std::string result;
-  std::string line = label;
-  std::size_t columns = label.size();
-  bool begins = true;
-  std::istringstream words(text::printable(text));
-  for (std::string word; words >> word;) {
-    const std::size_t wide = text::columns(word);
-    if (!begins && columns + 1 + wide > width) {
-      result += line + "\n";
-      line = indent;
-      columns = indent.size();
-      begins = true;
-    }
-    line += begins ? word : " " + word;
-    columns += wide + (begins ? 0 : 1);
-    begins = false;
+// `label`, then a text behind it in lines that are no wider than `width` where words allow it.
+std::string labelled(const std::string& label, const std::string& text, std::size_t width) {
+  std::vector<std::string> lines = wrapped(text::printable(text), width - label.size());
+  if (lines.empty()) return label + "\n";
+  std::string result = label + lines.front() + "\n";
+  for (const std::string& line : lines | std::views::drop(1)) {
+    result += std::string(label.size(), ' ') + line + "\n";
   }
-  return result + line + "\n";
+  return result;
 }
 
 std::string title(const Finding& finding, const TableStyle& style) {
@@ -60,10 +51,10 @@ std::size_t widthOf(const TableStyle& style) {
 std::string block(const Finding& finding, const TableStyle& style) {
   const std::size_t width = widthOf(style);
   std::string text = title(finding, style);
-  text += wrapped("  what    ", finding.object, width);
-  text += wrapped("  seen    ", finding.evidence, width);
-  text += wrapped("  effect  ", finding.effect, width);
-  text += wrapped("  do      ", finding.remedy + (finding.command.empty() ? "." : ":"), width);
+  text += labelled("  what    ", finding.object, width);
+  text += labelled("  seen    ", finding.evidence, width);
+  text += labelled("  effect  ", finding.effect, width);
+  text += labelled("  do      ", finding.remedy + (finding.command.empty() ? "." : ":"), width);
   if (!finding.command.empty()) text += "    " + text::printable(finding.command) + "\n";
   return text + "\n";
 }
@@ -74,10 +65,6 @@ std::size_t countOfKind(const Findings& findings, const std::string& id) {
 
 std::size_t numberOf(const Findings& findings, Severity severity) {
   return static_cast<std::size_t>(std::ranges::count(findings.found, severity, &Finding::severity));
-}
-
-std::string plural(std::size_t number, const char* one, const char* many) {
-  return fmt::format("{} {}", number, number == 1 ? one : many);
 }
 
 std::string blocks(const Findings& findings, const TableStyle& style, bool all) {
@@ -99,8 +86,8 @@ std::string blocks(const Findings& findings, const TableStyle& style, bool all) 
 
 std::string summary(const Findings& findings, const model::Snapshot& selected) {
   const std::string looked =
-      fmt::format("{} and {}", plural(selected.brokers.size(), "broker", "brokers"),
-                  plural(findings.locks, "lock", "locks"));
+      fmt::format("{} and {}", counted(selected.brokers.size(), "broker", "brokers"),
+                  counted(findings.locks, "lock", "locks"));
   if (!findings.found.empty()) return fmt::format("{} in {}.\n", countOf(findings), looked);
   return fmt::format("Nothing is wrong in {}, processes, settings and limits.\n", looked);
 }
@@ -113,7 +100,7 @@ const char* severityName(Severity severity) {
 
 std::string countOf(const Findings& findings) {
   return fmt::format("{} critical, {}", numberOf(findings, Severity::critical),
-                     plural(numberOf(findings, Severity::warning), "warning", "warnings"));
+                     counted(numberOf(findings, Severity::warning), "warning", "warnings"));
 }
 
 std::string findingsScreen(const Findings& findings, const model::Snapshot& selected,
@@ -121,7 +108,7 @@ std::string findingsScreen(const Findings& findings, const model::Snapshot& sele
   std::string text = blocks(findings, style, all);
   const std::size_t width = widthOf(style);
   for (const std::string& sentence : findings.notChecked) {
-    text += wrapped("Not checked: ", sentence + ".", width);
+    text += labelled("Not checked: ", sentence + ".", width);
   }
   return text + summary(findings, selected);
 }
@@ -130,8 +117,8 @@ std::string repairText(const Finding& finding, const std::string& what, const st
                        const TableStyle& style) {
   const std::size_t width = widthOf(style);
   std::string text = text::printable(finding.key()) + "\n";
-  text += wrapped("  what    ", finding.object, width);
-  text += wrapped("  result  ", what + (command.empty() ? "." : ":"), width);
+  text += labelled("  what    ", finding.object, width);
+  text += labelled("  result  ", what + (command.empty() ? "." : ":"), width);
   if (!command.empty()) text += "    " + text::printable(command) + "\n";
   return text;
 }

@@ -19,6 +19,7 @@ namespace {
 using model::FlowView;
 using model::Loss;
 using model::SelfTime;
+using model::findings::counted;
 
 constexpr std::size_t kBarColumns = 10;
 constexpr std::size_t kLongestLabel = 40;
@@ -46,10 +47,6 @@ std::string selfText(const SelfTime& self) {
     default:
       return kMissing;
   }
-}
-
-std::string counted(std::int64_t number) {
-  return fmt::format("{} message{}", number, number == 1 ? "" : "s");
 }
 
 // How those that did not get to a node were lost.
@@ -80,7 +77,8 @@ std::string lossText(const FlowView& flow, std::size_t node) {
                       static_cast<std::uint64_t>(-loss.messages) > loss.bound;
   if (!isMore) return {};
   return fmt::format("{} more here than in \"{}\": a node splits messages, or the chain is wrong",
-                     counted(-loss.messages), labelOf(flow, *outer));
+                     counted(static_cast<std::uint64_t>(-loss.messages), "message", "messages"),
+                     labelOf(flow, *outer));
 }
 
 std::string cut(const std::string& line, std::optional<std::size_t> width) {
@@ -192,7 +190,7 @@ std::string doubtsOf(const FlowView& flow) {
   if (std::ranges::any_of(flow.times, hidesLoss)) {
     text += fmt::format(
         "Losses: ? where they are at most {}: interval too short\n",
-        counted(static_cast<std::int64_t>(std::min<std::uint64_t>(flow.inFlight, 1000000000000))));
+        counted(std::min<std::uint64_t>(flow.inFlight, 1000000000000), "message", "messages"));
   }
   return text;
 }
@@ -231,7 +229,7 @@ std::vector<std::string> likelyOrder(const FlowView& flow) {
   return labels;
 }
 
-// A chain to begin with, for who doesn't know how one is written. Nothing where a shell or a
+// A chain to begin with, for a user who has never written one. Nothing where a shell or a
 // terminal would make something else of it.
 std::string exampleOf(const FlowView& flow) {
   constexpr std::size_t kMostNodes = 8;

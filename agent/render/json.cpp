@@ -8,11 +8,16 @@
 #include "text/printable.h"
 
 namespace render {
-namespace {
+
+Json textOrNull(const std::string& text) {
+  return text.empty() ? Json(nullptr) : Json(text);
+}
 
 Json timeOrNull(const reader::Time& time) {
   return time ? Json(isoTime(*time)) : Json(nullptr);
 }
+
+namespace {
 
 // What every broker's object begins with.
 Json identity(const model::SeenBroker& broker, const model::Machine* machine) {

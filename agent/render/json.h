@@ -48,6 +48,10 @@ Json orNull(const std::optional<Value>& value) {
   return value ? Json(*value) : Json(nullptr);
 }
 
+// null for an empty text, and for a time that is not set.
+Json textOrNull(const std::string& text);
+Json timeOrNull(const reader::Time& time);
+
 // A document a row on a line each, with a key a column behind those that every document has.
 std::string rowLines(const char* schema, const model::Snapshot& snapshot, const Sheet& sheet);
 

@@ -12,12 +12,8 @@ namespace {
 
 using reader::Presence;
 
-Json textOrNull(const std::string& text) {
-  return text.empty() ? Json(nullptr) : Json(text);
-}
-
-Json timeOrNull(reader::KernelTime time) {
-  return time == 0 ? Json(nullptr) : Json(isoTime(time));
+Json kernelTime(reader::KernelTime time) {
+  return timeOrNull(time == 0 ? reader::Time() : time);
 }
 
 Json guardObject(const model::Guarded& guarded) {
@@ -48,8 +44,8 @@ Json semaphoreObject(const reader::Semaphore& semaphore) {
   object["value"] = semaphore.value;
   object["waiting"] = semaphore.waiting;
   object["lastProcessId"] = semaphore.lastProcess;
-  object["lastOperation"] = timeOrNull(semaphore.lastOperation);
-  object["changed"] = timeOrNull(semaphore.changed);
+  object["lastOperation"] = kernelTime(semaphore.lastOperation);
+  object["changed"] = kernelTime(semaphore.changed);
   return object;
 }
 
@@ -60,8 +56,8 @@ Json queueObject(const reader::Queue& queue) {
   object["mostBytes"] = queue.mostBytes;
   object["lastSenderProcessId"] = queue.lastSender;
   object["lastReceiverProcessId"] = queue.lastReceiver;
-  object["lastSent"] = timeOrNull(queue.lastSent);
-  object["lastReceived"] = timeOrNull(queue.lastReceived);
+  object["lastSent"] = kernelTime(queue.lastSent);
+  object["lastReceived"] = kernelTime(queue.lastReceived);
   return object;
 }
 

@@ -14,10 +14,6 @@ Cell known(bool is, std::integral auto value) {
   return is ? Cell(value) : Cell();
 }
 
-Cell textOrMissing(const std::string& text) {
-  return text.empty() ? Cell() : Cell(text);
-}
-
 Tone toneOf(const model::LockView& view) {
   if (view.held() && view.lastUser.gone()) return Tone::critical;
   return view.noteworthy() ? Tone::warning : Tone::plain;

@@ -6,10 +6,13 @@
 #include <algorithm>
 #include <set>
 
+#include "agent/model/findings/kinds.h"
 #include "agent/render/words.h"
 
 namespace render {
 namespace {
+
+using model::findings::counted;
 
 constexpr std::size_t kMostListed = 10;
 constexpr std::size_t kDateWidth = 10;  // of "2026-01-31"
@@ -45,10 +48,6 @@ std::string dayOf(const model::MessageWay& way, Zone zone) {
   const bool same = std::ranges::all_of(
       way.steps, [&](const model::WayStep& step) { return dateOf(step) == day; });
   return same && day.size() == kDateWidth ? day : "";
-}
-
-std::string counted(std::size_t number, const char* what) {
-  return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
 }
 
 }  // namespace
@@ -102,8 +101,9 @@ std::string summaryOf(const model::MessageWay& way, Zone zone) {
       way.steps.empty() ? 0 : way.steps.back().createdMs - way.steps.front().createdMs;
   const std::string day = dayOf(way, zone);
   return fmt::format("Message {}\n{} in {}{}, {} ms from the first to the last\n", way.id,
-                     counted(way.steps.size(), "event"), counted(brokers.size(), "broker"),
-                     day.empty() ? "" : " on " + day, took);
+                     counted(way.steps.size(), "event", "events"),
+                     counted(brokers.size(), "broker", "brokers"), day.empty() ? "" : " on " + day,
+                     took);
 }
 
 std::string problemOf(const std::vector<model::MessageWay>& ways, const std::string& prefix) {

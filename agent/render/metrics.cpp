@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "agent/model/capacity.h"
+#include "agent/model/checked.h"
 #include "agent/model/load.h"
 #include "agent/model/lock_view.h"
 #include "agent/model/series.h"
@@ -348,8 +349,8 @@ void add(LockTotals& totals, const model::LockView& lock, std::int64_t now) {
   ++totals.states[stateOf(lock)];
   totals.waiting += semaphore.waiting;
   if (!lock.held()) return;
-  const std::int64_t held = now - std::max(semaphore.lastOperation, semaphore.changed);
-  totals.oldestHold = std::max(totals.oldestHold.value_or(0), held);
+  const model::Number held = model::difference(now, semaphore.lastUsed());
+  totals.oldestHold = std::max(totals.oldestHold.value_or(0), held.value_or(0));
 }
 
 void Writer::writeLocks() {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <string_view>
 
+#include "agent/model/event_counts.h"
 #include "text/printable.h"
 
 namespace render {
@@ -54,7 +55,7 @@ std::string putText(const reader::Event& event, Zone zone) {
 std::string shortPutText(const reader::Event& event, Zone zone) {
   const auto put = putTimeOf(event);
   if (!put) return kMissing;
-  const std::int64_t posted = event.time.value_or(event.recordId.created().seconds);
+  const std::int64_t posted = model::postedAt(event);
   const std::string day = dateOnly(put->seconds, zone);
   if (day == dateOnly(posted, zone)) return timeOnly(put->seconds, zone);
   const std::string time = timeOnly(put->seconds, zone);

@@ -85,6 +85,10 @@ Cell cellOf(Number number) {
   return number ? Cell(*number) : Cell(Unreadable{});
 }
 
+Cell textOrMissing(const std::string& text) {
+  return text.empty() ? Cell() : Cell(text);
+}
+
 Cell momentOf(std::optional<std::int64_t> time) {
   Cell cell;
   if (time) cell.value = Moment{*time};

@@ -44,6 +44,7 @@ struct Cell {
 };
 
 Cell cellOf(Number number);                       // unreadable when there is none
+Cell textOrMissing(const std::string& text);      // missing when it is empty
 Cell momentOf(std::optional<std::int64_t> time);  // missing when it is not set
 Cell meanOf(Number sum, Number count);  // missing for a count of 0 and below, else as cellOf
 

@@ -115,10 +115,7 @@ std::vector<Draft> firstOf(const flowfile::Flow& flow, std::uint64_t seed) {
 FlowCost measure(const flowfile::File& file, const std::string& group, const flowfile::Flow& flow,
                  const Plugin& plugin, Clock::time_point end) {
   FlowCost cost{group, flow.label, monitorsOf(flow), 0, {}, {}, {}};
-  flowfile::Flow plain = bare(flow);
-  std::erase_if(plain.nodes, [](const flowfile::Node& node) {
-    return std::holds_alternative<flowfile::MonitorNode>(node);
-  });
+  const flowfile::Flow plain = withoutMonitors(bare(flow));
   const std::vector<Draft> drafts = firstOf(flow, file.seed);
   Way withNodes(file, bare(flow), group, plugin);
   Way withoutNodes(file, plain, group, plugin);

@@ -95,9 +95,14 @@ std::vector<std::string> replacedInputs(const flowfile::File& file) {
   return replaced;
 }
 
+flowfile::Flow withoutMonitors(flowfile::Flow flow) {
+  std::erase_if(flow.nodes, isMonitor);
+  return flow;
+}
+
 flowfile::File withoutMonitors(flowfile::File file) {
   return changed(std::move(file),
-                 [](flowfile::Flow& flow) { std::erase_if(flow.nodes, isMonitor); });
+                 [](flowfile::Flow& flow) { flow = withoutMonitors(std::move(flow)); });
 }
 
 flowfile::Flow bare(flowfile::Flow flow) {

@@ -19,6 +19,7 @@ flowfile::File endless(flowfile::File file);
 std::vector<std::string> replacedInputs(const flowfile::File& file);
 
 // Without its monitoring nodes.
+flowfile::Flow withoutMonitors(flowfile::Flow flow);
 flowfile::File withoutMonitors(flowfile::File file);
 
 // Rates, latencies and failures off.

@@ -2,8 +2,6 @@
 // What contrib/ offers to other programs: each accepts it, and it speaks of what there is.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <regex>
 #include <set>
 
@@ -15,15 +13,6 @@ namespace {
 
 constexpr char kRules[] = ZEB_CONTRIB "/prometheus/zeb.rules.yml";
 constexpr char kAlerts[] = ZEB_CONTRIB "/prometheus/zeb.alerts.yml";
-
-// What a command prints; it begins with "failed: " when the command fails.
-std::string answer(const std::string& command) {
-  const std::string file = testing::TempDir() + "answer";
-  const int code = std::system((command + " >" + file + " 2>&1").c_str());
-  std::string said = (code == 0 ? "" : "failed: ") + contents(file);
-  std::filesystem::remove(file);
-  return said;
-}
 
 std::set<std::string> matchesIn(const std::string& text, const char* pattern) {
   const std::regex regex(pattern);
@@ -54,14 +43,14 @@ std::set<std::string> anchorsOf(const std::string& page) {
 
 TEST(Contrib, RulesAndAlertsDoWhatTheirTestsSay) {
   const std::string said =
-      answer(ZEB_PROMTOOL " test rules " ZEB_CONTRIB "/prometheus/zeb.test.yml");
+      answerOf(ZEB_PROMTOOL " test rules " ZEB_CONTRIB "/prometheus/zeb.test.yml");
   EXPECT_FALSE(contains(said, "failed: ")) << said;
   EXPECT_TRUE(contains(said, "SUCCESS")) << said;
 }
 
 TEST(Contrib, TheAlertmanagerTakesItsExample) {
   const std::string said =
-      answer(ZEB_AMTOOL " check-config " ZEB_CONTRIB "/alertmanager.example.yml");
+      answerOf(ZEB_AMTOOL " check-config " ZEB_CONTRIB "/alertmanager.example.yml");
   EXPECT_FALSE(contains(said, "failed: ")) << said;
 }
 

@@ -302,7 +302,7 @@ TEST(Searching, FindsATextAnywhereAndCaseDoesNotCount) {
   EXPECT_TRUE(model::isIn("(a+)+$", "x (a+)+$ y"));
 }
 
-// A pattern that makes many matchers try for ever.
+// Many matchers take exponential time for this pattern.
 TEST(Searching, TakesTimeInProportionWhateverIsLookedFor) {
   std::string pattern;
   for (int i = 0; i < 300; ++i) pattern += "a*";

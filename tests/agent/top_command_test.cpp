@@ -288,6 +288,15 @@ TEST_F(Top, CanBeStoppedAndGoesOn) {
   terminal.await("ended with 0");
 }
 
+TEST_F(Top, TakesAnArrowKeyInBothOfItsForms) {
+  const Terminal terminal(80, 24, start());
+  terminal.await(kRunning);
+  terminal.press("-H 1b 5b 42");
+  terminal.await("\n>- Fulfil");
+  terminal.press("-H 1b 4f 42");
+  terminal.await("\n>  Reserve");
+}
+
 TEST_F(Top, DrawsAgainWhenSomebodyElseStoppedIt) {
   const Terminal terminal(80, 24, start() + "; echo ended with $?");
   terminal.await(kRunning);

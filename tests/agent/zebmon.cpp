@@ -2,12 +2,14 @@
 #include "tests/agent/zebmon.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -121,4 +123,12 @@ std::string contents(const std::string& path) {
   std::ostringstream text;
   text << std::ifstream(path).rdbuf();
   return text.str();
+}
+
+std::string answerOf(const std::string& command) {
+  const std::string file = testing::TempDir() + "answer";
+  const int status = std::system((command + " >" + file + " 2>&1").c_str());
+  std::string said = (status == 0 ? "" : "failed: ") + contents(file);
+  std::filesystem::remove(file);
+  return said;
 }

@@ -63,4 +63,7 @@ bool contains(const std::string& text, const std::string& part);
 
 std::string contents(const std::string& path);
 
+// What a shell's command prints, on standard error too. It begins with "failed: " when it fails.
+std::string answerOf(const std::string& command);
+
 #endif  // ZEB_TESTS_AGENT_ZEBMON_H

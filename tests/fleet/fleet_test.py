@@ -19,6 +19,7 @@ import unittest
 import urllib.parse
 import urllib.request
 
+from exporter import Exporter
 from loopback import raise_loopback
 
 PROMETHEUS, ZEBMON, SNAPSHOT = sys.argv[1:4]
@@ -36,25 +37,17 @@ def metrics():
     return text.replace('flow="Payment"', f'flow="{HOSTILE}"')
 
 
-class Scraped(http.server.BaseHTTPRequestHandler):
+class Scraped(Exporter):
     text = metrics()
     scrapes = 0
 
-    def do_GET(self):
+    def metrics(self):
         Scraped.scrapes += 1
         grown = re.sub(r"^(\w+_total\{.*\}) ([\d.]+)$",
                        lambda line: f"{line[1]} {float(line[2]) + 7 * self.scrapes}", self.text,
                        flags=re.MULTILINE)
-        body = re.sub(r"^(zebmon_snapshot_timestamp_seconds) .*$", rf"\1 {time.time()}", grown,
-                      flags=re.MULTILINE).encode()
-        self.send_response(200)
-        self.send_header("Content-Type", "text/plain; version=0.0.4")
-        self.send_header("Content-Length", str(len(body)))
-        self.end_headers()
-        self.wfile.write(body)
-
-    def log_message(self, *_):
-        pass
+        return re.sub(r"^(zebmon_snapshot_timestamp_seconds) .*$", rf"\1 {time.time()}", grown,
+                      flags=re.MULTILINE)
 
 
 def get(path, **arguments):

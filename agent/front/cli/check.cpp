@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "agent/archive/replace_file.h"
 #include "agent/front/cli/check_state.h"
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/look.h"
@@ -92,7 +93,7 @@ std::optional<model::Snapshot> earlier(const std::string& path, const model::Sna
 
 // The state is written also when something is wrong: the next run is about the time since this one.
 bool keepState(const std::string& path, const model::Snapshot& now) {
-  const int error = writeState(path, stateOf(now));
+  const int error = archived::replaceFile(path, stateOf(now));
   if (error == 0) return true;
   complain("can't write the state " + path + ": " + render::errorText(error) +
            ". Name a file in a directory that you may write to");

@@ -5,7 +5,6 @@
 #include <charconv>
 #include <memory>
 
-#include "agent/archive/replace_file.h"
 #include "agent/reader/bounded_file.h"
 #include "agent/render/json.h"
 
@@ -142,15 +141,6 @@ std::optional<std::string> readState(const std::string& path, int& error) {
   error = file.cut ? EFBIG : file.error;
   if (error != 0) return {};
   return std::move(file.text);
-}
-
-int writeState(const std::string& path, const std::string& text) {
-  int failed = 0;
-  const int error = archived::replaceFile(path, [&](const archived::Sink& sink) {
-    failed = sink(text);
-    return failed == 0;
-  });
-  return failed != 0 ? failed : error;
 }
 
 }  // namespace cli

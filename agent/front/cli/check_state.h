@@ -22,10 +22,6 @@ std::optional<model::Snapshot> restored(const std::string& text, const model::Sn
 // errno, or EFBIG.
 std::optional<std::string> readState(const std::string& path, int& error);
 
-// Puts the text in the place of the file at once: others see the old one or the new one. Only its
-// owner may read it. Returns 0 or the errno of what failed; then the file is as it was.
-int writeState(const std::string& path, const std::string& text);
-
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_CHECK_STATE_H

@@ -98,13 +98,6 @@ std::vector<render::Column> columnsOf(bool changesOnly) {
   return changesOnly ? render::changesColumns() : render::ratesColumns(true);
 }
 
-// Of both tables, since the options of a command are read in any order.
-std::vector<render::Column> allColumns() {
-  std::vector<render::Column> columns = columnsOf(true);
-  for (render::Column& column : columnsOf(false)) columns.push_back(std::move(column));
-  return columns;
-}
-
 }  // namespace
 
 void declareDiff(CLI::App& options, Request& request) {
@@ -117,7 +110,7 @@ void declareDiff(CLI::App& options, Request& request) {
                    "without it csv has the rates alone");
   addPatterns(options, request);
   addMostBytes(options, request);
-  addSheet(options, request, allColumns());
+  addSheet(options, request, columnsOfAll({columnsOf(true), columnsOf(false)}));
   options.footer("Exit codes: 0 nothing is different, 1 something is; else as of all commands.");
 }
 

@@ -44,6 +44,14 @@ class Problems {
   Current reported_;
 };
 
+// Says what is wrong, and tells it as an exit code.
+ExitCode report(const Request& request, const model::Snapshot& all,
+                const model::Snapshot& selected) {
+  complain(render::problemOf(all, request.selection));
+  for (const auto& broker : selected.brokers) reportProblem(*broker);
+  return findUnknown(all, request.selection) ? kNoBroker : exitCodeOf(selected);
+}
+
 // What there is now.
 ExitCode show(const Request& request, Output& output) {
   const auto snapshot = take(request, model::MachineFacts::leave, model::Events::read);
@@ -53,9 +61,7 @@ ExitCode show(const Request& request, Output& output) {
     if (broker->events) stream.add(*broker, broker->events->events, model::secondsOf(*snapshot));
   }
   stream.flush();
-  complain(render::problemOf(*snapshot, request.selection));
-  for (const auto& broker : selected.brokers) reportProblem(*broker);
-  return findUnknown(*snapshot, request.selection) ? kNoBroker : exitCodeOf(selected);
+  return report(request, *snapshot, selected);
 }
 
 // Shows, look by look, what each broker posted since the one before.
@@ -90,8 +96,7 @@ void Watch::choose(const model::Snapshot& whole) {
 
 void Watch::show(const model::FollowLook& look) {
   if (look.whole) choose(*look.whole);
-  const std::int64_t wall =
-      std::chrono::floor<std::chrono::seconds>(look.wall).time_since_epoch().count();
+  const std::int64_t wall = model::secondsOf(look.wall);
   for (const model::News& news : look.news) {
     if (!chosen_.contains(news.broker->segment.keyFile)) continue;
     for (const model::Gap& gap : news.gaps) {
@@ -107,13 +112,9 @@ ExitCode follow(const Request& request, Output& output) {
   const FlowFile flows = readFlows(request.rates.flows);
   if (flows.code != kDone) return flows.code;
   output.stopOnSignals();
-  model::Follower follower(
-      request.directory, std::chrono::milliseconds(request.events.interval),
-      {.chain = {}, .file = flows.file ? &*flows.file : nullptr, .threads = request.rates.threads});
-  Watch watch(request, output,
-              std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now())
-                  .time_since_epoch()
-                  .count());
+  model::Follower follower(request.directory, std::chrono::milliseconds(request.events.interval),
+                           knowledgeOf(request, flows));
+  Watch watch(request, output, model::secondsOf(std::chrono::system_clock::now()));
   do watch.show(follower.look());
   while (output.wait(static_cast<int>(follower.pause().count())));
   return kDone;
@@ -122,8 +123,7 @@ ExitCode follow(const Request& request, Output& output) {
 // How often, in place of which.
 ExitCode count(const Request& request, Output& output, const model::Snapshot& snapshot) {
   const model::Snapshot brokers = distinct(model::selectBrokers(snapshot, request.selection));
-  complain(render::problemOf(snapshot, request.selection));
-  for (const auto& broker : brokers.brokers) reportProblem(*broker);
+  const ExitCode code = report(request, snapshot, brokers);
   const model::CountBy by = *request.events.countBy;
   const auto counts =
       model::countEvents(brokers, by, EventFilter(request, model::secondsOf(snapshot)));
@@ -136,7 +136,7 @@ ExitCode count(const Request& request, Output& output, const model::Snapshot& sn
   } else {
     output.write(render::tableOf(sheet, styleOf(request.show)));
   }
-  return findUnknown(snapshot, request.selection) ? kNoBroker : exitCodeOf(brokers);
+  return code;
 }
 
 // What can't be asked for together, and what to do; empty when all of it can.
@@ -186,16 +186,10 @@ void takeText(std::vector<std::string>& texts, const std::string& text) {
   texts.push_back(text);
 }
 
-// Of all tables that the command can show, since its options are read in any order.
 std::vector<render::Column> allColumns() {
-  std::vector<render::Column> columns = render::eventsColumns();
-  for (const model::CountBy by : kCounts) {
-    for (render::Column& column : render::eventCountsColumns(by)) {
-      if (std::ranges::find(columns, column.name, &render::Column::name) == columns.end())
-        columns.push_back(std::move(column));
-    }
-  }
-  return columns;
+  std::vector<std::vector<render::Column>> tables = {render::eventsColumns()};
+  for (const model::CountBy by : kCounts) tables.push_back(render::eventCountsColumns(by));
+  return columnsOfAll(std::move(tables));
 }
 
 void declareChoice(CLI::App& options, EventsRequest& events) {

@@ -16,11 +16,10 @@ Looks::Looks(const Request& request, model::MachineFacts machine)
 }
 
 void Looks::take() {
-  constexpr std::size_t kMostLooks = 10;  // to infer chains from
   last_ = collector_.take();
   looks_.push_back(std::make_shared<const model::Snapshot>(
       distinct(model::selectBrokers(*last_, request_.selection))));
-  if (looks_.size() > kMostLooks) looks_.erase(looks_.begin());
+  if (looks_.size() > model::kMostLooks) looks_.erase(looks_.begin());
 }
 
 model::View Looks::view(const model::FlowKnowledge& known) const {

@@ -22,17 +22,9 @@ constexpr mode_t kForAllToRead = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 // A collector that reads the directory meanwhile sees the old file or the new one: until it is
 // whole, it has a name that doesn't end in ".prom".
 void replace(const std::string& path, const std::string& text) {
-  int failed = 0;
-  const int error = archived::replaceFile(
-      path,
-      [&](const archived::Sink& sink) {
-        failed = sink(text);
-        return failed == 0;
-      },
-      archived::Existing::replace, kForAllToRead);
-  if (failed == 0 && error == 0) return;
-  throw Stop{kFailed, "can't write " + path + ": " +
-                          render::errorText(failed != 0 ? failed : error) +
+  const int error = archived::replaceFile(path, text, kForAllToRead);
+  if (error == 0) return;
+  throw Stop{kFailed, "can't write " + path + ": " + render::errorText(error) +
                           ". Name a file in a directory that you may write to"};
 }
 

@@ -3,8 +3,10 @@
 
 #include <pwd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <sstream>
+#include <utility>
 
 #include "agent/model/message_way.h"
 
@@ -124,6 +126,17 @@ void addStyle(CLI::App& options, Request& request) {
   options.add_flag_function("--local", local, "Times in the local zone instead of UTC");
   addChoice(options, "--color", show.color, kColors, "Colours; auto: on a terminal that has them",
             "auto|always|never");
+}
+
+std::vector<render::Column> columnsOfAll(std::vector<std::vector<render::Column>> tables) {
+  std::vector<render::Column> columns;
+  for (auto& table : tables) {
+    for (render::Column& column : table) {
+      if (std::ranges::find(columns, column.name, &render::Column::name) == columns.end())
+        columns.push_back(std::move(column));
+    }
+  }
+  return columns;
 }
 
 void takeId(const char* name, std::string& id, const std::string& text) {

@@ -16,10 +16,10 @@ namespace cli {
 // --broker, --group, --flow and --node.
 void addPatterns(CLI::App& options, Request& request);
 
-// --max-bytes: of one broker in a snapshot file.
+// --max-bytes: how much of one broker is looked at.
 CLI::Option* addMostBytes(CLI::App& options, Request& request);
 
-// --broker, and what there is to look at: --temp-directory, or --from and --max-bytes.
+// --broker and --owner, and what there is to look at: --temp-directory, or --from and --max-bytes.
 void addBroker(CLI::App& options, Request& request);
 
 // The same with all of addPatterns().
@@ -35,6 +35,10 @@ void addSheet(CLI::App& options, Request& request, const std::vector<render::Col
 // --columns, --sort and --no-header alone, with the same answer.
 void addArrangement(CLI::App& options, Request& request,
                     const std::vector<render::Column>& columns);
+
+// The columns of several tables, each name once: for a command that shows one of them, since its
+// options are read in any order.
+std::vector<render::Column> columnsOfAll(std::vector<std::vector<render::Column>> tables);
 
 // The digits of a message or correlation ID or of its beginning, given to option `name`. Throws
 // when they are none.

@@ -8,6 +8,7 @@
 #include "agent/front/serve/gate.h"
 #include "agent/front/serve/server.h"
 #include "agent/front/serve/trouble.h"
+#include "agent/reader/letters.h"
 #include "flowfile/quantity.h"
 
 namespace cli {
@@ -42,7 +43,7 @@ std::string asInHeaders(const std::string& name) {
 void takeHost(std::vector<std::string>& hosts, const std::vector<std::string>& names) {
   for (const std::string& given : names) {
     const std::string name = asInHeaders(given);
-    if (serve::hostOf(name) != serve::lowerCase(name)) {
+    if (serve::hostOf(name) != reader::lowered(name)) {
       throw CLI::ValidationError("--host", "\"" + name +
                                                "\" is no name of a host without a port, like "
                                                "web1.example.net");

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 #include <tuple>
 
 #include "agent/front/cli/commands.h"
@@ -49,17 +48,6 @@ std::string shown(const model::View& view, const Request& request) {
   return render::ratesTables(view, selection, self, show.arrangement, styleOf(show));
 }
 
-// Of both tables, since the options of a command are read in any order.
-std::vector<render::Column> allColumns() {
-  std::vector<render::Column> columns = render::statisticsColumns();
-  for (render::Column& column : render::ratesColumns(true)) {
-    if (std::ranges::find(columns, column.name, &render::Column::name) == columns.end()) {
-      columns.push_back(std::move(column));
-    }
-  }
-  return columns;
-}
-
 ExitCode runRates(const Request& request, Output& output) {
   return watch(request, output,
                [&request](const model::View& view) { return shown(view, request); });
@@ -74,7 +62,8 @@ void declareStats(CLI::App& options, Request& request) {
                    "The time that each node spent itself, in an\n"
                    "interval of 5s unless another is given");
   addFlowKnowledge(options, request);
-  addSheet(options, request, allColumns());
+  addSheet(options, request,
+           columnsOfAll({render::statisticsColumns(), render::ratesColumns(true)}));
 }
 
 ExitCode runStats(const Request& request, Output& output) {

@@ -108,6 +108,22 @@ void startColors() {
   init_pair(kRedPair, COLOR_RED, -1);
 }
 
+// A terminal sends these keys in one of two ways, after who used it last. Its description knows one
+// of them, and a key may be pressed before the terminal is told which.
+void knowBothCursorModes() {
+  struct Letter {
+    char ends;
+    int key;
+  };
+  constexpr Letter kLetters[] = {{'A', KEY_UP},   {'B', KEY_DOWN}, {'C', KEY_RIGHT},
+                                 {'D', KEY_LEFT}, {'H', KEY_HOME}, {'F', KEY_END}};
+  for (const Letter& letter : kLetters) {
+    for (const char* const begins : {"\x1b[", "\x1bO"}) {
+      define_key((begins + std::string(1, letter.ends)).c_str(), letter.key);
+    }
+  }
+}
+
 // Where there are no colours, boldness takes their place.
 attr_t looksOf(Attribute attribute, bool colors) {
   switch (attribute) {
@@ -158,6 +174,7 @@ FullScreen::FullScreen(bool colors) : colors_(colors && has_colors()) {
   nodelay(stdscr, TRUE);
   typeahead(-1);
   keypad(stdscr, TRUE);
+  knowBothCursorModes();
   set_escdelay(kEscapeDelay);
   curs_set(0);
   if (colors_) startColors();

@@ -2,7 +2,9 @@
 #include "agent/front/serve/gate.h"
 
 #include <algorithm>
-#include <charconv>
+
+#include "agent/reader/bounded_file.h"
+#include "agent/reader/letters.h"
 
 namespace serve {
 namespace {
@@ -39,14 +41,6 @@ Route routeOf(std::string_view path) {
   return place == std::end(kPlaces) ? Route::none : place->route;
 }
 
-std::optional<std::uint64_t> numberOf(std::string_view digits) {
-  std::uint64_t number = 0;
-  const char* const end = digits.data() + digits.size();
-  const auto [stop, error] = std::from_chars(digits.data(), end, number);
-  if (digits.empty() || error != std::errc() || stop != end) return {};
-  return number;
-}
-
 Verdict refusal(int status, std::string problem, std::string_view quoted = {}) {
   return {.status = status, .problem = std::move(problem), .quoted = std::string(quoted)};
 }
@@ -81,9 +75,10 @@ Refusal refuseHost(const Request& request, const Rules& rules) {
 // without TLS may be behind one that has it.
 bool isOwn(std::string_view origin, const Rules& rules, std::string_view host) {
   const auto end = origin.find("://");
-  if (end == origin.npos || !sameWord(origin.substr(end + 3), host)) return false;
+  if (end == origin.npos || !reader::sameLetters(origin.substr(end + 3), host)) return false;
   const std::string_view scheme = origin.substr(0, end);
-  return sameWord(scheme, "https") || (!rules.tls && sameWord(scheme, "http"));
+  return reader::sameLetters(scheme, "https") ||
+         (!rules.tls && reader::sameLetters(scheme, "http"));
 }
 
 Refusal refuseOrigin(const Request& request, const Rules& rules) {
@@ -94,7 +89,7 @@ Refusal refuseOrigin(const Request& request, const Rules& rules) {
     }
   }
   for (const std::string_view site : request.valuesOf("Sec-Fetch-Site")) {
-    if (sameWord(site, "cross-site")) {
+    if (reader::sameLetters(site, "cross-site")) {
       return refusal(403, "pages of other servers may not ask. Open this server's own", site);
     }
   }
@@ -104,7 +99,7 @@ Refusal refuseOrigin(const Request& request, const Rules& rules) {
 bool showsToken(const Request& request, const Token& token) {
   constexpr std::string_view kScheme = "Bearer ";
   const auto values = request.valuesOf("Authorization");
-  return values.size() == 1 && sameWord(values[0].substr(0, kScheme.size()), kScheme) &&
+  return values.size() == 1 && reader::sameLetters(values[0].substr(0, kScheme.size()), kScheme) &&
          token.is(trimmed(values[0].substr(kScheme.size())));
 }
 
@@ -125,7 +120,7 @@ Refusal takeQuery(std::string_view query, Verdict& verdict) {
   if (query.empty()) return {};
   constexpr std::string_view kSince = "since=";
   const auto since = query.starts_with(kSince) && verdict.route == Route::events
-                         ? numberOf(query.substr(kSince.size()))
+                         ? reader::unsignedOf(query.substr(kSince.size()))
                          : std::nullopt;
   if (!since) {
     return refusal(400, "the query is not understood. Only events take one: ?since=SEQUENCE",
@@ -153,16 +148,17 @@ std::optional<std::string> hostOf(std::string_view authority) {
   if (host.empty()) return {};
   const std::string_view port = authority.substr(host.size());
   if (!port.empty() && port != ":" &&
-      (port[0] != ':' || port.size() > 6 || numberOf(port.substr(1)).value_or(65536) > 65535)) {
+      (port[0] != ':' || port.size() > 6 ||
+       reader::unsignedOf(port.substr(1)).value_or(65536) > 65535)) {
     return {};
   }
-  return lowerCase(host);
+  return reader::lowered(host);
 }
 
 bool hasLargeBody(const Request& request) {
   if (!request.valuesOf("Transfer-Encoding").empty()) return true;
   return std::ranges::any_of(request.valuesOf("Content-Length"), [](std::string_view length) {
-    return numberOf(length).value_or(kMostBytes + 1) > kMostBytes;
+    return reader::unsignedOf(length).value_or(kMostBytes + 1) > kMostBytes;
   });
 }
 

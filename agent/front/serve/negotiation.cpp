@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "agent/front/serve/request.h"
+#include "agent/reader/letters.h"
 
 namespace serve {
 namespace {
@@ -62,8 +63,8 @@ std::optional<Wish> wishOf(std::string_view text) {
     if (equals == std::string_view::npos) continue;
     const std::string_view name = trimmed(pieces[i].substr(0, equals));
     const std::string_view value = trimmed(pieces[i].substr(equals + 1));
-    if (sameWord(name, "version")) wish.version = unquoted(value);
-    if (!sameWord(name, "q")) continue;
+    if (reader::sameLetters(name, "version")) wish.version = unquoted(value);
+    if (!reader::sameLetters(name, "q")) continue;
     const auto weight = thousandthsOf(value);
     if (!weight) return {};
     wish.weight = *weight;
@@ -83,18 +84,19 @@ std::optional<int> weightOf(std::string_view list, Is is) {
 }
 
 std::optional<int> weightOfName(std::string_view list, std::string_view name) {
-  return weightOf(list, [name](const Wish& wish) { return sameWord(wish.name, name); });
+  return weightOf(list, [name](const Wish& wish) { return reader::sameLetters(wish.name, name); });
 }
 
 }  // namespace
 
 render::Exposition expositionFor(std::string_view accept) {
   const auto open = weightOf(accept, [](const Wish& wish) {
-    return sameWord(wish.name, "application/openmetrics-text") &&
+    return reader::sameLetters(wish.name, "application/openmetrics-text") &&
            (wish.version.empty() || wish.version == "1.0.0");
   });
   const auto plain = weightOf(accept, [](const Wish& wish) {
-    return sameWord(wish.name, "text/plain") && (wish.version.empty() || wish.version == "0.0.4");
+    return reader::sameLetters(wish.name, "text/plain") &&
+           (wish.version.empty() || wish.version == "0.0.4");
   });
   const bool chosen = open && *open > 0 && *open >= plain.value_or(0);
   return chosen ? render::Exposition::openMetrics : render::Exposition::prometheus;

@@ -1,26 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/serve/request.h"
 
-#include <algorithm>
+#include "agent/reader/letters.h"
 
 namespace serve {
-namespace {
-
-char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-}  // namespace
-
-std::string lowerCase(std::string_view text) {
-  std::string lowered(text);
-  std::ranges::transform(lowered, lowered.begin(), lower);
-  return lowered;
-}
-
-bool sameWord(std::string_view one, std::string_view other) {
-  return std::ranges::equal(one, other, {}, lower, lower);
-}
 
 std::string_view trimmed(std::string_view text) {
   constexpr std::string_view kBlanks = " \t";
@@ -32,7 +15,7 @@ std::string_view trimmed(std::string_view text) {
 std::vector<std::string_view> Request::valuesOf(std::string_view name) const {
   std::vector<std::string_view> values;
   for (const Header& header : headers) {
-    if (sameWord(header.first, name)) values.push_back(trimmed(header.second));
+    if (reader::sameLetters(header.first, name)) values.push_back(trimmed(header.second));
   }
   return values;
 }

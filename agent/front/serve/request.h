@@ -38,9 +38,7 @@ struct Reply {
 // What every reply carries, whatever it says.
 const std::vector<Header>& commonHeaders();
 
-// Helpers for what is compared without case, and for blanks around a value.
-bool sameWord(std::string_view one, std::string_view other);
-std::string lowerCase(std::string_view text);
+// Without the blanks around it.
 std::string_view trimmed(std::string_view text);
 
 }  // namespace serve

@@ -14,6 +14,7 @@
 #include "agent/front/serve/trouble.h"
 #include "agent/model/collector.h"
 #include "agent/reader/bounded_file.h"
+#include "agent/reader/letters.h"
 #include "format/version.h"
 #include "text/printable.h"
 
@@ -85,7 +86,7 @@ Rules rulesOf(const Options& options, const std::vector<Listening>& sockets) {
   rules.tls = !options.certificateFile.empty();
   rules.events = options.events;
   if (!options.tokenFile.empty()) rules.token = readToken(options.tokenFile);
-  for (const std::string& host : options.hosts) rules.hosts.push_back(lowerCase(host));
+  for (const std::string& host : options.hosts) rules.hosts.push_back(reader::lowered(host));
   for (const Listening& socket : sockets) {
     const std::string host = socket.host();
     if (!host.empty()) rules.hosts.push_back(host);

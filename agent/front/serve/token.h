@@ -10,7 +10,7 @@
 
 namespace serve {
 
-// What is kept of a token: its SHA-256. Whoever reads the server's memory finds no token in it.
+// What is kept of a token: its SHA-256. The server's memory holds no token.
 class Token {
  public:
   explicit Token(std::string_view secret);

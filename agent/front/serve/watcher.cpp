@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <exception>
 
+#include "agent/model/flow_view.h"
+
 namespace serve {
 namespace {
 
@@ -13,8 +15,7 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr std::size_t kMostLooks = 10;  // that are kept, to infer chains from
-constexpr seconds kApart(1);            // of two looks that findings compare
+constexpr seconds kApart(1);  // of two looks that findings compare
 constexpr int kShareOfATurn = 10;
 constexpr int kReadyFor = 3;  // intervals
 constexpr seconds kPatience(30);
@@ -127,7 +128,7 @@ void Watcher::turn() {
   Seen seen{.took = Clock::now() - begin, .version = settings_.version};
   seen.findings = model::findingsOf(before(*look).get(), *look);
   looks_.push_back(std::move(look));
-  if (looks_.size() > kMostLooks) looks_.erase(looks_.begin());
+  if (looks_.size() > model::kMostLooks) looks_.erase(looks_.begin());
   seen.looks = looks_;
   each_(seen);
   auto texts = std::make_shared<const Texts>(std::move(seen));

@@ -21,15 +21,6 @@ using Broker = std::shared_ptr<const SeenBroker>;
 constexpr std::chrono::weeks kWeek(1);
 constexpr std::int64_t kClockSlack = 5;  // seconds
 
-Finding of(const Broker& broker, const char* id, std::string object) {
-  Finding finding;
-  finding.id = id;
-  finding.of = broker->segment.keyFile;
-  finding.object = std::move(object);
-  finding.broker = broker;
-  return finding;
-}
-
 std::uint32_t left(const reader::Area& area) {
   return area.size - std::min(area.size, area.last);
 }

@@ -9,18 +9,8 @@
 #include "format/names.h"
 
 namespace model::findings {
-namespace {
 
 using reader::Presence;
-
-Sighting sightingOf(const reader::Lock& lock, const Machine& machine) {
-  Sighting sighting{.semaphore = lock.semaphore, .process = {}, .clocks = machine.clocks};
-  if (const auto* process = machine.find(lock.semaphore.lastProcess)) sighting.process = *process;
-  sighting.process.id = lock.semaphore.lastProcess;
-  return sighting;
-}
-
-}  // namespace
 
 Looks::Looks(const Snapshot* before, const Snapshot& snapshot)
     : now(snapshot),
@@ -43,11 +33,11 @@ const SeenBroker* Looks::before(const SeenBroker& broker) const {
 }
 
 Verdict Looks::lastUserOf(const reader::Lock& lock) const {
-  const Sighting sighting = sightingOf(lock, machine);
+  const Sighting sighting = sightingOf(lock.semaphore, machine);
   const auto segment = segmentOf(guards.of(lock.name));
   const reader::Lock* const earlier = before(lock);
   if (earlier == nullptr) return lastUser(nullptr, sighting, segment);
-  const Sighting first = sightingOf(*earlier, *before_);
+  const Sighting first = sightingOf(earlier->semaphore, *before_);
   return lastUser(&first, sighting, segment);
 }
 
@@ -56,18 +46,21 @@ Verdict Looks::fateOf(std::int32_t process) const {
   return found == nullptr ? Verdict{} : model::fateOf(*found);
 }
 
+Finding of(const std::shared_ptr<const SeenBroker>& broker, const char* id, std::string object) {
+  Finding finding;
+  finding.id = id;
+  finding.of = broker->segment.keyFile;
+  finding.object = std::move(object);
+  finding.broker = broker;
+  return finding;
+}
+
 bool isHeld(const reader::Semaphore& semaphore) {
   return semaphore.presence == Presence::there && semaphore.value == 0;
 }
 
 bool hasObjects(const reader::Lock& lock) {
   return lock.semaphore.presence == Presence::there || lock.queue.presence == Presence::there;
-}
-
-std::optional<reader::MappedSegment> segmentOf(const Guarded& guarded) {
-  if (!guarded.broker || guarded.broker->segment.key == 0) return std::nullopt;
-  const reader::Segment& segment = guarded.broker->segment;
-  return reader::MappedSegment{.key = segment.key, .id = static_cast<std::uint64_t>(segment.id)};
 }
 
 std::int64_t secondsSince(reader::KernelTime then, const reader::Clocks& now) {

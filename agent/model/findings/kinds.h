@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the functions that look for one kind of finding share. For agent/model/findings* alone.
+// What the functions that look for one kind of finding share.
 #ifndef ZEB_AGENT_MODEL_FINDINGS_KINDS_H
 #define ZEB_AGENT_MODEL_FINDINGS_KINDS_H
 
@@ -55,6 +55,9 @@ void addSurroundings(const Looks& looks, Findings& findings);
 void addRecords(const Looks& looks, Findings& findings);
 void addAreas(const Looks& looks, Findings& findings);
 
+// A finding about something in a broker's segment, without severity and texts.
+Finding of(const std::shared_ptr<const SeenBroker>& broker, const char* id, std::string object);
+
 // Somebody has it, or is just making it.
 bool isHeld(const reader::Semaphore& semaphore);
 
@@ -66,9 +69,6 @@ bool mayBeLeftOver(const reader::Lock& lock, const Looks& looks);
 
 // Whether somebody may be trying to store what can't fit, which a second look tells.
 bool mayBeTooLarge(const SeenBroker& broker, const Looks& looks);
-
-// The segment of a lock's broker, when that is known.
-std::optional<reader::MappedSegment> segmentOf(const Guarded& guarded);
 
 // Seconds since then by the wall clock, never below 0, whatever the clocks say; and as "4 min".
 std::int64_t secondsSince(reader::KernelTime then, const reader::Clocks& now);

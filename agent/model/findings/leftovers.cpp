@@ -38,20 +38,17 @@ std::vector<User> usersOf(const Lock& lock) {
 
 std::optional<Sighting> sightingOf(const User& user, const Lock& lock, const Machine* machine) {
   if (machine == nullptr) return std::nullopt;
-  Sighting sighting{.semaphore = lock.semaphore, .process = {}, .clocks = machine->clocks};
-  sighting.semaphore.presence = Presence::there;
-  sighting.semaphore.lastProcess = user.process;
-  sighting.semaphore.lastOperation = sighting.semaphore.changed = user.at;
-  if (const auto* process = machine->find(user.process)) sighting.process = *process;
-  sighting.process.id = user.process;
-  return sighting;
+  reader::Semaphore semaphore = lock.semaphore;
+  semaphore.presence = Presence::there;
+  semaphore.lastProcess = user.process;
+  semaphore.lastOperation = semaphore.changed = user.at;
+  return model::sightingOf(semaphore, *machine);
 }
 
 Verdict fateOf(const User& user, const Lock& lock, const Looks& looks) {
   const auto now = sightingOf(user, lock, &looks.machine);
   const auto before = sightingOf(user, lock, looks.machineBefore());
-  return lastUser(before ? &*before : nullptr, *now,
-                  findings::segmentOf(looks.guards.of(lock.name)));
+  return lastUser(before ? &*before : nullptr, *now, segmentOf(looks.guards.of(lock.name)));
 }
 
 // Empty when each of them is dead, or nobody ever was one.

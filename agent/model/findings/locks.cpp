@@ -22,10 +22,6 @@ bool unchanged(const reader::Lock* before, const reader::Lock& now) {
          before->semaphore.changed == now.semaphore.changed;
 }
 
-reader::KernelTime takenAt(const reader::Semaphore& semaphore) {
-  return std::max(semaphore.lastOperation, semaphore.changed);
-}
-
 std::string effectOf(const Guarded& guarded) {
   switch (guarded.what) {
     case What::statistics:
@@ -72,7 +68,7 @@ std::string holderOf(const reader::Lock& lock, const Verdict& verdict, const Loo
 std::string evidenceOf(const reader::Lock& lock, const Verdict& verdict, const Looks& looks) {
   const std::uint32_t waiting = lock.semaphore.waiting;
   return fmt::format("{}; held for {}; {}", holderOf(lock, verdict, looks),
-                     age(takenAt(lock.semaphore), looks.machine.clocks),
+                     age(lock.semaphore.lastUsed(), looks.machine.clocks),
                      waiting == 0
                          ? "nobody waits for it"
                          : counted(waiting, "process waits for it", "processes wait for it"));
@@ -139,7 +135,7 @@ void addHeld(const reader::Lock& lock, const Looks& looks, Findings& findings) {
   finding.broker = guarded.broker;
   finding.owner = lock.file.owner;
   if (verdict.gone()) return addStuck(std::move(finding), guarded, findings);
-  if (secondsSince(takenAt(lock.semaphore), looks.machine.clocks) < kLong.count()) return;
+  if (secondsSince(lock.semaphore.lastUsed(), looks.machine.clocks) < kLong.count()) return;
   if (verdict.fate == Fate::alive) return addLive(std::move(finding), lock, looks, findings);
   addUnknown(std::move(finding), verdict, findings);
 }

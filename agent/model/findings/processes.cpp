@@ -41,12 +41,6 @@ void addDead(const Broker& broker, const reader::ExecutionGroup& group, const st
   findings.found.push_back(std::move(finding));
 }
 
-bool uses(const reader::Process& process, const reader::Segment& segment) {
-  return std::ranges::any_of(*process.segments, [&segment](const reader::MappedSegment& mapped) {
-    return mapped == reader::MappedSegment{segment.key, static_cast<std::uint64_t>(segment.id)};
-  });
-}
-
 void look(const Broker& broker, const reader::ExecutionGroup& group, const Looks& looks,
           Findings& findings, std::size_t& hidden) {
   const reader::Process* const process = looks.machine.find(group.processId);
@@ -54,7 +48,7 @@ void look(const Broker& broker, const reader::ExecutionGroup& group, const Looks
   const Verdict verdict = fateOf(*process);
   if (verdict.fate == Fate::dead) {
     addDead(broker, group, fmt::format("process {} is gone", group.processId), findings);
-  } else if (process->segments && !uses(*process, broker->segment)) {
+  } else if (process->segments && !process->hasAttached(broker->segment.mapped())) {
     addDead(broker, group,
             fmt::format("process {} is another one: it doesn't use the broker's segment",
                         group.processId),

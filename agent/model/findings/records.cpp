@@ -15,15 +15,6 @@ namespace {
 
 using Broker = std::shared_ptr<const SeenBroker>;
 
-Finding of(const Broker& broker, const char* id, std::string object) {
-  Finding finding;
-  finding.id = id;
-  finding.of = broker->segment.keyFile;
-  finding.object = std::move(object);
-  finding.broker = broker;
-  return finding;
-}
-
 // A writer whose record doesn't fit sets the area back to its beginning, and tries again. One whose
 // record fits does so too, and writes directly afterwards.
 const reader::Area* emptied(const SeenBroker& broker) {

@@ -66,8 +66,8 @@ struct Screen {
 // `age` is how long ago the last look was.
 Screen screenOf(const State& state, const Content& content, Size size, std::chrono::seconds age);
 
-// The same for whoever has no screen: all rows and some events, as wide as needed unless a width is
-// given. Ends in a newline.
+// The same without a screen: all rows and some events, as wide as needed unless a width is given.
+// Ends in a newline.
 std::string textOf(const Content& content, std::optional<std::size_t> width, bool colors);
 
 }  // namespace top

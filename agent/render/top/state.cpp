@@ -27,11 +27,6 @@ constexpr struct {
               {"waitingMessages", "waiting"},
               {"exceptions", "exceptions"}};
 
-std::string upper(std::string text) {
-  for (char& c : text) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-  return text;
-}
-
 // The value so many steps further in a circle of `count`.
 template <typename Enum>
 Enum stepped(Enum value, std::size_t steps, std::size_t count) {
@@ -214,7 +209,7 @@ const char* wordsOf(Sort sort) {
 }
 
 bool passes(const State& state, const std::string& label) {
-  return state.filter.empty() || model::matches("*" + upper(state.filter) + "*", upper(label));
+  return model::isIn(state.filter, label);
 }
 
 std::optional<reader::EventKind> kindOf(Pane pane) {

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -64,15 +63,6 @@ std::string writeToken() {
   std::ofstream(path) << kSecret << "\n";
   chmod(path.c_str(), 0600);
   return path;
-}
-
-// What the system says of the shell's command.
-std::string answerOf(const std::string& command) {
-  const std::string file = testing::TempDir() + "answer";
-  [[maybe_unused]] const int status = std::system((command + " >" + file + " 2>&1").c_str());
-  const std::string said = contents(file);
-  fs::remove(file);
-  return said;
 }
 
 // Receives what a service tells systemd.
