@@ -2,6 +2,8 @@
 // What the options of a command line ask for.
 #include <gtest/gtest.h>
 
+#include <CLI/CLI.hpp>
+
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/request.h"
 
@@ -10,10 +12,11 @@ using namespace cli;
 namespace {
 
 Request eventsRequest(const std::string& line) {
-  CLI::App options;
+  CLI::App parser;
+  Options options(parser);
   Request request;
   declareEvents(options, request);
-  options.parse(line);
+  parser.parse(line);
   return request;
 }
 

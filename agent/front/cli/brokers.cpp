@@ -28,7 +28,7 @@ std::string shown(const model::Snapshot& selected, const ShowRequest& show) {
 
 }  // namespace
 
-void declareBrokers(CLI::App& options, Request& request) {
+void declareBrokers(Options& options, Request& request) {
   addBroker(options, request);
   addSheet(options, request, render::brokersColumns());
 }

@@ -20,19 +20,17 @@
 namespace cli {
 namespace {
 
-void takeChecks(std::vector<model::Check>& checks, const std::vector<std::string>& texts) {
-  for (const std::string& text : texts) {
-    model::CheckText parsed = model::parseCheck(text);
-    if (!parsed.problem.empty()) throw CLI::ValidationError("NAME=LIMIT", parsed.problem);
-    checks.push_back(std::move(parsed.check));
-  }
+void takeCheck(std::vector<model::Check>& checks, const std::string& text) {
+  model::CheckText parsed = model::parseCheck(text);
+  if (!parsed.problem.empty()) refuse("NAME=LIMIT", parsed.problem);
+  checks.push_back(std::move(parsed.check));
 }
 
 void takeTimeout(std::chrono::microseconds& timeout, const std::string& text) {
   constexpr std::chrono::hours kLongest{1};
   const auto parsed = flowfile::parseDuration(text);
   if (!parsed || *parsed <= std::chrono::nanoseconds(0) || *parsed > kLongest) {
-    throw CLI::ValidationError("--timeout", "\"" + text + "\" is no time up to 1h, like 10s");
+    refuse("--timeout", "\"" + text + "\" is no time up to 1h, like 10s");
   }
   timeout = std::chrono::ceil<std::chrono::microseconds>(*parsed);
 }
@@ -102,28 +100,27 @@ bool keepState(const std::string& path, const model::Snapshot& now) {
 
 }  // namespace
 
-void declareCheck(CLI::App& options, Request& request) {
+void declareCheck(Options& options, Request& request) {
   CheckRequest& check = request.check;
   options
-      .add_option_function<std::vector<std::string>>(
-          "NAME=LIMIT",
-          [&check](const std::vector<std::string>& texts) { takeChecks(check.checks, texts); },
+      .takeWords(
+          "NAME=LIMIT", [&check](const std::string& text) { takeCheck(check.checks, text); },
           "groups-up, locks, area=90%, silent=NODE:60s,\n"
           "queued=2s, failed=5%, exceptions=1/min; two\n"
           "limits, area=80%,90%, are warning and critical")
-      ->required()
-      ->type_name("");
+      .required()
+      .shown("");
   addPlaces(options, request);
   options
-      .add_option("--state", check.state,
-                  "Compare with the last run, which left this\n"
-                  "file")
-      ->type_name("FILE");
+      .add("--state", check.state,
+           "Compare with the last run, which left this\n"
+           "file")
+      .shown("FILE");
   options
-      .add_option_function<std::string>(
+      .take(
           "--timeout", [&check](const std::string& text) { takeTimeout(check.timeout, text); },
           "Answer UNKNOWN when it takes longer: 10s")
-      ->type_name("T");
+      .shown("T");
   options.footer(
       "Exit codes:\n"
       "  0  all is as it should be\n"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/command_line.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <sstream>
 
@@ -20,8 +21,9 @@ void declare(CLI::App& app, Request& request) {
   app.set_version_flag("--version", std::string("zebmon ") + layout::kVersion,
                        "Print version, commit and stored format");
   for (const Command& command : commands()) {
-    CLI::App& options = *app.add_subcommand(command.name, command.summary);
-    options.footer(kExitCodes);
+    CLI::App& parser = *app.add_subcommand(command.name, command.summary);
+    parser.footer(kExitCodes);
+    Options options(parser);
     command.declare(options, request);
   }
 }

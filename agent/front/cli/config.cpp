@@ -12,7 +12,7 @@
 
 namespace cli {
 
-void declareConfig(CLI::App& options, Request& request) {
+void declareConfig(Options& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
                                                          {"json", Format::json}};
   addBroker(options, request);

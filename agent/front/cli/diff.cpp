@@ -100,14 +100,14 @@ std::vector<render::Column> columnsOf(bool changesOnly) {
 
 }  // namespace
 
-void declareDiff(CLI::App& options, Request& request) {
-  options.add_option("A", request.diff.before, "A file of \"snapshot\"; - is standard input")
-      ->required()
-      ->type_name("");
-  options.add_option("B", request.diff.after, "A later one")->required()->type_name("");
-  options.add_flag("--changes", request.diff.changesOnly,
-                   "Only what came, went, changed or was reset;\n"
-                   "without it csv has the rates alone");
+void declareDiff(Options& options, Request& request) {
+  options.add("A", request.diff.before, "A file of \"snapshot\"; - is standard input")
+      .required()
+      .shown("");
+  options.add("B", request.diff.after, "A later one").required().shown("");
+  options.flag("--changes", request.diff.changesOnly,
+               "Only what came, went, changed or was reset;\n"
+               "without it csv has the rates alone");
   addPatterns(options, request);
   addMostBytes(options, request);
   addSheet(options, request, columnsOfAll({columnsOf(true), columnsOf(false)}));

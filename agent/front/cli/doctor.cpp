@@ -153,22 +153,22 @@ std::string requireKind(const std::string& wanted) {
 
 }  // namespace
 
-void declareDoctor(CLI::App& options, Request& request) {
+void declareDoctor(Options& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
                                                          {"json", Format::json}};
   DoctorRequest& doctor = request.doctor;
   addBroker(options, request);
-  options.add_option("--only", doctor.only, "Only these findings: lock, area.full, ...")
-      ->delimiter(',')
-      ->check(requireKind, "")
-      ->type_name("ID,...");
-  auto* const repair = options
-                           .add_option("--repair", doctor.repair,
-                                       "Mend lock.stuck or leftover.lock; with\n"
-                                       ":KEYFILE behind it only that one")
-                           ->check(requireMendable, "")
-                           ->type_name("ID");
-  options.add_flag("--yes", doctor.yes, "Do it; without it only the plan is shown")->needs(repair);
+  options.add("--only", doctor.only, "Only these findings: lock, area.full, ...")
+      .dividedByCommas()
+      .check(requireKind)
+      .shown("ID,...");
+  const Option repair = options
+                            .add("--repair", doctor.repair,
+                                 "Mend lock.stuck or leftover.lock; with\n"
+                                 ":KEYFILE behind it only that one")
+                            .check(requireMendable)
+                            .shown("ID");
+  options.flag("--yes", doctor.yes, "Do it; without it only the plan is shown").needs(repair);
   addChoice(options, "--format", request.show.format, kFormats, "For people, or for programs",
             "table|json");
   addStyle(options, request);

@@ -166,23 +166,23 @@ std::string conflictIn(const Request& request) {
 void takeSince(std::optional<Since>& since, const std::string& text) {
   since = parseSince(text);
   if (since) return;
-  throw CLI::ValidationError("--since", "\"" + text +
-                                            "\" is neither a time like 2026-01-31T23:59:58Z nor "
-                                            "an age like 15m");
+  refuse("--since", "\"" + text +
+                        "\" is neither a time like 2026-01-31T23:59:58Z nor "
+                        "an age like 15m");
 }
 
 // Looking for a text takes time in proportion to its length, so only what can't be meant is
 // refused.
 void takeText(std::vector<std::string>& texts, const std::string& text) {
   constexpr std::size_t kMostBytes = 1000;
-  const auto refuse = [](const std::string& why) { throw CLI::ValidationError("--grep", why); };
   if (text.find_first_not_of('*') == text.npos)
-    refuse("\"" + text + "\" is in every event. Give a text to look for");
+    refuse("--grep", "\"" + text + "\" is in every event. Give a text to look for");
   if (text.size() > kMostBytes)
-    refuse("a text of " + std::to_string(text.size()) + " bytes is too long. Give at most " +
-           std::to_string(kMostBytes));
+    refuse("--grep", "a text of " + std::to_string(text.size()) +
+                         " bytes is too long. Give at most " + std::to_string(kMostBytes));
   const std::string shown = text::printable(text);
-  if (shown != text) refuse("control characters are shown another way. Give \"" + shown + "\"");
+  if (shown != text)
+    refuse("--grep", "control characters are shown another way. Give \"" + shown + "\"");
   texts.push_back(text);
 }
 
@@ -192,50 +192,45 @@ std::vector<render::Column> allColumns() {
   return columnsOfAll(std::move(tables));
 }
 
-void declareChoice(CLI::App& options, EventsRequest& events) {
+void declareChoice(Options& options, EventsRequest& events) {
   static const std::map<std::string, reader::EventKind> kKinds = {
       {"message", reader::EventKind::message}, {"exception", reader::EventKind::exception}};
   addChoice(options, "--kind", events.kind, kKinds, "Only these", "message|exception");
   options
-      .add_option_function<std::string>(
+      .take(
           "--since", [&events](const std::string& text) { takeSince(events.since, text); },
           "Not before 2026-01-31T23:59:58Z (UTC), or not\n"
           "longer ago than 90s, 15m, 12h, 7d")
-      ->type_name("T");
+      .shown("T");
   options
-      .add_option_function<std::vector<std::string>>(
-          "--grep",
-          [&events](const std::vector<std::string>& given) {
-            for (const std::string& text : given) takeText(events.texts, text);
-          },
+      .takeEach(
+          "--grep", [&events](const std::string& text) { takeText(events.texts, text); },
           "Only with this in text, names or application;\n"
           "* stands for any characters, case doesn't\n"
           "count; if given again, one is enough")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->type_name("TEXT");
+      .shown("TEXT");
   options
-      .add_option_function<std::string>(
+      .take(
           "--message-id",
           [&events](const std::string& id) { takeId("--message-id", events.messageId, id); },
           "Only of this message ID, or of all that begin\n"
           "with these hexadecimal digits")
-      ->type_name("ID");
+      .shown("ID");
   options
-      .add_option_function<std::string>(
+      .take(
           "--correlation",
           [&events](const std::string& id) { takeId("--correlation", events.correlationId, id); },
           "The same of correlation IDs")
-      ->type_name("ID");
+      .shown("ID");
 }
 
-void declareForm(CLI::App& options, Request& request) {
+void declareForm(Options& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {
       {"table", Format::table}, {"jsonl", Format::jsonl}, {"csv", Format::csv}};
   static const std::map<std::string, model::CountBy> kBy = {{"text", model::CountBy::text},
                                                             {"node", model::CountBy::node},
                                                             {"hour", model::CountBy::hour}};
-  options.add_flag("--short", request.events.brief, "One line an event");
+  options.flag("--short", request.events.brief, "One line an event");
   addChoice(options, "--count-by", request.events.countBy, kBy,
             "How many there are of each, and how many\nmessages failed", "text|node|hour");
   addChoice(options, "--format", request.show.format, kFormats,
@@ -246,19 +241,19 @@ void declareForm(CLI::App& options, Request& request) {
 
 }  // namespace
 
-void declareEvents(CLI::App& options, Request& request) {
+void declareEvents(Options& options, Request& request) {
   EventsRequest& events = request.events;
   addPlaces(options, request);
   declareChoice(options, events);
   declareForm(options, request);
-  CLI::Option* const follow =
-      options.add_flag("--follow", events.follow, "Go on with what is posted from now on")
-          ->excludes("--from");
-  options.add_option("--interval", events.interval, "Time between two looks with --follow")
-      ->check(CLI::Range(1, 3600000))
-      ->type_name("MS")
-      ->needs(follow)
-      ->capture_default_str();
+  const Option follow =
+      options.flag("--follow", events.follow, "Go on with what is posted from now on")
+          .excludes("--from");
+  options.add("--interval", events.interval, "Time between two looks with --follow")
+      .within(1, 3600000)
+      .shown("MS")
+      .needs(follow)
+      .showsDefault();
   addThreads(options, request, follow);
 }
 

@@ -31,15 +31,13 @@ std::string shown(const model::View& view, const Request& request) {
 
 }  // namespace
 
-void declareFlow(CLI::App& options, Request& request) {
-  options
-      .add_option("FLOW", request.selection.flow, "The message flow; * stands for any characters")
-      ->required()
-      ->type_name("");
+void declareFlow(Options& options, Request& request) {
+  options.add("FLOW", request.selection.flow, "The message flow; * stands for any characters")
+      .required()
+      .shown("");
   addBroker(options, request);
-  options.add_option("--group", request.selection.group, "Only of this execution group")
-      ->type_name("NAME");
-  addIntervals(options, request)->default_str("10s");
+  options.add("--group", request.selection.group, "Only of this execution group").shown("NAME");
+  addIntervals(options, request).showsDefault("10s");
   addFlowKnowledge(options, request);
   addSheet(options, request, render::ratesColumns(true));
 }

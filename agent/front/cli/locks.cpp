@@ -40,9 +40,9 @@ ExitCode codeOf(const model::Snapshot& snapshot, const model::Snapshot& selected
 
 }  // namespace
 
-void declareLocks(CLI::App& options, Request& request) {
+void declareLocks(Options& options, Request& request) {
   addBroker(options, request);
-  options.add_flag("--all", request.allLocks, "Those too that are free, as they should be");
+  options.flag("--all", request.allLocks, "Those too that are free, as they should be");
   addSheet(options, request, render::locksColumns());
 }
 

@@ -33,13 +33,13 @@ std::string shown(const model::Snapshot& snapshot, const model::MessageWay& way,
 
 }  // namespace
 
-void declareMessage(CLI::App& options, Request& request) {
+void declareMessage(Options& options, Request& request) {
   std::string& id = request.messageId;
   options
-      .add_option_function<std::string>(
+      .take(
           "ID", [&id](const std::string& text) { takeId("ID", id, text); },
           "A message or correlation ID in hexadecimal,\nor its first digits")
-      ->required();
+      .required();
   addBroker(options, request);
   addSheet(options, request, render::messageColumns());
 }

@@ -30,26 +30,24 @@ void replace(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-void declareMetrics(CLI::App& options, Request& request) {
+void declareMetrics(Options& options, Request& request) {
   MetricsRequest& metrics = request.metrics;
   static const std::map<std::string, render::Exposition> kExpositions = {
       {"prometheus", render::Exposition::prometheus},
       {"openmetrics", render::Exposition::openMetrics}};
   addBroker(options, request);
   options
-      .add_option("--textfile", metrics.textFile,
-                  "Write them into this file at once, for\n"
-                  "node_exporter; its name ends in .prom")
-      ->type_name("FILE");
+      .add("--textfile", metrics.textFile,
+           "Write them into this file at once, for\n"
+           "node_exporter; its name ends in .prom")
+      .shown("FILE");
   addChoice(options, "--format", metrics.options.exposition, kExpositions,
             "Text 0.0.4, or OpenMetrics 1.0.0", "prometheus|openmetrics");
-  options.add_flag("--extremes", metrics.options.extremes,
-                   "Minima and maxima since the last reset too");
-  options
-      .add_option("--max-series", metrics.options.mostSeries,
-                  "Leave out nodes above so many series")
-      ->type_name("N")
-      ->capture_default_str();
+  options.flag("--extremes", metrics.options.extremes,
+               "Minima and maxima since the last reset too");
+  options.add("--max-series", metrics.options.mostSeries, "Leave out nodes above so many series")
+      .shown("N")
+      .showsDefault();
 }
 
 ExitCode runMetrics(const Request& request, Output& output) {

@@ -21,39 +21,35 @@ std::uint32_t userOf(const std::string& name) {
   if (error == std::errc() && stopped == end) return number;
   const passwd* const user = getpwnam(name.c_str());
   if (user == nullptr) {
-    throw CLI::ValidationError("--owner", "there is no user \"" + name +
-                                              "\" here. Give the number of one who owns brokers");
+    refuse("--owner",
+           "there is no user \"" + name + "\" here. Give the number of one who owns brokers");
   }
   return user->pw_uid;
 }
 
-void addDirectory(CLI::App& options, Request& request) {
-  CLI::Option* const directory = options
-                                     .add_option("--temp-directory", request.directory,
-                                                 "Where the brokers' key files are (default:\n"
-                                                 "as the library is configured here)")
-                                     ->type_name("DIR");
+void addDirectory(Options& options, Request& request) {
+  const Option directory = options
+                               .add("--temp-directory", request.directory,
+                                    "Where the brokers' key files are (default:\n"
+                                    "as the library is configured here)")
+                               .shown("DIR");
   options
-      .add_option("--from", request.from,
-                  "Look at a file of \"snapshot\" instead of\n"
-                  "this machine; - is standard input")
-      ->type_name("FILE")
-      ->excludes(directory);
+      .add("--from", request.from,
+           "Look at a file of \"snapshot\" instead of\n"
+           "this machine; - is standard input")
+      .shown("FILE")
+      .excludes(directory);
   addMostBytes(options, request);
   options
-      .add_option_function<std::vector<std::string>>(
+      .takeEach(
           "--owner",
-          [&request](const std::vector<std::string>& users) {
-            for (const auto& user : users) request.selection.owners.push_back(userOf(user));
-          },
+          [&request](const std::string& user) { request.selection.owners.push_back(userOf(user)); },
           "Only brokers of this user, by name or number;\nmay be given more than once")
-      ->type_name("USER")
-      ->allow_extra_args(false);
+      .shown("USER");
 }
 
-void addPattern(CLI::App& options, const char* name, std::string& pattern,
-                const char* description) {
-  options.add_option(name, pattern, description)->type_name("NAME");
+void addPattern(Options& options, const char* name, std::string& pattern, const char* description) {
+  options.add(name, pattern, description).shown("NAME");
 }
 
 std::vector<std::string> split(const std::string& list) {
@@ -64,11 +60,11 @@ std::vector<std::string> split(const std::string& list) {
 }
 
 void require(const char* option, const std::string& problem) {
-  if (!problem.empty()) throw CLI::ValidationError(option, problem);
+  if (!problem.empty()) refuse(option, problem);
 }
 
 // The columns must outlive the parsing, so each option keeps them.
-void addColumns(CLI::App& options, render::Arrangement& wanted,
+void addColumns(Options& options, render::Arrangement& wanted,
                 const std::vector<render::Column>& columns) {
   const auto choose = [&wanted, columns](const std::string& list) {
     wanted.columns = split(list);
@@ -79,31 +75,27 @@ void addColumns(CLI::App& options, render::Arrangement& wanted,
     wanted.sort = column.substr(wanted.descending ? 1 : 0);
     require("--sort", unknownColumn({.columns = {wanted.sort}}, columns));
   };
-  options
-      .add_option_function<std::string>("--columns", choose, "Only these, in this order: A,B,...")
-      ->type_name("NAMES");
-  options
-      .add_option_function<std::string>("--sort", sort, "By this column, with - the largest first")
-      ->type_name("[-]COLUMN");
+  options.take("--columns", choose, "Only these, in this order: A,B,...").shown("NAMES");
+  options.take("--sort", sort, "By this column, with - the largest first").shown("[-]COLUMN");
 }
 
 }  // namespace
 
-void addBroker(CLI::App& options, Request& request) {
+void addBroker(Options& options, Request& request) {
   addPattern(options, "--broker", request.selection.broker,
              "Only this broker, by its label or uuid;\n"
              "* stands for any characters");
   addDirectory(options, request);
 }
 
-CLI::Option* addMostBytes(CLI::App& options, Request& request) {
+Option addMostBytes(Options& options, Request& request) {
   return options
-      .add_option("--max-bytes", request.mostBytes, "The most shared memory of a broker to look at")
-      ->type_name("BYTES")
-      ->capture_default_str();
+      .add("--max-bytes", request.mostBytes, "The most shared memory of a broker to look at")
+      .shown("BYTES")
+      .showsDefault();
 }
 
-void addPatterns(CLI::App& options, Request& request) {
+void addPatterns(Options& options, Request& request) {
   model::Selection& selection = request.selection;
   addPattern(options, "--broker", selection.broker, "Only this broker, by its label or uuid");
   addPattern(options, "--group", selection.group, "Only this execution group");
@@ -113,17 +105,17 @@ void addPatterns(CLI::App& options, Request& request) {
              "stands for any characters");
 }
 
-void addPlaces(CLI::App& options, Request& request) {
+void addPlaces(Options& options, Request& request) {
   addPatterns(options, request);
   addDirectory(options, request);
 }
 
-void addStyle(CLI::App& options, Request& request) {
+void addStyle(Options& options, Request& request) {
   static const std::map<std::string, Color> kColors = {
       {"auto", Color::automatic}, {"always", Color::always}, {"never", Color::never}};
   ShowRequest& show = request.show;
-  const auto local = [&show](std::int64_t) { show.zone = render::Zone::local; };
-  options.add_flag_function("--local", local, "Times in the local zone instead of UTC");
+  const auto local = [&show] { show.zone = render::Zone::local; };
+  options.flag("--local", local, "Times in the local zone instead of UTC");
   addChoice(options, "--color", show.color, kColors, "Colours; auto: on a terminal that has them",
             "auto|always|never");
 }
@@ -141,12 +133,11 @@ std::vector<render::Column> columnsOfAll(std::vector<std::vector<render::Column>
 
 void takeId(const char* name, std::string& id, const std::string& text) {
   const auto prefix = model::idPrefixOf(text);
-  if (!prefix)
-    throw CLI::ValidationError(name, "\"" + text + "\" is not 1 to 48 hexadecimal digits");
+  if (!prefix) refuse(name, "\"" + text + "\" is not 1 to 48 hexadecimal digits");
   id = *prefix;
 }
 
-void addSheet(CLI::App& options, Request& request, const std::vector<render::Column>& columns) {
+void addSheet(Options& options, Request& request, const std::vector<render::Column>& columns) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
                                                          {"json", Format::json},
                                                          {"jsonl", Format::jsonl},
@@ -158,12 +149,12 @@ void addSheet(CLI::App& options, Request& request, const std::vector<render::Col
   addStyle(options, request);
 }
 
-void addArrangement(CLI::App& options, Request& request,
+void addArrangement(Options& options, Request& request,
                     const std::vector<render::Column>& columns) {
   ShowRequest& show = request.show;
   addColumns(options, show.arrangement, columns);
-  const auto plain = [&show](std::int64_t) { show.titles = false; };
-  options.add_flag_function("--no-header", plain, "No titles above the columns");
+  options.flag(
+      "--no-header", [&show] { show.titles = false; }, "No titles above the columns");
 }
 
 }  // namespace cli

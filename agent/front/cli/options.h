@@ -3,38 +3,37 @@
 #ifndef ZEB_AGENT_FRONT_CLI_OPTIONS_H
 #define ZEB_AGENT_FRONT_CLI_OPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "agent/front/cli/parser.h"
 #include "agent/front/cli/request.h"
 #include "agent/render/sheet.h"
 
 namespace cli {
 
 // --broker, --group, --flow and --node.
-void addPatterns(CLI::App& options, Request& request);
+void addPatterns(Options& options, Request& request);
 
 // --max-bytes: how much of one broker is looked at.
-CLI::Option* addMostBytes(CLI::App& options, Request& request);
+Option addMostBytes(Options& options, Request& request);
 
 // --broker and --owner, and what there is to look at: --temp-directory, or --from and --max-bytes.
-void addBroker(CLI::App& options, Request& request);
+void addBroker(Options& options, Request& request);
 
 // The same with all of addPatterns().
-void addPlaces(CLI::App& options, Request& request);
+void addPlaces(Options& options, Request& request);
 
 // --local and --color, for what shows times and tables.
-void addStyle(CLI::App& options, Request& request);
+void addStyle(Options& options, Request& request);
 
 // --format table|json|jsonl|csv, --columns, --sort, --no-header and those of addStyle. A column
 // that is none of `columns` is a wrong command line, and is answered with the names of all.
-void addSheet(CLI::App& options, Request& request, const std::vector<render::Column>& columns);
+void addSheet(Options& options, Request& request, const std::vector<render::Column>& columns);
 
 // --columns, --sort and --no-header alone, with the same answer.
-void addArrangement(CLI::App& options, Request& request,
-                    const std::vector<render::Column>& columns);
+void addArrangement(Options& options, Request& request, const std::vector<render::Column>& columns);
 
 // The columns of several tables, each name once: for a command that shows one of them, since its
 // options are read in any order.
@@ -46,13 +45,13 @@ void takeId(const char* name, std::string& id, const std::string& text);
 
 // A choice among names, of which --help shows `shown`. The map must live as long as the options.
 template <typename Value, typename Target>
-void addChoice(CLI::App& options, const char* name, Target& target,
+void addChoice(Options& options, const char* name, Target& target,
                const std::map<std::string, Value>& values, const char* description,
                const char* shown) {
+  std::vector<std::string> names;
+  for (const auto& [text, value] : values) names.push_back(text);
   const auto take = [&target, &values](const std::string& text) { target = values.at(text); };
-  options.add_option_function<std::string>(name, take, description)
-      ->check(CLI::IsMember(&values).description(""))
-      ->type_name(shown);
+  options.takeName(name, names, take, description).shown(shown);
 }
 
 }  // namespace cli

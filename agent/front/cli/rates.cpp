@@ -25,21 +25,21 @@ void takeInterval(milliseconds& interval, const std::string& text) {
     interval = std::chrono::ceil<milliseconds>(*parsed);
     return;
   }
-  throw CLI::ValidationError("--interval", "\"" + text +
-                                               "\" is no time from 10ms to 24h, like 500ms, 5s or "
-                                               "2m");
+  refuse("--interval", "\"" + text +
+                           "\" is no time from 10ms to 24h, like 500ms, 5s or "
+                           "2m");
 }
 
 void takeChain(std::optional<model::Chain>& chain, const std::string& text) {
   model::ChainText parsed = model::parseChain(text);
-  if (!parsed.problem.empty()) throw CLI::ValidationError("--chain", parsed.problem);
+  if (!parsed.problem.empty()) refuse("--chain", parsed.problem);
   chain = std::move(parsed.chain);
 }
 
-CLI::Option* declareThreads(CLI::App& options, RatesRequest& rates) {
-  return options.add_option("--threads", rates.threads, "Threads that take messages of the flow")
-      ->check(CLI::Range(1, 1000000).description(""))
-      ->type_name("N");
+Option declareThreads(Options& options, RatesRequest& rates) {
+  return options.add("--threads", rates.threads, "Threads that take messages of the flow")
+      .within(1, 1000000)
+      .shown("N");
 }
 
 }  // namespace
@@ -79,52 +79,52 @@ model::FlowKnowledge knowledgeOf(const Request& request, const FlowFile& flows) 
           .threads = request.rates.threads};
 }
 
-CLI::Option* addInterval(CLI::App& options, Request& request, const char* name) {
+Option addInterval(Options& options, Request& request, const char* name) {
   RatesRequest& rates = request.rates;
   return options
-      .add_option_function<std::string>(
+      .take(
           name, [&rates](const std::string& text) { takeInterval(rates.interval, text); },
           "Time between two looks: 500ms, 5s, 2m")
-      ->type_name("T");
+      .shown("T");
 }
 
-CLI::Option* addIntervals(CLI::App& options, Request& request) {
+Option addIntervals(Options& options, Request& request) {
   RatesRequest& rates = request.rates;
-  CLI::Option* const interval = addInterval(options, request, "--interval");
+  const Option interval = addInterval(options, request, "--interval");
   options
-      .add_option("--count", rates.count,
-                  "So many intervals, 0: until it is stopped\n"
-                  "(default: 1)")
-      ->check(CLI::Range(0, 1000000000).description(""))
-      ->type_name("N");
+      .add("--count", rates.count,
+           "So many intervals, 0: until it is stopped\n"
+           "(default: 1)")
+      .within(0, 1000000000)
+      .shown("N");
   return interval;
 }
 
-void addFlowKnowledge(CLI::App& options, Request& request) {
+void addFlowKnowledge(Options& options, Request& request) {
   RatesRequest& rates = request.rates;
-  CLI::Option* const chain =
+  const Option chain =
       options
-          .add_option_function<std::string>(
+          .take(
               "--chain", [&rates](const std::string& text) { takeChain(rates.chain, text); },
               "Which node is inside which: \"A(B,C(D))\"")
-          ->type_name("CHAIN");
+          .shown("CHAIN");
   options
-      .add_option("--flows", rates.flows,
-                  "Take that, and the threads, from this flow\n"
-                  "file")
-      ->type_name("FILE")
-      ->excludes(chain);
+      .add("--flows", rates.flows,
+           "Take that, and the threads, from this flow\n"
+           "file")
+      .shown("FILE")
+      .excludes(chain);
   declareThreads(options, rates);
 }
 
-void addThreads(CLI::App& options, Request& request, CLI::Option* needed) {
+void addThreads(Options& options, Request& request, const Option& needed) {
   options
-      .add_option("--flows", request.rates.flows,
-                  "Take threads from this flow file, so that more\n"
-                  "can be told of events that were missed")
-      ->type_name("FILE")
-      ->needs(needed);
-  declareThreads(options, request.rates)->needs(needed);
+      .add("--flows", request.rates.flows,
+           "Take threads from this flow file, so that more\n"
+           "can be told of events that were missed")
+      .shown("FILE")
+      .needs(needed);
+  declareThreads(options, request.rates).needs(needed);
 }
 
 ExitCode watch(const Request& request, Output& output,

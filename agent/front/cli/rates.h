@@ -3,13 +3,13 @@
 #ifndef ZEB_AGENT_FRONT_CLI_RATES_H
 #define ZEB_AGENT_FRONT_CLI_RATES_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <optional>
 #include <string>
 
 #include "agent/front/cli/exit_code.h"
 #include "agent/front/cli/output.h"
+#include "agent/front/cli/parser.h"
 #include "agent/front/cli/request.h"
 #include "agent/model/flow_view.h"
 #include "flowfile/file.h"
@@ -17,16 +17,16 @@
 namespace cli {
 
 // An option for a duration like "5s", "500ms" or "2m".
-CLI::Option* addInterval(CLI::App& options, Request& request, const char* name);
+Option addInterval(Options& options, Request& request, const char* name);
 
 // That as --interval, and --count. Returns the first.
-CLI::Option* addIntervals(CLI::App& options, Request& request);
+Option addIntervals(Options& options, Request& request);
 
 // --chain, --flows and --threads: what isn't stored of flows.
-void addFlowKnowledge(CLI::App& options, Request& request);
+void addFlowKnowledge(Options& options, Request& request);
 
 // --threads and --flows alone, for a command that looks again and again only with `needed`.
-void addThreads(CLI::App& options, Request& request, CLI::Option* needed);
+void addThreads(Options& options, Request& request, const Option& needed);
 
 // A flow file, or why there is none: that was said.
 struct FlowFile {

@@ -92,17 +92,17 @@ std::string requireFile(const std::string& file) {
 
 }  // namespace
 
-void declareReset(CLI::App& options, Request& request) {
+void declareReset(Options& options, Request& request) {
   addPlaces(options, request);
-  auto* const yes =
-      options.add_flag("--yes", request.reset.really, "Do it. Without this it is only told");
+  const Option yes =
+      options.flag("--yes", request.reset.really, "Do it. Without this it is only told");
   options
-      .add_option("--snapshot", request.reset.snapshot,
-                  "A new file for what was there before\n"
-                  "(default: a name by broker and time)")
-      ->check(requireFile, "")
-      ->needs(yes)
-      ->type_name("FILE");
+      .add("--snapshot", request.reset.snapshot,
+           "A new file for what was there before\n"
+           "(default: a name by broker and time)")
+      .check(requireFile)
+      .needs(yes)
+      .shown("FILE");
   addSheet(options, request, render::resetColumns());
 }
 

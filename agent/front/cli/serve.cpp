@@ -19,9 +19,9 @@ using std::chrono::milliseconds;
 void takeListen(serve::Address& address, const std::string& text) {
   const auto parsed = serve::parseAddress(text);
   if (!parsed) {
-    throw CLI::ValidationError("--listen", "\"" + text +
-                                               "\" is no address like 127.0.0.1:9847, [::1]:9847 "
-                                               "or unix:/run/zebmon/socket");
+    refuse("--listen", "\"" + text +
+                           "\" is no address like 127.0.0.1:9847, [::1]:9847 "
+                           "or unix:/run/zebmon/socket");
   }
   address = *parsed;
 }
@@ -29,8 +29,7 @@ void takeListen(serve::Address& address, const std::string& text) {
 void takeEvery(milliseconds& interval, const std::string& text) {
   const auto parsed = flowfile::parseDuration(text);
   if (!parsed || *parsed < milliseconds(100) || *parsed > std::chrono::hours(1)) {
-    throw CLI::ValidationError("--interval",
-                               "\"" + text + "\" is no time from 100ms to 1h, like 2s");
+    refuse("--interval", "\"" + text + "\" is no time from 100ms to 1h, like 2s");
   }
   interval = std::chrono::ceil<milliseconds>(*parsed);
 }
@@ -40,16 +39,12 @@ std::string asInHeaders(const std::string& name) {
   return std::ranges::count(name, ':') > 1 ? "[" + name + "]" : name;
 }
 
-void takeHost(std::vector<std::string>& hosts, const std::vector<std::string>& names) {
-  for (const std::string& given : names) {
-    const std::string name = asInHeaders(given);
-    if (serve::hostOf(name) != reader::lowered(name)) {
-      throw CLI::ValidationError("--host", "\"" + name +
-                                               "\" is no name of a host without a port, like "
-                                               "web1.example.net");
-    }
-    hosts.push_back(name);
+void takeHost(std::vector<std::string>& hosts, const std::string& given) {
+  const std::string name = asInHeaders(given);
+  if (serve::hostOf(name) != reader::lowered(name)) {
+    refuse("--host", "\"" + name + "\" is no name of a host without a port, like web1.example.net");
   }
+  hosts.push_back(name);
 }
 
 void takeMode(mode_t& mode, const std::string& text) {
@@ -57,34 +52,32 @@ void takeMode(mode_t& mode, const std::string& text) {
       !text.empty() && text.size() <= 4 && text.find_first_not_of("01234567") == text.npos;
   const auto value = octal ? std::stoul(text, nullptr, 8) : 01000;
   if (value > 0777 || (value & 0600) != 0600) {
-    throw CLI::ValidationError("--socket-mode",
-                               "\"" + text + "\" is no mode from 0600 to 0777, like 0660");
+    refuse("--socket-mode", "\"" + text + "\" is no mode from 0600 to 0777, like 0660");
   }
   mode = static_cast<mode_t>(value);
 }
 
-void declareWho(CLI::App& options, serve::Options& wanted) {
-  options.add_option("--token-file", wanted.tokenFile, "Ask for the token in this file")
-      ->type_name("FILE");
-  CLI::Option* const certificate =
-      options.add_option("--tls-certificate", wanted.certificateFile, "Speak TLS; a PEM file")
-          ->type_name("FILE");
-  options.add_option("--tls-key", wanted.keyFile, "The key of that certificate")
-      ->type_name("FILE")
-      ->needs(certificate);
-  certificate->needs("--tls-key");
-  options.add_flag("--insecure", wanted.insecure,
-                   "Other machines may ask without token or TLS,\non purpose");
-  options.add_flag("--events", wanted.events,
-                   "Show events without a token: all users of\nthis machine can read their texts");
+void declareWho(Options& options, serve::Options& wanted) {
+  options.add("--token-file", wanted.tokenFile, "Ask for the token in this file").shown("FILE");
+  Option certificate =
+      options.add("--tls-certificate", wanted.certificateFile, "Speak TLS; a PEM file")
+          .shown("FILE");
+  const Option key = options.add("--tls-key", wanted.keyFile, "The key of that certificate")
+                         .shown("FILE")
+                         .needs(certificate);
+  certificate.needs(key);
+  options.flag("--insecure", wanted.insecure,
+               "Other machines may ask without token or TLS,\non purpose");
+  options.flag("--events", wanted.events,
+               "Show events without a token: all users of\nthis machine can read their texts");
 }
 
 }  // namespace
 
-void declareServe(CLI::App& options, Request& request) {
+void declareServe(Options& options, Request& request) {
   serve::Options& wanted = request.serve;
   const auto add = [&options](const char* name, auto take, const char* text, const char* type) {
-    return options.add_option_function<std::string>(name, take, text)->type_name(type);
+    options.take(name, take, text).shown(type);
   };
   add(
       "--listen", [&wanted](const std::string& text) { takeListen(wanted.listen, text); },
@@ -93,23 +86,19 @@ void declareServe(CLI::App& options, Request& request) {
       "--interval", [&wanted](const std::string& text) { takeEvery(wanted.interval, text); },
       "Time between two looks (default: 2s)", "T");
   options
-      .add_option_function<std::vector<std::string>>(
-          "--host",
-          [&wanted](const std::vector<std::string>& names) { takeHost(wanted.hosts, names); },
+      .takeEach(
+          "--host", [&wanted](const std::string& name) { takeHost(wanted.hosts, name); },
           "A name by which clients call this machine;\nmay be given again")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->type_name("NAME");
+      .shown("NAME");
   declareWho(options, wanted);
   add(
       "--socket-mode", [&wanted](const std::string& text) { takeMode(wanted.rights.mode, text); },
       "Who may use the socket of unix: (default: 0660)", "MODE");
-  options.add_option("--socket-group", wanted.rights.group, "Whose group it is")
-      ->type_name("GROUP");
+  options.add("--socket-group", wanted.rights.group, "Whose group it is").shown("GROUP");
   options
-      .add_option("--temp-directory", wanted.directory,
-                  "Where the brokers' key files are (default:\nas the library is configured here)")
-      ->type_name("DIR");
+      .add("--temp-directory", wanted.directory,
+           "Where the brokers' key files are (default:\nas the library is configured here)")
+      .shown("DIR");
 }
 
 ExitCode runServe(const Request& request, Output& output) {

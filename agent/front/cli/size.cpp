@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 void takeKeep(double& seconds, const std::string& text) {
   const auto age = parseSince(text);
   if (!age || age->kind != Since::Kind::age) {
-    throw CLI::ValidationError("--keep", "\"" + text + "\" is no time like 90s, 15m, 12h, 7d");
+    refuse("--keep", "\"" + text + "\" is no time like 90s, 15m, 12h, 7d");
   }
   seconds = static_cast<double>(age->seconds);
 }
@@ -79,29 +79,30 @@ std::string shown(const model::Snapshot& selected, const ShowRequest& show) {
 
 }  // namespace
 
-void declareSize(CLI::App& options, Request& request) {
+void declareSize(Options& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
                                                          {"json", Format::json}};
   SizeRequest& size = request.size;
   addBroker(options, request);
-  auto* const file =
-      options.add_option("--flows", size.flowFile, "What a flow file needs, instead of what runs");
-  file->type_name("FILE");
-  auto* const nodes = options.add_option("--nodes", size.nodes, "What so many nodes need");
-  nodes->type_name("N")->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1000000000}));
-  nodes->excludes(file);
-  options.add_option("--label", size.label, "As long as the label of each node")
-      ->type_name("L")
-      ->needs(nodes)
-      ->capture_default_str();
-  options.add_option("--events-per-s", size.eventsPerSecond, "Events of all nodes together")
-      ->type_name("E")
-      ->check(CLI::Range(0.0, 1e9));
+  const Option file =
+      options.add("--flows", size.flowFile, "What a flow file needs, instead of what runs")
+          .shown("FILE");
+  const Option nodes = options.add("--nodes", size.nodes, "What so many nodes need")
+                           .within(1, 1000000000)
+                           .shown("N")
+                           .excludes(file);
+  options.add("--label", size.label, "As long as the label of each node")
+      .shown("L")
+      .needs(nodes)
+      .showsDefault();
+  options.add("--events-per-s", size.eventsPerSecond, "Events of all nodes together")
+      .within(0.0, 1e9)
+      .shown("E");
   options
-      .add_option_function<std::string>(
+      .take(
           "--keep", [&size](const std::string& text) { takeKeep(size.keepSeconds, text); },
           "How long an event shall be seen: 90s, 15m, 12h")
-      ->type_name("T");
+      .shown("T");
   addChoice(options, "--format", request.show.format, kFormats, "For people, or for programs",
             "table|json");
   addStyle(options, request);

@@ -34,16 +34,16 @@ void writeTo(Output& output, const model::Snapshot& snapshot, const archived::Or
 
 }  // namespace
 
-void declareSnapshot(CLI::App& options, Request& request) {
+void declareSnapshot(Options& options, Request& request) {
   addBroker(options, request);
   options
-      .add_option("-o,--output", request.snapshot.file,
-                  "Where to write it, - is standard output\n"
-                  "(default: a name by broker and time)")
-      ->type_name("FILE");
-  options.add_flag("--redact", request.snapshot.redact,
-                   "Without texts of events, message and\n"
-                   "correlation IDs and application names");
+      .add("-o,--output", request.snapshot.file,
+           "Where to write it, - is standard output\n"
+           "(default: a name by broker and time)")
+      .shown("FILE");
+  options.flag("--redact", request.snapshot.redact,
+               "Without texts of events, message and\n"
+               "correlation IDs and application names");
 }
 
 ExitCode runSnapshot(const Request& request, Output& output) {

@@ -55,12 +55,12 @@ ExitCode runRates(const Request& request, Output& output) {
 
 }  // namespace
 
-void declareStats(CLI::App& options, Request& request) {
+void declareStats(Options& options, Request& request) {
   addPlaces(options, request);
   addIntervals(options, request);
-  options.add_flag("--self", request.rates.self,
-                   "The time that each node spent itself, in an\n"
-                   "interval of 5s unless another is given");
+  options.flag("--self", request.rates.self,
+               "The time that each node spent itself, in an\n"
+               "interval of 5s unless another is given");
   addFlowKnowledge(options, request);
   addSheet(options, request,
            columnsOfAll({render::statisticsColumns(), render::ratesColumns(true)}));

@@ -145,9 +145,9 @@ bool hasScreen() {
 
 }  // namespace
 
-void declareTop(CLI::App& options, Request& request) {
+void declareTop(Options& options, Request& request) {
   addPlaces(options, request);
-  addInterval(options, request, "-i,--interval")->default_str("2s");
+  addInterval(options, request, "-i,--interval").showsDefault("2s");
   addFlowKnowledge(options, request);
   addStyle(options, request);
 }
