@@ -7,16 +7,13 @@
 #include <memory>
 #include <string>
 
+#include "agent/model/machine_facts.h"
 #include "agent/model/snapshot.h"
 #include "agent/reader/events.h"
 
 namespace model {
 
 enum class Events { skip, leave, read };  // skip: their areas aren't even copied
-
-// processes: only those of the groups. all: also the surroundings of the key files, for which each
-// process of the machine is looked at.
-enum class MachineFacts { leave, processes, read, all };
 
 // Takes snapshots of one machine: its temporary directory, and the segment of each key file in it.
 // Keeps only what it needs to tell new events from old ones. For one thread.

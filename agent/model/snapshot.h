@@ -63,6 +63,14 @@ struct SeenBroker {
   std::string name() const;
 };
 
+// Brokers that were not looked at at all.
+struct LeftOut {
+  std::size_t foreign = 0;  // of users that nobody asked for
+  std::size_t tooMany = 0;  // above the number that is looked at
+
+  std::size_t all() const { return foreign + tooMany; }
+};
+
 // Never changes once it was taken, and holds all that it tells: it may be kept, and read by any
 // thread.
 struct Snapshot {
@@ -79,6 +87,9 @@ struct Snapshot {
 
   // In the order of their key files. Shared with what was selected from this snapshot; never null.
   std::vector<std::shared_ptr<const SeenBroker>> brokers;
+
+  // What a bounded look left out.
+  LeftOut leftOut = {};
 
   // Shared likewise; it is of the whole machine, whatever was selected. Null when it wasn't asked
   // for.

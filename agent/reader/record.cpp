@@ -41,7 +41,7 @@ std::string whyUnreadable(Bytes left) {
 // gaps are no surprise. A record that was copied in part is no damage.
 void walkPart(std::vector<Record>& records, const Area& area, std::uint32_t begin,
               std::uint32_t end, std::uint32_t stride, DamageList* damage) {
-  end = std::min(end, area.last - area.uncopied());
+  end = std::min(end, static_cast<std::uint32_t>(area.bytes.size()));
   const bool endsInside = area.uncopied() > 0 && end == area.bytes.size();
   const Bytes bytes = Bytes(area.bytes).first(end);
   for (std::uint32_t at = begin; at < end;) {

@@ -99,6 +99,12 @@ bool findSegment(Segment& segment) {
   return false;
 }
 
+std::optional<std::uint32_t> fileOwnerOf(const std::string& keyFile) {
+  struct stat file;
+  if (stat(keyFile.c_str(), &file) != 0) return std::nullopt;
+  return file.st_uid;
+}
+
 // The last block of the largest segment ends two bytes behind it, inside the last page.
 std::uint64_t mappedBytes(std::uint64_t size) {
   static const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
@@ -139,14 +145,27 @@ KeyFiles findKeyFiles(const std::string& directory) {
   return found;
 }
 
+std::optional<std::uint32_t> readOwner(const std::string& keyFile) {
+  Segment segment;
+  segment.keyFile = keyFile;
+  shmid_ds facts;
+  if (findSegment(segment) && shmctl(segment.id, IPC_STAT, &facts) == 0) return facts.shm_perm.uid;
+  return fileOwnerOf(keyFile);
+}
+
+bool hasSegment(const std::string& keyFile) {
+  Segment segment;
+  segment.keyFile = keyFile;
+  return findSegment(segment);
+}
+
 Segment readSegment(const std::string& keyFile, const CopyBounds& bounds) {
   Segment segment;
   segment.keyFile = keyFile;
   const std::string name = std::filesystem::path(keyFile).filename();
   segment.uuid =
       name.substr(0, name.size() - std::min(name.size(), sizeof layout::kSegmentSuffix - 1));
-  struct stat file;
-  if (stat(keyFile.c_str(), &file) == 0) segment.fileOwner = file.st_uid;
+  segment.fileOwner = fileOwnerOf(keyFile);
   if (!findSegment(segment)) return segment;
   try {
     copyAttached(segment, bounds);

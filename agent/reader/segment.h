@@ -52,6 +52,13 @@ struct KeyFiles {
 // The key files of all brokers in `directory`, which ends in "/".
 KeyFiles findKeyFiles(const std::string& directory);
 
+// The user that the segment behind a key file belongs to, else the one that the file does. Nothing
+// when neither is known.
+std::optional<std::uint32_t> readOwner(const std::string& keyFile);
+
+// Whether there is a segment behind a key file now.
+bool hasSegment(const std::string& keyFile);
+
 // The path of the key file of one broker.
 std::string keyFileOf(const std::string& directory, const std::string& uuid);
 

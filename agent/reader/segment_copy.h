@@ -49,9 +49,19 @@ struct Area {
   // Records behind `next` are left over from before the last wrap.
   bool wrapped() const { return next < last; }
 
+  // Set when the bytes were let go: what uncopied() was before.
+  std::optional<std::uint32_t> cut = {};
+
   // Used bytes at the end that were too many to be copied.
   std::uint32_t uncopied() const {
+    if (cut) return *cut;
     return last - static_cast<std::uint32_t>(std::min<std::size_t>(bytes.size(), last));
+  }
+
+  // The bytes aren't needed any more; all else stays as it is.
+  void letGo() {
+    cut = uncopied();
+    bytes = {};
   }
 };
 

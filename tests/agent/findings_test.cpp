@@ -282,6 +282,19 @@ TEST(Findings, ALockThatOnlyDeadProcessesUsedIsLeftOver) {
   EXPECT_EQ(nullptr, find(made.found(), "leftover.lock")) << "43 was not looked at";
 }
 
+// Its broker may be one of those that were not looked at, and in use.
+TEST(Findings, ALockOfNoKnownBrokerIsNotLeftOverWhileBrokersAreLeftOut) {
+  Made made;
+  made.broker.segment.attached = 0;
+  made.kill();
+  made.its().name = "9-9-9.zebcedar";
+  model::Snapshot before = made.snapshot(1);
+  model::Snapshot now = made.snapshot();
+  EXPECT_NE(nullptr, find(model::findingsOf(&before, now), "leftover.lock"));
+  now.leftOut.tooMany = 1;
+  EXPECT_EQ(nullptr, find(model::findingsOf(&before, now), "leftover.lock"));
+}
+
 TEST(Findings, AnAreaIsFullBeforeItIsDamaged) {
   Made made;
   made.area().last = made.area().size - 3000;

@@ -3,6 +3,7 @@
 #include "agent/model/follower.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -222,4 +223,86 @@ TEST(Follower, WaitsNoLongerThanUntilTheNextLookAtAll) {
   model::Follower alone("/opt", milliseconds(7));
   alone.look();
   EXPECT_LE(alone.pause(), milliseconds(7));
+}
+
+// As a server follows: whole looks tell everything.
+TEST(Follower, AWholeLookHasTheEventsSinceTheOneBefore) {
+  LiveSegment live("1-2-3", segmentAfter(2));
+  model::Follower follower("/tmp", hours(1), {.machine = model::MachineFacts::read});
+  const auto wholeBroker = [&follower] { return follower.lookAtAll().whole->brokers.at(0); };
+  EXPECT_EQ(2U, wholeBroker()->events->events.size());
+  live.write(segmentAfter(3));
+  EXPECT_EQ(1U, eventsIn(follower.lookAtEvents()));
+  live.write(segmentAfter(5));
+  const FollowLook look = follower.lookAtAll();
+  EXPECT_EQ(2U, eventsIn(look)) << "what is new";
+  EXPECT_TRUE(look.whole->machine);
+  EXPECT_EQ(3U, look.whole->brokers.at(0)->events->events.size()) << "what the looks differ by";
+  EXPECT_FALSE(look.whole->brokers.at(0)->events->overrun);
+  EXPECT_EQ(0U, wholeBroker()->events->events.size());
+  live.write(segmentAfter(kSlots + 10));
+  follower.lookAtEvents();
+  const auto after = wholeBroker();
+  EXPECT_TRUE(after->events->overrun);
+  EXPECT_EQ(5U, after->events->missed);
+}
+
+TEST(Follower, AWholeLookTellsEachTimeWhatIsDamaged) {
+  Bytes bytes = segmentAfter(3);
+  bytes[32 + 2 * 4096 + 32 + 144 * 1] = 'X';
+  const LiveSegment live("1-2-3", bytes);
+  model::Follower follower("/tmp", hours(1), {.machine = model::MachineFacts::read});
+  for (int look = 0; look < 2; ++look) {
+    EXPECT_EQ(reader::State::damaged, follower.lookAtAll().whole->brokers.at(0)->state());
+  }
+}
+
+TEST(Follower, LooksAtNoMoreMemoryThanItIsAllowedTo) {
+  const LiveSegment one("1-2-3", segmentAfter(3));
+  const LiveSegment other("1-2-4", segmentAfter(3));
+  const auto cutWith = [](std::uint64_t most) {
+    model::Follower follower("/tmp", hours(1),
+                             {.scope = {.mostTotal = most}, .machine = model::MachineFacts::read});
+    const auto whole = follower.lookAtAll().whole;
+    EXPECT_EQ(2U, whole->brokers.size());
+    const auto cut = [&whole](std::size_t i) {
+      return whole->brokers[i]->cutStatistics() + whole->brokers[i]->cutEvents() > 0;
+    };
+    return std::pair(cut(0), cut(1));
+  };
+  // Just enough for one: two of its areas may grow while they are copied.
+  std::uint64_t enough = 2 << 16;
+  for (const auto& area : reader::readSegment(one.keyFile()).copy.areas) enough += area.last;
+  EXPECT_EQ(std::pair(false, false), cutWith(2 * enough));
+  EXPECT_EQ(std::pair(false, true), cutWith(enough));
+  EXPECT_EQ(std::pair(true, true), cutWith(100));
+}
+
+TEST(Follower, BrokersThatAreKnownStayAmongThoseThatAreLookedAt) {
+  model::Follower follower("/tmp", hours(1), {.scope = {.mostBrokers = 1}});
+  const auto seen = [&follower] {
+    const auto whole = follower.lookAtAll().whole;
+    EXPECT_EQ(1U, whole->brokers.size());
+    return std::pair(whole->brokers.at(0)->segment.uuid, whole->leftOut.tooMany);
+  };
+  std::ofstream{"/tmp/0.zebcshme"};
+  EXPECT_EQ(std::pair(std::string("0"), std::size_t{0}), seen());
+  auto second = std::make_unique<LiveSegment>("2", segmentAfter(1));
+  EXPECT_EQ(std::pair(std::string("2"), std::size_t{1}), seen()) << "it has memory";
+  const LiveSegment first("1", segmentAfter(1));
+  EXPECT_EQ(std::pair(std::string("2"), std::size_t{2}), seen()) << "it is known";
+  second.reset();
+  EXPECT_EQ(std::pair(std::string("1"), std::size_t{1}), seen());
+  std::filesystem::remove("/tmp/0.zebcshme");
+}
+
+TEST(Follower, BrokersOfOthersAreCountedOnly) {
+  const LiveSegment live("1-2-3", segmentAfter(1));
+  const auto look = [](std::uint32_t owner) {
+    return model::Follower("/tmp", hours(1), {.scope = {.owners = {owner}}}).lookAtAll().whole;
+  };
+  EXPECT_EQ(1U, look(getuid())->brokers.size());
+  EXPECT_EQ(0U, look(getuid())->leftOut.foreign);
+  EXPECT_EQ(0U, look(getuid() + 1)->brokers.size());
+  EXPECT_EQ(1U, look(getuid() + 1)->leftOut.foreign);
 }

@@ -112,8 +112,9 @@ ExitCode follow(const Request& request, Output& output) {
   const FlowFile flows = readFlows(request.rates.flows);
   if (flows.code != kDone) return flows.code;
   output.stopOnSignals();
-  model::Follower follower(request.directory, std::chrono::milliseconds(request.events.interval),
-                           knowledgeOf(request, flows));
+  model::Follower follower(
+      request.directory, std::chrono::milliseconds(request.events.interval),
+      {.scope = {.mostBytes = request.mostBytes}, .known = knowledgeOf(request, flows)});
   Watch watch(request, output, model::secondsOf(std::chrono::system_clock::now()));
   do watch.show(follower.look());
   while (output.wait(static_cast<int>(follower.pause().count())));

@@ -40,12 +40,7 @@ void addDirectory(Options& options, Request& request) {
       .shown("FILE")
       .excludes(directory);
   addMostBytes(options, request);
-  options
-      .takeEach(
-          "--owner",
-          [&request](const std::string& user) { request.selection.owners.push_back(userOf(user)); },
-          "Only brokers of this user, by name or number;\nmay be given more than once")
-      .shown("USER");
+  addOwners(options, request.selection.owners);
 }
 
 void addPattern(Options& options, const char* name, std::string& pattern, const char* description) {
@@ -86,6 +81,14 @@ void addBroker(Options& options, Request& request) {
              "Only this broker, by its label or uuid;\n"
              "* stands for any characters");
   addDirectory(options, request);
+}
+
+void addOwners(Options& options, std::vector<std::uint32_t>& owners) {
+  options
+      .takeEach(
+          "--owner", [&owners](const std::string& user) { owners.push_back(userOf(user)); },
+          "Only brokers of this user, by name or number;\nmay be given more than once")
+      .shown("USER");
 }
 
 Option addMostBytes(Options& options, Request& request) {

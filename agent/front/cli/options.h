@@ -19,6 +19,9 @@ void addPatterns(Options& options, Request& request);
 // --max-bytes: how much of one broker is looked at.
 Option addMostBytes(Options& options, Request& request);
 
+// --owner, which may be given again.
+void addOwners(Options& options, std::vector<std::uint32_t>& owners);
+
 // --broker and --owner, and what there is to look at: --temp-directory, or --from and --max-bytes.
 void addBroker(Options& options, Request& request);
 

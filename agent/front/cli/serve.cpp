@@ -34,6 +34,14 @@ void takeEvery(milliseconds& interval, const std::string& text) {
   interval = std::chrono::ceil<milliseconds>(*parsed);
 }
 
+void takeTotal(std::uint64_t& most, const std::string& text) {
+  const auto bytes = flowfile::parseBytes(text);
+  if (!bytes || *bytes <= 0) {
+    refuse("--max-total", "\"" + text + "\" is no size like 256MiB");
+  }
+  most = static_cast<std::uint64_t>(*bytes);
+}
+
 // The parser takes brackets away, which a Host header has around an IPv6 address.
 std::string asInHeaders(const std::string& name) {
   return std::ranges::count(name, ':') > 1 ? "[" + name + "]" : name;
@@ -55,6 +63,18 @@ void takeMode(mode_t& mode, const std::string& text) {
     refuse("--socket-mode", "\"" + text + "\" is no mode from 0600 to 0777, like 0660");
   }
   mode = static_cast<mode_t>(value);
+}
+
+void declareScope(Options& options, model::Scope& scope) {
+  addOwners(options, scope.owners);
+  options.add("--max-brokers", scope.mostBrokers, "Look at no more than so many (default: 64)")
+      .within(1, 10000)
+      .shown("N");
+  options
+      .take(
+          "--max-total", [&scope](const std::string& text) { takeTotal(scope.mostTotal, text); },
+          "The most shared memory of all brokers in a\nlook (default: 256MiB)")
+      .shown("BYTES");
 }
 
 void declareWho(Options& options, serve::Options& wanted) {
@@ -95,6 +115,7 @@ void declareServe(Options& options, Request& request) {
       "--socket-mode", [&wanted](const std::string& text) { takeMode(wanted.rights.mode, text); },
       "Who may use the socket of unix: (default: 0660)", "MODE");
   options.add("--socket-group", wanted.rights.group, "Whose group it is").shown("GROUP");
+  declareScope(options, wanted.scope);
   options
       .add("--temp-directory", wanted.directory,
            "Where the brokers' key files are (default:\nas the library is configured here)")

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <string>
 
-#include "agent/model/snapshot.h"
+#include "agent/model/follower.h"
 
 namespace serve {
 
@@ -20,8 +20,7 @@ class EventBook {
  public:
   struct Limits {
     std::size_t events = 10000;
-    std::size_t bytes = 8 << 20;  // of their texts
-    std::size_t page = 1000;      // events in one answer
+    std::size_t page = 1000;  // events in one answer
   };
 
   // The first number is made from the wall time `begin`, in seconds since 1970: numbers of an
@@ -29,27 +28,29 @@ class EventBook {
   EventBook(std::int64_t begin, Limits limits);
 
   // Takes what a look brought.
-  void add(const model::Snapshot& snapshot);
+  void add(const model::FollowLook& look);
 
   // "zebmon.events": those with a higher number than `since`, the oldest first, and whether there
   // are more. One line.
   std::string page(std::uint64_t since) const;
 
  private:
+  // Its text is made when it is asked for: most events never are.
   struct Entry {
     std::uint64_t number;
-    std::string text;  // a JSON object
+    std::int64_t seenAt;  // seconds since 1970
+    std::shared_ptr<const model::SeenBroker> broker;
+    reader::Event event;
   };
 
-  void forget();
+  void add(const model::News& news);
 
   const Limits limits_;
   mutable std::mutex guard_;
   std::deque<Entry> entries_;
   std::uint64_t last_;
-  std::size_t bytes_ = 0;
   std::uint64_t missed_ = 0;
-  std::shared_ptr<const model::Snapshot> head_;  // its time alone
+  std::int64_t seenAt_ = 0;  // of the last look
 };
 
 }  // namespace serve

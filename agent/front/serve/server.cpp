@@ -12,7 +12,6 @@
 #include "agent/front/serve/lockdown.h"
 #include "agent/front/serve/notify.h"
 #include "agent/front/serve/trouble.h"
-#include "agent/model/collector.h"
 #include "agent/reader/bounded_file.h"
 #include "agent/reader/letters.h"
 #include "format/version.h"
@@ -158,11 +157,15 @@ void serve(const Options& options, const Voice& voice) {
 
   Journal journal(voice.log);
   EventBook events(std::time(nullptr), {});
-  model::Collector collector(options.directory, model::Events::read, model::MachineFacts::read);
+  model::Follower follower(options.directory, options.interval,
+                           {.scope = options.scope, .machine = model::MachineFacts::read});
   Watcher watcher(
-      {.interval = options.interval, .version = layout::kVersion},
-      [&collector] { return collector.take(); },
-      [&events](const Seen& seen) { events.add(seen.now()); });
+      {.interval = options.interval, .version = layout::kVersion, .owners = options.scope.owners},
+      {.all = [&follower] { return follower.lookAtAll(); },
+       .events = [&follower] { return follower.lookAtEvents(); },
+       .pause = [&follower] { return follower.eventPause(); }},
+      {.news = [&events](const model::FollowLook& look) { events.add(look); },
+       .each = [](const Seen&) {}});
   watcher.waitForFirst();
   Answers answers(rules, watcher, events, journal);
   std::vector<int> listening;

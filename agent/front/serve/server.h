@@ -21,6 +21,7 @@ struct Options {
   Address listen{.host = "127.0.0.1", .port = 9847};  // unless systemd hands sockets over
   SocketRights rights = {};
   std::chrono::milliseconds interval{2000};
+  model::Scope scope{.mostBrokers = 64, .mostTotal = 256 << 20};
   std::vector<std::string> hosts = {};  // names of this server, besides its addresses
   std::string tokenFile = {};           // paths; empty: none
   std::string certificateFile = {};

@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <exception>
 
+#include "agent/model/condition.h"
 #include "agent/model/flow_view.h"
+#include "agent/model/lightened.h"
 
 namespace serve {
 namespace {
@@ -30,11 +32,24 @@ bool cantBeRead(const std::shared_ptr<const model::SeenBroker>& broker) {
   return state == State::noPermission || state == State::failed;
 }
 
+bool isCut(const std::shared_ptr<const model::SeenBroker>& broker) {
+  return broker->cutStatistics() + broker->cutEvents() > 0;
+}
+
 void addWhatWasSeen(const Seen& seen, std::vector<std::string>& degraded) {
   const model::Snapshot& now = seen.now();
   if (now.error != 0) degraded.push_back("the temporary directory can't be read");
   const auto unread = std::ranges::count_if(now.brokers, cantBeRead);
   if (unread > 0) degraded.push_back(fmt::format("{} brokers can't be read by this user", unread));
+  if (now.leftOut.tooMany > 0) {
+    degraded.push_back(
+        fmt::format("{} brokers are left out: allow more with --max-brokers", now.leftOut.tooMany));
+  }
+  const auto parts = std::ranges::count_if(now.brokers, isCut);
+  if (parts > 0) {
+    degraded.push_back(
+        fmt::format("of {} brokers only a part was looked at: allow more with --max-total", parts));
+  }
   if (!seen.findings.notChecked.empty()) {
     degraded.push_back("not all was checked: run sudo zebmon doctor");
   }
@@ -69,8 +84,8 @@ Health healthOf(const Progress& progress, const Seen* seen, Clock::time_point no
   return health;
 }
 
-Watcher::Watcher(Settings settings, Look look, Each each)
-    : settings_(std::move(settings)), look_(std::move(look)), each_(std::move(each)) {
+Watcher::Watcher(Settings settings, Eyes eyes, Sinks sinks)
+    : settings_(std::move(settings)), eyes_(std::move(eyes)), sinks_(std::move(sinks)) {
   progress_ = {.interval = settings_.interval,
                .pace = settings_.interval,
                .alive = Clock::now(),
@@ -94,24 +109,47 @@ void Watcher::setFailure(const std::string& why) {
 
 void Watcher::run() {
   std::unique_lock held(guard_);
+  auto due = Clock::now();
   while (!stop_) {
     const auto begin = Clock::now();
+    const bool all = begin >= due;
     progress_.alive = begin;
     held.unlock();
     try {
-      turn();
-      setFailure("");
+      all ? turn() : glance();
+      if (all) setFailure("");
     } catch (const std::exception&) {
       setFailure("the last look failed: memory is short");
     }
     held.lock();
-    const auto end = Clock::now();
-    progress_.alive = end;
-    progress_.pace = paceOf(settings_.interval, end - begin);
-    turned_ = true;
-    changed_.notify_all();
-    changed_.wait_until(held, begin + progress_.pace, [this] { return stop_; });
+    progress_.alive = Clock::now();
+    if (all) {
+      progress_.pace = paceOf(settings_.interval, progress_.alive - begin);
+      due = begin + progress_.pace;
+      turned_ = true;
+      changed_.notify_all();
+    }
+    changed_.wait_until(held, next(due, begin), [this] { return stop_; });
   }
+}
+
+// When to look again, after a look that began then.
+Clock::time_point Watcher::next(Clock::time_point due, Clock::time_point begin) const {
+  if (!eyes_.events || looks_.empty()) return due;
+  const auto pause = std::max<Clock::duration>(eyes_.pause(), kShortestGlance);
+  return std::min(due, begin + paceOf(pause, Clock::now() - begin));
+}
+
+void Watcher::glance() {
+  tell(eyes_.events());
+}
+
+// Of several key files that lead to one segment, the first tells its events.
+void Watcher::tell(model::FollowLook look) const {
+  std::erase_if(look.news, [this](const model::News& news) {
+    return !keyFiles_.contains(news.broker->segment.keyFile);
+  });
+  sinks_.news(look);
 }
 
 // The newest look that is old enough to be compared with this one.
@@ -124,13 +162,25 @@ std::shared_ptr<const model::Snapshot> Watcher::before(const model::Snapshot& no
 
 void Watcher::turn() {
   const auto begin = Clock::now();
-  auto look = look_();
+  model::FollowLook look = eyes_.all();
   Seen seen{.took = Clock::now() - begin, .version = settings_.version};
-  seen.findings = model::findingsOf(before(*look).get(), *look);
-  looks_.push_back(std::move(look));
+  const std::shared_ptr<const model::Snapshot> now = look.whole;
+  keyFiles_.clear();
+  for (const auto& broker : model::distinct(*now).brokers) {
+    keyFiles_.insert(broker->segment.keyFile);
+  }
+  tell(std::move(look));
+  seen.findings = model::select(model::findingsOf(before(*now).get(), *now), *now,
+                                {.owners = settings_.owners});
+  looks_.push_back(now);
+  // Older ones only tell what grew.
+  if (looks_.size() > 2) {
+    auto& older = looks_[looks_.size() - 3];
+    older = model::lightened(*older);
+  }
   if (looks_.size() > model::kMostLooks) looks_.erase(looks_.begin());
   seen.looks = looks_;
-  each_(seen);
+  sinks_.each(seen);
   auto texts = std::make_shared<const Texts>(std::move(seen));
   const std::lock_guard held(guard_);
   latest_ = std::move(texts);

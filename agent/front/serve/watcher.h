@@ -8,11 +8,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "agent/front/serve/seen.h"
+#include "agent/model/follower.h"
 
 namespace serve {
 
@@ -20,6 +22,9 @@ using Clock = std::chrono::steady_clock;
 
 // How often there is a look: each interval, but none takes more than a tenth of the time.
 Clock::duration paceOf(Clock::duration interval, Clock::duration turn);
+
+// Events are not looked at more often than that.
+inline constexpr std::chrono::milliseconds kShortestGlance{20};
 
 // How the looks went, at one moment.
 struct Progress {
@@ -47,15 +52,28 @@ class Watcher {
  public:
   struct Settings {
     Clock::duration interval = std::chrono::seconds(2);
-    std::string version = {};  // of the agent, for metrics
+    std::string version = {};                // of the agent, for metrics
+    std::vector<std::uint32_t> owners = {};  // whose findings are told; none: those of all
   };
 
-  // `look` takes a snapshot, with the machine's facts and with events; `each` is told of each turn.
-  // Both are called by the watcher's thread alone. What they throw ends the turn, not the thread.
-  using Look = std::function<std::shared_ptr<const model::Snapshot>()>;
-  using Each = std::function<void(const Seen&)>;
+  // What it looks with. `all` takes a snapshot with the machine's facts. In between `events` takes
+  // what was posted, again after `pause` since the last look began; without it nothing is.
+  struct Eyes {
+    std::function<model::FollowLook()> all;
+    std::function<model::FollowLook()> events = {};
+    std::function<Clock::duration()> pause = {};
+  };
 
-  Watcher(Settings settings, Look look, Each each);
+  // Who is told. `news`: what each look brought of events, each once. `each`: each look at all,
+  // after its news.
+  struct Sinks {
+    std::function<void(const model::FollowLook&)> news;
+    std::function<void(const Seen&)> each;
+  };
+
+  // All of them are called by the watcher's thread alone. What they throw ends the turn, not the
+  // thread.
+  Watcher(Settings settings, Eyes eyes, Sinks sinks);
   ~Watcher();
   Watcher(const Watcher&) = delete;
   Watcher& operator=(const Watcher&) = delete;
@@ -70,16 +88,20 @@ class Watcher {
 
  private:
   void run();
+  Clock::time_point next(Clock::time_point due, Clock::time_point begin) const;
   void turn();
+  void glance();
+  void tell(model::FollowLook look) const;
   void setFailure(const std::string& why);
   std::shared_ptr<const model::Snapshot> before(const model::Snapshot& now) const;
 
   const Settings settings_;
-  const Look look_;
-  const Each each_;
+  const Eyes eyes_;
+  const Sinks sinks_;
 
   // Of the thread alone.
   std::vector<std::shared_ptr<const model::Snapshot>> looks_;
+  std::set<std::string> keyFiles_;  // of each segment the first
 
   mutable std::mutex guard_;
   std::condition_variable changed_;

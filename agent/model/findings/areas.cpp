@@ -69,6 +69,7 @@ void addFill(const Broker& broker, const reader::Area& area, Findings& findings)
 // Of the events areas too, which most commands don't decode.
 std::vector<reader::Damage> damagedPlaces(const SeenBroker& broker) {
   std::vector<reader::Damage> places = broker.damaged();
+  if (broker.events) return places;
   reader::DamageList ofEvents;
   if (const auto* const area = broker.segment.copy.find(reader::kEventTemplates)) {
     reader::walkRing(*area, 1, ofEvents);
@@ -76,7 +77,7 @@ std::vector<reader::Damage> damagedPlaces(const SeenBroker& broker) {
   if (const auto* const area = broker.segment.copy.find(reader::kEventData)) {
     reader::walkRing(*area, layout::evdr::bytes, ofEvents);
   }
-  if (!broker.events) std::ranges::copy(ofEvents.list(), std::back_inserter(places));
+  std::ranges::copy(ofEvents.list(), std::back_inserter(places));
   return places;
 }
 

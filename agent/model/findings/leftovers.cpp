@@ -98,6 +98,7 @@ std::string whyAttached(const Guarded& guarded, const Looks& looks) {
                : std::string();
   }
   if (guarded.broker) return attachedNowOrBefore(*guarded.broker, looks);
+  if (looks.now.leftOut.all() > 0) return "whose lock it is can't be told";
   for (const auto& broker : looks.now.brokers) {
     const std::string why = attachedNowOrBefore(*broker, looks);
     if (!why.empty()) return "whose lock it is can't be told, and " + why;

@@ -10,22 +10,24 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "agent/render/json.h"
+
 namespace {
 
 using nlohmann::json;
 using serve::EventBook;
 
-model::Snapshot lookWith(std::size_t events, std::uint64_t missed = 0) {
+model::FollowLook lookWith(std::size_t events, std::uint64_t missed = 0) {
   auto broker = std::make_shared<model::SeenBroker>();
   broker->segment.keyFile = "/tmp/1.zebcshme";
-  broker->segment.id = 1;
-  broker->events.emplace();
-  broker->events->events.resize(events);
-  for (reader::Event& event : broker->events->events) event.putApplicationName = "a\x1B\"<b>";
-  broker->events->missed = missed;
-  model::Snapshot snapshot;
-  snapshot.brokers.push_back(std::move(broker));
-  return snapshot;
+  model::News news{.broker = std::move(broker), .gaps = {}, .events = {}};
+  news.events.resize(events);
+  for (reader::Event& event : news.events) event.putApplicationName = "a\x1B\"<b>";
+  if (missed > 0) {
+    news.gaps.push_back({.missed = {model::Missed::Kind::atLeast, missed, 0}});
+    news.gaps.push_back({.node = "A", .missed = {model::Missed::Kind::exact, 1, 1}});
+  }
+  return {{}, {std::move(news)}, {}};
 }
 
 json pageOf(const EventBook& book, std::uint64_t since = 0) {
@@ -64,7 +66,7 @@ TEST(EventBook, GivesWhatIsNew) {
 }
 
 TEST(EventBook, IsReadInPages) {
-  EventBook book(0, {.events = 100, .bytes = 1 << 20, .page = 2});
+  EventBook book(0, {.events = 100, .page = 2});
   book.add(lookWith(3));
   const json first = pageOf(book);
   EXPECT_EQ(2U, first["events"].size());
@@ -75,20 +77,29 @@ TEST(EventBook, IsReadInPages) {
   EXPECT_EQ(false, second["more"]);
 }
 
-TEST(EventBook, IsBoundedByNumberAndBySize) {
-  EventBook few(0, {.events = 2, .bytes = 1 << 20, .page = 100});
-  few.add(lookWith(5));
-  EXPECT_EQ(4, pageOf(few)["first"]);
-  EXPECT_EQ(2U, pageOf(few)["events"].size());
-  EventBook small(0, {.events = 100, .bytes = 1000, .page = 100});
-  small.add(lookWith(50));
-  EXPECT_GT(3U, pageOf(small)["events"].size());
-  EXPECT_EQ(50, pageOf(small)["last"]);
+TEST(EventBook, KeepsTheNewest) {
+  EventBook book(0, {.events = 2, .page = 100});
+  book.add(lookWith(5));
+  EXPECT_EQ(4, pageOf(book)["first"]);
+  EXPECT_EQ(2U, pageOf(book)["events"].size());
+  book.add(lookWith(1));
+  EXPECT_EQ(5, pageOf(book)["first"]);
+  EXPECT_EQ(6, pageOf(book)["last"]);
+}
+
+TEST(EventBook, AnEventIsWrittenAsTheCommandWritesIt) {
+  EventBook book(0, {});
+  const model::FollowLook look = lookWith(1);
+  book.add(look);
+  json expected = json::parse(
+      render::written(render::eventDocument(*look.news[0].broker, look.news[0].events[0], 0)));
+  expected["sequence"] = 1;
+  EXPECT_EQ(expected, pageOf(book)["events"][0]);
 }
 
 TEST(EventBook, IsShownInTheDocument) {
   EventBook book(1754707218, {});
-  model::Snapshot look;
+  model::FollowLook look;
   look.wall += std::chrono::seconds(1754707219);
   book.add(look);
   std::ifstream page(ZEB_JSON_DOCUMENT);

@@ -39,6 +39,26 @@ Look lookAtMachine() {
   return model::Collector("/tmp", model::Events::read, model::MachineFacts::read).take();
 }
 
+// Looks at all each time, and at nothing in between.
+Watcher::Eyes eyes(std::function<Look()> look) {
+  return {.all = [look = std::move(look)] { return model::FollowLook{{}, {}, look()}; }};
+}
+
+Watcher::Sinks toldOf(std::function<void(const Seen&)> each) {
+  return {.news = [](const model::FollowLook&) {}, .each = std::move(each)};
+}
+
+const Watcher::Sinks kNobody = toldOf([](const Seen&) {});
+
+// A broker with a segment, and as many events of it as are new.
+model::News newsOf(const std::string& keyFile, int segment, std::size_t events) {
+  auto broker = std::make_shared<model::SeenBroker>();
+  broker->segment.keyFile = keyFile;
+  broker->segment.id = segment;
+  broker->segment.size = 1;
+  return {.broker = std::move(broker), .gaps = {}, .events = std::vector<reader::Event>(events)};
+}
+
 // A progress in which all is well at the time 0.
 Progress well() {
   return {.interval = seconds(2), .pace = seconds(2), .alive = Clock::time_point(), .failure = {}};
@@ -125,15 +145,23 @@ TEST(Health, NamesWhatIsDegradedAndNothingThatWasSeen) {
   auto broker = std::make_shared<model::SeenBroker>();
   broker->segment.state = reader::State::noPermission;
   broker->segment.keyFile = "/tmp/secret.zebcshme";
+  reader::Area& area = broker->segment.copy.areas.emplace_back();
+  area.name = reader::kStatistics;
+  area.cut = 7;
   look->brokers.push_back(broker);
+  look->leftOut = {.foreign = 2, .tooMany = 3};
   Seen seen{.looks = {look}};
   seen.findings.notChecked.push_back("secret");
   Progress progress = well();
   progress.pace = milliseconds(2500);
   progress.failure = "the last look failed: memory is short";
   const std::vector<std::string> expected = {
-      "the last look failed: memory is short", "looks take long: there is one every 2.5 s, not 2.0",
-      "the temporary directory can't be read", "1 brokers can't be read by this user",
+      "the last look failed: memory is short",
+      "looks take long: there is one every 2.5 s, not 2.0",
+      "the temporary directory can't be read",
+      "1 brokers can't be read by this user",
+      "3 brokers are left out: allow more with --max-brokers",
+      "of 1 brokers only a part was looked at: allow more with --max-total",
       "not all was checked: run sudo zebmon doctor"};
   EXPECT_EQ(expected, healthOf(progress, &seen, at(0)).degraded);
 }
@@ -141,14 +169,12 @@ TEST(Health, NamesWhatIsDegradedAndNothingThatWasSeen) {
 TEST(Watching, GoesOnAfterALookThatFailed) {
   Turns turns;
   int count = 0;
-  Watcher watcher(
-      {.interval = milliseconds(1)},
-      [&] {
-        turns.add();
-        if (++count < 3) throw std::bad_alloc();
-        return lookAt(Clock::now());
-      },
-      [](const Seen&) {});
+  Watcher watcher({.interval = milliseconds(1)}, eyes([&] {
+                    turns.add();
+                    if (++count < 3) throw std::bad_alloc();
+                    return lookAt(Clock::now());
+                  }),
+                  kNobody);
   turns.await(5);
   EXPECT_NE(nullptr, watcher.latest());
 }
@@ -157,12 +183,11 @@ TEST(Watching, KeepsTheLastTenLooks) {
   Turns turns;
   std::vector<std::size_t> sizes;
   {
-    Watcher watcher(
-        {.interval = milliseconds(1)}, [&] { return lookAt(Clock::now()); },
-        [&](const Seen& seen) {
-          sizes.push_back(seen.looks.size());
-          turns.add();
-        });
+    Watcher watcher({.interval = milliseconds(1)}, eyes([&] { return lookAt(Clock::now()); }),
+                    toldOf([&](const Seen& seen) {
+                      sizes.push_back(seen.looks.size());
+                      turns.add();
+                    }));
     turns.await(12);
   }
   EXPECT_EQ(1U, sizes[0]);
@@ -171,15 +196,87 @@ TEST(Watching, KeepsTheLastTenLooks) {
   EXPECT_EQ(10U, sizes[11]);
 }
 
+TEST(Watching, HoldsTheBytesOfTheLastTwoLooksAlone) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  Turns turns;
+  std::vector<Look> looks;
+  {
+    Watcher watcher({.interval = milliseconds(1)}, eyes(lookAtMachine),
+                    toldOf([&](const Seen& seen) {
+                      looks = seen.looks;
+                      turns.add();
+                    }));
+    turns.await(4);
+  }
+  for (std::size_t i = 0; i < looks.size(); ++i) {
+    const model::SeenBroker& broker = *looks[i]->brokers.at(0);
+    EXPECT_EQ(i + 2 < looks.size(), broker.segment.copy.areas.at(0).bytes.empty());
+    EXPECT_EQ(i + 2 < looks.size(), !broker.events);
+    EXPECT_EQ(0U, broker.cutStatistics());
+    EXPECT_EQ("BRK1", broker.label());
+  }
+}
+
+TEST(Watching, TellsEventsInBetweenAndAllOfThemBeforeTheLookThatHasThem) {
+  Turns turns;
+  std::vector<std::string> told;
+  {
+    Watcher watcher({.interval = std::chrono::hours(1)},
+                    {.all =
+                         [] {
+                           auto whole = std::make_shared<model::Snapshot>();
+                           model::FollowLook look{{}, {newsOf("/tmp/1", 1, 5)}, whole};
+                           whole->brokers.push_back(look.news[0].broker);
+                           whole->machine = std::make_shared<model::Machine>();
+                           return look;
+                         },
+                     .events =
+                         [] {
+                           return model::FollowLook{{}, {newsOf("/tmp/1", 1, 1)}, {}};
+                         },
+                     .pause = [] { return Clock::duration(0); }},
+                    {.news =
+                         [&](const model::FollowLook& look) {
+                           told.push_back(std::to_string(look.news.at(0).events.size()));
+                           turns.add();
+                         },
+                     .each = [&](const Seen&) { told.push_back("look"); }});
+    turns.await(3);
+  }
+  told.resize(4);
+  EXPECT_EQ((std::vector<std::string>{"5", "look", "1", "1"}), told);
+}
+
+TEST(Watching, TellsEventsOnceOfASegmentWithTwoKeyFiles) {
+  std::vector<std::string> told;
+  Watcher watcher({.interval = std::chrono::hours(1)},
+                  {.all =
+                       [] {
+                         auto whole = std::make_shared<model::Snapshot>();
+                         model::FollowLook look{{},
+                                                {newsOf("/tmp/1", 1, 1), newsOf("/tmp/2", 1, 1),
+                                                 newsOf("/tmp/3", 3, 1)},
+                                                whole};
+                         for (const auto& news : look.news) whole->brokers.push_back(news.broker);
+                         return look;
+                       }},
+                  {.news =
+                       [&](const model::FollowLook& look) {
+                         for (const auto& news : look.news)
+                           told.push_back(news.broker->segment.keyFile);
+                       },
+                   .each = [](const Seen&) {}});
+  EXPECT_TRUE(watcher.waitForFirst());
+  EXPECT_EQ((std::vector<std::string>{"/tmp/1", "/tmp/3"}), told);
+}
+
 TEST(Watching, ManyReadersCostNoMoreLooks) {
   std::atomic<int> looks{0};
-  Watcher watcher(
-      {.interval = std::chrono::hours(1)},
-      [&] {
-        ++looks;
-        return lookAtMachine();
-      },
-      [](const Seen&) {});
+  Watcher watcher({.interval = std::chrono::hours(1)}, eyes([&] {
+                    ++looks;
+                    return lookAtMachine();
+                  }),
+                  kNobody);
   EXPECT_TRUE(watcher.waitForFirst());
   const auto latest = watcher.latest();
   const serve::Text text = latest->of(Document::metrics, false);
@@ -191,7 +288,7 @@ TEST(Watching, ManyReadersCostNoMoreLooks) {
 
 TEST(Watching, DoesntStayAttached) {
   const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
-  Watcher watcher({.interval = std::chrono::hours(1)}, lookAtMachine, [](const Seen&) {});
+  Watcher watcher({.interval = std::chrono::hours(1)}, eyes(lookAtMachine), kNobody);
   EXPECT_TRUE(watcher.waitForFirst());
   EXPECT_EQ(1U, watcher.latest()->seen().now().brokers.size());
   EXPECT_EQ(0U, live.attached());
@@ -241,9 +338,8 @@ TEST(Answering, ANewServerAsksForPatience) {
   const serve::EventBook events(0, {});
   const serve::Rules rules;
   Turns turns;
-  Watcher watcher(
-      {.interval = std::chrono::hours(1)}, [&]() -> Look { throw std::bad_alloc(); },
-      [](const Seen&) {});
+  Watcher watcher({.interval = std::chrono::hours(1)},
+                  eyes([&]() -> Look { throw std::bad_alloc(); }), kNobody);
   EXPECT_FALSE(watcher.waitForFirst());
   serve::Answers answers(rules, watcher, events, journal);
   const auto statusOf = [&](const char* target) {

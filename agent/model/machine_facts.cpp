@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/model/machine_facts.h"
+
+#include <set>
+
+#include "agent/model/guarded.h"
+
+namespace model {
+namespace {
+
+void look(Machine& machine, std::int32_t process) {
+  if (process < 1 || machine.processes.size() == Machine::kMostProcesses) return;
+  const auto [place, isNew] = machine.processes.try_emplace(process);
+  if (isNew) place->second = reader::readProcess(process);
+}
+
+void lookAtGroups(Machine& machine, const Snapshot& snapshot) {
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->tree) continue;
+    for (const auto& group : broker->tree->executionGroups) look(machine, group.processId);
+  }
+}
+
+// What surrounds the key files.
+void lookAround(Machine& machine, const Snapshot& snapshot) {
+  machine.directory = reader::readDirectory(snapshot.directory);
+  machine.cleaners = reader::readCleaners(snapshot.directory);
+  machine.views = reader::readViews(snapshot.directory);
+  machine.logins = reader::readLogins();
+  machine.keyless.emplace();
+  if (machine.locks.error != 0 || machine.locks.cut || machine.directory->error != 0) return;
+  std::set<std::uint32_t> known;
+  for (const reader::KeyFile& file : machine.keyFiles) known.insert(file.key());
+  for (const reader::Lock& lock : machine.locks.locks) known.insert(lock.file.key());
+  machine.keyless = reader::readKeyless(machine.directory->device, known);
+  for (const reader::Keyless& object : machine.keyless->objects) {
+    look(machine, object.firstProcess);
+    look(machine, object.lastProcess);
+  }
+}
+
+}  // namespace
+
+// Processes that may hold a lock come first, in case not all can be looked at.
+std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts) {
+  if (facts == MachineFacts::leave) return nullptr;
+  auto machine = std::make_shared<Machine>();
+  if (facts == MachineFacts::processes) {
+    lookAtGroups(*machine, snapshot);
+    return machine;
+  }
+  machine->clocks = reader::readClocks();
+  machine->configuration = reader::readConfiguration();
+  machine->limits = reader::readLimits();
+  machine->locks = reader::readLocks(snapshot.directory);
+  for (const reader::Lock& lock : machine->locks.locks) look(*machine, lock.semaphore.lastProcess);
+  for (const auto& broker : snapshot.brokers) {
+    machine->keyFiles.push_back(reader::readKeyFile(broker->segment.keyFile));
+  }
+  lookAtGroups(*machine, snapshot);
+  if (facts == MachineFacts::all) lookAround(*machine, snapshot);
+  const Guards guards(snapshot);
+  for (const reader::Lock& lock : machine->locks.locks) {
+    look(*machine, guards.of(lock.name).process);
+    look(*machine, lock.queue.lastSender);
+    look(*machine, lock.queue.lastReceiver);
+  }
+  return machine;
+}
+
+}  // namespace model

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the machine says at the moment of a look.
+#ifndef ZEB_AGENT_MODEL_MACHINE_FACTS_H
+#define ZEB_AGENT_MODEL_MACHINE_FACTS_H
+
+#include <memory>
+
+#include "agent/model/snapshot.h"
+
+namespace model {
+
+// processes: only those of the groups. all: also the surroundings of the key files, for which each
+// process of the machine is looked at.
+enum class MachineFacts { leave, processes, read, all };
+
+// Reads what is asked for now, for the brokers of `snapshot`. Null when nothing is.
+std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts);
+
+}  // namespace model
+
+#endif  // ZEB_AGENT_MODEL_MACHINE_FACTS_H
