@@ -31,6 +31,11 @@ class RecordId {
   bool isZero() const { return *this == RecordId(); }
   std::uint32_t type() const { return numbers_[0]; }
   Stamp created() const { return {numbers_[1], numbers_[2]}; }
+  std::array<std::uint8_t, kBytes> bytes() const {  // as they are stored
+    std::array<std::uint8_t, kBytes> bytes;
+    std::memcpy(bytes.data(), numbers_.data(), kBytes);
+    return bytes;
+  }
   std::string hex() const;      // 32 upper-case digits of its bytes
   std::uint64_t hash() const {  // of which the high bits are the better ones
     const auto pair = [this](std::size_t i) {

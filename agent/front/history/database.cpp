@@ -97,8 +97,12 @@ void Statement::bind(int place, const std::optional<std::string>& value) {
 }
 
 void Statement::bind(int place, Bytes value) {
-  require(
-      sqlite3_bind_blob64(statement_.get(), place, value.data(), value.size(), SQLITE_TRANSIENT));
+  const void* const begin = value.empty() ? "" : static_cast<const void*>(value.data());
+  require(sqlite3_bind_blob64(statement_.get(), place, begin, value.size(), SQLITE_TRANSIENT));
+}
+
+int Statement::columns() const {
+  return sqlite3_column_count(statement_.get());
 }
 
 std::int64_t Statement::integer(int column) const {

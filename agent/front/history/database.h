@@ -59,6 +59,8 @@ class Statement {
     with(values...).run();
   }
 
+  int columns() const;
+
   // Of the row, from 0. Texts and bytes hold until the next step.
   std::int64_t integer(int column) const;  // 0 for NULL
   Integer number(int column) const;

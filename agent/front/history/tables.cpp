@@ -26,7 +26,9 @@ CREATE TABLE broker (
   last_ms INTEGER,
   present INTEGER NOT NULL DEFAULT 0,
   segment INTEGER,
-  reset_s INTEGER
+  reset_s INTEGER,
+  events INTEGER NOT NULL DEFAULT 0,
+  event_bytes INTEGER NOT NULL DEFAULT 0
 );
 CREATE TABLE node (
   id INTEGER PRIMARY KEY,
