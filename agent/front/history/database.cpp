@@ -180,6 +180,10 @@ bool Database::inTransaction() const {
   return sqlite3_get_autocommit(database_.get()) == 0;
 }
 
+void Database::setPatience(int ms) const {
+  sqlite3_busy_timeout(database_.get(), ms);
+}
+
 bool Database::checkpoint() const {
   const int result = sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE,
                                                nullptr, nullptr);

@@ -114,6 +114,9 @@ class Database {
   std::int64_t changed() const;  // rows, by the last statement
   bool inTransaction() const;
 
+  // How long it waits for others, in milliseconds. At first not at all.
+  void setPatience(int ms) const;
+
   // Copies what waits in the write-ahead log into the file, as far as readers let. True when all
   // was, and the log begins again.
   bool checkpoint() const;

@@ -61,7 +61,10 @@ std::int64_t EventWriter::templateOf(std::int64_t broker, const reader::Event& e
   const std::int64_t id = insertTemplate_.integer(0);
   insertTemplate_.run();
   if (known.size() >= kMostTemplates) known.clear();
-  if (origin) known.emplace(event.templateId, id);
+  if (origin) {
+    known.emplace(event.templateId, id);
+    added_ += kRow + static_cast<std::int64_t>(origin->text.size());
+  }
   return id;
 }
 
@@ -106,13 +109,15 @@ void EventWriter::write(std::int64_t broker, const model::News& news, const Mome
   const std::size_t over = news.events.size() - count;
   std::int64_t stored = 0;
   std::int64_t bytes = 0;
+  added_ = 0;
   for (const reader::Event& event : std::span(news.events).last(count)) {
     const std::int64_t added = insert(broker, event);
     stored += added > 0;
     bytes += added;
   }
   countOver(database_, broker, "events", over);
-  if (stored == 0) return;
+  bytes += added_;
+  if (bytes == 0) return;
   database_
       .prepare("UPDATE broker SET events = events + ?, event_bytes = event_bytes + ? WHERE id = ?")
       .run(stored, bytes, broker);

@@ -20,6 +20,9 @@ class EventWriter {
   // those of runs that began earlier than `beganMs`, the wall time.
   EventWriter(const Database& database, std::int64_t perSecond, std::int64_t beganMs);
 
+  // To be called when some may have been removed.
+  void forgetTemplates() { templates_.clear(); }
+
   // Of one broker. Inside a transaction. The look is the one behind them.
   void write(std::int64_t broker, const model::News& news, const Moment& look);
 
@@ -35,6 +38,7 @@ class EventWriter {
   const std::int64_t perSecond_;
   Statement insert_;
   Statement insertTemplate_;
+  std::int64_t added_ = 0;                             // bytes of templates, by one call
   std::int64_t last_;                                  // number of an event
   std::map<std::int64_t, Templates> templates_;        // of brokers, those with texts alone
   std::map<std::int64_t, std::int64_t> lastSteadyMs_;  // of brokers

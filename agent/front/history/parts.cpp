@@ -159,6 +159,7 @@ void Parts::forget(std::int64_t nowMs) {
           "(SELECT max(number) FROM look)) AND wall_ms < ?")
       .run(nowMs - kKeepLooksMs - kHourMs);
   database_.prepare("DELETE FROM gap WHERE time_ms < ?").run(nowMs - kKeepMinutesMs);
+  database_.prepare("DELETE FROM run WHERE began_ms < ?").run(nowMs - kKeepHoursMs);
   for (const char* const table : {"mark", "span", "finding"}) {
     database_.prepare(std::string("DELETE FROM ") + table + " WHERE end_ms < ?")
         .run(nowMs - kKeepHoursMs);

@@ -63,7 +63,6 @@ Moment momentOf(const model::Snapshot& snapshot, std::int64_t number) {
           .steadyMs = duration_cast<milliseconds>(snapshot.steady.time_since_epoch()).count()};
 }
 
-// As news, what a look brought.
 model::News newsOf(const std::shared_ptr<const model::SeenBroker>& broker) {
   model::News news{.broker = broker, .gaps = {}, .events = broker->events->events};
   if (broker->events->missed > 0) {
@@ -75,6 +74,14 @@ model::News newsOf(const std::shared_ptr<const model::SeenBroker>& broker) {
 }
 
 }  // namespace
+
+std::vector<model::News> newsOf(const model::Snapshot& snapshot) {
+  std::vector<model::News> all;
+  for (const auto& broker : model::distinct(snapshot).brokers) {
+    if (broker->events) all.push_back(newsOf(broker));
+  }
+  return all;
+}
 
 Recorder::Recorder(const Database& database, Settings settings, std::int64_t nowMs)
     : database_(database),
@@ -137,13 +144,12 @@ void Recorder::loadCounts(Known& known) {
   }
 }
 
-void Recorder::record(const Sight& sight) {
+bool Recorder::record(const Sight& sight) {
   const std::int64_t next = before_.look + 1;
   now_ = momentOf(*sight.snapshot, next);
-  if (recent_ > 0 &&
-      (now_.wallMs / kPartMs != before_.wallMs / kPartMs || recent_ >= settings_.recentRows)) {
-    closePart();
-  }
+  const bool closes = recent_ > 0 && (now_.wallMs / kPartMs != before_.wallMs / kPartMs ||
+                                      recent_ >= settings_.recentRows);
+  if (closes) closePart();
   continuous_ = continuous_ && !sight.behindLost;
   Transaction transaction(database_);
   write(sight);
@@ -151,12 +157,14 @@ void Recorder::record(const Sight& sight) {
   before_ = now_;
   continuous_ = true;
   sawDirectory_ = sight.snapshot->error == 0;
+  return closes;
 }
 
 void Recorder::closePart() {
   parts_.close(now_.wallMs);
   recent_ = 0;
   parts_.forget(now_.wallMs);
+  events_.forgetTemplates();
 }
 
 void Recorder::write(const Sight& sight) {
@@ -171,13 +179,7 @@ void Recorder::write(const Sight& sight) {
   for (auto& [uuid, one] : brokers_) {
     if (!present.contains(uuid)) seeAbsent(one, snapshot.error == 0 && !there.contains(uuid));
   }
-  if (!sight.news.empty()) {
-    for (const model::News& news : sight.news) writeNews(news);
-  } else {
-    for (const auto& broker : model::distinct(snapshot).brokers) {
-      if (broker->events) writeNews(newsOf(broker));
-    }
-  }
+  for (const model::News& news : sight.news) writeNews(news);
   writeFindings(sight.findings);
   unreadable_ = std::move(there);
 }
@@ -364,6 +366,7 @@ void Recorder::shrink(std::int64_t quota, std::int64_t all) {
     }
   }
   while (used() > all && parts_.shrink(largest)) continue;
+  events_.forgetTemplates();
 }
 
 }  // namespace history

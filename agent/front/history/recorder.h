@@ -29,12 +29,15 @@ struct Sight {
   std::shared_ptr<const model::Snapshot> snapshot;  // never null
   model::Findings findings = {};
 
-  // What was posted since the sight before. Empty: what the snapshot itself has of that.
+  // What was posted since the sight before.
   std::vector<model::News> news = {};
 
   // There were others since the last one that was recorded, and they are lost.
   bool behindLost = false;
 };
+
+// What was posted, as the snapshot itself has it.
+std::vector<model::News> newsOf(const model::Snapshot& snapshot);
 
 // One run of a recorder on tables that are there. For one thread. After a Failure it is of no more
 // use: another one goes on from what is stored.
@@ -52,7 +55,8 @@ class Recorder {
 
   Recorder(const Database& database, Settings settings, std::int64_t nowMs);
 
-  void record(const Sight& sight);
+  // True when it also put ten minutes into parts: then the file has grown.
+  bool record(const Sight& sight);
 
   // Removes old things of brokers that take more than `quota` bytes, and then of any, until no more
   // than `all` bytes of the file are in use.

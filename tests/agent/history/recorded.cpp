@@ -15,7 +15,8 @@ Recorded::Recorded(const std::string& path) : database(path, history::Database::
 
 void Recorded::restart(history::Recorder::Settings settings) {
   recorder.reset();
-  recorder = std::make_unique<history::Recorder>(database, std::move(settings), kBegin * 1000 + ++runs_);
+  recorder =
+      std::make_unique<history::Recorder>(database, std::move(settings), kBegin * 1000 + ++runs_);
 }
 
 void Recorded::look(double second, history::Sight sight) {
@@ -30,6 +31,7 @@ void Recorded::look(double second, history::Sight sight) {
   snapshot->steady =
       Steady::time_point(std::chrono::hours(1) + duration_cast<std::chrono::milliseconds>(time));
   sight.snapshot = snapshot;
+  sight.news = history::newsOf(*snapshot);
   recorder->record(sight);
 }
 
