@@ -1,0 +1,249 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/history/reading.h"
+
+#include <algorithm>
+
+#include "agent/front/history/moment.h"
+#include "agent/front/history/place.h"
+
+namespace history {
+namespace {
+
+constexpr std::int64_t kSteps[] = {1,   2,    5,    10,   15,    30,    60,    120,   300,      600,
+                                   900, 1800, 3600, 7200, 14400, 21600, 43200, 86400, 7 * 86400};
+
+// Rows of one node, each with the moment that it counts for. Parts are looked for first: there are
+// few of them.
+constexpr char kBegin[] = "SELECT ";
+constexpr char kAmounts[] = ", s.messages, s.bytes, s.elapsed_ms, s.queued_ms FROM ";
+constexpr char kOfPart[] =
+    " s ON s.part = p.number AND s.node = ?1 WHERE p.broker = ?2 AND p.end_ms >= ?3 AND "
+    "p.begin_ms < ?4 AND ";
+constexpr char kOlderThanMinutes[] =
+    "p.hours > 0 AND p.end_ms < coalesce((SELECT min(begin_ms) FROM part WHERE broker = ?2 AND "
+    "minutes > 0), 9e18)";
+
+std::string samplesSql() {
+  return std::string(kBegin) + "l.wall_ms" + kAmounts +
+         "part p CROSS JOIN sample s ON s.part = p.number AND s.node = ?1 CROSS JOIN look l ON "
+         "l.number = s.look WHERE p.broker = ?2 AND p.end_ms >= ?3 AND p.begin_ms < ?4 AND "
+         "p.samples > 0";
+}
+
+std::string minutesSql(const char* condition) {
+  return std::string(kBegin) + "s.minute * 60000" + kAmounts + "part p CROSS JOIN minute" +
+         kOfPart + condition;
+}
+
+std::string hoursSql(const char* condition) {
+  return std::string(kBegin) + "s.hour * 3600000" + kAmounts + "part p CROSS JOIN hour" + kOfPart +
+         condition;
+}
+
+std::string recentSql() {
+  return std::string(kBegin) + "l.wall_ms" + kAmounts +
+         "look l CROSS JOIN recent s ON s.look = l.number AND s.node = ?1 WHERE l.number >= "
+         "(SELECT min(look) FROM recent) AND ?2 AND l.wall_ms >= ?3 AND l.wall_ms < ?4";
+}
+
+// What tells of each moment once, as fine as the step needs it.
+std::vector<std::string> sourcesFor(std::int64_t stepS) {
+  if (stepS >= kHourMs / 1000) {
+    return {recentSql(), hoursSql("p.hours > 0"), minutesSql("p.minutes > 0 AND p.summed = 0")};
+  }
+  if (stepS >= kMinuteMs / 1000) {
+    return {recentSql(), minutesSql("p.minutes > 0"), hoursSql(kOlderThanMinutes)};
+  }
+  return {recentSql(), samplesSql(), minutesSql("p.minutes > 0 AND p.samples = 0"),
+          hoursSql(kOlderThanMinutes)};
+}
+
+struct Node {
+  std::int64_t id;
+  std::string label;
+  std::uint32_t type;
+};
+
+// The answer to one question, step by step.
+class Drawing {
+ public:
+  Drawing(const Database& database, const Question& question, std::int64_t broker)
+      : database_(database), question_(question), broker_(broker) {
+    const std::int64_t length = std::max<std::int64_t>(1, question.untilS - question.fromS);
+    step_ = stepFor(length, std::max<std::int64_t>(2, question.points));
+    begin_ = question.fromS / step_ * step_;
+    if (begin_ > question.fromS) begin_ -= step_;
+    const std::int64_t steps = (question.untilS - begin_ + step_ - 1) / step_;
+    seconds_.resize(static_cast<std::size_t>(std::max<std::int64_t>(0, steps)));
+  }
+
+  Curves curves();
+
+ private:
+  std::int64_t fromMs() const { return begin_ * 1000; }
+  std::int64_t untilMs() const { return question_.untilS * 1000; }
+  std::optional<std::size_t> stepOf(std::int64_t ms) const;
+  std::vector<Node> nodes() const;
+  void observe();
+  void observeSpan(std::int64_t beginMs, std::int64_t endMs);
+  void observeLooks(std::int64_t first, std::int64_t last, std::int64_t beginMs,
+                    std::int64_t endMs);
+  void readMarks(Curves& curves);
+  Curve curveOf(const Node& node, const std::vector<std::string>& sources) const;
+
+  const Database& database_;
+  const Question& question_;
+  const std::int64_t broker_;
+  std::int64_t step_ = 1;
+  std::int64_t begin_ = 0;
+  std::vector<double> seconds_;  // that were looked at, by step
+};
+
+std::optional<std::size_t> Drawing::stepOf(std::int64_t ms) const {
+  if (ms < fromMs() || ms >= untilMs()) return {};
+  const auto step = static_cast<std::size_t>((ms - fromMs()) / (step_ * 1000));
+  if (step >= seconds_.size()) return {};
+  return step;
+}
+
+std::vector<Node> Drawing::nodes() const {
+  auto rows = database_.prepare(
+      "SELECT id, node, node_type FROM node WHERE broker = ?1 AND execution_group = ?2 AND "
+      "flow = ?3 AND (?4 IS NULL OR node = ?4) ORDER BY id");
+  std::vector<Node> all;
+  rows.with(broker_, question_.group, question_.flow, question_.node);
+  while (rows.step()) {
+    all.push_back({rows.integer(0), rows.text(1), static_cast<std::uint32_t>(rows.integer(2))});
+  }
+  return all;
+}
+
+void Drawing::observeSpan(std::int64_t beginMs, std::int64_t endMs) {
+  const std::int64_t stepMs = step_ * 1000;
+  std::int64_t at = std::max(beginMs, fromMs());
+  const std::int64_t until =
+      std::min(endMs, fromMs() + static_cast<std::int64_t>(seconds_.size()) * stepMs);
+  while (at < until) {
+    const std::int64_t next = std::min(until, fromMs() + ((at - fromMs()) / stepMs + 1) * stepMs);
+    seconds_[static_cast<std::size_t>((at - fromMs()) / stepMs)] +=
+        static_cast<double>(next - at) / 1000;
+    at = next;
+  }
+}
+
+// A look tells of the time since the look before. Where looks are not kept any more, so much
+// doesn't matter.
+void Drawing::observeLooks(std::int64_t first, std::int64_t last, std::int64_t beginMs,
+                           std::int64_t endMs) {
+  auto rows = database_.prepare(
+      "SELECT number, wall_ms FROM look WHERE number BETWEEN ? AND ? ORDER BY number");
+  std::optional<std::int64_t> before;
+  for (rows.with(first, last); rows.step();) {
+    const std::int64_t wall = rows.integer(1);
+    if (!before && rows.integer(0) != first) observeSpan(beginMs, wall);
+    if (!before) before = rows.integer(0) == first ? beginMs : wall;
+    if (const auto step = stepOf(wall)) {
+      seconds_[*step] += static_cast<double>(wall - *before) / 1000;
+    }
+    before = wall;
+  }
+  if (!before) observeSpan(beginMs, endMs);
+}
+
+void Drawing::observe() {
+  auto rows = database_.prepare(
+      "SELECT first_look, last_look, begin_ms, end_ms FROM span WHERE broker = ? AND end_ms >= ? "
+      "AND begin_ms < ?");
+  for (rows.with(broker_, fromMs(), untilMs()); rows.step();) {
+    if (step_ >= kMinuteMs / 1000) {
+      observeSpan(rows.integer(2), rows.integer(3));
+    } else {
+      observeLooks(rows.integer(0), rows.integer(1), rows.integer(2), rows.integer(3));
+    }
+  }
+}
+
+// What was added in a time in which nobody looked is told by the look behind it.
+void Drawing::readMarks(Curves& curves) {
+  auto rows = database_.prepare(
+      "SELECT kind, begin_ms, end_ms, unknown_ms, execution_group, flow FROM mark "
+      "WHERE broker = ? AND end_ms >= ? AND begin_ms < ? ORDER BY id");
+  for (rows.with(broker_, fromMs(), untilMs()); rows.step();) {
+    MarkedTime mark{.kind = rows.text(0),
+                    .beginMs = rows.integer(1),
+                    .endMs = rows.integer(2),
+                    .unknownMs = rows.integer(3),
+                    .group = rows.textOrNull(4),
+                    .flow = rows.textOrNull(5)};
+    const auto step = stepOf(mark.endMs);
+    if (mark.kind == "gap" && step) {
+      seconds_[*step] +=
+          static_cast<double>(std::max<std::int64_t>(0, mark.endMs - mark.beginMs)) / 1000;
+    }
+    curves.marks.push_back(std::move(mark));
+  }
+}
+
+Curve Drawing::curveOf(const Node& node, const std::vector<std::string>& sources) const {
+  std::vector<Amounts> added(seconds_.size());
+  for (const std::string& sql : sources) {
+    auto rows = database_.prepare(sql);
+    for (rows.with(node.id, broker_, fromMs(), untilMs()); rows.step();) {
+      const auto step = stepOf(std::max(rows.integer(0), fromMs()));
+      if (!step) continue;
+      added[*step] = sum(added[*step], {.messages = rows.number(1),
+                                        .bytes = rows.number(2),
+                                        .elapsedMs = rows.number(3),
+                                        .queuedMs = rows.number(4)});
+    }
+  }
+  Curve curve{.node = node.label, .type = node.type, .points = {}};
+  for (std::size_t i = 0; i < seconds_.size(); ++i) {
+    if (seconds_[i] <= 0 && added[i].isNothing()) continue;
+    curve.points.push_back({begin_ + static_cast<std::int64_t>(i) * step_, seconds_[i], added[i]});
+  }
+  return curve;
+}
+
+Curves Drawing::curves() {
+  Curves curves{.fromS = begin_, .stepS = step_};
+  auto oldest = database_.prepare("SELECT min(begin_ms) / 1000 FROM span WHERE broker = ?");
+  if (oldest.with(broker_).step()) curves.oldestS = oldest.number(0);
+  observe();
+  readMarks(curves);
+  const std::vector<std::string> sources = sourcesFor(step_);
+  for (const Node& node : nodes()) curves.nodes.push_back(curveOf(node, sources));
+  return curves;
+}
+
+}  // namespace
+
+Database openToRead(const std::string& path) {
+  const bool still = !WriterLock::isHeld(path) && logBytesOf(path) == 0;
+  return {path, still ? Database::Mode::immutable : Database::Mode::read};
+}
+
+std::int64_t stepFor(std::int64_t seconds, std::int64_t points) {
+  for (const std::int64_t step : kSteps) {
+    // The first and the last one may be parts of theirs.
+    if (seconds / step + 2 <= points) return step;
+  }
+  return (seconds / std::max<std::int64_t>(1, points - 2) / 86400 + 1) * 86400;
+}
+
+std::optional<std::int64_t> findBroker(const Database& database, const std::string& name) {
+  auto row = database.prepare(
+      "SELECT id FROM broker WHERE uuid = ?1 OR label = ?1 OR "
+      "label || ' (' || substr(uuid, 1, 8) || ')' = ?1 "
+      "ORDER BY uuid = ?1 DESC, last_ms DESC LIMIT 1");
+  if (!row.with(name).step()) return {};
+  return row.integer(0);
+}
+
+Curves curvesOf(const Database& database, const Question& question) {
+  Transaction moment(database, Transaction::For::reading);
+  const auto broker = findBroker(database, question.broker);
+  return Drawing(database, question, broker.value_or(0)).curves();
+}
+
+}  // namespace history

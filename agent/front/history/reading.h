@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+// Curves out of a history. Never keeps its writer waiting.
+#ifndef ZEB_AGENT_FRONT_HISTORY_READING_H
+#define ZEB_AGENT_FRONT_HISTORY_READING_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "agent/front/history/broker_counts.h"
+#include "agent/front/history/database.h"
+
+namespace history {
+
+// A connection that changes nothing. Without a writer, and with nothing in the write-ahead log, the
+// file is read as it is, which needs no right to write beside it. Throws Failure.
+Database openToRead(const std::string& path);
+
+struct Question {
+  std::string broker;  // its uuid or label, or "LABEL (first eight of the uuid)"
+  std::string group;
+  std::string flow;
+  std::optional<std::string> node = {};  // nothing: all of the flow
+  std::int64_t fromS = 0;                // since 1970; half-open
+  std::int64_t untilS = 0;
+  std::int64_t points = 300;  // at most, and no less than two
+};
+
+struct Point {
+  std::int64_t beginS = 0;
+  double seconds = 0;  // how long these amounts took to come together
+  Amounts added = {};
+};
+
+struct Curve {
+  std::string node;
+  std::uint32_t type = 0;
+  std::vector<Point> points;  // of steps that were looked at; others are left out
+};
+
+struct MarkedTime {
+  std::string kind;  // as in the table
+  std::int64_t beginMs = 0;
+  std::int64_t endMs = 0;
+  std::int64_t unknownMs = 0;
+  std::optional<std::string> group = {};  // what was deployed, when it was one flow
+  std::optional<std::string> flow = {};
+};
+
+struct Curves {
+  std::int64_t fromS = 0;  // rounded down to a step
+  std::int64_t stepS = 1;
+  std::optional<std::int64_t> oldestS = {};  // of the broker; nothing when there is none
+  std::vector<Curve> nodes = {};
+  std::vector<MarkedTime> marks = {};
+};
+
+// One moment of the file, whatever is written meanwhile. Throws Failure.
+Curves curvesOf(const Database& database, const Question& question);
+
+// The number of a broker; nothing when there is no such one.
+std::optional<std::int64_t> findBroker(const Database& database, const std::string& name);
+
+// How long a step is when there may be so many of them.
+std::int64_t stepFor(std::int64_t seconds, std::int64_t points);
+
+}  // namespace history
+
+#endif  // ZEB_AGENT_FRONT_HISTORY_READING_H
