@@ -165,7 +165,7 @@ TEST(HttpServer, AConnectionThatDawdlesWithItsRequestIsShut) {
 
 TEST(HttpServer, ASecondRequestMayNotDawdleEither) {
   serve::Connections::Limits limits = patient();
-  limits.request = milliseconds(20);
+  limits.request = milliseconds(500);
   Server server(limits);
   Client client(server.port());
   EXPECT_EQ("GET /1", bodyIn(client.get("/1")));
