@@ -4,6 +4,7 @@
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/rates.h"
 #include "agent/front/cli/stop.h"
 #include "agent/front/serve/gate.h"
 #include "agent/front/serve/server.h"
@@ -110,6 +111,10 @@ void declareServe(Options& options, Request& request) {
           "--host", [&wanted](const std::string& name) { takeHost(wanted.hosts, name); },
           "A name by which clients call this machine;\nmay be given again")
       .shown("NAME");
+  options
+      .add("--flows", request.rates.flows,
+           "Take which node is inside which, and the\nthreads, from this flow file")
+      .shown("FILE");
   declareWho(options, wanted);
   add(
       "--socket-mode", [&wanted](const std::string& text) { takeMode(wanted.rights.mode, text); },
@@ -123,10 +128,13 @@ void declareServe(Options& options, Request& request) {
 }
 
 ExitCode runServe(const Request& request, Output& output) {
+  const FlowFile flows = readFlows(request.rates.flows);
+  if (flows.code != kDone) return flows.code;
+  serve::Options wanted = request.serve;
+  if (flows.file) wanted.flows = std::make_shared<const flowfile::File>(*flows.file);
   try {
-    serve::serve(
-        request.serve,
-        {.tell = [&output](const std::string& lines) { output.write(lines); }, .log = complain});
+    serve::serve(wanted, {.tell = [&output](const std::string& lines) { output.write(lines); },
+                          .log = complain});
   } catch (const serve::Trouble& trouble) {
     const bool usage = trouble.kind == serve::Trouble::Kind::usage;
     throw Stop{usage ? kUsage : exitCodeOf(trouble.error == 0 ? -1 : trouble.error),

@@ -3,11 +3,15 @@
 
 #include <fmt/format.h>
 
+#include "agent/front/serve/gzip.h"
 #include "agent/front/serve/negotiation.h"
+#include "agent/front/serve/page_document.h"
 #include "agent/render/json.h"
 
 namespace serve {
 namespace {
+
+constexpr char kNoLook[] = "there was no look yet. Ask again in a moment";
 
 Text textOf(std::string text) {
   return std::make_shared<const std::string>(std::move(text));
@@ -79,12 +83,34 @@ Reply errorReply(int status, const std::string& problem) {
 
 Reply Answers::answerDocument(const Request& request, Route route) const {
   const auto latest = watcher_.latest();
-  if (!latest) return notYet("there was no look yet. Ask again in a moment");
+  if (!latest) return notYet(kNoLook);
   const Document document = documentOf(request, route);
   const bool gzip = wantsGzip(request);
   Text text = latest->of(document, gzip);
   if (!text) return notYet("rates need two looks. Ask again after the next one");
   return {.type = typeOf(document), .body = std::move(text), .gzip = gzip};
+}
+
+Reply Answers::answerEvents(const Request& request, std::uint64_t since) const {
+  std::string page = events_.page(since);
+  const bool gzip = wantsGzip(request);
+  return {.body = textOf(gzip ? gzipped(page) : std::move(page)), .gzip = gzip};
+}
+
+Reply Answers::answerPage(const Request& request, std::uint64_t since) const {
+  const auto latest = watcher_.latest();
+  if (!latest) return notYet(kNoLook);
+  const Texts::Page& page = latest->page();
+  Beside beside{.now = Clock::now(), .health = watcher_.health(), .routes = routeNames()};
+  if (showsEvents(rules_)) beside.events = events_.page(since);
+  const std::string rest = pageRest(latest->seen(), beside);
+  const bool gzip = wantsGzip(request);
+  return {.body = textOf(gzip ? page.compressed.with(rest) : page.text + rest), .gzip = gzip};
+}
+
+Reply Answers::answerFile(const Request& request, const page::File& file) const {
+  const bool gzip = wantsGzip(request);
+  return {.type = std::string(file.type), .body = assets_.of(file, gzip), .gzip = gzip};
 }
 
 Reply Answers::answer(const Request& request, const Verdict& verdict) const {
@@ -97,10 +123,10 @@ Reply Answers::answer(const Request& request, const Verdict& verdict) const {
     const Health health = watcher_.health();
     return healthReply(health, verdict.route == Route::healthz ? health.alive : health.ready);
   }
-  if (verdict.route != Route::events) return answerDocument(request, verdict.route);
-  std::string page = events_.page(verdict.since);
-  const bool gzip = wantsGzip(request);
-  return {.body = textOf(gzip ? gzipped(page) : std::move(page)), .gzip = gzip};
+  if (verdict.file != nullptr) return answerFile(request, *verdict.file);
+  if (verdict.route == Route::events) return answerEvents(request, verdict.since);
+  if (verdict.route == Route::page) return answerPage(request, verdict.since);
+  return answerDocument(request, verdict.route);
 }
 
 Reply Answers::operator()(const Request& request) noexcept {

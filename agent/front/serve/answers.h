@@ -3,6 +3,7 @@
 #ifndef ZEB_AGENT_FRONT_SERVE_ANSWERS_H
 #define ZEB_AGENT_FRONT_SERVE_ANSWERS_H
 
+#include "agent/front/serve/assets.h"
 #include "agent/front/serve/event_book.h"
 #include "agent/front/serve/gate.h"
 #include "agent/front/serve/journal.h"
@@ -23,11 +24,15 @@ class Answers {
  private:
   Reply answer(const Request& request, const Verdict& verdict) const;
   Reply answerDocument(const Request& request, Route route) const;
+  Reply answerEvents(const Request& request, std::uint64_t since) const;
+  Reply answerPage(const Request& request, std::uint64_t since) const;
+  Reply answerFile(const Request& request, const page::File& file) const;
 
   const Rules& rules_;
   const Watcher& watcher_;
   const EventBook& events_;
   Journal& journal_;
+  const Assets assets_;
 };
 
 // {"error":"SENTENCE."} with that status.

@@ -17,11 +17,15 @@ struct Place {
   const char* name;
 };
 
-constexpr Place kPlaces[] = {
-    {"/metrics", Route::metrics, "metrics"},     {"/api/v1/brokers", Route::brokers, "brokers"},
-    {"/api/v1/stats", Route::stats, "stats"},    {"/api/v1/flows", Route::flows, "flows"},
-    {"/api/v1/events", Route::events, "events"}, {"/api/v1/findings", Route::findings, "findings"},
-    {"/healthz", Route::healthz, "healthz"},     {"/readyz", Route::readyz, "readyz"}};
+constexpr Place kPlaces[] = {{"/api/v1/page", Route::page, "page"},
+                             {"/metrics", Route::metrics, "metrics"},
+                             {"/api/v1/brokers", Route::brokers, "brokers"},
+                             {"/api/v1/stats", Route::stats, "stats"},
+                             {"/api/v1/flows", Route::flows, "flows"},
+                             {"/api/v1/events", Route::events, "events"},
+                             {"/api/v1/findings", Route::findings, "findings"},
+                             {"/healthz", Route::healthz, "healthz"},
+                             {"/readyz", Route::readyz, "readyz"}};
 
 // A target divided at its first "?".
 struct Target {
@@ -36,9 +40,13 @@ Target targetOf(const Request& request) {
   return {whole.substr(0, mark), whole.substr(mark + 1)};
 }
 
-Route routeOf(std::string_view path) {
+Verdict verdictFor(std::string_view path) {
   const auto* const place = std::ranges::find(kPlaces, path, &Place::path);
-  return place == std::end(kPlaces) ? Route::none : place->route;
+  if (place != std::end(kPlaces)) return {.route = place->route};
+  const auto files = page::files();
+  const auto file = std::ranges::find(files, path, &page::File::path);
+  if (file == files.end()) return {};
+  return {.route = Route::file, .file = &*file};
 }
 
 Verdict refusal(int status, std::string problem, std::string_view quoted = {}) {
@@ -81,7 +89,8 @@ bool isOwn(std::string_view origin, const Rules& rules, std::string_view host) {
          (!rules.tls && reader::sameLetters(scheme, "http"));
 }
 
-Refusal refuseOrigin(const Request& request, const Rules& rules) {
+// A link in another page may lead here, to the page that shows nothing yet.
+Refusal refuseOrigin(const Request& request, const Rules& rules, std::string_view path) {
   const std::string_view host = request.valuesOf("Host")[0];
   for (const std::string_view origin : request.valuesOf("Origin")) {
     if (!isOwn(origin, rules, host)) {
@@ -89,7 +98,7 @@ Refusal refuseOrigin(const Request& request, const Rules& rules) {
     }
   }
   for (const std::string_view site : request.valuesOf("Sec-Fetch-Site")) {
-    if (reader::sameLetters(site, "cross-site")) {
+    if (path != "/" && reader::sameLetters(site, "cross-site")) {
       return refusal(403, "pages of other servers may not ask. Open this server's own", site);
     }
   }
@@ -104,12 +113,13 @@ bool showsToken(const Request& request, const Token& token) {
 }
 
 Refusal refuseStranger(const Request& request, const Rules& rules, Route route) {
-  if (rules.token && route != Route::healthz && !showsToken(request, *rules.token)) {
+  const bool free = route == Route::healthz || route == Route::file;
+  if (rules.token && !free && !showsToken(request, *rules.token)) {
     Verdict verdict = refusal(401, "a token is needed. Send it as \"Authorization: Bearer TOKEN\"");
     verdict.headers = {{"WWW-Authenticate", "Bearer realm=\"zebmon\""}};
     return verdict;
   }
-  if (route == Route::events && !rules.token && !rules.events) {
+  if (route == Route::events && !showsEvents(rules)) {
     return refusal(403, "events are off. Start the server with --events or with a token");
   }
   return {};
@@ -119,11 +129,14 @@ Refusal refuseStranger(const Request& request, const Rules& rules, Route route) 
 Refusal takeQuery(std::string_view query, Verdict& verdict) {
   if (query.empty()) return {};
   constexpr std::string_view kSince = "since=";
-  const auto since = query.starts_with(kSince) && verdict.route == Route::events
+  const bool takesSince = verdict.route == Route::events || verdict.route == Route::page;
+  const auto since = takesSince && query.starts_with(kSince)
                          ? reader::unsignedOf(query.substr(kSince.size()))
                          : std::nullopt;
   if (!since) {
-    return refusal(400, "the query is not understood. Only events take one: ?since=SEQUENCE",
+    return refusal(400,
+                   "the query is not understood. Only events and page take one: "
+                   "?since=SEQUENCE",
                    query);
   }
   verdict.since = *since;
@@ -133,8 +146,15 @@ Refusal takeQuery(std::string_view query, Verdict& verdict) {
 }  // namespace
 
 const char* nameOf(Route route) {
+  if (route == Route::file) return "file";
   const auto* const place = std::ranges::find(kPlaces, route, &Place::route);
   return place == std::end(kPlaces) ? "-" : place->name;
+}
+
+std::vector<std::string> routeNames() {
+  std::vector<std::string> names;
+  for (const Place& place : kPlaces) names.emplace_back(place.name);
+  return names;
 }
 
 std::optional<std::string> hostOf(std::string_view authority) {
@@ -155,6 +175,10 @@ std::optional<std::string> hostOf(std::string_view authority) {
   return reader::lowered(host);
 }
 
+bool showsEvents(const Rules& rules) {
+  return rules.token || rules.events;
+}
+
 bool hasLargeBody(const Request& request) {
   if (!request.valuesOf("Transfer-Encoding").empty()) return true;
   return std::ranges::any_of(request.valuesOf("Content-Length"), [](std::string_view length) {
@@ -164,14 +188,14 @@ bool hasLargeBody(const Request& request) {
 
 Verdict judge(const Request& request, const Rules& rules) {
   const Target target = targetOf(request);
-  Verdict verdict{.route = routeOf(target.path)};
+  Verdict verdict = verdictFor(target.path);
   Refusal refused = refuseForm(request);
   if (!refused) refused = refuseHost(request, rules);
-  if (!refused) refused = refuseOrigin(request, rules);
+  if (!refused) refused = refuseOrigin(request, rules, target.path);
   if (!refused && verdict.route == Route::none) {
     refused = refusal(404,
-                      "there is nothing here. There are /metrics, /api/v1/brokers, stats, "
-                      "flows, events and findings, /healthz and /readyz",
+                      "there is nothing here. There are /, /metrics, /api/v1/brokers, stats, "
+                      "flows, events, findings and page, /healthz and /readyz",
                       target.path);
   }
   if (!refused) refused = refuseStranger(request, rules, verdict.route);

@@ -8,15 +8,32 @@
 #include <string>
 #include <vector>
 
+#include "agent/front/page/files.h"
 #include "agent/front/serve/request.h"
 #include "agent/front/serve/token.h"
 
 namespace serve {
 
-enum class Route { none, metrics, brokers, stats, flows, events, findings, healthz, readyz };
+// `file` is the page and all that it consists of, `page` what it asks for at each interval.
+enum class Route {
+  none,
+  file,
+  page,
+  metrics,
+  brokers,
+  stats,
+  flows,
+  events,
+  findings,
+  healthz,
+  readyz
+};
 
 // As log lines call it: "metrics", "brokers", ...; "-" for none.
 const char* nameOf(Route route);
+
+// Of all that have one.
+std::vector<std::string> routeNames();
 
 struct Rules {
   // That the header Host may name: lower case, without a port, IPv6 addresses in brackets.
@@ -30,7 +47,10 @@ struct Verdict {
   int status = 200;
   Route route = Route::none;
 
-  // Of /api/v1/events: only what came behind this one.
+  // Of Route::file, and only there: one of the page's own.
+  const page::File* file = nullptr;
+
+  // Of /api/v1/events and /api/v1/page: only events that came behind this one.
   std::uint64_t since = 0;
 
   // Of a refusal: what is wrong and what to do, and what of the client's was refused (any bytes).
@@ -43,6 +63,9 @@ struct Verdict {
 // no path (400), Host (400, 421), Origin and Sec-Fetch-Site (403), the route (404), the token
 // (401), events that are off (403), the query (400).
 Verdict judge(const Request& request, const Rules& rules);
+
+// Whether texts of events may be in an answer.
+bool showsEvents(const Rules& rules);
 
 // Whether the request announces more body than is read, so that it is refused before it is sent.
 bool hasLargeBody(const Request& request);

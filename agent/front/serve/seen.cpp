@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/serve/seen.h"
 
-#include <zlib.h>
-
-#include <new>
-
+#include "agent/front/serve/gzip.h"
+#include "agent/front/serve/page_document.h"
 #include "agent/model/condition.h"
-#include "agent/model/flow_view.h"
 #include "agent/render/findings_screen.h"
 #include "agent/render/json.h"
 #include "agent/render/metrics.h"
@@ -24,8 +21,7 @@ std::string metricsOf(const Seen& seen, render::Exposition exposition) {
 }
 
 std::string flowsOf(const Seen& seen) {
-  const model::View view = model::viewOf(seen.looks, {});
-  return render::written(render::flowDocument(view, {}), true);
+  return render::written(render::flowDocument(viewOf(seen), {}), true);
 }
 
 std::string textOf(Document document, const Seen& seen) {
@@ -56,6 +52,19 @@ Text Texts::plain(Document document) const {
   return made.text;
 }
 
+model::View viewOf(const Seen& seen) {
+  return model::viewOf(seen.looks, {.chain = {}, .file = seen.flows.get(), .threads = {}});
+}
+
+const Texts::Page& Texts::page() const {
+  std::call_once(pageOnce_, [&] {
+    std::string text = render::written(pageDocument(seen_), true);
+    text.resize(text.size() - 2);  // the object goes on
+    page_ = std::make_unique<const Page>(std::move(text));
+  });
+  return *page_;
+}
+
 Text Texts::of(Document document, bool gzip) const {
   const Text text = plain(document);
   if (!text || !gzip) return text;
@@ -63,26 +72,6 @@ Text Texts::of(Document document, bool gzip) const {
   std::call_once(made.once,
                  [&] { made.text = std::make_shared<const std::string>(gzipped(*text)); });
   return made.text;
-}
-
-std::string gzipped(const std::string& text) {
-  constexpr int kGzipFormat = 15 + 16;
-  constexpr int kMemory = 8;
-  z_stream stream{};
-  if (deflateInit2(&stream, Z_BEST_SPEED, Z_DEFLATED, kGzipFormat, kMemory, Z_DEFAULT_STRATEGY) !=
-      Z_OK) {
-    throw std::bad_alloc();
-  }
-  std::string out(deflateBound(&stream, text.size()), '\0');
-  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-  stream.avail_in = static_cast<uInt>(text.size());
-  stream.next_out = reinterpret_cast<Bytef*>(out.data());
-  stream.avail_out = static_cast<uInt>(out.size());
-  const int result = deflate(&stream, Z_FINISH);
-  out.resize(stream.total_out);
-  deflateEnd(&stream);
-  if (result != Z_STREAM_END) throw std::bad_alloc();
-  return out;
 }
 
 }  // namespace serve

@@ -10,8 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "agent/front/serve/gzip.h"
 #include "agent/model/findings.h"
+#include "agent/model/flow_view.h"
 #include "agent/model/snapshot.h"
+#include "flowfile/file.h"
 
 namespace serve {
 
@@ -24,8 +27,14 @@ struct Seen {
   std::chrono::nanoseconds took{0};  // the look alone
   std::string version = {};          // of the agent
 
+  // Tells which node is inside which; null when nothing does.
+  std::shared_ptr<const flowfile::File> flows = {};
+
   const model::Snapshot& now() const { return *looks.back(); }
 };
+
+// Its flows. It needs two looks.
+model::View viewOf(const Seen& seen);
 
 // What can be asked for of a look.
 enum class Document { metrics, openMetrics, brokers, stats, flows, findings };
@@ -42,6 +51,15 @@ class Texts {
   // Null when one look doesn't tell it: flows need two.
   Text of(Document document, bool gzip) const;
 
+  // "zebmon.page" without its end: what an answer adds stands behind a comma.
+  struct Page {
+    explicit Page(std::string begin) : text(std::move(begin)), compressed(text) {}
+
+    const std::string text;
+    const GzipHead compressed;
+  };
+  const Page& page() const;
+
   const Seen& seen() const { return seen_; }
 
  private:
@@ -55,10 +73,9 @@ class Texts {
   const Seen seen_;
   mutable std::array<Made, kDocuments> plain_;
   mutable std::array<Made, kDocuments> compressed_;
+  mutable std::once_flag pageOnce_;
+  mutable std::unique_ptr<const Page> page_;
 };
-
-// In the format of gzip, at the level that costs least.
-std::string gzipped(const std::string& text);
 
 }  // namespace serve
 

@@ -159,13 +159,15 @@ void serve(const Options& options, const Voice& voice) {
   EventBook events(std::time(nullptr), {});
   model::Follower follower(options.directory, options.interval,
                            {.scope = options.scope, .machine = model::MachineFacts::read});
-  Watcher watcher(
-      {.interval = options.interval, .version = layout::kVersion, .owners = options.scope.owners},
-      {.all = [&follower] { return follower.lookAtAll(); },
-       .events = [&follower] { return follower.lookAtEvents(); },
-       .pause = [&follower] { return follower.eventPause(); }},
-      {.news = [&events](const model::FollowLook& look) { events.add(look); },
-       .each = [](const Seen&) {}});
+  Watcher watcher({.interval = options.interval,
+                   .version = layout::kVersion,
+                   .owners = options.scope.owners,
+                   .flows = options.flows},
+                  {.all = [&follower] { return follower.lookAtAll(); },
+                   .events = [&follower] { return follower.lookAtEvents(); },
+                   .pause = [&follower] { return follower.eventPause(); }},
+                  {.news = [&events](const model::FollowLook& look) { events.add(look); },
+                   .each = [](const Seen&) {}});
   watcher.waitForFirst();
   Answers answers(rules, watcher, events, journal);
   std::vector<int> listening;

@@ -4,6 +4,7 @@
 #define ZEB_AGENT_FRONT_SERVE_SERVER_H
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,7 @@ struct Options {
   std::string tokenFile = {};           // paths; empty: none
   std::string certificateFile = {};
   std::string keyFile = {};
+  std::shared_ptr<const flowfile::File> flows = {};  // what is known of flows; null: nothing
   bool events = false;
   bool insecure = false;
 };

@@ -63,6 +63,7 @@ Clock::duration paceOf(Clock::duration interval, Clock::duration turn) {
 
 Health healthOf(const Progress& progress, const Seen* seen, Clock::time_point now) {
   Health health;
+  health.pace = progress.pace;
   health.alive = now - progress.alive < std::max<Clock::duration>(kPatience, 2 * progress.pace);
   if (!health.alive) health.degraded.push_back("the collector doesn't answer: start zebmon again");
   if (!progress.failure.empty()) health.degraded.push_back(progress.failure);
@@ -163,7 +164,7 @@ std::shared_ptr<const model::Snapshot> Watcher::before(const model::Snapshot& no
 void Watcher::turn() {
   const auto begin = Clock::now();
   model::FollowLook look = eyes_.all();
-  Seen seen{.took = Clock::now() - begin, .version = settings_.version};
+  Seen seen{.took = Clock::now() - begin, .version = settings_.version, .flows = settings_.flows};
   const std::shared_ptr<const model::Snapshot> now = look.whole;
   keyFiles_.clear();
   for (const auto& broker : model::distinct(*now).brokers) {

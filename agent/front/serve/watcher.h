@@ -41,6 +41,8 @@ struct Health {
   // What isn't as it should be, a sentence each without its full stop. Nothing of what was seen is
   // in them: anybody may read this.
   std::vector<std::string> degraded;
+
+  Clock::duration pace{0};  // between looks, as it is
 };
 
 // `seen` is null before the first look.
@@ -52,8 +54,9 @@ class Watcher {
  public:
   struct Settings {
     Clock::duration interval = std::chrono::seconds(2);
-    std::string version = {};                // of the agent, for metrics
-    std::vector<std::uint32_t> owners = {};  // whose findings are told; none: those of all
+    std::string version = {};                          // of the agent, for metrics
+    std::vector<std::uint32_t> owners = {};            // whose findings are told; none: all
+    std::shared_ptr<const flowfile::File> flows = {};  // as Seen has it
   };
 
   // What it looks with. `all` takes a snapshot with the machine's facts. In between `events` takes

@@ -47,7 +47,10 @@ std::string valueOf(const Verdict& verdict, const std::string& name) {
 }  // namespace
 
 TEST(Gate, EveryRouteIsFound) {
-  const std::pair<const char*, Route> routes[] = {{"/metrics", Route::metrics},
+  const std::pair<const char*, Route> routes[] = {{"/", Route::file},
+                                                  {"/page/app.js", Route::file},
+                                                  {"/api/v1/page", Route::page},
+                                                  {"/metrics", Route::metrics},
                                                   {"/api/v1/brokers", Route::brokers},
                                                   {"/api/v1/stats", Route::stats},
                                                   {"/api/v1/flows", Route::flows},
@@ -60,13 +63,17 @@ TEST(Gate, EveryRouteIsFound) {
     EXPECT_EQ(route, verdict.route) << path;
   }
   EXPECT_STREQ("findings", nameOf(Route::findings));
+  EXPECT_STREQ("file", nameOf(Route::file));
   EXPECT_STREQ("-", nameOf(Route::none));
+  EXPECT_EQ("/page/app.js", judge(get("/page/app.js"), {}).file->path);
+  EXPECT_EQ(nullptr, judge(get("/metrics"), {}).file);
 }
 
 TEST(Gate, NothingElseIsThere) {
   for (const char* path :
-       {"/", "//metrics", "/metrics/", "/Metrics", "/metrics%00", "/%6detrics", "/metrics#x",
-        "/../metrics", "/api/v1", "/api/v1/history", "/metrics\n", "/api/v1/../../metrics"}) {
+       {"//", "/page", "/page/", "/page/none.js", "/page/../", "/index.html", "//metrics",
+        "/metrics/", "/Metrics", "/metrics%00", "/%6detrics", "/metrics#x", "/../metrics",
+        "/api/v1", "/api/v1/history", "/metrics\n", "/api/v1/../../metrics"}) {
     EXPECT_EQ(404, statusOf(get(path))) << path;
   }
   for (const char* target : {"", "metrics", "*", "http://localhost/metrics", "\xFF"}) {
@@ -161,6 +168,12 @@ TEST(Gate, PagesOfOtherSitesMayNotAsk) {
   }
   EXPECT_EQ(403, statusOf(with(get("/metrics"), "Sec-Fetch-Site", "cross-site")));
   EXPECT_EQ(403, statusOf(with(get("/healthz"), "sec-fetch-site", "Cross-Site")));
+  EXPECT_EQ(403, statusOf(with(get("/page/app.js"), "Sec-Fetch-Site", "cross-site")));
+}
+
+TEST(Gate, AnyPageMayLeadToThePage) {
+  EXPECT_EQ(200, statusOf(with(get("/"), "Sec-Fetch-Site", "cross-site")));
+  EXPECT_EQ(403, statusOf(with(get("/"), "Origin", "http://evil.example")));
 }
 
 TEST(Gate, BodiesAndQueriesAreBounded) {
@@ -173,13 +186,16 @@ TEST(Gate, BodiesAndQueriesAreBounded) {
   EXPECT_EQ(414, statusOf(get("/metrics?" + std::string(1025, 'a'))));
 }
 
-TEST(Gate, ATokenIsNeededForAllButHealth) {
+TEST(Gate, ATokenIsNeededForAllButHealthAndThePagesFiles) {
   const Rules rules = withToken();
   const Verdict refused = judge(get("/metrics"), rules);
   EXPECT_EQ(401, refused.status);
   EXPECT_EQ("Bearer realm=\"zebmon\"", valueOf(refused, "WWW-Authenticate"));
   EXPECT_EQ(401, statusOf(get("/readyz"), rules));
-  EXPECT_EQ(200, statusOf(get("/healthz"), rules));
+  EXPECT_EQ(401, statusOf(get("/api/v1/page"), rules));
+  for (const char* path : {"/healthz", "/", "/page/style.css"}) {
+    EXPECT_EQ(200, statusOf(get(path), rules)) << path;
+  }
   const std::string secret = kSecret;
   for (const std::string& shown :
        std::vector<std::string>{"Bearer " + secret, "bearer  " + secret + " "}) {
@@ -203,6 +219,11 @@ TEST(Gate, EventsAreShownOnPurposeOnly) {
   rules.events = true;
   EXPECT_EQ(200, statusOf(get("/api/v1/events"), rules));
   EXPECT_EQ(401, statusOf(get("/api/v1/events"), withToken()));
+}
+
+TEST(Gate, ThePageTakesASequenceAlsoWithoutEvents) {
+  EXPECT_EQ(7U, judge(get("/api/v1/page?since=7"), {}).since);
+  EXPECT_EQ(400, statusOf(get("/?since=7")));
 }
 
 TEST(Gate, EventsTakeASequence) {

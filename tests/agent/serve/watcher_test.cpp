@@ -316,6 +316,16 @@ TEST(Texts, AreCompressedOnce) {
   EXPECT_EQ("", unzipped(serve::gzipped("")));
 }
 
+TEST(Texts, OfThePageGoOnDifferentlyForEach) {
+  const serve::GzipHead head(std::string(100000, 'a') + "b");
+  EXPECT_EQ(std::string(100000, 'a') + "bc", unzipped(head.with("c")));
+  EXPECT_EQ(std::string(100000, 'a') + "b", unzipped(head.with("")));
+  EXPECT_EQ("other", unzipped(serve::GzipHead("").with("other")));
+  const Texts texts({.looks = {lookAtMachine()}});
+  EXPECT_EQ(&texts.page(), &texts.page()) << "made once";
+  EXPECT_EQ(texts.page().text + "}", unzipped(texts.page().compressed.with("}")));
+}
+
 TEST(Texts, OfOneLookAreMadeByManyThreadsAtOnce) {
   const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
   const Texts texts({.looks = {lookAtMachine(), lookAtMachine()}});

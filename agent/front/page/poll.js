@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+// Asks the server: one short request an interval, none while the tab is hidden.
+
+const kTokenKey = 'zebmon.token';
+const kPatienceMs = 10000;
+
+export function setToken(token) {
+  sessionStorage.setItem(kTokenKey, token.trim());
+}
+
+// {status, document, error}: status 0 when nobody answered. Never throws.
+export async function ask(target, signal) {
+  const token = sessionStorage.getItem(kTokenKey);
+  const headers = token ? {Authorization: `Bearer ${token}`} : {};
+  const late = AbortSignal.timeout(kPatienceMs);
+  try {
+    const reply = await fetch(target, {headers, cache: 'no-store', credentials: 'omit',
+      signal: signal ? AbortSignal.any([signal, late]) : late});
+    const document = await reply.json();
+    return {status: reply.status, document, error: document.error ?? ''};
+  } catch (error) {
+    if (signal?.aborted) return {status: -1, document: null, error: ''};
+    return {status: 0, document: null, error: 'the server doesn’t answer'};
+  }
+}
+
+// Calls `turn` at once and then again and again; it returns in how many milliseconds.
+export class Clockwork {
+  constructor(turn) {
+    this.turn = turn;
+    this.timer = 0;
+    this.running = false;
+    this.again = false;
+    document.addEventListener('visibilitychange', () => (document.hidden ? this.pause() : this.now()));
+  }
+
+  pause() {
+    clearTimeout(this.timer);
+    this.timer = 0;
+  }
+
+  // Also ends a wait. While a turn is under way, another one follows it.
+  async now() {
+    this.pause();
+    if (this.running) {
+      this.again = true;
+      return;
+    }
+    this.running = true;
+    this.again = false;
+    const wait = await this.turn();
+    this.running = false;
+    if (document.hidden) return;
+    if (this.again) this.now();
+    else this.timer = setTimeout(() => this.now(), wait);
+  }
+}
