@@ -201,7 +201,7 @@ class App {
     this.alarms.update(told, (alarm) => alarm.key);
     this.setBadge('findings', criticalCount + warningCount, criticalCount > 0);
     this.setBadge('settings', page.settings.traps.length, false);
-    setText(find('foot'), `Times are in ${words.zone} (${words.offsetOf()}). Press / to find. Figures are of the last ${words.duration(page.flows?.intervalSeconds ?? page.paceSeconds)}, unless they say otherwise.`);
+    setText(find('foot'), `Times are in ${words.zone} (${words.offsetOf()}). Press / to find. Figures are of the last ${words.milliseconds(page.paceSeconds * 1000)}, unless they say otherwise.`);
   }
 
   setBadge(name, number, bad) {

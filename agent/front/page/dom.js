@@ -75,13 +75,18 @@ export class List {
   }
 }
 
-// A table with a caption for screen readers; `columns` are {title, number}.
+// A table with a caption for screen readers; `columns` are {title, number}. On a phone its rows become blocks.
 export function table(caption, columns) {
   const body = el('tbody');
   const head = columns.map((column) => el('th', {scope: 'col', class: column.number ? 'number' : null}, column.title));
-  const element = el('div', {class: 'scroll', tabindex: '0', role: 'region', 'aria-label': caption},
+  const element = el('div', {class: 'scroll stacked', tabindex: '0', role: 'region', 'aria-label': caption},
     el('table', {}, el('caption', {class: 'hidden-words'}, caption), el('thead', {}, el('tr', {}, head)), body));
   return {element, body};
+}
+
+// A filter outlives a reload in the address, without a step in the browser's history for each letter.
+export function keepInAddress(view, filter) {
+  history.replaceState(null, '', `#/${view}${filter === '' ? '' : `/${encodeURIComponent(filter)}`}`);
 }
 
 export function quiet(...children) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Events as they come, how many of each text, and one message's way.
-import {List, el, notice, quiet, setText, show, table} from './dom.js';
+import {List, el, keepInAddress, notice, quiet, setText, show, table} from './dom.js';
 import * as words from './words.js';
 
 const kMostRows = 200;
@@ -47,11 +47,11 @@ class EventRow {
 }
 
 export class EventsView {
-  constructor(app, [, query = '']) {
+  constructor(app, [query = '']) {
     this.app = app;
     this.title = 'Events';
     this.held = null;
-    this.filter = el('input', {type: 'search', placeholder: 'Text, node, flow, message ID', 'aria-label': 'Show events that have', 'data-find': true, oninput: () => this.update()});
+    this.filter = el('input', {type: 'search', placeholder: 'Text, node, flow, message ID', 'aria-label': 'Show events that have', 'data-find': true, oninput: () => this.find()});
     this.filter.value = query;
     this.kind = el('select', {'aria-label': 'Kind', onchange: () => this.update()},
       el('option', {value: 'all'}, 'all kinds'), el('option', {value: 'message'}, 'messages'), el('option', {value: 'exception'}, 'exceptions'));
@@ -80,9 +80,14 @@ export class EventsView {
     }};
   }
 
+  find() {
+    keepInAddress('events', this.filter.value);
+    this.update();
+  }
+
   only(text) {
     this.filter.value = this.filter.value === text ? '' : text;
-    this.update();
+    this.find();
   }
 
   toggle() {
@@ -161,7 +166,8 @@ const nothingKept = () => notice('No event of this message is kept here', 'The s
 function summaryOf(events) {
   const span = Date.parse(events.at(-1).created) - Date.parse(events[0].created);
   const failed = events.filter((event) => event.kind === 'exception').length;
-  return `${words.counted(events.length, 'event')} ${span > 0 ? `in ${words.milliseconds(span)}` : 'within a millisecond'}${failed > 0 ? `, ${words.counted(failed, 'exception')}` : ''}, at ${words.time(events[0].created)}.`;
+  const took = events.length < 2 ? '' : span > 0 ? ` in ${words.milliseconds(span)}` : ' within a millisecond';
+  return `${words.counted(events.length, 'event')}${took}${failed > 0 ? `, ${words.counted(failed, 'exception')}` : ''}, at ${words.time(events[0].created)}.`;
 }
 
 function stepRow({event, after, since}) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // All flows: each as the chain of its nodes, with where the time goes.
-import {List, el, notice, quiet, setAttribute, setText, show, svg} from './dom.js';
+import {List, el, keepInAddress, notice, quiet, setAttribute, setText, show, svg} from './dom.js';
 import {keyOf} from './seen.js';
 import * as words from './words.js';
 
@@ -185,10 +185,11 @@ class Gone {
 }
 
 export class FlowsView {
-  constructor(app) {
+  constructor(app, [query = '']) {
     this.app = app;
     this.title = 'Flows';
-    this.filter = el('input', {type: 'search', placeholder: 'Find a flow or node', 'aria-label': 'Find a flow or node', 'data-find': true, oninput: () => this.update()});
+    this.filter = el('input', {type: 'search', placeholder: 'Find a flow or node', 'aria-label': 'Find a flow or node', 'data-find': true, oninput: () => this.find()});
+    this.filter.value = query;
     this.told = el('span', {class: 'quiet'});
     this.cards = el('div', {class: 'flows'});
     this.state = el('div');
@@ -196,6 +197,11 @@ export class FlowsView {
     this.gone = new Gone(app.seen);
     this.bar = el('div', {class: 'tools'}, this.filter, this.told);
     this.element = el('div', {}, el('h1', {class: 'hidden-words'}, 'Flows'), this.bar, this.state, this.cards, this.gone.element);
+  }
+
+  find() {
+    keepInAddress('flows', this.filter.value);
+    this.update();
   }
 
   update() {

@@ -3,6 +3,8 @@
 import {List, el, notice, quiet, setText, show, table} from './dom.js';
 import * as words from './words.js';
 
+const kColumns = [{title: 'Guards'}, {title: 'Of'}, {title: 'State'}, {title: 'Waiting', number: true}, {title: 'Used last by'}, {title: 'Since'}];
+
 const kGuards = {
   statistics: 'figures of a node',
   segment: 'the whole segment',
@@ -29,7 +31,7 @@ function placeOf(guards) {
 
 class Row {
   constructor() {
-    this.cells = Array.from({length: 6}, (_, i) => el('td', {class: i === 3 ? 'number' : null}));
+    this.cells = kColumns.map(({title, number}) => el('td', {class: number ? 'number' : null, 'data-title': title}));
     this.element = el('tr', {}, this.cells);
   }
 
@@ -50,7 +52,7 @@ export class LocksView {
     this.app = app;
     this.title = 'Locks';
     this.state = el('div');
-    const rows = table('Locks', [{title: 'Guards'}, {title: 'Of'}, {title: 'State'}, {title: 'Waiting', number: true}, {title: 'Used last by'}, {title: 'Since'}]);
+    const rows = table('Locks', kColumns);
     this.rows = new List(rows.body, () => new Row());
     this.told = quiet();
     this.body = el('section', {class: 'card'}, rows.element);

@@ -1,0 +1,306 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a person does with the page, and what the page must never do. Started by page_test.py.
+import assert from 'node:assert/strict';
+import {mkdirSync} from 'node:fs';
+import {createRequire} from 'node:module';
+
+const {servers, secret, screenshots, tools} = JSON.parse(process.argv[2]);
+const {chromium} = createRequire(`${tools}/`)('playwright-core');
+const kFlags = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
+  '--disable-component-update', '--disable-sync'];
+const kSizes = {phone: [360, 740], laptop: [1280, 900], wall: [3840, 2160]};
+const kHostile = '<img src=x onerror=hacked=1>';
+const kShop = '5f0c3a52-7d1e-4b7a-9c55-2f6d0e8a4b11';
+// What tells that a view is complete.
+const kSeen = {flows: 'Movement out', node: /takes: [\d.]+ ms, from/, events: 'Exception found', findings: 'Shared memory of broker', capacity: 'more nodes',
+  locks: /were looked at|is held|All locks are free|held at the last look/, settings: 'ZEBMemorySize'};
+const kNode = '#/node/' + [kShop, 'orders', 'Payment', 'Into authorisation'].map(encodeURIComponent).join('/');
+
+mkdirSync(screenshots, {recursive: true});
+const browser = await chromium.launch({executablePath: '/usr/bin/chromium', args: kFlags});
+
+// Everything that a page must not do is collected, and looked at after each test.
+class Tab {
+  static async open(server, options = {}) {
+    const context = await browser.newContext({viewport: {width: 1280, height: 900}, ...options});
+    const tab = new Tab();
+    tab.server = server;
+    tab.context = context;
+    tab.said = [];
+    tab.requests = [];
+    tab.page = await context.newPage();
+    tab.page.setDefaultTimeout(15000);
+    tab.page.on('console', (message) => tab.said.push(message.text()));
+    tab.page.on('pageerror', (error) => tab.said.push(error.stack));
+    tab.page.on('dialog', (dialog) => tab.said.push(dialog.message()));
+    tab.page.on('request', (request) => tab.requests.push(request));
+    return tab;
+  }
+
+  go(hash = '') {
+    return this.page.goto(this.server.address + '/' + hash);
+  }
+
+  // Another view of the same document.
+  view(hash) {
+    return this.page.evaluate((to) => (location.hash = to), hash);
+  }
+
+  see(text) {
+    return this.page.getByText(text).first().waitFor();
+  }
+
+  texts(selector) {
+    return this.page.locator(selector).allTextContents();
+  }
+
+  async close(allowed = /^$/) {
+    const foreign = this.requests.map((request) => request.url()).filter((url) => !url.startsWith(this.server.address + '/'));
+    assert.deepEqual(foreign, [], 'requests to others');
+    assert.deepEqual(this.said.filter((text) => !allowed.test(text)), [], 'messages on the console');
+    await this.page.unrouteAll({behavior: 'ignoreErrors'});
+    await this.context.close();
+  }
+}
+
+const tests = {
+  async 'flows are live'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go();
+    await tab.see('Payment in');
+    const rate = tab.page.locator('.flow', {hasText: 'Payment'}).locator('dd').first();
+    await tab.page.waitForFunction((element) => /^[1-9][\d.,]*\/s$/.test(element.textContent), await rate.elementHandle());
+    const before = await rate.textContent();
+    await tab.page.waitForFunction(([element, old]) => element.textContent !== old, [await rate.elementHandle(), before]);
+    assert.match(await tab.page.locator('#age-text').textContent(), /^Live, \d s old$/);
+    assert.match((await tab.texts('.spark title'))[0], /messages a second in the last/);
+    await tab.close();
+  },
+
+  async 'the slow node is said in words and marked'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go();
+    await tab.see(/Look at "Into authorisation": .* are spent between it and "Out of authorisation"/);
+    await tab.page.locator('.box.slow', {hasText: 'Into authorisation'}).waitFor();
+    const bar = await tab.page.locator('.box.slow .bar span').first().evaluate((element) => getComputedStyle(element).transform);
+    assert.notEqual(bar, 'matrix(0, 0, 0, 1, 0, 0)');
+    await tab.close();
+  },
+
+  async 'a loss stands between two nodes'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go();
+    const loss = tab.page.locator('.loss:visible').first();
+    await loss.waitFor();
+    assert.match(await loss.getAttribute('aria-label'), /that were in “Into authorisation” did not get to “Out of authorisation”/);
+    await tab.close();
+  },
+
+  async 'a flow is found by the keyboard'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go();
+    await tab.see('StockMovement');
+    await tab.page.keyboard.press('/');
+    await tab.page.keyboard.type('movement in');
+    await tab.see(/^1 of \d flows$/);
+    assert.deepEqual(await tab.texts('.flow h2'), ['StockMovement']);
+    await tab.page.keyboard.press('Escape');
+    await tab.close();
+  },
+
+  async 'a reload keeps the view of a node, whose curves are drawn'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go();
+    await tab.page.locator('a.box', {hasText: 'Into authorisation'}).click();
+    await tab.page.locator('.u-wrap canvas').first().waitFor();
+    await tab.page.reload();
+    assert.equal(new URL(tab.page.url()).hash, kNode);
+    await tab.page.locator('h1', {hasText: 'Into authorisation'}).waitFor();
+    await tab.page.waitForFunction(() => /takes: [\d.]+ ms, from/.test(document.querySelector('.told')?.textContent));
+    assert.equal(await tab.page.locator('.u-wrap canvas').count(), 3);
+    await tab.page.getByRole('button', {name: '6 h'}).click();
+    assert.equal(await tab.page.getByRole('button', {name: '6 h'}).getAttribute('aria-pressed'), 'true');
+    await tab.see(/History|history|One point is/);
+    await tab.close();
+  },
+
+  async 'events are filtered and counted by text'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go('#/events');
+    await tab.see('The bank refused the card');
+    await tab.page.getByLabel('Show events that have').fill('REFUSED');
+    await tab.page.waitForFunction(() => document.querySelectorAll('.counts li').length === 1);
+    assert.ok((await tab.texts('td.text')).every((text) => text.includes('refused')));
+    assert.match((await tab.texts('.counts .number'))[0], /^[1-9]/);
+    await tab.page.getByLabel('Kind').selectOption('message');
+    await tab.see(/^0 events of/);
+    await tab.page.getByLabel('Kind').selectOption('exception');
+    await tab.page.getByRole('button', {name: 'Hold still'}).click();
+    const newest = (await tab.texts('td.id'))[0];
+    await tab.page.waitForResponse(/api\/v1\/page/);
+    await tab.page.waitForResponse(/api\/v1\/page/);
+    assert.equal((await tab.texts('td.id'))[0], newest);
+    await tab.page.reload();
+    await tab.see('refused');
+    assert.equal(await tab.page.getByLabel('Show events that have').inputValue(), 'REFUSED');
+    await tab.close();
+  },
+
+  async 'a message ID opens its way as a timeline, also after a reload'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go('#/events/refused');
+    await tab.page.locator('td.id a').first().click();
+    await tab.page.locator('.way li').nth(1).waitFor();
+    assert.ok((await tab.texts('.way strong')).includes('Payment in'));
+    const url = tab.page.url();
+    await tab.page.reload();
+    await tab.page.locator('.way li').nth(1).waitFor();
+    assert.equal(tab.page.url(), url);
+    await tab.close();
+  },
+
+  async 'names are shown and never interpreted'() {
+    const tab = await Tab.open(servers.open);
+    for (const view of ['#/flows', '#/events', '#/capacity', '#/findings', '#/locks', '#/settings',
+      '#/node/' + ['hostile', kHostile, kHostile, kHostile].map(encodeURIComponent).join('/'), '#/events/' + encodeURIComponent(kHostile), '#/message/' + encodeURIComponent(kHostile)]) {
+      await tab.go(view);
+      await tab.page.locator('.chip', {hasText: kHostile}).waitFor();
+      await tab.page.waitForResponse(/api\/v1\/page/);
+      assert.match(await tab.page.locator('main').textContent(), /<img src=x/, view);
+      assert.equal(await tab.page.locator('main img, main b, main script, main iframe').count(), 0, view);
+      assert.equal(await tab.page.evaluate(() => typeof hacked), 'undefined', view);
+    }
+    await tab.go('#/flows');
+    assert.equal((await tab.texts('.flow h2')).filter((text) => text === kHostile).length, 1);
+    await tab.close();
+  },
+
+  async 'a token is asked for once and never in an address'() {
+    const tab = await Tab.open(servers.token);
+    await tab.go(kNode);
+    const field = tab.page.getByLabel('Token', {exact: true});
+    await field.fill('wrong');
+    await tab.page.keyboard.press('Enter');
+    await tab.see('The server doesn’t take that token.');
+    await tab.page.screenshot({path: `${screenshots}/token.png`});
+    await field.fill(secret);
+    await tab.page.keyboard.press('Enter');
+    await tab.page.locator('h1', {hasText: 'Into authorisation'}).waitFor();
+    await tab.page.reload();
+    await tab.page.locator('h1', {hasText: 'Into authorisation'}).waitFor();
+    assert.equal(await field.count(), 0);
+    assert.ok(tab.requests.every((request) => !request.url().includes(secret)));
+    assert.equal(await tab.page.evaluate(() => localStorage.length + document.cookie.length), 0);
+    await tab.close(/status of 401/);
+  },
+
+  async 'what is missing is said: no broker, no events'() {
+    const tab = await Tab.open(servers.empty);
+    await tab.go();
+    await tab.see('No broker is here yet');
+    await tab.page.screenshot({path: `${screenshots}/empty.png`});
+    await tab.view('#/events');
+    await tab.see('Events are off');
+    await tab.view('#/locks');
+    await tab.page.locator('.notice').waitFor();
+    await tab.close();
+  },
+
+  // The answer of a real server, with brokers made worse.
+  async 'damaged and closed brokers are told apart from missing ones'() {
+    const tab = await Tab.open(servers.open);
+    await tab.page.route('**/api/v1/page*', async (route) => {
+      const answer = await route.fetch();
+      const page = await answer.json();
+      const [broker] = page.brokers.brokers;
+      page.brokers.brokers = [{...broker, label: 'A', state: 'damaged', problem: '3 places in its memory can’t be read'},
+        {...broker, label: null, keyFile: '/tmp/b', state: 'noPermission', problem: 'this user may not read its memory'}];
+      page.flows = {...page.flows, brokers: []};
+      await route.fulfill({response: answer, json: page});
+    });
+    await tab.go();
+    await tab.see('No flow can be shown');
+    await tab.see('This user may not read its memory');
+    assert.deepEqual(await tab.page.locator('.chip.bad').count(), 2);
+    await tab.page.screenshot({path: `${screenshots}/closed.png`});
+    await tab.close();
+  },
+
+  async 'old data is said and coloured'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go();
+    await tab.see('Payment in');
+    process.kill(servers.open.process, 'SIGSTOP');
+    await tab.page.locator('#age.late').waitFor();
+    await tab.page.screenshot({path: `${screenshots}/old.png`});
+    assert.match(await tab.page.locator('#said').textContent(), /is old/);
+    process.kill(servers.open.process, 'SIGCONT');
+    await tab.page.locator('#age.live').waitFor();
+    await tab.close();
+  },
+
+  async 'a hidden tab asks for nothing'() {
+    const tab = await Tab.open(servers.open);
+    await tab.page.clock.install();
+    await tab.go();
+    await tab.see('Payment in');
+    const hide = (hidden) => tab.page.evaluate((value) => {
+      Object.defineProperty(document, 'hidden', {configurable: true, get: () => value});
+      document.dispatchEvent(new Event('visibilitychange'));
+    }, hidden);
+    await hide(true);
+    await tab.page.waitForLoadState('networkidle');
+    const asked = tab.requests.length;
+    await tab.page.clock.fastForward(60000);
+    assert.equal(tab.requests.length, asked);
+    const next = tab.page.waitForRequest(/api\/v1\/page/);
+    await hide(false);
+    await next;
+    await tab.close();
+  },
+
+  async 'every view fits from a phone to a wall'() {
+    const views = {flows: '#/flows', node: kNode, events: '#/events', findings: '#/findings', capacity: '#/capacity', locks: '#/locks', settings: '#/settings'};
+    for (const [size, [width, height]] of Object.entries(kSizes)) {
+      const colorScheme = size === 'phone' ? 'dark' : 'light';
+      const tab = await Tab.open(servers.open, {viewport: {width, height}, colorScheme});
+      for (const [name, hash] of Object.entries(views)) {
+        if (name === 'flows') await tab.go(hash);
+        else await tab.view(hash);
+        await tab.see(kSeen[name]);
+        const wide = await tab.page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
+        assert.ok(wide <= 0, `${name} is ${wide} pixels too wide on a ${size}`);
+        assert.deepEqual(await unnamed(tab.page), [], `${name}: controls without a name`);
+        await tab.page.screenshot({path: `${screenshots}/${name}-${size}.png`});
+      }
+      await tab.close();
+    }
+  },
+};
+
+// What a screen reader could not tell.
+function unnamed(page) {
+  return page.evaluate(() => [...document.querySelectorAll('a, button, input, select, meter, svg[role=img], [role=region]')]
+    .filter((element) => !(element.getAttribute('aria-label') || element.textContent.trim() || element.labels?.length))
+    .map((element) => element.outerHTML.slice(0, 200)));
+}
+
+let failed = 0;
+for (const [name, test] of Object.entries(tests)) {
+  if (process.env.ZEB_PAGE_TEST && !name.includes(process.env.ZEB_PAGE_TEST)) continue;
+  const begin = Date.now();
+  try {
+    await test();
+    console.log(`ok ${name} (${Date.now() - begin} ms)`);
+  } catch (error) {
+    ++failed;
+    console.log(`FAILED ${name}\n${error.stack}`);
+    process.kill(servers.open.process, 'SIGCONT');
+    for (const context of browser.contexts()) {
+      for (const page of context.pages()) await page.screenshot({path: `${screenshots}/failed-${failed}.png`});
+      await context.close();
+    }
+  }
+}
+await browser.close();
+process.exit(failed === 0 ? 0 : 1);
