@@ -165,7 +165,6 @@ const tests = {
       '#/node/' + ['hostile', kHostile, kHostile, kHostile].map(encodeURIComponent).join('/'), '#/events/' + encodeURIComponent(kHostile), '#/message/' + encodeURIComponent(kHostile)]) {
       await tab.go(view);
       await tab.page.locator('.chip', {hasText: kHostile}).waitFor();
-      await tab.page.waitForResponse(/api\/v1\/page/);
       assert.match(await tab.page.locator('main').textContent(), /<img src=x/, view);
       assert.equal(await tab.page.locator('main img, main b, main script, main iframe').count(), 0, view);
       assert.equal(await tab.page.evaluate(() => typeof hacked), 'undefined', view);
@@ -226,6 +225,22 @@ const tests = {
     await tab.close();
   },
 
+  // By documents as the server would give them, so that there are marks and a change to see.
+  async 'a history is drawn with its marks, and what changed is listed'() {
+    const tab = await Tab.open(servers.open);
+    await tab.page.route('**/api/v1/**', (route) => answerAsIf(route, new URL(route.request().url())));
+    await tab.go(kNode);
+    await tab.see(/^The history begins at .* One point is 3 s\.$/);
+    await tab.see('figures went back to 0; what was counted in 4 s before is not known');
+    await tab.see('“Payment” was deployed');
+    await tab.see(/^Into authorisation: own time 9\.10 ms → 14\.2 ms since .*, 1 minute after “Payment” was deployed$/);
+    await tab.page.waitForFunction(() => document.querySelector('.told').textContent.includes('its own: 20.0 ms, from 20.0 ms to 20.0 ms'));
+    await tab.page.screenshot({path: `${screenshots}/history.png`, fullPage: true});
+    await tab.view('#/flows');
+    await tab.see('Not here now: LATE');
+    await tab.close();
+  },
+
   async 'old data is said and coloured'() {
     const tab = await Tab.open(servers.open);
     await tab.go();
@@ -277,6 +292,44 @@ const tests = {
     }
   },
 };
+
+async function answerAsIf(route, url) {
+  if (url.pathname === '/api/v1/history') return route.fulfill({json: url.search === '' ? contents() : history(url.searchParams)});
+  if (url.pathname === '/api/v1/changes') return route.fulfill({json: changes()});
+  if (url.pathname !== '/api/v1/page') return route.continue();
+  const answer = await route.fetch();
+  const page = await answer.json();
+  page.routes.push('history', 'changes');
+  return route.fulfill({response: answer, json: page});
+}
+
+const ago = (seconds) => Math.floor(Date.now() / 1000) - seconds;
+
+// 25 ms a message in the node, 5 of them in the one inside it; a minute in which nobody looked.
+function history(query) {
+  const from = Number(query.get('from'));
+  const until = Number(query.get('until'));
+  const elapsed = query.get('node') === 'Into authorisation' ? 25000 : 5000;
+  const points = [];
+  for (let time = ago(600); time < until; time += 3) {
+    if (time > ago(300) && time < ago(240)) continue;
+    const messages = 150 + Math.round(20 * Math.sin(time / 40));
+    points.push([time, 3, messages, messages * 900, messages * elapsed, null]);
+  }
+  const mark = (kind, seconds, unknown, flow) => ({from: ago(seconds + 4), until: ago(seconds), kind, unknown_seconds: unknown, execution_group: flow && 'orders', flow});
+  return {schema: 'zebmon.history', version: 1, state: 'ok', broker: 'SHOPBROKER', execution_group: 'orders', flow: 'Payment', from, until, step_seconds: 3, oldest: ago(600),
+    nodes: [{node: query.get('node'), node_type: 'other', points}], marks: [mark('reset', 500, 4, null), mark('reset', 100, 0, 'Payment'), mark('gap', 240, 60, null)]};
+}
+
+function contents() {
+  return {schema: 'zebmon.history.contents', version: 1, state: 'ok', brokers: [{broker: 'LATE', uuid: 'late', oldest: 1, newest: 2, flows: [{execution_group: 'g', flow: 'f', nodes: [{node: 'n', node_type: 'input'}]}]}]};
+}
+
+function changes() {
+  const moment = new Date(ago(90) * 1000).toISOString();
+  return {schema: 'zebmon.changes', version: 1, changes: [{broker: {label: 'SHOPBROKER', uuid: kShop}, executionGroup: 'orders', messageFlow: 'Payment', node: 'Into authorisation', isOfFlow: false,
+    measure: 'self', since: moment, before: 9.1, after: 14.2, nearestMark: {kind: 'reset', from: moment, until: moment, unknownSeconds: 0, executionGroup: 'orders', messageFlow: 'Payment', minutesAfter: 1}}]};
+}
 
 // What a screen reader could not tell.
 function unnamed(page) {

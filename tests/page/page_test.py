@@ -99,13 +99,18 @@ def main():
     token.write_text(SECRET)
     token.chmod(0o600)
     programs = Programs()
+    os.mkdir("/tmp/history", 0o750)
+    help_text = subprocess.run([MONITOR, "serve", "--help"], stdout=subprocess.PIPE, text=True, check=True).stdout
+    keeps = "--history" in help_text
+    with_history = ["--history", "/tmp/history/history.db"] if keeps else []
+    without = ["--history", "none"] if keeps else []
     try:
         flows = programs.run("shop.toml", shop())
         programs.run("hostile.toml", hostile())
         servers = {
-            "open": programs.serve("--events", "--flows", flows, *sys.argv[6:]),
-            "token": programs.serve("--token-file", str(token)),
-            "empty": programs.serve("--temp-directory", "/tmp/empty"),
+            "open": programs.serve("--events", "--flows", flows, *with_history),
+            "token": programs.serve("--token-file", str(token), *without),
+            "empty": programs.serve("--temp-directory", "/tmp/empty", *without),
         }
         told = json.dumps({"servers": servers, "secret": SECRET, "screenshots": SCREENSHOTS, "tools": TOOLS})
         return subprocess.run(["node", str(HERE / "page.mjs"), told]).returncode

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // All flows: each as the chain of its nodes, with where the time goes.
+import {Changes} from './changes.js';
 import {List, el, keepInAddress, notice, quiet, setAttribute, setText, show, svg} from './dom.js';
+import {ask} from './poll.js';
 import {keyOf} from './seen.js';
 import * as words from './words.js';
 
 const kSparkPoints = 150;
+const kMostGone = 100;
+const kMinuteMs = 60000;
 const kWidth = 240;
 const kHeight = 40;
 
@@ -165,22 +169,36 @@ function emptiness(page) {
   return notice('No node measures yet', 'The brokers are there. A flow appears when one of its nodes has been activated.');
 }
 
-// Nodes of brokers that have stopped: their curves may still be in the history.
+// Nodes of brokers that have stopped: those that the history knows, else those that this tab has seen.
 class Gone {
-  constructor(seen) {
-    this.seen = seen;
+  constructor(app) {
+    this.app = app;
+    this.asked = 0;
+    this.stored = null;
     this.list = el('ul', {class: 'plain'});
     this.rows = new List(this.list, ([uuid, group, flow, node]) => ({element: el('li', {}, el('a', {href: nodeLink(uuid, group, flow, node)}, `${flow} / ${node}`), el('span', {class: 'where'}, ` ${group}`))}));
     this.title = el('h2');
-    this.element = el('section', {class: 'card gone', hidden: true}, this.title, quiet('They were here when this page looked before. Their curves are kept as long as the history keeps them.'), this.list);
+    this.element = el('section', {class: 'card gone', hidden: true}, this.title, quiet('These were seen before. Their curves are there as long as the history keeps them.'), this.list);
   }
 
   update() {
-    const gone = this.seen.gone();
+    this.load();
+    const {seen} = this.app;
+    const gone = this.stored ? this.stored.filter((name) => !seen.isPresent(name[0])) : seen.gone();
     show(this.element, gone.length > 0);
     const brokers = [...new Set(gone.map((name) => name[4] ?? name[0]))];
-    setText(this.title, `Stopped: ${brokers.join(', ')}`);
-    this.rows.update(gone.slice(0, 100), (name) => keyOf(...name.slice(0, 4)));
+    setText(this.title, `Not here now: ${brokers.slice(0, 10).join(', ')}`);
+    this.rows.update(gone.slice(0, kMostGone), (name) => keyOf(...name.slice(0, 4)));
+  }
+
+  async load() {
+    if (!this.app.seen.page.routes.includes('history') || Date.now() - this.asked < kMinuteMs) return;
+    this.asked = Date.now();
+    const {status, document} = await ask('/api/v1/history');
+    if (status !== 200 || document.state === 'off') return;
+    this.stored = document.brokers.flatMap((broker) => broker.flows.flatMap((flow) =>
+      flow.nodes.map((node) => [broker.uuid, flow.execution_group, flow.flow, node.node, broker.broker])));
+    this.update();
   }
 }
 
@@ -194,9 +212,10 @@ export class FlowsView {
     this.cards = el('div', {class: 'flows'});
     this.state = el('div');
     this.list = new List(this.cards, (item) => new FlowCard(app.seen, item));
-    this.gone = new Gone(app.seen);
+    this.gone = new Gone(app);
+    this.changes = new Changes(app, nodeLink);
     this.bar = el('div', {class: 'tools'}, this.filter, this.told);
-    this.element = el('div', {}, el('h1', {class: 'hidden-words'}, 'Flows'), this.bar, this.state, this.cards, this.gone.element);
+    this.element = el('div', {}, el('h1', {class: 'hidden-words'}, 'Flows'), this.bar, this.state, this.cards, this.changes.element, this.gone.element);
   }
 
   find() {
@@ -216,5 +235,6 @@ export class FlowsView {
     if (all.length > 0) this.state.replaceChildren(...(shown.length > 0 ? [] : [notice('Nothing of that name', 'No flow, group, broker or node has these letters in its name.')]));
     else this.state.replaceChildren(emptiness(page));
     this.gone.update();
+    this.changes.update();
   }
 }

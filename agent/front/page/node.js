@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // One node: its figures now, and its curves from a quarter of an hour to a month.
+import {Changes, markText} from './changes.js';
 import {curve} from './curves.js';
 import {List, el, quiet, setText, show} from './dom.js';
+import {nodeLink} from './flows.js';
 import {ask} from './poll.js';
 import {keyOf} from './seen.js';
 import * as words from './words.js';
@@ -10,14 +12,6 @@ const kRanges = [
   ['15 min', 900], ['1 h', 3600], ['6 h', 21600], ['24 h', 86400], ['7 days', 604800], ['30 days', 2592000]];
 const kPoints = 300;
 const kMostInner = 8;  // nodes directly in this one, whose time is taken off to get its own
-
-const kMarkWords = {
-  reset: 'figures went back to 0',
-  restart: 'the broker started again',
-  removed: 'shared memory was removed',
-  gap: 'nobody looked',
-  clock: 'the clock was set',
-};
 
 function fact(title) {
   const value = el('dd');
@@ -52,16 +46,13 @@ function columnsOf(points, inner) {
   return columns;
 }
 
-// Steps without a point had no message, if somebody looked: the curve goes to 0 there, or is cut.
-function filled(points, step, from, until, marks) {
-  const have = new Map(points.map((point) => [point[0], point]));
-  const unseen = marks.filter((mark) => mark.kind === 'gap' || mark.kind === 'removed');
+// The history has a point for each step that somebody looked at: where steps are missing, the curve is cut.
+function cut(points, step) {
   const all = [];
-  for (let time = Math.ceil(from / step) * step; time < until; time += step) {
-    const point = have.get(time);
-    const looked = !unseen.some((mark) => time + step > mark.from && time < mark.until);
-    if (point) all.push(point);
-    else all.push([time, looked ? step : 0, 0, 0, 0, 0]);
+  for (const point of points) {
+    const before = all.at(-1);
+    if (before && point[0] - before[0] > 2.5 * Math.max(step, before[1], point[1])) all.push([before[0] + step, 0, 0, null, null, null]);
+    all.push(point);
   }
   return all;
 }
@@ -81,7 +72,7 @@ export class NodeView {
   }
 
   make() {
-    const {flow, node} = this.place;
+    const {group, flow, node} = this.place;
     this.where = el('p', {class: 'where'});
     this.state = el('p', {class: 'quiet'});
     this.facts = Object.fromEntries(['messages', 'a message takes', 'its own time', 'of the flow’s time', 'waited before', 'size of a message'].map((name) => [name, fact(name)]));
@@ -92,17 +83,15 @@ export class NodeView {
       curve('Messages', words.rate, [['messages a second', 'rate', '--curve-1']]),
       curve('Size of a message', words.bytes, [['mean size', 'size', '--curve-1']])];
     const marks = el('ul', {class: 'marks plain'});
-    this.marks = new List(marks, (mark) => ({element: el('li', {}, el('time', {}, words.time(mark.until)), ' ', markText(mark))}));
+    this.marks = new List(marks, (mark) => ({element: el('li', {}, el('time', {}, words.time(mark.until)), ' ', sayMark(mark))}));
     this.markBox = el('section', {class: 'card', hidden: true}, el('h2', {}, 'What happened'), marks);
-    const changes = el('ul', {class: 'plain'});
-    this.changes = new List(changes, (change) => ({element: el('li', {}, change.text)}));
-    this.changeBox = el('section', {class: 'card', hidden: true}, el('h2', {}, 'What changed'), changes);
+    this.changes = new Changes(this.app, nodeLink, (change) => keyOf(change.executionGroup, change.messageFlow) === keyOf(group, flow) && (change.isOfFlow || change.node === node));
     this.element = el('div', {},
       el('nav', {class: 'crumbs', 'aria-label': 'Where you are'}, el('a', {href: '#/flows'}, 'Flows'), ' / ', flow, ' / ', node),
       el('h1', {}, node || '(no name)'), this.where, this.state,
       el('dl', {class: 'facts card'}, Object.values(this.facts).map((one) => one.element)),
       el('div', {class: 'tools', role: 'group', 'aria-label': 'How far back'}, this.buttons),
-      this.source, el('div', {class: 'charts'}, this.charts.map((chart) => chart.element)), this.markBox, this.changeBox);
+      this.source, el('div', {class: 'charts'}, this.charts.map((chart) => chart.element)), this.markBox, this.changes.element);
   }
 
   brokerName() {
@@ -134,7 +123,8 @@ export class NodeView {
   update() {
     if (!this.app.seen.page) return;
     this.showFacts();
-    if (this.history?.state !== 'ok') this.showOwn();
+    this.changes.update();
+    if (!this.hasHistory()) this.showOwn();
     const step = Math.max(this.app.seen.page.paceSeconds, this.range / kPoints, 5);
     if (Date.now() - this.asked > step * 1000) {
       this.asked = Date.now();
@@ -158,6 +148,11 @@ export class NodeView {
     show(this.state, note !== '');
   }
 
+  // One that is paused or failed still tells of the time before.
+  hasHistory() {
+    return this.history !== null && this.history.state !== 'off';
+  }
+
   // Whether anybody knows which nodes are in this one.
   knowsInner() {
     const {uuid, group, flow, node} = this.place;
@@ -174,8 +169,7 @@ export class NodeView {
     const mine = ++this.generation;
     if (routes.includes('history')) await this.loadHistory(mine);
     else this.history = {state: 'off'};
-    if (routes.includes('changes')) await this.loadChanges(mine);
-    if (mine === this.generation && this.history.state !== 'ok') this.showOwn();
+    if (mine === this.generation && !this.hasHistory()) this.showOwn();
   }
 
   async loadHistory(mine) {
@@ -184,7 +178,7 @@ export class NodeView {
     if (mine !== this.generation) return;
     const [own, ...inner] = answers.map((answer) => (answer.status === 200 ? answer.document : null));
     this.history = own ?? {state: 'off'};
-    if (this.history.state === 'ok') this.showHistory(inner);
+    if (this.hasHistory()) this.showHistory(inner);
   }
 
   target(node, from, until) {
@@ -196,13 +190,11 @@ export class NodeView {
   showHistory(inner) {
     const {history} = this;
     const pointsOf = (document) => (document?.nodes ?? []).flatMap((node) => node.points);
-    const from = Math.max(history.from, history.oldest ?? history.until);
-    const points = filled(pointsOf(history), history.step_seconds, from, history.until, history.marks);
+    const points = cut(pointsOf(history), history.step_seconds);
     const columns = columnsOf(points, this.knowsInner() ? inner.map(pointsOf) : null);
     const marks = history.marks.filter((mark) => mark.until >= history.from);
     this.charts.forEach((chart) => chart.show(columns, {from: history.from, until: history.until, marks}));
-    setText(this.source, history.oldest === null ? 'The history has nothing of this node yet.'
-      : history.oldest > history.from ? `The history begins at ${words.time(history.oldest)}. One point is ${words.duration(history.step_seconds)}.` : `One point is ${words.duration(history.step_seconds)}.`);
+    setText(this.source, sourceText(history));
     this.marks.update(marks.toReversed().slice(0, 20), (mark) => keyOf(mark.kind, mark.from, mark.until));
     show(this.markBox, marks.length > 0);
   }
@@ -218,22 +210,17 @@ export class NodeView {
     this.charts.forEach((chart) => chart.show(columns, {from, until, marks: []}));
     show(this.markBox, false);
     if (this.history === null) return;
-    setText(this.source, this.history.state === 'paused' ? 'The history is paused. These curves begin when the page was opened.'
-      : `No history is kept: these curves begin when this page was opened, at ${words.time(seen.openedAt)}. “zebmon serve --history FILE” keeps one.`);
-  }
-
-  async loadChanges(mine) {
-    const answer = await ask('/api/v1/changes');
-    if (mine !== this.generation) return;
-    const {group, flow, node} = this.place;
-    const changes = answer.status === 200 && Array.isArray(answer.document.changes) ? answer.document.changes : [];
-    const own = changes.filter((change) => typeof change.text === 'string' && change.executionGroup === group && change.messageFlow === flow && (change.node === node || !change.node));
-    this.changes.update(own, (change) => change.text);
-    show(this.changeBox, own.length > 0);
+    setText(this.source, `No history is kept: these curves begin when this page was opened, at ${words.time(seen.openedAt)}. “zebmon serve --history FILE” keeps one.`);
   }
 }
 
-function markText(mark) {
-  const what = kMarkWords[mark.kind] ?? mark.kind;
+function sourceText({state, oldest, from, step_seconds: step}) {
+  const paused = state === 'ok' ? '' : 'The history takes nothing new now: “/healthz” says why. ';
+  if (oldest === null) return `${paused}The history has nothing of this broker yet.`;
+  return `${paused}${oldest > from ? `The history begins at ${words.time(oldest)}. ` : ''}One point is ${words.duration(step)}.`;
+}
+
+function sayMark(mark) {
+  const what = markText(mark.kind, mark.flow);
   return mark.unknown_seconds > 0 ? `${what}; what was counted in ${words.duration(mark.unknown_seconds)} before is not known` : what;
 }

@@ -147,9 +147,12 @@ export class Seen {
     }
   }
 
+  isPresent(uuid) {
+    return this.page.flows === null || this.page.flows.brokers.some((broker) => broker.uuid === uuid);
+  }
+
   // Names of nodes whose brokers are not there now.
   gone() {
-    const present = new Set((this.page?.flows?.brokers ?? []).map((broker) => broker.uuid));
-    return this.names.filter((name) => !present.has(name[0]));
+    return this.names.filter((name) => !this.isPresent(name[0]));
   }
 }
