@@ -16,9 +16,8 @@ import tempfile
 import threading
 import time
 import unittest
-import urllib.parse
-import urllib.request
 
+import servers
 from exporter import Exporter
 from loopback import raise_loopback
 
@@ -26,13 +25,14 @@ PROMETHEUS, ZEBMON, SNAPSHOT = sys.argv[1:4]
 CONTRIB = pathlib.Path(sys.argv[4]).resolve()
 HOSTILE = "<script>alert(1)</script>"
 PORT, SCRAPED = 9090, 9847
-TRIES = 600
 RECORDED = re.findall(r"record: (\S+)", (CONTRIB / "prometheus" / "zeb.rules.yml").read_text())
 
 
 def metrics():
     """Of the snapshot; a flow's label is what a page must not take for a part of itself."""
-    text = subprocess.run([ZEBMON, "metrics", "--from", SNAPSHOT], check=True, text=True,
+    events = "".join(f'zeb_events_observed_total{{broker="SHOPBROKER",kind="{kind}"}} 1\n'
+                     for kind in ("exception", "message"))
+    text = events + subprocess.run([ZEBMON, "metrics", "--from", SNAPSHOT], check=True, text=True,
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
     return text.replace('flow="Payment"', f'flow="{HOSTILE}"')
 
@@ -51,25 +51,11 @@ class Scraped(Exporter):
 
 
 def get(path, **arguments):
-    query = "?" + urllib.parse.urlencode(arguments) if arguments else ""
-    with urllib.request.urlopen(f"http://127.0.0.1:{PORT}{path}{query}", timeout=10) as answer:
-        return answer.read().decode()
+    return servers.get(PORT, path, **arguments)
 
 
 def result(expression):
-    return json.loads(get("/api/v1/query", query=expression))["data"]["result"]
-
-
-def until(asked):
-    """Asks until there is an answer; not for ever."""
-    for _ in range(TRIES):
-        try:
-            if answer := asked():
-                return answer
-        except OSError:
-            pass
-        time.sleep(0.1)
-    raise TimeoutError("no answer")
+    return servers.result(PORT, expression)
 
 
 def expressions():
@@ -81,30 +67,6 @@ def expressions():
             yield board.name, re.sub(r"\$\w+", ".*", part["expr"])
 
 
-class Prometheus:
-    def __init__(self, directory):
-        shipped = (CONTRIB / "prometheus" / "scrape.yml").read_text()
-        targets = directory / "machines.yml"
-        example = (CONTRIB / "prometheus" / "file_sd.example.yml").read_text()
-        targets.write_text(re.sub(r"targets: \[.*?\]", f"targets: ['127.0.0.1:{SCRAPED}']", example))
-        config = directory / "prometheus.yml"
-        config.write_text("global: {evaluation_interval: 1s}\n" + shipped
-                          .replace("scrape_interval: 1m", "scrape_interval: 1s")
-                          .replace("/etc/prometheus/zeb/*.yml", str(targets))
-                          .replace("/etc/prometheus/", str(CONTRIB / "prometheus") + "/"))
-        self.log = directory / "log"
-        with open(self.log, "wb") as log:
-            self.process = subprocess.Popen(
-                [PROMETHEUS, f"--config.file={config}", f"--storage.tsdb.path={directory}/data",
-                 f"--web.listen-address=127.0.0.1:{PORT}",
-                 f"--web.console.templates={CONTRIB}/prometheus/consoles",
-                 "--web.console.libraries=/nonexistent"], stdout=log, stderr=log)
-
-    def end(self):
-        self.process.terminate()
-        self.process.wait()
-
-
 class Fleet(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -112,9 +74,12 @@ class Fleet(unittest.TestCase):
         cls.directory = tempfile.TemporaryDirectory()
         cls.server = http.server.ThreadingHTTPServer(("127.0.0.1", SCRAPED), Scraped)
         threading.Thread(target=cls.server.serve_forever, daemon=True).start()
-        cls.prometheus = Prometheus(pathlib.Path(cls.directory.name))
+        example = (CONTRIB / "prometheus" / "file_sd.example.yml").read_text()
+        targets = re.sub(r"targets: \[.*?\]", f"targets: ['127.0.0.1:{SCRAPED}']", example)
+        cls.prometheus = servers.Prometheus(PROMETHEUS, CONTRIB, pathlib.Path(cls.directory.name),
+                                            PORT, targets)
         try:
-            until(lambda: all(result(name) for name in RECORDED))
+            servers.until(lambda: all(result(name) for name in RECORDED))
         except TimeoutError:
             print(cls.prometheus.log.read_text())
             cls.tearDownClass()
@@ -142,7 +107,7 @@ class Fleet(unittest.TestCase):
             self.assertEqual("", rule.get("lastError", ""), rule["name"])
 
     def test_the_page_shows_the_broker_and_runs_nothing(self):
-        page = until(lambda: "SHOP" in (text := get("/consoles/zeb.html")) and text)
+        page = servers.until(lambda: "SHOP" in (text := get("/consoles/zeb.html")) and text)
         self.assertIn("Brokers of all machines", page)
         self.assertIn("&lt;script&gt;alert(1)&lt;/script&gt;", page)
         self.assertNotIn("<script", page)
