@@ -25,7 +25,7 @@ EventFilter::EventFilter(const Request& request, std::int64_t now)
                  .kind = request.events.kind,
                  .messageId = request.events.messageId,
                  .correlationId = request.events.correlationId} {
-  if (request.events.since) selection_.since = request.events.since->at(now);
+  if (request.events.since) selection_.since = request.events.since->at(now, request.show.zone);
 }
 
 bool EventFilter::operator()(const reader::Event& event) const {

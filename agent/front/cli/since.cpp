@@ -3,6 +3,7 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <charconv>
 #include <string_view>
 #include <system_error>
@@ -11,10 +12,13 @@ namespace cli {
 namespace {
 
 constexpr std::int64_t kMostUnits = 1000000000;
+constexpr std::int64_t kDay = 86400;
 
-std::optional<Since> parseAge(const std::string& text) {
+std::optional<Since> parseAge(std::string_view text) {
   constexpr std::string_view units = "smhd";
-  constexpr std::int64_t seconds[] = {1, 60, 3600, 86400};
+  constexpr std::int64_t seconds[] = {1, 60, 3600, kDay};
+  if (text == "now") return Since{Since::Kind::age, 0};
+  if (text.starts_with('-')) text.remove_prefix(1);
   const std::size_t unit = text.empty() ? units.npos : units.find(text.back());
   if (unit == units.npos) return std::nullopt;
   std::int64_t value = 0;
@@ -25,17 +29,103 @@ std::optional<Since> parseAge(const std::string& text) {
   return Since{Since::Kind::age, value * seconds[unit]};
 }
 
+bool isDigits(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
+// Seconds east of Greenwich of "Z", "+02:00" or "-05:30".
+std::optional<std::int64_t> offsetOf(std::string_view text) {
+  if (text == "Z" || text == "z") return 0;
+  const bool fits = text.size() == 6 && (text[0] == '+' || text[0] == '-') && text[3] == ':' &&
+                    isDigits(text.substr(1, 2)) && isDigits(text.substr(4, 2));
+  if (!fits) return std::nullopt;
+  const std::int64_t hours = (text[1] - '0') * 10 + (text[2] - '0');
+  const std::int64_t minutes = (text[4] - '0') * 10 + (text[5] - '0');
+  if (hours > 23 || minutes > 59) return std::nullopt;
+  return (text[0] == '-' ? -60 : 60) * (hours * 60 + minutes);
+}
+
+std::string_view withoutFraction(std::string_view zone) {
+  if (!zone.starts_with('.')) return zone;
+  const std::size_t end = std::min(zone.find_first_not_of("0123456789", 1), zone.size());
+  return end == 1 ? zone : zone.substr(end);
+}
+
+// What is behind a date and time: nothing, a zone, or with `fraction` parts of a second too.
+std::optional<Since> withZone(std::int64_t seconds, std::string_view zone, bool hasSeconds) {
+  if (hasSeconds) zone = withoutFraction(zone);
+  if (zone.empty()) return Since{Since::Kind::civil, seconds};
+  const auto offset = offsetOf(zone);
+  if (!offset) return std::nullopt;
+  return Since{Since::Kind::time, seconds - *offset};
+}
+
+std::optional<Since> parseTime(const std::string& text) {
+  struct Form {
+    const char* format;
+    bool seconds;
+    bool zone;
+  };
+  constexpr Form kForms[] = {{"%Y-%m-%dT%H:%M:%S", true, true},
+                             {"%Y-%m-%d %H:%M:%S", true, true},
+                             {"%Y-%m-%dT%H:%M", false, true},
+                             {"%Y-%m-%d %H:%M", false, true},
+                             {"%Y-%m-%d", false, false}};
+  for (const Form& form : kForms) {
+    tm parts{};
+    const char* const end = strptime(text.c_str(), form.format, &parts);
+    if (end == nullptr || (*end != '\0' && !form.zone)) continue;
+    if (const auto since = withZone(timegm(&parts), end, form.seconds)) return since;
+  }
+  return std::nullopt;
+}
+
+std::optional<Since> parseClock(const std::string& text) {
+  tm parts{};
+  const char* const end = text.size() == 5 ? strptime(text.c_str(), "%H:%M", &parts) : nullptr;
+  if (end == nullptr || *end != '\0') return std::nullopt;
+  return Since{Since::Kind::clock, parts.tm_hour * 3600 + parts.tm_min * 60};
+}
+
+// Seconds since 1970 of a date and time in the local zone, given as if they were UTC.
+std::int64_t inLocalZone(std::int64_t civil) {
+  tm parts{};
+  gmtime_r(&civil, &parts);
+  parts.tm_isdst = -1;
+  return mktime(&parts);
+}
+
+std::int64_t midnight(std::int64_t now, render::Zone zone) {
+  tm parts{};
+  (zone == render::Zone::utc ? gmtime_r : localtime_r)(&now, &parts);
+  parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
+  return timegm(&parts);
+}
+
 }  // namespace
+
+std::int64_t Since::at(std::int64_t now, render::Zone zone) const {
+  const auto moment = [zone](std::int64_t civil) {
+    return zone == render::Zone::utc ? civil : inLocalZone(civil);
+  };
+  switch (kind) {
+    case Kind::time:
+      return seconds;
+    case Kind::civil:
+      return moment(seconds);
+    case Kind::age:
+      return now - seconds;
+    case Kind::clock:
+      break;
+  }
+  const std::int64_t today = midnight(now, zone) + seconds;
+  return moment(today) <= now ? moment(today) : moment(today - kDay);
+}
 
 std::optional<Since> parseSince(const std::string& text) {
   if (const auto age = parseAge(text)) return age;
-  for (const char* format :
-       {"%Y-%m-%dT%H:%M:%SZ", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%d %H:%M:%S", "%Y-%m-%d"}) {
-    tm parts{};
-    const char* const end = strptime(text.c_str(), format, &parts);
-    if (end != nullptr && *end == '\0') return Since{Since::Kind::time, timegm(&parts)};
-  }
-  return std::nullopt;
+  if (const auto clock = parseClock(text)) return clock;
+  return parseTime(text);
 }
 
 }  // namespace cli
