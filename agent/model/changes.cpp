@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <tuple>
 
 #include "agent/model/level_changes.h"
@@ -47,6 +48,7 @@ class Judge {
   void addTimes(std::size_t node);
   void addRate(std::size_t node);
   void addLoss(std::size_t node, std::size_t outer);
+  std::optional<std::size_t> sourceOf(std::size_t node) const;
   double valueOf(const Ratio& ratio, double part, double whole) const;
   std::vector<double> scaled(const Ratio& ratio, bool hours) const;
   std::vector<double> comparable(const Ratio& ratio) const;
@@ -177,11 +179,25 @@ void Judge::addLoss(std::size_t node, std::size_t outer) {
          .whole = [this, outer](std::size_t i, bool hour) { return at(outer, i, hour).messages; }});
 }
 
+// Whose messages a node could get: those of the node that it is in, else, where nobody knows that,
+// those of the only input node.
+std::optional<std::size_t> Judge::sourceOf(std::size_t node) const {
+  const Nest& nest = flow_.nesting.nodes[node];
+  if (nest.placed) return nest.outer;
+  std::optional<std::size_t> found;
+  for (std::size_t i = 0; i < flow_.nodes.size(); ++i) {
+    if (flow_.nodes[i].type != kInputNode) continue;
+    if (found || i == node) return {};
+    found = i;
+  }
+  return found;
+}
+
 std::vector<LevelChange> Judge::run() {
   for (std::size_t node = 0; node < flow_.nodes.size(); ++node) {
     addTimes(node);
-    if (const auto outer = flow_.nesting.nodes[node].outer) {
-      addLoss(node, *outer);
+    if (const auto source = sourceOf(node)) {
+      addLoss(node, *source);
     } else {
       addRate(node);
     }

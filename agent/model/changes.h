@@ -40,11 +40,12 @@ struct FlowMinutes {
 
 // What has a level. All are of one node; a flow's rate is that of the node it begins with.
 enum class Measure {
-  rate,     // messages a second; of nodes that are in no other node
+  rate,     // messages a second; of nodes that get no messages of another one
   self,     // milliseconds a message that a node spent itself
   elapsed,  // the same with all that is downstream of it; where nobody knows what that is
   queued,   // milliseconds a message, of input nodes
-  loss,     // 0 to 1: the part of the outer node's messages that doesn't come here
+  loss,     // 0 to 1: the part of the outer node's messages that doesn't come here; of the only
+            // input node's, where nobody knows which is the outer one
 };
 
 struct LevelChange {

@@ -70,15 +70,12 @@ FlowView Viewer::viewOf(const BrokerGrowth& broker, const FlowGrowth& flow) cons
 
 }  // namespace
 
-View viewOf(std::span<const std::shared_ptr<const Snapshot>> looks, const FlowKnowledge& known) {
-  std::vector<Growths> intervals;
-  for (std::size_t i = 1; i < looks.size(); ++i) {
-    intervals.push_back(between(*looks[i - 1], *looks[i]));
-  }
+View viewOf(const std::vector<Growths>& intervals, std::shared_ptr<const Snapshot> before,
+            std::shared_ptr<const Snapshot> after, const FlowKnowledge& known) {
   View view{.interval = intervals.back().interval,
             .brokers = {},
-            .before = looks[looks.size() - 2],
-            .after = looks.back()};
+            .before = std::move(before),
+            .after = std::move(after)};
   const Viewer viewer(intervals, known);
   for (const BrokerGrowth& growth : intervals.back().brokers) {
     BrokerView& broker = view.brokers.emplace_back(BrokerView{growth, {}});
@@ -87,6 +84,14 @@ View viewOf(std::span<const std::shared_ptr<const Snapshot>> looks, const FlowKn
     }
   }
   return view;
+}
+
+View viewOf(std::span<const std::shared_ptr<const Snapshot>> looks, const FlowKnowledge& known) {
+  std::vector<Growths> intervals;
+  for (std::size_t i = 1; i < looks.size(); ++i) {
+    intervals.push_back(between(*looks[i - 1], *looks[i]));
+  }
+  return viewOf(intervals, looks[looks.size() - 2], looks.back(), known);
 }
 
 bool selects(const Selection& selection, const FlowView& flow) {

@@ -60,6 +60,11 @@ inline constexpr std::size_t kMostLooks = 10;
 // where the looks have events.
 View viewOf(std::span<const std::shared_ptr<const Snapshot>> looks, const FlowKnowledge& known);
 
+// The last of at least one interval, between the looks `before` and `after`; the others count only
+// where a chain is inferred.
+View viewOf(const std::vector<Growths>& intervals, std::shared_ptr<const Snapshot> before,
+            std::shared_ptr<const Snapshot> after, const FlowKnowledge& known);
+
 // Whether group and flow are selected; a broker and a node are not looked at.
 bool selects(const Selection& selection, const FlowView& flow);
 

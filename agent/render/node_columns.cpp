@@ -20,6 +20,17 @@ std::vector<Column> nodeColumns(int typeYields) {
       {.name = "type", .title = "type", .yields = typeYields}};
 }
 
+Column figureColumn(const char* name, const char* title, const char* group, const char* unit,
+                    int yields) {
+  return {.name = name,
+          .title = title,
+          .unit = unit,
+          .group = group,
+          .right = true,
+          .isScaled = true,
+          .yields = yields};
+}
+
 Cell typeCell(std::uint32_t type) {
   Cell cell(nodeTypeName(type));
   cell.brief = shortTypeName(type);

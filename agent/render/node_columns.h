@@ -17,6 +17,10 @@ std::vector<Column> nodeColumns(int typeYields);
 // A type of nodes: its name, and in tables a short one.
 Cell typeCell(std::uint32_t type);
 
+// A number of a node, right-aligned and scaled.
+Column figureColumn(const char* name, const char* title, const char* group, const char* unit,
+                    int yields);
+
 }  // namespace render
 
 #endif  // ZEB_AGENT_RENDER_NODE_COLUMNS_H

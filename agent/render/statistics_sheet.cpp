@@ -100,16 +100,7 @@ std::string headOf(const model::SeenBroker& broker, std::int64_t now, const Tabl
 }  // namespace
 
 std::vector<Column> statisticsColumns() {
-  const auto number = [](const char* name, const char* title, const char* group, const char* unit,
-                         int yields) {
-    return Column{.name = name,
-                  .title = title,
-                  .unit = unit,
-                  .group = group,
-                  .right = true,
-                  .isScaled = true,
-                  .yields = yields};
-  };
+  const auto number = figureColumn;
   std::vector<Column> columns = nodeColumns(20);
   const auto afterGroup = std::ranges::find(columns, "messageFlow", &Column::name);
   columns.insert(afterGroup,

@@ -208,7 +208,6 @@ TEST(Changes, MessagesThatStayAwayAreALossOfTheInnerNode) {
     flow.nodes[1].minutes[i].messages = 24;
     flow.nodes[1].minutes[i].elapsedMs *= 0.8;
   }
-  for (std::size_t i = 2000; i < 2 * kDay; ++i) flow.nodes[0].minutes[i].elapsedMs *= 1;
   const auto found = changesOf(flow, kFirst);
   ASSERT_FALSE(found.empty());
   const auto loss = std::ranges::find(found, Measure::loss, &model::LevelChange::measure);
@@ -216,6 +215,20 @@ TEST(Changes, MessagesThatStayAwayAreALossOfTheInnerNode) {
   EXPECT_EQ(1u, loss->node);
   EXPECT_EQ(0, loss->before);
   EXPECT_NEAR(0.2, loss->after, 0.001);
+}
+
+TEST(Changes, WithoutAChainALossIsThatOfTheInputNodesMessages) {
+  model::FlowMinutes flow = steadyFlow();
+  flow.nesting.nodes = {{}, {}};
+  addEarlierDays(flow, 3);
+  for (std::size_t i = 2000; i < 2 * kDay; ++i) {
+    flow.nodes[1].minutes[i].messages = 24;
+    flow.nodes[1].minutes[i].elapsedMs *= 0.8;
+  }
+  const auto found = changesOf(flow, kFirst);
+  ASSERT_EQ(1u, found.size());
+  EXPECT_EQ(1u, found[0].node);
+  EXPECT_EQ(Measure::loss, found[0].measure);
 }
 
 TEST(Changes, OnlyTheLatestOnesAreTold) {

@@ -21,6 +21,7 @@
 #include "agent/render/json.h"
 #include "agent/render/lock_screens.h"
 #include "agent/render/message_screens.h"
+#include "agent/render/past_screens.h"
 #include "agent/render/rates.h"
 #include "agent/render/reset_screens.h"
 #include "agent/render/screens.h"
@@ -214,6 +215,46 @@ void addOfMessage(std::vector<std::string>& documents, const model::Snapshot& sn
                                render::messageSheet(ways.front(), render::Zone::utc)));
 }
 
+// Two looks as a history has them: the counts of the second one are what was added.
+std::vector<render::PastView> pastOf(const model::Snapshot& before, const model::Snapshot& after) {
+  const auto first = std::make_shared<const model::Snapshot>(before);
+  const auto last = std::make_shared<const model::Snapshot>(after);
+  const std::int64_t begin = kWall * 1000;
+  render::PastView past;
+  past.broker = {.label = "BRK1",
+                 .uuid = "1-2-3",
+                 .lastLook = begin + 2000,
+                 .present = true,
+                 .period = {begin, begin + 2000},
+                 .observed = 2000,
+                 .looks = {first, last},
+                 .marks = {{"reset", {begin + 500, begin + 1000}, 250, "orders", "Fulfil"}}};
+  past.view = viewOf(past.broker, {});
+  return {past};
+}
+
+std::vector<model::PastChange> changes() {
+  model::PastChange slower{.broker = "BRK1",
+                           .uuid = "1-2-3",
+                           .group = "orders",
+                           .flow = "Fulfil",
+                           .node = "Reserve",
+                           .change = {0, model::Measure::self, kWall / 60, 9.125, 14.25},
+                           .mark = {}};
+  addNearest(slower,
+             {{"reset", {(kWall - 60) * 1000, (kWall - 58) * 1000}, 250, "orders", "Stock"}});
+  return {slower};
+}
+
+void addOfPast(std::vector<std::string>& documents, const model::Snapshot& before,
+               const model::Snapshot& after) {
+  const auto past = pastOf(before, after);
+  documents.push_back(render::written(render::totalsDocument(past, {})));
+  addLines(documents, rowLines("zebmon.totals.node", after, render::totalsSheet(past, {})));
+  const model::Period day{(kWall - 86400) * 1000, kWall * 1000};
+  documents.push_back(render::written(render::changesDocument(changes(), day)));
+}
+
 // The same two seconds later; meanwhile somebody mended the settings.
 model::Snapshot later(model::Snapshot snapshot) {
   snapshot.wall += std::chrono::seconds(2);
@@ -248,6 +289,7 @@ std::vector<std::string> allDocumentsOf(const model::Snapshot& snapshot,
   addOfMachine(documents, whole);
   addOfReset(documents, whole);
   addOfTwo(documents, whole, later(after));
+  addOfPast(documents, whole, later(after));
   return documents;
 }
 
@@ -317,7 +359,7 @@ TEST(Documents, ThePageShowsWhatIsWritten) {
         << "docs/json.md lacks\n"
         << document;
   }
-  EXPECT_EQ(22U, schemas.size());
+  EXPECT_EQ(25U, schemas.size());
 }
 
 TEST(Documents, EverySchemaIsOfADocumentOnThePage) {
@@ -330,6 +372,15 @@ TEST(Documents, EverySchemaIsOfADocumentOnThePage) {
 TEST(Documents, AreWhatTheirSchemasSay) {
   EXPECT_EQ("", complaintsOf(allDocumentsOf(orders(), snapshotOf(moreOrders()))));
   EXPECT_EQ("", complaintsOf(allDocumentsOf(snapshotOf(moreOrders()), orders()))) << "a reset";
+}
+
+TEST(Documents, OfAHistoryAreWhatTheirSchemasSay) {
+  const auto past = pastOf(orders(), later(snapshotOf(moreOrders())));
+  model::PastFinding finding{.finding = {}, .uuid = "1-2-3", .begin = 5000, .end = {}};
+  finding.finding.id = "area.full";
+  EXPECT_EQ("", complaintsOf({render::written(render::pastRatesDocument(past, {})),
+                              render::written(render::pastFlowDocument(past, {})),
+                              render::written(render::pastFindingsDocument({finding}, 9))}));
 }
 
 TEST(Documents, OfBrokersInEveryStateAreWhatTheirSchemasSay) {

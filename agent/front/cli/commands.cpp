@@ -17,6 +17,7 @@ std::span<const Command> commands() {
       {"metrics", "All figures for Prometheus", declareMetrics, runMetrics},
       {"serve", "The same over HTTP, for browsers and Prometheus", declareServe, runServe},
       {"size", "How full shared memory is, or how large it must be", declareSize, runSize},
+      {"changes", "What became slower, faster, more or less, and when", declareChanges, runChanges},
       {"config", "The settings in force, and what is wrong with them", declareConfig, runConfig},
       {"snapshot", "Write all of it into a file, to be looked at later", declareSnapshot,
        runSnapshot},

@@ -58,6 +58,10 @@ ExitCode runConfig(const Request& request, Output& output);
 void declareSize(Options& options, Request& request);
 ExitCode runSize(const Request& request, Output& output);
 
+// Of a history.
+void declareChanges(Options& options, Request& request);
+ExitCode runChanges(const Request& request, Output& output);
+
 // Writes into shared memory, only with --yes.
 void declareReset(Options& options, Request& request);
 ExitCode runReset(const Request& request, Output& output);

@@ -9,6 +9,7 @@
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/past.h"
 #include "agent/front/cli/terminal.h"
 #include "agent/model/findings.h"
 #include "agent/model/selection.h"
@@ -90,6 +91,28 @@ ExitCode show(const Examined& seen, const Request& request, Output& output) {
   return codeOf(seen);
 }
 
+// What was wrong at some time of a period, or at the last look.
+ExitCode showPast(const Past& past, const Request& request, Output& output) {
+  std::vector<model::PastFinding> findings = past.findings();
+  const auto& wanted = request.doctor.only;
+  std::erase_if(findings, [&wanted](const model::PastFinding& one) {
+    return !wanted.empty() && std::ranges::none_of(wanted, [&one](const std::string& kind) {
+      return one.finding.is(kind);
+    });
+  });
+  if (request.show.format == Format::json) {
+    output.write(render::written(render::pastFindingsDocument(findings, past.lastLook() / 1000)));
+  } else {
+    output.write(render::pastFindingsScreen(findings, styleOf(request.show)));
+  }
+  if (findings.empty()) return kDone;
+  return std::ranges::any_of(
+             findings,
+             [](const auto& one) { return one.finding.severity == model::Severity::critical; })
+             ? kCritical
+             : kWarnings;
+}
+
 void tellPlan(const std::vector<model::Finding>& chosen, const Request& request, Output& output) {
   for (const auto& finding : chosen) {
     output.write(
@@ -158,6 +181,7 @@ void declareDoctor(Options& options, Request& request) {
                                                          {"json", Format::json}};
   DoctorRequest& doctor = request.doctor;
   addBroker(options, request);
+  addBetween(options, request);
   options.add("--only", doctor.only, "Only these findings: lock, area.full, ...")
       .dividedByCommas()
       .check(requireKind)
@@ -179,6 +203,9 @@ void declareDoctor(Options& options, Request& request) {
 
 ExitCode runDoctor(const Request& request, Output& output) {
   if (!request.doctor.repair.empty()) return repair(request, output);
+  if (isPast(request)) {
+    return withPast(request, [&](const Past& past) { return showPast(past, request, output); });
+  }
   return show(examine(request, output), request, output);
 }
 

@@ -8,6 +8,7 @@
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/past.h"
 #include "agent/front/cli/rates.h"
 #include "agent/front/cli/stop.h"
 #include "agent/front/cli/terminal.h"
@@ -167,9 +168,7 @@ std::string conflictIn(const Request& request) {
 void takeSince(std::optional<Since>& since, const std::string& text) {
   since = parseSince(text);
   if (since) return;
-  refuse("--since", "\"" + text +
-                        "\" is neither a time like 2026-01-31T23:59:58Z nor "
-                        "an age like 15m");
+  refuse("--since", "\"" + text + "\" is no time like " + kMoments);
 }
 
 // Looking for a text takes time in proportion to its length, so only what can't be meant is
@@ -200,7 +199,7 @@ void declareChoice(Options& options, EventsRequest& events) {
   options
       .take(
           "--since", [&events](const std::string& text) { takeSince(events.since, text); },
-          "Not before 2026-01-31T23:59:58Z (UTC), or not\n"
+          "Not before 2026-01-31T23:59:58Z, 23:59, or not\n"
           "longer ago than 90s, 15m, 12h, 7d")
       .shown("T");
   options
@@ -245,6 +244,7 @@ void declareForm(Options& options, Request& request) {
 void declareEvents(Options& options, Request& request) {
   EventsRequest& events = request.events;
   addPlaces(options, request);
+  addBetween(options, request);
   declareChoice(options, events);
   declareForm(options, request);
   const Option follow =

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/past.h"
 #include "agent/front/cli/rates.h"
 #include "agent/front/cli/terminal.h"
 #include "agent/render/json.h"
@@ -29,6 +30,16 @@ std::string shown(const model::View& view, const Request& request) {
   return render::flowScreens(view, request.selection, styleOf(show), signsOf());
 }
 
+ExitCode runPast(const Past& past, const Request& request, Output& output) {
+  return showViews(past, request, output,
+                   {.document = render::pastFlowDocument,
+                    .rows = "zebmon.flow.node",
+                    .screen = [&request](const model::View& view) {
+                      return render::flowScreens(view, request.selection, styleOf(request.show),
+                                                 signsOf());
+                    }});
+}
+
 }  // namespace
 
 void declareFlow(Options& options, Request& request) {
@@ -36,6 +47,7 @@ void declareFlow(Options& options, Request& request) {
       .required()
       .shown("");
   addBroker(options, request);
+  addBetween(options, request);
   options.add("--group", request.selection.group, "Only of this execution group").shown("NAME");
   addIntervals(options, request).showsDefault("10s");
   addFlowKnowledge(options, request);
@@ -43,6 +55,9 @@ void declareFlow(Options& options, Request& request) {
 }
 
 ExitCode runFlow(const Request& request, Output& output) {
+  if (isPast(request)) {
+    return withPast(request, [&](const Past& past) { return runPast(past, request, output); });
+  }
   Request wanted = request;
   if (wanted.rates.interval.count() == 0) wanted.rates.interval = kInterval;
   return watch(wanted, output, [&wanted](const model::View& view) { return shown(view, wanted); });

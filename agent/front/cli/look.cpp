@@ -4,6 +4,7 @@
 #include <set>
 
 #include "agent/front/cli/messages.h"
+#include "agent/front/cli/past.h"
 #include "agent/front/cli/stop.h"
 #include "agent/model/collector.h"
 #include "agent/model/condition.h"
@@ -22,6 +23,26 @@ archived::Loaded open(const std::string& file, model::Events events, std::uint64
   return loaded;
 }
 
+namespace {
+
+// Of a history, only events are what a snapshot holds.
+std::shared_ptr<const model::Snapshot> takePast(const Request& request, model::Events events) {
+  if (events != model::Events::read) {
+    throw Stop{kUsage, request.from +
+                           " is a history, and this needs a snapshot file. A history can be given "
+                           "to stats, flow, events, message, doctor and changes"};
+  }
+  std::shared_ptr<const model::Snapshot> snapshot;
+  withPast(request, [&snapshot](const Past& past) {
+    past.reportGaps();
+    snapshot = past.events();
+    return kDone;
+  });
+  return snapshot;
+}
+
+}  // namespace
+
 std::shared_ptr<const model::Snapshot> take(const Request& request, model::MachineFacts machine,
                                             model::Events events) {
   if (request.from.empty()) {
@@ -29,6 +50,7 @@ std::shared_ptr<const model::Snapshot> take(const Request& request, model::Machi
     remark(*snapshot, request, events == model::Events::leave);
     return snapshot;
   }
+  if (isPast(request)) return takePast(request, events);
   auto snapshot = open(request.from, events, request.mostBytes).snapshot;
   if (machine >= model::MachineFacts::read && !snapshot->machine) {
     throw Stop{kDamaged, request.from + " lacks what the machine said. Take another snapshot"};

@@ -3,6 +3,7 @@
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/past.h"
 #include "agent/front/cli/terminal.h"
 #include "agent/model/condition.h"
 #include "agent/model/message_way.h"
@@ -41,6 +42,7 @@ void declareMessage(Options& options, Request& request) {
           "A message or correlation ID in hexadecimal,\nor its first digits")
       .required();
   addBroker(options, request);
+  addBetween(options, request);
   addSheet(options, request, render::messageColumns());
 }
 

@@ -22,6 +22,11 @@ Option& Option::needs(const Option& other) {
   return *this;
 }
 
+Option& Option::needs(const char* other) {
+  option_->needs(other);
+  return *this;
+}
+
 Option& Option::excludes(const Option& other) {
   option_->excludes(other.option_);
   return *this;
@@ -100,6 +105,18 @@ Option Options::takeEach(const char* name, Take take, const char* help) {
   CLI::Option* const option =
       app_.add_option_function<std::vector<std::string>>(name, takingAll(std::move(take)), help);
   option->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  return Option(option);
+}
+
+Option Options::takeTwo(const char* name,
+                        std::function<void(const std::string&, const std::string&)> take,
+                        const char* help) {
+  const auto both = [take = std::move(take)](const std::vector<std::string>& values) {
+    take(values.at(0), values.at(1));
+  };
+  CLI::Option* const option =
+      app_.add_option_function<std::vector<std::string>>(name, both, help);
+  option->expected(2);
   return Option(option);
 }
 

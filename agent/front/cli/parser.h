@@ -25,6 +25,7 @@ class Option {
 
   Option& required();
   Option& needs(const Option& other);
+  Option& needs(const char* other);  // by name
   Option& excludes(const Option& other);
   Option& excludes(const char* other);  // by name
 
@@ -66,6 +67,11 @@ class Options {
 
   // The same of an option that may be given again, one value each.
   Option takeEach(const char* name, Take take, const char* help);
+
+  // The same of an option with two values.
+  Option takeTwo(const char* name,
+                 std::function<void(const std::string&, const std::string&)> take,
+                 const char* help);
 
   // The same of an argument that may be several words, at least one.
   Option takeWords(const char* name, Take take, const char* help);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "agent/archive/snapshot_file.h"
@@ -107,7 +108,10 @@ struct MetricsRequest {
 // Each command declares the options that it takes; the others keep their defaults.
 struct Request {
   std::string directory;  // of the key files; empty: as the library is configured here
-  std::string from;  // a snapshot file to look at instead of this machine; "-" is standard input
+  // A snapshot file to look at instead of this machine, "-" is standard input; or a history.
+  std::string from;
+  std::optional<std::pair<Since, Since>> between;  // of a history
+  std::optional<Since> changesSince;               // only of "changes"
   std::uint64_t mostBytes = archived::kMostBytes;  // of a broker in that file
   model::Selection selection;
   ShowRequest show;

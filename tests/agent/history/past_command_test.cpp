@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+// zebmon reads a history.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/agent/history/recorded.h"
+#include "tests/agent/zebmon.h"
+
+namespace {
+
+using nlohmann::json;
+using ::testing::HasSubstr;
+
+constexpr char kFile[] = "/tmp/history.db";
+
+// Two nodes, the second in the first one, that counted so many messages each.
+std::shared_ptr<model::SeenBroker> flowWith(std::int64_t messages) {
+  auto outer = nodeWith("Order in", 1,
+                        {.messages = messages,
+                         .elapsed = messages * 15,
+                         .queued = messages * 2,
+                         .bytes = messages * 100});
+  outer.type = 1;
+  return present(
+      {outer, nodeWith("Priced", 2,
+                       {.messages = messages, .elapsed = messages * 9, .bytes = messages * 100})});
+}
+
+// Looks at 2027-01-15 08:00:00Z and after; it was reset before the look at 40 s.
+class PastCommand : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { std::filesystem::remove(kFile); }
+
+  PastCommand() {
+    Recorded recorded(kFile);
+    for (int i = 0; i < 4; ++i) recorded.look(10 * i, flowWith(100 * i));
+    auto reset = flowWith(10);
+    reset->tree->resetTime = kBegin + 35;
+    recorded.look(40, reset);
+    auto last = flowWith(60);
+    last->tree->resetTime = kBegin + 35;
+    last->events = reader::EventLog::Batch{};
+    last->events->events = {event()};
+    recorded.look(50, last);
+    recorded.database.execute(
+        "INSERT INTO finding (key, kind, severity, object, evidence, effect, remedy, command, "
+        "begin_ms, end_ms) VALUES ('area.full', 'area.full', 'warning', 'the statistics area', "
+        "'nothing is free', 'new nodes are not counted', 'make it larger', '', 1800000010000, "
+        "1800000020000)");
+  }
+  ~PastCommand() override { std::filesystem::remove(kFile); }
+
+  static reader::Event event() {
+    reader::Event event;
+    event.recordId = recordId(8, 1);
+    event.templateId = recordId(7, 1);
+    event.time = kBegin + 44;
+    event.messageId[0] = 0xAB;
+    event.origin = std::make_shared<reader::EventTemplate>(
+        reader::EventTemplate{"orders", "Fulfil", "Priced", 3, "Order priced"});
+    return event;
+  }
+
+  static Result ask(std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--from", kFile});
+    return run(std::move(arguments));
+  }
+
+  static Result askBetween(std::vector<std::string> arguments, const char* from,
+                           const char* until) {
+    arguments.insert(arguments.end(), {"--between", from, until});
+    return ask(std::move(arguments));
+  }
+
+  static json totals(const char* from, const char* until) {
+    return json::parse(askBetween({"stats", "--format", "json"}, from, until).out)["brokers"][0];
+  }
+};
+
+}  // namespace
+
+TEST_F(PastCommand, StatsShowsWhatWasAddedInThePeriod) {
+  const Result result = askBetween({"stats"}, "2027-01-15T08:00:10Z", "2027-01-15T09:00:35+01:00");
+  EXPECT_EQ(0, result.code) << result.errors;
+  EXPECT_THAT(result.out, HasSubstr("Broker SHOP, added from 2027-01-15 08:00:10Z until "
+                                    "2027-01-15 08:00:30Z"));
+  EXPECT_THAT(result.out, HasSubstr("200"));
+  const json broker = totals("2027-01-15T08:00:10Z", "2027-01-15 08:00:35Z");
+  EXPECT_EQ(200, broker["nodes"][0]["messageCount"]);
+  EXPECT_EQ(0, broker["period"]["unknownSeconds"]);
+  EXPECT_EQ(20, broker["period"]["observedSeconds"]);
+}
+
+TEST_F(PastCommand, AroundAResetNumbersAreAtLeast) {
+  const Result result = askBetween({"stats"}, "2027-01-15 08:00:00", "2027-01-15 08:00:55");
+  EXPECT_THAT(result.out, HasSubstr("\xE2\x89\xA5"));
+  EXPECT_THAT(result.out, HasSubstr("a reset"));
+  const json broker = totals("2027-01-15 08:00:00", "2027-01-15 08:00:55");
+  EXPECT_EQ(360, broker["nodes"][0]["messageCount"]);
+  EXPECT_LT(0, broker["period"]["unknownSeconds"]);
+  EXPECT_EQ("reset", broker["period"]["marks"][0]["kind"]);
+}
+
+TEST_F(PastCommand, WithoutATimeEachBrokersLastLookIsShownWithItsAge) {
+  const Result result = ask({"stats"});
+  EXPECT_EQ(0, result.code) << result.errors;
+  EXPECT_THAT(result.out, HasSubstr("Broker SHOP: last look 2027-01-15 08:00:50Z, "));
+  EXPECT_THAT(result.out, HasSubstr(" ago\ncounts since the reset at 2027-01-15 08:00:35Z"));
+  EXPECT_THAT(result.out, HasSubstr("60"));
+}
+
+TEST_F(PastCommand, FlowTellsWhereTheTimeOfThePeriodWent) {
+  const Result result = askBetween({"flow", "Fulfil", "--chain", "Order in(Priced)"},
+                                   "2027-01-15 08:00:00", "2027-01-15 08:00:30");
+  EXPECT_EQ(0, result.code) << result.errors;
+  EXPECT_THAT(result.out, HasSubstr("10.0 messages/s"));
+  EXPECT_THAT(result.out, HasSubstr("Look at \"Priced\": 9.0 ms a message"));
+  const Result document = askBetween({"flow", "Fulfil", "--format", "json"}, "2027-01-15 08:00:00",
+                                     "2027-01-15 08:00:30");
+  const json broker = json::parse(document.out)["brokers"][0];
+  EXPECT_EQ(30.0, broker["intervalSeconds"]);
+  EXPECT_EQ(300, broker["flows"][0]["nodes"][0]["messageCount"]);
+}
+
+TEST_F(PastCommand, EventsAreHalfOpen) {
+  EXPECT_THAT(askBetween({"events"}, "2027-01-15 08:00:44", "2027-01-15 08:00:45").out,
+              HasSubstr("Order priced"));
+  EXPECT_EQ("", askBetween({"events"}, "2027-01-15 08:00:45", "2027-01-15 08:00:50").out);
+  EXPECT_EQ("", askBetween({"events"}, "2027-01-15 08:00:40", "2027-01-15 08:00:44").out);
+  EXPECT_THAT(ask({"events"}).out, HasSubstr("Order priced"));
+}
+
+TEST_F(PastCommand, AMessageHasItsWay) {
+  const Result result = ask({"message", "AB"});
+  EXPECT_EQ(0, result.code) << result.errors;
+  EXPECT_THAT(result.out, HasSubstr("Order priced"));
+}
+
+TEST_F(PastCommand, TheDoctorTellsWhatWasOpenThenAndForHowLong) {
+  const Result result = askBetween({"doctor"}, "2027-01-15 08:00:15", "2027-01-15 08:01");
+  EXPECT_EQ(1, result.code);
+  EXPECT_THAT(result.out, HasSubstr("from 2027-01-15 08:00:10Z until"));
+  const Result now = ask({"doctor"});
+  EXPECT_EQ(0, now.code);
+  EXPECT_EQ("Nothing was wrong then.\n", now.out);
+  const json document = json::parse(
+      askBetween({"doctor", "--format", "json"}, "2027-01-15 08:00:15", "2027-01-15 08:01").out);
+  EXPECT_EQ("2027-01-15T08:00:20.000Z", document["findings"][0]["end"]);
+}
+
+TEST_F(PastCommand, ChangesSaysWhenThereIsNone) {
+  const Result result = ask({"changes"});
+  EXPECT_EQ(0, result.code) << result.errors;
+  EXPECT_EQ("Nothing changed its level.\n", result.out);
+  EXPECT_EQ("zebmon.changes", json::parse(ask({"changes", "--format", "json"}).out)["schema"]);
+}
+
+TEST_F(PastCommand, WhatCannotBeDoneIsSaid) {
+  EXPECT_EQ(64, ask({"locks"}).code);
+  EXPECT_THAT(ask({"brokers"}).errors, HasSubstr("is a history, and this needs a snapshot file"));
+  EXPECT_THAT(askBetween({"stats"}, "now", "-2h").errors, HasSubstr("Give the earlier time first"));
+  EXPECT_THAT(askBetween({"stats"}, "yesterday", "now").errors, HasSubstr("is no time like"));
+  EXPECT_EQ(69, ask({"stats", "--broker", "BANK"}).code);
+  EXPECT_EQ(64, run({"stats", "--between", "-2h", "now"}).code);
+  std::ofstream("/tmp/other.tar") << "x";
+  EXPECT_THAT(run({"stats", "--between", "-2h", "now", "--from", "/tmp/other.tar"}).errors,
+              HasSubstr("--between chooses a time of a history"));
+  EXPECT_EQ(64, run({"changes", "--from", "/tmp/other.tar"}).code);
+  std::filesystem::remove("/tmp/other.tar");
+}
