@@ -241,6 +241,33 @@ const tests = {
     await tab.close();
   },
 
+  async 'a curve is cut where nobody looked'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go();
+    const times = await tab.page.evaluate(async () => {
+      const {cut} = await import('/page/node.js');
+      return cut([[0, 2, 5], [2, 2, 5], [20, 2, 5]], 2).map(([time, seconds]) => [time, seconds]);
+    });
+    assert.deepEqual(times, [[0, 2], [2, 2], [4, 0], [20, 2]]);
+    await tab.close();
+  },
+
+  async 'events are kept once when the server starts again'() {
+    const tab = await Tab.open(servers.open);
+    await tab.go();
+    const kept = await tab.page.evaluate(async () => {
+      const {Seen} = await import('/page/seen.js');
+      const seen = new Seen();
+      const take = (first, last, ...numbers) => {
+        seen.takeEvents({first, last, missed: 0, events: numbers.map((sequence) => ({sequence}))});
+        return `${seen.events.map((event) => event.sequence)} of ${seen.lastEvent}`;
+      };
+      return [take(1, 2, 1, 2), take(1, 3, 3), take(1000001, 1000003, 1000001, 1000002, 1000003), take(5, 6)];
+    });
+    assert.deepEqual(kept, ['1,2 of 2', '1,2,3 of 3', '1000001,1000002,1000003 of 1000003', ' of 0']);
+    await tab.close();
+  },
+
   async 'old data is said and coloured'() {
     const tab = await Tab.open(servers.open);
     await tab.go();
@@ -285,6 +312,7 @@ const tests = {
         await tab.see(kSeen[name]);
         const wide = await tab.page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
         assert.ok(wide <= 0, `${name} is ${wide} pixels too wide on a ${size}`);
+        assert.deepEqual(await outside(tab.page), [], `${name} on a ${size}: what can’t be seen`);
         assert.deepEqual(await unnamed(tab.page), [], `${name}: controls without a name`);
         await tab.page.screenshot({path: `${screenshots}/${name}-${size}.png`});
       }
@@ -329,6 +357,13 @@ function changes() {
   const moment = new Date(ago(90) * 1000).toISOString();
   return {schema: 'zebmon.changes', version: 1, changes: [{broker: {label: 'SHOPBROKER', uuid: kShop}, executionGroup: 'orders', messageFlow: 'Payment', node: 'Into authorisation', isOfFlow: false,
     measure: 'self', since: moment, before: 9.1, after: 14.2, nearestMark: {kind: 'reset', from: moment, until: moment, unknownSeconds: 0, executionGroup: 'orders', messageFlow: 'Payment', minutesAfter: 1}}]};
+}
+
+// What is beyond the right edge, and can't be scrolled to.
+function outside(page) {
+  return page.evaluate(() => [...document.querySelectorAll('main *')]
+    .filter((element) => !element.closest('.scroll, .hidden-words, code') && element.getBoundingClientRect().right > innerWidth + 1)
+    .map((element) => element.outerHTML.slice(0, 200)));
 }
 
 // What a screen reader could not tell.

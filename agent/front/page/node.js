@@ -47,7 +47,7 @@ function columnsOf(points, inner) {
 }
 
 // The history has a point for each step that somebody looked at: where steps are missing, the curve is cut.
-function cut(points, step) {
+export function cut(points, step) {
   const all = [];
   for (const point of points) {
     const before = all.at(-1);

@@ -101,11 +101,10 @@ export class Seen {
   }
 
   takeEvents(page) {
-    if (page.last < this.lastEvent) this.events = [];  // the server started again
-    for (const event of page.events) {
-      if (event.sequence > this.lastEvent || page.last < this.lastEvent) this.events.push(event);
-    }
-    this.lastEvent = page.last;
+    const behind = page.last < this.lastEvent;  // the server started again, with its clock set back
+    if (behind || page.first > this.lastEvent + 1) this.events = [];  // it gives all that it keeps
+    this.events.push(...page.events);
+    this.lastEvent = behind ? 0 : page.last;
     this.missed = page.missed;
     if (this.events.length > kMostEvents) this.events.splice(0, this.events.length - kMostEvents);
   }
