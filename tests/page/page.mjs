@@ -214,12 +214,14 @@ const tests = {
       const [broker] = page.brokers.brokers;
       page.brokers.brokers = [{...broker, label: 'A', state: 'damaged', problem: '3 places in its memory can’t be read'},
         {...broker, label: null, keyFile: '/tmp/b', state: 'noPermission', problem: 'this user may not read its memory'}];
+      page.degraded = ['3 brokers are left out: allow more with --max-brokers'];
       page.flows = {...page.flows, brokers: []};
       await route.fulfill({response: answer, json: page});
     });
     await tab.go();
     await tab.see('No flow can be shown');
     await tab.see('This user may not read its memory');
+    await tab.see('3 brokers are left out: allow more with --max-brokers.');
     assert.deepEqual(await tab.page.locator('.chip.bad').count(), 2);
     await tab.page.screenshot({path: `${screenshots}/closed.png`});
     await tab.close();

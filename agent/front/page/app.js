@@ -93,9 +93,10 @@ class App {
         setText(link, alarm.text);
       }};
     });
+    this.degraded = el('a', {class: 'degraded', href: '#/findings', hidden: true});
     this.state = el('div');
     this.place = el('div', {class: 'view'});
-    find('main').append(this.state, el('section', {class: 'overview', 'aria-label': 'Brokers'}, chips, alarms), this.place);
+    find('main').append(this.state, el('section', {class: 'overview', 'aria-label': 'Brokers'}, chips, this.degraded, alarms), this.place);
   }
 
   go() {
@@ -199,6 +200,8 @@ class App {
     if (rest > 0 && told.length > 0) told.push({key: 'rest', severity: 'rest', text: `and ${words.counted(rest, 'more finding')}`});
     if (page.brokers.error || page.brokers.problem) told.unshift({key: 'directory', severity: 'critical', text: words.sentence(page.brokers.problem ?? page.brokers.error)});
     this.alarms.update(told, (alarm) => alarm.key);
+    show(this.degraded, page.degraded.length > 0);
+    setText(this.degraded, page.degraded.map(words.sentence).join(' '));
     this.setBadge('findings', criticalCount + warningCount, criticalCount > 0);
     this.setBadge('settings', page.settings.traps.length, false);
     setText(find('foot'), `Times are in ${words.zone} (${words.offsetOf()}). Press / to find. Figures are of the last ${words.milliseconds(page.paceSeconds * 1000)}, unless they say otherwise.`);
