@@ -235,6 +235,7 @@ const tests = {
     await tab.see(/^The history begins at .* One point is 3 s\.$/);
     await tab.see('figures went back to 0; what was counted in 4 s before is not known');
     await tab.see('“Payment” was deployed');
+    assert.deepEqual((await tab.texts('.marks time')).toSorted().toReversed(), await tab.texts('.marks time'), 'the newest first');
     await tab.see(/^Into authorisation: own time 9\.10 ms → 14\.2 ms since .*, 1 minute after “Payment” was deployed$/);
     await tab.page.waitForFunction(() => document.querySelector('.told').textContent.includes('its own: 20.0 ms, from 20.0 ms to 20.0 ms'));
     await tab.page.screenshot({path: `${screenshots}/history.png`, fullPage: true});
@@ -243,7 +244,7 @@ const tests = {
     await tab.close();
   },
 
-  async 'a curve is cut where nobody looked'() {
+  async 'a curve is cut where nobody looked, and its times have a day'() {
     const tab = await Tab.open(servers.open);
     await tab.go();
     const times = await tab.page.evaluate(async () => {
@@ -251,6 +252,12 @@ const tests = {
       return cut([[0, 2, 5], [2, 2, 5], [20, 2, 5]], 2).map(([time, seconds]) => [time, seconds]);
     });
     assert.deepEqual(times, [[0, 2], [2, 2], [4, 0], [20, 2]]);
+    const shown = await tab.page.evaluate(async () => {
+      const {timesOf} = await import('/page/curves.js');
+      const midnight = new Date(2026, 2, 3).getTime() / 1000;
+      return [timesOf([midnight - 60, midnight, midnight + 60], 0, 60), timesOf([midnight], 0, 5), timesOf([midnight], 0, 86400)];
+    });
+    assert.deepEqual(shown, [['23:59\n2026-03-02', '00:00\n2026-03-03', '00:01'], ['00:00:00\n2026-03-03'], ['2026-03-03']]);
     await tab.close();
   },
 

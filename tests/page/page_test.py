@@ -63,8 +63,12 @@ class Programs:
     def __init__(self):
         self.running = []
 
+    # What each keeps for later is a state of its own.
     def start(self, *command):
-        program = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        state = f"/tmp/state-{len(self.running)}"
+        os.mkdir(state)
+        program = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+                                   env=os.environ | {"XDG_STATE_HOME": state})
         self.running.append(program)
         return program
 
@@ -99,18 +103,13 @@ def main():
     token.write_text(SECRET)
     token.chmod(0o600)
     programs = Programs()
-    os.mkdir("/tmp/history", 0o750)
-    help_text = subprocess.run([MONITOR, "serve", "--help"], stdout=subprocess.PIPE, text=True, check=True).stdout
-    keeps = "--history" in help_text
-    with_history = ["--history", "/tmp/history/history.db"] if keeps else []
-    without = ["--history", "none"] if keeps else []
     try:
         flows = programs.run("shop.toml", shop())
         programs.run("hostile.toml", hostile())
         servers = {
-            "open": programs.serve("--events", "--flows", flows, *with_history),
-            "token": programs.serve("--token-file", str(token), *without),
-            "empty": programs.serve("--temp-directory", "/tmp/empty", *without),
+            "open": programs.serve("--events", "--flows", flows),
+            "token": programs.serve("--token-file", str(token)),
+            "empty": programs.serve("--temp-directory", "/tmp/empty"),
         }
         told = json.dumps({"servers": servers, "secret": SECRET, "screenshots": SCREENSHOTS, "tools": TOOLS})
         return subprocess.run(["node", str(HERE / "page.mjs"), told]).returncode

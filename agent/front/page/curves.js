@@ -3,7 +3,24 @@
 import {el, setText, show, svg} from './dom.js';
 import * as words from './words.js';
 
-const kHeight = 200;
+const kRem = parseFloat(getComputedStyle(document.documentElement).fontSize);
+const kHeight = 13 * kRem;
+
+// Seconds between two times below a curve.
+const kIncrements = [1, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800, 432000, 864000];
+
+// The day stands below the first time of it.
+export function timesOf(times, least, increment) {
+  let before = '';
+  return times.map((time) => {
+    const day = words.day(time);
+    if (increment >= 86400) return day;
+    const clock = words.clock(time).slice(0, increment < 60 ? 8 : 5);
+    if (time < least || day === before) return clock;
+    before = day;
+    return `${clock}\n${day}`;
+  });
+}
 
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(name).trim();
 
@@ -50,15 +67,15 @@ class Curve {
   }
 
   options() {
-    const axis = {stroke: colour('--quiet'), grid: {stroke: colour('--line'), width: 1}, ticks: {show: false}, font: '12px system-ui, sans-serif'};
+    // A font of whole pixels: uPlot takes the digits behind a point for its size.
+    const axis = {stroke: colour('--quiet'), grid: {stroke: colour('--line'), width: 1}, ticks: {show: false}, font: `${Math.round(0.78 * kRem)}px system-ui, sans-serif`};
     return {
       width: Math.max(this.canvas.clientWidth, 200),
       height: kHeight,
       legend: {show: false},
       cursor: {y: false, points: {size: 7}},
       scales: {x: {time: true, range: () => [this.from, this.until]}, y: {range: (plot, low, high) => [0, Math.max(high ?? 0, 1e-3) * 1.15]}},
-      axes: [{...axis, values: [[86400, '{YYYY}-{MM}-{DD}', null, null, null, null, null, null, 1], [3600, '{HH}:{mm}', '\n{YYYY}-{MM}-{DD}', null, '\n{YYYY}-{MM}-{DD}', null, null, null, 1], [60, '{HH}:{mm}', '\n{YYYY}-{MM}-{DD}', null, '\n{YYYY}-{MM}-{DD}', null, null, null, 1], [1, '{HH}:{mm}:{ss}', '\n{YYYY}-{MM}-{DD}', null, '\n{YYYY}-{MM}-{DD}', null, null, null, 1]]},
-        {...axis, size: 76, values: (plot, ticks) => ticks.map(this.format)}],
+      axes: [{...axis, size: 3 * kRem, space: 5.5 * kRem, incrs: kIncrements, values: (plot, times, axis, space, increment) => timesOf(times, this.from, increment)}, {...axis, size: 5 * kRem, space: 2.5 * kRem, values: (plot, ticks) => ticks.map(this.format)}],
       series: [{}, ...this.series.map(([name, , tone], i) => ({label: name, stroke: colour(tone), width: 2,
         fill: this.series.length === 1 && i === 0 ? colour('--curve-fill') : undefined}))],
       hooks: {draw: [markLines(this)], setCursor: [() => this.tell()]},

@@ -11,6 +11,7 @@ import * as words from './words.js';
 const kRanges = [
   ['15 min', 900], ['1 h', 3600], ['6 h', 21600], ['24 h', 86400], ['7 days', 604800], ['30 days', 2592000]];
 const kPoints = 300;
+const kMostMarks = 20;
 const kMostInner = 8;  // nodes directly in this one, whose time is taken off to get its own
 
 function fact(title) {
@@ -195,7 +196,7 @@ export class NodeView {
     const marks = history.marks.filter((mark) => mark.until >= history.from);
     this.charts.forEach((chart) => chart.show(columns, {from: history.from, until: history.until, marks}));
     setText(this.source, sourceText(history));
-    this.marks.update(marks.toReversed().slice(0, 20), (mark) => keyOf(mark.kind, mark.from, mark.until));
+    this.marks.update(marks.toSorted((one, other) => other.until - one.until).slice(0, kMostMarks), (mark) => keyOf(mark.kind, mark.from, mark.until));
     show(this.markBox, marks.length > 0);
   }
 

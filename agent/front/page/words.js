@@ -75,6 +75,10 @@ export function offsetOf(date = new Date()) {
 const kClock = new Intl.DateTimeFormat('en-GB', {hour: '2-digit', minute: '2-digit', second: '2-digit'});
 const kDay = new Intl.DateTimeFormat('en-CA', {year: 'numeric', month: '2-digit', day: '2-digit'});
 
+// Of seconds since 1970, in the browser's zone: "14:05:09" and "2026-11-22".
+export const clock = (seconds) => kClock.format(new Date(seconds * 1000));
+export const day = (seconds) => kDay.format(new Date(seconds * 1000));
+
 // A time as RFC 3339 or in seconds since 1970, in the browser's zone; its day too unless that is today.
 export function time(when) {
   const date = new Date(typeof when === 'number' ? when * 1000 : when ?? NaN);
