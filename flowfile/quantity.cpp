@@ -31,7 +31,8 @@ std::optional<double> scaled(std::string_view text, const std::array<Unit, N>& u
 
 constexpr std::array<Unit, 5> kTimes{
     {{"us", 1e3}, {"ms", 1e6}, {"s", 1e9}, {"m", 60e9}, {"h", 3600e9}}};
-constexpr std::array<Unit, 4> kBytes{{{"", 1}, {"B", 1}, {"KiB", 1024}, {"MiB", 1048576}}};
+constexpr std::array<Unit, 5> kBytes{
+    {{"", 1}, {"B", 1}, {"KiB", 1024}, {"MiB", 1048576}, {"GiB", 1073741824}}};
 constexpr double kLongest = 1e18;  // nanoseconds, about 31 years, well inside 64 bits
 
 }  // namespace

@@ -18,7 +18,7 @@ std::optional<std::chrono::nanoseconds> parseDuration(std::string_view text);
 // The same the other way: "250us", "500ms", "1.5s", in the largest unit that is at most the time.
 std::string durationText(std::chrono::nanoseconds time);
 
-// "200", "200B", "4KiB" or "1MiB", in bytes: a KiB has 1024. Nothing for any other text.
+// "200", "200B", "4KiB", "1MiB" or "2GiB", in bytes: a KiB has 1024. Nothing for any other text.
 std::optional<std::int64_t> parseBytes(std::string_view text);
 
 }  // namespace flowfile

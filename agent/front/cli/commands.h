@@ -90,6 +90,10 @@ ExitCode runMetrics(const Request& request, Output& output);
 void declareServe(Options& options, Request& request);
 ExitCode runServe(const Request& request, Output& output);
 
+// The same without HTTP: keeps a history.
+void declareRecord(Options& options, Request& request);
+ExitCode runRecord(const Request& request, Output& output);
+
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_COMMANDS_H

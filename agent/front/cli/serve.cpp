@@ -2,20 +2,14 @@
 #include <algorithm>
 
 #include "agent/front/cli/commands.h"
-#include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
 #include "agent/front/cli/rates.h"
-#include "agent/front/cli/stop.h"
+#include "agent/front/cli/service.h"
 #include "agent/front/serve/gate.h"
-#include "agent/front/serve/server.h"
-#include "agent/front/serve/trouble.h"
 #include "agent/reader/letters.h"
-#include "flowfile/quantity.h"
 
 namespace cli {
 namespace {
-
-using std::chrono::milliseconds;
 
 void takeListen(serve::Address& address, const std::string& text) {
   const auto parsed = serve::parseAddress(text);
@@ -25,22 +19,6 @@ void takeListen(serve::Address& address, const std::string& text) {
                            "or unix:/run/zebmon/socket");
   }
   address = *parsed;
-}
-
-void takeEvery(milliseconds& interval, const std::string& text) {
-  const auto parsed = flowfile::parseDuration(text);
-  if (!parsed || *parsed < milliseconds(100) || *parsed > std::chrono::hours(1)) {
-    refuse("--interval", "\"" + text + "\" is no time from 100ms to 1h, like 2s");
-  }
-  interval = std::chrono::ceil<milliseconds>(*parsed);
-}
-
-void takeTotal(std::uint64_t& most, const std::string& text) {
-  const auto bytes = flowfile::parseBytes(text);
-  if (!bytes || *bytes <= 0) {
-    refuse("--max-total", "\"" + text + "\" is no size like 256MiB");
-  }
-  most = static_cast<std::uint64_t>(*bytes);
 }
 
 // The parser takes brackets away, which a Host header has around an IPv6 address.
@@ -64,18 +42,6 @@ void takeMode(mode_t& mode, const std::string& text) {
     refuse("--socket-mode", "\"" + text + "\" is no mode from 0600 to 0777, like 0660");
   }
   mode = static_cast<mode_t>(value);
-}
-
-void declareScope(Options& options, model::Scope& scope) {
-  addOwners(options, scope.owners);
-  options.add("--max-brokers", scope.mostBrokers, "Look at no more than so many (default: 64)")
-      .within(1, 10000)
-      .shown("N");
-  options
-      .take(
-          "--max-total", [&scope](const std::string& text) { takeTotal(scope.mostTotal, text); },
-          "The most shared memory of all brokers in a\nlook (default: 256MiB)")
-      .shown("BYTES");
 }
 
 void declareWho(Options& options, serve::Options& wanted) {
@@ -103,9 +69,7 @@ void declareServe(Options& options, Request& request) {
   add(
       "--listen", [&wanted](const std::string& text) { takeListen(wanted.listen, text); },
       "Where to answer (default: 127.0.0.1:9847);\nunix:PATH is a socket in a file", "ADDRESS");
-  add(
-      "--interval", [&wanted](const std::string& text) { takeEvery(wanted.interval, text); },
-      "Time between two looks (default: 2s)", "T");
+  declareInterval(options, wanted.interval);
   options
       .takeEach(
           "--host", [&wanted](const std::string& name) { takeHost(wanted.hosts, name); },
@@ -120,11 +84,9 @@ void declareServe(Options& options, Request& request) {
       "--socket-mode", [&wanted](const std::string& text) { takeMode(wanted.rights.mode, text); },
       "Who may use the socket of unix: (default: 0660)", "MODE");
   options.add("--socket-group", wanted.rights.group, "Whose group it is").shown("GROUP");
+  declareHistory(options, wanted.history, true);
   declareScope(options, wanted.scope);
-  options
-      .add("--temp-directory", wanted.directory,
-           "Where the brokers' key files are (default:\nas the library is configured here)")
-      .shown("DIR");
+  declareDirectory(options, wanted.directory);
 }
 
 ExitCode runServe(const Request& request, Output& output) {
@@ -132,15 +94,7 @@ ExitCode runServe(const Request& request, Output& output) {
   if (flows.code != kDone) return flows.code;
   serve::Options wanted = request.serve;
   if (flows.file) wanted.flows = std::make_shared<const flowfile::File>(*flows.file);
-  try {
-    serve::serve(wanted, {.tell = [&output](const std::string& lines) { output.write(lines); },
-                          .log = complain});
-  } catch (const serve::Trouble& trouble) {
-    const bool usage = trouble.kind == serve::Trouble::Kind::usage;
-    throw Stop{usage ? kUsage : exitCodeOf(trouble.error == 0 ? -1 : trouble.error),
-               trouble.sentence};
-  }
-  return kDone;
+  return runService(serve::serve, wanted, output);
 }
 
 }  // namespace cli

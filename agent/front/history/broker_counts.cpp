@@ -62,6 +62,10 @@ Amounts sum(const Amounts& one, const Amounts& other) {
           .queuedMs = model::sum(one.queuedMs, other.queuedMs)};
 }
 
+bool isWhole(const model::SeenBroker& broker) {
+  return broker.isComplete() && broker.cutStatistics() == 0;
+}
+
 // One look, record by record.
 class BrokerCounts::Comparison {
  public:
@@ -156,7 +160,7 @@ BrokerCounts::Look BrokerCounts::Comparison::run() {
       for (const Node& node : flow.nodes) see(group, flow, node);
     }
   }
-  if (broker_.isComplete()) forgetGone();
+  if (isWhole(broker_)) forgetGone();
   return std::move(look_);
 }
 

@@ -40,6 +40,9 @@ struct Base {
   reader::Node counts = {};  // nothing but IDs and statistics; without extremes
 };
 
+// Whether all of its records could be looked at.
+bool isWhole(const model::SeenBroker& broker);
+
 // Where a node is, as series have it.
 struct Place {
   std::string group;

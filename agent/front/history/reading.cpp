@@ -2,9 +2,11 @@
 #include "agent/front/history/reading.h"
 
 #include <algorithm>
+#include <span>
 
 #include "agent/front/history/moment.h"
 #include "agent/front/history/place.h"
+#include "text/printable.h"
 
 namespace history {
 namespace {
@@ -106,13 +108,18 @@ std::optional<std::size_t> Drawing::stepOf(std::int64_t ms) const {
   return step;
 }
 
+// Names that hold what can't be shown are known by what is shown.
 std::vector<Node> Drawing::nodes() const {
   auto rows = database_.prepare(
-      "SELECT id, node, node_type FROM node WHERE broker = ?1 AND execution_group = ?2 AND "
-      "flow = ?3 AND (?4 IS NULL OR node = ?4) ORDER BY id");
+      "SELECT id, node, node_type, execution_group, flow FROM node WHERE broker = ?1 ORDER BY id");
+  const auto is = [&rows](int column, const std::string& name) {
+    const std::string stored = rows.text(column);
+    return stored == name || text::printable(stored) == name;
+  };
   std::vector<Node> all;
-  rows.with(broker_, question_.group, question_.flow, question_.node);
-  while (rows.step()) {
+  for (rows.with(broker_); rows.step();) {
+    if (!is(3, question_.group) || !is(4, question_.flow)) continue;
+    if (question_.node && !is(1, *question_.node)) continue;
     all.push_back({rows.integer(0), rows.text(1), static_cast<std::uint32_t>(rows.integer(2))});
   }
   return all;
@@ -207,13 +214,37 @@ Curve Drawing::curveOf(const Node& node, const std::vector<std::string>& sources
 
 Curves Drawing::curves() {
   Curves curves{.fromS = begin_, .stepS = step_};
+  auto name = database_.prepare("SELECT iif(label = '', uuid, label) FROM broker WHERE id = ?");
+  if (name.with(broker_).step()) curves.broker = name.text(0);
   auto oldest = database_.prepare("SELECT min(begin_ms) / 1000 FROM span WHERE broker = ?");
   if (oldest.with(broker_).step()) curves.oldestS = oldest.number(0);
   observe();
   readMarks(curves);
   const std::vector<std::string> sources = sourcesFor(step_);
-  for (const Node& node : nodes()) curves.nodes.push_back(curveOf(node, sources));
+  const std::vector<Node> all = nodes();
+  const auto most =
+      static_cast<std::size_t>(kMostPoints) / std::max<std::size_t>(1, seconds_.size());
+  for (const Node& node : std::span(all).first(std::min(all.size(), most))) {
+    curves.nodes.push_back(curveOf(node, sources));
+  }
+  curves.leftOut = all.size() - curves.nodes.size();
   return curves;
+}
+
+std::vector<StoredFlow> flowsOf(const Database& database, std::int64_t broker) {
+  auto rows = database.prepare(
+      "SELECT execution_group, flow, node, node_type FROM node WHERE broker = ? "
+      "ORDER BY execution_group, flow, id");
+  std::vector<StoredFlow> flows;
+  for (rows.with(broker); rows.step();) {
+    const std::string group = rows.text(0);
+    const std::string flow = rows.text(1);
+    if (flows.empty() || flows.back().group != group || flows.back().flow != flow) {
+      flows.push_back({group, flow, {}});
+    }
+    flows.back().nodes.emplace_back(rows.text(2), static_cast<std::uint32_t>(rows.integer(3)));
+  }
+  return flows;
 }
 
 }  // namespace
@@ -232,18 +263,42 @@ std::int64_t stepFor(std::int64_t seconds, std::int64_t points) {
 }
 
 std::optional<std::int64_t> findBroker(const Database& database, const std::string& name) {
-  auto row = database.prepare(
-      "SELECT id FROM broker WHERE uuid = ?1 OR label = ?1 OR "
-      "label || ' (' || substr(uuid, 1, 8) || ')' = ?1 "
-      "ORDER BY uuid = ?1 DESC, last_ms DESC LIMIT 1");
-  if (!row.with(name).step()) return {};
-  return row.integer(0);
+  auto rows = database.prepare("SELECT id, uuid, label FROM broker ORDER BY last_ms DESC");
+  std::optional<std::int64_t> found;
+  while (rows.step()) {
+    const std::string uuid = rows.text(1);
+    const std::string label = rows.text(2);
+    if (text::printable(uuid) == name) return rows.integer(0);
+    for (const std::string& one : {label, label + " (" + uuid.substr(0, 8) + ")"}) {
+      if (!found && (one == name || text::printable(one) == name)) found = rows.integer(0);
+    }
+  }
+  return found;
 }
 
 Curves curvesOf(const Database& database, const Question& question) {
   Transaction moment(database, Transaction::For::reading);
   const auto broker = findBroker(database, question.broker);
   return Drawing(database, question, broker.value_or(0)).curves();
+}
+
+std::vector<StoredBroker> contentsOf(const Database& database,
+                                     const std::optional<std::string>& broker) {
+  Transaction moment(database, Transaction::For::reading);
+  const Integer only = broker ? Integer(findBroker(database, *broker).value_or(0)) : Integer();
+  auto rows = database.prepare(
+      "SELECT b.id, b.uuid, b.label, (SELECT min(begin_ms) / 1000 FROM span WHERE broker = b.id), "
+      "(SELECT max(end_ms) / 1000 FROM span WHERE broker = b.id) FROM broker b "
+      "WHERE ?1 IS NULL OR b.id = ?1 ORDER BY b.label, b.uuid");
+  std::vector<StoredBroker> all;
+  for (rows.with(only); rows.step();) {
+    all.push_back({.uuid = rows.text(1),
+                   .label = rows.text(2),
+                   .oldestS = rows.number(3),
+                   .newestS = rows.number(4),
+                   .flows = flowsOf(database, rows.integer(0))});
+  }
+  return all;
 }
 
 }  // namespace history

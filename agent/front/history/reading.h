@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "agent/front/history/broker_counts.h"
@@ -18,7 +19,9 @@ namespace history {
 Database openToRead(const std::string& path);
 
 struct Question {
-  std::string broker;  // its uuid or label, or "LABEL (first eight of the uuid)"
+  // Names as they are stored, or as they are shown. Of the broker its uuid, its label, or "LABEL
+  // (first eight of the uuid)".
+  std::string broker;
   std::string group;
   std::string flow;
   std::optional<std::string> node = {};  // nothing: all of the flow
@@ -48,16 +51,40 @@ struct MarkedTime {
   std::optional<std::string> flow = {};
 };
 
+// Nodes of one answer, by its points. More are left out.
+inline constexpr std::int64_t kMostPoints = 200000;
+
 struct Curves {
+  std::string broker = {};  // its label, else its uuid; empty when it isn't known
   std::int64_t fromS = 0;  // rounded down to a step
   std::int64_t stepS = 1;
   std::optional<std::int64_t> oldestS = {};  // of the broker; nothing when there is none
   std::vector<Curve> nodes = {};
+  std::size_t leftOut = 0;  // nodes
   std::vector<MarkedTime> marks = {};
 };
 
 // One moment of the file, whatever is written meanwhile. Throws Failure.
 Curves curvesOf(const Database& database, const Question& question);
+
+// A flow that is in there.
+struct StoredFlow {
+  std::string group;
+  std::string flow;
+  std::vector<std::pair<std::string, std::uint32_t>> nodes;  // with their types
+};
+
+struct StoredBroker {
+  std::string uuid;
+  std::string label;
+  std::optional<std::int64_t> oldestS = {};  // of what was looked at
+  std::optional<std::int64_t> newestS = {};
+  std::vector<StoredFlow> flows = {};  // by their names
+};
+
+// What there is, of one broker or of all. Throws Failure.
+std::vector<StoredBroker> contentsOf(const Database& database,
+                                     const std::optional<std::string>& broker);
 
 // The number of a broker; nothing when there is no such one.
 std::optional<std::int64_t> findBroker(const Database& database, const std::string& name);

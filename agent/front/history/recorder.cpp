@@ -33,7 +33,12 @@ Integer believed(const model::Number& number) {
 }
 
 std::int64_t presenceOf(const model::SeenBroker& broker) {
-  return broker.isComplete() ? 1 : 2;
+  return isWhole(broker) ? 1 : 2;
+}
+
+// Whether a broker that isn't in there isn't on the machine either.
+bool showsAll(const model::Snapshot& snapshot) {
+  return snapshot.error == 0 && snapshot.leftOut.all() == 0;
 }
 
 // Those that can be counted, each uuid once.
@@ -156,7 +161,7 @@ bool Recorder::record(const Sight& sight) {
   transaction.commit();
   before_ = now_;
   continuous_ = true;
-  sawDirectory_ = sight.snapshot->error == 0;
+  sawAll_ = showsAll(*sight.snapshot);
   return closes;
 }
 
@@ -174,10 +179,10 @@ void Recorder::write(const Sight& sight) {
   seeClock();
   const auto present = counted(model::distinct(snapshot));
   std::set<std::string> there = unreadable(snapshot);
-  const bool known = continuous_ && sawDirectory_ && snapshot.error == 0;
+  const bool known = continuous_ && sawAll_;
   for (const auto& [uuid, broker] : present) see(*broker, known && !unreadable_.contains(uuid));
   for (auto& [uuid, one] : brokers_) {
-    if (!present.contains(uuid)) seeAbsent(one, snapshot.error == 0 && !there.contains(uuid));
+    if (!present.contains(uuid)) seeAbsent(one, showsAll(snapshot) && !there.contains(uuid));
   }
   for (const model::News& news : sight.news) writeNews(news);
   writeFindings(sight.findings);

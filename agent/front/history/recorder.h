@@ -112,8 +112,8 @@ class Recorder {
   std::int64_t run_ = 0;
   Moment before_ = {};  // the look before; its steady time is 0 when another run had it
   Moment now_ = {};
-  bool continuous_ = false;  // this run had the look before, and none was lost since
-  bool sawDirectory_ = false;
+  bool continuous_ = false;           // this run had the look before, and none was lost since
+  bool sawAll_ = false;               // the look before did
   std::set<std::string> unreadable_;  // brokers at the look before
   std::int64_t recent_ = 0;           // rows
 

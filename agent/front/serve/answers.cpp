@@ -3,7 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <ctime>
+
 #include "agent/front/serve/gzip.h"
+#include "agent/front/serve/history_document.h"
 #include "agent/front/serve/negotiation.h"
 #include "agent/front/serve/page_document.h"
 #include "agent/render/json.h"
@@ -91,17 +94,31 @@ Reply Answers::answerDocument(const Request& request, Route route) const {
   return {.type = typeOf(document), .body = std::move(text), .gzip = gzip};
 }
 
-Reply Answers::answerEvents(const Request& request, std::uint64_t since) const {
-  std::string page = events_.page(since);
+Reply Answers::answerText(const Request& request, std::string text) const {
   const bool gzip = wantsGzip(request);
-  return {.body = textOf(gzip ? gzipped(page) : std::move(page)), .gzip = gzip};
+  return {.body = textOf(gzip ? gzipped(text) : std::move(text)), .gzip = gzip};
+}
+
+Reply Answers::answerHistory(const Request& request, const HistoryQuery& query) const {
+  try {
+    return answerText(request, historyDocument(query, keeper_.recording(), std::time(nullptr)));
+  } catch (const history::Failure&) {
+    return notYet("the history can't be read now. Ask again in a moment; /healthz says more");
+  }
+}
+
+Health Answers::health() const {
+  Health health = watcher_.health();
+  const std::string problem = keeper_.problem();
+  if (!problem.empty()) health.degraded.push_back(problem);
+  return health;
 }
 
 Reply Answers::answerPage(const Request& request, std::uint64_t since) const {
   const auto latest = watcher_.latest();
   if (!latest) return notYet(kNoLook);
   const Texts::Page& page = latest->page();
-  Beside beside{.now = Clock::now(), .health = watcher_.health(), .routes = routeNames()};
+  Beside beside{.now = Clock::now(), .health = health(), .routes = routeNames()};
   if (showsEvents(rules_)) beside.events = events_.page(since);
   const std::string rest = pageRest(latest->seen(), beside);
   const bool gzip = wantsGzip(request);
@@ -120,11 +137,12 @@ Reply Answers::answer(const Request& request, const Verdict& verdict) const {
     return reply;
   }
   if (verdict.route == Route::healthz || verdict.route == Route::readyz) {
-    const Health health = watcher_.health();
+    const Health health = this->health();
     return healthReply(health, verdict.route == Route::healthz ? health.alive : health.ready);
   }
   if (verdict.file != nullptr) return answerFile(request, *verdict.file);
-  if (verdict.route == Route::events) return answerEvents(request, verdict.since);
+  if (verdict.route == Route::events) return answerText(request, events_.page(verdict.since));
+  if (verdict.route == Route::history) return answerHistory(request, verdict.history);
   if (verdict.route == Route::page) return answerPage(request, verdict.since);
   return answerDocument(request, verdict.route);
 }

@@ -7,6 +7,7 @@
 #include "agent/front/serve/event_book.h"
 #include "agent/front/serve/gate.h"
 #include "agent/front/serve/journal.h"
+#include "agent/front/serve/keeper.h"
 #include "agent/front/serve/watcher.h"
 
 namespace serve {
@@ -15,22 +16,26 @@ namespace serve {
 class Answers {
  public:
   // All must live as long.
-  Answers(const Rules& rules, const Watcher& watcher, const EventBook& events, Journal& journal)
-      : rules_(rules), watcher_(watcher), events_(events), journal_(journal) {}
+  Answers(const Rules& rules, const Watcher& watcher, const EventBook& events, const Keeper& keeper,
+          Journal& journal)
+      : rules_(rules), watcher_(watcher), events_(events), keeper_(keeper), journal_(journal) {}
 
   // Never throws: what goes wrong is an answer too.
   Reply operator()(const Request& request) noexcept;
 
  private:
   Reply answer(const Request& request, const Verdict& verdict) const;
+  Reply answerText(const Request& request, std::string text) const;
+  Reply answerHistory(const Request& request, const HistoryQuery& query) const;
+  Health health() const;
   Reply answerDocument(const Request& request, Route route) const;
-  Reply answerEvents(const Request& request, std::uint64_t since) const;
   Reply answerPage(const Request& request, std::uint64_t since) const;
   Reply answerFile(const Request& request, const page::File& file) const;
 
   const Rules& rules_;
   const Watcher& watcher_;
   const EventBook& events_;
+  const Keeper& keeper_;
   Journal& journal_;
   const Assets assets_;
 };

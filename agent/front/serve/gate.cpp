@@ -24,6 +24,7 @@ constexpr Place kPlaces[] = {{"/api/v1/page", Route::page, "page"},
                              {"/api/v1/flows", Route::flows, "flows"},
                              {"/api/v1/events", Route::events, "events"},
                              {"/api/v1/findings", Route::findings, "findings"},
+                             {"/api/v1/history", Route::history, "history"},
                              {"/healthz", Route::healthz, "healthz"},
                              {"/readyz", Route::readyz, "readyz"}};
 
@@ -125,8 +126,21 @@ Refusal refuseStranger(const Request& request, const Rules& rules, Route route) 
   return {};
 }
 
+Refusal takeHistory(std::string_view query, Verdict& verdict) {
+  auto parsed = parseHistoryQuery(query);
+  if (!parsed) {
+    return refusal(400,
+                   "the query is not understood. It is like ?broker=B&group=G&flow=F, and has "
+                   "perhaps node, from, until and points",
+                   query);
+  }
+  verdict.history = std::move(*parsed);
+  return {};
+}
+
 // The one parameter that there is. Others are refused: a misspelt one would pass unnoticed.
 Refusal takeQuery(std::string_view query, Verdict& verdict) {
+  if (verdict.route == Route::history) return takeHistory(query, verdict);
   if (query.empty()) return {};
   constexpr std::string_view kSince = "since=";
   const bool takesSince = verdict.route == Route::events || verdict.route == Route::page;
@@ -135,7 +149,7 @@ Refusal takeQuery(std::string_view query, Verdict& verdict) {
                          : std::nullopt;
   if (!since) {
     return refusal(400,
-                   "the query is not understood. Only events and page take one: "
+                   "the query is not understood. Events and page take one: "
                    "?since=SEQUENCE",
                    query);
   }
@@ -195,7 +209,7 @@ Verdict judge(const Request& request, const Rules& rules) {
   if (!refused && verdict.route == Route::none) {
     refused = refusal(404,
                       "there is nothing here. There are /, /metrics, /api/v1/brokers, stats, "
-                      "flows, events, findings and page, /healthz and /readyz",
+                      "flows, events, findings, history and page, /healthz and /readyz",
                       target.path);
   }
   if (!refused) refused = refuseStranger(request, rules, verdict.route);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "agent/front/page/files.h"
+#include "agent/front/serve/history_query.h"
 #include "agent/front/serve/request.h"
 #include "agent/front/serve/token.h"
 
@@ -25,6 +26,7 @@ enum class Route {
   flows,
   events,
   findings,
+  history,
   healthz,
   readyz
 };
@@ -52,6 +54,9 @@ struct Verdict {
 
   // Of /api/v1/events and /api/v1/page: only events that came behind this one.
   std::uint64_t since = 0;
+
+  // Of /api/v1/history.
+  HistoryQuery history = {};
 
   // Of a refusal: what is wrong and what to do, and what of the client's was refused (any bytes).
   std::string problem = {};

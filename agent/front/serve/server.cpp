@@ -143,6 +143,33 @@ void waitFor(const sigset_t& signals, Journal& journal) {
   while (sigtimedwait(&signals, nullptr, &kMinute) < 0) journal.sumUp(Clock::now());
 }
 
+// From here on signals wait.
+sigset_t lockIn(const Voice& voice) {
+  dropCapabilities();
+  forbidCalls();
+  if (!whyNotLocked().empty()) voice.log(whyNotLocked());
+  return blockedSignals();
+}
+
+Watcher::Settings settingsOf(const Options& options) {
+  return {.interval = options.interval,
+          .version = layout::kVersion,
+          .owners = options.scope.owners,
+          .flows = options.flows};
+}
+
+Watcher::Eyes eyesOf(model::Follower& follower) {
+  return {.all = [&follower] { return follower.lookAtAll(); },
+          .events = [&follower] { return follower.lookAtEvents(); },
+          .pause = [&follower] { return follower.eventPause(); }};
+}
+
+void tellHistory(const Keeper& keeper, const Watcher& watcher, const Options& options,
+                 const Voice& voice) {
+  const auto latest = watcher.latest();
+  voice.tell(keeper.describe(latest ? &latest->seen() : nullptr, options.interval));
+}
+
 }  // namespace
 
 void serve(const Options& options, const Voice& voice) {
@@ -150,26 +177,23 @@ void serve(const Options& options, const Voice& voice) {
   requireGuard(options, sockets);
   const Rules rules = rulesOf(options, sockets);
   const auto identity = identityOf(options);
-  dropCapabilities();
-  forbidCalls();
-  if (!whyNotLocked().empty()) voice.log(whyNotLocked());
-  const sigset_t signals = blockedSignals();
+  const sigset_t signals = lockIn(voice);
 
   Journal journal(voice.log);
   EventBook events(std::time(nullptr), {});
   model::Follower follower(options.directory, options.interval,
                            {.scope = options.scope, .machine = model::MachineFacts::read});
-  Watcher watcher({.interval = options.interval,
-                   .version = layout::kVersion,
-                   .owners = options.scope.owners,
-                   .flows = options.flows},
-                  {.all = [&follower] { return follower.lookAtAll(); },
-                   .events = [&follower] { return follower.lookAtEvents(); },
-                   .pause = [&follower] { return follower.eventPause(); }},
-                  {.news = [&events](const model::FollowLook& look) { events.add(look); },
-                   .each = [](const Seen&) {}});
+  Keeper keeper(options.history, voice.log);
+  if (!keeper.refusal().empty()) voice.log(keeper.refusal() + ". No history is kept");
+  Watcher watcher(settingsOf(options), eyesOf(follower),
+                  {.news =
+                       [&](const model::FollowLook& look) {
+                         events.add(look);
+                         keeper.take(look);
+                       },
+                   .each = [&keeper](const Seen& seen) { keeper.take(seen); }});
   watcher.waitForFirst();
-  Answers answers(rules, watcher, events, journal);
+  Answers answers(rules, watcher, events, keeper, journal);
   std::vector<int> listening;
   for (const Listening& socket : sockets) listening.push_back(socket.socket());
   HttpServer http(
@@ -180,7 +204,25 @@ void serve(const Options& options, const Voice& voice) {
         if (!line.empty()) journal.note(line, "", Clock::now());
       });
   tellStart(options, rules, sockets, voice);
+  tellHistory(keeper, watcher, options, voice);
   notify("READY=1\nSTATUS=Looking at shared memory and answering");
+  waitFor(signals, journal);
+  notify("STOPPING=1");
+}
+
+void record(const Options& options, const Voice& voice) {
+  const sigset_t signals = lockIn(voice);
+  Journal journal(voice.log);
+  model::Follower follower(options.directory, options.interval,
+                           {.scope = options.scope, .machine = model::MachineFacts::read});
+  Keeper keeper(options.history, voice.log);
+  if (!keeper.refusal().empty()) throw Trouble{Trouble::Kind::usage, keeper.refusal(), 0};
+  Watcher watcher(settingsOf(options), eyesOf(follower),
+                  {.news = [&keeper](const model::FollowLook& look) { keeper.take(look); },
+                   .each = [&keeper](const Seen& seen) { keeper.take(seen); }});
+  watcher.waitForFirst();
+  tellHistory(keeper, watcher, options, voice);
+  notify("READY=1\nSTATUS=Looking at shared memory and recording");
   waitFor(signals, journal);
   notify("STOPPING=1");
 }

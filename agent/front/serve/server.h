@@ -11,6 +11,7 @@
 
 #include "agent/front/serve/event_book.h"
 #include "agent/front/serve/http_server.h"
+#include "agent/front/serve/keeper.h"
 #include "agent/front/serve/listening.h"
 #include "agent/front/serve/watcher.h"
 
@@ -28,6 +29,7 @@ struct Options {
   std::string certificateFile = {};
   std::string keyFile = {};
   std::shared_ptr<const flowfile::File> flows = {};  // what is known of flows; null: nothing
+  KeepOptions history = {};
   bool events = false;
   bool insecure = false;
 };
@@ -41,6 +43,10 @@ struct Voice {
 // Serves until SIGINT or SIGTERM comes. To be called while the process has one thread: it gives up
 // rights for good, and blocks the two signals. Throws Trouble when it can't start.
 void serve(const Options& options, const Voice& voice);
+
+// Only looks, and keeps the history: without HTTP, and of the options with those alone that concern
+// this. Otherwise like serve(); without a history it can't start either.
+void record(const Options& options, const Voice& voice);
 
 }  // namespace serve
 

@@ -177,6 +177,24 @@ TEST_F(Recorder, MarksATimeInWhichABrokerCouldNotBeRead) {
   EXPECT_EQ("1 4", row("SELECT look_before, look_after FROM mark"));
 }
 
+TEST_F(Recorder, KnowsNothingOfBrokersThatWereLeftOut) {
+  look(0, counting(5));
+  auto without = std::make_shared<model::Snapshot>();
+  without->leftOut.tooMany = 1;
+  look(2, Sight{.snapshot = without});
+  look(4, counting(7));
+  EXPECT_EQ("gap 0.0", marks());
+  EXPECT_EQ(2, messages());
+}
+
+TEST_F(Recorder, DoesNotCountTheBeginningOfABrokerThatWasLeftOut) {
+  auto without = std::make_shared<model::Snapshot>();
+  without->leftOut.tooMany = 1;
+  look(0, Sight{.snapshot = without});
+  look(2, counting(7));
+  EXPECT_EQ(0, messages());
+}
+
 TEST_F(Recorder, MarksLooksThatWereLost) {
   look(0, counting(5));
   auto snapshot = std::make_shared<model::Snapshot>();

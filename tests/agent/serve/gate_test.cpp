@@ -73,7 +73,7 @@ TEST(Gate, NothingElseIsThere) {
   for (const char* path :
        {"//", "/page", "/page/", "/page/none.js", "/page/../", "/index.html", "//metrics",
         "/metrics/", "/Metrics", "/metrics%00", "/%6detrics", "/metrics#x", "/../metrics",
-        "/api/v1", "/api/v1/history", "/metrics\n", "/api/v1/../../metrics"}) {
+        "/api/v1", "/api/v1/histories", "/metrics\n", "/api/v1/../../metrics"}) {
     EXPECT_EQ(404, statusOf(get(path))) << path;
   }
   for (const char* target : {"", "metrics", "*", "http://localhost/metrics", "\xFF"}) {

@@ -351,7 +351,8 @@ TEST(Answering, ANewServerAsksForPatience) {
   Watcher watcher({.interval = std::chrono::hours(1)},
                   eyes([&]() -> Look { throw std::bad_alloc(); }), kNobody);
   EXPECT_FALSE(watcher.waitForFirst());
-  serve::Answers answers(rules, watcher, events, journal);
+  const serve::Keeper keeper({.file = ""}, [](const std::string&) {});
+  serve::Answers answers(rules, watcher, events, keeper, journal);
   const auto statusOf = [&](const char* target) {
     return answers({.method = "GET", .target = target, .headers = {{"Host", "localhost"}}}).status;
   };

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/serve/history_document.h"
+
+#include "agent/front/history/reading.h"
+#include "agent/render/json.h"
+#include "agent/render/words.h"
+
+namespace serve {
+namespace {
+
+using render::Json;
+
+constexpr std::int64_t kHour = 3600;
+constexpr std::int64_t kMicroseconds = 1000;  // in a millisecond
+
+const char* stateOf(const history::Recording* recording) {
+  if (recording == nullptr) return "off";
+  switch (recording->status().state) {
+    case history::Recording::State::ok:
+      return "ok";
+    case history::Recording::State::paused:
+      return "paused";
+    case history::Recording::State::failed:
+      break;
+  }
+  return "failed";
+}
+
+template <class Value>
+Json orNull(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json();
+}
+
+// In microseconds; nothing when it isn't known or doesn't fit.
+Json microseconds(const model::Number& ms) {
+  std::int64_t result = 0;
+  if (!ms || __builtin_mul_overflow(*ms, kMicroseconds, &result)) return {};
+  return result;
+}
+
+Json pointOf(const history::Point& point) {
+  return Json::array({point.beginS, point.seconds, orNull(point.added.messages),
+                      orNull(point.added.bytes), microseconds(point.added.elapsedMs),
+                      microseconds(point.added.queuedMs)});
+}
+
+Json nodeOf(const history::Curve& curve) {
+  Json points = Json::array();
+  for (const history::Point& point : curve.points) points.push_back(pointOf(point));
+  return {{"node", curve.node},
+          {"node_type", render::nodeTypeName(curve.type)},
+          {"points", std::move(points)}};
+}
+
+double seconds(std::int64_t ms) {
+  return static_cast<double>(ms) / 1000;
+}
+
+Json markOf(const history::MarkedTime& mark) {
+  return {{"from", seconds(mark.beginMs)},
+          {"until", seconds(mark.endMs)},
+          {"kind", mark.kind},
+          {"unknown_seconds", seconds(mark.unknownMs)},
+          {"execution_group", orNull(mark.group)},
+          {"flow", orNull(mark.flow)}};
+}
+
+history::Question questionOf(const HistoryQuery& query, std::int64_t now) {
+  const std::int64_t until = query.until.value_or(now);
+  return {.broker = *query.broker,
+          .group = *query.group,
+          .flow = *query.flow,
+          .node = query.node,
+          .fromS = query.from.value_or(until - kHour),
+          .untilS = until,
+          .points = query.points};
+}
+
+Json flowDocument(const HistoryQuery& query, const history::Recording* recording,
+                  std::int64_t now) {
+  const history::Question question = questionOf(query, now);
+  history::Curves curves{.fromS = question.fromS};
+  if (recording != nullptr) {
+    curves = history::curvesOf(history::openToRead(recording->path()), question);
+  }
+  Json document = render::headOf("zebmon.history", 1, now);
+  document["state"] = stateOf(recording);
+  document["broker"] = curves.broker.empty() ? question.broker : curves.broker;
+  document["execution_group"] = question.group;
+  document["flow"] = question.flow;
+  document["from"] = curves.fromS;
+  document["until"] = question.untilS;
+  document["step_seconds"] = curves.stepS;
+  document["oldest"] = orNull(curves.oldestS);
+  Json& nodes = document["nodes"] = Json::array();
+  for (const history::Curve& curve : curves.nodes) nodes.push_back(nodeOf(curve));
+  document["nodes_left_out"] = curves.leftOut;
+  Json& marks = document["marks"] = Json::array();
+  for (const history::MarkedTime& mark : curves.marks) marks.push_back(markOf(mark));
+  return document;
+}
+
+Json storedFlow(const history::StoredFlow& flow) {
+  Json nodes = Json::array();
+  for (const auto& [node, type] : flow.nodes) {
+    nodes.push_back({{"node", node}, {"node_type", render::nodeTypeName(type)}});
+  }
+  return {{"execution_group", flow.group}, {"flow", flow.flow}, {"nodes", std::move(nodes)}};
+}
+
+Json storedBroker(const history::StoredBroker& broker) {
+  Json flows = Json::array();
+  for (const history::StoredFlow& flow : broker.flows) flows.push_back(storedFlow(flow));
+  return {{"broker", broker.label.empty() ? broker.uuid : broker.label},
+          {"uuid", broker.uuid},
+          {"oldest", orNull(broker.oldestS)},
+          {"newest", orNull(broker.newestS)},
+          {"flows", std::move(flows)}};
+}
+
+Json contentsDocument(const HistoryQuery& query, const history::Recording* recording,
+                      std::int64_t now) {
+  Json document = render::headOf("zebmon.history.contents", 1, now);
+  document["state"] = stateOf(recording);
+  Json& brokers = document["brokers"] = Json::array();
+  if (recording == nullptr) return document;
+  const history::Database database = history::openToRead(recording->path());
+  for (const auto& broker : history::contentsOf(database, query.broker)) {
+    brokers.push_back(storedBroker(broker));
+  }
+  return document;
+}
+
+}  // namespace
+
+std::string historyDocument(const HistoryQuery& query, const history::Recording* recording,
+                            std::int64_t now) {
+  return render::written(query.isOfFlow() ? flowDocument(query, recording, now)
+                                          : contentsDocument(query, recording, now),
+                         true);
+}
+
+}  // namespace serve

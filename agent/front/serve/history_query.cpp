@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/serve/history_query.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <set>
+
+#include "agent/reader/bounded_file.h"
+#include "text/utf8.h"
+
+namespace serve {
+namespace {
+
+constexpr std::int64_t kEnd = 253402300800;  // the year 10000
+constexpr std::int64_t kLeastPoints = 2;
+constexpr std::int64_t kMostPoints = 1000;
+
+std::optional<unsigned> digitOf(char c) {
+  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+  if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
+  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
+  return {};
+}
+
+std::optional<std::int64_t> bounded(std::int64_t seconds) {
+  if (seconds < 0 || seconds >= kEnd) return {};
+  return seconds;
+}
+
+// A decimal number of as many digits.
+std::optional<int> numberAt(std::string_view text, std::size_t at, std::size_t digits) {
+  const auto number = reader::unsignedOf(text.substr(std::min(at, text.size()), digits));
+  if (!number || at + digits > text.size()) return {};
+  return static_cast<int>(*number);
+}
+
+// "Z", "+01:00" or "-01:00", in seconds that are to be taken off. A plus may have become a blank.
+std::optional<int> zoneOf(std::string_view text) {
+  if (text == "Z" || text == "z") return 0;
+  const auto hours = numberAt(text, 1, 2);
+  const auto minutes = numberAt(text, 4, 2);
+  if (text.size() != 6 || text[3] != ':' || !hours || !minutes) return {};
+  if (*hours > 23 || *minutes > 59) return {};
+  const int seconds = (*hours * 60 + *minutes) * 60;
+  if (text[0] == '-') return -seconds;
+  if (text[0] == '+' || text[0] == ' ') return seconds;
+  return {};
+}
+
+// What is behind the seconds, without their fraction.
+std::string_view behindFraction(std::string_view rest) {
+  if (!rest.starts_with('.')) return rest;
+  const auto end =
+      std::ranges::find_if_not(rest.substr(1), [](char c) { return c >= '0' && c <= '9'; });
+  return rest.substr(static_cast<std::size_t>(end - rest.begin()));
+}
+
+std::optional<std::int64_t> rfc3339(std::string_view text) {
+  constexpr std::string_view kForm = "dddd-dd-ddTdd:dd:dd";
+  if (text.size() < kForm.size()) return {};
+  for (std::size_t i = 0; i < kForm.size(); ++i) {
+    if (kForm[i] != 'd' && text[i] != kForm[i]) return {};
+  }
+  constexpr std::array<std::array<std::size_t, 2>, 6> kPlaces = {
+      {{0, 4}, {5, 2}, {8, 2}, {11, 2}, {14, 2}, {17, 2}}};
+  std::array<int, 6> parts{};
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    const auto number = numberAt(text, kPlaces[i][0], kPlaces[i][1]);
+    if (!number) return {};
+    parts[i] = *number;
+  }
+  const auto zone = zoneOf(behindFraction(text.substr(kForm.size())));
+  const std::chrono::year_month_day day{std::chrono::year(parts[0]),
+                                        std::chrono::month(static_cast<unsigned>(parts[1])),
+                                        std::chrono::day(static_cast<unsigned>(parts[2]))};
+  if (!zone || !day.ok() || parts[3] > 23 || parts[4] > 59 || parts[5] > 60) return {};
+  const std::int64_t days = std::chrono::sys_days(day).time_since_epoch().count();
+  return bounded(days * 86400 + parts[3] * 3600 + parts[4] * 60 + parts[5] - *zone);
+}
+
+template <class Value>
+bool set(std::optional<Value>& place, std::optional<Value> value) {
+  place = std::move(value);
+  return place.has_value();
+}
+
+bool setPoints(HistoryQuery& query, const std::string& text) {
+  const auto number = reader::unsignedOf(text);
+  if (!number || *number < kLeastPoints || *number > kMostPoints) return false;
+  query.points = static_cast<std::int64_t>(*number);
+  return true;
+}
+
+bool take(HistoryQuery& query, std::string_view name, const std::string& value) {
+  using Text = std::optional<std::string>;
+  if (name == "broker") return set(query.broker, Text(value));
+  if (name == "group") return set(query.group, Text(value));
+  if (name == "flow") return set(query.flow, Text(value));
+  if (name == "node") return set(query.node, Text(value));
+  if (name == "from") return set(query.from, parseMoment(value));
+  if (name == "until") return set(query.until, parseMoment(value));
+  if (name == "points") return setPoints(query, value);
+  query.events = value == "1";
+  return name == "events" && value.size() == 1 && (value == "0" || value == "1");
+}
+
+}  // namespace
+
+std::optional<std::string> percentDecoded(std::string_view text) {
+  std::string decoded;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      decoded += text[i];
+      continue;
+    }
+    const auto high = i + 1 < text.size() ? digitOf(text[i + 1]) : std::nullopt;
+    const auto low = i + 2 < text.size() ? digitOf(text[i + 2]) : std::nullopt;
+    if (!high || !low) return {};
+    decoded += static_cast<char>(*high << 4 | *low);
+    i += 2;
+  }
+  return decoded;
+}
+
+std::optional<std::int64_t> parseMoment(std::string_view text) {
+  if (text.find('-') != text.npos) return rfc3339(text);
+  const auto point = text.find('.');
+  const bool fraction = point != text.npos;
+  if (fraction && !reader::unsignedOf(text.substr(point + 1))) return {};
+  const auto seconds = reader::unsignedOf(text.substr(0, point));
+  if (!seconds || *seconds >= static_cast<std::uint64_t>(kEnd)) return {};
+  return bounded(static_cast<std::int64_t>(*seconds));
+}
+
+std::optional<HistoryQuery> parseHistoryQuery(std::string_view text) {
+  HistoryQuery query;
+  std::set<std::string_view> names;
+  while (!text.empty()) {
+    const std::string_view pair = text.substr(0, text.find('&'));
+    text.remove_prefix(std::min(text.size(), pair.size() + 1));
+    const auto equals = pair.find('=');
+    if (equals == pair.npos) return {};
+    const std::string_view name = pair.substr(0, equals);
+    const auto value = percentDecoded(pair.substr(equals + 1));
+    if (!value || !text::wellFormed(*value) || !names.insert(name).second) return {};
+    if (!take(query, name, *value)) return {};
+  }
+  const bool some = query.group || query.flow || query.node;
+  if (some && !query.isOfFlow()) return {};
+  return query;
+}
+
+}  // namespace serve

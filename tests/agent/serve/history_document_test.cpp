@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/serve/history_document.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+#include "tests/agent/history/recorded.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::ordered_json;
+
+// A minute of one node, with a reset in it.
+class HistoryDocument : public ::testing::Test {
+ protected:
+  HistoryDocument() {
+    fs::create_directory(directory);
+    fs::permissions(directory, fs::perms(0750));
+    recording = std::make_unique<history::Recording>(
+        history::Limits{.path = directory + "/history.db"}, [](const std::string&) {});
+    for (int i = 0; i <= 20; ++i) look(i * 2, i < 10 ? counting(i) : reset(i - 10));
+  }
+  ~HistoryDocument() override {
+    recording.reset();
+    fs::remove_all(directory);
+  }
+
+  static std::shared_ptr<model::SeenBroker> reset(std::int64_t messages) {
+    auto broker = counting(messages);
+    broker->tree->resetTime = kBegin + 19;
+    return broker;
+  }
+
+  void look(std::int64_t second, std::shared_ptr<model::SeenBroker> broker) {
+    auto snapshot = std::make_shared<model::Snapshot>();
+    snapshot->brokers = {std::move(broker)};
+    snapshot->wall = std::chrono::system_clock::time_point(std::chrono::seconds(kBegin + second));
+    snapshot->steady = std::chrono::steady_clock::time_point(std::chrono::seconds(second));
+    recording->take(history::Sight{.snapshot = snapshot});
+    recording->flush();
+  }
+
+  ordered_json document(const std::string& query) const {
+    return ordered_json::parse(serve::historyDocument(serve::parseHistoryQuery(query).value(),
+                                                      recording.get(), kBegin + 41));
+  }
+
+  const std::string directory = testing::TempDir() + "document";
+  std::unique_ptr<history::Recording> recording;
+};
+
+std::string page() {
+  std::ifstream in(ZEB_JSON_DOCUMENT);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+constexpr char kFlow[] = "broker=SHOP&group=orders&flow=Fulfil&from=1800000000&points=6";
+
+}  // namespace
+
+TEST_F(HistoryDocument, IsShownOnThePage) {
+  for (const char* const query : {kFlow, ""}) {
+    const std::string block = "```json\n" + document(query).dump(2) + "\n```\n";
+    EXPECT_NE(std::string::npos, page().find(block)) << block;
+  }
+}
+
+TEST_F(HistoryDocument, HasTimesInMicroseconds) {
+  const auto point = document(kFlow)["nodes"][0]["points"][0];
+  EXPECT_EQ(kBegin, point[0]);
+  EXPECT_EQ(point[2].get<std::int64_t>() * 10000, point[4]);
+  EXPECT_EQ(point[2].get<std::int64_t>() * 1000, point[5]);
+}
+
+TEST_F(HistoryDocument, IsOfTheLastHourUnlessATimeIsNamed) {
+  const auto all = document("broker=SHOP&group=orders&flow=Fulfil");
+  EXPECT_EQ(kBegin + 41, all["until"]);
+  EXPECT_GE(kBegin - 3559, all["from"].get<std::int64_t>());
+}
+
+TEST_F(HistoryDocument, OfAFlowThatIsNotThereHasNoNodes) {
+  const auto none = document("broker=NONE&group=orders&flow=Fulfil");
+  EXPECT_EQ("NONE", none["broker"]);
+  EXPECT_TRUE(none["nodes"].empty());
+  EXPECT_TRUE(none["oldest"].is_null());
+}
