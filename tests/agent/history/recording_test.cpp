@@ -3,13 +3,18 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
+#include "agent/front/history/reading.h"
 #include "agent/front/history/tables.h"
 #include "tests/agent/history/recorded.h"
 
@@ -69,6 +74,35 @@ class Recording : public ::testing::Test {
  private:
   std::int64_t second_ = 0;
 };
+
+// Gives up all rights that root has over files of others.
+void dropRights() {
+  __user_cap_header_struct header{.version = _LINUX_CAPABILITY_VERSION_3, .pid = 0};
+  __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+  syscall(SYS_capset, &header, none);
+}
+
+// The messages that one sees who may read the history's files and write nothing; -1 when he can't.
+std::int64_t seenByAReader(const std::string& directory, const std::string& path) {
+  std::vector<std::string> all = {directory};
+  for (const auto& entry : fs::directory_iterator(directory)) all.push_back(entry.path());
+  for (const auto& one : all) chmod(one.c_str(), one == directory ? 0550 : 0440);
+  const pid_t child = fork();
+  if (child == 0) {
+    dropRights();
+    try {
+      _exit(static_cast<int>(
+          history::openToRead(path).integerOf("SELECT sum(messages) FROM recent").value_or(0)));
+    } catch (const history::Failure&) {
+      _exit(255);
+    }
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  for (const auto& one : all) chmod(one.c_str(), one == directory ? 0750 : 0640);
+  const int seen = WIFEXITED(status) ? WEXITSTATUS(status) : 255;
+  return seen == 255 ? -1 : seen;
+}
 
 mode_t modeOf(const std::string& path) {
   struct stat facts {};
@@ -289,6 +323,31 @@ TEST_F(Recording, TakesNoMoreThanItMay) {
   EXPECT_GE(history::kLeastBytes, most);
   EXPECT_LT(history::kLeastBytes / 4, most);
   EXPECT_LT(0, number("SELECT number FROM over WHERE what = 'bytes'"));
+}
+
+TEST_F(Recording, IsReadByOneWhoMayNotWriteWhileItIsWrittenAndAfterwards) {
+  start();
+  look(counting(1));
+  look(counting(4));
+  EXPECT_LT(0U, history::logBytesOf(path));
+  EXPECT_EQ(3, seenByAReader(directory, path));
+  recording.reset();
+  EXPECT_EQ(0U, history::logBytesOf(path));
+  EXPECT_EQ(3, seenByAReader(directory, path));
+}
+
+TEST_F(Recording, IsReadByOneWhoMayNotWriteAfterItsWriterWasKilled) {
+  const pid_t child = fork();
+  if (child == 0) {
+    start();
+    look(counting(1));
+    look(counting(4));
+    kill(getpid(), SIGKILL);
+  }
+  waitpid(child, nullptr, 0);
+  EXPECT_LT(0U, history::logBytesOf(path));
+  EXPECT_FALSE(history::WriterLock::isHeld(path));
+  EXPECT_EQ(3, seenByAReader(directory, path));
 }
 
 TEST(ExpectedSize, GrowsWithNodesAndLooks) {
