@@ -49,8 +49,7 @@ void declareChanges(Options& options, Request& request) {
       .shown("FILE");
   options
       .take(
-          "--since",
-          [&request](const std::string& text) { takeSince(request.changesSince, text); },
+          "--since", [&request](const std::string& text) { takeSince(request.changesSince, text); },
           "What began then or later: 24h before the last\n"
           "look (default), 23:59, 2026-01-31T23:59:58Z")
       .shown("T");

@@ -114,8 +114,7 @@ Option Options::takeTwo(const char* name,
   const auto both = [take = std::move(take)](const std::vector<std::string>& values) {
     take(values.at(0), values.at(1));
   };
-  CLI::Option* const option =
-      app_.add_option_function<std::vector<std::string>>(name, both, help);
+  CLI::Option* const option = app_.add_option_function<std::vector<std::string>>(name, both, help);
   option->expected(2);
   return Option(option);
 }

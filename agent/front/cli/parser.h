@@ -69,8 +69,7 @@ class Options {
   Option takeEach(const char* name, Take take, const char* help);
 
   // The same of an option with two values.
-  Option takeTwo(const char* name,
-                 std::function<void(const std::string&, const std::string&)> take,
+  Option takeTwo(const char* name, std::function<void(const std::string&, const std::string&)> take,
                  const char* help);
 
   // The same of an argument that may be several words, at least one.
