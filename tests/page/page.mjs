@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import {mkdirSync} from 'node:fs';
 import {createRequire} from 'node:module';
 
-const {servers, secret, screenshots, tools} = JSON.parse(process.argv[2]);
+const {servers, stopped, secret, screenshots, tools} = JSON.parse(process.argv[2]);
 const {chromium} = createRequire(`${tools}/`)('playwright-core');
 const kFlags = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
   '--disable-component-update', '--disable-sync'];
@@ -327,6 +327,23 @@ const tests = {
       }
       await tab.close();
     }
+  },
+
+  // The last: the broker is gone afterwards.
+  async 'a broker that has stopped stays in the history'() {
+    const tab = await Tab.open(servers.open);
+    const node = '#/node/' + ['hostile', kHostile, kHostile, kHostile].map(encodeURIComponent).join('/');
+    await tab.go(node);
+    await tab.page.locator('.u-wrap canvas').first().waitFor();
+    process.kill(stopped, 'SIGTERM');
+    await tab.see('It is not in shared memory now. The curves show what was seen before.');
+    await tab.page.reload();
+    await tab.see('It is not in shared memory now. The curves show what was seen before.');
+    const {routes} = await tab.page.evaluate(async () => (await fetch('/api/v1/page')).json());
+    if (routes.includes('history')) await tab.see(/^takes: [\d.]+ ms, from/);
+    await tab.view('#/flows');
+    await tab.see(`Not here now: ${kHostile}`);
+    await tab.close();
   },
 };
 

@@ -80,8 +80,7 @@ class Programs:
     def run(self, name, text):
         path = pathlib.Path("/tmp", name)
         path.write_text(text)
-        self.start(HOST, "run", str(path), "--quiet", "--log", "/dev/null")
-        return str(path)
+        return str(path), self.start(HOST, "run", str(path), "--quiet", "--log", "/dev/null").pid
 
     def end(self):
         for program in reversed(self.running):
@@ -104,14 +103,14 @@ def main():
     token.chmod(0o600)
     programs = Programs()
     try:
-        flows = programs.run("shop.toml", shop())
-        programs.run("hostile.toml", hostile())
+        flows, _ = programs.run("shop.toml", shop())
+        _, stopped = programs.run("hostile.toml", hostile())
         servers = {
             "open": programs.serve("--events", "--flows", flows),
             "token": programs.serve("--token-file", str(token)),
             "empty": programs.serve("--temp-directory", "/tmp/empty"),
         }
-        told = json.dumps({"servers": servers, "secret": SECRET, "screenshots": SCREENSHOTS, "tools": TOOLS})
+        told = json.dumps({"servers": servers, "stopped": stopped, "secret": SECRET, "screenshots": SCREENSHOTS, "tools": TOOLS})
         return subprocess.run(["node", str(HERE / "page.mjs"), told]).returncode
     finally:
         programs.end()

@@ -193,6 +193,8 @@ export class NodeView {
     const pointsOf = (document) => (document?.nodes ?? []).flatMap((node) => node.points);
     const points = cut(pointsOf(history), history.step_seconds);
     const columns = columnsOf(points, this.knowsInner() ? inner.map(pointsOf) : null);
+    // Only input nodes measure how long messages waited; the 0 of others says nothing.
+    if (history.nodes.every((node) => node.node_type !== 'input')) columns.queued.fill(null);
     const marks = history.marks.filter((mark) => mark.until >= history.from);
     this.charts.forEach((chart) => chart.show(columns, {from: history.from, until: history.until, marks}));
     setText(this.source, sourceText(history));
