@@ -51,6 +51,9 @@ class Connections {
   // Those that count.
   std::size_t open() const;
 
+  // Those that were shut and are not yet closed, too.
+  std::size_t held() const { return all_.size(); }
+
   // More than half of the places are in use: then a connection gets one answer, and ends.
   bool crowded() const { return open() > limits_.most / 2; }
 

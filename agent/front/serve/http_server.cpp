@@ -26,6 +26,10 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr unsigned kSpare = 64;  // places for connections that are shut and not yet closed
+
+// The library's own limit must never be reached: it may then wait for itself without an end. It
+// forgets a connection a little later than it tells.
+constexpr unsigned kBelowItsLimit = 64;
 constexpr std::size_t kMemoryOfAConnection = 16384;
 constexpr char kPriorities[] = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 
@@ -153,8 +157,8 @@ void HttpServer::Engine::startDaemon() {
   const unsigned flags = MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_EPOLL | MHD_USE_ITC |
                          MHD_USE_NO_LISTEN_SOCKET | (tls ? static_cast<unsigned>(MHD_USE_TLS) : 0U);
   std::vector<MHD_OptionItem> options = {
-      {MHD_OPTION_CONNECTION_LIMIT, static_cast<std::intptr_t>(settings_.limits.most + kSpare),
-       nullptr},
+      {MHD_OPTION_CONNECTION_LIMIT,
+       static_cast<std::intptr_t>(settings_.limits.most + kSpare + kBelowItsLimit), nullptr},
       {MHD_OPTION_CONNECTION_MEMORY_LIMIT, static_cast<std::intptr_t>(kMemoryOfAConnection),
        nullptr},
       {MHD_OPTION_URI_LOG_CALLBACK, reinterpret_cast<std::intptr_t>(&Engine::begin), this},
@@ -244,17 +248,22 @@ void HttpServer::Engine::run() {
   while (wait()) watch();
 }
 
-// Waits for a connection, or for a tick while there is one; false at the end.
+// Waits for a connection, or for a tick while there is one; false at the end. While too many are
+// shut and not yet closed, new ones wait in the kernel.
 bool HttpServer::Engine::wait() {
-  bool idle = false;
+  constexpr int kSoon = 10;
+  int tick = static_cast<int>(settings_.tick.count());
+  std::vector<pollfd> watched = {{stop_, POLLIN, 0}};
   {
     const std::lock_guard held(guard_);
-    idle = connections_.open() == 0;
+    if (connections_.open() == 0) tick = -1;
+    if (connections_.held() < settings_.limits.most + kSpare) {
+      for (const int socket : listening_) watched.push_back({socket, POLLIN, 0});
+    } else {
+      tick = kSoon;
+    }
   }
-  std::vector<pollfd> watched = {{stop_, POLLIN, 0}};
-  for (const int socket : listening_) watched.push_back({socket, POLLIN, 0});
-  const int tick = static_cast<int>(settings_.tick.count());
-  if (poll(watched.data(), watched.size(), idle ? -1 : tick) <= 0) return true;
+  if (poll(watched.data(), watched.size(), tick) <= 0) return true;
   for (std::size_t i = 1; i < watched.size(); ++i) {
     if (watched[i].revents != 0) acceptFrom(watched[i].fd);
   }

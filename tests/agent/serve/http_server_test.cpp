@@ -7,6 +7,8 @@
 #include <atomic>
 #include <condition_variable>
 #include <fstream>
+#include <latch>
+#include <list>
 #include <mutex>
 
 #include "tests/agent/serve/client.h"
@@ -31,6 +33,11 @@ class Shuts {
     const std::lock_guard held(guard_);
     list_.push_back(why);
     changed_.notify_all();
+  }
+
+  void await(std::size_t number) {
+    std::unique_lock held(guard_);
+    changed_.wait(held, [&] { return list_.size() >= number; });
   }
 
   HttpServer::Shut first() {
@@ -208,6 +215,31 @@ TEST(HttpServer, WhenAllPlacesAreInUseTheLongestWaitingGoes) {
   EXPECT_EQ(200, statusIn(third.get("/")));
   second.send("P/1.1\r\nHost: a\r\n\r\n");
   EXPECT_EQ(200, statusIn(second.answer()));
+}
+
+// Those that are shut are only closed when it has answered.
+TEST(HttpServer, GoesOnWhenMoreCameMeanwhileThanItCanHold) {
+  serve::Connections::Limits limits = patient();
+  limits.most = 4;
+  std::latch asked(1);
+  std::latch answered(1);
+  Server server(limits, [&](const Request& request) {
+    if (request.target == "/slow") {
+      asked.count_down();
+      answered.wait();
+    }
+    return echo(request);
+  });
+  Client slow(server.port());
+  slow.send("GET /slow HTTP/1.1\r\nHost: a\r\n\r\n");
+  asked.wait();
+  std::list<Client> crowd;
+  for (int i = 0; i < 80; ++i) crowd.emplace_back(server.port());
+  server.shuts().await(60);
+  answered.count_down();
+  EXPECT_EQ("GET /slow", bodyIn(slow.answer()));
+  crowd.clear();
+  EXPECT_EQ("GET /", bodyIn(Client(server.port()).get("/")));
 }
 
 TEST(HttpServer, InACrowdEachConnectionGetsOneAnswer) {
