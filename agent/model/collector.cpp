@@ -42,6 +42,20 @@ std::shared_ptr<const SeenBroker> Collector::look(const std::string& keyFile, st
   return broker;
 }
 
+void Collector::resume(const Marks& marks) {
+  for (const auto& [keyFile, mark] : marks) {
+    logs_.insert_or_assign(keyFile, reader::EventLog(mark));
+  }
+}
+
+Collector::Marks Collector::marks() const {
+  Marks marks;
+  for (const auto& [keyFile, log] : logs_) {
+    if (const auto mark = log.mark()) marks.emplace(keyFile, *mark);
+  }
+  return marks;
+}
+
 void Collector::forgetAllBut(const std::vector<std::string>& keyFiles) {
   std::erase_if(logs_, [&keyFiles](const auto& log) {
     return !std::binary_search(keyFiles.begin(), keyFiles.end(), log.first);

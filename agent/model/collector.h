@@ -25,6 +25,13 @@ class Collector {
                      MachineFacts machine = MachineFacts::leave,
                      std::uint64_t mostBytes = reader::CopyBounds::kMostBytes);
 
+  // By key file: how far the events of each broker were read.
+  using Marks = std::map<std::string, reader::RingMark>;
+
+  // Events up to there are no longer new.
+  void resume(const Marks& marks);
+  Marks marks() const;
+
   // Looks at everything once. Never null; what can't be read is a fact of the snapshot. A segment
   // is attached only while it is copied; no lock is taken, and nothing is made or written.
   std::shared_ptr<const Snapshot> take();

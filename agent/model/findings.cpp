@@ -45,7 +45,12 @@ const std::vector<std::string>& findingKinds() {
 Findings findingsOf(const Snapshot* before, const Snapshot& now) {
   Findings findings;
   if (!now.machine) {
-    findings.notChecked.push_back("locks, processes and limits: the look has none of their facts");
+    findings.leaveUnchecked("lock",
+                            "locks, processes and limits: the look has none of their facts");
+    for (const char* const kind : {"process", "segment", "leftover", "keyfile", "directory", "view",
+                                   "login", "settings", "limits"}) {
+      ++findings.unchecked[kind];
+    }
   } else {
     const findings::Looks looks(before, now);
     findings.locks = now.machine->locks.locks.size();

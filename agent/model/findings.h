@@ -4,6 +4,7 @@
 #define ZEB_AGENT_MODEL_FINDINGS_H
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -49,6 +50,15 @@ struct Findings {
 
   // What could not be looked at and why, a sentence each.
   std::vector<std::string> notChecked;
+
+  // The kinds of findings that these sentences are about, or how such kinds begin up to a dot:
+  // "lock". How many there are of each.
+  std::map<std::string, std::size_t> unchecked = {};
+
+  void leaveUnchecked(const std::string& kind, std::string why) {
+    ++unchecked[kind];
+    notChecked.push_back(std::move(why));
+  }
 
   std::size_t locks = 0;  // that were looked at
 };

@@ -42,6 +42,8 @@ struct RingMark {
   std::uint32_t next() const {
     return newest ? newestAt + layout::evdr::bytes : layout::block::bytes;
   }
+
+  bool operator==(const RingMark&) const = default;
 };
 
 // What there is behind a mark.

@@ -75,6 +75,12 @@ std::shared_ptr<const EventTemplate> TemplateCache::find(const RecordId& id) {
   return known->second.value;
 }
 
+EventLog::EventLog(const RingMark& mark)
+    : segmentId_(mark.segmentId),
+      newest_(mark.newest),
+      newestAt_(mark.newestAt),
+      nextOffset_(mark.next()) {}
+
 void EventLog::readTemplates(const Area& area, DamageList& damage) {
   templatesMark_ = {area.next, area.last, area.lastUpdate};
   for (const Record& record : recordsOf(area, ZEB_EVTR_RECORD, 1, damage)) {

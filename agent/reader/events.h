@@ -91,6 +91,11 @@ class EventLog {
     bool overrun = false;       // the ring turned at least once since the last copy
   };
 
+  EventLog() = default;
+
+  // Goes on where another one was.
+  explicit EventLog(const RingMark& mark);
+
   // The events of `segment` that no earlier call has returned; the first call returns all. A
   // segment with another id is another run of the broker and starts afresh. What is wrong in the
   // two events areas is added to `damage`.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cstring>
 #include <string_view>
 
@@ -71,6 +72,14 @@ bool notYetPosted(const std::vector<Record>& ring, const Area& area) {
 }
 
 }  // namespace
+
+RecordId RecordId::fromHex(std::string_view text) {
+  std::array<std::uint8_t, kBytes> bytes{};
+  for (std::size_t i = 0; i < bytes.size() && 2 * i + 1 < text.size(); ++i) {
+    std::from_chars(text.data() + 2 * i, text.data() + 2 * i + 2, bytes[i], 16);
+  }
+  return RecordId(bytes);
+}
 
 std::string RecordId::hex() const {
   constexpr char digits[] = "0123456789ABCDEF";

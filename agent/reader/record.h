@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "agent/reader/segment_copy.h"
@@ -36,6 +37,9 @@ class RecordId {
     std::memcpy(bytes.data(), numbers_.data(), kBytes);
     return bytes;
   }
+
+  // Of what hex() wrote; of any other text some ID.
+  static RecordId fromHex(std::string_view text);
   std::string hex() const;      // 32 upper-case digits of its bytes
   std::uint64_t hash() const {  // of which the high bits are the better ones
     const auto pair = [this](std::size_t i) {

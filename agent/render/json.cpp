@@ -200,6 +200,10 @@ Json headOf(const char* schema, int version, std::int64_t collectedAt) {
 Json brokersDocument(const model::Snapshot& snapshot) {
   Json document = headOf("zebmon.brokers", 2, snapshot);
   document["temporaryDirectory"] = snapshot.directory;
+  if (snapshot.leftOut.all() > 0) {
+    document["leftOut"] = {{"ofOtherUsers", snapshot.leftOut.foreign},
+                           {"tooMany", snapshot.leftOut.tooMany}};
+  }
   Json& list = document["brokers"] = Json::array();
   for (const auto& broker : snapshot.brokers) {
     Json object = identity(*broker, snapshot.machine.get());

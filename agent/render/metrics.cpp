@@ -8,6 +8,7 @@
 
 #include "agent/model/capacity.h"
 #include "agent/model/checked.h"
+#include "agent/model/condition.h"
 #include "agent/model/load.h"
 #include "agent/model/lock_view.h"
 #include "agent/model/series.h"
@@ -134,6 +135,7 @@ class Writer {
   void writeAreas();
   void writeRecords();
   void writeLocks();
+  void writeEvents();
   void writeFindings();
   void writeObjects();
   void writeAgent();
@@ -379,6 +381,31 @@ void Writer::writeLocks() {
   eachBroker([&of](const Broker& broker) { return of(broker).oldestHold; });
 }
 
+void Writer::writeEvents() {
+  if (source_.events == nullptr) return;
+  const auto each = [this](auto add) {
+    for (const Broker& broker : brokers_) {
+      const auto totals = source_.events->find(broker.series.broker->segment.keyFile);
+      if (totals != source_.events->end()) add(broker, totals->second);
+    }
+  };
+  begin("zeb_events_observed", Type::counter, "", "Events that nodes posted and the agent saw.");
+  each([this](const Broker& broker, const model::EventTotals& totals) {
+    const std::pair<const char*, std::uint64_t> kinds[] = {{"exception", totals.exceptions},
+                                                           {"message", totals.messages},
+                                                           {"unknown", totals.unknown}};
+    for (const auto& [kind, count] : kinds) {
+      text_.add(labelled({{"broker", broker.series.name}, {"kind", kind}}),
+                static_cast<std::int64_t>(count));
+    }
+  });
+  begin("zeb_events_missed", Type::counter, "",
+        "Events that were overwritten before the agent saw them, at least.");
+  each([this](const Broker& broker, const model::EventTotals& totals) {
+    text_.add(broker.label, static_cast<std::int64_t>(totals.missed));
+  });
+}
+
 void Writer::writeFindings() {
   if (source_.findings == nullptr) return;
   std::map<const model::SeenBroker*, std::string> names;
@@ -392,6 +419,46 @@ void Writer::writeFindings() {
   }
   begin("zeb_findings", Type::gauge, "", "What is wrong, by kind: zebmon doctor tells more.");
   for (const auto& [labels, count] : counts) text_.add(labels, count);
+  begin("zeb_findings_unchecked", Type::gauge, "",
+        "What could not be looked at, by kind: sudo zebmon doctor may.");
+  for (const auto& [kind, count] : source_.findings->unchecked) {
+    text_.add(labelled({{"finding", kind}}), static_cast<std::int64_t>(count));
+  }
+}
+
+// Objects of one kind by what they are: those of the brokers here, and of these the ones that
+// nobody will use again.
+struct Objects {
+  std::int64_t brokers = 0;
+  std::int64_t leftover = 0;
+};
+
+// By the name of their kind.
+std::map<std::string, Objects> objectsOf(const model::Snapshot& snapshot,
+                                         const model::Findings* findings) {
+  std::map<std::string, Objects> kinds;
+  const auto isLeft = [findings](const std::string& id, const std::string& of) {
+    return findings != nullptr && std::ranges::any_of(findings->found, [&](const auto& finding) {
+             return finding.id == id && finding.of == of;
+           });
+  };
+  for (const reader::Lock& lock : snapshot.machine->locks.locks) {
+    const bool left = isLeft("leftover.lock", lock.file.path);
+    const auto count = [&](const char* kind, std::int64_t number) {
+      kinds[kind].brokers += number;
+      if (left) kinds[kind].leftover += number;
+    };
+    const bool semaphore = lock.semaphore.presence == reader::Presence::there;
+    count("semaphore_sets", semaphore);
+    count("semaphores", semaphore ? static_cast<std::int64_t>(lock.semaphore.semaphores) : 0);
+    count("queues", lock.queue.presence == reader::Presence::there);
+  }
+  for (const auto& broker : model::distinct(snapshot).brokers) {
+    if (broker->segment.size == 0) continue;
+    ++kinds["segments"].brokers;
+    if (isLeft("segment.abandoned", broker->segment.keyFile)) ++kinds["segments"].leftover;
+  }
+  return kinds;
 }
 
 void Writer::writeObjects() {
@@ -407,10 +474,19 @@ void Writer::writeObjects() {
                         {"segments", limits.usedSegments, limits.segments},
                         {"semaphore_sets", limits.usedSemaphoreSets, limits.semaphoreSets},
                         {"semaphores", limits.usedSemaphores, limits.semaphores}};
-  begin("zeb_ipc_objects", Type::gauge, "", "Objects of the machine that are in use.");
+  begin("zeb_ipc_objects", Type::gauge, "",
+        "Objects that exist: used by anybody, of brokers, and of these left over.");
+  auto own = objectsOf(source_.snapshot, source_.findings);
   for (const Kind& kind : kinds) {
-    if (!kind.used) continue;
-    text_.add(labelled({{"kind", kind.name}, {"state", "used"}}), static_cast<double>(*kind.used));
+    const auto add = [this, &kind](const char* state, double number) {
+      text_.add(labelled({{"kind", kind.name}, {"state", state}}), number);
+    };
+    const auto objects = own.find(kind.name);
+    if (objects != own.end()) {
+      add("broker", static_cast<double>(objects->second.brokers));
+      if (source_.findings) add("leftover", static_cast<double>(objects->second.leftover));
+    }
+    if (kind.used) add("used", static_cast<double>(*kind.used));
   }
   begin("zeb_ipc_limit", Type::gauge, "", "How many of them the kernel allows.");
   for (const Kind& kind : kinds) {
@@ -425,6 +501,14 @@ void Writer::writeAgent() {
   text_.addMilliseconds("", wall.time_since_epoch().count());
   begin("zebmon_snapshot_duration_seconds", Type::gauge, "seconds", "How long the look took.");
   if (source_.took) text_.add("", std::chrono::duration<double>(*source_.took).count());
+  begin("zebmon_snapshot_brokers_left_out", Type::gauge, "",
+        "Brokers that were not looked at, as there are too many.");
+  text_.add("", static_cast<std::int64_t>(source_.snapshot.leftOut.tooMany));
+  begin("zebmon_start_time_seconds", Type::gauge, "seconds", "When the agent began to look.");
+  if (source_.started) {
+    const auto started = std::chrono::floor<std::chrono::milliseconds>(*source_.started);
+    text_.addMilliseconds("", started.time_since_epoch().count());
+  }
   begin("zebmon_series_dropped", Type::gauge, "",
         "Series of nodes that were left out, as there are too many.");
   text_.add("", static_cast<std::int64_t>(dropped_));
@@ -441,6 +525,7 @@ std::string Writer::text() {
   writeAreas();
   writeRecords();
   writeLocks();
+  writeEvents();
   writeFindings();
   writeObjects();
   writeAgent();

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "agent/model/event_totals.h"
 #include "agent/model/findings.h"
 #include "agent/model/snapshot.h"
 
@@ -39,6 +40,12 @@ struct MetricsSource {
 
   // Of the agent; empty: nothing is said of it.
   std::string version = {};
+
+  // Of one who follows events; null: nothing is said of them.
+  const model::TotalsByKeyFile* events = nullptr;
+
+  // When the agent began to look, if it goes on looking.
+  std::optional<std::chrono::system_clock::time_point> started = {};
 };
 
 // All families with what is known. Numbers are as they are stored, times in seconds; what can't be

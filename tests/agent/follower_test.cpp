@@ -13,29 +13,12 @@
 
 namespace {
 
-using image::Block;
 using image::Bytes;
 using model::FollowLook;
 using std::chrono::hours;
 using std::chrono::milliseconds;
 
-constexpr image::Id kTemplate{7, 500, 1, 1};
-constexpr std::uint32_t kTime = 0xEA600000;
-constexpr std::uint32_t kSlots = 28;
-
-// The orders broker after events 1 to `count`, with a ring of kSlots.
-Bytes segmentAfter(std::uint32_t count) {
-  Block templates{.eyecatcher = "zebcetar", .contents = {}};
-  templates.add(image::eventTemplate(kTemplate, u"orders", u"Fulfil", u"Reserve", 1, u"seen"));
-  Block data{.eyecatcher = "zebcedar", .contents = {}};
-  data.contents.resize(144 * std::min(count, kSlots));
-  for (std::uint32_t n = 0; n < count; ++n) {
-    const Bytes record = image::event({8, 1000, n + 1, n + 1}, kTemplate, kTime + n + 1);
-    std::copy(record.begin(), record.end(), data.contents.begin() + 144 * (n % kSlots));
-  }
-  data.next = 32 + 144 * (count > 0 && count % kSlots == 0 ? kSlots : count % kSlots);
-  return image::segment({image::ordersBlock(), templates, data});
-}
+constexpr std::uint32_t kSlots = image::kOrdersSlots;
 
 std::size_t eventsIn(const FollowLook& look) {
   std::size_t number = 0;
@@ -79,7 +62,7 @@ TEST(Pause, StaysWithinItsBounds) {
 }
 
 TEST(Follower, TheFirstLookIsAtAllAndTheNextOnesAtEventsOnly) {
-  LiveSegment live("1-2-3", segmentAfter(2));
+  LiveSegment live("1-2-3", image::ordersAfter(2));
   model::Follower follower("/tmp", hours(1));
   const FollowLook first = follower.look();
   ASSERT_TRUE(first.whole);
@@ -87,7 +70,7 @@ TEST(Follower, TheFirstLookIsAtAllAndTheNextOnesAtEventsOnly) {
   EXPECT_EQ("BRK1", first.whole->brokers.at(0)->label());
   EXPECT_EQ(2U, eventsIn(first));
   EXPECT_FALSE(follower.look().whole);
-  live.write(segmentAfter(5));
+  live.write(image::ordersAfter(5));
   const FollowLook next = follower.look();
   EXPECT_FALSE(next.whole);
   EXPECT_EQ(3U, eventsIn(next));
@@ -98,10 +81,10 @@ TEST(Follower, TheFirstLookIsAtAllAndTheNextOnesAtEventsOnly) {
 }
 
 TEST(Follower, EveryLookIsAtAllWhenItsTimeHasCome) {
-  LiveSegment live("1-2-3", segmentAfter(2));
+  LiveSegment live("1-2-3", image::ordersAfter(2));
   model::Follower follower("/tmp", milliseconds(0));
   follower.look();
-  live.write(segmentAfter(3));
+  live.write(image::ordersAfter(3));
   const FollowLook next = follower.look();
   EXPECT_TRUE(next.whole);
   EXPECT_EQ(1U, eventsIn(next));
@@ -109,10 +92,10 @@ TEST(Follower, EveryLookIsAtAllWhenItsTimeHasCome) {
 }
 
 TEST(Follower, ARingThatTurnedBetweenTwoLooksIsAGapThatIsCounted) {
-  LiveSegment live("1-2-3", segmentAfter(2));
+  LiveSegment live("1-2-3", image::ordersAfter(2));
   model::Follower follower("/tmp", hours(1));
   follower.look();
-  live.write(segmentAfter(kSlots + 7));
+  live.write(image::ordersAfter(kSlots + 7));
   const FollowLook next = follower.look();
   const auto gaps = gapsIn(next);
   ASSERT_EQ(1U, gaps.size());
@@ -125,7 +108,7 @@ TEST(Follower, ARingThatTurnedBetweenTwoLooksIsAGapThatIsCounted) {
 // The node's three messages are all that it counted, and its events were seen to the last.
 TEST(Follower, CountsOfANodeTellWhatWasMissedOfIt) {
   const auto with = [](std::uint32_t events, const char* count) {
-    Bytes bytes = segmentAfter(events);
+    Bytes bytes = image::ordersAfter(events);
     Bytes digits;
     image::putDecimal(digits, count);
     std::copy(digits.begin(), digits.end(), bytes.begin() + 32 + 508 - 168 + 40);
@@ -144,12 +127,12 @@ TEST(Follower, CountsOfANodeTellWhatWasMissedOfIt) {
 
 TEST(Follower, ABrokerThatRestartsIsAGapAndAllOfItsNewEvents) {
   for (const milliseconds most : {milliseconds(0), milliseconds(hours(1))}) {
-    auto live = std::make_unique<LiveSegment>("1-2-3", segmentAfter(5));
+    auto live = std::make_unique<LiveSegment>("1-2-3", image::ordersAfter(5));
     model::Follower follower("/tmp", most);
     follower.look();
     live.reset();
     EXPECT_EQ(0U, eventsIn(follower.look()));
-    live = std::make_unique<LiveSegment>("1-2-3", segmentAfter(2));
+    live = std::make_unique<LiveSegment>("1-2-3", image::ordersAfter(2));
     const FollowLook next = follower.look();
     EXPECT_EQ(2U, eventsIn(next));
     const auto gaps = gapsIn(next);
@@ -161,7 +144,7 @@ TEST(Follower, ABrokerThatRestartsIsAGapAndAllOfItsNewEvents) {
 }
 
 TEST(Follower, EventsOfASegmentThatCannotBeReadForAMomentAreNotShownAgain) {
-  const LiveSegment live("1-2-3", segmentAfter(2));
+  const LiveSegment live("1-2-3", image::ordersAfter(2));
   model::Follower follower("/tmp", milliseconds(0));
   EXPECT_EQ(2U, eventsIn(follower.look()));
   std::filesystem::rename(live.keyFile(), "/tmp/aside");
@@ -175,11 +158,11 @@ TEST(Follower, EventsOfASegmentThatCannotBeReadForAMomentAreNotShownAgain) {
 }
 
 TEST(Follower, ADamagedEventMakesALookAtAllOfIt) {
-  Bytes bytes = segmentAfter(2);
+  Bytes bytes = image::ordersAfter(2);
   LiveSegment live("1-2-3", bytes);
   model::Follower follower("/tmp", hours(1));
   follower.look();
-  bytes = segmentAfter(5);
+  bytes = image::ordersAfter(5);
   bytes[32 + 2 * 4096 + 32 + 144 * 3] = 'X';
   live.write(bytes);
   const FollowLook next = follower.look();
@@ -191,32 +174,32 @@ TEST(Follower, ADamagedEventMakesALookAtAllOfIt) {
 // library.
 TEST(Follower, AnEventThatCouldNotBeReadAtFirstIsShownWhenItCan) {
   for (const std::uint32_t before : {0U, 2U}) {
-    LiveSegment live("1-2-3", segmentAfter(before));
+    LiveSegment live("1-2-3", image::ordersAfter(before));
     model::Follower follower("/tmp", milliseconds(0));
     follower.look();
-    Bytes bytes = segmentAfter(before + 1);
+    Bytes bytes = image::ordersAfter(before + 1);
     bytes[32 + 2 * 4096 + 32 + 144 * before] = 0;
     live.write(bytes);
     EXPECT_EQ(0U, eventsIn(follower.look()));
-    live.write(segmentAfter(before + 1));
+    live.write(image::ordersAfter(before + 1));
     EXPECT_EQ(1U, eventsIn(follower.look()));
   }
 }
 
 TEST(Follower, ADamagedPlaceCostsOneWholeLookUntilTheNextIsDue) {
-  LiveSegment live("1-2-3", segmentAfter(2));
+  LiveSegment live("1-2-3", image::ordersAfter(2));
   model::Follower follower("/tmp", hours(1));
   follower.look();
-  Bytes bytes = segmentAfter(3);
+  Bytes bytes = image::ordersAfter(3);
   bytes[32 + 2 * 4096 + 32 + 144 * 2] = 'X';
   live.write(bytes);
   EXPECT_EQ(0U, eventsIn(follower.look()));
-  live.write(segmentAfter(4));
+  live.write(image::ordersAfter(4));
   EXPECT_EQ(0U, eventsIn(follower.look()));
 }
 
 TEST(Follower, WaitsNoLongerThanUntilTheNextLookAtAll) {
-  LiveSegment live("1-2-3", segmentAfter(2));
+  LiveSegment live("1-2-3", image::ordersAfter(2));
   model::Follower follower("/tmp", hours(1));
   follower.look();
   EXPECT_LE(follower.pause(), milliseconds(5));
@@ -227,20 +210,20 @@ TEST(Follower, WaitsNoLongerThanUntilTheNextLookAtAll) {
 
 // As a server follows: whole looks tell everything.
 TEST(Follower, AWholeLookHasTheEventsSinceTheOneBefore) {
-  LiveSegment live("1-2-3", segmentAfter(2));
+  LiveSegment live("1-2-3", image::ordersAfter(2));
   model::Follower follower("/tmp", hours(1), {.machine = model::MachineFacts::read});
   const auto wholeBroker = [&follower] { return follower.lookAtAll().whole->brokers.at(0); };
   EXPECT_EQ(2U, wholeBroker()->events->events.size());
-  live.write(segmentAfter(3));
+  live.write(image::ordersAfter(3));
   EXPECT_EQ(1U, eventsIn(follower.lookAtEvents()));
-  live.write(segmentAfter(5));
+  live.write(image::ordersAfter(5));
   const FollowLook look = follower.lookAtAll();
   EXPECT_EQ(2U, eventsIn(look)) << "what is new";
   EXPECT_TRUE(look.whole->machine);
   EXPECT_EQ(3U, look.whole->brokers.at(0)->events->events.size()) << "what the looks differ by";
   EXPECT_FALSE(look.whole->brokers.at(0)->events->overrun);
   EXPECT_EQ(0U, wholeBroker()->events->events.size());
-  live.write(segmentAfter(kSlots + 10));
+  live.write(image::ordersAfter(kSlots + 10));
   follower.lookAtEvents();
   const auto after = wholeBroker();
   EXPECT_TRUE(after->events->overrun);
@@ -248,7 +231,7 @@ TEST(Follower, AWholeLookHasTheEventsSinceTheOneBefore) {
 }
 
 TEST(Follower, AWholeLookTellsEachTimeWhatIsDamaged) {
-  Bytes bytes = segmentAfter(3);
+  Bytes bytes = image::ordersAfter(3);
   bytes[32 + 2 * 4096 + 32 + 144 * 1] = 'X';
   const LiveSegment live("1-2-3", bytes);
   model::Follower follower("/tmp", hours(1), {.machine = model::MachineFacts::read});
@@ -258,8 +241,8 @@ TEST(Follower, AWholeLookTellsEachTimeWhatIsDamaged) {
 }
 
 TEST(Follower, LooksAtNoMoreMemoryThanItIsAllowedTo) {
-  const LiveSegment one("1-2-3", segmentAfter(3));
-  const LiveSegment other("1-2-4", segmentAfter(3));
+  const LiveSegment one("1-2-3", image::ordersAfter(3));
+  const LiveSegment other("1-2-4", image::ordersAfter(3));
   const auto cutWith = [](std::uint64_t most) {
     model::Follower follower("/tmp", hours(1),
                              {.scope = {.mostTotal = most}, .machine = model::MachineFacts::read});
@@ -287,9 +270,9 @@ TEST(Follower, BrokersThatAreKnownStayAmongThoseThatAreLookedAt) {
   };
   std::ofstream{"/tmp/0.zebcshme"};
   EXPECT_EQ(std::pair(std::string("0"), std::size_t{0}), seen());
-  auto second = std::make_unique<LiveSegment>("2", segmentAfter(1));
+  auto second = std::make_unique<LiveSegment>("2", image::ordersAfter(1));
   EXPECT_EQ(std::pair(std::string("2"), std::size_t{1}), seen()) << "it has memory";
-  const LiveSegment first("1", segmentAfter(1));
+  const LiveSegment first("1", image::ordersAfter(1));
   EXPECT_EQ(std::pair(std::string("2"), std::size_t{2}), seen()) << "it is known";
   second.reset();
   EXPECT_EQ(std::pair(std::string("1"), std::size_t{1}), seen());
@@ -297,7 +280,7 @@ TEST(Follower, BrokersThatAreKnownStayAmongThoseThatAreLookedAt) {
 }
 
 TEST(Follower, BrokersOfOthersAreCountedOnly) {
-  const LiveSegment live("1-2-3", segmentAfter(1));
+  const LiveSegment live("1-2-3", image::ordersAfter(1));
   const auto look = [](std::uint32_t owner) {
     return model::Follower("/tmp", hours(1), {.scope = {.owners = {owner}}}).lookAtAll().whole;
   };

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <regex>
 
 #include "tests/agent/zebmon.h"
 
@@ -124,6 +125,17 @@ TEST_F(Golden, Brokers) {
 
 TEST_F(Golden, Stats) {
   check("stats", {"stats", "--from", kFile}, {"csv", "json", "jsonl"});
+}
+
+TEST_F(Golden, Metrics) {
+  // Each build has a version of its own.
+  const auto output = [](Words arguments) {
+    arguments.insert(arguments.end(), {"--from", kFile});
+    return std::regex_replace(run(arguments).out, std::regex("version=\"[^\"]*\""),
+                              "version=\"...\"");
+  };
+  compare("metrics.prom", output({"metrics", "--extremes"}));
+  compare("metrics.openmetrics", output({"metrics", "--format", "openmetrics"}));
 }
 
 TEST_F(Golden, Events) {

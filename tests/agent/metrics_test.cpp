@@ -190,6 +190,69 @@ TEST(Metrics, FindingsAreCountedByKind) {
   expectLine(text, "zeb_findings{broker=\"\",severity=\"warning\",finding=\"limits.near\"} 1");
 }
 
+TEST(Metrics, WhatWasNotCheckedIsCountedByKind) {
+  const model::Snapshot snapshot = lookAt(readable({}), {});
+  model::Findings findings;
+  expectNo(render::metrics({.snapshot = snapshot, .findings = &findings}), "unchecked");
+  findings.leaveUnchecked("lock", "locks: they belong to another user");
+  findings.leaveUnchecked("lock", "locks: there are too many");
+  const std::string text = render::metrics({.snapshot = snapshot, .findings = &findings});
+  expectLine(text, "zeb_findings_unchecked{finding=\"lock\"} 2");
+}
+
+TEST(Metrics, EventsAreCountedByOneWhoFollows) {
+  const model::Snapshot snapshot = lookAt(readable({}), {});
+  const model::TotalsByKeyFile events = {
+      {snapshot.brokers[0]->segment.keyFile,
+       {.messages = 5, .exceptions = 2, .unknown = 0, .missed = 7}},
+      {"/tmp/gone", {.messages = 1}}};
+  expectNo(render::metrics({.snapshot = snapshot}), "zeb_events");
+  const std::string text = render::metrics({.snapshot = snapshot, .events = &events});
+  expectLine(text, "# TYPE zeb_events_observed_total counter");
+  expectLine(text, "zeb_events_observed_total{broker=\"SHOP\",kind=\"exception\"} 2");
+  expectLine(text, "zeb_events_observed_total{broker=\"SHOP\",kind=\"message\"} 5");
+  expectLine(text, "zeb_events_observed_total{broker=\"SHOP\",kind=\"unknown\"} 0");
+  expectLine(text, "zeb_events_missed_total{broker=\"SHOP\"} 7");
+}
+
+TEST(Metrics, ObjectsOfBrokersAreToldFromThoseLeftOver) {
+  model::Snapshot snapshot = lookAt(readable({}), {});
+  auto machine = std::make_shared<model::Machine>();
+  machine->limits.usedQueues = 9;
+  for (const char* const path : {"/tmp/a", "/tmp/b"}) {
+    reader::Lock& lock = machine->locks.locks.emplace_back();
+    lock.file.path = path;
+    lock.semaphore.presence = lock.queue.presence = reader::Presence::there;
+    lock.semaphore.semaphores = 1;
+  }
+  machine->locks.locks[0].queue.presence = reader::Presence::absent;
+  snapshot.machine = machine;
+  model::Findings findings;
+  findings.found.resize(2);
+  findings.found[0].id = "leftover.lock";
+  findings.found[0].of = "/tmp/b";
+  findings.found[1].id = "segment.abandoned";
+  findings.found[1].of = snapshot.brokers[0]->segment.keyFile;
+  const std::string text = render::metrics({.snapshot = snapshot, .findings = &findings});
+  expectLine(text, "zeb_ipc_objects{kind=\"queues\",state=\"broker\"} 1");
+  expectLine(text, "zeb_ipc_objects{kind=\"queues\",state=\"leftover\"} 1");
+  expectLine(text, "zeb_ipc_objects{kind=\"queues\",state=\"used\"} 9");
+  expectLine(text, "zeb_ipc_objects{kind=\"semaphore_sets\",state=\"broker\"} 2");
+  expectLine(text, "zeb_ipc_objects{kind=\"semaphore_sets\",state=\"leftover\"} 1");
+  expectLine(text, "zeb_ipc_objects{kind=\"segments\",state=\"broker\"} 1");
+  expectLine(text, "zeb_ipc_objects{kind=\"segments\",state=\"leftover\"} 1");
+}
+
+TEST(Metrics, TheAgentSaysSinceWhenItLooksAndWhatItLeavesOut) {
+  model::Snapshot snapshot = lookAt(readable({}), {});
+  expectNo(render::metrics({.snapshot = snapshot}), "zebmon_start_time_seconds");
+  snapshot.leftOut = {.foreign = 9, .tooMany = 3};
+  const std::chrono::system_clock::time_point then(std::chrono::milliseconds(1500));
+  const std::string text = render::metrics({.snapshot = snapshot, .started = then});
+  expectLine(text, "zebmon_start_time_seconds 1.500");
+  expectLine(text, "zebmon_snapshot_brokers_left_out 3");
+}
+
 TEST(Metrics, WholeNodesAreLeftOutInTheOrderOfTheirNames) {
   const auto broker =
       readable({nodeWith("c", 1, {.messages = 1}), nodeWith("a", 2, {.messages = 1}),
@@ -244,10 +307,14 @@ TEST(Metrics, TheLinterHasNothingAgainstThem) {
   machine->limits.queues = 7;
   machine->limits.usedQueues = 6;
   snapshot.machine = machine;
+  findings.leaveUnchecked("lock", "locks: nobody may");
+  const model::TotalsByKeyFile events = {{snapshot.brokers[0]->segment.keyFile, {}}};
   const std::string text = render::metrics({.snapshot = snapshot,
                                             .findings = &findings,
                                             .took = std::chrono::milliseconds(3),
-                                            .version = "1.0.0"},
+                                            .version = "1.0.0",
+                                            .events = &events,
+                                            .started = snapshot.wall},
                                            {.extremes = true});
   expectLine(text, "zeb_ipc_limit{kind=\"queues\"} 7");
   expectLine(text, "zebmon_snapshot_duration_seconds 0.003");

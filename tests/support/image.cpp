@@ -175,4 +175,18 @@ Block ordersBlock() {
   return block.add(statistics(kStatistics, kNode));
 }
 
+Bytes ordersAfter(std::uint32_t count) {
+  Block templates{.eyecatcher = "zebcetar", .contents = {}};
+  templates.add(eventTemplate(kOrdersTemplate, u"orders", u"Fulfil", u"Reserve", 1, u"seen"));
+  Block data{.eyecatcher = "zebcedar", .contents = {}};
+  data.contents.resize(144 * std::min(count, kOrdersSlots));
+  for (std::uint32_t n = 0; n < count; ++n) {
+    const Bytes record = event({8, 1000, n + 1, n + 1}, kOrdersTemplate, kOrdersTime + n + 1);
+    std::copy(record.begin(), record.end(), data.contents.begin() + 144 * (n % kOrdersSlots));
+  }
+  const bool atEnd = count > 0 && count % kOrdersSlots == 0;
+  data.next = 32 + 144 * (atEnd ? kOrdersSlots : count % kOrdersSlots);
+  return segment({ordersBlock(), templates, data});
+}
+
 }  // namespace image

@@ -12,6 +12,7 @@
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/state_file.h"
 #include "agent/model/selection.h"
 #include "agent/render/check_line.h"
 #include "agent/render/values.h"
@@ -73,19 +74,10 @@ void limitTime(std::chrono::microseconds timeout) {
 
 // Of the last run; a first run has none.
 std::optional<model::Snapshot> earlier(const std::string& path, const model::Snapshot& now) {
-  int error = 0;
-  const auto text = readState(path, error);
-  if (!text) {
-    if (error != ENOENT) {
-      complain("can't read the state " + path + ": " + render::errorText(error) +
-               ". A new one is written");
-    }
-    return {};
-  }
+  const auto text = readState(path);
+  if (!text) return {};
   auto snapshot = restored(*text, now);
-  if (!snapshot) {
-    complain("the file " + path + " is no state of an earlier run. It is replaced");
-  }
+  if (!snapshot) complainOfState(path);
   return snapshot;
 }
 

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/check_state.h"
 
-#include <cerrno>
-#include <charconv>
 #include <memory>
 
-#include "agent/reader/bounded_file.h"
 #include "agent/render/json.h"
 
 namespace cli {
@@ -55,12 +52,7 @@ reader::Number number(const Json& value) {
 }
 
 reader::RecordId recordId(const Json& value) {
-  const std::string hex = value.get<std::string>();
-  std::array<std::uint8_t, reader::RecordId::kBytes> bytes{};
-  for (std::size_t i = 0; i < bytes.size() && 2 * i + 1 < hex.size(); ++i) {
-    std::from_chars(hex.data() + 2 * i, hex.data() + 2 * i + 2, bytes[i], 16);
-  }
-  return reader::RecordId(bytes);
+  return reader::RecordId::fromHex(value.get<std::string>());
 }
 
 reader::Node restoredNode(const Json& state) {
@@ -133,14 +125,6 @@ std::optional<model::Snapshot> restored(const std::string& text, const model::Sn
   } catch (const Json::exception&) {
     return {};
   }
-}
-
-std::optional<std::string> readState(const std::string& path, int& error) {
-  constexpr std::size_t kMost = std::size_t{64} << 20;
-  reader::FileText file = reader::readFile(path, kMost);
-  error = file.cut ? EFBIG : file.error;
-  if (error != 0) return {};
-  return std::move(file.text);
 }
 
 }  // namespace cli

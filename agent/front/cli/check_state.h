@@ -18,10 +18,6 @@ std::string stateOf(const model::Snapshot& snapshot);
 // of `now` by the wall time that passed.
 std::optional<model::Snapshot> restored(const std::string& text, const model::Snapshot& now);
 
-// The text of a file of at most 64 MiB. Nothing when it can't be read, and then `error` has the
-// errno, or EFBIG.
-std::optional<std::string> readState(const std::string& path, int& error);
-
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_CHECK_STATE_H

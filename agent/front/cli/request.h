@@ -103,6 +103,7 @@ struct CheckRequest {
 struct MetricsRequest {
   render::MetricsOptions options;
   std::string textFile;  // to be replaced; empty: standard output
+  std::string state;     // file of the last run's; empty: none is kept
 };
 
 // Each command declares the options that it takes; the others keep their defaults.

@@ -16,7 +16,9 @@ std::string metricsOf(const Seen& seen, render::Exposition exposition) {
   return render::metrics({.snapshot = seen.now(),
                           .findings = &seen.findings,
                           .took = seen.took,
-                          .version = seen.version},
+                          .version = seen.version,
+                          .events = &seen.posted,
+                          .started = seen.started},
                          {.exposition = exposition});
 }
 

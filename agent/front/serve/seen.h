@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "agent/front/serve/gzip.h"
+#include "agent/model/event_totals.h"
 #include "agent/model/findings.h"
 #include "agent/model/flow_view.h"
 #include "agent/model/snapshot.h"
@@ -23,9 +24,11 @@ struct Seen {
   // The last looks, the oldest first; the last of them is the present one. Never empty, none null.
   std::vector<std::shared_ptr<const model::Snapshot>> looks = {};
 
-  model::Findings findings = {};     // of the present one
-  std::chrono::nanoseconds took{0};  // the look alone
-  std::string version = {};          // of the agent
+  model::Findings findings = {};                       // of the present one
+  std::chrono::nanoseconds took{0};                    // the look alone
+  std::string version = {};                            // of the agent
+  model::TotalsByKeyFile posted = {};                  // since the first look
+  std::chrono::system_clock::time_point started = {};  // of the first look
 
   // Tells which node is inside which; null when nothing does.
   std::shared_ptr<const flowfile::File> flows = {};

@@ -146,10 +146,11 @@ void Watcher::glance() {
 }
 
 // Of several key files that lead to one segment, the first tells its events.
-void Watcher::tell(model::FollowLook look) const {
+void Watcher::tell(model::FollowLook look) {
   std::erase_if(look.news, [this](const model::News& news) {
     return !keyFiles_.contains(news.broker->segment.keyFile);
   });
+  add(posted_, look, looks_.empty());
   sinks_.news(look);
 }
 
@@ -170,9 +171,14 @@ void Watcher::turn() {
   for (const auto& broker : model::distinct(*now).brokers) {
     keyFiles_.insert(broker->segment.keyFile);
   }
+  constexpr std::size_t kMostGone = 1000;
+  if (posted_.size() > keyFiles_.size() + kMostGone) {
+    std::erase_if(posted_, [this](const auto& of) { return !keyFiles_.contains(of.first); });
+  }
   tell(std::move(look));
   seen.findings = model::select(model::findingsOf(before(*now).get(), *now), *now,
                                 {.owners = settings_.owners});
+  if (looks_.empty()) started_ = now->wall;
   looks_.push_back(now);
   // Older ones only tell what grew.
   if (looks_.size() > 2) {
@@ -181,6 +187,8 @@ void Watcher::turn() {
   }
   if (looks_.size() > model::kMostLooks) looks_.erase(looks_.begin());
   seen.looks = looks_;
+  seen.posted = posted_;
+  seen.started = started_;
   sinks_.each(seen);
   auto texts = std::make_shared<const Texts>(std::move(seen));
   const std::lock_guard held(guard_);

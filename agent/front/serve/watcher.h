@@ -94,7 +94,7 @@ class Watcher {
   Clock::time_point next(Clock::time_point due, Clock::time_point begin) const;
   void turn();
   void glance();
-  void tell(model::FollowLook look) const;
+  void tell(model::FollowLook look);
   void setFailure(const std::string& why);
   std::shared_ptr<const model::Snapshot> before(const model::Snapshot& now) const;
 
@@ -105,6 +105,8 @@ class Watcher {
   // Of the thread alone.
   std::vector<std::shared_ptr<const model::Snapshot>> looks_;
   std::set<std::string> keyFiles_;  // of each segment the first
+  model::TotalsByKeyFile posted_;
+  std::chrono::system_clock::time_point started_;
 
   mutable std::mutex guard_;
   std::condition_variable changed_;

@@ -203,8 +203,8 @@ void look(const Broker& broker, const Snapshot& now, Findings& findings) {
   using reader::State;
   const State state = broker->segment.state;
   if (state == State::noPermission || state == State::failed) {
-    findings.notChecked.push_back(nameOf(*broker) +
-                                  ": its shared memory can't be read by this user");
+    findings.leaveUnchecked("segment",
+                            nameOf(*broker) + ": its shared memory can't be read by this user");
   }
   if (state == State::notInitialised) addUnfinished(broker, findings);
   if (broker->segment.size == 0 || state == State::notInitialised) return;

@@ -166,7 +166,7 @@ void addKeyFiles(const Looks& looks, Findings& findings) {
   addSameKey(looks, findings);
   addSameLabel(looks, findings);
   if (looks.machine.keyFiles.empty() && !looks.now.brokers.empty())
-    findings.notChecked.push_back("key files of brokers: the look has none of their facts");
+    findings.leaveUnchecked("keyfile", "key files of brokers: the look has none of their facts");
   for (std::size_t i = 0; i < looks.machine.keyFiles.size() && i < looks.now.brokers.size(); ++i) {
     const Broker& broker = looks.now.brokers[i];
     addLink(looks.machine.keyFiles[i], broker, findings);

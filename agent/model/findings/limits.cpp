@@ -31,8 +31,8 @@ std::uint64_t twice(std::uint64_t most) {
 
 void look(const Limit& limit, Findings& findings) {
   if (!limit.used || !limit.most) {
-    findings.notChecked.push_back(
-        fmt::format("{}: the kernel doesn't tell {}", limit.what, limit.setting));
+    findings.leaveUnchecked(
+        "limits", fmt::format("{}: the kernel doesn't tell {}", limit.what, limit.setting));
     return;
   }
   if (!isNear(*limit.used, *limit.most)) return;

@@ -154,14 +154,15 @@ void addLocks(const Looks& looks, Findings& findings) {
     addHeld(lock, looks, findings);
   }
   if (heldOnce > 0) {
-    findings.notChecked.push_back(counted(heldOnce, "held lock", "held locks") +
-                                  ": one look can't tell a stuck lock from one in use");
+    findings.leaveUnchecked("lock", counted(heldOnce, "held lock", "held locks") +
+                                        ": one look can't tell a stuck lock from one in use");
   }
-  if (list.error != 0) findings.notChecked.push_back("locks: their directory can't be read");
-  if (list.cut) findings.notChecked.push_back("locks: there are too many, and only some were read");
+  if (list.error != 0) findings.leaveUnchecked("lock", "locks: their directory can't be read");
+  if (list.cut)
+    findings.leaveUnchecked("lock", "locks: there are too many, and only some were read");
   if (refused > 0) {
-    findings.notChecked.push_back(counted(refused, "lock", "locks") +
-                                  ": they belong to another user; run this as that user");
+    findings.leaveUnchecked("lock", counted(refused, "lock", "locks") +
+                                        ": they belong to another user; run this as that user");
   }
 }
 

@@ -89,8 +89,9 @@ void addProcesses(const Looks& looks, Findings& findings) {
     }
   }
   if (hidden > 0) {
-    findings.notChecked.push_back(counted(hidden, "process", "processes") +
-                                  ": what they use is hidden from this user; run this as theirs");
+    findings.leaveUnchecked("process",
+                            counted(hidden, "process", "processes") +
+                                ": what they use is hidden from this user; run this as theirs");
   }
 }
 

@@ -52,7 +52,7 @@ void add(const Restart& restart, Findings& findings) {
 void addSettings(const Looks& looks, Findings& findings) {
   const reader::Configuration& file = looks.machine.configuration;
   if (file.exists && file.error != 0) {
-    findings.notChecked.push_back("settings: " + file.path + " can't be read by this user");
+    findings.leaveUnchecked("settings", "settings: " + file.path + " can't be read by this user");
   }
   for (const Trap& trap : settingsOf(file, labelsOf(looks.now)).traps) add(trap, file, findings);
   for (const Restart& restart : restartsOf(looks.now)) add(restart, findings);

@@ -82,7 +82,8 @@ void addFull(const reader::Directory& directory, Findings& findings) {
 void addDirectory(const Looks& looks, Findings& findings) {
   const auto& directory = looks.machine.directory;
   if (!directory) {
-    findings.notChecked.push_back("the temporary directory: the look doesn't tell of it");
+    findings.leaveUnchecked("directory.wrong",
+                            "the temporary directory: the look doesn't tell of it");
     return;
   }
   addWrong(*directory, looks, findings);
@@ -111,7 +112,8 @@ void setRemedy(const Cleaner& cleaner, const std::string& directory, Finding& fi
 void addCleaners(const Looks& looks, Findings& findings) {
   const auto& seen = looks.machine.cleaners;
   if (!seen) {
-    findings.notChecked.push_back("cleaners of temporary files: the look doesn't tell of them");
+    findings.leaveUnchecked("directory.cleaned",
+                            "cleaners of temporary files: the look doesn't tell of them");
     return;
   }
   const std::string& directory = looks.now.directory;
@@ -126,7 +128,7 @@ void addCleaners(const Looks& looks, Findings& findings) {
     findings.found.push_back(std::move(finding));
   }
   for (const std::string& path : seen->unreadable) {
-    findings.notChecked.push_back("cleaners in " + path + ": " + kSudo);
+    findings.leaveUnchecked("directory.cleaned", "cleaners in " + path + ": " + kSudo);
   }
 }
 
@@ -170,9 +172,9 @@ void addView(const OtherView& view, const std::string& directory, Findings& find
 void addViews(const Looks& looks, Findings& findings) {
   const auto& views = looks.machine.views;
   if (!views || views->error != 0) {
-    findings.notChecked.push_back(
-        "services with a directory of their own: the list of processes "
-        "can't be read");
+    findings.leaveUnchecked("view",
+                            "services with a directory of their own: the list of processes "
+                            "can't be read");
     return;
   }
   std::size_t unknown = 0;
@@ -181,20 +183,21 @@ void addViews(const Looks& looks, Findings& findings) {
     unknown += !view.otherDirectory;
   }
   if (views->hidden + unknown > 0) {
-    findings.notChecked.push_back(
-        counted(views->hidden + unknown, "process", "processes") +
-        ": whether they see other files or IPC objects is hidden from this user; " + kSudo);
+    findings.leaveUnchecked(
+        "view", counted(views->hidden + unknown, "process", "processes") +
+                    ": whether they see other files or IPC objects is hidden from this user; " +
+                    kSudo);
   }
 }
 
 void addLogins(const Looks& looks, Findings& findings) {
   const auto& logins = looks.machine.logins;
   if (!logins) {
-    findings.notChecked.push_back("RemoveIPC of logind: the look doesn't tell of it");
+    findings.leaveUnchecked("login", "RemoveIPC of logind: the look doesn't tell of it");
     return;
   }
   for (const std::string& path : logins->unreadable) {
-    findings.notChecked.push_back("RemoveIPC in " + path + ": " + kSudo);
+    findings.leaveUnchecked("login", "RemoveIPC in " + path + ": " + kSudo);
   }
   for (const std::uint32_t owner : ownersOf(looks.now)) {
     if (!logins->removesIpcOf(owner)) continue;
@@ -232,12 +235,13 @@ bool isWorthTelling(const Keyless& object, const Looks& looks) {
 void addKeyless(const Looks& looks, Findings& findings) {
   const auto& list = looks.machine.keyless;
   if (!list || !list->readable) {
-    findings.notChecked.push_back(
-        "objects whose key files are gone: the kernel's lists, or the "
-        "key files, can't be read");
+    findings.leaveUnchecked("leftover.unknown",
+                            "objects whose key files are gone: the kernel's lists, or the "
+                            "key files, can't be read");
     return;
   }
-  if (list->cut) findings.notChecked.push_back("objects without key files: there are too many");
+  if (list->cut)
+    findings.leaveUnchecked("leftover.unknown", "objects without key files: there are too many");
   for (const Keyless& object : list->objects) {
     if (!isWorthTelling(object, looks)) continue;
     const bool segment = object.kind == Keyless::Kind::segment;

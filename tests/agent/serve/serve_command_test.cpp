@@ -65,18 +65,6 @@ std::string writeToken() {
   return path;
 }
 
-// The orders broker after so many events.
-image::Bytes segmentAfter(std::uint32_t events) {
-  constexpr image::Id kTemplate{7, 500, 1, 1};
-  image::Block templates{.eyecatcher = "zebcetar", .contents = {}};
-  templates.add(image::eventTemplate(kTemplate, u"orders", u"Fulfil", u"Reserve", 1, u"seen"));
-  image::Block data{.eyecatcher = "zebcedar", .contents = {}};
-  for (std::uint32_t n = 1; n <= events; ++n) {
-    data.add(image::event({8, 1000, n, n}, kTemplate, 0xEA600000 + n));
-  }
-  return image::segment({image::ordersBlock(), templates, data});
-}
-
 // Receives what a service tells systemd.
 class Notifications {
  public:
@@ -228,13 +216,13 @@ TEST(ZebmonServe, EventsAreOffUnlessAskedFor) {
 }
 
 TEST(ZebmonServe, ShowsEventsBetweenTwoLooksEachOnce) {
-  LiveSegment live("1-2-3", segmentAfter(2));
+  LiveSegment live("1-2-3", image::ordersAfter(2));
   Serving serving({"--events", "--interval", "1h"});
   const auto shown = [&] { return json::parse(bodyIn(serving.get("/api/v1/events")))["events"]; };
   EXPECT_EQ(2U, shown().size());
-  live.write(segmentAfter(3));
+  live.write(image::ordersAfter(3));
   while (shown().size() < 3) sched_yield();
-  live.write(segmentAfter(4));
+  live.write(image::ordersAfter(4));
   while (shown().size() < 4) sched_yield();
   EXPECT_EQ("seen", shown()[3]["template"]["text"]);
   EXPECT_NE(shown()[2]["recordId"], shown()[3]["recordId"]);
@@ -245,11 +233,15 @@ TEST(ZebmonServe, LooksAtAsManyBrokersAsItIsAllowedTo) {
   const LiveSegment other("1-2-4", image::segment({image::ordersBlock()}));
   Serving few({"--max-brokers", "1"});
   EXPECT_TRUE(contains(few.get("/healthz"), "1 brokers are left out: allow more with"));
-  EXPECT_EQ(1U, json::parse(bodyIn(few.get("/api/v1/brokers")))["brokers"].size());
+  const json seen = json::parse(bodyIn(few.get("/api/v1/brokers")));
+  EXPECT_EQ(1U, seen["brokers"].size());
+  EXPECT_EQ(1, seen["leftOut"]["tooMany"]);
   Serving little({"--max-total", "100B"});
   EXPECT_TRUE(contains(little.get("/healthz"), "of 2 brokers only a part was looked at"));
   Serving foreign({"--owner", "4711"});
-  EXPECT_EQ(0U, json::parse(bodyIn(foreign.get("/api/v1/brokers")))["brokers"].size());
+  const json others = json::parse(bodyIn(foreign.get("/api/v1/brokers")));
+  EXPECT_EQ(0U, others["brokers"].size());
+  EXPECT_EQ(2, others["leftOut"]["ofOtherUsers"]);
   EXPECT_FALSE(contains(foreign.get("/healthz"), "left out"));
   EXPECT_EQ(64, run({"serve", "--max-brokers", "0"}).code);
   EXPECT_EQ(64, run({"serve", "--max-total", "0"}).code);
