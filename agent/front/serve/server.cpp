@@ -117,15 +117,20 @@ std::string eventsText(const Rules& rules, const std::vector<Listening>& sockets
          " can read the texts and message IDs of events. A token would prevent that.\n";
 }
 
+std::string aboutHistory(const Keeper& keeper, const Watcher& watcher, const Options& options) {
+  const auto latest = watcher.latest();
+  return keeper.describe(latest ? &latest->seen() : nullptr, options.interval);
+}
+
 void tellStart(const Options& options, const Rules& rules, const std::vector<Listening>& sockets,
-               const Voice& voice) {
+               const Voice& voice, const std::string& history) {
   std::string lines;
   for (const Listening& socket : sockets) {
     lines += "Listening at " + text::printable(socket.shown(rules.tls)) + "\n";
   }
   lines +=
       fmt::format("A look every {} s. ", std::chrono::duration<double>(options.interval).count());
-  voice.tell(lines + eventsText(rules, sockets));
+  voice.tell(lines + eventsText(rules, sockets) + history);
 }
 
 sigset_t blockedSignals() {
@@ -164,12 +169,6 @@ Watcher::Eyes eyesOf(model::Follower& follower) {
           .pause = [&follower] { return follower.eventPause(); }};
 }
 
-void tellHistory(const Keeper& keeper, const Watcher& watcher, const Options& options,
-                 const Voice& voice) {
-  const auto latest = watcher.latest();
-  voice.tell(keeper.describe(latest ? &latest->seen() : nullptr, options.interval));
-}
-
 }  // namespace
 
 void serve(const Options& options, const Voice& voice) {
@@ -203,8 +202,7 @@ void serve(const Options& options, const Voice& voice) {
         const std::string line = shutText(why);
         if (!line.empty()) journal.note(line, "", Clock::now());
       });
-  tellStart(options, rules, sockets, voice);
-  tellHistory(keeper, watcher, options, voice);
+  tellStart(options, rules, sockets, voice, aboutHistory(keeper, watcher, options));
   notify("READY=1\nSTATUS=Looking at shared memory and answering");
   waitFor(signals, journal);
   notify("STOPPING=1");
@@ -221,7 +219,7 @@ void record(const Options& options, const Voice& voice) {
                   {.news = [&keeper](const model::FollowLook& look) { keeper.take(look); },
                    .each = [&keeper](const Seen& seen) { keeper.take(seen); }});
   watcher.waitForFirst();
-  tellHistory(keeper, watcher, options, voice);
+  voice.tell(aboutHistory(keeper, watcher, options));
   notify("READY=1\nSTATUS=Looking at shared memory and recording");
   waitFor(signals, journal);
   notify("STOPPING=1");

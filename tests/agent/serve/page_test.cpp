@@ -86,7 +86,8 @@ class Server {
   serve::Journal journal_{[](const std::string&) {}};
   model::Collector collector_{"/tmp", model::Events::read, model::MachineFacts::read};
   Watcher watcher_;
-  serve::Answers answers_{rules_, watcher_, book_, journal_};
+  const serve::Keeper keeper_{{.file = ""}, [](const std::string&) {}};
+  serve::Answers answers_{rules_, watcher_, book_, keeper_, journal_};
 };
 
 }  // namespace
