@@ -87,6 +87,15 @@ TEST_F(Reader, WhatIsNotInAPartYetCountsToo) {
   EXPECT_EQ(kBegin * 1000 + 9000000, past(seconds(0, 20000)).period.until);
 }
 
+TEST_F(Reader, HoursAreNotCountedOnceMoreByTheirMinutes) {
+  recordHours();
+  forget("sample");
+  database.execute(
+      "DELETE FROM minute WHERE part = (SELECT min(number) FROM part);"
+      "UPDATE part SET minutes = 0 WHERE number = (SELECT min(number) FROM part)");
+  EXPECT_EQ(119 * 6, messagesOf(past(seconds(0, 7200))));
+}
+
 TEST_F(Reader, LooksInBetweenAddUpToTheWhole) {
   recordHours();
   const model::PastBroker found = past(seconds(3600, 7200), 6);
