@@ -427,7 +427,7 @@ TEST(ZebmonUsage, AWrongCommandLineEndsWithSixtyFour) {
 TEST(ZebmonUsage, AWrongWordIsNamedBesideThoseThatThereAre) {
   const std::string more =
       ": there are brokers, stats, flow, top, events, message, locks, doctor, check, metrics, "
-      "serve, size, changes, config, snapshot, diff, reset.\nRun with --help for more "
+      "serve, record, size, changes, config, snapshot, diff, reset.\nRun with --help for more "
       "information.\n";
   EXPECT_EQ("zebmon: a command is missing" + more, run(std::vector<std::string>{}).errors);
   EXPECT_EQ("zebmon: \"stat\" is no command" + more, run({"stat"}).errors);

@@ -20,6 +20,16 @@ std::string countOf(const std::string& table) {
   return table + "s";
 }
 
+// The sums of all samples of a group. One of which a part is not known is not known.
+std::string sumsOf(const std::string& table) {
+  std::string sums;
+  for (const std::string column : {"messages", "bytes", "elapsed_ms", "queued_ms"}) {
+    const std::string name = table + "." + column;
+    sums += ", CASE count(*) WHEN count(" + name + ") THEN sum(" + name + ") END";
+  }
+  return sums + " ";
+}
+
 std::vector<std::int64_t> integers(Statement& rows) {
   std::vector<std::int64_t> all;
   while (rows.step()) all.push_back(rows.integer(0));
@@ -59,8 +69,7 @@ void Parts::take(const Slice& slice) {
                kFrom + "ORDER BY s.node, s.look")
       .run(slice.part, slice.first, slice.last, slice.broker);
   database_
-      .prepare(std::string("INSERT INTO minute SELECT ?, s.node, l.wall_ms / 60000 AS minute, "
-                           "sum(s.messages), sum(s.bytes), sum(s.elapsed_ms), sum(s.queued_ms)") +
+      .prepare("INSERT INTO minute SELECT ?, s.node, l.wall_ms / 60000 AS minute" + sumsOf("s") +
                kFrom + "GROUP BY s.node, minute ORDER BY s.node, minute")
       .run(slice.part, slice.first, slice.last, slice.broker);
   transaction.commit();
@@ -114,10 +123,9 @@ void Parts::addHours(std::int64_t broker, std::int64_t nowMs) {
   Transaction transaction(database_);
   const std::int64_t part = nextNumber();
   database_
-      .prepare(std::string("INSERT INTO hour SELECT ?1, m.node, m.minute / 60 AS hour, "
-                           "sum(m.messages), sum(m.bytes), sum(m.elapsed_ms), sum(m.queued_ms) "
-                           "FROM part p JOIN minute m ON m.part = p.number WHERE") +
-               kParts + "GROUP BY m.node, hour ORDER BY m.node, hour")
+      .prepare("INSERT INTO hour SELECT ?1, m.node, m.minute / 60 AS hour" + sumsOf("m") +
+               "FROM part p JOIN minute m ON m.part = p.number WHERE" + kParts +
+               "GROUP BY m.node, hour ORDER BY m.node, hour")
       .run(part, broker, until);
   const std::int64_t hours = database_.changed();
   if (hours == 0) return;

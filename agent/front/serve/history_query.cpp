@@ -100,9 +100,7 @@ bool take(HistoryQuery& query, std::string_view name, const std::string& value) 
   if (name == "node") return set(query.node, Text(value));
   if (name == "from") return set(query.from, parseMoment(value));
   if (name == "until") return set(query.until, parseMoment(value));
-  if (name == "points") return setPoints(query, value);
-  query.events = value == "1";
-  return name == "events" && value.size() == 1 && (value == "0" || value == "1");
+  return name == "points" && setPoints(query, value);
 }
 
 }  // namespace

@@ -19,7 +19,6 @@ struct HistoryQuery {
   std::optional<std::int64_t> from = {};
   std::optional<std::int64_t> until = {};
   std::int64_t points = 300;
-  bool events = false;
 
   // Curves of a flow, and not what there is.
   bool isOfFlow() const { return broker && group && flow; }

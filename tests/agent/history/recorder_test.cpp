@@ -344,6 +344,17 @@ TEST_F(Recorder, AddsUpAnHourWhenItIsOver) {
   EXPECT_EQ("2 719", row("SELECT count(*), sum(messages) FROM hour"));
 }
 
+TEST_F(Recorder, AddsUpNoSumOfWhichAPartIsNotKnown) {
+  look(0, counting(0));
+  look(2, counting(1));
+  look(4, counting(2));
+  database.execute("UPDATE recent SET bytes = NULL WHERE look = 2");
+  look(3600, counting(3));
+  EXPECT_EQ("2 - 20", row("SELECT messages, bytes, elapsed_ms FROM minute"));
+  look(7200, counting(4));
+  EXPECT_EQ("2 - 20", row("SELECT messages, bytes, elapsed_ms FROM hour"));
+}
+
 TEST_F(Recorder, TakesFewNodesAtATimeWithTheSameResult) {
   restart({.rowsAtOnce = 1});
   const auto two = [](std::int64_t n) {
