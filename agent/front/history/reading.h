@@ -56,7 +56,7 @@ inline constexpr std::int64_t kMostPoints = 200000;
 
 struct Curves {
   std::string broker = {};  // its label, else its uuid; empty when it isn't known
-  std::int64_t fromS = 0;  // rounded down to a step
+  std::int64_t fromS = 0;   // rounded down to a step
   std::int64_t stepS = 1;
   std::optional<std::int64_t> oldestS = {};  // of the broker; nothing when there is none
   std::vector<Curve> nodes = {};
