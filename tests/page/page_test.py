@@ -90,13 +90,28 @@ class Programs:
             program.communicate()
 
 
+def replace_tmp():
+    """The project stays visible, also when it lies in there."""
+    def mount(*words):
+        subprocess.run(["mount", *words], check=True)
+
+    project = HERE.parent.parent
+    hidden = project.is_relative_to("/tmp")
+    if hidden:
+        mount("--bind", str(project), "/mnt")
+    mount("-t", "tmpfs", "none", "/tmp")
+    if hidden:
+        project.mkdir(parents=True)
+        mount("--bind", "/mnt", str(project))
+
+
 def main():
     missing = absent()
     if missing:
         print(f"skipped: {', '.join(missing)} not installed; scripts/install-dependencies --test does that")
         return 77
     raise_loopback()
-    subprocess.run(["mount", "-t", "tmpfs", "none", "/tmp"], check=True)
+    replace_tmp()
     os.mkdir("/tmp/empty")
     token = pathlib.Path("/tmp/token")
     token.write_text(SECRET)
