@@ -3,10 +3,11 @@
 
 #include <time.h>
 
-#include <algorithm>
 #include <charconv>
 #include <string_view>
 #include <system_error>
+
+#include "agent/model/zone_text.h"
 
 namespace cli {
 namespace {
@@ -29,33 +30,11 @@ std::optional<Since> parseAge(std::string_view text) {
   return Since{Since::Kind::age, value * seconds[unit]};
 }
 
-bool isDigits(std::string_view text) {
-  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-}
-
-// Seconds east of Greenwich of "Z", "+02:00" or "-05:30".
-std::optional<std::int64_t> offsetOf(std::string_view text) {
-  if (text == "Z" || text == "z") return 0;
-  const bool fits = text.size() == 6 && (text[0] == '+' || text[0] == '-') && text[3] == ':' &&
-                    isDigits(text.substr(1, 2)) && isDigits(text.substr(4, 2));
-  if (!fits) return std::nullopt;
-  const std::int64_t hours = (text[1] - '0') * 10 + (text[2] - '0');
-  const std::int64_t minutes = (text[4] - '0') * 10 + (text[5] - '0');
-  if (hours > 23 || minutes > 59) return std::nullopt;
-  return (text[0] == '-' ? -60 : 60) * (hours * 60 + minutes);
-}
-
-std::string_view withoutFraction(std::string_view zone) {
-  if (!zone.starts_with('.')) return zone;
-  const std::size_t end = std::min(zone.find_first_not_of("0123456789", 1), zone.size());
-  return end == 1 ? zone : zone.substr(end);
-}
-
 // What is behind a date and time: nothing, a zone, or with `fraction` parts of a second too.
 std::optional<Since> withZone(std::int64_t seconds, std::string_view zone, bool hasSeconds) {
-  if (hasSeconds) zone = withoutFraction(zone);
+  if (hasSeconds) zone = model::withoutFraction(zone);
   if (zone.empty()) return Since{Since::Kind::civil, seconds};
-  const auto offset = offsetOf(zone);
+  const auto offset = model::offsetOf(zone);
   if (!offset) return std::nullopt;
   return Since{Since::Kind::time, seconds - *offset};
 }

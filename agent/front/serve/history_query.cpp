@@ -6,6 +6,7 @@
 #include <chrono>
 #include <set>
 
+#include "agent/model/zone_text.h"
 #include "agent/reader/bounded_file.h"
 #include "text/utf8.h"
 
@@ -35,25 +36,11 @@ std::optional<int> numberAt(std::string_view text, std::size_t at, std::size_t d
   return static_cast<int>(*number);
 }
 
-// "Z", "+01:00" or "-01:00", in seconds that are to be taken off. A plus may have become a blank.
-std::optional<int> zoneOf(std::string_view text) {
-  if (text == "Z" || text == "z") return 0;
-  const auto hours = numberAt(text, 1, 2);
-  const auto minutes = numberAt(text, 4, 2);
-  if (text.size() != 6 || text[3] != ':' || !hours || !minutes) return {};
-  if (*hours > 23 || *minutes > 59) return {};
-  const int seconds = (*hours * 60 + *minutes) * 60;
-  if (text[0] == '-') return -seconds;
-  if (text[0] == '+' || text[0] == ' ') return seconds;
-  return {};
-}
-
-// What is behind the seconds, without their fraction.
-std::string_view behindFraction(std::string_view rest) {
-  if (!rest.starts_with('.')) return rest;
-  const auto end =
-      std::ranges::find_if_not(rest.substr(1), [](char c) { return c >= '0' && c <= '9'; });
-  return rest.substr(static_cast<std::size_t>(end - rest.begin()));
+// Seconds east of Greenwich; a plus may have become a blank.
+std::optional<std::int64_t> offsetOf(std::string_view text) {
+  std::string zone(model::withoutFraction(text));
+  if (zone.starts_with(' ')) zone.front() = '+';
+  return model::offsetOf(zone);
 }
 
 std::optional<std::int64_t> rfc3339(std::string_view text) {
@@ -70,13 +57,13 @@ std::optional<std::int64_t> rfc3339(std::string_view text) {
     if (!number) return {};
     parts[i] = *number;
   }
-  const auto zone = zoneOf(behindFraction(text.substr(kForm.size())));
+  const auto offset = offsetOf(text.substr(kForm.size()));
   const std::chrono::year_month_day day{std::chrono::year(parts[0]),
                                         std::chrono::month(static_cast<unsigned>(parts[1])),
                                         std::chrono::day(static_cast<unsigned>(parts[2]))};
-  if (!zone || !day.ok() || parts[3] > 23 || parts[4] > 59 || parts[5] > 60) return {};
+  if (!offset || !day.ok() || parts[3] > 23 || parts[4] > 59 || parts[5] > 60) return {};
   const std::int64_t days = std::chrono::sys_days(day).time_since_epoch().count();
-  return bounded(days * 86400 + parts[3] * 3600 + parts[4] * 60 + parts[5] - *zone);
+  return bounded(days * 86400 + parts[3] * 3600 + parts[4] * 60 + parts[5] - *offset);
 }
 
 template <class Value>
