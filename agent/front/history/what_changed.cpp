@@ -17,8 +17,9 @@ constexpr std::int64_t kDays = 7;  // that tell what is usual
 
 class Finder {
  public:
-  Finder(const Reader& reader, const Period& period, const model::Selection& selection)
-      : reader_(reader), period_(period), selection_(selection) {}
+  Finder(const Reader& reader, const Period& period, const model::Selection& selection,
+         const std::function<bool()>& goOn)
+      : reader_(reader), period_(period), selection_(selection), goOn_(goOn) {}
 
   void look(const KnownBroker& broker, const model::FlowKnowledge& known);
   std::vector<model::PastChange> sorted() &&;
@@ -30,6 +31,7 @@ class Finder {
   const Reader& reader_;
   const Period period_;
   const model::Selection& selection_;
+  const std::function<bool()>& goOn_;
   std::vector<model::PastChange> found_;
 };
 
@@ -72,6 +74,7 @@ void Finder::look(const KnownBroker& broker, const model::FlowKnowledge& known) 
                   [&](model::FlowMinutes flow) {
                     if (!model::matches(selection_.group, flow.group)) return;
                     if (!model::matches(selection_.flow, flow.flow)) return;
+                    if (!goOn_()) return;
                     place(flow, view);
                     judge(broker, past.marks, flow);
                   });
@@ -107,12 +110,13 @@ std::vector<model::PastChange> Finder::sorted() && {
 
 std::vector<model::PastChange> changesIn(const Reader& reader, const Period& period,
                                          const model::Selection& selection,
-                                         const model::FlowKnowledge& known) {
-  Finder finder(reader, period, selection);
+                                         const model::FlowKnowledge& known,
+                                         const std::function<bool()>& goOn) {
+  Finder finder(reader, period, selection, goOn);
   for (const KnownBroker& broker : reader.brokers()) {
     const bool isWanted = model::matches(selection.broker, broker.label) ||
                           model::matches(selection.broker, broker.uuid);
-    if (isWanted) finder.look(broker, known);
+    if (isWanted && goOn()) finder.look(broker, known);
   }
   return std::move(finder).sorted();
 }

@@ -3,6 +3,7 @@
 #ifndef ZEB_AGENT_FRONT_HISTORY_WHAT_CHANGED_H
 #define ZEB_AGENT_FRONT_HISTORY_WHAT_CHANGED_H
 
+#include <functional>
 #include <vector>
 
 #include "agent/front/history/reader.h"
@@ -13,10 +14,10 @@ namespace history {
 
 // Of the selected brokers, groups, flows and nodes, by time. Looks at the day before the period,
 // and for what is usual at a time of day at up to seven days before that. Chains that are not known
-// are inferred, where that can be done. Throws Failure.
-std::vector<model::PastChange> changesIn(const Reader& reader, const model::Period& period,
-                                         const model::Selection& selection,
-                                         const model::FlowKnowledge& known);
+// are inferred, where that can be done. Once `goOn` says no, the rest is left out. Throws Failure.
+std::vector<model::PastChange> changesIn(
+    const Reader& reader, const model::Period& period, const model::Selection& selection,
+    const model::FlowKnowledge& known, const std::function<bool()>& goOn = [] { return true; });
 
 }  // namespace history
 

@@ -58,10 +58,11 @@ export class Changes {
   }
 
   async update() {
-    if (!this.app.seen.page.routes.includes('changes') || Date.now() - this.asked < kMinuteMs) return;
+    if (Date.now() - this.asked < kMinuteMs) return;
     this.asked = Date.now();
     const answer = await ask('/api/v1/changes');
     if (answer.status !== 200) return;
+    if (answer.document.state === 'working') this.asked -= kMinuteMs;
     const changes = answer.document.changes.filter(this.isWanted).toSorted((one, other) => Date.parse(other.since) - Date.parse(one.since)).slice(0, kMost);
     this.rows.update(changes, (change) => keyOf(change.broker.uuid, change.executionGroup, change.messageFlow, change.node, change.measure, change.since));
     show(this.element, changes.length > 0);

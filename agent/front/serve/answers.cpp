@@ -94,17 +94,24 @@ Reply Answers::answerDocument(const Request& request, Route route) const {
   return {.type = typeOf(document), .body = std::move(text), .gzip = gzip};
 }
 
-Reply Answers::answerText(const Request& request, std::string text) const {
+Reply Answers::answerText(const Request& request, Text text) const {
   const bool gzip = wantsGzip(request);
-  return {.body = textOf(gzip ? gzipped(text) : std::move(text)), .gzip = gzip};
+  return {.body = gzip ? textOf(gzipped(*text)) : std::move(text), .gzip = gzip};
 }
 
 Reply Answers::answerHistory(const Request& request, const HistoryQuery& query) const {
   try {
-    return answerText(request, historyDocument(query, keeper_.recording(), std::time(nullptr)));
+    return answerText(request,
+                      textOf(historyDocument(query, keeper_.recording(), std::time(nullptr))));
   } catch (const history::Failure&) {
     return notYet("the history can't be read now. Ask again in a moment; /healthz says more");
   }
+}
+
+Reply Answers::answerChanges(const Request& request) const {
+  if (changes_ == nullptr) return answerText(request, textOf(noChanges("off")));
+  Text text = changes_->latest();
+  return answerText(request, text ? std::move(text) : textOf(noChanges("working")));
 }
 
 Health Answers::health() const {
@@ -141,8 +148,10 @@ Reply Answers::answer(const Request& request, const Verdict& verdict) const {
     return healthReply(health, verdict.route == Route::healthz ? health.alive : health.ready);
   }
   if (verdict.file != nullptr) return answerFile(request, *verdict.file);
-  if (verdict.route == Route::events) return answerText(request, events_.page(verdict.since));
+  if (verdict.route == Route::events)
+    return answerText(request, textOf(events_.page(verdict.since)));
   if (verdict.route == Route::history) return answerHistory(request, verdict.history);
+  if (verdict.route == Route::changes) return answerChanges(request);
   if (verdict.route == Route::page) return answerPage(request, verdict.since);
   return answerDocument(request, verdict.route);
 }

@@ -9,24 +9,31 @@
 #include "agent/front/serve/journal.h"
 #include "agent/front/serve/keeper.h"
 #include "agent/front/serve/watcher.h"
+#include "agent/front/serve/what_changed.h"
 
 namespace serve {
 
 // Answers requests from what the watcher saw last. For any number of threads.
 class Answers {
  public:
-  // All must live as long.
+  // All must live as long. `changes` is null when there is no history.
   Answers(const Rules& rules, const Watcher& watcher, const EventBook& events, const Keeper& keeper,
-          Journal& journal)
-      : rules_(rules), watcher_(watcher), events_(events), keeper_(keeper), journal_(journal) {}
+          WhatChanged* changes, Journal& journal)
+      : rules_(rules),
+        watcher_(watcher),
+        events_(events),
+        keeper_(keeper),
+        changes_(changes),
+        journal_(journal) {}
 
   // Never throws: what goes wrong is an answer too.
   Reply operator()(const Request& request) noexcept;
 
  private:
   Reply answer(const Request& request, const Verdict& verdict) const;
-  Reply answerText(const Request& request, std::string text) const;
+  Reply answerText(const Request& request, Text text) const;
   Reply answerHistory(const Request& request, const HistoryQuery& query) const;
+  Reply answerChanges(const Request& request) const;
   Health health() const;
   Reply answerDocument(const Request& request, Route route) const;
   Reply answerPage(const Request& request, std::uint64_t since) const;
@@ -36,6 +43,7 @@ class Answers {
   const Watcher& watcher_;
   const EventBook& events_;
   const Keeper& keeper_;
+  WhatChanged* const changes_;
   Journal& journal_;
   const Assets assets_;
 };

@@ -25,6 +25,7 @@ constexpr Place kPlaces[] = {{"/api/v1/page", Route::page, "page"},
                              {"/api/v1/events", Route::events, "events"},
                              {"/api/v1/findings", Route::findings, "findings"},
                              {"/api/v1/history", Route::history, "history"},
+                             {"/api/v1/changes", Route::changes, "changes"},
                              {"/healthz", Route::healthz, "healthz"},
                              {"/readyz", Route::readyz, "readyz"}};
 
@@ -113,6 +114,11 @@ bool showsToken(const Request& request, const Token& token) {
          token.is(trimmed(values[0].substr(kScheme.size())));
 }
 
+Refusal refuseEvents(const Rules& rules) {
+  if (showsEvents(rules)) return {};
+  return refusal(403, "events are off. Start the server with --events or with a token");
+}
+
 Refusal refuseStranger(const Request& request, const Rules& rules, Route route) {
   const bool free = route == Route::healthz || route == Route::file;
   if (rules.token && !free && !showsToken(request, *rules.token)) {
@@ -120,27 +126,24 @@ Refusal refuseStranger(const Request& request, const Rules& rules, Route route) 
     verdict.headers = {{"WWW-Authenticate", "Bearer realm=\"zebmon\""}};
     return verdict;
   }
-  if (route == Route::events && !showsEvents(rules)) {
-    return refusal(403, "events are off. Start the server with --events or with a token");
-  }
-  return {};
+  return route == Route::events ? refuseEvents(rules) : Refusal();
 }
 
-Refusal takeHistory(std::string_view query, Verdict& verdict) {
+Refusal takeHistory(std::string_view query, const Rules& rules, Verdict& verdict) {
   auto parsed = parseHistoryQuery(query);
   if (!parsed) {
     return refusal(400,
                    "the query is not understood. It is like ?broker=B&group=G&flow=F, and has "
-                   "perhaps node, from, until and points",
+                   "perhaps node, from, until, points and events=1",
                    query);
   }
   verdict.history = std::move(*parsed);
-  return {};
+  return verdict.history.events ? refuseEvents(rules) : Refusal();
 }
 
 // The one parameter that there is. Others are refused: a misspelt one would pass unnoticed.
-Refusal takeQuery(std::string_view query, Verdict& verdict) {
-  if (verdict.route == Route::history) return takeHistory(query, verdict);
+Refusal takeQuery(std::string_view query, const Rules& rules, Verdict& verdict) {
+  if (verdict.route == Route::history) return takeHistory(query, rules, verdict);
   if (query.empty()) return {};
   constexpr std::string_view kSince = "since=";
   const bool takesSince = verdict.route == Route::events || verdict.route == Route::page;
@@ -213,7 +216,7 @@ Verdict judge(const Request& request, const Rules& rules) {
                       target.path);
   }
   if (!refused) refused = refuseStranger(request, rules, verdict.route);
-  if (!refused) refused = takeQuery(target.query, verdict);
+  if (!refused) refused = takeQuery(target.query, rules, verdict);
   if (!refused) return verdict;
   refused->route = verdict.route;
   return *refused;

@@ -27,6 +27,7 @@ enum class Route {
   events,
   findings,
   history,
+  changes,
   healthz,
   readyz
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/serve/history_document.h"
 
+#include "agent/front/history/reader.h"
 #include "agent/front/history/reading.h"
 #include "agent/render/json.h"
 #include "agent/render/words.h"
@@ -11,6 +12,7 @@ namespace {
 using render::Json;
 
 constexpr std::int64_t kHour = 3600;
+constexpr std::size_t kMostEvents = 1000;
 constexpr std::int64_t kMicroseconds = 1000;  // in a millisecond
 
 const char* stateOf(const history::Recording* recording) {
@@ -76,6 +78,43 @@ history::Question questionOf(const HistoryQuery& query, std::int64_t now) {
           .points = query.points};
 }
 
+bool isOf(const reader::EventTemplate& origin, const HistoryQuery& query) {
+  return origin.executionGroup == query.group && origin.messageFlow == query.flow &&
+         (!query.node || origin.node == query.node);
+}
+
+// The newest of the flow, the oldest first, and what nobody saw.
+void addEvents(Json& document, const history::Reader& reader, const history::KnownBroker& known,
+               const HistoryQuery& query, const model::Period& period) {
+  bool bounded = false;
+  const auto broker = reader.events(known, period, bounded);
+  std::vector<const reader::Event*> events;
+  for (const reader::Event& event : broker->events->events) {
+    if (event.origin && isOf(*event.origin, query)) events.push_back(&event);
+  }
+  const std::size_t leftOut = events.size() - std::min(events.size(), kMostEvents);
+  bounded = bounded || leftOut > 0;
+  for (const reader::Event* event : std::span(events).subspan(leftOut)) {
+    document["events"].push_back(render::eventDocument(*broker, *event, period.until / 1000));
+  }
+  document["events_left_out"] = bounded;
+  for (const auto& [time, gap] : reader.gaps(known, period)) {
+    document["gaps"].push_back(render::gapDocument(*broker, gap, time / 1000));
+  }
+}
+
+void addEvents(Json& document, const HistoryQuery& query, const history::Recording* recording,
+               const model::Period& period) {
+  document["events"] = document["gaps"] = Json::array();
+  document["events_left_out"] = false;
+  if (recording == nullptr) return;
+  const history::Reader reader(recording->path());
+  for (const history::KnownBroker& known : reader.brokers()) {
+    if (known.uuid != *query.broker && known.label != *query.broker) continue;
+    return addEvents(document, reader, known, query, period);
+  }
+}
+
 Json flowDocument(const HistoryQuery& query, const history::Recording* recording,
                   std::int64_t now) {
   const history::Question question = questionOf(query, now);
@@ -97,6 +136,9 @@ Json flowDocument(const HistoryQuery& query, const history::Recording* recording
   document["nodes_left_out"] = curves.leftOut;
   Json& marks = document["marks"] = Json::array();
   for (const history::MarkedTime& mark : curves.marks) marks.push_back(markOf(mark));
+  if (query.events) {
+    addEvents(document, query, recording, {question.fromS * 1000, question.untilS * 1000});
+  }
   return document;
 }
 

@@ -87,6 +87,7 @@ bool take(HistoryQuery& query, std::string_view name, const std::string& value) 
   if (name == "node") return set(query.node, Text(value));
   if (name == "from") return set(query.from, parseMoment(value));
   if (name == "until") return set(query.until, parseMoment(value));
+  if (name == "events") return query.events = value == "1";
   return name == "points" && setPoints(query, value);
 }
 
@@ -131,7 +132,7 @@ std::optional<HistoryQuery> parseHistoryQuery(std::string_view text) {
     if (!value || !text::wellFormed(*value) || !names.insert(name).second) return {};
     if (!take(query, name, *value)) return {};
   }
-  const bool some = query.group || query.flow || query.node;
+  const bool some = query.group || query.flow || query.node || query.events;
   if (some && !query.isOfFlow()) return {};
   return query;
 }

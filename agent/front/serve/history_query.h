@@ -19,13 +19,15 @@ struct HistoryQuery {
   std::optional<std::int64_t> from = {};
   std::optional<std::int64_t> until = {};
   std::int64_t points = 300;
+  bool events = false;  // recorded events of the flow too
 
   // Curves of a flow, and not what there is.
   bool isOfFlow() const { return broker && group && flow; }
 };
 
 // Nothing when it isn't understood: an unknown name, one that comes twice, no UTF-8, no time
-// between 1970 and 9999, a number of points that isn't 2 to 1,000, or a flow without its group.
+// between 1970 and 9999, a number of points that isn't 2 to 1,000, events that are not "1", or a
+// flow without its group.
 std::optional<HistoryQuery> parseHistoryQuery(std::string_view query);
 
 // "1800000000", "1800000000.5" or "2026-11-22T10:00:00Z", in whole seconds. Nothing for others.

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 #include <gnutls/gnutls.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <csignal>
@@ -148,8 +149,10 @@ void waitFor(const sigset_t& signals, Journal& journal) {
   while (sigtimedwait(&signals, nullptr, &kMinute) < 0) journal.sumUp(Clock::now());
 }
 
-// From here on signals wait.
+// From here on signals wait. A heap for each thread would keep what the largest look took, as often
+// as there are threads.
 sigset_t lockIn(const Voice& voice) {
+  mallopt(M_ARENA_MAX, 2);
   dropCapabilities();
   forbidCalls();
   if (!whyNotLocked().empty()) voice.log(whyNotLocked());
@@ -192,7 +195,11 @@ void serve(const Options& options, const Voice& voice) {
                        },
                    .each = [&keeper](const Seen& seen) { keeper.take(seen); }});
   watcher.waitForFirst();
-  Answers answers(rules, watcher, events, keeper, journal);
+  std::optional<WhatChanged> changes;
+  if (keeper.recording() != nullptr) {
+    changes.emplace(changesOfLastDay(keeper.recording()->path(), options.flows));
+  }
+  Answers answers(rules, watcher, events, keeper, changes ? &*changes : nullptr, journal);
   std::vector<int> listening;
   for (const Listening& socket : sockets) listening.push_back(socket.socket());
   HttpServer http(

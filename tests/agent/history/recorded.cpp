@@ -80,3 +80,19 @@ std::shared_ptr<model::SeenBroker> counting(std::int64_t messages) {
                             .queued = messages,
                             .bytes = messages * 100})});
 }
+
+void addMinutes(const history::Database& database) {
+  database.execute(
+      "INSERT INTO broker (id, uuid, label, last_look, last_ms, present) VALUES (1, '1-2-3', "
+      "'SHOP', 9, 1800000000000 + 172800000, 1);"
+      "INSERT INTO node VALUES (1, 1, 'orders', 'Fulfil', 'Priced', 3);"
+      "INSERT INTO last_count VALUES (1, x'01', 1, x'02', 7, NULL, NULL, 0, 0, 0, 0);"
+      "INSERT INTO span VALUES (1, 1, 9, 1800000000000, 1800000000000 + 172800000);"
+      "INSERT INTO look VALUES (9, 1, 1800000000000 + 172800000, 0);"
+      "INSERT INTO part VALUES (1, 1, 1800000000000, 1800000000000 + 172800000, 0, 2880, 0, 0);"
+      "INSERT INTO minute WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE "
+      "i < 2879) SELECT 1, 1, 30000000 + i, 30, 3000, 30 * iif(i < 2500, 9, 14) + i % 7, 0 FROM n;"
+      "INSERT INTO mark (broker, kind, look_before, look_after, begin_ms, end_ms, unknown_ms, "
+      "execution_group, flow) VALUES (1, 'reset', 5, 6, (30000000 + 2499) * 60000, "
+      "(30000000 + 2499) * 60000 + 2000, 2000, 'warehouse', 'stock')");
+}

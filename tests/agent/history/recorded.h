@@ -47,4 +47,7 @@ std::shared_ptr<model::SeenBroker> present(const std::vector<reader::Node>& node
 // One node "Reserve" that counted so many messages.
 std::shared_ptr<model::SeenBroker> counting(std::int64_t messages);
 
+// Two days of minutes of one node "Priced", whose time goes from 9 to 14 ms in the minute 2,500.
+void addMinutes(const history::Database& database);
+
 #endif  // ZEB_TESTS_AGENT_HISTORY_RECORDED_H

@@ -55,6 +55,7 @@ TEST(Gate, EveryRouteIsFound) {
                                                   {"/api/v1/stats", Route::stats},
                                                   {"/api/v1/flows", Route::flows},
                                                   {"/api/v1/findings", Route::findings},
+                                                  {"/api/v1/changes", Route::changes},
                                                   {"/healthz", Route::healthz},
                                                   {"/readyz", Route::readyz}};
   for (const auto& [path, route] : routes) {
@@ -215,6 +216,9 @@ TEST(Gate, ATokenIsNeededForAllButHealthAndThePagesFiles) {
 
 TEST(Gate, EventsAreShownOnPurposeOnly) {
   EXPECT_EQ(403, statusOf(get("/api/v1/events")));
+  const Request recorded = get("/api/v1/history?broker=b&group=g&flow=f&events=1");
+  EXPECT_EQ(403, statusOf(recorded));
+  EXPECT_EQ(200, statusOf(recorded, {.events = true}));
   Rules rules;
   rules.events = true;
   EXPECT_EQ(200, statusOf(get("/api/v1/events"), rules));

@@ -100,7 +100,7 @@ constexpr char kFlow[] = "?broker=BRK1&group=orders&flow=Fulfil";
 
 TEST_F(ZebmonHistory, IsKeptAndAnswered) {
   const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
-  Serving serving({"--history", file});
+  Serving serving({"--history", file, "--events"});
   EXPECT_THAT(serving.history,
               HasSubstr("History in " + file + ": up to 7.3 MiB for 1 nodes, and never more than"));
   awaitLooks(3);
@@ -112,6 +112,10 @@ TEST_F(ZebmonHistory, IsKeptAndAnswered) {
   const json flow = serving.document(kFlow);
   EXPECT_EQ("", against(flow));
   EXPECT_EQ("zebmon.history", flow["schema"]);
+  EXPECT_EQ("", against(serving.document(kFlow + std::string("&events=1"))));
+  const json changes = json::parse(bodyIn(serving.get("/api/v1/changes")));
+  EXPECT_EQ("", against(changes));
+  EXPECT_NE("off", changes["state"]);
   ASSERT_EQ(1U, flow["nodes"].size()) << flow;
   EXPECT_EQ("input", flow["nodes"][0]["node_type"]);
   EXPECT_THAT(bodyIn(serving.get("/healthz")), ::testing::Not(HasSubstr("history")));
@@ -124,6 +128,9 @@ TEST_F(ZebmonHistory, IsAnsweredAsOffWhenThereIsNone) {
   EXPECT_EQ("", against(flow));
   EXPECT_EQ("off", flow["state"]);
   EXPECT_EQ("off", serving.document("")["state"]);
+  const json changes = json::parse(bodyIn(serving.get("/api/v1/changes")));
+  EXPECT_EQ("", against(changes));
+  EXPECT_EQ("off", changes["state"]);
   EXPECT_EQ(400, statusIn(serving.get("/api/v1/history?flow=Fulfil")));
   EXPECT_THAT(bodyIn(serving.get("/healthz")), ::testing::Not(HasSubstr("history")));
 }

@@ -84,6 +84,27 @@ TEST_F(HistoryDocument, IsOfTheLastHourUnlessATimeIsNamed) {
   EXPECT_GE(kBegin - 3559, all["from"].get<std::int64_t>());
 }
 
+TEST_F(HistoryDocument, HasEventsOfTheFlowWhenTheyAreAskedFor) {
+  history::Database(directory + "/history.db", history::Database::Mode::write)
+      .execute(
+          "INSERT INTO template (id, broker, record, execution_group, flow, node, node_type, text) "
+          "VALUES (1, 1, x'07', 'orders', 'Fulfil', 'Reserve', 3, 'Reserved'),"
+          "(2, 1, x'08', 'orders', 'Stock', 'Reserve', 3, 'Counted');"
+          "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 1101) "
+          "INSERT INTO event SELECT 1, 1800000005, x'0102', 1 + (i = 1101), i, x'0A', x'', 0, '', "
+          "'', "
+          "'', i FROM n");
+  EXPECT_FALSE(document(kFlow).contains("events"));
+  const auto found = document(std::string(kFlow) + "&events=1");
+  EXPECT_EQ(1000, found["events"].size());
+  EXPECT_TRUE(found["events_left_out"]);
+  EXPECT_EQ("Reserved", found["events"][0]["template"]["text"]);
+  EXPECT_EQ(101, found["events"][0]["threadId"]);
+  EXPECT_EQ(1100, found["events"].back()["threadId"]);
+  EXPECT_TRUE(found["gaps"].empty());
+  EXPECT_TRUE(document(std::string(kFlow) + "&events=1&node=Other")["events"].empty());
+}
+
 TEST_F(HistoryDocument, OfAFlowThatIsNotThereHasNoNodes) {
   const auto none = document("broker=NONE&group=orders&flow=Fulfil");
   EXPECT_EQ("NONE", none["broker"]);

@@ -55,6 +55,13 @@ TEST(HistoryQuery, IsRefusedWhenItIsNotUnderstood) {
   }
 }
 
+TEST(HistoryQuery, MayAskForEventsOfAFlow) {
+  EXPECT_FALSE(parseHistoryQuery("broker=b&group=g&flow=f")->events);
+  EXPECT_TRUE(parseHistoryQuery("broker=b&group=g&flow=f&events=1")->events);
+  EXPECT_FALSE(parseHistoryQuery("broker=b&group=g&flow=f&events=yes"));
+  EXPECT_FALSE(parseHistoryQuery("broker=b&events=1"));
+}
+
 TEST(HistoryQuery, TakesTimesAsSecondsOrAsText) {
   EXPECT_EQ(0, parseMoment("0"));
   EXPECT_EQ(1, parseMoment("1.999"));

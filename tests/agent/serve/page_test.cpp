@@ -87,7 +87,7 @@ class Server {
   model::Collector collector_{"/tmp", model::Events::read, model::MachineFacts::read};
   Watcher watcher_;
   const serve::Keeper keeper_{{.file = ""}, [](const std::string&) {}};
-  serve::Answers answers_{rules_, watcher_, book_, keeper_, journal_};
+  serve::Answers answers_{rules_, watcher_, book_, keeper_, nullptr, journal_};
 };
 
 }  // namespace

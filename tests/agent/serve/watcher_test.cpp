@@ -352,7 +352,7 @@ TEST(Answering, ANewServerAsksForPatience) {
                   eyes([&]() -> Look { throw std::bad_alloc(); }), kNobody);
   EXPECT_FALSE(watcher.waitForFirst());
   const serve::Keeper keeper({.file = ""}, [](const std::string&) {});
-  serve::Answers answers(rules, watcher, events, keeper, journal);
+  serve::Answers answers(rules, watcher, events, keeper, nullptr, journal);
   const auto statusOf = [&](const char* target) {
     return answers({.method = "GET", .target = target, .headers = {{"Host", "localhost"}}}).status;
   };

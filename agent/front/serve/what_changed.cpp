@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/serve/what_changed.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <ctime>
+
+#include "agent/front/history/what_changed.h"
+#include "agent/render/past_screens.h"
+
+namespace serve {
+namespace {
+
+constexpr std::chrono::minutes kLeastRest{1};
+constexpr int kRest = 50;  // times as long as the work took
+constexpr std::int64_t kDayMs = 86400000;
+constexpr int kLowestPriority = 19;
+
+std::string textOf(const std::vector<model::PastChange>& changes, std::int64_t end,
+                   const char* state) {
+  render::Json document =
+      render::changesDocument(changes, {std::max<std::int64_t>(end - kDayMs, 0), end});
+  document["state"] = state;
+  return render::written(document, true);
+}
+
+}  // namespace
+
+WhatChanged::WhatChanged(Make make) : make_(std::move(make)), thread_([this] { run(); }) {}
+
+WhatChanged::~WhatChanged() {
+  {
+    const std::lock_guard lock(guard_);
+    stop_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+Text WhatChanged::latest(Clock::time_point now) {
+  const std::lock_guard lock(guard_);
+  if (!wanted_ && now >= due_) {
+    wanted_ = true;
+    changed_.notify_all();
+  }
+  return text_;
+}
+
+void WhatChanged::settle() {
+  std::unique_lock lock(guard_);
+  changed_.wait(lock, [this] { return !wanted_; });
+}
+
+bool WhatChanged::goesOn() {
+  const std::lock_guard lock(guard_);
+  return !stop_;
+}
+
+void WhatChanged::run() {
+  setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kLowestPriority);
+  std::unique_lock lock(guard_);
+  while (true) {
+    changed_.wait(lock, [this] { return wanted_ || stop_; });
+    if (stop_) return;
+    lock.unlock();
+    const auto begin = Clock::now();
+    std::string text;
+    try {
+      text = make_([this] { return goesOn(); });
+    } catch (const std::exception&) {
+      // The next request tries again.
+    }
+    const auto end = Clock::now();
+    lock.lock();
+    if (!text.empty()) text_ = std::make_shared<const std::string>(std::move(text));
+    due_ = end + std::max<Clock::duration>(kLeastRest, kRest * (end - begin));
+    wanted_ = false;
+    changed_.notify_all();
+  }
+}
+
+std::string noChanges(const char* state) {
+  return textOf({}, std::int64_t{std::time(nullptr)} * 1000, state);
+}
+
+WhatChanged::Make changesOfLastDay(std::string path, std::shared_ptr<const flowfile::File> flows) {
+  return [path = std::move(path), flows = std::move(flows)](const std::function<bool()>& goOn) {
+    const history::Reader reader(path);
+    const std::int64_t end = reader.lastLook() + 1;
+    const model::Period period{std::max<std::int64_t>(end - kDayMs, 0), end};
+    model::FlowKnowledge known;
+    known.file = flows.get();
+    const auto changes = history::changesIn(reader, period, {}, known, goOn);
+    return goOn() ? textOf(changes, end, "ok") : std::string();
+  };
+}
+
+}  // namespace serve
