@@ -44,8 +44,10 @@ ExitCode show(const Past& past, const Request& request, Output& output) {
 void declareChanges(Options& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
                                                          {"json", Format::json}};
-  options.add("--from", request.from, "The history that \"serve\" or \"record\" wrote")
-      .required()
+  options
+      .add("--from", request.from,
+           "The history that \"serve\" or \"record\" wrote;\n"
+           "by default the one that was written last")
       .shown("FILE");
   options
       .take(
@@ -60,7 +62,9 @@ void declareChanges(Options& options, Request& request) {
   addStyle(options, request);
 }
 
-ExitCode runChanges(const Request& request, Output& output) {
+ExitCode runChanges(const Request& asked, Output& output) {
+  Request request = asked;
+  useDefaultHistory(request);
   if (!isPast(request)) {
     throw Stop{kUsage, request.from +
                            " is no history. Name a file that \"zebmon serve\" or \"zebmon record\" "

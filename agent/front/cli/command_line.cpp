@@ -7,6 +7,7 @@
 
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/messages.h"
+#include "agent/front/cli/past.h"
 #include "agent/front/cli/stop.h"
 #include "agent/render/values.h"
 #include "format/version.h"
@@ -70,6 +71,7 @@ ExitCode interpret(int argc, const char* const* argv, Output& output) {
   } catch (const CLI::ParseError& error) {
     return answer(app, error, output);
   }
+  if (request.between) useDefaultHistory(request);
   const auto asked = [&app](const Command& command) { return app.got_subcommand(command.name); };
   try {
     return std::ranges::find_if(commands(), asked)->run(request, output);

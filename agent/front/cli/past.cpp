@@ -66,8 +66,11 @@ void addBetween(Options& options, Request& request) {
           "Of a history: from A to before B, each like\n"
           "2026-01-31T23:59:58Z, \"2026-01-31 23:59\", 23:59,\n"
           "-2h or now")
-      .shown("A B")
-      .needs("--from");
+      .shown("A B");
+}
+
+void useDefaultHistory(Request& request) {
+  if (request.from.empty()) request.from = history::fileToRead();
 }
 
 bool isPast(const Request& request) {

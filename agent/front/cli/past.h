@@ -20,6 +20,9 @@ namespace cli {
 // --between, for what --from may name a history for.
 void addBetween(Options& options, Request& request);
 
+// Names the history that is meant by who names none.
+void useDefaultHistory(Request& request);
+
 // Whether --from names a history. Throws Stop when --between was given, and it doesn't.
 bool isPast(const Request& request);
 

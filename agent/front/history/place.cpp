@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -116,6 +117,17 @@ std::uint64_t sizeOf(const std::string& path) {
   return stat(path.c_str(), &facts) == 0 ? static_cast<std::uint64_t>(facts.st_size) : 0;
 }
 
+// The earliest time when it isn't there.
+fs::file_time_type lastWritten(const std::string& path) {
+  auto last = fs::file_time_type::min();
+  for (const char* const end : {"", "-wal"}) {
+    std::error_code failed;
+    const auto time = fs::last_write_time(path + end, failed);
+    if (!failed) last = std::max(last, time);
+  }
+  return last;
+}
+
 std::string timeText(std::int64_t wallS) {
   const std::time_t time = wallS;
   std::tm parts{};
@@ -142,6 +154,12 @@ std::string defaultFile() {
   std::string path = in("STATE_DIRECTORY", "/history.db");
   if (path.empty()) path = in("XDG_STATE_HOME", "/zebmon/history.db");
   return path.empty() ? in("HOME", "/.local/state/zebmon/history.db") : path;
+}
+
+std::string fileToRead() {
+  const std::string service = "/var/lib/zebmon/history.db";
+  const std::string own = defaultFile();
+  return lastWritten(own) > lastWritten(service) ? own : service;
 }
 
 void prepare(const std::string& path) {

@@ -18,6 +18,10 @@ struct Refusal {
 // $XDG_STATE_HOME/zebmon, else in ~/.local/state/zebmon. Empty when the environment has none.
 std::string defaultFile();
 
+// The file for who reads one and names none: the service's or the default one, whichever was written
+// last; the service's when there is neither. Never empty.
+std::string fileToRead();
+
 // Makes the file's directory (0750) and the file (0640) where they are missing. Throws Refusal when
 // the file is a symbolic link, no file, or another user's, or when others may write its directory.
 // Not while SQLite has the file open in this process: its locks would go.

@@ -159,13 +159,28 @@ TEST_F(PastCommand, ChangesSaysWhenThereIsNone) {
   EXPECT_EQ("zebmon.changes", json::parse(ask({"changes", "--format", "json"}).out)["schema"]);
 }
 
+TEST_F(PastCommand, TheHistoryOfWhoNamesNoneIsTheOneThatWasWrittenLast) {
+  const std::string state = testing::TempDir() + "state";
+  std::filesystem::create_directories(state + "/zebmon");
+  const auto asked = [&state](const std::vector<std::string>& words) {
+    return run({.arguments = words, .environment = {"XDG_STATE_HOME=" + state}});
+  };
+  EXPECT_THAT(asked({"changes"}).errors, HasSubstr("/var/lib/zebmon/history.db"));
+  std::filesystem::copy(kFile, state + "/zebmon/history.db");
+  EXPECT_EQ(0, asked({"changes"}).code);
+  EXPECT_THAT(asked({"stats", "--between", "2027-01-15 08:00:00", "2027-01-15 08:00:30"}).out,
+              HasSubstr("Order in"));
+  std::filesystem::remove_all(state);
+}
+
 TEST_F(PastCommand, WhatCannotBeDoneIsSaid) {
   EXPECT_EQ(64, ask({"locks"}).code);
   EXPECT_THAT(ask({"brokers"}).errors, HasSubstr("is a history, and this needs a snapshot file"));
   EXPECT_THAT(askBetween({"stats"}, "now", "-2h").errors, HasSubstr("Give the earlier time first"));
   EXPECT_THAT(askBetween({"stats"}, "yesterday", "now").errors, HasSubstr("is no time like"));
   EXPECT_EQ(69, ask({"stats", "--broker", "BANK"}).code);
-  EXPECT_EQ(64, run({"stats", "--between", "-2h", "now"}).code);
+  EXPECT_THAT(run({"stats", "--between", "-2h", "now"}).errors,
+              HasSubstr("/var/lib/zebmon/history.db is none"));
   std::ofstream("/tmp/other.tar") << "x";
   EXPECT_THAT(run({"stats", "--between", "-2h", "now", "--from", "/tmp/other.tar"}).errors,
               HasSubstr("--between chooses a time of a history"));
