@@ -1,7 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0
 # Writes COMMIT_HEADER with the commit that SOURCE_TREE is at. Runs at every build, and leaves the
-# file alone while the commit is the same, so that nothing is compiled for it.
+# file alone while the commit is the same, so that nothing is compiled for it. A source archive has no
+# repository; `git archive` wrote its commit into a file.
 set(commit unknown)
+file(STRINGS ${SOURCE_TREE}/format/archived archived LIMIT_COUNT 1)
+if(archived MATCHES "^commit ([0-9a-f]+)$")
+  string(SUBSTRING ${CMAKE_MATCH_1} 0 12 commit)
+endif()
 # Only a checkout of our own counts: the sources may lie inside somebody else's.
 if(EXISTS ${SOURCE_TREE}/.git)
   execute_process(

@@ -60,7 +60,8 @@ void declareRun(CLI::App& run, Arguments& arguments) {
   RunOptions& options = arguments.options;
   run.footer(kFooter);
   run.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
-  run.add_option("--library", options.library, "The plug-in (zebpnode64.lil beside this program)");
+  run.add_option("--library", options.library,
+                 "The plug-in (zebpnode64.lil beside this program, or the installed one)");
   run.add_option("--agent", options.agent,
                  "The agent that reads shared memory (zebmon beside this program)");
   addTime(run, "--duration", "Take no more messages after this time",
@@ -96,7 +97,7 @@ void declareCost(CLI::App& cost, Arguments& arguments) {
   cost.footer("Exit codes: as those of run.");
   cost.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
   cost.add_option("--library", arguments.options.library,
-                  "The plug-in (zebpnode64.lil beside this program)");
+                  "The plug-in (zebpnode64.lil beside this program, or the installed one)");
   addTime(cost, "--time", "Measure for about this time (10s)",
           [&arguments](std::chrono::nanoseconds time) { arguments.time = time; });
   cost.add_option_function<std::string>(

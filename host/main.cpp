@@ -88,19 +88,32 @@ int check(const fs::path& path) {
   return kExitOk;
 }
 
-// What was given, or the file of that name beside this program.
-fs::path given(const fs::path& path, const char* name) {
-  if (!path.empty()) return fs::absolute(path);
+// Where this program is.
+fs::path ownFolder() {
   std::error_code error;
   const fs::path program = fs::read_symlink("/proc/self/exe", error);
-  if (!error) return program.parent_path() / name;
+  if (!error) return program.parent_path();
   throw std::system_error(error, "can't read /proc/self/exe, is /proc mounted?");
+}
+
+// What was given, or the agent beside this program.
+fs::path agentOr(const fs::path& path) {
+  return path.empty() ? ownFolder() / "zebmon" : fs::absolute(path);
+}
+
+// What was given, or the plug-in beside this program, or else where both are installed.
+fs::path libraryOr(const fs::path& path) {
+  if (!path.empty()) return fs::absolute(path);
+  const fs::path beside = ownFolder() / "zebpnode64.lil";
+  std::error_code error;
+  if (fs::exists(beside, error)) return beside;
+  return (ownFolder() / ZEB_LIBRARY_FROM_PROGRAM).lexically_normal();
 }
 
 void apply(Arguments& arguments, flowfile::File& file) {
   RunOptions& options = arguments.options;
-  options.library = given(options.library, "zebpnode64.lil");
-  options.agent = given(options.agent, "zebmon");
+  options.library = libraryOr(options.library);
+  options.agent = agentOr(options.agent);
   if (arguments.trace) file.broker.trace = true;
   if (arguments.seed) file.seed = *arguments.seed;
   for (flowfile::ExecutionGroup& group : file.groups) {
@@ -264,7 +277,7 @@ int cost(Arguments& arguments) {
   }
   const OwnFolder keyFiles;
   file.broker.tempDirectory = keyFiles.path();
-  const fs::path library = given(arguments.options.library, "zebpnode64.lil");
+  const fs::path library = libraryOr(arguments.options.library);
   enterPrivateView(file.broker);
   enterPrivateObjects();
   useUpFirstIds();
