@@ -13,6 +13,19 @@ namespace {
 
 constexpr char kBlanks[] = " \t\n";
 
+// An open file, closed also when memory runs out.
+struct OpenFile {
+  explicit OpenFile(const std::string& path)
+      : descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
+  ~OpenFile() {
+    if (descriptor >= 0) close(descriptor);
+  }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  const int descriptor;
+};
+
 // Appends at most `most` bytes; what read() returned last.
 ssize_t append(int file, std::string& text, std::size_t most) {
   char part[4096];
@@ -30,9 +43,9 @@ ssize_t append(int file, std::string& text, std::size_t most) {
 
 FileText readFile(const std::string& path, std::size_t most) {
   FileText file;
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (descriptor < 0 || append(descriptor, file.text, most + 1) < 0) file.error = errno;
-  if (descriptor >= 0) close(descriptor);
+  const OpenFile opened(path);
+  if (opened.descriptor < 0 || append(opened.descriptor, file.text, most + 1) < 0)
+    file.error = errno;
   file.cut = file.text.size() > most;
   if (file.cut) file.text.resize(most);
   return file;

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "agent/reader/bounded_file.h"
+#include "agent/reader/folder.h"
 
 namespace reader {
 namespace {
@@ -73,23 +74,22 @@ bool stoppedIn(char state) {
 
 // Looks until it finds a thread that runs. A thread that ends meanwhile has no file any more.
 void lookAtThreads(Process& process, const std::string& folder) {
-  std::error_code error;
-  std::filesystem::directory_iterator thread(folder + "/task", error), end;
-  std::size_t looked = 0;
+  const Folder threads = readFolder(folder + "/task", kMostThreads);
   bool allRead = true;
   bool oneIsStopped = false;
-  for (; !error && thread != end; thread.increment(error)) {
-    const char state = statOf(thread->path()).state;
+  for (const std::string& name : threads.names) {
+    const std::string thread = folder + "/task/" + name;
+    const char state = statOf(thread).state;
     if (state != 0 && !endedIn(state) && !stoppedIn(state)) {
       process.ended = process.stopped = false;
       return;
     }
     oneIsStopped = oneIsStopped || stoppedIn(state);
-    allRead = allRead && (state != 0 || !std::filesystem::exists(thread->path()));
-    if (++looked == kMostThreads) return;
+    allRead = allRead && (state != 0 || !std::filesystem::exists(thread));
   }
+  if (threads.names.size() == kMostThreads) return;
   if (oneIsStopped) process.ended = false;
-  if (error || looked == 0 || !allRead) return;
+  if (threads.error != 0 || threads.names.empty() || !allRead) return;
   process.ended = !oneIsStopped;
   process.stopped = oneIsStopped;
 }

@@ -15,6 +15,7 @@
 #include <new>
 #include <optional>
 
+#include "agent/reader/folder.h"
 #include "format/names.h"
 
 namespace reader {
@@ -133,14 +134,11 @@ std::string keyFileOf(const std::string& directory, const std::string& uuid) {
 }
 
 KeyFiles findKeyFiles(const std::string& directory) {
-  KeyFiles found;
-  std::error_code error;
-  std::filesystem::directory_iterator entry(directory, error), end;
-  for (; !error && entry != end; entry.increment(error)) {
-    const std::string name = entry->path().filename();
+  const Folder folder = readFolder(directory);
+  KeyFiles found{.error = folder.error, .paths = {}};
+  for (const std::string& name : folder.names) {
     if (name.ends_with(layout::kSegmentSuffix)) found.paths.push_back(directory + name);
   }
-  found.error = error.value();
   std::sort(found.paths.begin(), found.paths.end());
   return found;
 }
