@@ -14,8 +14,9 @@ import signal
 import subprocess
 import sys
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "fleet"))
+sys.path += [str(pathlib.Path(__file__).resolve().parent.parent / folder) for folder in ("fleet", "support")]
 from loopback import raise_loopback
+from private_tmp import replace_tmp
 
 HOST, MONITOR, EXAMPLES, TOOLS, SCREENSHOTS = sys.argv[1:6]
 HERE = pathlib.Path(__file__).resolve().parent
@@ -88,21 +89,6 @@ class Programs:
             program.terminate()
         for program in self.running:
             program.communicate()
-
-
-def replace_tmp():
-    """The project stays visible, also when it lies in there."""
-    def mount(*words):
-        subprocess.run(["mount", *words], check=True)
-
-    project = HERE.parent.parent
-    hidden = project.is_relative_to("/tmp")
-    if hidden:
-        mount("--bind", str(project), "/mnt")
-    mount("-t", "tmpfs", "none", "/tmp")
-    if hidden:
-        project.mkdir(parents=True)
-        mount("--bind", "/mnt", str(project))
 
 
 def main():

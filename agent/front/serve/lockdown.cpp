@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
+#include <span>
 
 #include "agent/front/serve/trouble.h"
 
@@ -124,6 +125,19 @@ std::uint32_t keptCapabilities(int word) {
   return CAP_TO_MASK(CAP_IPC_OWNER) | CAP_TO_MASK(CAP_DAC_READ_SEARCH);
 }
 
+// False when there is nothing to give up: a service of systemd may be refused the call that does
+// it.
+bool keepOnlyNeeded(std::span<__user_cap_data_struct> sets) {
+  bool changed = false;
+  for (std::size_t word = 0; word < sets.size(); ++word) {
+    __user_cap_data_struct& set = sets[word];
+    const std::uint32_t kept = set.permitted & keptCapabilities(static_cast<int>(word));
+    changed = changed || set.permitted != kept || set.effective != kept || set.inheritable != 0;
+    set = {.effective = kept, .permitted = kept, .inheritable = 0};
+  }
+  return changed;
+}
+
 }  // namespace
 
 void dropCapabilities() {
@@ -135,12 +149,7 @@ void dropCapabilities() {
   __user_cap_header_struct header{.version = _LINUX_CAPABILITY_VERSION_3, .pid = 0};
   __user_cap_data_struct sets[_LINUX_CAPABILITY_U32S_3] = {};
   syscall(SYS_capget, &header, sets);
-  for (int word = 0; word < _LINUX_CAPABILITY_U32S_3; ++word) {
-    sets[word].permitted &= keptCapabilities(word);
-    sets[word].effective = sets[word].permitted;
-    sets[word].inheritable = 0;
-  }
-  if (syscall(SYS_capset, &header, sets) == 0) return;
+  if (!keepOnlyNeeded(sets) || syscall(SYS_capset, &header, sets) == 0) return;
   throw failedCall("give up capabilities", errno, "Start zebmon as another user");
 }
 
