@@ -23,8 +23,6 @@ constexpr char kFooter[] =
     "private view, or the library can't be used; 74 standard output can't be written; 128 and the\n"
     "signal's number when a second signal stopped the run at once.";
 
-constexpr char kFlowsHelp[] = "The flow file; - is standard input";
-
 // A whole number; `take` gets it. Done by hand, because the library takes -1 for a large number.
 void addNumber(CLI::App& app, const std::string& name, std::uint64_t low, std::uint64_t high,
                const std::string& help, const std::function<void(std::uint64_t)>& take) {
@@ -56,14 +54,29 @@ void addTime(CLI::App& app, const std::string& name, const std::string& help,
       ->type_name("TIME");
 }
 
+template <typename Target>
+CLI::Option* addFile(CLI::App& app, const char* name, Target& target, const char* help) {
+  return app.add_option(name, target, help)->type_name("FILE");
+}
+
+void addFlows(CLI::App& app, Arguments& arguments) {
+  app.add_option("FLOWS", arguments.flows, "The flow file; - is standard input")
+      ->required()
+      ->type_name("");
+}
+
+void addLibrary(CLI::App& app, RunOptions& options) {
+  addFile(app, "--library", options.library,
+          "The plug-in (zebpnode64.lil beside this program, or the installed one)");
+}
+
 void declareRun(CLI::App& run, Arguments& arguments) {
   RunOptions& options = arguments.options;
   run.footer(kFooter);
-  run.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
-  run.add_option("--library", options.library,
-                 "The plug-in (zebpnode64.lil beside this program, or the installed one)");
-  run.add_option("--agent", options.agent,
-                 "The agent that reads shared memory (zebmon beside this program)");
+  addFlows(run, arguments);
+  addLibrary(run, options);
+  addFile(run, "--agent", options.agent,
+          "The agent that reads shared memory (zebmon beside this program)");
   addTime(run, "--duration", "Take no more messages after this time",
           [&options](std::chrono::nanoseconds time) { options.duration = time; });
   addNumber(run, "--messages", 1, kMost, "Messages that each flow takes, at most",
@@ -73,14 +86,14 @@ void declareRun(CLI::App& run, Arguments& arguments) {
   addNumber(run, "--seed", 0, kMost, "Where chance starts",
             [&arguments](std::uint64_t number) { arguments.seed = number; });
   run.add_flag("--trace", arguments.trace, "Have the nodes trace every operation into the log");
-  run.add_option("--log", options.log, "The log (standard error); - is standard output");
+  addFile(run, "--log", options.log, "The log (standard error); - is standard output");
   run.add_flag("--verify", options.verify, "Compare shared memory with the host's own counts");
   run.add_flag("--quiet", options.quiet, "No progress, no tables");
-  run.add_option("--summary-json", options.summaryJson,
-                 "Write the summary there; - is standard output, and what people read then goes to "
-                 "standard error");
-  run.add_option("--last-snapshot", options.lastSnapshot,
-                 "Have the agent write a snapshot there before shared memory goes away");
+  addFile(run, "--summary-json", options.summaryJson,
+          "Write the summary there; - is standard output, and what people read then goes to "
+          "standard error");
+  addFile(run, "--last-snapshot", options.lastSnapshot,
+          "Have the agent write a snapshot there before shared memory goes away");
   run.add_flag("--as-installed", options.asInstalled,
                "Use the machine's configuration and registry in place of a private view");
 }
@@ -89,22 +102,23 @@ void declareExec(CLI::App& exec, Arguments& arguments) {
   exec.footer(
       "Exit codes: that of the command; 126 it can't be run, 127 there is none of that name; "
       "otherwise\nas those of run.");
-  exec.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
-  exec.add_option("COMMAND", arguments.command, "What to run, and its arguments")->required();
+  addFlows(exec, arguments);
+  exec.add_option("COMMAND", arguments.command, "What to run, and its arguments")
+      ->required()
+      ->type_name("");
 }
 
 void declareCost(CLI::App& cost, Arguments& arguments) {
   cost.footer("Exit codes: as those of run.");
-  cost.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
-  cost.add_option("--library", arguments.options.library,
-                  "The plug-in (zebpnode64.lil beside this program, or the installed one)");
+  addFlows(cost, arguments);
+  addLibrary(cost, arguments.options);
   addTime(cost, "--time", "Measure for about this time (10s)",
           [&arguments](std::chrono::nanoseconds time) { arguments.time = time; });
   cost.add_option_function<std::string>(
           "--format",
           [&arguments](const std::string& format) { arguments.json = format == "json"; },
           "For people, or for programs")
-      ->check(CLI::IsMember({"text", "json"}), "")
+      ->check(CLI::IsMember({"text", "json"}).description(""))
       ->type_name("text|json");
 }
 
@@ -116,7 +130,7 @@ void declare(CLI::App& app, Arguments& arguments) {
   app.set_version_flag("--version", std::string("zebhost ") + layout::kVersion,
                        "Print version, commit and format of the stored bytes");
   CLI::App& check = *app.add_subcommand("check", "Say what is wrong with a flow file");
-  check.add_option("FLOWS", arguments.flows, kFlowsHelp)->required();
+  addFlows(check, arguments);
   declareRun(*app.add_subcommand("run", "Run the flows of a flow file"), arguments);
   declareExec(*app.add_subcommand("exec", "Run a command in the view that a flow file makes"),
               arguments);

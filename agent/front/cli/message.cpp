@@ -40,7 +40,8 @@ void declareMessage(Options& options, Request& request) {
       .take(
           "ID", [&id](const std::string& text) { takeId("ID", id, text); },
           "A message or correlation ID in hexadecimal,\nor its first digits")
-      .required();
+      .required()
+      .shown("");
   addBroker(options, request);
   addBetween(options, request);
   addSheet(options, request, render::messageColumns());
