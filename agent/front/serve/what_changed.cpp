@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/serve/what_changed.h"
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <ctime>
 
@@ -16,7 +13,6 @@ namespace {
 constexpr std::chrono::minutes kLeastRest{1};
 constexpr int kRest = 50;  // times as long as the work took
 constexpr std::int64_t kDayMs = 86400000;
-constexpr int kLowestPriority = 19;
 
 std::string textOf(const std::vector<model::PastChange>& changes, std::int64_t end,
                    const char* state) {
@@ -59,7 +55,6 @@ bool WhatChanged::goesOn() {
 }
 
 void WhatChanged::run() {
-  setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kLowestPriority);
   std::unique_lock lock(guard_);
   while (true) {
     changed_.wait(lock, [this] { return wanted_ || stop_; });
