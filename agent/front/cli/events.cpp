@@ -6,6 +6,7 @@
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/event_stream.h"
 #include "agent/front/cli/look.h"
+#include "agent/front/cli/look_queue.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
 #include "agent/front/cli/past.h"
@@ -117,8 +118,13 @@ ExitCode follow(const Request& request, Output& output) {
       request.directory, std::chrono::milliseconds(request.events.interval),
       {.scope = {.mostBytes = request.mostBytes}, .known = knowledgeOf(request, flows)});
   Watch watch(request, output, model::secondsOf(std::chrono::system_clock::now()));
-  do watch.show(follower.look());
-  while (output.wait(static_cast<int>(follower.pause().count())));
+  LookQueue queue([&watch](const model::FollowLook& look) { watch.show(look); });
+  constexpr int kFullMs = 10;
+  do {
+    while (queue.isFull() && output.wait(kFullMs)) {
+    }
+    queue.push(follower.look());
+  } while (output.wait(static_cast<int>(follower.pause().count())));
   return kDone;
 }
 

@@ -5,6 +5,7 @@
 
 #include <limits.h>
 
+#include <atomic>
 #include <cstddef>
 #include <string_view>
 
@@ -12,7 +13,7 @@ namespace cli {
 
 // Writes to a descriptor until its reader goes away, a write fails, or, once stopOnSignals() was
 // called, SIGINT or SIGTERM arrives. One per process, since it changes how signals are taken. The
-// descriptor stays its owner's.
+// descriptor stays its owner's. One thread may write while another one waits.
 class Output {
  public:
   // To be made before anything is opened: a descriptor that is closed counts as a failed write,
@@ -31,7 +32,8 @@ class Output {
   // Waits; false when the output has ended meanwhile.
   bool wait(int milliseconds);
 
-  // errno of a failed write, 0 when the output is usable or came to a regular end.
+  // errno of a failed write, 0 when the output is usable or came to a regular end. For the thread
+  // that writes, or when it is over.
   int error() const { return error_; }
 
  private:
@@ -39,8 +41,8 @@ class Output {
 
   int descriptor_;
   int signals_ = -1;
-  bool ended_ = false;
-  int error_ = 0;
+  std::atomic<bool> ended_ = false;
+  int error_ = 0;  // of the thread that writes
   std::size_t piece_ = PIPE_BUF;  // bytes that are written at once
 };
 
