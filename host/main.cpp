@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "completion/answer.h"
 #include "flowfile/load.h"
 #include "flowfile/quantity.h"
 #include "flowfile/reader.h"
@@ -332,6 +333,15 @@ void keepStandardStreams() {
   }
 }
 
+int complete(const CLI::App& app, std::vector<std::string> words) {
+  const auto values = [](const completion::Place& place) {
+    return place.name == "FLOWS" ? std::vector{completion::files()}
+                                 : std::vector<completion::Candidate>();
+  };
+  std::fputs(completion::answer(app, std::move(words), values).c_str(), stdout);
+  return kExitOk;
+}
+
 }  // namespace
 
 // NOLINTNEXTLINE(bugprone-exception-escape): only a wrong declaration of an option throws outside.
@@ -343,6 +353,9 @@ int main(int argc, char** argv) {
   declare(app, arguments);
   int code = kExitOk;
   try {
+    if (argc > 1 && std::string_view(argv[1]) == completion::kCommand) {
+      return complete(app, {argv + 2, argv + argc});
+    }
     app.parse(argc, argv);
     code = obey(app, arguments);
   } catch (const CLI::ParseError& error) {

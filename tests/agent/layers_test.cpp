@@ -22,8 +22,8 @@ const std::map<std::string, std::vector<std::string>> kBelow = {
     {"render", {"agent/archive/", "agent/model/", "agent/reader/", "text/"}},
     {"act", {"agent/model/", "agent/reader/", "format/"}},
     {"front",
-     {"agent/act/", "agent/archive/", "agent/render/", "agent/model/", "agent/reader/", "flowfile/",
-      "format/", "text/"}},
+     {"agent/act/", "agent/archive/", "agent/render/", "agent/model/", "agent/reader/",
+      "completion/", "flowfile/", "format/", "text/"}},
     {"read", {"agent/model/", "agent/reader/", "agent/render/", "format/", "text/"}},
 };
 

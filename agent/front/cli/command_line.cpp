@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "agent/front/cli/commands.h"
+#include "agent/front/cli/completion.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/past.h"
 #include "agent/front/cli/stop.h"
@@ -66,6 +67,10 @@ ExitCode interpret(int argc, const char* const* argv, Output& output) {
   app.failure_message(inPrintableLines);
   Request request;
   declare(app, request);
+  if (argc > 1 && std::string_view(argv[1]) == completion::kCommand) {
+    output.write(completion::answer(app, {argv + 2, argv + argc}, valuesAt));
+    return kDone;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

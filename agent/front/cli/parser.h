@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a command takes from its command line. This room and command_line.cpp alone know CLI11,
-// whose header takes longer to compile than most files.
+// What a command takes from its command line. This room, command_line.cpp and completion/ alone know
+// CLI11, whose header takes longer to compile than most files.
 #ifndef ZEB_AGENT_FRONT_CLI_PARSER_H
 #define ZEB_AGENT_FRONT_CLI_PARSER_H
 

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/front/cli/completion.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <array>
+#include <utility>
+
+#include "agent/archive/snapshot_file.h"
+#include "agent/model/collector.h"
+#include "agent/model/findings.h"
+#include "agent/model/selection.h"
+
+namespace cli {
+namespace {
+
+using completion::Candidate;
+using completion::Place;
+using Candidates = std::vector<Candidate>;
+using Kind = model::Unknown::Kind;
+
+constexpr unsigned kPatienceS = 1;
+
+void endInTime() {
+  signal(SIGALRM, [](int) { _exit(0); });
+  alarm(kPatienceS);
+}
+
+// Null: there is nothing to look at.
+std::shared_ptr<const model::Snapshot> look(const Place& place) {
+  endInTime();
+  const std::string file = place.valueOf("--from");
+  if (file == "-") return nullptr;  // what comes there is somebody's typing
+  if (!file.empty()) {
+    return archived::load(file, model::Events::skip, reader::CopyBounds::kMostBytes).snapshot;
+  }
+  return model::Collector(place.valueOf("--temp-directory"), model::Events::skip).take();
+}
+
+// No label is such a one, so the answer has all that there are.
+constexpr char kNobody[] = "\n";
+
+Candidates namesOf(Kind kind, const Place& place) {
+  struct Level {
+    Kind kind;
+    const char* option;
+    std::string model::Selection::*pattern;
+    const char* description;
+  };
+  static constexpr std::array<Level, 4> kLevels = {
+      {{Kind::broker, "--broker", &model::Selection::broker, "broker"},
+       {Kind::group, "--group", &model::Selection::group, "execution group"},
+       {Kind::flow, "--flow", &model::Selection::flow, "message flow"},
+       {Kind::node, "--node", &model::Selection::node, "node"}}};
+  const auto snapshot = look(place);
+  if (!snapshot) return {};
+  model::Selection selection;
+  for (const Level& level : kLevels) {
+    if (level.kind != kind) {
+      selection.*level.pattern = place.valueOf(level.option);
+      continue;
+    }
+    selection.*level.pattern = kNobody;
+    const auto unknown = model::findUnknown(*snapshot, selection);
+    if (!unknown || unknown->kind != kind) return {};
+    Candidates found;
+    for (const std::string& name : unknown->names) found.push_back({name, level.description});
+    return found;
+  }
+  return {};
+}
+
+// The list so far stays in front of each word.
+Candidates listOf(const std::vector<std::string>& words, const std::string& current) {
+  const std::string before = current.substr(0, current.rfind(',') + 1);
+  Candidates found;
+  for (const std::string& word : words) found.push_back({before + word});
+  return found;
+}
+
+Candidates limits() {
+  return {{"groups-up", "every execution group has its process"},
+          {"locks", "no lock is stuck or held for long"},
+          {"area=", "how full an area is: 80%,90%"},
+          {"silent=", "a node has had no message for so long: NODE:60s"},
+          {"queued=", "messages wait longer: 2s"},
+          {"failed=", "more messages fail: 5%"},
+          {"exceptions=", "more failures: 1/min"}};
+}
+
+}  // namespace
+
+Candidates valuesAt(const Place& place) {
+  const std::string& name = place.name;
+  if (name == "--broker") return namesOf(Kind::broker, place);
+  if (name == "--group") return namesOf(Kind::group, place);
+  if (name == "--flow" || name == "FLOW") return namesOf(Kind::flow, place);
+  if (name == "--node") return namesOf(Kind::node, place);
+  if (name == "--only") return listOf(model::findingKinds(), place.current);
+  if (name == "--repair") return {{"lock.stuck"}, {"leftover.lock"}};
+  if (name == "NAME=LIMIT") return limits();
+  if (name == "A" || name == "B") return {completion::files()};
+  return {};
+}
+
+}  // namespace cli
