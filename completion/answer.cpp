@@ -120,7 +120,7 @@ Candidates valuesAt(const CLI::Option& option, Place place, const Values& values
   if (type == "FILE") return {files()};
   if (type == "DIR") return {directories()};
   if (type.find('|') != type.npos) return dividedBy('|', type);
-  return values(place);
+  return values ? values(place) : Candidates();
 }
 
 // Of "--option=VALUE", which is one word.

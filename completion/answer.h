@@ -37,7 +37,7 @@ struct Place {
   std::string valueOf(const std::string& option) const;
 };
 
-// The values of a place that the parser doesn't know.
+// The values of a place that the parser doesn't know. May be empty: there are none.
 using Values = std::function<std::vector<Candidate>(const Place&)>;
 
 // `words` are those behind the program's name; the last one is being typed and may be empty. A

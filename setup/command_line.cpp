@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "completion/answer.h"
 #include "format/installed.h"
 #include "format/version.h"
 #include "setup/commands.h"
@@ -57,7 +58,7 @@ void declare(CLI::App& app, Request& request) {
       .add_option_function<std::string>(
           "--format", [&request](const std::string& format) { request.json = format == "json"; },
           "For people, or for programs")
-      ->check(CLI::IsMember({"table", "json"}), "")
+      ->check(CLI::IsMember({"table", "json"}).description(""))
       ->type_name("table|json");
 }
 
@@ -110,6 +111,9 @@ ExitCode interpret(int argc, const char* const* argv) {
   Request request;
   request.library = layout::kInstalledLibrary;
   declare(app, request);
+  if (argc > 1 && std::string_view(argv[1]) == completion::kCommand) {
+    return write(completion::answer(app, {argv + 2, argv + argc}, {}), kDone);
+  }
   try {
     app.parse(argc, argv);
     request.library = std::filesystem::absolute(request.library).lexically_normal();

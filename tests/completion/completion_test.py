@@ -24,10 +24,10 @@ FLOWS = ["Payment", EVIL, "name:space", "hidden\x1b[2J", "-dash"]
 PROMPT = "READY-"
 ENVIRONMENT = {"PATH": f"{PROGRAMS}:/usr/bin:/bin", "HOME": str(HOME), "LC_ALL": "C.UTF-8", "TERM": "xterm"}
 
-POSIX = """
-zebmon() { if [[ $1 == __complete ]]; then command zebmon "$@"; else printf '<%s>\\n' "$@"; echo DONE; fi; }
-zebhost() { if [[ $1 == __complete ]]; then command zebhost "$@"; else printf '<%s>\\n' "$@"; echo DONE; fi; }
-"""
+NAMES = ("zebmon", "zebhost", "zebpnode")
+POSIX = "".join(
+    f"""{name}() {{ if [[ $1 == __complete ]]; then command {name} "$@"; else printf '<%s>\\n' "$@"; echo DONE; fi; }}
+""" for name in NAMES)
 BASH = f"""{POSIX}
 bind 'set enable-bracketed-paste off'
 for file in {COMPLETIONS}/bash/*; do source $file; done
@@ -36,14 +36,16 @@ PS1=READY'-'
 ZSH = f"""{POSIX}
 fpath=({COMPLETIONS}/zsh $fpath)
 autoload -Uz compinit && compinit -u -d ~/dump
-unsetopt beep prompt_sp
+unsetopt beep prompt_sp auto_remove_slash
 zle_bracketed_paste=()
 PS1=READY'-'
 """
+TELLING = "".join(
+    f"""function {name}; if test "$argv[1]" = __complete; command {name} $argv; else; told $argv; end; end
+""" for name in NAMES)
 FISH = f"""
 function told; for word in $argv; echo "<$word>"; end; echo DONE; end
-function zebmon; if test "$argv[1]" = __complete; command zebmon $argv; else; told $argv; end; end
-function zebhost; if test "$argv[1]" = __complete; command zebhost $argv; else; told $argv; end; end
+{TELLING}
 for file in {COMPLETIONS}/fish/*; source $file; end
 function fish_prompt; echo -n READY'-'; end
 """
@@ -159,6 +161,9 @@ class Completion:
         self.require("zebmon stats --from sn\t", "stats", "--from", "snapshot of it.tar")
         self.require("zebhost run fl\t", "run", "flows.toml")
 
+    def test_directories(self):
+        self.require("zebpnode en\t--dir e\t", "enable", "--dir", "empty/")
+
     def test_nothing_where_there_is_nothing(self):
         self.require("zebmon stats --temp-directory empty --flow \tX", "stats", "--temp-directory", "empty", "--flow", "X")
         self.require("zebmon nonsense --\tx", "nonsense", "--x")
@@ -180,7 +185,7 @@ class Answers(unittest.TestCase):
         return subprocess.run([*words, "--help"], text=True, capture_output=True, env=ENVIRONMENT).stdout
 
     def test_each_command_and_option_of_the_help_is_offered_and_no_other(self):
-        for program in ("zebmon", "zebhost"):
+        for program in NAMES:
             listing = self.help_of(program).split("Subcommands:\n")[1].split("\n\n")[0]
             commands = re.findall(r"(?m)^  (\w+) ", listing)
             self.assertEqual(self.words("", program=program), commands)
@@ -212,7 +217,7 @@ class Answers(unittest.TestCase):
         self.assertEqual(self.words("flow", "--", "-")[-1], "name:space")
 
     def test_the_hidden_command_stays_hidden(self):
-        self.assertNotIn("__complete", self.help_of("zebmon") + self.help_of("zebhost"))
+        self.assertNotIn("__complete", "".join(map(self.help_of, NAMES)))
 
 
 class InBash(Completion, unittest.TestCase):

@@ -134,18 +134,21 @@ class Help(unittest.TestCase):
             with self.subTest(command):
                 self.require_same(section(f"zebmon-{command}.1", "OPTIONS"), "zebmon", command)
 
-    def test_the_page_of_zebhost_has_those_of_its_commands(self):
-        for command in commands("zebhost"):
-            with self.subTest(command):
-                self.require_same(section("zebhost.1", f"zebhost {command}", level=1), "zebhost", command)
+    def test_the_other_programs_pages_have_those_of_their_commands(self):
+        for program in ("zebhost", "zebpnode"):
+            for command in commands(program):
+                with self.subTest(f"{program} {command}"):
+                    lines = section(f"{program}.1", f"{program} {command}", level=1)
+                    self.require_same(lines, program, command)
 
     def test_pages_have_the_exit_codes_of_the_help(self):
         for command in commands("zebmon"):
             codes = words([help_of("zebmon", command).split("Exit codes:")[1]])
             with self.subTest(command):
                 self.assertEqual(words(section(f"zebmon-{command}.1", "EXIT STATUS")), codes)
-        codes = words([help_of("zebhost", "run").split("Exit codes:")[1]])
-        self.assertIn(codes, words(section("zebhost.1", "EXIT STATUS")))
+        for program, command in (("zebhost", "run"), ("zebpnode", "enable")):
+            codes = words([help_of(program, command).split("Exit codes:")[1]])
+            self.assertIn(codes, words(section(f"{program}.1", "EXIT STATUS")))
 
     def test_pages_name_no_option_that_there_is_not(self):
         known = {"--help", "--version"}
