@@ -15,7 +15,7 @@ std::span<const Command> commands() {
       {"doctor", "What is wrong, what comes of it, and what to do", declareDoctor, runDoctor},
       {"check", "One line and an exit code for alerting systems", declareCheck, runCheck},
       {"metrics", "All figures for Prometheus", declareMetrics, runMetrics},
-      {"serve", "The same over HTTP, for browsers and Prometheus", declareServe, runServe},
+      {"serve", "All of it over HTTP, for browsers and Prometheus", declareServe, runServe},
       {"record", "Keep what is seen in a file, for later", declareRecord, runRecord},
       {"size", "How full shared memory is, or how large it must be", declareSize, runSize},
       {"changes", "What became slower, faster, more or less, and when", declareChanges, runChanges},
