@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fmt/format.h>
-#include <grp.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -8,6 +7,7 @@
 
 #include "agent/reader/configuration.h"
 #include "agent/reader/directory.h"
+#include "agent/reader/groups.h"
 #include "agent/reader/library_file.h"
 #include "agent/reader/probe.h"
 #include "agent/reader/temporary_directory.h"
@@ -83,18 +83,12 @@ std::string loadingOf(const reader::Probe& probe) {
   return fmt::format("is {}, node class {}", probe.value("version"), probe.value("nodeClass"));
 }
 
-std::string groupName(std::uint32_t id) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): the program has one thread.
-  const struct group* const found = getgrgid(id);
-  return found == nullptr ? std::to_string(id) : found->gr_name;
-}
-
 std::string keyFilesText(const reader::Directory& directory) {
   if (directory.error != 0) {
     return directory.path + " " + failure(directory.error, "can't be looked at").sentence;
   }
   return fmt::format("{}, mode {:04o}, group {}", directory.path, directory.mode,
-                     groupName(directory.group));
+                     reader::groupName(directory.group));
 }
 
 std::string settingsText(const reader::Configuration& settings) {
@@ -142,7 +136,7 @@ std::string jsonOf(const Seen& seen) {
   document["settings"] = orNull(seen.settings.exists ? seen.settings.path : "");
   document["keyFiles"] = {{"directory", text::printable(seen.keyFiles.path)},
                           {"mode", fmt::format("{:04o}", seen.keyFiles.mode)},
-                          {"group", text::printable(groupName(seen.keyFiles.group))}};
+                          {"group", text::printable(reader::groupName(seen.keyFiles.group))}};
   return document.dump(2, ' ', true) + "\n";
 }
 

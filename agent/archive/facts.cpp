@@ -263,6 +263,57 @@ static void fields(Io& io, Of<Io, reader::KeylessList>& list) {
 }
 
 template <class Io>
+static void fields(Io& io, Of<Io, reader::PlugInEntry>& entry) {
+  io("directory", entry.directory);
+  io("error", entry.error);
+  io.choice("kind", entry.kind, reader::kPlugInEntryNames);
+  io("target", entry.target);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::LibraryFile>& library) {
+  io("path", library.path);
+  io("error", library.error);
+  io("bits", library.bits);
+  io("machine", library.machine);
+  io("device", library.device);
+  io("inode", library.inode);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Probe>& probe) {
+  io.choice("outcome", probe.outcome, reader::kProbeNames);
+  io("error", probe.error);
+  io("code", probe.code);
+  io("line", probe.line);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::OlderHost>& host) {
+  io("process", host.process);
+  io("command", host.command);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Membership>& membership) {
+  io("group", membership.group);
+  io("user", membership.user);
+  io("member", membership.member);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Installation>& installation) {
+  io("error", installation.error);
+  io("entries", installation.entries);
+  io("unreadSettings", installation.unreadSettings);
+  io("library", installation.library);
+  io("probe", installation.probe);
+  io("olderHosts", installation.olderHosts);
+  io("hidden", installation.hidden);
+  io("memberships", installation.memberships);
+}
+
+template <class Io>
 static void fields(Io& io, Of<Io, model::Machine>& machine) {
   io("clocks", machine.clocks);
   io("configuration", machine.configuration);
@@ -275,6 +326,7 @@ static void fields(Io& io, Of<Io, model::Machine>& machine) {
   io.later("views", machine.views);
   io.later("logins", machine.logins);
   io.later("keyless", machine.keyless);
+  io.later("installation", machine.installation);
 }
 
 Json jsonOfSegment(const reader::Segment& segment) {

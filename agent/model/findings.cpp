@@ -38,7 +38,8 @@ const std::vector<std::string>& findingKinds() {
       "keyfile.duplicate", "keyfile.owner",     "keyfile.link",        "broker.same-label",
       "directory.wrong",   "directory.full",    "directory.cleaned",   "view.private-directory",
       "view.private-ipc",  "login.removes-ipc", "settings.trap",       "settings.restart",
-      "limits.near"};
+      "limits.near",       "install.library",   "install.load",        "install.link",
+      "install.directory", "install.settings",  "install.group",       "install.restart"};
   return kinds;
 }
 
@@ -48,7 +49,7 @@ Findings findingsOf(const Snapshot* before, const Snapshot& now) {
     findings.leaveUnchecked("lock",
                             "locks, processes and limits: the look has none of their facts");
     for (const char* const kind : {"process", "segment", "leftover", "keyfile", "directory", "view",
-                                   "login", "settings", "limits"}) {
+                                   "login", "settings", "limits", "install"}) {
       ++findings.unchecked[kind];
     }
   } else {
@@ -63,6 +64,7 @@ Findings findingsOf(const Snapshot* before, const Snapshot& now) {
     findings::addSurroundings(looks, findings);
     findings::addRecords(looks, findings);
     findings::addAreas(looks, findings);
+    findings::addInstallation(looks, findings);
   }
   std::ranges::stable_sort(findings.found, [](const Finding& one, const Finding& other) {
     return place(one) < place(other);

@@ -10,6 +10,7 @@
 
 #include "agent/reader/configuration.h"
 #include "agent/reader/directory.h"
+#include "agent/reader/installation.h"
 #include "agent/reader/keyless.h"
 #include "agent/reader/limits.h"
 #include "agent/reader/locks.h"
@@ -41,6 +42,7 @@ struct Machine {
   std::optional<reader::Views> views;
   std::optional<reader::Logins> logins;
   std::optional<reader::KeylessList> keyless;
+  std::optional<reader::Installation> installation;
 
   // Null for one that wasn't looked at.
   const reader::Process* find(std::int32_t id) const {

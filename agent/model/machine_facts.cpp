@@ -39,6 +39,28 @@ void lookAround(Machine& machine, const Snapshot& snapshot) {
   }
 }
 
+// The groups whose members alone may look.
+std::set<std::string> closedGroups(const Machine& machine, const Snapshot& snapshot) {
+  constexpr std::uint32_t kLook = 05;  // read and search, of others
+  std::set<std::string> groups;
+  const auto& directory = machine.directory;
+  if (directory && directory->error == 0 && (directory->mode & kLook) != kLook) {
+    groups.insert(reader::groupName(directory->group));
+  }
+  for (const auto& broker : snapshot.brokers) {
+    if (broker->state() == reader::State::noPermission) groups.insert(broker->segment.group);
+  }
+  return groups;
+}
+
+void lookAtInstallation(Machine& machine, const Snapshot& snapshot) {
+  machine.installation = reader::readInstallation(machine.configuration);
+  for (const std::string& group : closedGroups(machine, snapshot)) {
+    const auto membership = reader::readMembership(group);
+    if (membership) machine.installation->memberships.push_back(*membership);
+  }
+}
+
 }  // namespace
 
 // Processes that may hold a lock come first, in case not all can be looked at.
@@ -58,7 +80,8 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts 
     machine->keyFiles.push_back(reader::readKeyFile(broker->segment.keyFile));
   }
   lookAtGroups(*machine, snapshot);
-  if (facts == MachineFacts::all) lookAround(*machine, snapshot);
+  if (facts >= MachineFacts::all) lookAround(*machine, snapshot);
+  if (facts == MachineFacts::installed) lookAtInstallation(*machine, snapshot);
   const Guards guards(snapshot);
   for (const reader::Lock& lock : machine->locks.locks) {
     look(*machine, guards.of(lock.name).process);

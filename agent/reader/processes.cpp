@@ -150,6 +150,26 @@ Process readProcess(std::int32_t id, const std::string& proc) {
   return process;
 }
 
+std::vector<std::int32_t> listProcesses(std::size_t most, int& error, const std::string& proc) {
+  std::vector<std::int32_t> processes;
+  std::error_code failed;
+  std::filesystem::directory_iterator entry(proc, failed), end;
+  for (; !failed && entry != end && processes.size() < most; entry.increment(failed)) {
+    const auto id = unsignedOf(entry->path().filename().native());
+    if (id && *id <= INT32_MAX) processes.push_back(static_cast<std::int32_t>(*id));
+  }
+  error = failed.value();
+  return processes;
+}
+
+bool isUsers(const std::string& folder) {
+  return !readFile(folder + "/cmdline", 1).text.empty();
+}
+
+std::string mapsOf(const std::string& folder) {
+  return readFile(folder + "/maps", kMostOfMaps).text;
+}
+
 Clocks readClocks(const std::string& proc) {
   Clocks clocks;
   clocks.wall = now(CLOCK_REALTIME);

@@ -59,6 +59,18 @@ struct Clocks {
 // nothing of the process. Of a process that doesn't exist only that is known.
 Process readProcess(std::int32_t id, const std::string& proc = "/proc");
 
+// The numbers of all processes, in the order of the list, at most so many. `error` gets the errno
+// when it can't be read.
+std::vector<std::int32_t> listProcesses(std::size_t most, int& error,
+                                        const std::string& proc = "/proc");
+
+// Whether it runs a program: those of the kernel have no command line. `folder` is its own in the
+// list.
+bool isUsers(const std::string& folder);
+
+// What it has mapped, as the kernel tells it; empty when that is hidden from this user.
+std::string mapsOf(const std::string& folder);
+
 Clocks readClocks(const std::string& proc = "/proc");
 
 }  // namespace reader

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/reader/segment.h"
 
-#include <grp.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
@@ -16,6 +15,7 @@
 #include <optional>
 
 #include "agent/reader/folder.h"
+#include "agent/reader/groups.h"
 #include "format/names.h"
 
 namespace reader {
@@ -37,14 +37,6 @@ class Attachment {
  private:
   void* address_;
 };
-
-std::string groupName(gid_t gid) {
-  std::vector<char> buffer(16384);
-  group entry;
-  group* found = nullptr;
-  getgrgid_r(gid, &entry, buffer.data(), buffer.size(), &found);
-  return found ? found->gr_name : std::to_string(gid);
-}
 
 // The group of the segment with this id, from the kernel's list, which everybody may read.
 std::optional<gid_t> listedGroup(int id) {

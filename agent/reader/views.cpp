@@ -7,16 +7,15 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <filesystem>
 #include <string_view>
 
 #include "agent/reader/bounded_file.h"
+#include "agent/reader/processes.h"
+#include "format/installed.h"
 
 namespace reader {
 namespace {
 
-constexpr char kLibrary[] = "zebpnode64.lil";
-constexpr std::size_t kMostOfMaps = 1 << 24;
 constexpr std::size_t kMostOfLine = 4096;
 
 struct Namespaces {
@@ -40,13 +39,8 @@ std::optional<bool> differ(const std::optional<std::string>& one,
   return one && other ? std::optional(*one != *other) : std::nullopt;
 }
 
-// Processes of the kernel have no command line, and no other view.
-bool isUsers(const std::string& folder) {
-  return !readFile(folder + "/cmdline", 1).text.empty();
-}
-
 bool hasLibrary(const std::string& folder) {
-  return readFile(folder + "/maps", kMostOfMaps).text.find(kLibrary) != std::string::npos;
+  return mapsOf(folder).find(layout::kPlugInName) != std::string::npos;
 }
 
 std::string firstLineOf(const std::string& path) {
@@ -112,16 +106,9 @@ class Look {
 
 Views readViews(const std::string& directory, const std::string& proc) {
   Look look(directory, proc);
-  std::error_code error;
-  std::filesystem::directory_iterator entry(proc, error), end;
-  std::size_t looked = 0;
-  for (; !error && entry != end && looked < Views::kMostProcesses; entry.increment(error)) {
-    const auto id = unsignedOf(entry->path().filename().native());
-    if (!id || *id > INT32_MAX) continue;
-    look.at(entry->path(), static_cast<std::int32_t>(*id));
-    ++looked;
+  for (const std::int32_t process : listProcesses(Views::kMostProcesses, look.views.error, proc)) {
+    look.at(proc + "/" + std::to_string(process), process);
   }
-  look.views.error = error.value();
   std::ranges::sort(look.views.others, {}, &OtherView::process);
   return std::move(look.views);
 }

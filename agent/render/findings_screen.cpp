@@ -7,6 +7,7 @@
 #include <ranges>
 
 #include "agent/model/findings/kinds.h"
+#include "agent/model/plug_in.h"
 #include "agent/render/line.h"
 #include "agent/render/words.h"
 #include "text/printable.h"
@@ -92,6 +93,38 @@ std::string summary(const Findings& findings, const model::Snapshot& selected) {
   return fmt::format("Nothing is wrong in {}, processes, settings and limits.\n", looked);
 }
 
+std::string settingsOf(const model::Machine& machine) {
+  const reader::Configuration& file = machine.configuration;
+  return file.exists ? file.path : "none, all defaults";
+}
+
+// Of each directory from which a host would load it.
+std::string plugInLines(const model::Snapshot& selected, std::size_t width) {
+  std::string text;
+  if (!selected.machine) return text;
+  const model::Machine& machine = *selected.machine;
+  for (const model::PlugIn& one : model::plugInsOf(machine)) {
+    if (!one.wouldLoad) continue;
+    text += labelled(
+        "Plug-in: ",
+        fmt::format("would be loaded from {} ({}); settings: {}; key files: {}", one.directory,
+                    model::plugInVersion(machine), settingsOf(machine), selected.directory),
+        width);
+  }
+  return text;
+}
+
+Json plugInsDocument(const model::Snapshot& selected) {
+  Json list = Json::array();
+  if (!selected.machine) return list;
+  for (const model::PlugIn& one : model::plugInsOf(*selected.machine)) {
+    list.push_back({{"directory", one.directory},
+                    {"wouldLoad", one.wouldLoad},
+                    {"version", textOrNull(model::plugInVersion(*selected.machine))}});
+  }
+  return list;
+}
+
 }  // namespace
 
 const char* severityName(Severity severity) {
@@ -110,7 +143,7 @@ std::string findingsScreen(const Findings& findings, const model::Snapshot& sele
   for (const std::string& sentence : findings.notChecked) {
     text += labelled("Not checked: ", sentence + ".", width);
   }
-  return text + summary(findings, selected);
+  return text + plugInLines(selected, width) + summary(findings, selected);
 }
 
 std::string repairText(const Finding& finding, const std::string& what, const std::string& command,
@@ -142,6 +175,7 @@ Json findingsDocument(const Findings& findings, const model::Snapshot& selected)
                     {"command", finding.command.empty() ? Json(nullptr) : Json(finding.command)}});
   }
   document["notChecked"] = findings.notChecked;
+  document["plugIns"] = plugInsDocument(selected);
   return document;
 }
 

@@ -94,7 +94,7 @@ TEST(Doctor, LeavesOtherUsersBrokersOut) {
   const LiveLock lock("1-2-3.zebcedar");
   lock.takenByADeadProcess();
   const Result others = run({"doctor", "--only", "lock", "--owner", "12345"});
-  EXPECT_EQ(69, others.code);
+  EXPECT_EQ(0, others.code);
   EXPECT_FALSE(contains(others.out, "lock.stuck")) << others.out;
   EXPECT_TRUE(contains(others.errors, "1 broker of other users is ignored")) << others.errors;
   EXPECT_TRUE(contains(others.errors, "belongs to that user. Leave out --owner")) << others.errors;
@@ -218,10 +218,17 @@ TEST(Doctor, SaysWhatItCanRepairAndFind) {
   EXPECT_EQ(64, run({"doctor", "--yes"}).code);
 }
 
-TEST(Doctor, WithoutABrokerEndsWithNoBroker) {
+TEST(Doctor, WithoutABrokerSaysSoAndIsContent) {
   const Result result = run({"doctor", "--only", "lock"});
-  EXPECT_EQ(69, result.code);
-  EXPECT_EQ("", result.out);
+  EXPECT_EQ(0, result.code);
+  EXPECT_TRUE(contains(result.errors, "no broker has a key file")) << result.errors;
+  EXPECT_TRUE(contains(result.out, "Nothing is wrong in 0 brokers")) << result.out;
+}
+
+TEST(Doctor, EndsWithNoBrokerWhereOneIsNamed) {
+  EXPECT_EQ(69, run({"doctor", "--only", "lock", "--broker", "BRK9"}).code);
+  const LiveSegment segment("1-2-3", brokersSegment());
+  EXPECT_EQ(69, run({"doctor", "--only", "lock", "--broker", "BRK9"}).code);
 }
 
 TEST(Doctor, WritesADocument) {

@@ -53,12 +53,12 @@ void keepOnly(const std::vector<std::string>& wanted, Findings& findings) {
 
 Examined examine(const Request& request, Output& output) {
   Examined seen;
-  seen.now = take(request, model::MachineFacts::all);
+  seen.now = take(request, model::MachineFacts::installed);
   const bool repairs = !request.doctor.repair.empty();
   if ((repairs || model::needsSecondLook(*seen.now)) &&
       waitFor(repairs ? kApartToRemove : kApart, output)) {
     seen.before = std::move(seen.now);
-    seen.now = take(request, model::MachineFacts::all);
+    seen.now = take(request, model::MachineFacts::installed);
   }
   seen.selected = model::select(*seen.now, request.selection);
   seen.findings = model::select(model::findingsOf(seen.before.get(), *seen.now), seen.selected,
@@ -71,24 +71,26 @@ Examined examine(const Request& request, Output& output) {
   return seen;
 }
 
-ExitCode codeOf(const Examined& seen) {
+// A machine without a broker is an answer, unless one was named.
+ExitCode codeOf(const Examined& seen, const Request& request) {
   const auto& found = seen.findings.found;
   if (seen.now->error != 0) return exitCodeOf(seen.now->error);
   if (!found.empty()) {
     return found.front().severity == model::Severity::critical ? kCritical : kWarnings;
   }
-  return seen.selected.brokers.empty() ? kNoBroker : kDone;
+  const bool named = !request.selection.broker.empty();
+  return named && seen.selected.brokers.empty() ? kNoBroker : kDone;
 }
 
 ExitCode show(const Examined& seen, const Request& request, Output& output) {
   complain(render::problemOf(*seen.now, request.selection));
   if (request.show.format == Format::json) {
     output.write(render::written(render::findingsDocument(seen.findings, seen.selected)));
-  } else if (!seen.selected.brokers.empty() || !seen.findings.found.empty()) {
+  } else if (seen.now->error == 0 || !seen.findings.found.empty()) {
     output.write(render::findingsScreen(seen.findings, seen.selected, styleOf(request.show),
                                         !request.doctor.only.empty()));
   }
-  return codeOf(seen);
+  return codeOf(seen, request);
 }
 
 // What was wrong at some time of a period, or at the last look.
@@ -151,9 +153,9 @@ ExitCode repair(const Request& request, Output& output) {
     mend(chosen, seen, request, output);
     Request afterwards = request;
     afterwards.doctor.repair.clear();
-    return codeOf(examine(afterwards, output));
+    return codeOf(examine(afterwards, output), request);
   }
-  return codeOf(seen);
+  return codeOf(seen, request);
 }
 
 std::string requireMendable(const std::string& wanted) {

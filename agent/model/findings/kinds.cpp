@@ -46,11 +46,16 @@ Verdict Looks::fateOf(std::int32_t process) const {
   return found == nullptr ? Verdict{} : model::fateOf(*found);
 }
 
-Finding of(const std::shared_ptr<const SeenBroker>& broker, const char* id, std::string object) {
+Finding of(const char* id, std::string of, std::string object) {
   Finding finding;
   finding.id = id;
-  finding.of = broker->segment.keyFile;
+  finding.of = std::move(of);
   finding.object = std::move(object);
+  return finding;
+}
+
+Finding of(const std::shared_ptr<const SeenBroker>& broker, const char* id, std::string object) {
+  Finding finding = of(id, broker->segment.keyFile, std::move(object));
   finding.broker = broker;
   return finding;
 }

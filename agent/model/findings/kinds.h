@@ -54,6 +54,10 @@ void addLimits(const Looks& looks, Findings& findings);
 void addSurroundings(const Looks& looks, Findings& findings);
 void addRecords(const Looks& looks, Findings& findings);
 void addAreas(const Looks& looks, Findings& findings);
+void addInstallation(const Looks& looks, Findings& findings);
+
+// A finding of no broker, without severity and texts.
+Finding of(const char* id, std::string of, std::string object);
 
 // A finding about something in a broker's segment, without severity and texts.
 Finding of(const std::shared_ptr<const SeenBroker>& broker, const char* id, std::string object);

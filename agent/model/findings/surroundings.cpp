@@ -17,14 +17,6 @@ using reader::OtherView;
 
 constexpr char kSudo[] = "run sudo zebmon doctor";
 
-Finding of(const char* id, std::string of, std::string object) {
-  Finding finding;
-  finding.id = id;
-  finding.of = std::move(of);
-  finding.object = std::move(object);
-  return finding;
-}
-
 // The users of the brokers here.
 std::set<std::uint32_t> ownersOf(const Snapshot& snapshot) {
   std::set<std::uint32_t> owners;
