@@ -266,6 +266,23 @@ TEST(Findings, AGroupWhoseProcessIsGoneOrAnotherOneIsDead) {
   EXPECT_EQ("", idsOf(made.found()));
 }
 
+// Its number means another process here, or none.
+TEST(Findings, AGroupWhoseProcessRunsInAnotherPidNamespaceIsNotCalledDead) {
+  for (const char* const name : {"zeb_attach_42", "1-2-3.zebcshme"}) {
+    Made made;
+    made.kill();
+    reader::Lock lock = made.lock(name);
+    lock.queue.lastSent = kNow - 50;
+    made.machine.locks.locks.push_back(lock);
+    const Findings findings = made.found();
+    EXPECT_EQ("", idsOf(findings));
+    ASSERT_FALSE(findings.notChecked.empty());
+    EXPECT_EQ("1 process in another PID namespace: run this in theirs", findings.notChecked.back());
+    made.machine.locks.locks.back().queue.lastSender = kHolder;
+    EXPECT_TRUE(idsOf(made.found()).ends_with("process.dead "));
+  }
+}
+
 TEST(Findings, ASegmentThatNobodyUsesIsAbandoned) {
   Made made;
   made.broker.segment.attached = 0;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "agent/model/findings/kinds.h"
+#include "format/names.h"
 
 namespace model::findings {
 namespace {
@@ -41,10 +42,33 @@ void addDead(const Broker& broker, const reader::ExecutionGroup& group, const st
   findings.found.push_back(std::move(finding));
 }
 
+// Groups whose processes could not be looked at.
+struct Unseen {
+  std::size_t hidden = 0;     // from this user
+  std::size_t elsewhere = 0;  // in another PID namespace: another process may have the number here
+};
+
+// The kernel gives no number for the one who last counted a lock's users when it has none here.
+bool countedElsewhere(const reader::Lock& lock) {
+  return lock.queue.lastSent > 0 && lock.queue.lastSender == 0;
+}
+
+bool runsElsewhere(const Broker& broker, const reader::ExecutionGroup& group, const Looks& looks) {
+  const std::string names[] = {layout::kAttachLock + std::to_string(group.processId),
+                               broker->segment.uuid + layout::kSegmentSuffix};
+  return std::ranges::any_of(looks.machine.locks.locks, [&names](const reader::Lock& lock) {
+    return countedElsewhere(lock) && std::ranges::find(names, lock.name) != std::end(names);
+  });
+}
+
 void look(const Broker& broker, const reader::ExecutionGroup& group, const Looks& looks,
-          Findings& findings, std::size_t& hidden) {
+          Findings& findings, Unseen& unseen) {
   const reader::Process* const process = looks.machine.find(group.processId);
   if (process == nullptr || group.deleted) return;
+  if (runsElsewhere(broker, group, looks)) {
+    ++unseen.elsewhere;
+    return;
+  }
   const Verdict verdict = fateOf(*process);
   if (verdict.fate == Fate::dead) {
     addDead(broker, group, fmt::format("process {} is gone", group.processId), findings);
@@ -56,7 +80,7 @@ void look(const Broker& broker, const reader::ExecutionGroup& group, const Looks
   } else if (process->stopped.value_or(false)) {
     addStopped(broker, group, findings);
   }
-  hidden += !process->segments && verdict.fate == Fate::alive;
+  unseen.hidden += !process->segments && verdict.fate == Fate::alive;
 }
 
 void addAbandoned(const Broker& broker, Findings& findings) {
@@ -77,21 +101,25 @@ void addAbandoned(const Broker& broker, Findings& findings) {
 }  // namespace
 
 void addProcesses(const Looks& looks, Findings& findings) {
-  std::size_t hidden = 0;
+  Unseen unseen;
   for (const Broker& broker : looks.now.brokers) {
     if (broker->segment.size == 0) continue;
     if (broker->segment.attached == 0) {
       addAbandoned(broker, findings);
     } else if (broker->tree) {
       for (const auto& group : broker->tree->executionGroups) {
-        look(broker, group, looks, findings, hidden);
+        look(broker, group, looks, findings, unseen);
       }
     }
   }
-  if (hidden > 0) {
+  if (unseen.hidden > 0) {
     findings.leaveUnchecked("process",
-                            counted(hidden, "process", "processes") +
+                            counted(unseen.hidden, "process", "processes") +
                                 ": what they use is hidden from this user; run this as theirs");
+  }
+  if (unseen.elsewhere > 0) {
+    findings.leaveUnchecked("process", counted(unseen.elsewhere, "process", "processes") +
+                                           " in another PID namespace: run this in theirs");
   }
 }
 
