@@ -107,10 +107,15 @@ Candidates optionsOf(const Typed& typed) {
   return found;
 }
 
-Candidates dividedBy(char sign, const std::string& names) {
+// Of "table|json". What is typed of a list, or the sign of an order, stays in front.
+Candidates namesOf(const std::string& type, const std::string& current) {
+  const auto comma = current.rfind(',');
+  const std::string before = comma != current.npos      ? current.substr(0, comma + 1)
+                             : current.starts_with('-') ? "-"
+                                                        : "";
   Candidates found;
-  std::istringstream in(names);
-  for (std::string name; std::getline(in, name, sign);) found.push_back({name});
+  std::istringstream in(type);
+  for (std::string name; std::getline(in, name, '|');) found.push_back({before + name});
   return found;
 }
 
@@ -119,7 +124,7 @@ Candidates valuesAt(const CLI::Option& option, Place place, const Values& values
   const std::string type = option.get_type_name();
   if (type == "FILE") return {files()};
   if (type == "DIR") return {directories()};
-  if (type.find('|') != type.npos) return dividedBy('|', type);
+  if (type.find('|') != type.npos) return namesOf(type, place.current);
   return values ? values(place) : Candidates();
 }
 

@@ -133,6 +133,11 @@ class Completion:
         self.require("zebmon stats --format=c\t", "stats", "--format=csv")
         self.require("zebmon doctor --only lock,broker\t", "doctor", "--only", "lock,broker.same-label")
 
+    def test_names_of_columns_in_a_list_and_behind_a_sign(self):
+        self.require("zebmon stats --columns node,sizeMe\t", "stats", "--columns", "node,sizeMeanBytes")
+        self.require("zebmon stats --columns=node,sizeMe\t", "stats", "--columns=node,sizeMeanBytes")
+        self.require("zebmon stats --sort -sizeMe\t", "stats", "--sort", "-sizeMeanBytes")
+
     def test_a_limit_goes_on_behind_its_sign(self):
         self.require("zebmon check ar\t80%", "check", "area=80%")
 

@@ -9,7 +9,6 @@
 
 #include "agent/archive/snapshot_file.h"
 #include "agent/model/collector.h"
-#include "agent/model/findings.h"
 #include "agent/model/selection.h"
 
 namespace cli {
@@ -71,14 +70,6 @@ Candidates namesOf(Kind kind, const Place& place) {
   return {};
 }
 
-// The list so far stays in front of each word.
-Candidates listOf(const std::vector<std::string>& words, const std::string& current) {
-  const std::string before = current.substr(0, current.rfind(',') + 1);
-  Candidates found;
-  for (const std::string& word : words) found.push_back({before + word});
-  return found;
-}
-
 Candidates limits() {
   return {{"groups-up", "every execution group has its process"},
           {"locks", "no lock is stuck or held for long"},
@@ -97,7 +88,6 @@ Candidates valuesAt(const Place& place) {
   if (name == "--group") return namesOf(Kind::group, place);
   if (name == "--flow" || name == "FLOW") return namesOf(Kind::flow, place);
   if (name == "--node") return namesOf(Kind::node, place);
-  if (name == "--only") return listOf(model::findingKinds(), place.current);
   if (name == "--repair") return {{"lock.stuck"}, {"leftover.lock"}};
   if (name == "NAME=LIMIT") return limits();
   if (name == "A" || name == "B") return {completion::files()};

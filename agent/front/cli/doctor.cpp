@@ -187,7 +187,7 @@ void declareDoctor(Options& options, Request& request) {
   options.add("--only", doctor.only, "Only these findings: lock, area.full, ...")
       .dividedByCommas()
       .check(requireKind)
-      .shown("ID,...");
+      .shown("ID,... ...", model::findingKinds());
   const Option repair = options
                             .add("--repair", doctor.repair,
                                  "Mend lock.stuck or leftover.lock; with\n"

@@ -70,8 +70,11 @@ void addColumns(Options& options, render::Arrangement& wanted,
     wanted.sort = column.substr(wanted.descending ? 1 : 0);
     require("--sort", unknownColumn({.columns = {wanted.sort}}, columns));
   };
-  options.take("--columns", choose, "Only these, in this order: A,B,...").shown("NAMES");
-  options.take("--sort", sort, "By this column, with - the largest first").shown("[-]COLUMN");
+  std::vector<std::string> names;
+  for (const render::Column& column : columns) names.push_back(column.name);
+  options.take("--columns", choose, "Only these, in this order: A,B,...").shown("NAMES", names);
+  options.take("--sort", sort, "By this column, with - the largest first")
+      .shown("[-]COLUMN", names);
 }
 
 }  // namespace

@@ -61,6 +61,14 @@ Option& Option::shown(const char* value) {
   return *this;
 }
 
+// The parser knows no list that it doesn't show, so the type's name has it, and help another text.
+Option& Option::shown(const char* value, const std::vector<std::string>& names) {
+  std::string list;
+  for (const std::string& name : names) list += (list.empty() ? "" : "|") + name;
+  option_->type_name(list)->option_text(value);
+  return *this;
+}
+
 Option& Option::showsDefault() {
   option_->capture_default_str();
   return *this;

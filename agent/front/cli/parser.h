@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a command takes from its command line. This room, command_line.cpp and completion/ alone know
-// CLI11, whose header takes longer to compile than most files.
+// What a command takes from its command line. This room, command_line.cpp and completion/ alone
+// know CLI11, whose header takes longer to compile than most files.
 #ifndef ZEB_AGENT_FRONT_CLI_PARSER_H
 #define ZEB_AGENT_FRONT_CLI_PARSER_H
 
@@ -42,6 +42,10 @@ class Option {
   // What --help shows in place of the value, and as its default: what the target holds now, or that
   // text.
   Option& shown(const char* value);
+
+  // The same for one of many names, or for several divided by commas: shells complete them.
+  Option& shown(const char* value, const std::vector<std::string>& names);
+
   Option& showsDefault();
   Option& showsDefault(const char* text);
 
