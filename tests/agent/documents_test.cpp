@@ -28,6 +28,7 @@
 #include "agent/render/size_screens.h"
 #include "tests/support/broken.h"
 #include "tests/support/image.h"
+#include "tests/support/sanitized.h"
 
 namespace {
 
@@ -398,13 +399,14 @@ TEST(Documents, OfBrokersInEveryStateAreWhatTheirSchemasSay) {
 }
 
 TEST(Documents, OfBrokenSegmentsAreWhatTheirSchemasSay) {
+  constexpr std::size_t kStep = kSanitized ? 7 : 1;
   std::vector<std::string> documents;
-  for (const broken::Segment& segment : broken::all()) {
-    for (const std::string& document : documentsOf(snapshotOf(segment.bytes))) {
-      documents.push_back(document);
-    }
+  const broken::Segments all = broken::all();
+  for (std::size_t n = 0; n < all.size(); n += kStep) {
+    const auto of = documentsOf(snapshotOf(all[n].bytes));
+    documents.insert(documents.end(), of.begin(), of.end());
   }
-  EXPECT_LT(500U, documents.size());
+  EXPECT_LT(500U / kStep, documents.size());
   EXPECT_EQ("", complaintsOf(documents));
 }
 

@@ -118,8 +118,9 @@ TEST(MetricsState, IsReadAsItWasWritten) {
   state.totals["/tmp/b"] = {};
   state.marks["/tmp/a"] = {.segmentId = 7,
                            .newest = reader::RecordId::fromHex(std::string(32, 'A')),
-                           .newestAt = 32 + 144};
-  state.marks["/tmp/b"] = {.segmentId = 0, .newest = {}, .newestAt = 0};
+                           .newestAt = 32 + 144,
+                           .templates = {}};
+  state.marks["/tmp/b"] = {.segmentId = 0, .newest = {}, .newestAt = 0, .templates = {}};
   const std::string text = textOf(state);
   EXPECT_EQ(state, cli::metricsStateIn(text));
   const auto with = [&text](const std::string& part, const std::string& other) {
