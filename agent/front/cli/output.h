@@ -42,7 +42,7 @@ class Output {
   int descriptor_;
   int signals_ = -1;
   std::atomic<bool> ended_ = false;
-  int error_ = 0;  // of the thread that writes
+  int error_ = 0;                 // of the thread that writes
   std::size_t piece_ = PIPE_BUF;  // bytes that are written at once
 };
 

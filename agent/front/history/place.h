@@ -18,8 +18,8 @@ struct Refusal {
 // $XDG_STATE_HOME/zebmon, else in ~/.local/state/zebmon. Empty when the environment has none.
 std::string defaultFile();
 
-// The file for who reads one and names none: the service's or the default one, whichever was written
-// last; the service's when there is neither. Never empty.
+// The file for who reads one and names none: the service's or the default one, whichever was
+// written last; the service's when there is neither. Never empty.
 std::string fileToRead();
 
 // Makes the file's directory (0750) and the file (0640) where they are missing. Throws Refusal when

@@ -16,8 +16,8 @@
 
 namespace serve {
 
-// For any number of threads. Works only after somebody asked, in a thread of its own, and then rests:
-// a text is at least a minute old, and fifty times what it took, before there is another.
+// For any number of threads. Works only after somebody asked, in a thread of its own, and then
+// rests: a text is at least a minute old, and fifty times what it took, before there is another.
 class WhatChanged {
  public:
   using Clock = std::chrono::steady_clock;
