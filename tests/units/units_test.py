@@ -1,10 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """The units as systemd would take and start them, but for systemd itself, which doesn't run here.
 
-    units_test.py ZEBMON ZEBHOST UNITS
+    units_test.py ZEBMON ZEBHOST UNITS LIBRARY PROBE PREFIX
 
-To be run in user, network, IPC and mount namespaces of its own: there /tmp is replaced, and any port
-is free. The embedded host is the broker that the services look at."""
+To be run in user, network, IPC and mount namespaces of its own: there /tmp, /var/lib and the prefix of
+the installation are replaced, and any port is free. The embedded host is the broker that the services
+look at."""
 import http.client
 import os
 import pathlib
@@ -23,7 +24,7 @@ from loopback import raise_loopback
 from private_tmp import PROJECT, replace_tmp
 from unit import Unit
 
-ZEBMON, ZEBHOST, BUILT = sys.argv[1:4]
+ZEBMON, ZEBHOST, BUILT, LIBRARY, PROBE, PREFIX = sys.argv[1:7]
 WORLD = pathlib.Path("/tmp/world")
 UNITS, STATE, TEXTFILES = WORLD / "units", WORLD / "state", WORLD / "node-exporter"
 CREDENTIALS = WORLD / "credentials"
@@ -44,6 +45,22 @@ def make_world():
     for file in pathlib.Path(BUILT).iterdir():
         text = re.sub(r"=\S+/bin/zebmon ", f"={ZEBMON} ", file.read_text())
         (UNITS / file.name).write_text(text.replace(NODE_EXPORTER, str(TEXTFILES)))
+
+
+def install():
+    """The library, the program that tries it, and a directory in which it is enabled."""
+    for folder in (PREFIX, "/var/lib"):
+        run("mount", "-t", "tmpfs", "none", folder, check=True)
+    enabled = WORLD / "plug-ins"
+    enabled.mkdir()
+    for folder, file in (("lib", LIBRARY), ("libexec", PROBE)):
+        place = pathlib.Path(PREFIX, folder, "zebpnode")
+        place.mkdir(parents=True)
+        shutil.copy(file, place)
+    (enabled / "zebpnode64.lil").symlink_to(pathlib.Path(PREFIX, "lib/zebpnode/zebpnode64.lil"))
+    notes = pathlib.Path("/var/lib/zebpnode/directories")
+    notes.parent.mkdir()
+    notes.write_text(f"{enabled}\n")
 
 
 def make_drop_in():
@@ -220,11 +237,12 @@ class RunningServices(unittest.TestCase):
         self.assertEqual(code, 0, said)
         self.assertIn(f"History in {STATE}/zebmon/history.db", said)
 
-    def test_the_doctor_looks_at_the_broker(self):
+    def test_the_doctor_looks_at_the_broker_and_tries_the_plug_in(self):
         with Service("zebmon-doctor") as service:
             code, said = service.end()
         self.assertIn(code, (0, 1), said)
         self.assertIn("in 1 broker", said)
+        self.assertIn("Plug-in: would be loaded from", said)
 
     def test_figures_come_where_node_exporter_reads_them(self):
         (STATE / "zebmon").mkdir(exist_ok=True)
@@ -269,4 +287,5 @@ if __name__ == "__main__":
     raise_loopback()
     replace_tmp()
     make_world()
+    install()
     unittest.main(argv=sys.argv[:1])
