@@ -152,13 +152,13 @@ Process readProcess(std::int32_t id, const std::string& proc) {
 
 std::vector<std::int32_t> listProcesses(std::size_t most, int& error, const std::string& proc) {
   std::vector<std::int32_t> processes;
-  std::error_code failed;
-  std::filesystem::directory_iterator entry(proc, failed), end;
-  for (; !failed && entry != end && processes.size() < most; entry.increment(failed)) {
-    const auto id = unsignedOf(entry->path().filename().native());
-    if (id && *id <= INT32_MAX) processes.push_back(static_cast<std::int32_t>(*id));
+  const Folder list = readFolder(proc);
+  error = list.error;
+  for (const std::string& name : list.names) {
+    const auto id = unsignedOf(name);
+    const bool isOne = id && *id <= INT32_MAX && processes.size() < most;
+    if (isOne) processes.push_back(static_cast<std::int32_t>(*id));
   }
-  error = failed.value();
   return processes;
 }
 

@@ -2,6 +2,7 @@
 // zebprobe: loads a plug-in as a host does, and says what it is. Ends with 0, or with 1 when a host
 // could not use it.
 #include <fmt/format.h>
+#include <sys/prctl.h>
 
 #include <cstdio>
 #include <exception>
@@ -59,7 +60,9 @@ int probe(const std::string& path) {
 
 }  // namespace
 
+// A crash is an answer here, and nobody wants its dump.
 int main(int count, char** arguments) {
+  prctl(PR_SET_DUMPABLE, 0);
   if (count == 2 && std::string(arguments[1]) == "--version") {
     fmt::print("zebprobe {}\n", layout::kVersion);
     return 0;
