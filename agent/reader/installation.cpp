@@ -94,12 +94,7 @@ Installation readInstallation(const Configuration& configuration, const std::str
   }
   found.library = readLibraryFile(layout::kInstalledLibrary);
   if (found.entries.empty()) return found;
-  const auto enabled = [&found](const PlugInEntry& entry) {
-    return entry.leadsTo(found.library.path);
-  };
-  if (found.library.fits() && std::ranges::any_of(found.entries, enabled)) {
-    found.probe = tryPlugIn(layout::kProbe, found.library.path);
-  }
+  if (found.library.fits()) found.probe = tryPlugIn(layout::kProbe, found.library.path);
   lookAtHosts(proc, found);
   return found;
 }

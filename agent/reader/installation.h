@@ -33,7 +33,7 @@ struct Installation {
 
   LibraryFile library;  // the installed one
 
-  // Of that library; tried only when an entry leads to it.
+  // Of that library, wherever the entries lead to.
   Probe probe;
 
   std::vector<OlderHost> olderHosts;
