@@ -3,7 +3,9 @@
 # file alone while the commit is the same, so that nothing is compiled for it. A source archive has no
 # repository; `git archive` wrote its commit into a file.
 set(commit unknown)
-file(STRINGS ${SOURCE_TREE}/format/archived archived LIMIT_COUNT 1)
+if(EXISTS ${SOURCE_TREE}/format/archived)
+  file(STRINGS ${SOURCE_TREE}/format/archived archived LIMIT_COUNT 1)
+endif()
 if(archived MATCHES "^commit ([0-9a-f]+)$")
   string(SUBSTRING ${CMAKE_MATCH_1} 0 12 commit)
 endif()
