@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <fstream>
 #include <limits>
 #include <map>
@@ -61,7 +60,7 @@ reader::RecordId recordIdOf(std::int64_t number, std::int64_t kind) {
 
 reader::RecordId recordIdOf(Bytes stored) {
   std::array<std::uint8_t, reader::RecordId::kBytes> bytes{};
-  std::memcpy(bytes.data(), stored.data(), std::min(stored.size(), bytes.size()));
+  std::copy_n(stored.begin(), std::min(stored.size(), bytes.size()), bytes.begin());
   return reader::RecordId(bytes);
 }
 
@@ -155,7 +154,7 @@ double asDouble(Number number) {
 }
 
 void copyId(Bytes stored, std::span<std::uint8_t> id) {
-  std::memcpy(id.data(), stored.data(), std::min(stored.size(), id.size()));
+  std::copy_n(stored.begin(), std::min(stored.size(), id.size()), id.begin());
 }
 
 }  // namespace
