@@ -242,6 +242,15 @@ TEST_F(Reader, AChangeIsFoundWithTheMarkThatWasJustBefore) {
   EXPECT_EQ(1, found[0].minutesAfter);
 }
 
+TEST_F(Reader, TheRestOfTheChangesIsLeftOutOnceItIsToldToStop) {
+  addMinutes(database);
+  const history::Reader reader(kFile);
+  int asked = 0;
+  EXPECT_TRUE(
+      changesIn(reader, seconds(86400, 172800), {}, {}, [&asked] { return asked++ == 0; }).empty());
+  EXPECT_EQ(2, asked);
+}
+
 TEST_F(Reader, OnlyChangesOfWhatWasAskedForAreLookedFor) {
   addMinutes(database);
   const history::Reader reader(kFile);
