@@ -149,10 +149,17 @@ void waitFor(const sigset_t& signals, Journal& journal) {
   while (sigtimedwait(&signals, nullptr, &kMinute) < 0) journal.sumUp(Clock::now());
 }
 
-// From here on signals wait. A heap for each thread would keep what the largest look took, as often
-// as there are threads.
-sigset_t lockIn(const Voice& voice) {
+// A heap for each thread would keep what the largest look took, as often as there are threads; and
+// large texts between small ones would keep a heap from shrinking.
+void keepHeapsSmall() {
+  constexpr int kLarge = 128 << 10;
   mallopt(M_ARENA_MAX, 2);
+  mallopt(M_MMAP_THRESHOLD, kLarge);
+}
+
+// From here on signals wait.
+sigset_t lockIn(const Voice& voice) {
+  keepHeapsSmall();
   dropCapabilities();
   forbidCalls();
   if (!whyNotLocked().empty()) voice.log(whyNotLocked());
