@@ -48,7 +48,7 @@ class Recorder {
     std::string boot = {};                  // of the machine
     std::size_t names = 20000;              // of nodes of one broker
     std::int64_t eventsPerSecond = 1000;    // of one broker
-    std::int64_t rowsAtOnce = 200000;       // in one transaction
+    std::int64_t rowsAtOnce = 50000;        // in one transaction, and sorted in memory
     std::int64_t recentRows = 4000000;      // before they become a part, whatever the time is
     std::function<void()> between = [] {};  // called behind each transaction but that of the look
   };
