@@ -13,8 +13,8 @@
  * Looking takes no lock, writes nothing, makes no file and no System V object, and never makes a
  * broker wait. Nothing in shared memory is believed: what can't be read is told as such.
  *
- * Who owns what. A reader belongs to whoever opened it, a snapshot to whoever took it. All else,
- * every handle and every text, belongs to the snapshot that it came from and lives as long. A
+ * Who owns what. The caller owns a reader from open to close, and a snapshot until it is freed. All
+ * else, every handle and every text, belongs to the snapshot that it came from and lives as long. A
  * snapshot doesn't need its reader.
  *
  * Threads. A snapshot never changes: any number of threads may ask it. A reader is for one thread
