@@ -194,7 +194,6 @@ std::string answer(const CLI::App& app, std::vector<std::string> words, const Va
   const auto commands = app.get_subcommands(
       [&first](const CLI::App* command) { return command->get_name() == *first; });
   if (commands.empty()) return {};
-  place.command = *first;
   place.words = {first + 1, words.end()};
   const Typed typed(*commands.front(), place.words);
   return linesOf(candidatesAt(typed, std::move(place), values));

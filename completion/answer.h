@@ -28,7 +28,6 @@ Candidate directories();
 
 // A value that is wanted.
 struct Place {
-  std::string command;             // empty: none
   std::string name;                // "--flow", or that of an argument: "FLOW"
   std::string current;             // what is typed of it
   std::vector<std::string> words;  // those before it

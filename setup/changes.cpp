@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <ranges>
 
 #include "agent/archive/replace_file.h"
@@ -16,11 +17,6 @@ namespace {
 
 constexpr mode_t kForAll = 0644;
 constexpr mode_t kFolderForAll = 0755;
-
-std::string above(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == 0 || slash == path.npos ? "/" : path.substr(0, slash);
-}
 
 bool isThere(const std::string& path) {
   return faccessat(AT_FDCWD, path.c_str(), F_OK, AT_EACCESS) == 0;
@@ -52,7 +48,7 @@ Changes::~Changes() {
 
 void Changes::makeDirectory(const std::string& path) {
   if (isThere(path)) return;
-  makeDirectory(above(path));
+  makeDirectory(folderOf(path));
   make(path, kFolderForAll);
 }
 
@@ -98,8 +94,12 @@ void requireWritable(const std::string& directory, const std::string& what) {
   if (denied != 0) throw failure(errno, "the " + what + " " + directory + " can't be written to");
 }
 
+std::string folderOf(const std::string& path) {
+  return std::filesystem::path(path).parent_path();
+}
+
 std::string nearest(std::string path) {
-  while (!isThere(path)) path = above(path);
+  while (!isThere(path)) path = folderOf(path);
   return path;
 }
 

@@ -49,6 +49,9 @@ class Changes {
 // Stops unless this process may make and remove entries of the directory. `what` is what it is.
 void requireWritable(const std::string& directory, const std::string& what);
 
+// The directory that a path is in: what stands before its last "/".
+std::string folderOf(const std::string& path);
+
 // The nearest directory above, or at, a path that is there.
 std::string nearest(std::string path);
 

@@ -19,8 +19,7 @@ namespace {
 constexpr mode_t kMode = 02770;
 constexpr mode_t kPermissionBits = 07777;
 const std::string kEntryFile = layout::kKeyFileDirectoryEntry;
-const std::string kFolder = std::string(layout::kKeyFileDirectory)
-                                .substr(0, std::string(layout::kKeyFileDirectory).size() - 1);
+const std::string kFolder = folderOf(layout::kKeyFileDirectory);  // without its "/"
 
 gid_t idOf(const std::string& group) {
   errno = 0;
@@ -59,10 +58,6 @@ bool hasDirectory(gid_t group) {
   throw Stop{kFailed, fmt::format("{} is there and is not that group's directory with mode 2770. "
                                   "Remove it, or make it so",
                                   kFolder)};
-}
-
-std::string folderOf(const std::string& path) {
-  return path.substr(0, path.rfind('/'));
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ namespace setup {
 namespace {
 
 const std::string kFile = layout::kNotedDirectories;
-const std::string kFolder = kFile.substr(0, kFile.rfind('/'));
+const std::string kFolder = folderOf(kFile);
 
 }  // namespace
 
@@ -59,7 +59,7 @@ void Notes::remove(const std::string& directory, Changes& changes) const {
 // The copy comes first: a file without one is never removed, a copy without one does no harm.
 void writeAndNote(const std::string& path, const std::string& text, Changes& changes) {
   const std::string copy = layout::kWrittenFiles + path;
-  changes.makeDirectory(copy.substr(0, copy.rfind('/')));
+  changes.makeDirectory(folderOf(copy));
   if (access(copy.c_str(), F_OK) == 0) {
     changes.rewrite(copy, reader::readFile(copy, reader::kMostOfNotes).text, text);
   } else {

@@ -41,10 +41,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string folderOf(const std::string& path) {
-  return fs::path(path).parent_path();
-}
-
 bool isMissing(const reader::ConfigurationPlace& place) {
   return place.error == ENOENT || place.error == ENOTDIR;
 }
@@ -102,14 +98,13 @@ bool SettingsFile::hasKeyFilesIn(const std::string& directory) const {
 }
 
 std::string neverRead(const std::string& directory, const std::string& path) {
-  const std::string name = fs::path(layout::kConfigurationName).filename();
-  const std::string own = directory + "/" + name;
+  const std::string own = reader::settingsFileIn(directory);
+  if (reader::isNeverRead(own, path)) return own + " is never read";
   std::error_code error;
-  if (own == path || fs::equivalent(own, path, error)) return {};
-  if (fs::exists(own, error)) return own + " is never read";
-  return fs::equivalent(directory, folderOf(path), error)
-             ? std::string()
-             : "a " + name + " in " + directory + " would never be read";
+  const bool isPlace =
+      own == path || fs::exists(own, error) || fs::equivalent(directory, folderOf(path), error);
+  if (isPlace) return {};
+  return "a " + fs::path(own).filename().string() + " in " + directory + " would never be read";
 }
 
 }  // namespace setup

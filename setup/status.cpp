@@ -7,9 +7,7 @@
 
 #include "agent/reader/configuration.h"
 #include "agent/reader/directory.h"
-#include "agent/reader/groups.h"
-#include "agent/reader/library_file.h"
-#include "agent/reader/probe.h"
+#include "agent/reader/installation.h"
 #include "agent/reader/temporary_directory.h"
 #include "format/installed.h"
 #include "setup/commands.h"
@@ -32,7 +30,7 @@ struct Seen {
   std::vector<PlugInEntry> entries;
 
   bool wouldLoad(const PlugInEntry& entry) const {
-    return entry.error == 0 && entry.leadsTo(library.path) && library.fits() && probe.loaded();
+    return reader::wouldLoad(entry, library, probe);
   }
 };
 

@@ -22,11 +22,14 @@ const reader::Lock* lockOf(const model::Finding& finding, const model::Snapshot&
 
 }  // namespace
 
+std::vector<std::string> mendableKinds() {
+  return {kStuck, kLeftover};
+}
+
 bool isMendable(const std::string& wanted) {
-  return std::ranges::any_of(std::initializer_list<std::string>{kStuck, kLeftover},
-                             [&wanted](const std::string& kind) {
-                               return wanted == kind || wanted.starts_with(kind + ":");
-                             });
+  return std::ranges::any_of(mendableKinds(), [&wanted](const std::string& kind) {
+    return wanted == kind || wanted.starts_with(kind + ":");
+  });
 }
 
 std::vector<model::Finding> mendable(const model::Findings& findings, const std::string& wanted) {

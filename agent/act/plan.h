@@ -19,7 +19,10 @@ struct Found {
 // Those of the findings that `wanted` means, a key or a kind, and that can be mended.
 std::vector<model::Finding> mendable(const model::Findings& findings, const std::string& wanted);
 
-// Whether a repair of that name exists at all.
+// Kinds of findings for which there is a repair.
+std::vector<std::string> mendableKinds();
+
+// Whether a repair of that name exists at all: a kind, or one with ":KEYFILE" behind it.
 bool isMendable(const std::string& wanted);
 
 // What repair() would do: a sentence.

@@ -4,6 +4,7 @@
 #define ZEB_AGENT_MODEL_CHECK_H
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +38,19 @@ struct Check {
   double critical = 1;            // in the unit of the kind
   double period = 60;             // of exceptions: seconds
 };
+
+// How a check is written.
+struct CheckForm {
+  std::string_view name;
+  Check::Kind kind;
+  std::string_view example;
+  std::string_view meaning;  // what it asks, and its limits where it takes them
+
+  bool takesLimit() const { return example.size() > name.size(); }
+};
+
+// One of each kind, in their order.
+std::span<const CheckForm> checkForms();
 
 struct CheckText {
   Check check;          // only to be used without a problem

@@ -10,19 +10,14 @@ namespace {
 
 using Kind = Check::Kind;
 
-struct Form {
-  std::string_view name;
-  Kind kind;
-  std::string_view example;
-};
-
-constexpr Form kForms[] = {{"groups-up", Kind::groupsUp, "groups-up"},
-                           {"locks", Kind::locks, "locks"},
-                           {"area", Kind::area, "area=90%"},
-                           {"silent", Kind::silent, "silent=NODE:60s"},
-                           {"queued", Kind::queued, "queued=2s"},
-                           {"failed", Kind::failed, "failed=5%"},
-                           {"exceptions", Kind::exceptions, "exceptions=1/min"}};
+constexpr CheckForm kForms[] = {
+    {"groups-up", Kind::groupsUp, "groups-up", "every execution group has its process"},
+    {"locks", Kind::locks, "locks", "no lock is stuck or held for long"},
+    {"area", Kind::area, "area=90%", "how full an area is: 80%,90%"},
+    {"silent", Kind::silent, "silent=NODE:60s", "a node has had no message for so long: NODE:60s"},
+    {"queued", Kind::queued, "queued=2s", "messages wait longer: 2s"},
+    {"failed", Kind::failed, "failed=5%", "more messages fail: 5%"},
+    {"exceptions", Kind::exceptions, "exceptions=1/min", "more failures: 1/min"}};
 
 std::optional<double> number(std::string_view text) {
   double value = 0;
@@ -95,25 +90,29 @@ bool takeLimits(std::string_view text, Check& check) {
 
 std::string allForms() {
   std::string text;
-  for (const Form& form : kForms) text += (text.empty() ? "" : ", ") + std::string(form.example);
+  for (const CheckForm& form : kForms)
+    text += (text.empty() ? "" : ", ") + std::string(form.example);
   return text;
 }
 
 }  // namespace
 
+std::span<const CheckForm> checkForms() {
+  return kForms;
+}
+
 CheckText parseCheck(std::string_view text) {
   const std::size_t equals = text.find('=');
-  for (const Form& form : kForms) {
+  for (const CheckForm& form : kForms) {
     if (text.substr(0, equals) != form.name) continue;
     CheckText parsed;
     parsed.check.kind = form.kind;
-    const bool takesLimit = form.example.find('=') != form.example.npos;
     const bool right = equals == text.npos
-                           ? !takesLimit
-                           : takesLimit && takeLimits(text.substr(equals + 1), parsed.check);
+                           ? !form.takesLimit()
+                           : form.takesLimit() && takeLimits(text.substr(equals + 1), parsed.check);
     if (!right) {
       parsed.problem = "\"" + std::string(text) + "\" is not like " + std::string(form.example);
-      if (takesLimit) parsed.problem += ", or with a warning first: LIMIT,LIMIT";
+      if (form.takesLimit()) parsed.problem += ", or with a warning first: LIMIT,LIMIT";
     }
     return parsed;
   }

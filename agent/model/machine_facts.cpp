@@ -80,8 +80,10 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts 
     machine->keyFiles.push_back(reader::readKeyFile(broker->segment.keyFile));
   }
   lookAtGroups(*machine, snapshot);
-  if (facts >= MachineFacts::all) lookAround(*machine, snapshot);
-  if (facts == MachineFacts::installed) lookAtInstallation(*machine, snapshot);
+  if (facts == MachineFacts::all) {
+    lookAround(*machine, snapshot);
+    lookAtInstallation(*machine, snapshot);
+  }
   const Guards guards(snapshot);
   for (const reader::Lock& lock : machine->locks.locks) {
     look(*machine, guards.of(lock.name).process);

@@ -8,8 +8,7 @@ std::vector<PlugIn> plugInsOf(const Machine& machine) {
   if (!machine.installation) return plugIns;
   const reader::Installation& found = *machine.installation;
   for (const reader::PlugInEntry& entry : found.entries) {
-    const bool leads = entry.error == 0 && entry.leadsTo(found.library.path);
-    plugIns.push_back({entry.directory, leads && found.library.fits() && found.probe.loaded()});
+    plugIns.push_back({entry.directory, reader::wouldLoad(entry, found.library, found.probe)});
   }
   return plugIns;
 }

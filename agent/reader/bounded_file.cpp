@@ -51,6 +51,12 @@ FileText readFile(const std::string& path, std::size_t most) {
   return file;
 }
 
+std::string firstLineOf(const std::string& path) {
+  constexpr std::size_t kMost = 4096;
+  const std::string text = readFile(path, kMost).text;
+  return text.substr(0, text.find('\n'));
+}
+
 std::optional<std::uint64_t> unsignedOf(std::string_view digits) {
   std::uint64_t value = 0;
   const char* const end = digits.data() + digits.size();

@@ -20,6 +20,9 @@ struct FileText {
 // At most the first `most` bytes of a file. Never waits: a pipe without a writer is an empty file.
 FileText readFile(const std::string& path, std::size_t most);
 
+// Its first line, without its end: at most 4096 bytes. Empty when it can't be read.
+std::string firstLineOf(const std::string& path);
+
 // The number that these decimal digits are; nothing for other texts, and above 64 bits.
 std::optional<std::uint64_t> unsignedOf(std::string_view digits);
 

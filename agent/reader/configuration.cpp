@@ -108,6 +108,15 @@ Configuration readConfiguration(const std::string& root) {
   return found;
 }
 
+std::string settingsFileIn(const std::string& directory) {
+  return directory + "/" + std::filesystem::path(layout::kConfigurationName).filename().string();
+}
+
+bool isNeverRead(const std::string& file, const std::string& inForce) {
+  std::error_code error;
+  return std::filesystem::exists(file, error) && !std::filesystem::equivalent(file, inForce, error);
+}
+
 layout::Setting settingIn(const Configuration& configuration, const std::string& key) {
   if (!configuration.directory) return layout::findSetting(configuration.text, key);
   const auto file = configuration.files.find(key);

@@ -44,6 +44,12 @@ struct Configuration {
 // Finds a setting as the library does. The word lies in `configuration`.
 layout::Setting settingIn(const Configuration& configuration, const std::string& key);
 
+// The file of that name in a plug-in's directory: somebody may expect its settings there.
+std::string settingsFileIn(const std::string& directory);
+
+// Whether the file is there and is not the one of the path, which is in force.
+bool isNeverRead(const std::string& file, const std::string& inForce);
+
 // Looks where the library looks. `root` stands before each fixed path, so that another machine's
 // files can be looked at; empty for this one's.
 Configuration readConfiguration(const std::string& root = "");

@@ -13,7 +13,6 @@
 #include "agent/reader/noted.h"
 #include "agent/reader/processes.h"
 #include "format/installed.h"
-#include "format/names.h"
 
 namespace reader {
 namespace {
@@ -31,55 +30,50 @@ std::string deviceText(std::uint64_t device) {
 
 // One line: addresses, permissions, offset, device, inode, path. A file of the same path on another
 // device is that of another root, which nobody has replaced.
-bool isOlder(std::string_view line, const std::string& path, const LibraryFile& library) {
+bool isOlder(std::string_view line, const LibraryFile& library) {
   for (int i = 0; i < 3; ++i) takeWord(line);
   const std::string_view device = takeWord(line);
   const auto inode = unsignedOf(takeWord(line));
   line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-  if (!line.starts_with(path)) return false;
-  line.remove_prefix(path.size());
+  if (!line.starts_with(library.path)) return false;
+  line.remove_prefix(library.path.size());
   if (line == kDeleted) return true;
   return line.empty() && inode && *inode != library.inode && device == deviceText(library.device);
 }
 
-std::string firstLineOf(const std::string& path) {
-  const std::string text = readFile(path, 256).text;
-  return text.substr(0, text.find('\n'));
+LibraryFile withoutLinks(LibraryFile library) {
+  std::error_code error;
+  const fs::path real = fs::weakly_canonical(library.path, error);
+  if (!error) library.path = real;
+  return library;
 }
 
 void lookAtHosts(const std::string& proc, Installation& found) {
+  const LibraryFile library = withoutLinks(found.library);
   int ignored = 0;
   for (const std::int32_t process : listProcesses(Installation::kMostProcesses, ignored, proc)) {
     const std::string folder = proc + "/" + std::to_string(process);
     const std::string maps = mapsOf(folder);
     found.hidden += maps.empty() && isUsers(folder);
-    if (hasOlder(maps, found.library)) {
+    if (hasOlder(maps, library)) {
       found.olderHosts.push_back({process, firstLineOf(folder + "/comm")});
     }
   }
   std::ranges::sort(found.olderHosts, {}, &OlderHost::process);
 }
 
-bool isUnread(const std::string& path, const Configuration& configuration) {
-  std::error_code error;
-  return fs::exists(path, error) && !fs::equivalent(path, configuration.path, error);
-}
-
 void lookBeside(const PlugInEntry& entry, const Configuration& configuration, Installation& found) {
-  const std::string path =
-      entry.directory + "/" + fs::path(layout::kConfigurationName).filename().string();
-  if (entry.error == 0 && isUnread(path, configuration)) found.unreadSettings.push_back(path);
+  const std::string path = settingsFileIn(entry.directory);
+  if (entry.error == 0 && isNeverRead(path, configuration.path)) {
+    found.unreadSettings.push_back(path);
+  }
 }
 
 }  // namespace
 
-// The kernel shows where links lead to.
 bool hasOlder(const std::string& maps, const LibraryFile& library) {
-  std::error_code error;
-  const fs::path real = fs::weakly_canonical(library.path, error);
-  const std::string path = error ? library.path : real.string();
   for (std::string_view rest = maps; !rest.empty();) {
-    if (isOlder(takeLine(rest), path, library)) return true;
+    if (isOlder(takeLine(rest), library)) return true;
   }
   return false;
 }

@@ -43,11 +43,18 @@ struct Installation {
   std::vector<Membership> memberships;
 };
 
+// Whether a host that loads plug-ins from the entry's directory would load the library, which the
+// probe has tried.
+inline bool wouldLoad(const PlugInEntry& entry, const LibraryFile& library, const Probe& probe) {
+  return entry.error == 0 && entry.leadsTo(library.path) && library.fits() && probe.loaded();
+}
+
 // All but the memberships. `proc` is where the kernel shows processes.
 Installation readInstallation(const Configuration& configuration,
                               const std::string& proc = "/proc");
 
 // Whether a process with these mappings has a file that had the library's path, and is another one.
+// The path is without links, as the kernel shows it.
 bool hasOlder(const std::string& maps, const LibraryFile& library);
 
 }  // namespace reader

@@ -16,8 +16,6 @@
 namespace reader {
 namespace {
 
-constexpr std::size_t kMostOfLine = 4096;
-
 struct Namespaces {
   std::optional<std::string> mounts;
   std::optional<std::string> ipc;
@@ -41,11 +39,6 @@ std::optional<bool> differ(const std::optional<std::string>& one,
 
 bool hasLibrary(const std::string& folder) {
   return mapsOf(folder).find(layout::kPlugInName) != std::string::npos;
-}
-
-std::string firstLineOf(const std::string& path) {
-  const std::string text = readFile(path, kMostOfLine).text;
-  return text.substr(0, text.find('\n'));
 }
 
 // The last part of "0::/system.slice/broker.service" that is a service.

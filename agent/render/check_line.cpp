@@ -17,10 +17,8 @@ using Kind = model::Check::Kind;
 
 constexpr std::size_t kMostTold = 5;
 
-const char* checkName(Kind kind) {
-  constexpr const char* names[] = {"groups-up", "locks",  "area",      "silent",
-                                   "queued",    "failed", "exceptions"};
-  return names[static_cast<std::size_t>(kind)];
+std::string checkName(Kind kind) {
+  return std::string(model::checkForms()[static_cast<std::size_t>(kind)].name);
 }
 
 const char* unitOf(Kind kind) {

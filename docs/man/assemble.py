@@ -15,6 +15,7 @@ A line of a source that begins with "@" stands for something that is written els
 
 TABLE is how the heading above it begins, and a number if it is not the first one there. A page's name
 is that of its program, with the command behind a dash."""
+import functools
 import pathlib
 import re
 import subprocess
@@ -149,6 +150,7 @@ class Page:
         self.program = programs.get(program)
         self.title, self.command = program, command or None
 
+    @functools.cache
     def help(self, command=None):
         return Help(self.program, command or self.command)
 

@@ -15,6 +15,7 @@ import subprocess
 import sys
 
 sys.path += [str(pathlib.Path(__file__).resolve().parent.parent / folder) for folder in ("fleet", "support")]
+from examples import endless_orders
 from loopback import raise_loopback
 from private_tmp import replace_tmp
 
@@ -29,14 +30,6 @@ def absent():
     if not pathlib.Path(TOOLS, "node_modules", "playwright-core").is_dir():
         missing.append("playwright-core")
     return missing
-
-
-def shop():
-    """The example flows, without an end."""
-    text = pathlib.Path(EXAMPLES, "orders.toml").read_text()
-    orders = pathlib.Path(EXAMPLES, "orders.txt")
-    text = text.replace('lines = "orders.txt"', f'lines = "{orders}"\nrepeat = 1000000')
-    return re.sub(r"count = \d+, ", "", text)
 
 
 def hostile():
@@ -104,7 +97,7 @@ def main():
     token.chmod(0o600)
     programs = Programs()
     try:
-        flows, _ = programs.run("shop.toml", shop())
+        flows, _ = programs.run("shop.toml", endless_orders(EXAMPLES))
         _, stopped = programs.run("hostile.toml", hostile())
         servers = {
             "open": programs.serve("--events", "--flows", flows),

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The units as systemd would take and start them, but for systemd itself, which doesn't run here.
+"""The units as systemd would take and start them. Systemd itself doesn't run here.
 
     units_test.py ZEBMON ZEBHOST UNITS LIBRARY PROBE PREFIX
 
@@ -20,6 +20,7 @@ import unittest
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path += [str(HERE.parent / folder) for folder in ("fleet", "support")]
+from examples import endless_orders
 from loopback import raise_loopback
 from private_tmp import PROJECT, replace_tmp
 from unit import Unit
@@ -39,7 +40,7 @@ def run(*words, **more):
 
 
 def make_world():
-    """The units as they were built, but for the places of programs and of others' files."""
+    """The units as they were built, with other places of programs and of others' files."""
     for folder in (UNITS, STATE, TEXTFILES, CREDENTIALS):
         folder.mkdir(parents=True)
     for file in pathlib.Path(BUILT).iterdir():
@@ -75,12 +76,8 @@ def make_drop_in():
 
 
 def flows():
-    """The example, without an end."""
-    examples = PROJECT / "examples"
-    text = (examples / "orders.toml").read_text()
-    text = text.replace('lines = "orders.txt"', f'lines = "{examples / "orders.txt"}"\nrepeat = 1000000')
     path = WORLD / "orders.toml"
-    path.write_text(re.sub(r"count = \d+, ", "", text))
+    path.write_text(endless_orders(PROJECT / "examples"))
     return str(path)
 
 

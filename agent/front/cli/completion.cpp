@@ -7,7 +7,9 @@
 #include <array>
 #include <utility>
 
+#include "agent/act/plan.h"
 #include "agent/archive/snapshot_file.h"
+#include "agent/model/check.h"
 #include "agent/model/collector.h"
 #include "agent/model/selection.h"
 
@@ -70,14 +72,19 @@ Candidates namesOf(Kind kind, const Place& place) {
   return {};
 }
 
+Candidates repairs() {
+  Candidates found;
+  for (const std::string& kind : act::mendableKinds()) found.push_back({kind});
+  return found;
+}
+
 Candidates limits() {
-  return {{"groups-up", "every execution group has its process"},
-          {"locks", "no lock is stuck or held for long"},
-          {"area=", "how full an area is: 80%,90%"},
-          {"silent=", "a node has had no message for so long: NODE:60s"},
-          {"queued=", "messages wait longer: 2s"},
-          {"failed=", "more messages fail: 5%"},
-          {"exceptions=", "more failures: 1/min"}};
+  Candidates found;
+  for (const model::CheckForm& form : model::checkForms()) {
+    const std::string word(form.takesLimit() ? std::string(form.name) + "=" : form.name);
+    found.push_back({word, std::string(form.meaning)});
+  }
+  return found;
 }
 
 }  // namespace
@@ -88,7 +95,7 @@ Candidates valuesAt(const Place& place) {
   if (name == "--group") return namesOf(Kind::group, place);
   if (name == "--flow" || name == "FLOW") return namesOf(Kind::flow, place);
   if (name == "--node") return namesOf(Kind::node, place);
-  if (name == "--repair") return {{"lock.stuck"}, {"leftover.lock"}};
+  if (name == "--repair") return repairs();
   if (name == "NAME=LIMIT") return limits();
   if (name == "A" || name == "B") return {completion::files()};
   return {};

@@ -53,12 +53,12 @@ void keepOnly(const std::vector<std::string>& wanted, Findings& findings) {
 
 Examined examine(const Request& request, Output& output) {
   Examined seen;
-  seen.now = take(request, model::MachineFacts::installed);
+  seen.now = take(request, model::MachineFacts::all);
   const bool repairs = !request.doctor.repair.empty();
   if ((repairs || model::needsSecondLook(*seen.now)) &&
       waitFor(repairs ? kApartToRemove : kApart, output)) {
     seen.before = std::move(seen.now);
-    seen.now = take(request, model::MachineFacts::installed);
+    seen.now = take(request, model::MachineFacts::all);
   }
   seen.selected = model::select(*seen.now, request.selection);
   seen.findings = model::select(model::findingsOf(seen.before.get(), *seen.now), seen.selected,

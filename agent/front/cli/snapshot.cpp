@@ -19,9 +19,8 @@ namespace {
 // From a file, where it came from; then what was left out there is left out here.
 archived::Loaded taken(const Request& request) {
   if (!request.from.empty()) return open(request.from, model::Events::leave, request.mostBytes);
-  return {.failure = {},
-          .snapshot = take(request, model::MachineFacts::installed),
-          .origin = originHere()};
+  return {
+      .failure = {}, .snapshot = take(request, model::MachineFacts::all), .origin = originHere()};
 }
 
 // A reader that goes away is no failure, as everywhere.

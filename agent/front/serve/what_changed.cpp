@@ -14,10 +14,13 @@ constexpr std::chrono::minutes kLeastRest{1};
 constexpr int kRest = 50;  // times as long as the work took
 constexpr std::int64_t kDayMs = 86400000;
 
-std::string textOf(const std::vector<model::PastChange>& changes, std::int64_t end,
+model::Period dayBefore(std::int64_t end) {
+  return {std::max<std::int64_t>(end - kDayMs, 0), end};
+}
+
+std::string textOf(const std::vector<model::PastChange>& changes, const model::Period& period,
                    const char* state) {
-  render::Json document =
-      render::changesDocument(changes, {std::max<std::int64_t>(end - kDayMs, 0), end});
+  render::Json document = render::changesDocument(changes, period);
   document["state"] = state;
   return render::written(document, true);
 }
@@ -65,7 +68,7 @@ void WhatChanged::run() {
     try {
       text = make_([this] { return goesOn(); });
     } catch (const std::exception&) {
-      // The next request tries again.
+      // The text before stays. A request behind the rest tries again.
     }
     const auto end = Clock::now();
     lock.lock();
@@ -77,18 +80,17 @@ void WhatChanged::run() {
 }
 
 std::string noChanges(const char* state) {
-  return textOf({}, std::int64_t{std::time(nullptr)} * 1000, state);
+  return textOf({}, dayBefore(std::int64_t{std::time(nullptr)} * 1000), state);
 }
 
 WhatChanged::Make changesOfLastDay(std::string path, std::shared_ptr<const flowfile::File> flows) {
   return [path = std::move(path), flows = std::move(flows)](const std::function<bool()>& goOn) {
     const history::Reader reader(path);
-    const std::int64_t end = reader.lastLook() + 1;
-    const model::Period period{std::max<std::int64_t>(end - kDayMs, 0), end};
+    const model::Period period = dayBefore(reader.lastLook() + 1);
     model::FlowKnowledge known;
     known.file = flows.get();
     const auto changes = history::changesIn(reader, period, {}, known, goOn);
-    return goOn() ? textOf(changes, end, "ok") : std::string();
+    return goOn() ? textOf(changes, period, "ok") : std::string();
   };
 }
 
