@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <vector>
 
 #include "format/names.h"
 #include "host/run/clock.h"
@@ -57,32 +58,42 @@ fs::path ownRecordLock(const fs::path& directory) {
   return {};
 }
 
-// The events area's if there is one: each message with an event takes it.
-fs::path areaLock(const flowfile::Broker& broker) {
-  const std::string uuid = broker.uuid.value_or("");
+// The locks of areas that there are, the events area's first: each message with an event takes it.
+std::vector<fs::path> areaLocks(const flowfile::Broker& broker) {
+  std::vector<fs::path> locks;
   for (const char* area : {layout::kEventDataSuffix, layout::kStatisticsSuffix}) {
-    fs::path file = directoryOf(broker) / (uuid + area + layout::kLockSuffix);
-    if (semaphoreOf(file) >= 0) return file;
+    fs::path file = directoryOf(broker) / (broker.uuid.value_or("") + area + layout::kLockSuffix);
+    if (semaphoreOf(file) >= 0) locks.push_back(std::move(file));
   }
-  return {};
+  return locks;
 }
 
-void die() {
+// False, with errno, when the lock is not free in time.
+bool take(const fs::path& keyFile, short flags) {
+  const int semaphore = semaphoreOf(keyFile);
+  sembuf one{0, -1, flags};
+  int taken = -1;
+  do {
+    taken = semtimedop(semaphore, &one, 1, &kPatience);
+  } while (taken != 0 && errno == EINTR);
+  return taken == 0;
+}
+
+// Dies with no other lock of an area than the one it holds. A message of this process may be in an
+// area just now, so each area is waited for, and given back by the system at the end.
+void die(const flowfile::Broker& broker, const fs::path& held = {}) {
+  for (const fs::path& lock : areaLocks(broker)) {
+    if (lock != held) take(lock, SEM_UNDO);
+  }
   kill(getpid(), SIGKILL);
   for (;;) pause();
 }
 
-std::string dieHolding(const fs::path& keyFile) {
+std::string dieHolding(const flowfile::Broker& broker, const fs::path& keyFile) {
   if (keyFile.empty()) {
     return "there is no such lock yet: a node makes them with its first message";
   }
-  const int semaphore = semaphoreOf(keyFile);
-  sembuf take{0, -1, 0};
-  int taken = -1;
-  do {
-    taken = semtimedop(semaphore, &take, 1, &kPatience);
-  } while (taken != 0 && errno == EINTR);
-  if (taken == 0) die();
+  if (take(keyFile, 0)) die(broker, keyFile);
   return "can't take the lock " + reason(keyFile);
 }
 
@@ -96,12 +107,14 @@ std::string removeKeyFile(const flowfile::Broker& broker) {
 std::string perform(const flowfile::Drill& drill, const flowfile::Broker& broker) {
   switch (drill.kind) {
     case Kind::kill:
-      die();
+      die(broker);
       break;
     case Kind::killHoldingRecord:
-      return dieHolding(ownRecordLock(directoryOf(broker)));
-    case Kind::killHoldingArea:
-      return dieHolding(areaLock(broker));
+      return dieHolding(broker, ownRecordLock(directoryOf(broker)));
+    case Kind::killHoldingArea: {
+      const std::vector<fs::path> locks = areaLocks(broker);
+      return dieHolding(broker, locks.empty() ? fs::path() : locks.front());
+    }
     case Kind::clockBack:
       setClockBack(drill.time);
       break;

@@ -13,9 +13,11 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "flowfile/quantity.h"
 #include "flowfile/reader.h"
+#include "format/names.h"
 #include "host/run/clock.h"
 #include "host/run/drill.h"
 #include "host/run/drill_plan.h"
@@ -255,4 +257,29 @@ TEST(DrillOfAProcess, WithoutItsLockIsNotDone) {
   }
   EXPECT_EQ(perform(made(Kind::removeKeyFile, 0, 0s), broker),
             "can't remove the key file /tmp/.zebcshme: No such file or directory");
+}
+
+// A message that is in the events area while its process gets a drill: the process lets it leave.
+TEST(DrillOfAProcess, DiesWhenNoMessageIsInAnArea) {
+  const Broker broker;
+  const std::string file = std::string("/tmp/") + layout::kEventDataSuffix + layout::kLockSuffix;
+  std::ofstream(file).put(' ');
+  const int lock = semget(ftok(file.c_str(), layout::kKeyProject), 1, IPC_CREAT | 0600);
+  ASSERT_GE(lock, 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    std::thread([lock] {
+      while (semctl(lock, 0, GETNCNT) == 0) std::this_thread::yield();
+      sembuf leave{0, 1, 0};
+      semop(lock, &leave, 1);
+    }).detach();
+    perform(made(Kind::kill, 0, 0s), broker);
+    _exit(1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(semctl(lock, 0, GETVAL), 1);
+  semctl(lock, 0, IPC_RMID);
+  std::filesystem::remove(file);
 }
