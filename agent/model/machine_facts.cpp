@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/model/machine_facts.h"
 
+#include <unistd.h>
+
 #include <set>
 
 #include "agent/model/guarded.h"
@@ -39,7 +41,8 @@ void lookAround(Machine& machine, const Snapshot& snapshot) {
   }
 }
 
-// The groups whose members alone may look.
+// The groups whose members alone may look. Root sees every segment, and asks for the services,
+// which see those of their groups.
 std::set<std::string> closedGroups(const Machine& machine, const Snapshot& snapshot) {
   constexpr std::uint32_t kLook = 05;  // read and search, of others
   std::set<std::string> groups;
@@ -47,8 +50,11 @@ std::set<std::string> closedGroups(const Machine& machine, const Snapshot& snaps
   if (directory && directory->error == 0 && (directory->mode & kLook) != kLook) {
     groups.insert(reader::groupName(directory->group));
   }
+  const bool forServices = geteuid() == 0;
   for (const auto& broker : snapshot.brokers) {
-    if (broker->state() == reader::State::noPermission) groups.insert(broker->segment.group);
+    const std::string& group = broker->segment.group;
+    const bool closed = forServices || broker->state() == reader::State::noPermission;
+    if (closed && !group.empty()) groups.insert(group);
   }
   return groups;
 }

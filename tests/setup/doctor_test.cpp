@@ -207,6 +207,14 @@ TEST_F(Installation, GivesTheDropInForTheGroupOfTheServices) {
   EXPECT_EQ(0, doctor().code) << doctor().out;
 }
 
+TEST_F(Installation, GivesTheDropInWhereOnlyTheSegmentIsClosed) {
+  write("/etc/passwd", contents("/etc/passwd") + "zebmon:x:999:999::/:/bin/false\n");
+  write("/etc/group", "brokers:x:0:\nzebmon:x:999:\n");
+  const LiveSegment segment("1-2-3", image::segment({image::ordersBlock()}));
+  const Result result = run({"doctor", "--only", "install.group"});
+  EXPECT_TRUE(contains(result.out, "brokers in /tmp/ are of the group brokers")) << result.out;
+}
+
 // As the command that it prints does it.
 TEST_F(Installation, IsContentWithItsOwnDropIn) {
   write("/etc/passwd", contents("/etc/passwd") + "zebmon:x:999:999::/:/bin/false\n");
