@@ -81,6 +81,8 @@ void declareRun(CLI::App& run, Arguments& arguments) {
           [&options](std::chrono::nanoseconds time) { options.duration = time; });
   addNumber(run, "--messages", 1, kMost, "Messages that each flow takes, at most",
             [&options](std::uint64_t number) { options.messages = number; });
+  run.add_flag("--endless", arguments.endless,
+               "Begin inputs again when they end, but not standard input and pipes");
   addNumber(run, "--threads", 1, 256, "Threads of every flow",
             [&arguments](std::uint64_t number) { arguments.threads = number; });
   addNumber(run, "--seed", 0, kMost, "Where chance starts",

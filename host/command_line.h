@@ -22,6 +22,7 @@ struct Arguments {
   std::optional<std::uint64_t> threads;                      // in place of every flow's own
   std::optional<std::uint64_t> seed;                         // in place of the file's
   bool trace = false;                                        // in addition to the file's
+  bool endless = false;                                      // inputs begin again when they end
   std::chrono::nanoseconds time = std::chrono::seconds(10);  // that "cost" measures, about
   bool json = false;                                         // what "cost" writes
 };

@@ -120,6 +120,7 @@ void apply(Arguments& arguments, flowfile::File& file) {
   for (flowfile::ExecutionGroup& group : file.groups) {
     for (flowfile::Flow& flow : group.flows) {
       flow.threads = static_cast<unsigned>(arguments.threads.value_or(flow.threads));
+      if (arguments.endless) flow.input.source = withoutEnd(settingsOf(flow.input));
     }
   }
 }

@@ -13,8 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kWithoutEnd = 1'000'000'000'000;
-
 bool isMonitor(const flowfile::Node& node) {
   return std::holds_alternative<flowfile::MonitorNode>(node);
 }
@@ -39,23 +37,10 @@ bool isReplaced(const Generated&) {
   return false;
 }
 
-void repeat(Lines& lines) {
-  lines.repeat = kWithoutEnd;
-}
-
-void repeat(Files& files) {
-  files.repeat = kWithoutEnd;
-}
-
-void repeat(Generated& generated) {
-  generated.count = 0;
-}
-
 SourceSettings repeated(SourceSettings settings) {
   const bool replaced = std::visit([](const auto& source) { return isReplaced(source); }, settings);
   if (replaced) settings = Generated{0, {flowfile::Distribution::Kind::constant, 100, 0}};
-  std::visit([](auto& source) { repeat(source); }, settings);
-  return settings;
+  return withoutEnd(std::move(settings));
 }
 
 template <typename Change>

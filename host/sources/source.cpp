@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <system_error>
 
 #include "flowfile/section.h"
 
@@ -25,6 +26,21 @@ std::any readAs(flowfile::Section& input, flowfile::Context& context) {
 constexpr Kind kKinds[] = {
     {Lines::key, readAs<Lines>}, {Files::key, readAs<Files>}, {Generated::key, readAs<Generated>}};
 
+constexpr std::uint64_t kWithoutEnd = 1'000'000'000'000;
+
+void repeat(Lines& lines) {
+  std::error_code none;
+  if (std::filesystem::is_regular_file(lines.path, none)) lines.repeat = kWithoutEnd;
+}
+
+void repeat(Files& files) {
+  files.repeat = kWithoutEnd;
+}
+
+void repeat(Generated& generated) {
+  generated.count = 0;
+}
+
 }  // namespace
 
 std::any readSource(flowfile::Section& input, flowfile::Context& context) {
@@ -43,6 +59,11 @@ std::any readSource(flowfile::Section& input, flowfile::Context& context) {
 
 const SourceSettings& settingsOf(const flowfile::Input& input) {
   return std::any_cast<const SourceSettings&>(input.source);
+}
+
+SourceSettings withoutEnd(SourceSettings settings) {
+  std::visit([](auto& any) { repeat(any); }, settings);
+  return settings;
 }
 
 std::unique_ptr<MessageSource> openSource(const SourceSettings& settings, std::uint64_t seed,

@@ -33,6 +33,9 @@ std::any readSource(flowfile::Section& input, flowfile::Context& context);
 // The source of an input that was read with readSource. Throws std::bad_any_cast for any other.
 const SourceSettings& settingsOf(const flowfile::Input& input);
 
+// The source as one that begins again whenever it ends. Standard input and pipes end all the same.
+SourceSettings withoutEnd(SourceSettings settings);
+
 // Opens the source. `seed` is where its chance starts; `stop` must outlive it. Throws
 // std::system_error when a file or folder can't be read, here or in next().
 std::unique_ptr<MessageSource> openSource(const SourceSettings& settings, std::uint64_t seed,

@@ -239,6 +239,16 @@ TEST_F(Run, ASecondSignalStopsAtOnce) {
   EXPECT_EQ(host.end(), 128 + SIGINT);
 }
 
+TEST_F(Run, InputsBeginAgainWithEndlessUntilAllMessagesAreTaken) {
+  std::ofstream(folder_ / "in.txt") << "a\nb\n";
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput) +
+                                 group("two", "lines = \"in.txt\"\n", kInput));
+  const std::string json = " --quiet --summary-json " + (folder_ / "s.json").string();
+  EXPECT_EQ(zebhost("run " + file + " --endless --messages 12" + json), 0) << err_;
+  EXPECT_EQ(summary()["messageFlows"][0]["handled"], 12);
+  EXPECT_EQ(summary()["messageFlows"][1]["handled"], 12);
+}
+
 TEST_F(Run, AGroupThatCannotOpenItsOutputIsSaid) {
   std::ofstream(folder_ / "in.txt") << "a\n";
   fs::create_directory(folder_ / "gone");

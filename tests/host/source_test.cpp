@@ -83,6 +83,20 @@ TEST_F(Sources, AnEmptyFileGivesNothingHoweverOftenItIsRead) {
   EXPECT_TRUE(all(input).empty());
 }
 
+TEST_F(Sources, WithoutEndEachKindBeginsAgainButWhatCannotBeReadTwice) {
+  write("l.txt", "a\nb\n");
+  const auto fifth = [this](const SourceSettings& settings) {
+    const auto source = openSource(withoutEnd(settings), 1, stop_);
+    Draft draft;
+    for (int i = 0; i < 5; ++i) EXPECT_TRUE(source->next(draft));
+    return draft.name;
+  };
+  EXPECT_EQ(fifth(linesIn(folder_ / "l.txt")), "l.txt:1");
+  EXPECT_EQ(fifth(Files{folder_, 1}), "l.txt");
+  EXPECT_EQ(fifth(generated(2, {})), "generated:5");
+  EXPECT_EQ(std::get<Lines>(withoutEnd(linesIn("-"))).repeat, 1U);
+}
+
 TEST_F(Sources, AMissingFileIsSaid) {
   EXPECT_THROW(all(linesIn(folder_ / "nosuch")), std::system_error);
 }

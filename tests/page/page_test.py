@@ -15,7 +15,6 @@ import subprocess
 import sys
 
 sys.path += [str(pathlib.Path(__file__).resolve().parent.parent / folder) for folder in ("fleet", "support")]
-from examples import endless_orders
 from loopback import raise_loopback
 from private_tmp import replace_tmp
 
@@ -71,10 +70,8 @@ class Programs:
         address = re.search(r"http://\S+", program.stdout.readline())
         return {"address": address.group(0).rstrip("/"), "process": program.pid}
 
-    def run(self, name, text):
-        path = pathlib.Path("/tmp", name)
-        path.write_text(text)
-        return str(path), self.start(HOST, "run", str(path), "--quiet", "--log", "/dev/null").pid
+    def run(self, flows):
+        return self.start(HOST, "run", str(flows), "--endless", "--quiet", "--log", "/dev/null").pid
 
     def end(self):
         for program in reversed(self.running):
@@ -97,10 +94,12 @@ def main():
     token.chmod(0o600)
     programs = Programs()
     try:
-        flows, _ = programs.run("shop.toml", endless_orders(EXAMPLES))
-        _, stopped = programs.run("hostile.toml", hostile())
+        shop, strange = pathlib.Path(EXAMPLES, "orders.toml"), pathlib.Path("/tmp/hostile.toml")
+        strange.write_text(hostile())
+        programs.run(shop)
+        stopped = programs.run(strange)
         servers = {
-            "open": programs.serve("--events", "--flows", flows),
+            "open": programs.serve("--events", "--flows", str(shop)),
             "token": programs.serve("--token-file", str(token)),
             "empty": programs.serve("--temp-directory", "/tmp/empty"),
         }

@@ -20,7 +20,6 @@ import unittest
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path += [str(HERE.parent / folder) for folder in ("fleet", "support")]
-from examples import endless_orders
 from loopback import raise_loopback
 from private_tmp import PROJECT, replace_tmp
 from unit import Unit
@@ -73,12 +72,6 @@ def make_drop_in():
     path.parent.mkdir()
     path.write_text(text.replace("/usr/bin/zebmon", ZEBMON))
     return path
-
-
-def flows():
-    path = WORLD / "orders.toml"
-    path.write_text(endless_orders(PROJECT / "examples"))
-    return str(path)
 
 
 class Service:
@@ -188,7 +181,8 @@ class RunningServices(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         make_credentials()
-        cls.host = subprocess.Popen([ZEBHOST, "run", flows(), "--quiet", "--log", "/dev/null"])
+        cls.host = subprocess.Popen([ZEBHOST, "run", PROJECT / "examples/orders.toml", "--endless", "--quiet", "--log",
+                                     "/dev/null"])
         while f"SHOPBROKER" not in run(ZEBMON, "stats", "--node", "Order in").stdout:
             assert cls.host.poll() is None
 
