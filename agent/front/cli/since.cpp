@@ -7,7 +7,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "agent/model/zone_text.h"
+#include "agent/model/date_text.h"
 
 namespace cli {
 namespace {
@@ -30,33 +30,11 @@ std::optional<Since> parseAge(std::string_view text) {
   return Since{Since::Kind::age, value * seconds[unit]};
 }
 
-// What is behind a date and time: nothing, a zone, or with `fraction` parts of a second too.
-std::optional<Since> withZone(std::int64_t seconds, std::string_view zone, bool hasSeconds) {
-  if (hasSeconds) zone = model::withoutFraction(zone);
-  if (zone.empty()) return Since{Since::Kind::civil, seconds};
-  const auto offset = model::offsetOf(zone);
-  if (!offset) return std::nullopt;
-  return Since{Since::Kind::time, seconds - *offset};
-}
-
 std::optional<Since> parseTime(const std::string& text) {
-  struct Form {
-    const char* format;
-    bool seconds;
-    bool zone;
-  };
-  constexpr Form kForms[] = {{"%Y-%m-%dT%H:%M:%S", true, true},
-                             {"%Y-%m-%d %H:%M:%S", true, true},
-                             {"%Y-%m-%dT%H:%M", false, true},
-                             {"%Y-%m-%d %H:%M", false, true},
-                             {"%Y-%m-%d", false, false}};
-  for (const Form& form : kForms) {
-    tm parts{};
-    const char* const end = strptime(text.c_str(), form.format, &parts);
-    if (end == nullptr || (*end != '\0' && !form.zone)) continue;
-    if (const auto since = withZone(timegm(&parts), end, form.seconds)) return since;
-  }
-  return std::nullopt;
+  const auto date = model::parseDate(text);
+  if (!date) return std::nullopt;
+  if (!date->offset) return Since{Since::Kind::civil, date->civil};
+  return Since{Since::Kind::time, date->civil - *date->offset};
 }
 
 std::optional<Since> parseClock(const std::string& text) {

@@ -2,11 +2,9 @@
 #include "agent/front/serve/history_query.h"
 
 #include <algorithm>
-#include <array>
-#include <chrono>
 #include <set>
 
-#include "agent/model/zone_text.h"
+#include "agent/model/date_text.h"
 #include "agent/reader/bounded_file.h"
 #include "text/utf8.h"
 
@@ -29,41 +27,13 @@ std::optional<std::int64_t> bounded(std::int64_t seconds) {
   return seconds;
 }
 
-// A decimal number of as many digits.
-std::optional<int> numberAt(std::string_view text, std::size_t at, std::size_t digits) {
-  const auto number = reader::unsignedOf(text.substr(std::min(at, text.size()), digits));
-  if (!number || at + digits > text.size()) return {};
-  return static_cast<int>(*number);
-}
-
-// Seconds east of Greenwich; a plus may have become a blank.
-std::optional<std::int64_t> offsetOf(std::string_view text) {
-  std::string zone(model::withoutFraction(text));
-  if (zone.starts_with(' ')) zone.front() = '+';
-  return model::offsetOf(zone);
-}
-
-std::optional<std::int64_t> rfc3339(std::string_view text) {
-  constexpr std::string_view kForm = "dddd-dd-ddTdd:dd:dd";
-  if (text.size() < kForm.size()) return {};
-  for (std::size_t i = 0; i < kForm.size(); ++i) {
-    if (kForm[i] != 'd' && text[i] != kForm[i]) return {};
-  }
-  constexpr std::array<std::array<std::size_t, 2>, 6> kPlaces = {
-      {{0, 4}, {5, 2}, {8, 2}, {11, 2}, {14, 2}, {17, 2}}};
-  std::array<int, 6> parts{};
-  for (std::size_t i = 0; i < parts.size(); ++i) {
-    const auto number = numberAt(text, kPlaces[i][0], kPlaces[i][1]);
-    if (!number) return {};
-    parts[i] = *number;
-  }
-  const auto offset = offsetOf(text.substr(kForm.size()));
-  const std::chrono::year_month_day day{std::chrono::year(parts[0]),
-                                        std::chrono::month(static_cast<unsigned>(parts[1])),
-                                        std::chrono::day(static_cast<unsigned>(parts[2]))};
-  if (!offset || !day.ok() || parts[3] > 23 || parts[4] > 59 || parts[5] > 60) return {};
-  const std::int64_t days = std::chrono::sys_days(day).time_since_epoch().count();
-  return bounded(days * 86400 + parts[3] * 3600 + parts[4] * 60 + parts[5] - *offset);
+// With its zone, of which a plus may have become a blank.
+std::optional<std::int64_t> timeOf(std::string text) {
+  constexpr std::size_t kZone = 6;  // "+02:00"
+  if (text.size() > kZone && text[text.size() - kZone] == ' ') text[text.size() - kZone] = '+';
+  const auto date = model::parseDate(text);
+  if (!date || !date->offset) return {};
+  return bounded(date->civil - *date->offset);
 }
 
 template <class Value>
@@ -110,7 +80,7 @@ std::optional<std::string> percentDecoded(std::string_view text) {
 }
 
 std::optional<std::int64_t> parseMoment(std::string_view text) {
-  if (text.find('-') != text.npos) return rfc3339(text);
+  if (text.find('-') != text.npos) return timeOf(std::string(text));
   const auto point = text.find('.');
   const bool fraction = point != text.npos;
   if (fraction && !reader::unsignedOf(text.substr(point + 1))) return {};

@@ -30,7 +30,7 @@ struct HistoryQuery {
 // flow without its group.
 std::optional<HistoryQuery> parseHistoryQuery(std::string_view query);
 
-// "1800000000", "1800000000.5" or "2026-11-22T10:00:00Z", in whole seconds. Nothing for others.
+// "1800000000", "1800000000.5" or a date with time and zone, in whole seconds. Nothing for others.
 std::optional<std::int64_t> parseMoment(std::string_view text);
 
 // Without its %XX. Nothing when one of them is none.
