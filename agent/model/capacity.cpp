@@ -197,6 +197,15 @@ std::optional<Seconds> untilFull(std::uint64_t usedBefore, std::uint64_t used, s
   return left <= kThousandYears ? std::optional(left) : std::nullopt;
 }
 
+bool AreaGrowth::isEnough() const {
+  return until - from >= std::chrono::milliseconds(std::chrono::days(1)).count();
+}
+
+std::optional<Seconds> AreaGrowth::untilFull() const {
+  if (!isEnough()) return std::nullopt;
+  return model::untilFull(before, used, size, std::chrono::milliseconds(until - from));
+}
+
 std::optional<Seconds> untilForcedReset(reader::Number before, reader::Number now,
                                         Seconds interval) {
   if (!before || !now || *before < 0 || *now < 0) return std::nullopt;

@@ -95,6 +95,21 @@ using Seconds = std::chrono::duration<double>;
 std::optional<Seconds> untilFull(std::uint64_t usedBefore, std::uint64_t used, std::uint64_t size,
                                  Seconds interval);
 
+// How an area filled up over a time that somebody recorded. Times are milliseconds since 1970.
+struct AreaGrowth {
+  std::int64_t from = 0;
+  std::int64_t until = 0;
+  std::uint64_t before = 0;  // bytes in use then
+  std::uint64_t used = 0;    // and at the end
+  std::uint64_t size = 0;
+
+  // What less than a day tells would be a guess.
+  bool isEnough() const;
+
+  // Nothing when that is not enough, or it doesn't grow.
+  std::optional<Seconds> untilFull() const;
+};
+
 // The count at which the library resets all statistics, and the time until a node's count is there.
 inline constexpr std::int64_t kForcedReset = 2147483647;
 std::optional<Seconds> untilForcedReset(reader::Number before, reader::Number now,

@@ -3,10 +3,14 @@
 
 #include "agent/reader/names.h"
 #include "agent/render/size_screens.h"
+#include "agent/render/values.h"
 #include "agent/render/words.h"
+#include "text/printable.h"
 
 namespace render {
 namespace {
+
+constexpr std::int64_t kMs = 1000;  // in a second
 
 // What still fits into an area. Only one of the three counts for each.
 struct Room {
@@ -45,6 +49,17 @@ std::vector<const reader::Area*> areasOf(const model::SeenBroker& broker) {
   return areas;
 }
 
+Json forecastOf(const model::AreaGrowth& growth) {
+  const auto left = growth.untilFull();
+  return {{"since", isoTime(growth.from / kMs)},
+          {"until", isoTime(growth.until / kMs)},
+          {"usedBytesBefore", growth.before},
+          {"usedBytes", growth.used},
+          {"sizeBytes", growth.size},
+          {"enough", growth.isEnough()},
+          {"fullInSeconds", left ? Json(static_cast<std::int64_t>(left->count())) : Json()}};
+}
+
 Row rowOf(const model::SeenBroker& broker, const reader::Area& area) {
   const Room room = roomIn(area, model::largestNode(broker));
   const bool full = area.name == reader::kStatistics && room.nodes == 0;
@@ -76,7 +91,31 @@ Sheet fillSheet(const model::Snapshot& snapshot) {
   return sheet;
 }
 
-Json fillDocument(const model::Snapshot& snapshot) {
+std::string forecastText(const model::AreaGrowth& growth) {
+  const std::string time = duration((growth.until - growth.from) / kMs);
+  if (!growth.isEnough()) return "a forecast needs a day, and there is " + time;
+  if (growth.used >= growth.size) return "it is full";
+  const auto left = growth.untilFull();
+  if (!left) return "it has not grown in " + time;
+  return fmt::format("it grew by {} bytes in {}, and is full in {} if that goes on",
+                     growth.used - growth.before, time,
+                     duration(static_cast<std::int64_t>(left->count())));
+}
+
+std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths) {
+  std::string lines;
+  for (const auto& broker : snapshot.brokers) {
+    const auto growth = growths.find(broker->uuid());
+    if (growth != growths.end()) {
+      lines += text::printable("By the history, statistics of " + nameOf(*broker) + ": " +
+                               forecastText(growth->second) + ".") +
+               "\n";
+    }
+  }
+  return lines;
+}
+
+Json fillDocument(const model::Snapshot& snapshot, const Growths& growths) {
   Json document = headOf("zebmon.size", 1, snapshot);
   document["plan"] = nullptr;
   Json& brokers = document["brokers"] = Json::array();
@@ -99,12 +138,15 @@ Json fillDocument(const model::Snapshot& snapshot) {
       }
       areas.push_back(std::move(object));
     }
+    const auto growth = growths.find(broker->uuid());
     const bool readable = broker->segment.size > 0;
-    brokers.push_back({{"label", broker->tree ? Json(broker->label()) : Json(nullptr)},
-                       {"uuid", broker->uuid()},
-                       {"state", reader::nameOf(broker->state())},
-                       {"segmentBytes", readable ? Json(broker->segment.size) : Json(nullptr)},
-                       {"areas", std::move(areas)}});
+    brokers.push_back(
+        {{"label", broker->tree ? Json(broker->label()) : Json(nullptr)},
+         {"uuid", broker->uuid()},
+         {"state", reader::nameOf(broker->state())},
+         {"segmentBytes", readable ? Json(broker->segment.size) : Json(nullptr)},
+         {"areas", std::move(areas)},
+         {"forecast", growth == growths.end() ? Json(nullptr) : forecastOf(growth->second)}});
   }
   return document;
 }

@@ -3,6 +3,7 @@
 #ifndef ZEB_AGENT_RENDER_SIZE_SCREENS_H
 #define ZEB_AGENT_RENDER_SIZE_SCREENS_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -21,14 +22,23 @@ struct PlanView {
   std::uint32_t configured = 0;  // bytes of an area as configured now
 };
 
+// By the uuids of brokers: what a history says of their areas of nodes.
+using Growths = std::map<std::string, model::AreaGrowth>;
+
 // One row an area of each broker that could be read.
 std::vector<Column> fillColumns();
 Sheet fillSheet(const model::Snapshot& snapshot);
 
+// When an area will be full, or why nobody can tell; a sentence without its full stop.
+std::string forecastText(const model::AreaGrowth& growth);
+
+// A line of each broker in `growths`: when its area of nodes will be full, or why nobody can tell.
+std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths);
+
 // What each area needs, the line to write, and the kernel's limits beside it.
 std::string planScreen(const PlanView& view, const TableStyle& style);
 
-Json fillDocument(const model::Snapshot& snapshot);
+Json fillDocument(const model::Snapshot& snapshot, const Growths& growths = {});
 Json planDocument(const PlanView& view);
 
 }  // namespace render

@@ -311,6 +311,18 @@ const tests = {
     await tab.close();
   },
 
+  async 'a recorded day forecasts when there is no more room'() {
+    const tab = await Tab.open(servers.open);
+    await tab.page.route('**/api/v1/history', (route) => answerAsIf(route, new URL(route.request().url())));
+    await tab.go('#/capacity');
+    await tab.see(/^By the history, it grew by 4[.0]* KiB in 12 days: full in 177 days if that goes on\.$/);
+    await tab.page.screenshot({path: `${screenshots}/capacity-forecast.png`});
+    await tab.page.unroute('**/api/v1/history');
+    await tab.page.reload();
+    await tab.see(/The history has [^;]+ of this; a forecast from it needs a day\.$/);
+    await tab.close();
+  },
+
   async 'every view fits from a phone to a wall'() {
     const views = {flows: '#/flows', node: kNode, events: '#/events', findings: '#/findings', capacity: '#/capacity', locks: '#/locks', settings: '#/settings'};
     for (const [size, [width, height]] of Object.entries(kSizes)) {
@@ -372,7 +384,8 @@ function history(query) {
 }
 
 function contents() {
-  return {schema: 'zebmon.history.contents', version: 1, state: 'ok', brokers: [{broker: 'LATE', uuid: 'late', oldest: 1, newest: 2, flows: [{execution_group: 'g', flow: 'f', nodes: [{node: 'n', node_type: 'input'}]}]}]};
+  return {schema: 'zebmon.history.contents', version: 1, state: 'ok', brokers: [{broker: 'SHOPBROKER', uuid: kShop, oldest: 1, newest: 2, area: {since: ago(12 * 86400), until: ago(0), used_bytes_before: 1024, used_bytes: 5120, size_bytes: 65536, enough: true, full_in_seconds: 15290000}, flows: []},
+    {broker: 'LATE', uuid: 'late', area: null, oldest: 1, newest: 2, flows: [{execution_group: 'g', flow: 'f', nodes: [{node: 'n', node_type: 'input'}]}]}]};
 }
 
 function changes() {

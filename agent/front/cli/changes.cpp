@@ -62,9 +62,7 @@ void declareChanges(Options& options, Request& request) {
   addStyle(options, request);
 }
 
-ExitCode runChanges(const Request& asked, Output& output) {
-  Request request = asked;
-  useDefaultHistory(request);
+ExitCode runChanges(const Request& request, Output& output) {
   if (!isPast(request)) {
     throw Stop{kUsage, request.from +
                            " is no history. Name a file that \"zebmon serve\" or \"zebmon record\" "

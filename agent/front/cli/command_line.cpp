@@ -76,10 +76,11 @@ ExitCode interpret(int argc, const char* const* argv, Output& output) {
   } catch (const CLI::ParseError& error) {
     return answer(app, error, output);
   }
-  if (request.between) useDefaultHistory(request);
   const auto asked = [&app](const Command& command) { return app.got_subcommand(command.name); };
+  const Command& command = *std::ranges::find_if(commands(), asked);
+  if (command.ofHistory || request.between) useDefaultHistory(request);
   try {
-    return std::ranges::find_if(commands(), asked)->run(request, output);
+    return command.run(request, output);
   } catch (const Stop& stop) {
     complain(stop.sentence);
     return stop.code;

@@ -22,6 +22,9 @@ struct Command {
 
   // Does it: data goes to the output, everything else to standard error.
   ExitCode (*run)(const Request& request, Output& output);
+
+  // It reads a history and nothing else.
+  bool ofHistory = false;
 };
 
 // All of them, in the order of --help.

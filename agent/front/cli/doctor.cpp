@@ -51,6 +51,17 @@ void keepOnly(const std::vector<std::string>& wanted, Findings& findings) {
   });
 }
 
+// How long the room of an area that is nearly full will last.
+void addForecasts(Findings& findings) {
+  const render::Growths growths = recordedGrowths();
+  for (model::Finding& finding : findings.found) {
+    if (finding.id != "area.nearly-full" || !finding.broker) continue;
+    const auto growth = growths.find(finding.broker->uuid());
+    if (growth == growths.end()) continue;
+    finding.evidence += "; by the history, " + render::forecastText(growth->second);
+  }
+}
+
 Examined examine(const Request& request, Output& output) {
   Examined seen;
   seen.now = take(request, model::MachineFacts::all);
@@ -64,6 +75,7 @@ Examined examine(const Request& request, Output& output) {
   seen.findings = model::select(model::findingsOf(seen.before.get(), *seen.now), seen.selected,
                                 request.selection);
   keepOnly(request.doctor.only, seen.findings);
+  if (request.from.empty()) addForecasts(seen.findings);
   for (const auto& broker : seen.selected.brokers) {
     const std::string cut = render::cutOf(*broker, true);
     if (!cut.empty()) seen.findings.notChecked.push_back(cut);

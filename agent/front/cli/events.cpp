@@ -54,11 +54,22 @@ ExitCode report(const Request& request, const model::Snapshot& all,
   return findUnknown(all, request.selection) ? kNoBroker : exitCodeOf(selected);
 }
 
+// Of a history: the looks that tell of gaps are those behind them.
+void addGaps(const Request& request, EventStream& stream) {
+  withPast(request, [&stream](const Past& past) {
+    for (const auto& [broker, known] : past.gaps()) {
+      stream.add(broker, {&known.gap, 1}, known.time / 1000);
+    }
+    return kDone;
+  });
+}
+
 // What there is now.
 ExitCode show(const Request& request, Output& output) {
   const auto snapshot = take(request, model::MachineFacts::leave, model::Events::read);
   const model::Snapshot selected = distinct(model::selectBrokers(*snapshot, request.selection));
   EventStream stream(request, output, model::secondsOf(*snapshot));
+  if (isPast(request)) addGaps(request, stream);
   for (const auto& broker : selected.brokers) {
     if (broker->events) stream.add(*broker, broker->events->events, model::secondsOf(*snapshot));
   }

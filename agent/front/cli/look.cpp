@@ -30,7 +30,7 @@ std::shared_ptr<const model::Snapshot> takePast(const Request& request, model::E
   if (events != model::Events::read) {
     throw Stop{kUsage, request.from +
                            " is a history, and this needs a snapshot file. A history can be given "
-                           "to stats, flow, events, message, doctor and changes"};
+                           "to stats, flow, events, message, size, doctor and changes"};
   }
   std::shared_ptr<const model::Snapshot> snapshot;
   withPast(request, [&snapshot](const Past& past) {

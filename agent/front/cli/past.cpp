@@ -54,6 +54,14 @@ Result read(const Request& request, const std::function<Result()>& what) {
   }
 }
 
+render::Growths growthsIn(const history::Reader& reader) {
+  render::Growths growths;
+  for (const history::KnownBroker& broker : reader.brokers()) {
+    if (const auto growth = reader.growth(broker)) growths.emplace(broker.uuid, *growth);
+  }
+  return growths;
+}
+
 }  // namespace
 
 void addBetween(Options& options, Request& request) {
@@ -141,17 +149,52 @@ std::shared_ptr<const model::Snapshot> Past::events() const {
   return snapshot;
 }
 
-void Past::reportGaps() const {
+std::vector<Past::Gap> Past::gaps() const {
+  std::vector<Gap> all;
   for (const history::KnownBroker& broker : brokers()) {
     model::SeenBroker named;
     named.segment.uuid = broker.uuid;
     named.tree.emplace().label = broker.label;
     named.tree->uuid = broker.uuid;
     for (const auto& known : reader_->gaps(broker, between_.value_or(model::Period{0, kEver}))) {
-      if (!selects(request_.selection, known.gap)) continue;
-      complain(render::dateAndTime(known.time / 1000, request_.show.zone) + ": " +
-               render::gapText(named, known.gap));
+      if (selects(request_.selection, known.gap)) all.push_back({named, known});
     }
+  }
+  return all;
+}
+
+void Past::reportGaps() const {
+  for (const auto& [broker, known] : gaps()) {
+    complain(render::dateAndTime(known.time / 1000, request_.show.zone) + ": " +
+             render::gapText(broker, known.gap));
+  }
+}
+
+std::shared_ptr<const model::Snapshot> Past::areas() const {
+  auto snapshot = std::make_shared<model::Snapshot>(atLastLook(*this));
+  for (const history::KnownBroker& broker : brokers()) {
+    auto seen =
+        std::make_shared<model::SeenBroker>(*reader_->last(broker).looks.back()->brokers.front());
+    if (const auto growth = reader_->growth(broker)) {
+      reader::Area& area = seen->segment.copy.areas.emplace_back();
+      area.name = reader::kStatistics;
+      area.size = static_cast<std::uint32_t>(growth->size);
+      area.last = static_cast<std::uint32_t>(growth->used);
+    }
+    snapshot->brokers.push_back(std::move(seen));
+  }
+  return snapshot;
+}
+
+render::Growths Past::growths() const {
+  return growthsIn(*reader_);
+}
+
+render::Growths recordedGrowths() {
+  try {
+    return growthsIn(history::Reader(history::fileToRead()));
+  } catch (const history::Failure&) {
+    return {};
   }
 }
 

@@ -14,6 +14,7 @@
 #include "agent/front/history/reader.h"
 #include "agent/model/snapshot.h"
 #include "agent/render/past_screens.h"
+#include "agent/render/size_screens.h"
 
 namespace cli {
 
@@ -46,8 +47,19 @@ class Past {
   // The brokers with their events; nothing of --between: all of them.
   std::shared_ptr<const model::Snapshot> events() const;
 
-  // Says which events of the period nobody saw.
+  // Which events of those asked for nobody saw, in the order of brokers and times.
+  struct Gap {
+    model::SeenBroker broker;  // its names alone
+    history::KnownGap known;
+  };
+  std::vector<Gap> gaps() const;
+
+  // Says so on standard error.
   void reportGaps() const;
+
+  // The brokers at their last looks, each with its area of nodes, where that was recorded.
+  std::shared_ptr<const model::Snapshot> areas() const;
+  render::Growths growths() const;
 
   std::vector<model::PastFinding> findings() const;
   std::vector<model::PastChange> changes(const model::Period& period,
@@ -65,6 +77,10 @@ class Past {
   std::int64_t lastLook_ = 0;
   std::optional<model::Period> between_;
 };
+
+// What the default history says of the brokers of this machine; nothing when there is none that can
+// be read.
+render::Growths recordedGrowths();
 
 // A look without brokers at the time of the last one, for what only tells its time.
 model::Snapshot atLastLook(const Past& past);

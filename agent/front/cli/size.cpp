@@ -5,10 +5,12 @@
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/past.h"
 #include "agent/front/cli/since.h"
 #include "agent/front/cli/terminal.h"
 #include "agent/model/settings.h"
 #include "agent/render/size_screens.h"
+#include "agent/render/words.h"
 #include "flowfile/load.h"
 #include "flowfile/reader.h"
 #include "flowfile/room.h"
@@ -71,10 +73,25 @@ ExitCode showPlan(const Request& request, Output& output) {
   return kDone;
 }
 
-std::string shown(const model::Snapshot& selected, const ShowRequest& show) {
-  return show.format == Format::json
-             ? render::written(render::fillDocument(selected))
-             : tableOf(arranged(render::fillSheet(selected), show.arrangement), styleOf(show));
+std::string shown(const model::Snapshot& selected, const render::Growths& growths,
+                  const ShowRequest& show) {
+  if (show.format == Format::json) {
+    return render::written(render::fillDocument(selected, growths));
+  }
+  return tableOf(arranged(render::fillSheet(selected), show.arrangement), styleOf(show)) +
+         render::forecastLines(selected, growths);
+}
+
+ExitCode showPast(const Past& past, const Request& request, Output& output) {
+  const auto areas = past.areas();
+  const render::Growths growths = past.growths();
+  for (const auto& broker : areas->brokers) {
+    if (growths.contains(broker->uuid())) continue;
+    complain("the history doesn't tell how full the areas of " + render::nameOf(*broker) +
+             " were. A recorder of this version writes that from now on");
+  }
+  output.write(shown(*areas, growths, request.show));
+  return kDone;
 }
 
 }  // namespace
@@ -110,8 +127,12 @@ void declareSize(Options& options, Request& request) {
 
 ExitCode runSize(const Request& request, Output& output) {
   if (request.size.nodes || !request.size.flowFile.empty()) return showPlan(request, output);
+  if (isPast(request)) {
+    return withPast(request, [&](const Past& past) { return showPast(past, request, output); });
+  }
   const model::Snapshot selected = look(request);
-  output.write(shown(selected, request.show));
+  output.write(
+      shown(selected, request.from.empty() ? recordedGrowths() : render::Growths(), request.show));
   return exitCodeOf(selected);
 }
 

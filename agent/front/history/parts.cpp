@@ -172,6 +172,7 @@ void Parts::forget(std::int64_t nowMs) {
     database_.prepare(std::string("DELETE FROM ") + table + " WHERE end_ms < ?")
         .run(nowMs - kKeepHoursMs);
   }
+  database_.prepare("DELETE FROM area_use WHERE hour < ?").run((nowMs - kKeepHoursMs) / kHourMs);
   transaction.commit();
   for (const std::int64_t broker : brokersOf(database_)) {
     while (removeEvents(broker, (nowMs - kKeepMinutesMs) / 1000)) continue;

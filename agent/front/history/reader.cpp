@@ -25,16 +25,16 @@ constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 constexpr std::size_t kMostEvents = 200000;
 constexpr std::size_t kMostNodes = 100000;
 
+constexpr std::int64_t kForecastMs = 30 * kDayMs;  // goes by so much
+
 Database opened(const std::string& path) {
   Database database = openToRead(path);
   switch (fitOf(database)) {
+    case Fit::older:  // has less, and all of that as now
     case Fit::present:
       return database;
     case Fit::newer:
       throw Failure(Failure::Kind::other, "it was written by a newer zebmon. Use that one");
-    case Fit::older:
-      throw Failure(Failure::Kind::other,
-                    "it was written by an older zebmon. Let \"zebmon record\" bring it up to date");
     default:
       throw Failure(Failure::Kind::damaged, "it is no history of zebmon");
   }
@@ -174,7 +174,9 @@ struct Reader::Row {
 };
 
 Reader::Reader(const std::string& path)
-    : database_(opened(path)), transaction_(database_, Transaction::For::reading) {}
+    : database_(opened(path)),
+      transaction_(database_, Transaction::For::reading),
+      version_(database_.integerOf("PRAGMA user_version").value_or(0)) {}
 
 std::vector<KnownBroker> Reader::brokers() const {
   auto rows = database_.prepare("SELECT id, uuid, label, last_ms, present FROM broker");
@@ -414,6 +416,29 @@ std::shared_ptr<const model::SeenBroker> Reader::events(const KnownBroker& broke
   }
   std::ranges::reverse(batch.events);
   return seen;
+}
+
+// A row holds from the end of its hour to the next row.
+std::optional<model::AreaGrowth> Reader::growth(const KnownBroker& broker) const {
+  if (version_ < kAreaUseVersion) return std::nullopt;
+  const std::int64_t begin = broker.lastLook - kForecastMs;
+  auto last = database_.prepare(
+      "SELECT size_bytes, used_bytes FROM area_use WHERE broker = ? ORDER BY hour DESC LIMIT 1");
+  auto first = database_.prepare(
+      "SELECT hour * 3600000, used_bytes FROM area_use WHERE broker = ?1 AND hour >= coalesce("
+      "(SELECT max(hour) FROM area_use WHERE broker = ?1 AND hour < ?2), ?2) ORDER BY hour LIMIT "
+      "1");
+  if (!last.with(broker.id).step() || !first.with(broker.id, begin / kHourMs).step()) {
+    return std::nullopt;
+  }
+  const auto bytes = [](std::int64_t stored) {
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(0, stored));
+  };
+  return model::AreaGrowth{.from = std::max(begin, first.integer(0)),
+                           .until = broker.lastLook,
+                           .before = bytes(first.integer(1)),
+                           .used = bytes(last.integer(1)),
+                           .size = bytes(last.integer(0))};
 }
 
 std::vector<KnownGap> Reader::gaps(const KnownBroker& broker, const Period& period) const {

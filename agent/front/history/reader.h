@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "agent/front/history/database.h"
+#include "agent/model/capacity.h"
 #include "agent/model/changes.h"
 #include "agent/model/gaps.h"
 #include "agent/model/past.h"
@@ -46,6 +47,9 @@ class Reader {
   // Throws Failure too when it is no history, or one of a newer version.
   explicit Reader(const std::string& path);
 
+  // For what reading.h asks of it: all of the same moment.
+  const Database& database() const { return database_; }
+
   // In the order of their names.
   std::vector<KnownBroker> brokers() const;
 
@@ -64,6 +68,10 @@ class Reader {
   // them than are taken.
   std::shared_ptr<const model::SeenBroker> events(const KnownBroker& broker,
                                                   const model::Period& period, bool& bounded) const;
+
+  // How the area of nodes filled up in the thirty days before the last look; nothing when that was
+  // never recorded.
+  std::optional<model::AreaGrowth> growth(const KnownBroker& broker) const;
 
   std::vector<KnownGap> gaps(const KnownBroker& broker, const model::Period& period) const;
 
@@ -105,6 +113,7 @@ class Reader {
 
   Database database_;
   Transaction transaction_;  // all that is read is of one moment
+  std::int64_t version_;     // of the tables
 };
 
 }  // namespace history

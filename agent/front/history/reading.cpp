@@ -277,14 +277,12 @@ std::optional<std::int64_t> findBroker(const Database& database, const std::stri
 }
 
 Curves curvesOf(const Database& database, const Question& question) {
-  Transaction moment(database, Transaction::For::reading);
   const auto broker = findBroker(database, question.broker);
   return Drawing(database, question, broker.value_or(0)).curves();
 }
 
 std::vector<StoredBroker> contentsOf(const Database& database,
                                      const std::optional<std::string>& broker) {
-  Transaction moment(database, Transaction::For::reading);
   const Integer only = broker ? Integer(findBroker(database, *broker).value_or(0)) : Integer();
   auto rows = database.prepare(
       "SELECT b.id, b.uuid, b.label, (SELECT min(begin_ms) / 1000 FROM span WHERE broker = b.id), "

@@ -64,7 +64,7 @@ struct Curves {
   std::vector<MarkedTime> marks = {};
 };
 
-// One moment of the file, whatever is written meanwhile. Throws Failure.
+// Throws Failure.
 Curves curvesOf(const Database& database, const Question& question);
 
 // A flow that is in there.

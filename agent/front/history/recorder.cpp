@@ -120,10 +120,17 @@ void Recorder::load() {
     known.present = rows.integer(4);
     known.segment = rows.integer(5);
     known.reset = rows.number(6);
+    loadUse(known);
     loadCounts(known);
   }
   rows = database_.prepare("SELECT key, id FROM finding WHERE end_ms IS NULL");
   while (rows.step()) findings_[rows.text(0)] = rows.integer(1);
+}
+
+void Recorder::loadUse(Known& known) {
+  auto row = database_.prepare(
+      "SELECT size_bytes, used_bytes FROM area_use WHERE broker = ? ORDER BY hour DESC LIMIT 1");
+  if (row.with(known.id).step()) known.use = {row.integer(0), row.integer(1)};
 }
 
 void Recorder::loadCounts(Known& known) {
@@ -248,6 +255,7 @@ void Recorder::see(const model::SeenBroker& broker, bool wasAbsent) {
   if (same) seeReset(known, broker, look);
   writeCounts(known, look);
   writeBroker(known, broker);
+  writeUse(known, broker);
   writeSpan(known, came ? before_.wallMs : now_.wallMs);
 }
 
@@ -285,6 +293,15 @@ void Recorder::writeBroker(Known& known, const model::SeenBroker& broker) {
           "UPDATE broker SET last_look = ?, last_ms = ?, present = ?, segment = ?, "
           "reset_s = ? WHERE id = ?")
       .run(now_.look, now_.wallMs, known.present, known.segment, known.reset, known.id);
+}
+
+// The last one of each hour in which it changed.
+void Recorder::writeUse(Known& known, const model::SeenBroker& broker) {
+  const reader::Area* const area = broker.segment.copy.find(reader::kStatistics);
+  if (area == nullptr || known.use == AreaUse{area->size, area->last}) return;
+  known.use = {area->size, area->last};
+  database_.prepare("INSERT OR REPLACE INTO area_use VALUES (?, ?, ?, ?)")
+      .run(known.id, now_.wallMs / kHourMs, known.use.size, known.use.used);
 }
 
 void Recorder::writeSpan(Known& known, std::int64_t beginMs) {

@@ -66,6 +66,13 @@ class Recorder {
   std::int64_t used() const;
 
  private:
+  // How full the area of nodes is, in bytes.
+  struct AreaUse {
+    std::int64_t size = 0;
+    std::int64_t used = 0;
+    bool operator==(const AreaUse&) const = default;
+  };
+
   // A broker as the last look found it.
   struct Known {
     std::int64_t id = 0;
@@ -74,6 +81,7 @@ class Recorder {
     std::int64_t segment = 0;
     reader::Time reset = {};
     std::int64_t span = 0;  // first look of the present one; 0: none
+    AreaUse use = {};
     BrokerCounts counts = {};
   };
 
@@ -86,6 +94,7 @@ class Recorder {
   };
 
   void load();
+  void loadUse(Known& known);
   void loadCounts(Known& known);
   void write(const Sight& sight);
   void seeClock();
@@ -96,6 +105,7 @@ class Recorder {
   void writeCounts(const Known& known, const BrokerCounts::Look& look);
   void writeSpan(Known& known, std::int64_t beginMs);
   void writeBroker(Known& known, const model::SeenBroker& broker);
+  void writeUse(Known& known, const model::SeenBroker& broker);
   void seeAbsent(Known& known, bool gone);
   void writeMark(const Known& known, const Mark& mark);
   void writeNews(const model::News& news);

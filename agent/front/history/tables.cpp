@@ -218,6 +218,17 @@ SELECT a.step,
   FROM added a JOIN node n ON n.id = a.node JOIN broker b ON b.id = n.broker;
 )sql";
 
+// Since version 2.
+constexpr char kAreaUse[] = R"sql(
+CREATE TABLE area_use (
+  broker INTEGER NOT NULL,
+  hour INTEGER NOT NULL,
+  size_bytes INTEGER NOT NULL,
+  used_bytes INTEGER NOT NULL,
+  PRIMARY KEY (broker, hour)
+) WITHOUT ROWID;
+)sql";
+
 }  // namespace
 
 Fit fitOf(const Database& database) {
@@ -229,7 +240,7 @@ Fit fitOf(const Database& database) {
 }
 
 std::span<const std::string> steps() {
-  static const std::string kSteps[] = {std::string(kNames) + kSamples + kEvents + kView};
+  static const std::string kSteps[] = {std::string(kNames) + kSamples + kEvents + kView, kAreaUse};
   static_assert(std::size(kSteps) == kVersion);
   return kSteps;
 }

@@ -12,7 +12,9 @@
 namespace history {
 
 inline constexpr std::int64_t kApplication = 0x5A454248;  // application_id: "ZEBH"
-inline constexpr std::int64_t kVersion = 1;               // user_version
+inline constexpr std::int64_t kVersion = 2;               // user_version
+
+inline constexpr std::int64_t kAreaUseVersion = 2;  // the first one with that table
 
 // Of a history's version, from the first bytes of its file.
 enum class Fit {

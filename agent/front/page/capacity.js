@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // How full shared memory is, what still fits, and when it will be full.
 import {List, el, notice, quiet, setText} from './dom.js';
+import {ask} from './poll.js';
 import {keyOf} from './seen.js';
 import * as words from './words.js';
 
 const kTitles = {statistics: 'Nodes and their figures', eventTemplates: 'Texts of events', eventData: 'Events'};
 const kRateOf = 500;  // events
+const kAgainMs = 600000;  // before the history is asked again
 const kLeastSeconds = 60;  // a forecast from less would be noise
 
 function roomOf(area) {
@@ -24,6 +26,16 @@ function stayOf(area, events) {
   return seconds > 0 ? `At the present rate one stays for ${words.duration(area.roomForEvents * seconds / (some.length - 1))}.` : '';
 }
 
+// What the history says of the area of nodes; `seen` is what this page itself has seen.
+function recordedForecastOf(recorded, seen) {
+  if (!recorded) return seen;
+  const time = words.duration(recorded.until - recorded.since);
+  if (!recorded.enough) return `${seen} The history has ${time} of this; a forecast from it needs a day.`;
+  if (recorded.full_in_seconds === null) return `By the history, it has not grown in ${time}.`;
+  const grown = words.bytes(recorded.used_bytes - recorded.used_bytes_before);
+  return `By the history, it grew by ${grown} in ${time}: full in ${words.duration(recorded.full_in_seconds)} if that goes on.`;
+}
+
 // Event areas begin again when they are full, which is as it should be.
 function forecastOf(area, first, now, events) {
   if (area.name === 'eventTemplates') return 'It begins again at its start when it is full.';
@@ -37,8 +49,9 @@ function forecastOf(area, first, now, events) {
 }
 
 class Area {
-  constructor(app, uuid) {
-    this.app = app;
+  constructor(view, uuid) {
+    this.view = view;
+    this.app = view.app;
     this.uuid = uuid;
     this.title = el('h3');
     this.size = el('span', {class: 'where'});
@@ -61,17 +74,18 @@ class Area {
     this.meter.setAttribute('aria-label', `${name}: ${words.percent(area.usedPercent)} used`);
     setText(this.used, words.percent(area.usedPercent));
     setText(this.room, roomOf(area));
-    setText(this.forecast, forecastOf(area, seen.areas.get(keyOf(this.uuid, area.name)) ?? {time: seen.wall(), used: area.usedBytes}, seen.wall(),
-      seen.events.filter((event) => event.broker?.uuid === this.uuid)));
+    const first = seen.areas.get(keyOf(this.uuid, area.name)) ?? {time: seen.wall(), used: area.usedBytes};
+    const forecast = forecastOf(area, first, seen.wall(), seen.events.filter((event) => event.broker?.uuid === this.uuid));
+    setText(this.forecast, ring ? forecast : recordedForecastOf(this.view.recorded.get(this.uuid), forecast));
   }
 }
 
 class Broker {
-  constructor(app, broker) {
+  constructor(view, broker) {
     this.title = el('h2');
     this.told = el('p', {class: 'where'});
     const areas = el('ul', {class: 'areas plain'});
-    this.areas = new List(areas, () => new Area(app, broker.uuid));
+    this.areas = new List(areas, () => new Area(view, broker.uuid));
     this.element = el('section', {class: 'card'}, this.title, this.told, areas);
   }
 
@@ -86,8 +100,10 @@ export class CapacityView {
   constructor(app) {
     this.app = app;
     this.title = 'Capacity';
+    this.recorded = new Map();  // by the brokers' uuids
+    this.asked = 0;
     const list = el('div', {class: 'stack'});
-    this.list = new List(list, (broker) => new Broker(app, broker));
+    this.list = new List(list, (broker) => new Broker(this, broker));
     this.state = el('div');
     this.element = el('div', {}, el('h1', {class: 'hidden-words'}, 'Capacity'), this.state, list,
       quiet('“zebmon size --nodes N” says how large an area must be for more nodes.'));
@@ -96,8 +112,18 @@ export class CapacityView {
   update() {
     const {page} = this.app.seen;
     if (!page) return;
+    this.load();
     const {brokers} = page.capacity;
     this.state.replaceChildren(...(brokers.length > 0 ? [] : [notice('No broker has shared memory', 'How full it is shows here as soon as one has.')]));
     this.list.update(brokers, (broker) => broker.uuid);
+  }
+
+  async load() {
+    if (!this.app.seen.page.routes.includes('history') || Date.now() - this.asked < kAgainMs) return;
+    this.asked = Date.now();
+    const {status, document} = await ask('/api/v1/history');
+    if (status !== 200 || document.state === 'off') return;
+    this.recorded = new Map(document.brokers.map((broker) => [broker.uuid, broker.area]));
+    this.update();
   }
 }

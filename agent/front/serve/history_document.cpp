@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/serve/history_document.h"
 
+#include <map>
+#include <optional>
+#include <span>
+
 #include "agent/front/history/reader.h"
 #include "agent/front/history/reading.h"
 #include "agent/render/json.h"
@@ -14,6 +18,7 @@ using render::Json;
 constexpr std::int64_t kHour = 3600;
 constexpr std::size_t kMostEvents = 1000;
 constexpr std::int64_t kMicroseconds = 1000;  // in a millisecond
+constexpr std::int64_t kMilliseconds = 1000;  // in a second
 
 const char* stateOf(const history::Recording* recording) {
   if (recording == nullptr) return "off";
@@ -83,6 +88,13 @@ bool isOf(const reader::EventTemplate& origin, const HistoryQuery& query) {
          (!query.node || origin.node == query.node);
 }
 
+// One of all of the broker's may have been of the flow.
+bool isOf(const model::Gap& gap, const HistoryQuery& query) {
+  if (gap.group.empty() && gap.flow.empty() && gap.node.empty()) return true;
+  return gap.group == query.group && gap.flow == query.flow &&
+         (!query.node || gap.node == query.node);
+}
+
 // The newest of the flow, the oldest first, and what nobody saw.
 void addEvents(Json& document, const history::Reader& reader, const history::KnownBroker& known,
                const HistoryQuery& query, const model::Period& period) {
@@ -99,29 +111,33 @@ void addEvents(Json& document, const history::Reader& reader, const history::Kno
   }
   document["events_left_out"] = bounded;
   for (const auto& [time, gap] : reader.gaps(known, period)) {
-    document["gaps"].push_back(render::gapDocument(*broker, gap, time / 1000));
+    if (isOf(gap, query)) {
+      document["gaps"].push_back(render::gapDocument(*broker, gap, time / 1000));
+    }
   }
 }
 
-void addEvents(Json& document, const HistoryQuery& query, const history::Recording* recording,
+void addEvents(Json& document, const HistoryQuery& query, const history::Reader* reader,
                const model::Period& period) {
   document["events"] = document["gaps"] = Json::array();
   document["events_left_out"] = false;
-  if (recording == nullptr) return;
-  const history::Reader reader(recording->path());
-  for (const history::KnownBroker& known : reader.brokers()) {
-    if (known.uuid != *query.broker && known.label != *query.broker) continue;
-    return addEvents(document, reader, known, query, period);
+  if (reader == nullptr) return;
+  const auto broker = history::findBroker(reader->database(), *query.broker);
+  for (const history::KnownBroker& known : reader->brokers()) {
+    if (known.id == broker) addEvents(document, *reader, known, query, period);
   }
+}
+
+std::optional<history::Reader> readerOf(const history::Recording* recording) {
+  return recording == nullptr ? std::nullopt : std::optional<history::Reader>(recording->path());
 }
 
 Json flowDocument(const HistoryQuery& query, const history::Recording* recording,
                   std::int64_t now) {
   const history::Question question = questionOf(query, now);
+  const auto reader = readerOf(recording);
   history::Curves curves{.fromS = question.fromS};
-  if (recording != nullptr) {
-    curves = history::curvesOf(history::openToRead(recording->path()), question);
-  }
+  if (reader) curves = history::curvesOf(reader->database(), question);
   Json document = render::headOf("zebmon.history", 1, now);
   document["state"] = stateOf(recording);
   document["broker"] = curves.broker.empty() ? question.broker : curves.broker;
@@ -137,7 +153,8 @@ Json flowDocument(const HistoryQuery& query, const history::Recording* recording
   Json& marks = document["marks"] = Json::array();
   for (const history::MarkedTime& mark : curves.marks) marks.push_back(markOf(mark));
   if (query.events) {
-    addEvents(document, query, recording, {question.fromS * 1000, question.untilS * 1000});
+    addEvents(document, query, reader ? &*reader : nullptr,
+              {question.fromS * 1000, question.untilS * 1000});
   }
   return document;
 }
@@ -150,13 +167,27 @@ Json storedFlow(const history::StoredFlow& flow) {
   return {{"execution_group", flow.group}, {"flow", flow.flow}, {"nodes", std::move(nodes)}};
 }
 
-Json storedBroker(const history::StoredBroker& broker) {
+Json growthOf(const std::optional<model::AreaGrowth>& growth) {
+  if (!growth) return {};
+  const auto left = growth->untilFull();
+  return {{"since", growth->from / kMilliseconds},
+          {"until", growth->until / kMilliseconds},
+          {"used_bytes_before", growth->before},
+          {"used_bytes", growth->used},
+          {"size_bytes", growth->size},
+          {"enough", growth->isEnough()},
+          {"full_in_seconds", left ? Json(static_cast<std::int64_t>(left->count())) : Json()}};
+}
+
+Json storedBroker(const history::StoredBroker& broker,
+                  const std::optional<model::AreaGrowth>& growth) {
   Json flows = Json::array();
   for (const history::StoredFlow& flow : broker.flows) flows.push_back(storedFlow(flow));
   return {{"broker", broker.label.empty() ? broker.uuid : broker.label},
           {"uuid", broker.uuid},
           {"oldest", orNull(broker.oldestS)},
           {"newest", orNull(broker.newestS)},
+          {"area", growthOf(growth)},
           {"flows", std::move(flows)}};
 }
 
@@ -166,9 +197,11 @@ Json contentsDocument(const HistoryQuery& query, const history::Recording* recor
   document["state"] = stateOf(recording);
   Json& brokers = document["brokers"] = Json::array();
   if (recording == nullptr) return document;
-  const history::Database database = history::openToRead(recording->path());
-  for (const auto& broker : history::contentsOf(database, query.broker)) {
-    brokers.push_back(storedBroker(broker));
+  const history::Reader reader(recording->path());
+  std::map<std::string, std::optional<model::AreaGrowth>> growths;
+  for (const auto& known : reader.brokers()) growths[known.uuid] = reader.growth(known);
+  for (const auto& broker : history::contentsOf(reader.database(), query.broker)) {
+    brokers.push_back(storedBroker(broker, growths[broker.uuid]));
   }
   return document;
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tests/agent/history/recorded.h"
 #include "tests/agent/zebmon.h"
@@ -124,6 +125,53 @@ TEST_F(PastCommand, FlowTellsWhereTheTimeOfThePeriodWent) {
   const json broker = json::parse(document.out)["brokers"][0];
   EXPECT_EQ(30.0, broker["intervalSeconds"]);
   EXPECT_EQ(300, broker["flows"][0]["nodes"][0]["messageCount"]);
+}
+
+TEST_F(PastCommand, SizeForecastsFromWhatWasRecorded) {
+  {
+    Recorded recorded(kFile);
+    recorded.look(100, filled(100, 4096));
+    recorded.look(100 + 5 * 3600, filled(600, 4096));
+  }
+  const Result early = ask({"size"});
+  EXPECT_THAT(early.out, HasSubstr("By the history, statistics of SHOP: a forecast needs a day, "
+                                   "and there is 5 h.\n"));
+  Recorded(kFile).look(100 + 10 * 86400, filled(1100, 4096));
+  const Result result = ask({"size"});
+  EXPECT_EQ(0, result.code) << result.errors;
+  EXPECT_THAT(result.out, HasSubstr(" statistics   4096  1100  26.9"));
+  EXPECT_THAT(result.out, HasSubstr("By the history, statistics of SHOP: it grew by 1000 bytes in "
+                                    "10 d, and is full in 29 d if that goes on.\n"));
+  const json forecast =
+      json::parse(ask({"size", "--format", "json"}).out)["brokers"][0]["forecast"];
+  EXPECT_EQ(100, forecast["usedBytesBefore"]);
+  EXPECT_EQ(true, forecast["enough"]);
+  EXPECT_EQ(2588843, forecast["fullInSeconds"]);
+}
+
+TEST_F(PastCommand, SizeSaysWhenNoAreaWasRecorded) {
+  const Result result = ask({"size"});
+  EXPECT_EQ(0, result.code);
+  EXPECT_THAT(result.errors, HasSubstr("doesn't tell how full the areas of SHOP were"));
+}
+
+TEST_F(PastCommand, EventsAsJsonHaveTheGapsOfThoseAskedFor) {
+  Recorded(kFile).database.execute(
+      "INSERT INTO gap (broker, look, time_ms, cause, execution_group, flow, node, kind, least, "
+      "most) VALUES (1, 1, 1800000045000, 'overwritten', NULL, NULL, NULL, 'atLeast', 5, NULL), "
+      "(1, 1, 1800000045000, 'overwritten', 'orders', 'Fulfil', 'Priced', 'between', 3, 9), "
+      "(1, 1, 1800000045000, 'overwritten', 'orders', 'Fulfil', 'Order in', 'exact', 4, 4)");
+  const Result result = ask({"events", "--format", "jsonl", "--node", "Priced"});
+  std::istringstream lines(result.out);
+  std::vector<json> found;
+  for (std::string line; std::getline(lines, line);) found.push_back(json::parse(line));
+  ASSERT_EQ(3u, found.size()) << result.out;
+  EXPECT_EQ("zebmon.event.gap", found[0]["schema"]);
+  EXPECT_EQ("2027-01-15T08:00:45Z", found[0]["collectedAt"]);
+  EXPECT_EQ(5, found[0]["missedAtLeast"]);
+  EXPECT_EQ("Priced", found[1]["node"]);
+  EXPECT_EQ(9, found[1]["missedAtMost"]);
+  EXPECT_EQ("zebmon.event", found[2]["schema"]);
 }
 
 TEST_F(PastCommand, EventsAreHalfOpen) {

@@ -148,6 +148,48 @@ TEST_F(Reader, TheLastLookHasTheCountsSinceTheReset) {
   EXPECT_EQ(seconds(-100, 2), last.period);
 }
 
+TEST_F(Reader, AnAreaFillsUpAsItDidInThirtyDays) {
+  constexpr double kDay = 86400;
+  look(0, filled(100, 1000));
+  look(5 * kDay, filled(300, 1000));
+  look(5 * kDay + 2, filled(400, 1000));
+  look(40 * kDay, filled(700, 2000));
+  const auto growth = history::Reader(kFile).growth(broker());
+  ASSERT_TRUE(growth);
+  EXPECT_EQ((kBegin + 10 * 86400) * 1000, growth->from);
+  EXPECT_EQ(400u, growth->before);
+  EXPECT_EQ(700u, growth->used);
+  EXPECT_EQ(2000u, growth->size);
+  EXPECT_DOUBLE_EQ(130 * kDay, growth->untilFull().value().count());
+  EXPECT_EQ("0 400", row("SELECT count(*), (SELECT used_bytes FROM area_use WHERE hour = 500120) "
+                         "FROM area_use WHERE used_bytes = 300"));
+}
+
+TEST_F(Reader, LessThanADayIsNotEnoughForAForecast) {
+  look(0, filled(100, 1000));
+  look(86399, filled(300, 1000));
+  EXPECT_FALSE(history::Reader(kFile).growth(broker())->untilFull());
+  look(86400, filled(300, 1000));
+  EXPECT_EQ(86400 * 3.5, history::Reader(kFile).growth(broker())->untilFull().value().count());
+}
+
+TEST_F(Reader, AnAreaThatDoesNotChangeTakesOneRow) {
+  for (int i = 0; i < 50; ++i) look(3600 * i, filled(100, 1000));
+  restart();
+  look(3600 * 50, filled(100, 1000));
+  EXPECT_EQ(1, number("SELECT count(*) FROM area_use"));
+  const auto growth = history::Reader(kFile).growth(broker());
+  EXPECT_EQ(3600 * 50 * 1000, growth->until - growth->from);
+  EXPECT_FALSE(growth->untilFull());
+}
+
+TEST_F(Reader, AHistoryOfTheFirstVersionIsReadWithoutAForecast) {
+  look(0, filled(100, 1000));
+  database.execute("DROP TABLE area_use; PRAGMA user_version = 1");
+  EXPECT_FALSE(history::Reader(kFile).growth(broker()));
+  EXPECT_EQ(1u, history::Reader(kFile).last(broker()).looks.back()->brokers.size());
+}
+
 TEST_F(Reader, EventsComeBackAsTheyWerePosted) {
   auto posting = counting(1);
   reader::Event event;

@@ -81,6 +81,15 @@ std::shared_ptr<model::SeenBroker> counting(std::int64_t messages) {
                             .bytes = messages * 100})});
 }
 
+std::shared_ptr<model::SeenBroker> filled(std::uint32_t used, std::uint32_t size) {
+  auto broker = counting(1);
+  reader::Area& area = broker->segment.copy.areas.emplace_back();
+  area.name = reader::kStatistics;
+  area.size = size;
+  area.last = used;
+  return broker;
+}
+
 void addMinutes(const history::Database& database) {
   database.execute(
       "INSERT INTO broker (id, uuid, label, last_look, last_ms, present) VALUES (1, '1-2-3', "

@@ -44,6 +44,9 @@ class Recorded {
 // That broker with a segment that could be read.
 std::shared_ptr<model::SeenBroker> present(const std::vector<reader::Node>& nodes);
 
+// The same, with so many bytes of its area of nodes in use.
+std::shared_ptr<model::SeenBroker> filled(std::uint32_t used, std::uint32_t size);
+
 // One node "Reserve" that counted so many messages.
 std::shared_ptr<model::SeenBroker> counting(std::int64_t messages);
 

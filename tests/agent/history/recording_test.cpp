@@ -180,7 +180,8 @@ TEST_F(Recording, GivesItsLockBackAtTheEnd) {
 TEST_F(Recording, RefusesTablesOfANewerVersion) {
   start();
   recording.reset();
-  Database(path, Database::Mode::write).execute("PRAGMA user_version = 2");
+  Database(path, Database::Mode::write)
+      .execute("PRAGMA user_version = " + std::to_string(history::kVersion + 1));
   EXPECT_THAT(refusal(), ::testing::HasSubstr("was written by a newer zebmon"));
 }
 

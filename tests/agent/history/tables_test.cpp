@@ -52,6 +52,16 @@ TEST_F(Tables, OfAnOlderVersionAreBroughtForwardStepByStep) {
   EXPECT_EQ(8, database.integerOf("SELECT b FROM one"));
 }
 
+TEST_F(Tables, OfTheFirstVersionGetATableOfAreas) {
+  history::migrate(database, history::steps().first(1));
+  database.execute("INSERT INTO broker (id, uuid, label) VALUES (1, 'u', 'SHOP')");
+  EXPECT_EQ(Fit::older, history::fitOf(database));
+  history::migrate(database, history::steps());
+  EXPECT_EQ(Fit::present, history::fitOf(database));
+  EXPECT_EQ(1, database.integerOf("SELECT count(*) FROM broker"));
+  EXPECT_EQ(0, database.integerOf("SELECT count(*) FROM area_use"));
+}
+
 TEST_F(Tables, OfAnOlderVersionStayAsTheyWereWhenAStepFails) {
   const std::vector<std::string> steps = {"CREATE TABLE one(a)", "CREATE TABLE two(a); nonsense"};
   EXPECT_THROW(history::migrate(database, steps), Failure);
@@ -61,7 +71,7 @@ TEST_F(Tables, OfAnOlderVersionStayAsTheyWereWhenAStepFails) {
 
 TEST_F(Tables, OfANewerVersionAreKnownAsSuch) {
   history::migrate(database, history::steps());
-  database.execute("PRAGMA user_version = 2");
+  database.execute("PRAGMA user_version = " + std::to_string(history::kVersion + 1));
   EXPECT_EQ(Fit::newer, history::fitOf(database));
   database.execute("PRAGMA user_version = 0");
   EXPECT_EQ(Fit::older, history::fitOf(database));

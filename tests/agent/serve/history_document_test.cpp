@@ -8,6 +8,8 @@
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
 
 #include "tests/agent/history/recorded.h"
 
@@ -103,6 +105,35 @@ TEST_F(HistoryDocument, HasEventsOfTheFlowWhenTheyAreAskedFor) {
   EXPECT_EQ(1100, found["events"].back()["threadId"]);
   EXPECT_TRUE(found["gaps"].empty());
   EXPECT_TRUE(document(std::string(kFlow) + "&events=1&node=Other")["events"].empty());
+}
+
+TEST_F(HistoryDocument, HasTheGapsOfThoseEventsAndOfTheWholeBroker) {
+  history::Database(directory + "/history.db", history::Database::Mode::write)
+      .execute(
+          "INSERT INTO gap (broker, look, time_ms, cause, execution_group, flow, node, kind, "
+          "least) "
+          "VALUES (1, 1, 1800000005000, 'overwritten', NULL, NULL, NULL, 'atLeast', 1), "
+          "(1, 1, 1800000005000, 'overwritten', 'orders', 'Fulfil', 'Reserve', 'atLeast', 2), "
+          "(1, 1, 1800000005000, 'overwritten', 'orders', 'Stock', 'Reserve', 'atLeast', 3)");
+  const auto missedOf = [this](const std::string& more) {
+    std::vector<int> missed;
+    const auto found = document(kFlow + more);
+    for (const auto& gap : found["gaps"]) missed.push_back(gap["missedAtLeast"]);
+    return missed;
+  };
+  EXPECT_EQ((std::vector{1, 2}), missedOf("&events=1"));
+  EXPECT_EQ((std::vector{1}), missedOf("&events=1&node=Other"));
+}
+
+TEST_F(HistoryDocument, TellsHowTheAreaOfNodesFilledUp) {
+  EXPECT_TRUE(document("")["brokers"][0]["area"].is_null());
+  history::Database(directory + "/history.db", history::Database::Mode::write)
+      .execute("INSERT INTO area_use VALUES (1, 499952, 4096, 1000), (1, 499999, 4096, 3000)");
+  const auto area = document("")["brokers"][0]["area"];
+  EXPECT_EQ(499952 * 3600, area["since"]);
+  EXPECT_EQ(kBegin + 40, area["until"]);
+  EXPECT_EQ(3000, area["used_bytes"]);
+  EXPECT_EQ(94716, area["full_in_seconds"]);
 }
 
 TEST_F(HistoryDocument, OfAFlowThatIsNotThereHasNoNodes) {
