@@ -10,8 +10,8 @@
 
 // A value: copies are deep. A string whose buffer could not be allocated has status 301; it then
 // has no wide and no narrow value, equals an empty string, and neither reads nor writes a stored
-// form; what is copied or joined from it has status 301 too. Constant strings may be shared by
-// threads, the narrow view included.
+// form; what is copied or joined from it has status 301 too. Several threads may read a
+// constant string, the narrow view included.
 //
 // Stored form: the number n of units (4 bytes), the units (2n bytes), a zero unit (2 bytes).
 class ZEB_String {

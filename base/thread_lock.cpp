@@ -145,10 +145,10 @@ ZEB_Thread_Lock::OfName::OfName(const char* name) {
   const std::lock_guard guard(joining);
   try {
     if (!locks) locks = new Locks;
-    auto& [own, shared] = *locks->try_emplace(name).first;
-    ++shared.users;
+    auto& [own, common] = *locks->try_emplace(name).first;
+    ++common.users;
     name_ = &own;
-    lock_ = &shared.lock;
+    lock_ = &common.lock;
   } catch (const std::bad_alloc&) {
     dropWhenUnused();
   }
@@ -157,8 +157,8 @@ ZEB_Thread_Lock::OfName::OfName(const char* name) {
 ZEB_Thread_Lock::OfName::~OfName() {
   if (!lock_) return;
   const std::lock_guard guard(joining);
-  const auto shared = locks->find(*name_);
-  if (--shared->second.users > 0) return;
-  locks->erase(shared);
+  const auto common = locks->find(*name_);
+  if (--common->second.users > 0) return;
+  locks->erase(common);
   dropWhenUnused();
 }

@@ -338,7 +338,7 @@ ZEBREAD_API const char* zebread_event_put_application_name(const zebread_event* 
 ZEBREAD_API const char* zebread_event_put_date(const zebread_event* event) ZEBREAD_NOEXCEPT;
 ZEBREAD_API const char* zebread_event_put_time(const zebread_event* event) ZEBREAD_NOEXCEPT;
 
-/* Who posted it, and its text. They stand in a template that many events share: NULL and 0 when
+/* Who posted it, and its text. They are in a template that many events share: NULL and 0 when
  * that was overwritten. */
 ZEBREAD_API const char* zebread_event_group(const zebread_event* event) ZEBREAD_NOEXCEPT;
 ZEBREAD_API const char* zebread_event_flow(const zebread_event* event) ZEBREAD_NOEXCEPT;

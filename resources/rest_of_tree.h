@@ -42,7 +42,8 @@ class ZEB_Rest_Of_Tree {
   // Resets all statistics, here only. False when memory ran out: some are reset then.
   bool clearStatistics();
 
-  // What differs from the area as it was at the last merge, each once or twice, the last one right.
+  // What differs from the area as it was at the last merge. A record may be in it twice: the last
+  // one counts.
   const std::vector<ZEB_Stored_Image>& unwritten() const { return unwritten_; }
   void allWritten() { unwritten_.clear(); }
   bool lacksStatistics() const { return lacksStatistics_; }  // of a node

@@ -21,7 +21,7 @@ class Changes {
   Changes(const Changes&) = delete;
   Changes& operator=(const Changes&) = delete;
 
-  // With those above it, for everybody to look into.
+  // Makes the directories above it, too. Everybody may look into them.
   void makeDirectory(const std::string& path);
 
   // The mode counts whatever the umask. Nothing of that name may be there.
@@ -31,7 +31,7 @@ class Changes {
   void writeNew(const std::string& path, const std::string& text);
   void linkNew(const std::string& path, const std::string& target);
 
-  // Of one of our own files. `before` is what it holds now.
+  // Replaces one of our own files. `before` is what it holds now.
   void rewrite(const std::string& path, const std::string& before, const std::string& text);
 
   // A link, of which `target` is known.
@@ -49,7 +49,7 @@ class Changes {
 // Stops unless this process may make and remove entries of the directory. `what` is what it is.
 void requireWritable(const std::string& directory, const std::string& what);
 
-// The directory that a path is in: what stands before its last "/".
+// The directory that a path is in: what comes before its last "/".
 std::string folderOf(const std::string& path);
 
 // The nearest directory above, or at, a path that is there.

@@ -26,7 +26,7 @@ const char kDefaultSettings[] =
     "# InputOutputOnly, InputOutputAndEventOnly. Restart the execution groups.\n"
     "#ZEBActivateNode NoOverride\n"
     "\n"
-    "# The same for one broker, whose label stands directly behind the key. Deploy again.\n"
+    "# The same for one broker, whose label follows the key directly. Deploy again.\n"
     "#ZEBActivateNodeForBRK1 NoOverride\n"
     "\n"
     "# Where key files are. The directory must be there. Restart the execution groups.\n"

@@ -15,7 +15,7 @@ namespace model {
 struct Setting {
   std::string key;        // that of one broker with its label behind it
   std::size_t line = 0;   // that decides, from 1; 0: none does
-  std::string raw;        // that line as it stands
+  std::string raw;        // that line, unchanged
   std::string value;      // what the library takes of it; may be empty
   std::string effective;  // what that comes to: "off", "InputOutputOnly", "/tmp/", "32768"
   bool isDefault = true;  // the same as without the key
@@ -41,8 +41,8 @@ struct Trap {
 
   Kind kind;
   std::string key;
-  std::size_t line = 0;       // where it stands
-  std::string raw;            // the line as it stands
+  std::size_t line = 0;       // where it is
+  std::string raw;            // the line, unchanged
   std::size_t decidedBy = 0;  // the line that counts instead; of neverReached only
   std::string write;          // what to write instead, or above it for longerKey
 };

@@ -54,7 +54,7 @@ class BlockHeader {
   std::array<std::uint8_t, layout::block::bytes> bytes_;
 };
 
-// Where a block stands in the segment; both numbers are within it.
+// Where a block is in the segment; both numbers are within it.
 struct Place {
   std::string name;
   std::uint64_t offset;

@@ -50,7 +50,7 @@ std::string settingsFileIn(const std::string& directory);
 // Whether the file is there and is not the one of the path, which is in force.
 bool isNeverRead(const std::string& file, const std::string& inForce);
 
-// Looks where the library looks. `root` stands before each fixed path, so that another machine's
+// Looks where the library looks. `root` is put before each fixed path, so that another machine's
 // files can be looked at; empty for this one's.
 Configuration readConfiguration(const std::string& root = "");
 

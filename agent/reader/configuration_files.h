@@ -28,7 +28,7 @@ std::vector<ConfigurationLine> readLines(const std::string& path,
 std::vector<std::string> filesIn(const std::string& folder, std::vector<std::string>& unreadable);
 
 // The lines of all files NAME.conf in the folders, sorted by NAME. Of files of one name that in the
-// first of the folders counts. `root` stands before each folder.
+// first of the folders counts. `root` is put before each folder.
 std::vector<ConfigurationLine> readDropIns(const std::vector<std::string>& folders,
                                            const std::string& root,
                                            std::vector<std::string>& unreadable);

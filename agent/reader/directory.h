@@ -54,7 +54,7 @@ struct Cleaners {
 };
 
 // Who removes old files of `directory`, except those that are told to leave key files alone. Rules
-// of systemd-tmpfiles count only where systemd runs. `root` stands before each path that is looked
+// of systemd-tmpfiles count only where systemd runs. `root` is put before each path that is looked
 // at; empty for this machine's.
 Cleaners readCleaners(const std::string& directory, const std::string& root = "");
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The quick way to what was posted since the last look: only these events are copied.
 //
-// It stands on one event of the ring, the newest that was read before. Writers come round to that
+// It is at one event of the ring, the newest that was read before. Writers come round to that
 // one first, and to those behind it later, one after the other. As long as it is still there when
 // all is copied, nobody has begun to write over the others. And what is before the next offset was
 // whole when that offset was read. So the copy needs no second look at each record. If the event is

@@ -28,7 +28,7 @@ struct EventTemplate {
 
   bool isException() const;
 
-  // Of an exception what stands behind the beginning that all of them have; else empty. Of this
+  // Of an exception what comes after the beginning that all of them have; else empty. Of this
   // template's text.
   std::string_view failure() const;
 };

@@ -24,7 +24,7 @@ struct Membership {
 
 // Whether this process may do what the group may. Root may do everything: for root it is told
 // whether the user of the services may, and nothing where there is no such user. A drop-in of the
-// services that gives them the group counts; `root` stands before the folders of these.
+// services that gives them the group counts; `root` is put before the folders of these.
 std::optional<Membership> readMembership(const std::string& group, const std::string& root = "");
 
 }  // namespace reader

@@ -30,7 +30,7 @@ struct PlugInEntry {
   std::string directory;  // absolute, without a "/" behind it
   int error = 0;          // errno when the directory, or the entry in it, can't be looked at
   Kind kind = Kind::missing;
-  std::string target;  // of a link, as it stands
+  std::string target;  // of a link, unchanged
 
   std::string path() const;
   bool leadsTo(const std::string& library) const { return kind == Kind::link && target == library; }

@@ -26,7 +26,7 @@ struct Logins {
   bool removesIpcOf(std::uint32_t user) const;
 };
 
-// `root` stands before each path that is looked at; empty for this machine's.
+// `root` is put before each path that is looked at; empty for this machine's.
 Logins readLogins(const std::string& root = "");
 
 }  // namespace reader

@@ -13,7 +13,7 @@ namespace render {
 // Signs for lines and bars.
 enum class Signs { ascii, boxes };
 
-// What stands in front of a node of a tree; with `own` false, in front of a line above it. Empty
+// What is drawn in front of a node of a tree; with `own` false, in front of a line above it. Empty
 // for an outermost node, and of the same width for all that are deeper than the twelfth level.
 std::string branchTo(const model::Nesting& nesting, std::size_t node, Signs signs, bool own = true);
 

@@ -23,7 +23,7 @@ struct ShortStyle {
 // The day on which an event was posted, as dateOnly() writes it.
 std::string dayOf(const reader::Event& event, Zone zone);
 
-// What stands above short lines of one broker and day: two lines.
+// The head above short lines of one broker and day: two lines.
 std::string shortHeader(const model::SeenBroker& broker, const std::string& day,
                         const ShortStyle& style);
 

@@ -14,7 +14,7 @@
 
 namespace render {
 
-// Keys stand in the order in which they were written.
+// Keys keep the order in which they were written.
 using Json = nlohmann::ordered_json;
 
 // What can't be read, or isn't known, is null. Texts are as they were stored; written() makes them

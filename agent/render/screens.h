@@ -24,7 +24,7 @@ Sheet statisticsSheet(const model::Snapshot& snapshot);
 std::string statisticsTables(const model::Snapshot& snapshot, const Arrangement& wanted,
                              TableStyle style);
 
-// What stands above the lines of a broker's events.
+// The head above the lines of a broker's events.
 std::string eventsHeader(const model::SeenBroker& broker);
 
 // Two to four lines.

@@ -60,7 +60,7 @@ struct Column {
   std::string title;       // in a table
   std::string unit = {};   // behind the title, or behind that of the group
   std::string group = {};  // a title above all neighbours of the same group
-  bool right = false;      // numbers stand right
+  bool right = false;      // aligned right, as numbers are
   bool isScaled = false;   // whole numbers as 12.3k in a table
   Place place = Place::table;
 

@@ -21,7 +21,7 @@ namespace cli {
 // --between, for what --from may name a history for.
 void addBetween(Options& options, Request& request);
 
-// Names the history that is meant by who names none.
+// Names the default history where the command line names none.
 void useDefaultHistory(Request& request);
 
 // Whether --from names a history. Throws Stop when --between was given, and it doesn't.

@@ -18,7 +18,7 @@
 
 namespace history {
 
-// What was added to a node. Sizes in bytes, times in milliseconds; nothing is not known.
+// What was added to a node. Sizes in bytes, times in milliseconds; nullopt is unknown.
 struct Amounts {
   model::Number messages = 0;
   model::Number bytes = 0;
@@ -29,7 +29,7 @@ struct Amounts {
   bool operator==(const Amounts&) const = default;
 };
 
-// Of both; what is not known of one is not known of the sum.
+// Each part is unknown if it is unknown in either.
 Amounts sum(const Amounts& one, const Amounts& other);
 
 // A record as it was last read whole.

@@ -15,7 +15,7 @@ namespace history {
 
 class Names {
  public:
-  // Of a broker at most so many names of nodes are taken.
+  // `most`: how many names of nodes a broker may have; further ones are refused.
   Names(const Database& database, std::size_t most) : database_(database), most_(most) {}
 
   // The broker of that uuid, which is made when it isn't there; it has this label from now on.

@@ -20,7 +20,7 @@ std::string countOf(const std::string& table) {
   return table + "s";
 }
 
-// The sums of all samples of a group. One of which a part is not known is not known.
+// The sums of all samples of a group; NULL where any sample is NULL.
 std::string sumsOf(const std::string& table) {
   std::string sums;
   for (const std::string column : {"messages", "bytes", "elapsed_ms", "queued_ms"}) {
@@ -116,7 +116,7 @@ void Parts::close(std::int64_t nowMs) {
   for (const std::int64_t broker : brokers) addHours(broker, nowMs);
 }
 
-// Of the parts that ended in an hour that is over.
+// Sums up the minutes of parts that ended before the current hour.
 void Parts::addHours(std::int64_t broker, std::int64_t nowMs) {
   const std::int64_t until = nowMs / kHourMs * kHourMs;
   constexpr char kParts[] = " broker = ?2 AND summed = 0 AND minutes > 0 AND end_ms < ?3 ";

@@ -18,8 +18,8 @@ inline constexpr std::int64_t kRowBytes = 30;
 
 class Parts {
  public:
-  // `rows` may be in one transaction, which bounds the write-ahead log. `between` is called after
-  // each.
+  // At most `rows` rows are written in one transaction, which bounds the write-ahead log. `between`
+  // is called after each transaction.
   Parts(const Database& database, std::int64_t rows, std::function<void()> between);
 
   // Removes what an earlier run left half-done.

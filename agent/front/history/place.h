@@ -14,11 +14,11 @@ struct Refusal {
   std::string sentence;
 };
 
-// The file for who names none: history.db in the service's state directory, else in
+// The file to write when no option names one: history.db in the service's state directory, else in
 // $XDG_STATE_HOME/zebmon, else in ~/.local/state/zebmon. Empty when the environment has none.
 std::string defaultFile();
 
-// The file for who reads one and names none: the service's or the default one, whichever was
+// The file to read when no option names one: the service's or the default one, whichever was
 // written last; the service's when there is neither. Never empty.
 std::string fileToRead();
 

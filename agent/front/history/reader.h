@@ -41,7 +41,8 @@ struct KnownGap {
   model::Gap gap;
 };
 
-// Reads one file, which a recorder may be writing. All of it throw Failure.
+// Reads one file, which a recorder may be writing. Every function throws Failure when the file
+// can't be read.
 class Reader {
  public:
   // Throws Failure too when it is no history, or one of a newer version.

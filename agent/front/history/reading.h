@@ -51,7 +51,7 @@ struct MarkedTime {
   std::optional<std::string> flow = {};
 };
 
-// Nodes of one answer, by its points. More are left out.
+// The limit of nodes times points in one answer; further nodes are left out.
 inline constexpr std::int64_t kMostPoints = 200000;
 
 struct Curves {

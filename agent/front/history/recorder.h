@@ -32,7 +32,7 @@ struct Sight {
   // What was posted since the sight before.
   std::vector<model::News> news = {};
 
-  // There were others since the last one that was recorded, and they are lost.
+  // Sights were dropped since the last one that was recorded.
   bool behindLost = false;
 };
 

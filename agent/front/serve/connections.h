@@ -23,7 +23,7 @@ class Connections {
     std::chrono::milliseconds idle{90000};    // without a request
   };
 
-  // Of one that has used up its time.
+  // Why a connection's time is over, and which one it is.
   enum class Late { request, answer, idle };
   struct Overdue {
     int socket;
@@ -48,10 +48,10 @@ class Connections {
   void shut(int socket);
   void closed(int socket);
 
-  // Those that count.
+  // How many are open and not shut.
   std::size_t open() const;
 
-  // Those that were shut and are not yet closed, too.
+  // How many are open, those that were shut and are not yet closed included.
   std::size_t held() const { return all_.size(); }
 
   // More than half of the places are in use: then a connection gets one answer, and ends.

@@ -21,7 +21,7 @@ struct KeepOptions {
   std::uint64_t mostBytes = history::kMostBytes;
 };
 
-// For any number of threads, but its two sinks for one.
+// For any number of threads, except its two sinks: only one thread may call them.
 class Keeper {
  public:
   // `log` is told what changes. When a history can't be kept there is none: see refusal().

@@ -14,7 +14,7 @@ namespace serve {
 // What is the same for all who ask for this look.
 render::Json pageDocument(const Seen& seen);
 
-// What an answer has besides.
+// What differs from answer to answer.
 struct Beside {
   Clock::time_point now;  // of the answer
   Health health = {};
@@ -22,7 +22,7 @@ struct Beside {
   std::string events = "null";           // "zebmon.events", or null where they may not be told
 };
 
-// From the comma behind the above to the end.
+// The rest of the document, with the comma that it begins with.
 std::string pageRest(const Seen& seen, const Beside& beside);
 
 }  // namespace serve

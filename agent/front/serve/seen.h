@@ -54,7 +54,7 @@ class Texts {
   // Null when one look doesn't tell it: flows need two.
   Text of(Document document, bool gzip) const;
 
-  // "zebmon.page" without its end: what an answer adds stands behind a comma.
+  // "zebmon.page" without its end: what an answer adds comes after a comma.
   struct Page {
     explicit Page(std::string begin) : text(std::move(begin)), compressed(text) {}
 

@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 // How often there is a look: each interval, but none takes more than a tenth of the time.
 Clock::duration paceOf(Clock::duration interval, Clock::duration turn);
 
-// Events are not looked at more often than that.
+// The shortest time between two looks at the events.
 inline constexpr std::chrono::milliseconds kShortestGlance{20};
 
 // How the looks went, at one moment.

@@ -16,8 +16,8 @@
 
 namespace serve {
 
-// For any number of threads. Works only after somebody asked, in a thread of its own, and then
-// rests: a text is at least a minute old, and fifty times what it took, before there is another.
+// For any number of threads. Works only after somebody asked, in a thread of its own. A text is
+// kept for at least a minute, and for at least fifty times as long as it took to make.
 class WhatChanged {
  public:
   using Clock = std::chrono::steady_clock;

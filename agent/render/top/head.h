@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What stands above the table of "top": when, the brokers, and what is wrong or slow.
+// The head above the table of "top": when, the brokers, and what is wrong or slow.
 #ifndef ZEB_AGENT_RENDER_TOP_HEAD_H
 #define ZEB_AGENT_RENDER_TOP_HEAD_H
 
