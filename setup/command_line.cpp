@@ -35,7 +35,7 @@ void addDirectory(CLI::App& command, Request& request, bool required) {
       ->required(required);
   command
       .add_option("--library", request.library,
-                  std::string("The plug-in's file (") + layout::kInstalledLibrary + ")")
+                  "The plug-in's file (" + layout::installedLibrary() + ")")
       ->type_name("FILE");
   command.footer(kFooter);
 }
@@ -109,7 +109,7 @@ ExitCode interpret(int argc, const char* const* argv) {
                "zebpnode");
   app.failure_message(inPrintableLines);
   Request request;
-  request.library = layout::kInstalledLibrary;
+  request.library = layout::installedLibrary();
   declare(app, request);
   if (argc > 1 && std::string_view(argv[1]) == completion::kCommand) {
     return write(completion::answer(app, {argv + 2, argv + argc}, {}), kDone);

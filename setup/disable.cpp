@@ -5,6 +5,7 @@
 #include "setup/changes.h"
 #include "setup/commands.h"
 #include "setup/notes.h"
+#include "setup/turn.h"
 
 namespace setup {
 namespace {
@@ -27,6 +28,7 @@ std::string reportOf(const PlugInEntry& entry, bool removed, bool forgotten) {
 
 // A directory that has gone is forgotten all the same.
 std::string disable(const Request& request) {
+  const Turn turn;
   const PlugInEntry entry = reader::readPlugInEntry(absoluteDirectory(request.directory));
   const Notes notes;
   const bool noted = notes.has(entry.directory);

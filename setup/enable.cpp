@@ -11,6 +11,7 @@
 #include "setup/key_directory.h"
 #include "setup/notes.h"
 #include "setup/settings_file.h"
+#include "setup/turn.h"
 #include "text/printable.h"
 
 namespace setup {
@@ -96,6 +97,7 @@ std::string absoluteDirectory(const std::string& given) {
 }
 
 std::string enable(const Request& request) {
+  const Turn turn;
   const Plan plan(request);
   plan.carryOut();
   return plan.report();

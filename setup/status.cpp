@@ -38,7 +38,8 @@ struct Seen {
 Seen look(const Request& request) {
   Seen seen;
   seen.library = reader::readLibraryFile(request.library);
-  if (seen.library.fits()) seen.probe = reader::tryPlugIn(layout::kProbe, request.library);
+  if (seen.library.fits())
+    seen.probe = reader::tryPlugIn(layout::installedProbe(), request.library);
   std::vector<std::string> directories = seen.notes.directories();
   if (!request.directory.empty()) directories = {absoluteDirectory(request.directory)};
   for (const std::string& one : directories) seen.entries.push_back(reader::readPlugInEntry(one));

@@ -86,9 +86,11 @@ Installation readInstallation(const Configuration& configuration, const std::str
     found.entries.push_back(readPlugInEntry(directory));
     lookBeside(found.entries.back(), configuration, found);
   }
-  found.library = readLibraryFile(layout::kInstalledLibrary);
+  found.library = readLibraryFile(layout::installedLibrary());
   if (found.entries.empty()) return found;
-  if (found.library.fits()) found.probe = tryPlugIn(layout::kProbe, found.library.path);
+  if (found.library.fits()) {
+    found.probe = tryPlugIn(layout::installedProbe(), found.library.path);
+  }
   lookAtHosts(proc, found);
   return found;
 }

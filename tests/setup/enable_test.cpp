@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // "zebpnode enable" and "zebpnode disable" as administrators start them.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -244,6 +247,40 @@ TEST_F(Enable, TakesBackANoteBesideOthers) {
   enable();
   mountEmpty("/opt/plug", kFull);
   expectRefused(74, "No space left", [] { return enable({}, "/opt/plug"); });
+}
+
+TEST_F(Enable, WaitsForAnotherThatNotesADirectory) {
+  const int other = open(layout::kInstallationLock, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_EQ(0, flock(other, LOCK_EX));
+  Zebmon late({{"enable", "--dir", kLil}});
+  while (!contains(contents("/proc/locks"), "-> FLOCK") && !late.hasEnded()) {
+  }
+  ASSERT_FALSE(late.hasEnded()) << "it didn't wait";
+  write(kNotes, "/opt/other\n");
+  fs::remove(layout::kInstallationLock);
+  close(other);
+  EXPECT_EQ(0, late.wait()) << late.errors();
+  EXPECT_EQ("/opt/other\n/opt/holt/lil\n", contents(kNotes));
+  EXPECT_FALSE(fs::exists(layout::kInstallationLock));
+}
+
+// A tree that was unpacked elsewhere has its own.
+TEST_F(Enable, TakesTheLibraryOfItsOwnTree) {
+  const auto there = [](const fs::path& path) {
+    return "/opt/unpacked" / path.lexically_relative(ZEB_PREFIX);
+  };
+  const fs::path program = "/opt/unpacked/bin/zebpnode";
+  for (const auto& [from, to] : {std::pair<fs::path, fs::path>{ZEBPNODE, program},
+                                 {layout::kInstalledLibrary, there(layout::kInstalledLibrary)},
+                                 {layout::kProbe, there(layout::kProbe)}}) {
+    fs::create_directories(to.parent_path());
+    fs::copy_file(from, to);
+  }
+  fs::remove_all(fs::path(layout::kInstalledLibrary).parent_path());
+  answerOf(program.string() + " enable --dir /opt/holt/lil");
+  EXPECT_EQ(there(layout::kInstalledLibrary), fs::read_symlink(kLink));
+  const std::string status = answerOf(program.string() + " status");
+  EXPECT_TRUE(contains(status, "a host would load it")) << status;
 }
 
 TEST_F(Disable, RemovesItsLinkAndLeavesSettings) {

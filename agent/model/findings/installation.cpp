@@ -96,9 +96,9 @@ void addLibrary(const Installation& seen, Findings& findings) {
   } else if (probe.outcome != Probe::Outcome::notTried) {
     if (!probe.loaded()) addUnusable("install.load", path, whyNotLoaded(probe), findings);
   } else if (probe.error != 0) {
-    findings.leaveUnchecked(
-        "install.load", fmt::format("whether a host can load the plug-in: {}: {}", layout::kProbe,
-                                    errorText(probe.error)));
+    findings.leaveUnchecked("install.load",
+                            fmt::format("whether a host can load the plug-in: {}: {}",
+                                        layout::installedProbe(), errorText(probe.error)));
   }
 }
 
