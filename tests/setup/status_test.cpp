@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "format/installed.h"
@@ -30,6 +31,19 @@ void expectNotLoaded(const std::string& why) {
   EXPECT_TRUE(contains(result.out, why)) << result.out;
 }
 
+// What the schema has against these documents.
+std::string complaintsOf(const std::vector<std::string>& documents) {
+  std::ofstream lines("/opt/documents");
+  for (const std::string& document : documents) lines << Json::parse(document).dump() << "\n";
+  lines.close();
+  return answerOf("/usr/bin/python3 -B " ZEB_DOCUMENTS "/../tests/agent/validate.py " ZEB_DOCUMENTS
+                  "/schemas /opt/documents");
+}
+
+std::string document() {
+  return run({"status", "--dir", kLil, "--format", "json"}).out;
+}
+
 }  // namespace
 
 TEST_F(Status, TellsThatAHostWouldLoadIt) {
@@ -51,6 +65,21 @@ TEST_F(Status, WritesADocument) {
   EXPECT_EQ(layout::kInstalledLibrary, document["directories"][0]["target"]);
   EXPECT_EQ(64, document["library"]["bits"]);
   EXPECT_EQ("/opt/holt/lil/zebpnode.cfg", document["settings"]);
+}
+
+TEST_F(Status, WritesWhatItsSchemaSays) {
+  const std::string page = contents(ZEB_DOCUMENTS "/json.md");
+  const auto begin = page.find("{\n  \"schema\": \"zebpnode.status\"");
+  ASSERT_NE(page.npos, begin);
+  std::vector<std::string> documents = {page.substr(begin, page.find("```", begin) - begin),
+                                        document()};
+  fs::remove(kLink);
+  fs::remove(kSettings);
+  documents.push_back(document());
+  write(kLink, "");
+  write(layout::kInstalledLibrary, "text");
+  documents.push_back(document());
+  EXPECT_EQ("", complaintsOf(documents));
 }
 
 TEST_F(Status, TellsWhatKeepsAHostFromLoadingIt) {

@@ -346,10 +346,20 @@ class Upgraded(unittest.TestCase):
         self.assertEqual(state("broker"), "active")
 
 
+class BeforeRemoval(unittest.TestCase):
+    def test_units_run_and_one_has_failed(self):
+        library = LINK.readlink()
+        LINK.unlink()
+        systemctl("start", "zebmon-doctor.service", code=1)
+        LINK.symlink_to(library)
+        systemctl("stop", "zebmon.service")
+        systemctl("start", "zebmon.socket", "zebmon.service", "zebmon-textfile.timer")
+
+
 class Removed(unittest.TestCase):
     def test_no_service_runs_any_more(self):
         self.assertEqual([state(unit) for unit in UNITS], ["inactive"] * len(UNITS))
-        self.assertEqual(run("pgrep", "-u", "zebmon", code=1), "")
+        self.assertEqual([process for process in pathlib.Path("/proc").glob("[0-9]*") if process.owner() == "zebmon"], [])
 
     def test_no_unit_is_left_to_start(self):
         for unit in UNITS:
