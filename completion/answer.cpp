@@ -140,6 +140,7 @@ Candidates valuesBehindSign(const CLI::Option& option, Place place, const Values
 }
 
 Candidates candidatesAt(const Typed& typed, Place place, const Values& values) {
+  place.arguments = typed.arguments();
   if (typed.pending() != nullptr) return valuesAt(*typed.pending(), std::move(place), values);
   if (place.current.starts_with('-') && !typed.onlyArguments()) {
     const bool hasSign = place.current.find('=') != place.current.npos;
@@ -170,6 +171,10 @@ Candidate files() {
 
 Candidate directories() {
   return {"", "directories"};
+}
+
+Candidate commands() {
+  return {"", "commands"};
 }
 
 std::string Place::valueOf(const std::string& option) const {

@@ -4,6 +4,7 @@
 #ifndef ZEB_COMPLETION_ANSWER_H
 #define ZEB_COMPLETION_ANSWER_H
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -22,15 +23,17 @@ struct Candidate {
   std::string description = {};
 };
 
-// In place of a candidate: the shell offers names of files or of directories.
+// In place of a candidate: the shell offers names of files, of directories, or of commands.
 Candidate files();
 Candidate directories();
+Candidate commands();
 
 // A value that is wanted.
 struct Place {
   std::string name;                // "--flow", or that of an argument: "FLOW"
   std::string current;             // what is typed of it
   std::vector<std::string> words;  // those before it
+  std::size_t arguments = 0;       // how many of these are no options
 
   // What an option has been given before; empty: nothing.
   std::string valueOf(const std::string& option) const;

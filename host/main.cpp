@@ -335,9 +335,12 @@ void keepStandardStreams() {
 }
 
 int complete(const CLI::App& app, std::vector<std::string> words) {
+  // The first word behind the flow file is a command, the others are up to that.
   const auto values = [](const completion::Place& place) {
-    return place.name == "FLOWS" ? std::vector{completion::files()}
-                                 : std::vector<completion::Candidate>();
+    std::vector<completion::Candidate> found;
+    if (place.name == "COMMAND" && place.arguments == 1) found.push_back(completion::commands());
+    if (place.name == "COMMAND" || place.name == "FLOWS") found.push_back(completion::files());
+    return found;
   };
   std::fputs(completion::answer(app, std::move(words), values).c_str(), stdout);
   return kExitOk;

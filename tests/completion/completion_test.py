@@ -8,6 +8,7 @@ programs are functions that tell how the shell read its line, so that quotation 
 import os
 import pathlib
 import pty
+import pwd
 import re
 import select
 import subprocess
@@ -162,6 +163,12 @@ class Completion:
     def test_names_that_would_move_the_cursor_are_not_offered(self):
         self.require("zebmon flow hid\tden", "flow", "hidden")
 
+    def test_owners_of_brokers(self):
+        self.require("zebmon stats --owner \t", "stats", "--owner", pwd.getpwuid(os.getuid()).pw_name)
+
+    def test_a_command_behind_a_flow_file_and_its_files(self):
+        self.require("zebhost exec flows.toml -- sha256s\tfl\t", "exec", "flows.toml", "--", "sha256sum", "flows.toml")
+
     def test_files(self):
         self.require("zebmon stats --from sn\t", "stats", "--from", "snapshot of it.tar")
         self.require("zebhost run fl\t", "run", "flows.toml")
@@ -198,6 +205,9 @@ class Answers(unittest.TestCase):
                 told = re.findall(r"(?m)^  (?:-\w,)?(--[\w-]+)", self.help_of(program, command))
                 self.assertEqual(self.words(command, "--", program=program), told)
 
+    def test_before_a_command_there_are_the_options_of_the_program(self):
+        self.assertEqual(self.words("-"), ["--help", "--version"])
+
     def test_an_option_that_is_given_or_excluded_is_not_offered_again(self):
         options = self.words("stats", "--from", "x", "--owner", "0", "--")
         self.assertNotIn("--from", options)
@@ -211,6 +221,18 @@ class Answers(unittest.TestCase):
     def test_names_of_a_snapshot_file_are_offered(self):
         snapshot = PROJECT / "tests/agent/golden/shop.tar"
         self.assertEqual(self.words("stats", "--from", str(snapshot), "--broker", ""), ["SHOPBROKER"])
+
+    def test_message_ids_go_on_from_what_is_typed_of_them(self):
+        place = ["message", "--from", str(PROJECT / "tests/agent/golden/shop.tar")]
+        ids = self.words(*place, "")
+        self.assertGreater(len(ids), 10)
+        self.assertEqual({len(one) for one in ids}, {48})
+        typed = ids[5][:46]
+        self.assertIn(ids[5], self.words(*place, typed))
+        self.assertLess(len(self.words(*place, typed)), len(ids))
+        self.assertIn("0x" + typed.lower() + ids[5][46:], self.words(*place, "0x" + typed.lower()))
+        self.assertEqual(self.words(*place, "x"), [])
+        self.assertIn("Payment", {line.split("\t")[1] for line in self.ask("events", *place[1:], "--message-id", "")})
 
     def test_files_and_readers_that_wait_are_not_waited_for(self):
         pipe = HOME / "pipe"

@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/completion.h"
 
+#include <pwd.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
 #include <utility>
 
 #include "agent/act/plan.h"
 #include "agent/archive/snapshot_file.h"
 #include "agent/model/check.h"
 #include "agent/model/collector.h"
+#include "agent/model/message_way.h"
 #include "agent/model/selection.h"
 
 namespace cli {
@@ -29,14 +35,15 @@ void endInTime() {
 }
 
 // Null: there is nothing to look at.
-std::shared_ptr<const model::Snapshot> look(const Place& place) {
+std::shared_ptr<const model::Snapshot> look(const Place& place,
+                                            model::Events events = model::Events::skip) {
   endInTime();
   const std::string file = place.valueOf("--from");
   if (file == "-") return nullptr;  // what comes there is somebody's typing
   if (!file.empty()) {
-    return archived::load(file, model::Events::skip, reader::CopyBounds::kMostBytes).snapshot;
+    return archived::load(file, events, reader::CopyBounds::kMostBytes).snapshot;
   }
-  return model::Collector(place.valueOf("--temp-directory"), model::Events::skip).take();
+  return model::Collector(place.valueOf("--temp-directory"), events).take();
 }
 
 // No label is such a one, so the answer has all that there are.
@@ -72,6 +79,37 @@ Candidates namesOf(Kind kind, const Place& place) {
   return {};
 }
 
+// By name where they have one.
+Candidates owners(const Place& place) {
+  const auto snapshot = look(place);
+  if (!snapshot) return {};
+  Candidates found;
+  std::set<std::uint32_t> users;
+  for (const auto& broker : snapshot->brokers) {
+    const auto user = model::ownerOf(*broker);
+    if (!user || !users.insert(*user).second) continue;
+    const passwd* const entry = getpwuid(*user);
+    found.push_back(
+        {entry != nullptr ? entry->pw_name : std::to_string(*user), "owns " + broker->name()});
+  }
+  return found;
+}
+
+// Those in the rings that begin with what is typed, which stays as it is typed.
+Candidates messageIds(const Place& place) {
+  const auto prefix = place.current.empty() ? std::string() : model::idPrefixOf(place.current);
+  if (!prefix) return {};
+  const auto snapshot = look(place, model::Events::read);
+  if (!snapshot) return {};
+  Candidates found;
+  for (const model::MessageWay& way : model::waysOf(*snapshot, *prefix)) {
+    const auto& origin = way.steps.front().event->origin;
+    found.push_back(
+        {place.current + way.id.substr(prefix->size()), origin ? origin->messageFlow : ""});
+  }
+  return found;
+}
+
 Candidates repairs() {
   Candidates found;
   for (const std::string& kind : act::mendableKinds()) found.push_back({kind});
@@ -95,6 +133,8 @@ Candidates valuesAt(const Place& place) {
   if (name == "--group") return namesOf(Kind::group, place);
   if (name == "--flow" || name == "FLOW") return namesOf(Kind::flow, place);
   if (name == "--node") return namesOf(Kind::node, place);
+  if (name == "--owner") return owners(place);
+  if (name == "ID" || name == "--message-id" || name == "--correlation") return messageIds(place);
   if (name == "--repair") return repairs();
   if (name == "NAME=LIMIT") return limits();
   if (name == "A" || name == "B") return {completion::files()};

@@ -10,8 +10,9 @@
 namespace cli {
 
 // Names of brokers, groups, flows and nodes that are there now, or in the snapshot file that is
-// named, within those that come before; kinds of findings; limits. Says nothing of what is wrong,
-// and ends the program without an answer when a look takes more than a second.
+// named, within those that come before; users who own brokers; message IDs; kinds of findings;
+// limits. Says nothing of what is wrong, and ends the program without an answer when a look takes
+// more than a second.
 std::vector<completion::Candidate> valuesAt(const completion::Place& place);
 
 }  // namespace cli
