@@ -358,19 +358,7 @@ model::PastBroker Reader::last(const KnownBroker& broker) const {
 }
 
 std::vector<model::Mark> Reader::marks(const KnownBroker& broker, const Period& period) const {
-  auto rows = database_.prepare(
-      "SELECT kind, begin_ms, end_ms, unknown_ms, execution_group, flow FROM mark "
-      "WHERE broker = ? AND end_ms > ? AND begin_ms < ? ORDER BY begin_ms, id");
-  rows.with(broker.id, period.from, period.until);
-  std::vector<model::Mark> marks;
-  while (rows.step()) {
-    marks.push_back({rows.text(0),
-                     {rows.integer(1), rows.integer(2)},
-                     rows.integer(3),
-                     rows.text(4),
-                     rows.text(5)});
-  }
-  return marks;
+  return marksOf(database_, broker.id, period);
 }
 
 std::shared_ptr<const model::SeenBroker> Reader::events(const KnownBroker& broker,

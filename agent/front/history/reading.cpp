@@ -172,22 +172,13 @@ void Drawing::observe() {
 
 // What was added in a time in which nobody looked is told by the look behind it.
 void Drawing::readMarks(Curves& curves) {
-  auto rows = database_.prepare(
-      "SELECT kind, begin_ms, end_ms, unknown_ms, execution_group, flow FROM mark "
-      "WHERE broker = ? AND end_ms >= ? AND begin_ms < ? ORDER BY id");
-  for (rows.with(broker_, fromMs(), untilMs()); rows.step();) {
-    MarkedTime mark{.kind = rows.text(0),
-                    .beginMs = rows.integer(1),
-                    .endMs = rows.integer(2),
-                    .unknownMs = rows.integer(3),
-                    .group = rows.textOrNull(4),
-                    .flow = rows.textOrNull(5)};
-    const auto step = stepOf(mark.endMs);
+  curves.marks = marksOf(database_, broker_, {fromMs(), untilMs()});
+  for (const model::Mark& mark : curves.marks) {
+    const auto step = stepOf(mark.between.until);
     if (mark.kind == "gap" && step) {
       seconds_[*step] +=
-          static_cast<double>(std::max<std::int64_t>(0, mark.endMs - mark.beginMs)) / 1000;
+          static_cast<double>(std::max<std::int64_t>(0, mark.between.length())) / 1000;
     }
-    curves.marks.push_back(std::move(mark));
   }
 }
 
@@ -252,6 +243,22 @@ std::vector<StoredFlow> flowsOf(const Database& database, std::int64_t broker) {
 Database openToRead(const std::string& path) {
   const bool still = !WriterLock::isHeld(path) && logBytesOf(path) == 0;
   return {path, still ? Database::Mode::immutable : Database::Mode::read};
+}
+
+std::vector<model::Mark> marksOf(const Database& database, std::int64_t broker,
+                                 const model::Period& period) {
+  auto rows = database.prepare(
+      "SELECT kind, begin_ms, end_ms, unknown_ms, execution_group, flow FROM mark "
+      "WHERE broker = ? AND end_ms >= ? AND begin_ms < ? ORDER BY begin_ms, id");
+  std::vector<model::Mark> marks;
+  for (rows.with(broker, period.from, period.until); rows.step();) {
+    marks.push_back({rows.text(0),
+                     {rows.integer(1), rows.integer(2)},
+                     rows.integer(3),
+                     rows.text(4),
+                     rows.text(5)});
+  }
+  return marks;
 }
 
 std::int64_t stepFor(std::int64_t seconds, std::int64_t points) {

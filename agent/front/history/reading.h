@@ -11,6 +11,7 @@
 
 #include "agent/front/history/broker_counts.h"
 #include "agent/front/history/database.h"
+#include "agent/model/past.h"
 
 namespace history {
 
@@ -42,15 +43,6 @@ struct Curve {
   std::vector<Point> points;  // of steps that were looked at; others are left out
 };
 
-struct MarkedTime {
-  std::string kind;  // as in the table
-  std::int64_t beginMs = 0;
-  std::int64_t endMs = 0;
-  std::int64_t unknownMs = 0;
-  std::optional<std::string> group = {};  // what was deployed, when it was one flow
-  std::optional<std::string> flow = {};
-};
-
 // The limit of nodes times points in one answer; further nodes are left out.
 inline constexpr std::int64_t kMostPoints = 200000;
 
@@ -61,7 +53,7 @@ struct Curves {
   std::optional<std::int64_t> oldestS = {};  // of the broker; nothing when there is none
   std::vector<Curve> nodes = {};
   std::size_t leftOut = 0;  // nodes
-  std::vector<MarkedTime> marks = {};
+  std::vector<model::Mark> marks = {};
 };
 
 // Throws Failure.
@@ -88,6 +80,10 @@ std::vector<StoredBroker> contentsOf(const Database& database,
 
 // The number of a broker; nothing when there is no such one.
 std::optional<std::int64_t> findBroker(const Database& database, const std::string& name);
+
+// Marks of a broker that touch the period, by time. Throws Failure.
+std::vector<model::Mark> marksOf(const Database& database, std::int64_t broker,
+                                 const model::Period& period);
 
 // How long a step is when there may be so many of them.
 std::int64_t stepFor(std::int64_t seconds, std::int64_t points);

@@ -63,11 +63,15 @@ double seconds(std::int64_t ms) {
   return static_cast<double>(ms) / 1000;
 }
 
-Json markOf(const history::MarkedTime& mark) {
-  return {{"from", seconds(mark.beginMs)},
-          {"until", seconds(mark.endMs)},
+Json orNull(const std::string& text) {
+  return text.empty() ? Json() : Json(text);
+}
+
+Json markOf(const model::Mark& mark) {
+  return {{"from", seconds(mark.between.from)},
+          {"until", seconds(mark.between.until)},
           {"kind", mark.kind},
-          {"unknown_seconds", seconds(mark.unknownMs)},
+          {"unknown_seconds", seconds(mark.unknown)},
           {"execution_group", orNull(mark.group)},
           {"flow", orNull(mark.flow)}};
 }
@@ -151,7 +155,7 @@ Json flowDocument(const HistoryQuery& query, const history::Recording* recording
   for (const history::Curve& curve : curves.nodes) nodes.push_back(nodeOf(curve));
   document["nodes_left_out"] = curves.leftOut;
   Json& marks = document["marks"] = Json::array();
-  for (const history::MarkedTime& mark : curves.marks) marks.push_back(markOf(mark));
+  for (const model::Mark& mark : curves.marks) marks.push_back(markOf(mark));
   if (query.events) {
     addEvents(document, query, reader ? &*reader : nullptr,
               {question.fromS * 1000, question.untilS * 1000});
