@@ -63,6 +63,8 @@ def told(unit):
 
 
 def stop_all():
+    triggers = [unit for unit in UNITS if not unit.endswith(".service")]
+    systemctl("stop", *triggers)
     systemctl("stop", *UNITS)
     systemctl("reset-failed")
 
