@@ -355,6 +355,7 @@ class FlowReader {
     const fs::path path = context_.resolved(text);
     const fs::path folder = path.parent_path();
     if (!isFolder(folder)) noteMissing(section, "lines", "folder", folder);
+    if (isFolder(path)) noteMissing(section, "lines", "file", path);
     return Output{path, section.placeOf("lines")};
   }
 
@@ -376,7 +377,11 @@ fs::path Context::resolved(const std::string& text) const {
 }
 
 void noteMissing(Section& section, std::string_view key, const char* kind, const fs::path& path) {
-  section.noteAt(key, fmt::format("no {} {}; expected one that exists", kind, path.string()));
+  std::error_code none;
+  const char* const text = !fs::exists(path, none) ? "no {1} {0}; expected one that exists"
+                           : isFolder(path)        ? "{} is a folder; expected a {}"
+                                                   : "{} is no folder; expected one";
+  section.noteAt(key, fmt::format(fmt::runtime(text), path.string(), kind));
 }
 
 ReadResult read(std::string_view text, const fs::path& path, const SourceReader& readSource) {

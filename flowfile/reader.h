@@ -47,7 +47,7 @@ struct ReadResult {
 ReadResult read(std::string_view text, const std::filesystem::path& path,
                 const SourceReader& readSource = {});
 
-// Notes at the key that there is no file or folder where it says so; `kind` is "file" or "folder".
+// Notes at the key that there is no file or folder where it says so, or the other of the two; `kind` is "file" or "folder".
 // For a SourceReader.
 void noteMissing(Section& section, std::string_view key, const char* kind,
                  const std::filesystem::path& path);

@@ -35,6 +35,7 @@
 #include "host/sandbox/first_ids.h"
 #include "host/sandbox/own_folder.h"
 #include "host/sandbox/private_view.h"
+#include "host/sources/file_error.h"
 #include "host/sources/source.h"
 
 namespace {
@@ -66,7 +67,7 @@ std::optional<int> load(const fs::path& path, std::optional<std::chrono::nanosec
     return codeOfUnread(text.error);
   }
   flowfile::ReadResult result = flowfile::read(text.text, path, readSource);
-  if (result.findings.empty()) result.findings = outputsThatAreInputs(result.file);
+  if (result.findings.empty()) result.findings = wrongOutputs(result.file);
   sayFindings(path, result.findings);
   if (!result.findings.empty()) return kExitWrongFile;
   file = std::move(result.file);
@@ -207,7 +208,9 @@ int supervise(const flowfile::File& file, const RunOptions& options) {
     complain("stopped at once; the nodes' shared memory is left as it was");
     return kExitSignal + supervisor.stoppedBy();
   }
-  if (!deployed) return kExitUnavailable;
+  if (!deployed) {
+    return supervisor.code() == kExitNoOutput ? kExitNoOutput : kExitUnavailable;
+  }
 
   report(file, tally, options, supervisor, verification);
   const std::string json =
@@ -215,10 +218,9 @@ int supervise(const flowfile::File& file, const RunOptions& options) {
   const bool written = writeJson(options.summaryJson, json);
   const bool agrees = !verification || verification->agrees();
   const bool rehearsed = std::ranges::none_of(supervisor.drills(), isFailed);
-  if (!ran || !supervisor.problems().empty() || !agrees || !written || !rehearsed) {
-    return kExitDifference;
-  }
-  return kept ? kExitOk : kExitNoOutput;
+  if (!agrees || !rehearsed) return kExitDifference;
+  if (!ran || !supervisor.problems().empty()) return supervisor.code();
+  return kept && written ? kExitOk : kExitNoOutput;
 }
 
 int run(Arguments& arguments) {
@@ -312,6 +314,9 @@ int obey(const CLI::App& app, Arguments& arguments) {
     complain(
         "with --as-installed the nodes use the machine's own configuration and registry; in a "
         "chroot, run as root");
+  } catch (const FileError& error) {
+    complain(error.what());
+    return kExitNoOutput;
   } catch (const std::exception& error) {
     complain(error.what());
   }

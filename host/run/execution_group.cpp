@@ -17,6 +17,7 @@
 #include "host/run/plugin.h"
 #include "host/run/running_flow.h"
 #include "host/run/say.h"
+#include "host/sources/file_error.h"
 
 namespace host {
 namespace {
@@ -121,7 +122,7 @@ class GroupProcess {
     for (std::size_t i = 0; i < flows_.size(); ++i) {
       if (flows_[i]->problem().empty()) continue;
       warn(group_.flows[i], flows_[i]->problem());
-      code = kExitDifference;
+      code = kExitNoOutput;
     }
     return code;
   }
@@ -145,7 +146,7 @@ int runExecutionGroup(const flowfile::File& file, std::size_t group, const RunOp
     return GroupProcess(file, group, options, tally, socket).run();
   } catch (const std::exception& error) {
     complain(fmt::format("execution group {}: {}", file.groups[group].label, error.what()));
-    return kExitUnavailable;
+    return dynamic_cast<const FileError*>(&error) != nullptr ? kExitNoOutput : kExitUnavailable;
   }
 }
 

@@ -3,9 +3,11 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <chrono>
 
 #include "host/run/exception.h"
+#include "host/sources/file_error.h"
 #include "host/sources/schedule.h"
 
 namespace host {
@@ -50,7 +52,7 @@ const std::string& RunningFlow::problem() {
 }
 
 void RunningFlow::cantWrite() {
-  problem_ = fmt::format("can't write {}", flow_.output->path.string());
+  problem_ = FileError(errno, "can't write", flow_.output->path).what();
 }
 
 void RunningFlow::deploy() {

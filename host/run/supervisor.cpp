@@ -19,6 +19,7 @@
 
 #include "host/run/log.h"
 #include "host/run/say.h"
+#include "host/sources/file_error.h"
 
 namespace host {
 namespace {
@@ -39,7 +40,7 @@ int openLog(const std::filesystem::path& path) {
   if (path.empty()) return STDERR_FILENO;
   if (path == "-") return STDOUT_FILENO;
   const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
-  if (fd < 0) fail("can't write " + path.string());
+  if (fd < 0) throw FileError(errno, "can't write", path);
   return fd;
 }
 
@@ -216,6 +217,7 @@ void Supervisor::reap(Child& child, bool ending) {
       lost(fmt::format("was ended by signal {} ({})", WTERMSIG(status), name));
     }
   } else if (WEXITSTATUS(status) != 0 || !ending) {
+    if (WEXITSTATUS(status) != 0 && problems_.empty()) code_ = WEXITSTATUS(status);
     lost(fmt::format("ended with code {}", WEXITSTATUS(status)));
   }
   child.left = true;

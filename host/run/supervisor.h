@@ -28,7 +28,7 @@ namespace host {
 class Supervisor {
  public:
   // Takes over SIGINT and SIGTERM for the rest of the process's life, and opens the log. The
-  // arguments must outlive it. Throws std::system_error.
+  // arguments must outlive it. Throws FileError for the log, else std::system_error.
   Supervisor(const flowfile::File& file, const RunOptions& options, Tally& tally);
 
   // Kills what is still running.
@@ -55,6 +55,9 @@ class Supervisor {
 
   // What went wrong so far, a sentence each. They may hold any bytes of the flow file.
   const std::vector<std::string>& problems() const { return problems_; }
+  // What the run ends with when something did: the code of the process that failed first, and
+  // kExitDifference when it had none.
+  int code() const { return code_; }
   // What became of the drills, in the order of the file's.
   const std::vector<DrillResult>& drills() const { return plan_.results(); }
   // What lost processes and drills leave incomparable.
@@ -110,6 +113,7 @@ class Supervisor {
   int signals_ = -1;
   std::vector<Child> children_;
   std::vector<std::string> problems_;
+  int code_ = kExitDifference;
   DrillPlan plan_;
   Clock::time_point begin_;
   Standstill standstill_;

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "flowfile/section.h"
+#include "host/sources/file_error.h"
 #include "host/sources/repeat.h"
 
 namespace host {
@@ -41,8 +42,7 @@ class FilesSource : public MessageSource {
     if (stop_.raised()) return false;
     const fs::path& path = files_[at_++];
     std::ifstream file(path, std::ios::binary);
-    if (!file)
-      throw std::system_error(errno, std::generic_category(), "can't read " + path.string());
+    if (!file) throw FileError(errno, "can't read", path);
     draft.body.assign(std::istreambuf_iterator<char>(file), {});
     draft.name = path.filename().string();
     return true;
@@ -73,7 +73,7 @@ std::unique_ptr<MessageSource> open(const Files& files, std::uint64_t /*seed*/,
                                     const StopSignal& stop) {
   std::error_code error;
   std::vector<fs::path> found = filesIn(files.path, error);
-  if (error) throw std::system_error(error, "can't read " + files.path.string());
+  if (error) throw FileError(error.value(), "can't read", files.path);
   return std::make_unique<FilesSource>(std::move(found), files.repeat, stop);
 }
 

@@ -31,7 +31,7 @@ struct Files {
 
 // The files that are in the folder now, in the order of the bytes of their names. A folder within
 // the folder is left out. A message is a whole file, its name that of the file. Throws
-// std::system_error when the folder can't be read, and from next() when a file can't be.
+// FileError when the folder can't be read, and from next() when a file can't be.
 std::unique_ptr<MessageSource> open(const Files& files, std::uint64_t seed, const StopSignal& stop);
 
 // The files in the same order; none when the folder can't be read.

@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <string>
-#include <system_error>
 
 #include "flowfile/section.h"
+#include "host/sources/file_error.h"
 #include "host/sources/repeat.h"
 
 namespace host {
@@ -52,9 +52,7 @@ class LinesSource : public MessageSource {
   }
 
  private:
-  [[noreturn]] void fail() const {
-    throw std::system_error(errno, std::generic_category(), "can't read " + lines_.path.string());
-  }
+  [[noreturn]] void fail() const { throw FileError(errno, "can't read", lines_.path); }
 
   // More text behind what is there; false at the end of the file or of the run.
   bool fill() {

@@ -37,7 +37,7 @@ const SourceSettings& settingsOf(const flowfile::Input& input);
 SourceSettings withoutEnd(SourceSettings settings);
 
 // Opens the source. `seed` is where its chance starts; `stop` must outlive it. Throws
-// std::system_error when a file or folder can't be read, here or in next().
+// FileError when a file or folder can't be read, here or in next().
 std::unique_ptr<MessageSource> openSource(const SourceSettings& settings, std::uint64_t seed,
                                           const StopSignal& stop);
 

@@ -200,6 +200,13 @@ TEST(Check, FindsMissingFilesAndFolders) {
             "f:3:18: no folder /nosuch; expected one that exists");
 }
 
+TEST(Check, TellsFilesFromFolders) {
+  const std::string start = std::string(kFlow).substr(0, std::string(kFlow).find("generated"));
+  EXPECT_EQ(firstFinding(start + "lines = \"/usr\"\n"), "f:8:9: /usr is a folder; expected a file");
+  EXPECT_EQ(firstFinding(start + "files = \"/etc/passwd\"\n"),
+            "f:8:9: /etc/passwd is no folder; expected one");
+}
+
 TEST(Check, FindsWrongTypesAndUnits) {
   EXPECT_EQ(inBroker("trace = \"On\""), "f:3:9: 'trace' is \"On\"; expected true or false");
   expectStart(inNode("work = \"W\"\nlatency = \"5\"\n"), "f:11:11: 'latency' is \"5\"");

@@ -173,8 +173,8 @@ TEST_F(Hostile, OptionsAndTheirFiles) {
   expectSaid({"run", file, "--seed", kHostile}, 64, "--seed: expected a whole number");
   expectSaid({"run", file, "--library", kHostile}, 69, "can't load /tmp/host_hostile/" + kShown);
   expectSaid({"run", file, "--library", write(kHostile, "text")}, 69, "can't load ");
-  expectSaid({"run", file, "--log", kHostile + "/log"}, 69, "can't write " + kShown + "/log");
-  expectSaid({"run", file, "--quiet", "--summary-json", kHostile + "/s"}, 1,
+  expectSaid({"run", file, "--log", kHostile + "/log"}, 74, "can't write " + kShown + "/log");
+  expectSaid({"run", file, "--quiet", "--summary-json", kHostile + "/s"}, 74,
              "can't write " + kShown + "/s");
   const std::string agent = script(kHostile, "exit 3\n");
   expectSaid({"run", file, "--verify", "--agent", agent}, 1, kShown + " stats ended with code 3");
@@ -216,14 +216,19 @@ TEST_F(Hostile, WhatGoesWrongInAGroup) {
           "\"\n[[execution-group.flow.node]]\nwork = \"w\"\nfailure = { every = 1 }\n",
       0, kShownOfToml + ": 2 exceptions were not re-raised");
   fs::create_symlink("/dev/full", name);
-  run("generated = { count = 1 }", output, 1,
-      kShownOfToml + "/" + kShownOfToml + ": can't write /tmp/host_hostile/" + kShownOfToml);
+  run("generated = { count = 1 }", output, 74,
+      kShownOfToml + "/" + kShownOfToml + ": can't write /tmp/host_hostile/" + kShownOfToml +
+          ": No space left on device");
   fs::remove(name);
   fs::create_symlink("/proc/self/mem", name);
-  run("lines = \"" + kInToml + "\"", "", 1, "can't read /tmp/host_hostile/" + kShownOfToml);
+  run("lines = \"" + kInToml + "\"", "", 74, "can't read /tmp/host_hostile/" + kShownOfToml);
   fs::remove(name);
   fs::create_directory(name);
-  run("generated = { count = 1 }", output, 69,
+  run("generated = { count = 1 }", output, 65,
+      "/tmp/host_hostile/" + kShownOfToml + " is a folder; expected a file");
+  fs::remove(name);
+  fs::create_symlink("/proc/nosuch", name);
+  run("generated = { count = 1 }", output, 74,
       "execution group " + kShownOfToml + ": can't write /tmp/host_hostile/" + kShownOfToml);
 }
 

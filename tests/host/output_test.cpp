@@ -54,7 +54,7 @@ TEST_F(Outputs, AnInputByAnyNameIsFound) {
   fs::create_symlink("in.txt", folder_ / "soft");
   for (const char* name : {"in.txt", "hard", "soft", "files/../in.txt"}) {
     file_.groups[0].flows[0].output->path = folder_ / name;
-    const auto findings = outputsThatAreInputs(file_);
+    const auto findings = wrongOutputs(file_);
     ASSERT_EQ(findings.size(), 1U) << name;
     EXPECT_EQ(findings[0].place, (flowfile::Place{7, 9}));
     EXPECT_EQ(findings[0].text, (folder_ / name).string() +
@@ -65,15 +65,15 @@ TEST_F(Outputs, AnInputByAnyNameIsFound) {
 TEST_F(Outputs, TheInputsOfOtherGroupsAndFilesOfFoldersCount) {
   write("files/a");
   addFlow(Generated{}, folder_ / "files/a");
-  EXPECT_TRUE(outputsThatAreInputs(file_).empty());
+  EXPECT_TRUE(wrongOutputs(file_).empty());
   addFlow(Files{folder_ / "files", 1}, std::nullopt);
-  EXPECT_EQ(outputsThatAreInputs(file_).size(), 1U);
+  EXPECT_EQ(wrongOutputs(file_).size(), 1U);
 }
 
 TEST_F(Outputs, TheFlowFileItselfCounts) {
   file_.path = write("f.toml");
   addFlow(Generated{}, folder_ / "f.toml");
-  EXPECT_EQ(outputsThatAreInputs(file_).size(), 1U);
+  EXPECT_EQ(wrongOutputs(file_).size(), 1U);
 }
 
 TEST_F(Outputs, WhatIsNoRegularFileOrNoInputMayBeWritten) {
@@ -82,7 +82,59 @@ TEST_F(Outputs, WhatIsNoRegularFileOrNoInputMayBeWritten) {
   addFlow(Lines{folder_ / "pipe", 1}, folder_ / "pipe");
   addFlow(Lines{write("in.txt"), 1}, write("out.txt"));
   addFlow(Lines{folder_ / "nosuch", 1}, folder_ / "nosuch");
-  EXPECT_TRUE(outputsThatAreInputs(file_).empty());
+  EXPECT_TRUE(wrongOutputs(file_).empty());
+}
+
+TEST_F(Outputs, OneFileOfTwoFlowsIsFoundWithBothLines) {
+  addFlow(Generated{}, write("out.txt"));
+  addFlow(Generated{}, std::nullopt);
+  fs::create_hard_link(folder_ / "out.txt", folder_ / "hard");
+  fs::create_symlink("out.txt", folder_ / "soft");
+  for (const char* name : {"out.txt", "hard", "soft", "files/../out.txt"}) {
+    file_.groups[1].flows[0].output = flowfile::Output{folder_ / name, {12, 9}};
+    const auto findings = wrongOutputs(file_);
+    ASSERT_EQ(findings.size(), 1U) << name;
+    EXPECT_EQ(findings[0].place, (flowfile::Place{12, 9}));
+    EXPECT_EQ(findings[0].text,
+              (folder_ / name).string() +
+                  " is an output of two flows, first in line 7; expected another file for each");
+  }
+}
+
+TEST_F(Outputs, OneFileOfTwoFlowsIsFoundBeforeItIsThere) {
+  addFlow(Generated{}, folder_ / "new");
+  addFlow(Generated{}, std::nullopt);
+  fs::create_symlink("new", folder_ / "soft");
+  fs::create_directory_symlink(folder_, folder_ / "files/up");
+  for (const char* name : {"new", "soft", "files/up/new"}) {
+    file_.groups[1].flows[0].output = flowfile::Output{folder_ / name, {12, 9}};
+    EXPECT_EQ(wrongOutputs(file_).size(), 1U) << name;
+  }
+  file_.groups[1].flows[0].output->path = folder_ / "files/new";
+  EXPECT_TRUE(wrongOutputs(file_).empty());
+}
+
+TEST_F(Outputs, ANewFileInAFolderOfInputsIsFound) {
+  addFlow(Files{folder_ / "files", 1}, folder_ / "files/new");
+  fs::create_directory_symlink("files", folder_ / "link");
+  fs::create_symlink("files/other", folder_ / "soft");
+  for (const char* name : {"files/new", "link/new", "soft"}) {
+    file_.groups[0].flows[0].output->path = folder_ / name;
+    const auto findings = wrongOutputs(file_);
+    ASSERT_EQ(findings.size(), 1U) << name;
+    EXPECT_EQ(findings[0].text, (folder_ / name).string() +
+                                    " is in a folder that a flow of the same file reads; expected "
+                                    "another folder");
+  }
+  fs::create_directory(folder_ / "files/deeper");
+  file_.groups[0].flows[0].output->path = folder_ / "files/deeper/new";
+  EXPECT_TRUE(wrongOutputs(file_).empty()) << "the files of deeper folders are no messages";
+}
+
+TEST_F(Outputs, ADeviceMayBeTheOutputOfTwoFlows) {
+  addFlow(Generated{}, "/dev/null");
+  addFlow(Generated{}, "/dev/null");
+  EXPECT_TRUE(wrongOutputs(file_).empty());
 }
 
 TEST_F(Outputs, AnInputIsNotEmptiedByOpening) {
@@ -108,7 +160,7 @@ TEST_F(Outputs, StandardInputCounts) {
   const fs::path path = write("in.txt");
   ASSERT_NE(std::freopen(path.c_str(), "r", stdin), nullptr);
   addFlow(Lines{"-", 1}, path);
-  EXPECT_EQ(outputsThatAreInputs(file_).size(), 1U);
+  EXPECT_EQ(wrongOutputs(file_).size(), 1U);
 }
 
 TEST_F(Outputs, AFullDiskIsNoticed) {

@@ -254,9 +254,33 @@ TEST_F(Run, AGroupThatCannotOpenItsOutputIsSaid) {
   fs::create_directory(folder_ / "gone");
   const std::string file = flows(kBroker + group("one", "lines = \"in.txt\"\n", kOutput) +
                                  "[execution-group.flow.output]\nlines = \"gone/copy.txt\"\n");
-  fs::create_directory(folder_ / "gone/copy.txt");
-  EXPECT_EQ(zebhost("run " + file), 69);
+  fs::create_symlink("/proc/nosuch", folder_ / "gone/copy.txt");
+  EXPECT_EQ(zebhost("run " + file), 74);
   EXPECT_NE(err_.find("execution group one"), std::string::npos) << err_;
+}
+
+TEST_F(Run, TwoFlowsWithOneOutputAreRefusedByCheckAndRun) {
+  const std::string output = "[execution-group.flow.output]\nlines = \"copy.txt\"\n";
+  const std::string file =
+      flows(kBroker + group("one", "generated = { count = 5 }\n", kOutput) + output +
+            group("two", "generated = { count = 5 }\n", kOutput) + output);
+  for (const char* command : {"check ", "run "}) {
+    EXPECT_EQ(zebhost(command + file), 65);
+    EXPECT_NE(err_.find("f.toml:28:9: /tmp/host_run/copy.txt is an output of two flows, first in "
+                        "line 16; "),
+              std::string::npos)
+        << err_;
+  }
+  EXPECT_FALSE(fs::exists(folder_ / "copy.txt"));
+}
+
+TEST_F(Run, AnOutputThatIsAFolderIsFoundByCheck) {
+  fs::create_directory(folder_ / "copy.txt");
+  const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kOutput) +
+                                 "[execution-group.flow.output]\nlines = \"copy.txt\"\n");
+  EXPECT_EQ(zebhost("check " + file), 65);
+  EXPECT_NE(err_.find("/tmp/host_run/copy.txt is a folder; expected a file"), std::string::npos)
+      << err_;
 }
 
 TEST_F(Run, TellsItsVersion) {
