@@ -12,6 +12,7 @@
 #include "flowfile/depth.h"
 #include "flowfile/room.h"
 #include "flowfile/section.h"
+#include "flowfile/syntax.h"
 #include "format/names.h"
 #include "format/sizes.h"
 #include "text/printable.h"
@@ -66,7 +67,8 @@ class FlowReader {
  public:
   FlowReader(const fs::path& path, const SourceReader& readSource)
       : readSource_(readSource),
-        context_{path == "-" ? fs::current_path() : fs::absolute(path).parent_path(), path == "-"} {
+        context_{path == "-" ? fs::current_path() : fs::absolute(path).parent_path(),
+                 path == "-" ? "the flow file" : nullptr} {
     result_.file.path = path;
   }
 
@@ -88,8 +90,7 @@ class FlowReader {
       readRoot(root);
     } catch (const toml::parse_error& error) {
       const toml::source_position at = error.source().begin;
-      result_.findings.push_back(
-          {{at.line, at.column}, fmt::format("syntax error: {}", error.description())});
+      result_.findings.push_back({{at.line, at.column}, syntaxText(error.description())});
     }
   }
 

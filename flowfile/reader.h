@@ -22,8 +22,9 @@ class Section;
 struct Context {
   // Absolute; relative paths of the file start here.
   std::filesystem::path folder;
-  // Something reads standard input already: the flow file itself, or a source.
-  bool standardInputTaken;
+  // What reads standard input, as messages call it: "the flow file" or "another flow"; null:
+  // nothing.
+  const char* standardInputReader;
 
   // The path that a text of the file means: absolute, without "." and "..".
   std::filesystem::path resolved(const std::string& text) const;
@@ -47,8 +48,8 @@ struct ReadResult {
 ReadResult read(std::string_view text, const std::filesystem::path& path,
                 const SourceReader& readSource = {});
 
-// Notes at the key that there is no file or folder where it says so, or the other of the two; `kind` is "file" or "folder".
-// For a SourceReader.
+// Notes at the key that there is no file or folder where it says so, or the other of the two;
+// `kind` is "file" or "folder". For a SourceReader.
 void noteMissing(Section& section, std::string_view key, const char* kind,
                  const std::filesystem::path& path);
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "flowfile/numbers.h"
 #include "flowfile/quantity.h"
 #include "text/printable.h"
 
@@ -121,7 +122,8 @@ std::optional<std::int64_t> Section::integer(std::string_view key, std::int64_t 
   if (node == nullptr) return std::nullopt;
   const auto value = node->value_exact<std::int64_t>();
   if (value && *value >= low && *value <= high) return value;
-  mismatch(key, *node, fmt::format("an integer from {} to {}", low, high));
+  mismatch(key, *node,
+           fmt::format("an integer from {} to {}", groupedSigned(low), groupedSigned(high)));
   return std::nullopt;
 }
 
@@ -142,7 +144,9 @@ std::optional<std::int64_t> Section::bytes(std::string_view key, std::int64_t lo
   if (value && *value >= static_cast<double>(low) && *value <= static_cast<double>(high)) {
     return static_cast<std::int64_t>(*value);
   }
-  mismatch(key, *node, fmt::format("bytes from {} to {}, as 65536 or \"64KiB\"", low, high));
+  mismatch(key, *node,
+           fmt::format("bytes from {} to {}, as 65536 or \"64KiB\"", groupedSigned(low),
+                       groupedSigned(high)));
   return std::nullopt;
 }
 
@@ -214,7 +218,7 @@ std::optional<Distribution> Section::durations(std::string_view key) {
 std::optional<Distribution> Section::sizes(std::string_view key, double high) {
   return distribution(key,
                       fmt::format("bytes such as 200 or \"4KiB\" (units B, KiB, MiB), at most {}",
-                                  static_cast<std::int64_t>(high)),
+                                  groupedSigned(static_cast<std::int64_t>(high))),
                       [high](const toml::node& node) {
                         const auto value = byteCount(node);
                         return value && *value <= high ? value : std::nullopt;
@@ -263,8 +267,14 @@ std::optional<Distribution> Section::uniform(const toml::node& node, const std::
   const bool two = ends != nullptr && ends->size() == 2;
   const auto low = two ? quantity(*ends->get(0)) : std::nullopt;
   const auto high = two ? quantity(*ends->get(1)) : std::nullopt;
-  if (!low || !high) {
-    mismatch("uniform", node, "[low, high], each " + expected);
+  const std::string both = "[low, high], each " + expected;
+  if (ends == nullptr) {
+    mismatch("uniform", node, both);
+  } else if (!two) {
+    note(node, fmt::format("'uniform' has {}; expected {}", counted(ends->size(), "value"), both));
+  } else if (!low || !high) {
+    note(node,
+         fmt::format("'uniform' holds {}; expected {}", shown(*ends->get(low ? 1 : 0)), both));
   } else if (*low > *high) {
     note(node, fmt::format("'uniform' runs from {} down to {}; expected the low end first",
                            shown(*ends->get(0)), shown(*ends->get(1))));

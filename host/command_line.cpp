@@ -8,9 +8,9 @@
 #include <functional>
 #include <string>
 
+#include "flowfile/numbers.h"
 #include "flowfile/quantity.h"
 #include "format/version.h"
-#include "host/report/numbers.h"
 
 namespace host {
 namespace {
@@ -18,10 +18,15 @@ namespace {
 constexpr std::uint64_t kMost = 1'000'000'000'000;
 
 constexpr char kFooter[] =
-    "Exit codes: 0 all went well; 1 shared memory differs from the host's counts, or a process\n"
-    "failed; 64 wrong command line; 65 wrong flow file; 66 no flow file; 69 the system allows no\n"
-    "private view, or the library can't be used; 74 standard output can't be written; 128 and the\n"
-    "signal's number when a second signal stopped the run at once.";
+    "Exit codes: 0 all went well; 1 shared memory differs from the host's counts, a process "
+    "failed\n"
+    "otherwise, or a drill could not be done; 64 wrong command line; 65 wrong flow file; 66 no "
+    "flow\n"
+    "file; 69 the system allows no private view, or the library can't be used; 74 an input, an\n"
+    "output, the log, a summary or a snapshot can't be read or written; 77 no permission to read "
+    "the\n"
+    "flow file; 128 and the signal's number when a second signal stopped the run at once, or the\n"
+    "first one came before the flows began.";
 
 // A whole number; `take` gets it. Done by hand, because the library takes -1 for a large number.
 void addNumber(CLI::App& app, const std::string& name, std::uint64_t low, std::uint64_t high,
@@ -35,8 +40,8 @@ void addNumber(CLI::App& app, const std::string& name, std::uint64_t low, std::u
            if (error == std::errc() && at == end && number >= low && number <= high) {
              return take(number);
            }
-           throw CLI::ValidationError(
-               name, fmt::format("expected a whole number from {} to {}", low, grouped(high)));
+           throw CLI::ValidationError(name, fmt::format("expected a whole number from {} to {}",
+                                                        low, flowfile::grouped(high)));
          },
          help)
       ->type_name("NUMBER");

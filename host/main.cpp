@@ -19,13 +19,13 @@
 
 #include "completion/answer.h"
 #include "flowfile/load.h"
+#include "flowfile/numbers.h"
 #include "flowfile/quantity.h"
 #include "flowfile/reader.h"
 #include "host/command_line.h"
 #include "host/cost/cost.h"
 #include "host/cost/report.h"
 #include "host/cost/variants.h"
-#include "host/report/numbers.h"
 #include "host/report/progress.h"
 #include "host/report/room.h"
 #include "host/report/summary.h"
@@ -49,8 +49,8 @@ void sayFindings(const fs::path& path, const std::vector<flowfile::Finding>& fin
   const std::size_t shown = std::min(kShown, findings.size());
   for (std::size_t i = 0; i < shown; ++i) say(stderr, findingText(path, findings[i]));
   if (findings.size() == shown) return;
-  complain(fmt::format("{} errors in {}, of which the first {} are shown", findings.size(),
-                       path.string(), shown));
+  complain(fmt::format("{} in {}, of which the first {} are shown",
+                       flowfile::counted(findings.size(), "error"), path.string(), shown));
 }
 
 int codeOfUnread(int error) {
@@ -84,9 +84,9 @@ int check(const fs::path& path) {
   sayRoom(file);
   std::size_t flows = 0;
   for (const flowfile::ExecutionGroup& group : file.groups) flows += group.flows.size();
-  say(stdout,
-      fmt::format("{}: ok, {}, {}", path.string(), counted(file.groups.size(), "execution group"),
-                  counted(flows, "message flow")));
+  say(stdout, fmt::format("{}: ok, {}, {}", path.string(),
+                          flowfile::counted(file.groups.size(), "execution group"),
+                          flowfile::counted(flows, "message flow")));
   return kExitOk;
 }
 
@@ -129,10 +129,22 @@ void apply(Arguments& arguments, flowfile::File& file) {
 bool writeJson(const fs::path& path, const std::string& text) {
   if (path.empty()) return true;
   if (path == "-") return std::fputs(text.c_str(), stdout) >= 0;
+  errno = 0;
   std::ofstream stream(path);
   stream << text << std::flush;
-  if (!stream) complain("can't write " + path.string());
+  if (!stream) complain(FileError(errno, "can't write", path).what());
   return static_cast<bool>(stream);
+}
+
+// Whether the file could be written as things are; touches nothing. Throws FileError when not.
+void tryToWrite(const fs::path& path, const char* option) {
+  if (path.empty() || path == "-") return;
+  std::error_code none;
+  const bool there = fs::exists(path, none);
+  const fs::path folder = path.has_parent_path() ? path.parent_path() : ".";
+  const bool open = access((there ? path : folder).c_str(), there ? W_OK : W_OK | X_OK) == 0;
+  const int error = fs::is_directory(path, none) ? EISDIR : open ? 0 : errno;
+  if (error != 0) throw FileError(error, fmt::format("{} can't write", option), path);
 }
 
 // What a run says at its end. All of it is printable already.
@@ -183,7 +195,7 @@ void sayLateDrills(const flowfile::File& file, const RunOptions& options) {
   });
   if (late == 0) return;
   complain(fmt::format("{} won't happen: the run ends after {}",
-                       counted(static_cast<std::uint64_t>(late), "drill"),
+                       flowfile::counted(static_cast<std::uint64_t>(late), "drill"),
                        flowfile::durationText(*options.duration)));
 }
 
@@ -234,6 +246,8 @@ int run(Arguments& arguments) {
   }
   if (const auto code = load(arguments.flows, options.duration, file)) return *code;
   apply(arguments, file);
+  tryToWrite(options.summaryJson, "--summary-json");
+  tryToWrite(options.lastSnapshot, "--last-snapshot");
   if (!options.quiet) sayRoom(file);
   sayLateDrills(file, options);
   if (!options.asInstalled) enterPrivateView(file.broker);
@@ -272,7 +286,7 @@ int cost(Arguments& arguments) {
   flowfile::File file;
   if (const auto code = load(arguments.flows, 2s, file)) return *code;
   if (monitorsIn(file) == 0) {
-    complain(file.path.string() + " has no monitoring node; add one, whose cost there is to tell");
+    complain(file.path.string() + " has no monitoring node; add one: there is nothing to measure");
     return kExitWrongFile;
   }
   for (const std::string& input : replacedInputs(file)) {
@@ -370,7 +384,9 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     code = leave(app, error);
   }
+  errno = 0;
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return code;
-  complain("can't write to standard output");
+  const std::string reason = errno != 0 ? std::string(": ") + std::strerror(errno) : "";
+  complain("can't write to standard output" + reason);
   return code == kExitOk ? kExitNoOutput : code;
 }

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "host/report/numbers.h"
+#include "flowfile/numbers.h"
 #include "host/report/table.h"
 #include "text/printable.h"
 
@@ -23,7 +23,7 @@ constexpr std::size_t kWidest = 76;   // of the file's name
 
 std::string rounded(double number) {
   const auto whole = static_cast<std::uint64_t>(std::llround(std::abs(number)));
-  return (number < 0 && whole != 0 ? "-" : "") + grouped(whole);
+  return (number < 0 && whole != 0 ? "-" : "") + flowfile::grouped(whole);
 }
 
 std::vector<std::string> row(const std::string& name, const std::string& nodes,
@@ -47,7 +47,7 @@ std::string flowsText(const Cost& cost) {
   Rows rows{{"flow", "nodes", "quartile", "median", "quartile", ""}};
   for (const FlowCost& flow : flows) {
     rows.push_back(row(text::shortened(flow.group + " / " + flow.flow, kColumns),
-                       grouped(flow.nodes), flow.perNode, remarkOn(flow.perNode)));
+                       flowfile::grouped(flow.nodes), flow.perNode, remarkOn(flow.perNode)));
   }
   std::string text =
       "Nanoseconds a message and node (rates, latencies and failures off):\n\n" + table(rows, 1);
@@ -56,7 +56,7 @@ std::string flowsText(const Cost& cost) {
                         kShown, cost.flows.size());
   }
   if (cost.left > 0) {
-    text += counted(cost.left, "more flow") + " not measured, for want of --time.\n";
+    text += flowfile::counted(cost.left, "more flow") + " not measured, for want of --time.\n";
   }
   return text;
 }
@@ -73,8 +73,8 @@ std::string throughputText(const ThroughputCost& cost) {
   return fmt::format(
       "Messages a second, the file as it is written ({} each):\n\n{}"
       "The nodes take {:.1f} % of the throughput (quartiles {:.1f} to {:.1f} %).\n",
-      counted(cost.rounds, "round"), table(rows, 1), 100 * cost.share.median, 100 * cost.share.low,
-      100 * cost.share.high);
+      flowfile::counted(cost.rounds, "round"), table(rows, 1), 100 * cost.share.median,
+      100 * cost.share.low, 100 * cost.share.high);
 }
 
 bool isNoisy(const Cost& cost) {
@@ -111,8 +111,9 @@ Json throughputJson(const ThroughputCost& cost) {
 
 std::string costText(const flowfile::File& file, const Cost& cost, unsigned processors) {
   return fmt::format("What the monitoring nodes cost here, on {}:\n{}\n\n{}\n{}{}",
-                     counted(processors, "processor"), text::shortened(file.path.string(), kWidest),
-                     flowsText(cost), throughputText(cost.throughput), noiseText(cost));
+                     flowfile::counted(processors, "processor"),
+                     text::shortened(file.path.string(), kWidest), flowsText(cost),
+                     throughputText(cost.throughput), noiseText(cost));
 }
 
 std::string costJson(const flowfile::File& file, const Cost& cost, unsigned processors) {

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "host/report/numbers.h"
+#include "flowfile/numbers.h"
 
 namespace host {
 namespace {
@@ -49,10 +49,10 @@ std::string progressLine(const flowfile::File& file, const Tally& tally,
     }
   }
   const double seconds = std::max(elapsed.count(), 0.001);
-  std::string text =
-      fmt::format("{:.1f} s  {} messages, {} failed, {} in the flows, {:.0f}/s", elapsed.count(),
-                  grouped(done), grouped(failed), grouped(std::max(entered, done) - done),
-                  static_cast<double>(done) / seconds);
+  std::string text = fmt::format(
+      "{:.1f} s  {} messages, {} failed, {} in the flows, {:.0f}/s", elapsed.count(),
+      flowfile::grouped(done), flowfile::grouped(failed),
+      flowfile::grouped(std::max(entered, done) - done), static_cast<double>(done) / seconds);
   if (lag > 1000) text += fmt::format(", {:.1f} s behind", static_cast<double>(lag) / 1000);
   return text;
 }

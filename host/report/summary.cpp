@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "flowfile/numbers.h"
 #include "flowfile/quantity.h"
-#include "host/report/numbers.h"
 #include "host/report/table.h"
 #include "text/printable.h"
 
@@ -146,8 +146,9 @@ std::string nodesText(const std::vector<Comparison>& nodes) {
   for (const Comparison& node : nodes) {
     const std::string of = node.group + " / " + node.flow;
     if (std::exchange(flow, of) != of) rows.push_back({of, "", "", "", "", ""});
-    rows.push_back({" " + node.node, grouped(node.host.count), grouped(node.shared.count),
-                    grouped(node.host.bytes), grouped(node.shared.bytes), agreementText(node)});
+    rows.push_back({" " + node.node, flowfile::grouped(node.host.count),
+                    flowfile::grouped(node.shared.count), flowfile::grouped(node.host.bytes),
+                    flowfile::grouped(node.shared.bytes), agreementText(node)});
   }
   return table(rows, 1) + reasonsText(nodes);
 }
@@ -155,8 +156,8 @@ std::string nodesText(const std::vector<Comparison>& nodes) {
 std::string eventsText(const EventComparison& events) {
   const std::string why = events.wrapped ? "the oldest were overwritten" : events.notCompared;
   const auto line = [&](const char* kind, std::uint64_t host, std::uint64_t shared) {
-    return fmt::format("{} events: host {}, shared memory {}: {}\n", kind, grouped(host),
-                       grouped(shared),
+    return fmt::format("{} events: host {}, shared memory {}: {}\n", kind, flowfile::grouped(host),
+                       flowfile::grouped(shared),
                        !events.compared() ? "not compared, " + printable(why)
                        : host == shared   ? "yes"
                                           : "NO");
@@ -167,8 +168,8 @@ std::string eventsText(const EventComparison& events) {
 
 std::string differenceText(const Verification& verification, const Tally& tally) {
   const auto wrong = std::ranges::count(verification.nodes, false, &Comparison::agrees);
-  std::string text = fmt::format("The host and shared memory DIFFER in {} of {} nodes{}.", wrong,
-                                 verification.nodes.size(),
+  std::string text = fmt::format("The host and shared memory DIFFER in {} of {}{}.", wrong,
+                                 flowfile::counted(verification.nodes.size(), "node"),
                                  verification.events.agrees() ? "" : " and in their events");
   if (tally.log().byNumber[3] != 0) {
     text += " Statistics were reset because a maximum was reached.";
@@ -217,16 +218,18 @@ std::string summaryText(const flowfile::File& file, const Tally& tally,
       const NodeCount& node = tally.node(g, f, n);
       const bool work = std::holds_alternative<flowfile::WorkNode>(flow.nodes[n]);
       rows.push_back({group.label, flow.label, labelOf(flow.nodes[n]) + (work ? " (work)" : ""),
-                      grouped(node.messages), grouped(node.failures), grouped(node.bytes)});
+                      flowfile::grouped(node.messages), flowfile::grouped(node.failures),
+                      flowfile::grouped(node.bytes)});
     }
   });
   const LogCount& log = tally.log();
-  std::string text = fmt::format("{} messages in {:.1f} s, {} of them failed.\n{}{}", grouped(done),
-                                 elapsed.count(), grouped(failed), remarks, table(rows, 3));
+  std::string text =
+      fmt::format("{} messages in {:.1f} s, {} of them failed.\n{}{}", flowfile::grouped(done),
+                  elapsed.count(), flowfile::grouped(failed), remarks, table(rows, 3));
   for (std::size_t number = 1; number < log.byNumber.size(); ++number) {
     if (log.byNumber[number] == 0) continue;
     text += fmt::format("The nodes logged message {} {} times.\n", number,
-                        grouped(log.byNumber[number]));
+                        flowfile::grouped(log.byNumber[number]));
   }
   return text;
 }
@@ -253,17 +256,18 @@ std::string verdict(const Verification& verification, const Tally& tally) {
   const std::size_t compared = verification.compared();
   if (compared == 0 && !verification.nodes.empty()) {
     return fmt::format("The host and shared memory were NOT COMPARED in {}.",
-                       counted(verification.nodes.size(), "node"));
+                       flowfile::counted(verification.nodes.size(), "node"));
   }
   std::uint64_t messages = 0;
   for (const Comparison& node : verification.nodes) {
     if (node.compared()) messages += node.host.count;
   }
-  std::string text = fmt::format("The host and shared memory agree: {} nodes, {} measurements.",
-                                 compared, grouped(messages));
+  std::string text =
+      fmt::format("The host and shared memory agree: {}, {}.", flowfile::counted(compared, "node"),
+                  flowfile::counted(messages, "measurement"));
   if (compared < verification.nodes.size()) {
-    text +=
-        fmt::format(" Not compared: {}.", counted(verification.nodes.size() - compared, "node"));
+    text += fmt::format(" Not compared: {}.",
+                        flowfile::counted(verification.nodes.size() - compared, "node"));
   }
   return text;
 }

@@ -87,10 +87,11 @@ class LinesSource : public MessageSource {
 };
 
 void takeStandardInput(flowfile::Section& input, flowfile::Context& context) {
-  if (context.standardInputTaken) {
-    input.noteAt(Lines::key, "something else reads standard input already; expected a file");
+  if (context.standardInputReader != nullptr) {
+    input.noteAt(Lines::key, fmt::format("standard input is read for {} already; expected a file",
+                                         context.standardInputReader));
   }
-  context.standardInputTaken = true;
+  context.standardInputReader = "another flow";
 }
 
 }  // namespace

@@ -128,6 +128,32 @@ TEST(Check, SaysWhereASyntaxErrorIs) {
   EXPECT_EQ(firstFinding("[broker]\nlabel = \n").rfind("f:2:", 0), 0U);
 }
 
+TEST(Check, SaysWhatASyntaxErrorIsInItsOwnWords) {
+  const auto found = [](const char* text) { return firstFinding(text).substr(6); };
+  EXPECT_EQ(firstFinding("a = \"\xFF\"\n"),
+            "f:1:5: bytes that are no text in UTF-8; expected a text file");
+  EXPECT_EQ(found("[a]\n[a]\n"),
+            " a name that was given before; expected each key and each table once");
+  EXPECT_EQ(found("[broker\n"), " the name of a table without its end; expected ']'");
+  EXPECT_EQ(found("label\n"), " a key without '='; expected KEY = VALUE");
+  EXPECT_EQ(found("a = \n"), " no value behind '='; expected KEY = VALUE");
+  EXPECT_EQ(found("a = x\n"), " no value of a flow file; expected a text in quotes or a number");
+  EXPECT_EQ(found("a = 5ms\n"),
+            " a number with something else in it; expected quotes around a text");
+  EXPECT_EQ(found("a = \"x\n"), " a text without its end in that line; expected a closing quote");
+  EXPECT_EQ(found("a = 1 b = 2\n"),
+            " something behind a value; expected each key in a line of its own");
+  EXPECT_TRUE(found("a = True\n").starts_with(" syntax error: "));
+}
+
+TEST(Check, SaysLimitsInGroupsOfDigits) {
+  EXPECT_EQ(firstFinding("seed = -1\n" + std::string(kFlow)),
+            "f:1:8: 'seed' is -1; expected an integer from 0 to 1,000,000,000,000");
+  EXPECT_EQ(firstFinding(std::string(kFlow) + "application-type = \"x\"\n"),
+            "f:9:20: 'application-type' is \"x\"; expected an integer from -2,147,483,648 to "
+            "2,147,483,647");
+}
+
 TEST(Check, FindsUnknownKeys) {
   EXPECT_EQ(inBroker("labl = \"X\""),
             "f:3:1: unknown key 'labl' in [broker]; expected one of label, uuid, temp-directory, "
@@ -235,7 +261,7 @@ TEST(Check, FindsASecondFlowOnStandardInput) {
   second.replace(second.find('%'), 1, "F2");
   expectStart(
       firstFinding("[broker]\nlabel = \"B\"\n[[execution-group]]\nlabel = \"G\"\n" + flow + second),
-      "f:12:9: something else reads standard input already; expected a file");
+      "f:12:9: standard input is read for another flow already; expected a file");
 }
 
 TEST(Check, FindsADistributionThatRunsDown) {
@@ -243,7 +269,9 @@ TEST(Check, FindsADistributionThatRunsDown) {
             "f:11:23: 'uniform' runs from \"3ms\" down to \"1ms\"; expected the low end first");
   EXPECT_EQ(inNode("work = \"W\"\nlatency = { uniform = [\"3ms\", \"3ms\"] }\n"), "none");
   expectStart(inNode("work = \"W\"\nlatency = { uniform = [\"3ms\"] }\n"),
-              "f:11:23: 'uniform' is an array; expected [low, high]");
+              "f:11:23: 'uniform' has 1 value; expected [low, high], each a duration");
+  expectStart(inNode("work = \"W\"\nlatency = { uniform = [\"3ms\", 5] }\n"),
+              "f:11:23: 'uniform' holds 5; expected [low, high], each a duration");
 }
 
 TEST(Check, FindsRepeatWhereNothingCanBeReadTwice) {
@@ -274,7 +302,7 @@ TEST(Check, StandardInputServesTheFlowFileOrAFlow) {
   const ReadResult result = flowfile::read(start + "lines = \"-\"\n", "-", host::readSource);
   ASSERT_EQ(result.findings.size(), 1U);
   EXPECT_EQ(findingText("-", result.findings[0]),
-            "-:8:9: something else reads standard input already; expected a file");
+            "-:8:9: standard input is read for the flow file already; expected a file");
 }
 
 TEST(Check, LeavesSourcesAloneWithoutAReaderOfThem) {

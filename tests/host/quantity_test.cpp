@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/report/numbers.h"
+#include "flowfile/numbers.h"
 
 using namespace flowfile;
 using namespace std::chrono_literals;
@@ -28,8 +28,8 @@ TEST(Quantity, BytesMayGoWithoutUnit) {
 }
 
 TEST(Quantity, NumbersAreGroupedByThousands) {
-  EXPECT_EQ(host::grouped(0), "0");
-  EXPECT_EQ(host::grouped(999), "999");
-  EXPECT_EQ(host::grouped(1000), "1,000");
-  EXPECT_EQ(host::grouped(1234567), "1,234,567");
+  EXPECT_EQ(flowfile::grouped(0), "0");
+  EXPECT_EQ(flowfile::grouped(999), "999");
+  EXPECT_EQ(flowfile::grouped(1000), "1,000");
+  EXPECT_EQ(flowfile::grouped(1234567), "1,234,567");
 }

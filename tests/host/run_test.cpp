@@ -125,7 +125,7 @@ TEST_F(Run, ADifferenceIsAnExitCodeOfOne) {
   const std::string file =
       flows(kBroker + group("one", "generated = { count = 5 }\n", std::string(kInput)));
   EXPECT_EQ(zebhost("run " + file + " --verify --agent " + agent("exit 0")), 1) << err_;
-  EXPECT_NE(out_.find("DIFFER in 1 of 1 nodes and in their events"), std::string::npos) << out_;
+  EXPECT_NE(out_.find("DIFFER in 1 of 1 node and in their events"), std::string::npos) << out_;
 }
 
 // Forty nodes in two groups, in areas of so many bytes.
@@ -314,12 +314,24 @@ TEST_F(Run, ALastSnapshotKeepsTheFigures) {
 
 TEST_F(Run, ALastSnapshotThatFailsIsSaidAndTheFlowsGoOn) {
   const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
-  EXPECT_EQ(zebhost("run " + file + " --verify --last-snapshot /nosuch/last.tar"), 74);
-  EXPECT_NE(err_.find("zebhost: no last snapshot in /nosuch/last.tar: "), std::string::npos)
-      << err_;
-  EXPECT_NE(out_.find("agree: 1 nodes, 5 measurements."), std::string::npos) << out_;
+  EXPECT_EQ(zebhost("run " + file + " --verify --last-snapshot x.tar --agent /nosuch"), 1);
   EXPECT_EQ(zebhost("run " + file + " --last-snapshot x.tar --agent /nosuch"), 74);
   EXPECT_NE(err_.find("no last snapshot in x.tar: can't run /nosuch: "), std::string::npos) << err_;
+}
+
+TEST_F(Run, FilesOfTheEndAreTriedBeforeTheRun) {
+  const std::string run =
+      "run " + flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
+  for (const std::string option : {"--summary-json", "--last-snapshot"}) {
+    EXPECT_EQ(zebhost(run + " " + option + " /nosuch/x"), 74);
+    EXPECT_EQ(err_, "zebhost: " + option + " can't write /nosuch/x: No such file or directory\n");
+    EXPECT_EQ(out_, "") << "nothing ran";
+    EXPECT_EQ(zebhost(run + " " + option + " /usr"), 74);
+    EXPECT_EQ(err_, "zebhost: " + option + " can't write /usr: Is a directory\n");
+  }
+  EXPECT_EQ(zebhost(run + " --summary-json /dev/full"), 74);
+  EXPECT_EQ(err_.substr(err_.find("zebhost: ")),
+            "zebhost: can't write /dev/full: No space left on device\n");
 }
 
 TEST_F(Run, AnAgentThatAnswersSomethingElseIsSaid) {
@@ -412,7 +424,7 @@ TEST_F(Run, ASummaryOnStandardOutputIsAloneThere) {
   const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
   EXPECT_EQ(zebhost("run " + file + " --verify --summary-json -"), 0) << err_;
   EXPECT_EQ(Json::parse(out_)["verification"]["agrees"], true);
-  EXPECT_NE(err_.find("The host and shared memory agree: 1 nodes, 5 measurements."),
+  EXPECT_NE(err_.find("The host and shared memory agree: 1 node, 5 measurements."),
             std::string::npos)
       << err_;
   EXPECT_FALSE(fs::exists("-"));
@@ -427,10 +439,11 @@ TEST_F(Run, TheLogMayGoToStandardOutput) {
 
 TEST_F(Run, AStandardOutputThatCannotBeWrittenIsSaid) {
   const std::string file = flows(kBroker + group("one", "generated = { count = 5 }\n", kInput));
-  for (const char* to : {" >&-", " >/dev/full"}) {
-    EXPECT_EQ(zebhost("check " + file, to), 74) << to;
-    EXPECT_EQ(err_, "zebhost: can't write to standard output\n");
-  }
+  const std::string said = "zebhost: can't write to standard output: ";
+  EXPECT_EQ(zebhost("check " + file, " >&-"), 74);
+  EXPECT_EQ(err_, said + "Bad file descriptor\n");
+  EXPECT_EQ(zebhost("check " + file, " >/dev/full"), 74);
+  EXPECT_EQ(err_, said + "No space left on device\n");
   EXPECT_EQ(zebhost("check /nosuch", " >&-"), 66) << "the first trouble counts";
   EXPECT_EQ(zebhost("run " + file + " --verify --trace --log - --summary-json -", " >/dev/full"),
             74);

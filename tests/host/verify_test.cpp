@@ -76,7 +76,7 @@ TEST_F(Verify, EqualFiguresAgree) {
   EXPECT_EQ(verification.nodes[0].problem, "");
   EXPECT_TRUE(verification.agrees());
   EXPECT_EQ(verdict(verification, *tally_),
-            "The host and shared memory agree: 1 nodes, 2 measurements.");
+            "The host and shared memory agree: 1 node, 2 measurements.");
 }
 
 TEST_F(Verify, ANumberThatTheAgentCannotReadIsNoZero) {
@@ -200,7 +200,7 @@ TEST_F(Verify, TheTableSaysNodeByNodeWhatDiffers) {
             "exception events: host 1, shared memory 1: yes\n");
   tally_->log().byNumber[3] = 1;
   EXPECT_EQ(verdict(compareAll(), *tally_),
-            "The host and shared memory DIFFER in 1 of 1 nodes and in their events. Statistics "
+            "The host and shared memory DIFFER in 1 of 1 node and in their events. Statistics "
             "were reset because a maximum was reached.");
 }
 
@@ -272,7 +272,7 @@ TEST_F(Verify, TheRestAgreesBesideWhatIsNotCompared) {
   disturbed_.events = "it died";
   const Verification verification = compare(two, tally, document_, brokers_, "", disturbed_);
   EXPECT_EQ(verdict(verification, tally),
-            "The host and shared memory agree: 1 nodes, 2 measurements. Not compared: 1 node.");
+            "The host and shared memory agree: 1 node, 2 measurements. Not compared: 1 node.");
 }
 
 TEST_F(Verify, WhatWasNotDoneSaysWhy) {

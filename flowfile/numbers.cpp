@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/report/numbers.h"
+#include "flowfile/numbers.h"
 
-namespace host {
+namespace flowfile {
 
 std::string grouped(std::uint64_t number) {
   std::string digits = std::to_string(number);
@@ -12,8 +12,13 @@ std::string grouped(std::uint64_t number) {
   return digits;
 }
 
+std::string groupedSigned(std::int64_t number) {
+  const auto magnitude = static_cast<std::uint64_t>(number);
+  return number < 0 ? "-" + grouped(0 - magnitude) : grouped(magnitude);
+}
+
 std::string counted(std::uint64_t count, const char* what) {
   return grouped(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-}  // namespace host
+}  // namespace flowfile
