@@ -31,12 +31,18 @@ double median(std::span<const double> values) {
   return medianOf(copy);
 }
 
-// How far values are from their median: as a standard deviation, whatever a few of them are.
+// How far values are from their median: as a standard deviation, whatever a few of them are. The
+// median of distances only tells which those are: by itself it needs three times as many values to
+// be as sure.
 double spread(std::span<const double> values) {
+  constexpr double kCut = 0.995;  // what is left of the variance, if normal
   std::vector<double> distances(values.begin(), values.end());
   const double middle = median(values);
   for (double& value : distances) value = std::abs(value - middle);
-  return kDeviations * medianOf(distances);
+  const double most = kFarOut * kDeviations * median(distances);
+  double squares = 0;
+  for (const double distance : distances) squares += std::pow(std::min(distance, most), 2);
+  return std::sqrt(squares / static_cast<double>(distances.size()) / kCut);
 }
 
 // The values without the level of the four hours that each is in.
@@ -160,7 +166,7 @@ std::vector<std::size_t> bestBeginnings(const Costs& costs, std::size_t size,
                                         const LevelTest& test) {
   constexpr std::size_t kNear = 90;
   constexpr std::size_t kStep = 15;
-  constexpr std::size_t kShort = 40;
+  constexpr std::size_t kShort = 50;
   std::vector<double> best(size + 1);
   std::vector<std::size_t> last(size + 1);
   for (std::size_t end = 1; end <= size; ++end) {

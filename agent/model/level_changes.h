@@ -16,7 +16,7 @@ struct LevelTest {
   double noise = 0;  // no minute is known better than that
 
   // A new level must explain so much more than chance does: the square of a distance in standard
-  // deviations. Of less than forty minutes it must explain more by `surcharge`.
+  // deviations. Of less than fifty minutes it must explain more by `surcharge`.
   double price = 0;
   double surcharge = 0;
 };
