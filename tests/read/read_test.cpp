@@ -415,6 +415,22 @@ TEST(ReadingInC, NoMoreThanTheBufferIsWrittenAndNoCharacterIsCut) {
   EXPECT_EQ(1U, zebread_printable("a", buffer, 0));
 }
 
+TEST(ReadingInC, WithoutMemoryATextIsEmptyWhereThereIsABuffer) {
+  const std::string text(100, 'a');
+  char buffer[8] = "#######";
+  const auto shown = [&text](char* to, std::size_t size) {
+    allocationsLeft = 0;
+    const std::size_t bytes = zebread_printable(text.c_str(), to, size);
+    allocationsLeft = -1;
+    return bytes;
+  };
+  EXPECT_EQ(static_cast<std::size_t>(-1), shown(nullptr, sizeof buffer));
+  EXPECT_EQ(static_cast<std::size_t>(-1), shown(buffer, 0));
+  EXPECT_STREQ("#######", buffer);
+  EXPECT_EQ(static_cast<std::size_t>(-1), shown(buffer, sizeof buffer));
+  EXPECT_STREQ("", buffer);
+}
+
 TEST(ReadingInC, TheVersionIsThatOfTheHeader) {
   EXPECT_EQ(ZEBREAD_VERSION, zebread_version());
   EXPECT_EQ(0U, std::string(zebread_version_text())

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -237,6 +238,14 @@ TEST_F(Enable, TakesBackWhatWasDoneWhenALaterStepFails) {
     });
     unmount(full);
   }
+}
+
+TEST_F(Enable, SaysThatItIsTheSettingsThatCanNotBeWritten) {
+  fs::create_directories("/opt/plug");
+  mountEmpty(kLil);
+  ASSERT_EQ(0, mount(nullptr, kLil, nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
+  expectRefused(74, "the directory of the settings /opt/holt/lil can't be written to",
+                [] { return enable({}, "/opt/plug"); });
 }
 
 TEST_F(Enable, TakesBackADirectoryThatCanNotBeGivenToTheGroup) {
