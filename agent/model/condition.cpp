@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "agent/model/elsewhere.h"
 #include "agent/reader/names.h"
 
 namespace model {
@@ -71,7 +72,10 @@ std::vector<std::int32_t> stoppedProcesses(const SeenBroker& broker, const Machi
   if (machine == nullptr || !broker.tree) return {};
   for (const auto& group : broker.tree->executionGroups) {
     const reader::Process* process = machine->find(group.processId);
-    if (process != nullptr && process->stopped.value_or(false)) stopped.insert(group.processId);
+    if (process == nullptr || !process->stopped.value_or(false)) continue;
+    const bool other = process->segments && !process->hasAttached(broker.segment.mapped());
+    if (other || runsElsewhere(group.processId, broker.segment, *machine)) continue;
+    stopped.insert(group.processId);
   }
   return {stopped.begin(), stopped.end()};
 }

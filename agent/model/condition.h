@@ -34,7 +34,7 @@ const char* nameOf(Condition condition);
 // process is stopped is known only when the snapshot holds what the machine says.
 Condition conditionOf(const SeenBroker& broker, const Machine* machine);
 
-// The groups' processes that are stopped, each once; empty when that is not known.
+// The groups' own processes that are stopped, each once; empty when that is not known.
 std::vector<std::int32_t> stoppedProcesses(const SeenBroker& broker, const Machine* machine);
 
 // Something odd that concerns a broker and, as the case may be, another one.

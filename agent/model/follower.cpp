@@ -26,6 +26,14 @@ std::uint64_t slotsOf(const reader::Segment& segment) {
   return segment.size / layout::kAreas / layout::evdr::bytes;
 }
 
+// The areas stay with what was cut of them. Of events nothing is, where the look reads their tail.
+void letGo(reader::SegmentCopy& copy, bool events) {
+  for (reader::Area& area : copy.areas) {
+    area.letGo();
+    if (!events && area.name != reader::kStatistics) area.cut = 0;
+  }
+}
+
 }  // namespace
 
 milliseconds pauseFor(std::uint64_t slots, double perSecond, milliseconds most) {
@@ -121,7 +129,7 @@ News Follower::lookAt(Followed& followed, std::int64_t wall, std::uint64_t& left
   for (const reader::Area& area : after.segment.copy.areas) {
     left -= std::min<std::uint64_t>(left, area.bytes.size());
   }
-  if (!isComplete()) after.segment.copy.areas.clear();
+  if (!isComplete()) letGo(after.segment.copy, bounds.events);
   followed.broker = news.broker = std::make_shared<const SeenBroker>(std::move(after));
   if (news.broker->segment.size == 0) return news;
   CountedLook look{news.broker, {}, std::chrono::system_clock::now()};

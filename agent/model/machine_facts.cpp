@@ -5,7 +5,9 @@
 
 #include <set>
 
+#include "agent/model/elsewhere.h"
 #include "agent/model/guarded.h"
+#include "format/names.h"
 
 namespace model {
 namespace {
@@ -20,6 +22,21 @@ void lookAtGroups(Machine& machine, const Snapshot& snapshot) {
   for (const auto& broker : snapshot.brokers) {
     if (!broker->tree) continue;
     for (const auto& group : broker->tree->executionGroups) look(machine, group.processId);
+  }
+}
+
+// What tells whether a stopped process is the group's.
+void lookAtLocksOfStopped(Machine& machine, const Snapshot& snapshot) {
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->tree) continue;
+    for (const auto& group : broker->tree->executionGroups) {
+      const reader::Process* const process = machine.find(group.processId);
+      if (process == nullptr || !process->stopped.value_or(false)) continue;
+      for (const std::string& name : tellingLocks(group.processId, broker->segment)) {
+        machine.locks.locks.push_back(
+            reader::readLock(snapshot.directory + name + layout::kLockSuffix));
+      }
+    }
   }
 }
 
@@ -75,6 +92,7 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts 
   auto machine = std::make_shared<Machine>();
   if (facts == MachineFacts::processes) {
     lookAtGroups(*machine, snapshot);
+    lookAtLocksOfStopped(*machine, snapshot);
     return machine;
   }
   machine->clocks = reader::readClocks();

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "agent/model/condition.h"
+#include "agent/model/elsewhere.h"
 #include "agent/model/liveness.h"
 
 namespace model {
@@ -65,7 +66,8 @@ void Collected::addState(const reader::ExecutionGroup& group) {
   GroupSeries& series = at->second;
   series.group = group.label;
   const reader::Process* const process = machine_ ? machine_->find(group.processId) : nullptr;
-  const std::optional<bool> up = process ? serves(*process, broker_.segment) : std::nullopt;
+  const bool known = process && !runsElsewhere(group.processId, broker_.segment, *machine_);
+  const std::optional<bool> up = known ? serves(*process, broker_.segment) : std::nullopt;
   if (isNew || up == false || (!up && series.up == true)) series.up = up;
   if (up != true) return;
   if (const auto start = startOf(*process, machine_->clocks)) {

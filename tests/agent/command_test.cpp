@@ -694,6 +694,32 @@ class Following : public testing::Test {
   }
 };
 
+TEST(FollowingWithFewBytes, SaysOnceWhatIsTooMuch) {
+  LiveSegment live{"1-2-3", ordersWithEvents(1)};
+  const auto start = [](const char* most) {
+    return Start{.arguments = {"events", "--follow", "--interval", "1", "--format", "csv",
+                               "--no-header", "--max-bytes", most}};
+  };
+  Zebmon all{start("200000")};
+  EXPECT_TRUE(all.line().find("order seen") != std::string::npos);
+  live.write(ordersWithEvents(4));
+  for (int n = 2; n <= 4; ++n) all.line();
+  all.signal(SIGINT);
+  EXPECT_EQ(0, all.wait());
+  EXPECT_EQ("", all.rest());
+  EXPECT_EQ("", all.errors());
+
+  Zebmon cut{start("1000")};
+  while (cut.errors().find("Allow more with --max-bytes") == std::string::npos) {
+    ASSERT_FALSE(cut.hasEnded());
+    sched_yield();
+  }
+  cut.signal(SIGINT);
+  EXPECT_EQ(0, cut.wait());
+  const std::string said = cut.errors();
+  EXPECT_EQ(said.find("--max-bytes"), said.rfind("--max-bytes")) << said;
+}
+
 TEST_F(Following, ShowsEachNewEventOnceAndEndsCleanlyOnAnInterrupt) {
   EXPECT_EQ(1, nextNumber());
   live->write(ordersWithEvents(2));

@@ -84,6 +84,25 @@ TEST(Condition, OneStoppedProcessIsEnough) {
   EXPECT_TRUE(stoppedProcesses(broker, nullptr).empty());
 }
 
+// Its number means another process here.
+TEST(Condition, AStoppedProcessThatIsAnotherOneDoesNotCount) {
+  const SeenBroker broker = running();
+  auto machine = with(true);
+  machine.processes[kProcess].segments = {broker.segment.mapped()};
+  EXPECT_EQ(Condition::stopped, conditionOf(broker, &machine));
+  machine.processes[kProcess].segments->clear();
+  EXPECT_EQ(Condition::ok, conditionOf(broker, &machine));
+  for (const char* const name : {"zeb_attach_77", "u1.zebcshme"}) {
+    machine = with(true);
+    reader::Lock& lock = machine.locks.locks.emplace_back();
+    lock.name = name;
+    lock.queue.lastSent = 50;
+    EXPECT_EQ(Condition::ok, conditionOf(broker, &machine));
+    lock.queue.lastSender = kProcess;
+    EXPECT_EQ(Condition::stopped, conditionOf(broker, &machine));
+  }
+}
+
 TEST(Condition, AnAreaWithoutRoomForTheSmallestNodeIsFull) {
   EXPECT_EQ(Condition::ok, conditionOf(filled(4096 - 230), nullptr));
   EXPECT_EQ(Condition::full, conditionOf(filled(4096 - 229), nullptr));

@@ -183,6 +183,23 @@ TEST(Series, OneDeadProcessOfTwoGroupsOfOneNameShows) {
   }
 }
 
+// Its number means another process here, or none.
+TEST(Series, OfAGroupInAnotherPidNamespaceNobodyKnowsWhetherItIsUp) {
+  auto broker = readable({});
+  broker->tree->executionGroups[0].processId = 12;
+  model::Snapshot snapshot = lookAt(broker, {});
+  auto machine = std::make_shared<model::Machine>();
+  machine->processes[12] = processWith(7);
+  machine->processes[12].exists = false;
+  reader::Lock& lock = machine->locks.locks.emplace_back();
+  lock.name = "zeb_attach_12";
+  lock.queue.lastSent = 50;
+  snapshot.machine = machine;
+  EXPECT_FALSE(model::seriesOf(snapshot).at(0).groups.at(0).up.has_value());
+  lock.queue.lastSender = 12;
+  EXPECT_EQ(false, model::seriesOf(snapshot).at(0).groups.at(0).up);
+}
+
 TEST(Series, BrokersOfOneLabelAreToldApart) {
   EXPECT_EQ((std::vector<std::string>{"SHOP (11111111)", "BANK", "SHOP (22222222)"}),
             namesOf({brokerNamed("SHOP", "11111111-2", 1), brokerNamed("BANK", "33333333-2", 2),

@@ -96,7 +96,7 @@ class Watch {
 
 // Says in one line what is wrong: what is damaged changes with every look.
 void Watch::choose(const model::Snapshot& whole) {
-  remark(whole, request_);
+  remark(whole, request_, true);
   const model::Snapshot selected = distinct(model::selectBrokers(whole, request_.selection));
   Problems::Current current = {{"", render::problemOf(whole, request_.selection)}};
   chosen_.clear();

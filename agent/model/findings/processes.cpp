@@ -2,10 +2,8 @@
 // Processes that do nothing any more.
 #include <fmt/format.h>
 
-#include <algorithm>
-
+#include "agent/model/elsewhere.h"
 #include "agent/model/findings/kinds.h"
-#include "format/names.h"
 
 namespace model::findings {
 namespace {
@@ -48,24 +46,11 @@ struct Unseen {
   std::size_t elsewhere = 0;  // in another PID namespace: another process may have the number here
 };
 
-// The kernel gives no number for the one who last counted a lock's users when it has none here.
-bool countedElsewhere(const reader::Lock& lock) {
-  return lock.queue.lastSent > 0 && lock.queue.lastSender == 0;
-}
-
-bool runsElsewhere(const Broker& broker, const reader::ExecutionGroup& group, const Looks& looks) {
-  const std::string names[] = {layout::kAttachLock + std::to_string(group.processId),
-                               broker->segment.uuid + layout::kSegmentSuffix};
-  return std::ranges::any_of(looks.machine.locks.locks, [&names](const reader::Lock& lock) {
-    return countedElsewhere(lock) && std::ranges::find(names, lock.name) != std::end(names);
-  });
-}
-
 void look(const Broker& broker, const reader::ExecutionGroup& group, const Looks& looks,
           Findings& findings, Unseen& unseen) {
   const reader::Process* const process = looks.machine.find(group.processId);
   if (process == nullptr || group.deleted) return;
-  if (runsElsewhere(broker, group, looks)) {
+  if (runsElsewhere(group.processId, broker->segment, looks.machine)) {
     ++unseen.elsewhere;
     return;
   }
