@@ -10,6 +10,7 @@
 #include "agent/model/load.h"
 #include "agent/model/pattern.h"
 #include "agent/model/rates.h"
+#include "agent/model/ring_reach.h"
 
 namespace model {
 namespace {
@@ -23,11 +24,11 @@ Level levelOf(const Check& check, double value) {
 }
 
 Reading known(const Check& check, std::string object, double value, Why why = Why::none) {
-  return {check, levelOf(check, value), std::move(object), value, why};
+  return {check, levelOf(check, value), std::move(object), value, why, {}};
 }
 
 Reading unknown(const Check& check, std::string object, Why why) {
-  return {check, Level::unknown, std::move(object), {}, why};
+  return {check, Level::unknown, std::move(object), {}, why, {}};
 }
 
 // Why nothing can be told of a broker; none when it can.
@@ -77,13 +78,17 @@ class Examination {
   void lookAtNodes(const SeenBroker& broker);
   void lookAtFlows(const SeenBroker& broker);
   void lookAtExceptions(const SeenBroker& broker);
+  void lookAtExceptionsOfTheRing(const SeenBroker& broker);
   Reading silenceOf(const SeenBroker& broker, const reader::Node& node) const;
   Reading queuedOf(const FlowGrowth& flow) const;
   Reading failedOf(const SeenBroker& broker, const FlowGrowth& flow) const;
   const SeenBroker* earlier(const SeenBroker& broker) const;
   Growths growths() const;
 
-  void add(Reading reading) { readings_.push_back(std::move(reading)); }
+  void add(Reading reading, std::vector<std::string> around = {}) {
+    reading.around = std::move(around);
+    readings_.push_back(std::move(reading));
+  }
 
   const Check& check_;
   const CheckInput& input_;
@@ -136,7 +141,8 @@ void Examination::lookAtGroups(const SeenBroker& broker) {
                                          : nullptr;
     const Fate fate = process != nullptr ? fateOf(*process).fate : Fate::unknown;
     add(fate == Fate::unknown ? unknown(check_, group.label, Why::noProcess)
-                              : known(check_, group.label, fate == Fate::alive ? 0 : 1));
+                              : known(check_, group.label, fate == Fate::alive ? 0 : 1),
+        {broker.name()});
   }
   if (readings_.empty()) add(unknown(check_, broker.name(), Why::noNode));
 }
@@ -163,7 +169,8 @@ void Examination::lookAtNodes(const SeenBroker& broker) {
   for (const auto& group : broker.tree->executionGroups) {
     for (const auto& flow : group.messageFlows) {
       for (const auto& node : flow.nodes) {
-        if (!node.deleted && matches(check_.node, node.label)) add(silenceOf(broker, node));
+        if (node.deleted || !matches(check_.node, node.label)) continue;
+        add(silenceOf(broker, node), {broker.name(), group.label, flow.label});
       }
     }
   }
@@ -199,7 +206,7 @@ Reading Examination::queuedOf(const FlowGrowth& flow) const {
     if (queued) worst = std::max(worst.value_or(0), *queued);
   }
   if (worst) return known(check_, flow.flow, *worst / kMillisecondsASecond);
-  return {check_, Level::ok, flow.flow, {}, Why::neverCounted};
+  return {check_, Level::ok, flow.flow, {}, Why::neverCounted, {}};
 }
 
 bool isEventOf(const reader::Event& event, const FlowGrowth& flow) {
@@ -215,12 +222,12 @@ bool isEventOf(const reader::Event& event, const FlowGrowth& flow) {
 Reading Examination::failedOf(const SeenBroker& broker, const FlowGrowth& flow) const {
   if (input_.before == nullptr || earlier(broker) == nullptr) {
     if (!input_.keepsState) return unknown(check_, flow.flow, Why::needsState);
-    return {check_, Level::ok, flow.flow, {}, Why::firstRun};
+    return {check_, Level::ok, flow.flow, {}, Why::firstRun, {}};
   }
   std::int64_t messages = 0;
   for (const NodeGrowth& node : flow.nodes) {
     if (!isInput(node)) continue;
-    if (node.change == Change::reset) return {check_, Level::ok, flow.flow, {}, Why::reset};
+    if (node.change == Change::reset) return {check_, Level::ok, flow.flow, {}, Why::reset, {}};
     if (!node.growth.messages || __builtin_add_overflow(messages, *node.growth.messages, &messages))
       return unknown(check_, flow.flow, Why::unreadable);
   }
@@ -233,7 +240,7 @@ Reading Examination::failedOf(const SeenBroker& broker, const FlowGrowth& flow) 
   const auto failed = std::ranges::count_if(fresh.events, [&](const reader::Event& event) {
     return event.kind() == reader::EventKind::exception && isEventOf(event, flow);
   });
-  if (messages == 0) return {check_, Level::ok, flow.flow, {}, Why::neverCounted};
+  if (messages == 0) return {check_, Level::ok, flow.flow, {}, Why::neverCounted, {}};
   const double share = 100.0 * static_cast<double>(failed) / static_cast<double>(messages);
   return known(check_, flow.flow, std::min(share, 100.0), fresh.missed ? Why::missed : Why::none);
 }
@@ -243,7 +250,8 @@ void Examination::lookAtFlows(const SeenBroker& broker) {
     if (growth.after.get() != &broker) continue;
     for (const FlowGrowth& flow : growth.flows) {
       if (std::ranges::none_of(flow.nodes, isInput)) continue;
-      add(check_.kind == Kind::queued ? queuedOf(flow) : failedOf(broker, flow));
+      add(check_.kind == Kind::queued ? queuedOf(flow) : failedOf(broker, flow),
+          {broker.name(), flow.group});
     }
   }
 }
@@ -259,13 +267,24 @@ void Examination::lookAtExceptions(const SeenBroker& broker) {
     return add(known(check_, broker.name(), number / passed * check_.period,
                      fresh.missed ? Why::missed : Why::none));
   }
+  lookAtExceptionsOfTheRing(broker);
+}
+
+// What is in memory is of the period, or of less time: then the same goes for the rest of it.
+void Examination::lookAtExceptionsOfTheRing(const SeenBroker& broker) {
   const std::vector<Exception> all = exceptionsOf(broker.events->events);
   const auto since = static_cast<double>(secondsOf(input_.now)) - check_.period;
   const auto number = std::ranges::count_if(all, [&](const Exception& exception) {
     const reader::Time& time = broker.events->events[exception.event].time;
     return time && static_cast<double>(*time) >= since;
   });
-  add(known(check_, broker.name(), static_cast<double>(number)));
+  const auto counted = static_cast<double>(number);
+  const auto reach = ringReach(broker, secondsOf(input_.now));
+  if (!reach || static_cast<double>(reach->count()) >= check_.period) {
+    return add(known(check_, broker.name(), counted));
+  }
+  const double seconds = std::max(static_cast<double>(reach->count()), 1.0);
+  add(known(check_, broker.name(), counted / seconds * check_.period, Why::shortRing));
 }
 
 int severity(Level level) {

@@ -76,6 +76,7 @@ enum class Why {
   reset,         // since the earlier run
   stateLost,     // the next run won't know of this one
   missed,        // events were overwritten: the value is at least so much
+  shortRing,     // the same: it is scaled up from the time that the events in memory are of
 };
 
 struct Reading {
@@ -84,6 +85,7 @@ struct Reading {
   std::string object;           // what it is of, as it was stored
   std::optional<double> value;  // in the unit of the check; nothing: not known
   Why why = Why::none;
+  std::vector<std::string> around = {};  // what holds the object, the broker first; as stored
 };
 
 // What a check is made from. All must live as long.

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "agent/model/exceptions.h"
+#include "agent/model/ring_reach.h"
 
 namespace model {
 namespace {
@@ -35,6 +36,7 @@ void RecentEvents::add(const Snapshot& look) {
 void RecentEvents::add(const SeenBroker& broker, const Snapshot& look) {
   const bool isFirst = known_.insert(broker.segment.keyFile).second;
   if (broker.events->overrun) lowUntil_ = now_ + kWindow;
+  if (isFirst) doubt(ringReach(broker, secondsOf(look)));
   const std::string label = broker.label();
   for (const reader::Event& event : broker.events->events) {
     const auto age = isFirst ? ageOf(event, secondsOf(look)) : std::chrono::seconds();
@@ -42,6 +44,11 @@ void RecentEvents::add(const SeenBroker& broker, const Snapshot& look) {
     kept.push_back({added_++, broker.segment.keyFile, label, event, now_ + kWindow - age});
     if (others_.size() > kMost) others_.pop_front();
   }
+}
+
+// Until all of the window was looked at, what the ring had lost by the first look is missing.
+void RecentEvents::doubt(const std::optional<std::chrono::seconds>& reach) {
+  if (reach && *reach < kWindow) lowUntil_ = std::max(lowUntil_, now_ + kWindow - *reach);
 }
 
 void RecentEvents::forget() {

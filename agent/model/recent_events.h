@@ -50,8 +50,8 @@ class RecentEvents {
   std::size_t failuresIn(const std::string& keyFile, const std::string& group,
                          const std::string& flow) const;
 
-  // Events of the last minute were overwritten before they could be read, or are no longer kept:
-  // both counts may be too low.
+  // Events of the last minute were overwritten before they could be read, in the first look too, or
+  // are no longer kept: both counts may be too low.
   bool countsMayBeLow() const { return now_ < lowUntil_; }
 
  private:
@@ -59,6 +59,7 @@ class RecentEvents {
   using Place = std::vector<std::string>;  // key file, group, flow; and node
 
   void add(const SeenBroker& broker, const Snapshot& look);
+  void doubt(const std::optional<std::chrono::seconds>& reach);
   void forget();
   void count();
 

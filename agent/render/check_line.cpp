@@ -4,7 +4,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
+#include "agent/model/findings/kinds.h"
 #include "text/printable.h"
 
 namespace render {
@@ -76,10 +78,19 @@ std::string reasonOf(Why why) {
       return "reset since the last run";
     case Why::stateLost:
       return "the file of --state can't be written";
+    case Why::shortRing:
+      return "told from less time: older events were overwritten";
     case Why::missed:
       break;
   }
   return "at least: events were overwritten";
+}
+
+// With what a value is told to people; an alerting system knows only units.
+std::string measureOf(const model::Check& check) {
+  if (check.kind != Kind::exceptions) return unitOf(check.kind);
+  if (check.period == 1) return "/s";
+  return check.period == 60 ? "/min" : "/h";
 }
 
 std::string limitText(const Reading& reading) {
@@ -87,21 +98,27 @@ std::string limitText(const Reading& reading) {
   if (check.kind == Kind::groupsUp || check.kind == Kind::locks) return {};
   const bool warns = reading.level == Level::warning && check.warning;
   return fmt::format(" (limit {}{})", numberText(warns ? *check.warning : check.critical),
-                     unitOf(check.kind));
+                     measureOf(check));
 }
 
 std::string valueText(const Reading& reading) {
   const double value = reading.value.value_or(0);
   if (reading.check.kind == Kind::groupsUp) return value > 0 ? ": its process is gone" : ": up";
-  if (reading.check.kind == Kind::locks) {
-    return fmt::format(" {} held by dead processes; see zebmon locks", numberText(value));
-  }
-  return " " + numberText(value) + unitOf(reading.check.kind) + limitText(reading);
+  return " " + numberText(value) + measureOf(reading.check) + limitText(reading);
+}
+
+std::string locksSentence(const Reading& reading) {
+  const auto number = static_cast<std::uint64_t>(*reading.value);
+  return fmt::format("{}: {}{}, see zebmon locks",
+                     model::findings::counted(number, "lock is held by a dead process",
+                                              "locks are held by dead processes"),
+                     reading.object, number > 1 ? " and others" : "");
 }
 
 std::string sentenceOf(const Reading& reading) {
+  if (reading.check.kind == Kind::locks && reading.value) return locksSentence(reading);
   std::string text = checkName(reading.check.kind);
-  if (!reading.object.empty()) text += " of " + harmless(reading.object);
+  if (!reading.object.empty()) text += " of " + reading.object;
   if (reading.value) text += valueText(reading);
   const std::string reason = reasonOf(reading.why);
   return reason.empty() ? text : text + (reading.value ? ", " : ": ") + reason;
@@ -110,11 +127,29 @@ std::string sentenceOf(const Reading& reading) {
 std::string performanceOf(const Reading& reading) {
   const model::Check& check = reading.check;
   std::string label = checkName(check.kind);
-  if (!reading.object.empty() && check.kind != Kind::locks) label += " " + harmless(reading.object);
+  if (!reading.object.empty() && check.kind != Kind::locks) label += " " + reading.object;
   const char* unit = unitOf(check.kind);
   return fmt::format(" '{}'={}{};{};{};0{}", label, numberText(*reading.value), unit,
                      check.warning ? numberText(*check.warning) : "", numberText(check.critical),
                      unit == std::string_view("%") ? ";100" : "");
+}
+
+// With names that are fit for the line, and as much of what is around each as makes it the only
+// one of its check.
+std::vector<Reading> named(std::vector<Reading> readings) {
+  constexpr std::size_t kMostAround = 3;
+  for (Reading& reading : readings) reading.object = harmless(reading.object);
+  for (std::size_t level = 1; level <= kMostAround; ++level) {
+    std::map<std::pair<Kind, std::string>, std::size_t> uses;
+    for (const Reading& reading : readings) ++uses[{reading.check.kind, reading.object}];
+    for (Reading& reading : readings) {
+      if (reading.around.size() < level || uses[{reading.check.kind, reading.object}] == 1)
+        continue;
+      const std::string& outer = reading.around[reading.around.size() - level];
+      reading.object.insert(0, harmless(outer) + "/");
+    }
+  }
+  return readings;
 }
 
 // The worst first.
@@ -132,7 +167,8 @@ const char* levelName(Level level) {
   return names[static_cast<std::size_t>(level)];
 }
 
-std::string checkLine(const std::vector<Reading>& readings) {
+std::string checkLine(const std::vector<Reading>& all) {
+  const std::vector<Reading> readings = named(all);
   const std::vector<Reading> ordered = inOrder(readings);
   std::vector<std::string> told;
   for (const Reading& reading : ordered) {

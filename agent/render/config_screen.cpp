@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "agent/render/config_screens.h"
+#include "agent/render/paragraph.h"
 #include "agent/render/values.h"
 #include "agent/render/words.h"
 #include "text/printable.h"
@@ -50,10 +51,11 @@ Sheet settingsSheet(const model::Settings& settings) {
   return sheet;
 }
 
-std::string trapsText(const model::Settings& settings) {
+// What is written and to be written stays on its line: it is to be copied.
+std::string trapsText(const model::Settings& settings, std::optional<std::size_t> width) {
   std::string text;
   for (const model::Trap& trap : settings.traps) {
-    text += fmt::format("{}.\n  {}\n", trapText(trap), printable(trap.raw));
+    text += inLines(trapText(trap) + ".", width) + fmt::format("  {}\n", printable(trap.raw));
     if (!trap.write.empty()) text += fmt::format("  write: {}\n", printable(trap.write));
   }
   return text;
@@ -66,9 +68,11 @@ std::string configScreen(const ConfigView& view, const TableStyle& style) {
   std::string text = headOf(file, style.zone);
   text += "\n" + tableOf(placesSheet(file), style);
   text += "\n" + tableOf(settingsSheet(view.settings), style);
-  if (!view.settings.traps.empty()) text += "\n" + trapsText(view.settings);
+  if (!view.settings.traps.empty()) text += "\n" + trapsText(view.settings, style.width);
   if (!view.restarts.empty()) text += "\n";
-  for (const model::Restart& restart : view.restarts) text += restartText(restart) + ".\n";
+  for (const model::Restart& restart : view.restarts) {
+    text += inLines(restartText(restart) + ".", style.width);
+  }
   return text;
 }
 

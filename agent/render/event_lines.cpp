@@ -20,6 +20,14 @@ using text::shortened;
 
 constexpr char kNoTemplate[] = "(template overwritten)";
 
+constexpr char kLeftOut[] = "(left out)";
+
+// Nodes post no empty texts: somebody left it out of a file, with what is of the message.
+bool isRedacted(const reader::Event& event) {
+  if (!event.origin) return false;
+  return event.origin->isException() ? event.origin->failure().empty() : event.origin->text.empty();
+}
+
 std::string padded(std::string text, std::size_t width) {
   const std::size_t taken = text::columns(text);
   if (taken < width) text.append(width - taken, ' ');
@@ -96,6 +104,7 @@ std::string shortPlace(const reader::Event& event, const ShortStyle& style, std:
 
 std::string shortText(const reader::Event& event) {
   if (!event.origin) return kNoTemplate;
+  if (isRedacted(event)) return event.origin->isException() ? "! (left out)" : kLeftOut;
   const std::string failure(event.origin->failure());
   return failure.empty() ? event.origin->text : "! " + failure;
 }
@@ -118,9 +127,14 @@ std::string eventsHeader(const model::SeenBroker& broker) {
 std::string eventLines(const reader::Event& event, Zone zone) {
   std::string text = fmt::format("{}  {:<9}  {}\n", padded(timeOf(event, zone), 24),
                                  kindName(event.kind()), placeOf(event));
-  if (event.origin) text += "    " + printable(event.origin->text) + "\n";
+  const bool redacted = isRedacted(event);
+  if (event.origin) {
+    text += "    " + printable(event.origin->text) + (redacted ? kLeftOut : "") + "\n";
+  }
   text += "    " + putOf(event, zone) + "thread " + threadText(event) + "\n";
-  text += "    message " + hex(event.messageId) + "\n";
+  text += "    message " +
+          (redacted && allZero(event.messageId) ? std::string(kLeftOut) : hex(event.messageId)) +
+          "\n";
   if (!allZero(event.correlationId)) text += "    correlation " + hex(event.correlationId) + "\n";
   return text;
 }

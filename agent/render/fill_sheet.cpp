@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "agent/reader/names.h"
+#include "agent/render/paragraph.h"
 #include "agent/render/size_screens.h"
 #include "agent/render/values.h"
 #include "agent/render/words.h"
@@ -102,14 +103,15 @@ std::string forecastText(const model::AreaGrowth& growth) {
                      duration(static_cast<std::int64_t>(left->count())));
 }
 
-std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths) {
+std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths,
+                          std::optional<std::size_t> width) {
   std::string lines;
   for (const auto& broker : snapshot.brokers) {
     const auto growth = growths.find(broker->uuid());
     if (growth != growths.end()) {
-      lines += text::printable("By the history, statistics of " + nameOf(*broker) + ": " +
-                               forecastText(growth->second) + ".") +
-               "\n";
+      lines += inLines("By the history, statistics of " + nameOf(*broker) + ": " +
+                           forecastText(growth->second) + ".",
+                       width);
     }
   }
   return lines;

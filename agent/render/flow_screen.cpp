@@ -9,6 +9,7 @@
 #include "agent/model/chain.h"
 #include "agent/model/findings/kinds.h"
 #include "agent/model/load.h"
+#include "agent/render/paragraph.h"
 #include "agent/render/rates.h"
 #include "agent/render/words.h"
 #include "text/printable.h"
@@ -142,35 +143,34 @@ void Tree::add(std::size_t index) {
 std::string busyText(const FlowView& flow) {
   constexpr double kMoreThanAll = 1.05;
   const model::Load& load = flow.load;
-  if (!load.messages || !load.busy) return "how busy it is can't be told\n";
+  if (!load.messages || !load.busy) return "how busy it is can't be told";
   std::string text =
       fmt::format("{} messages/s, at least {}", decimal(*load.messages), decimal(*load.busy));
-  if (!load.utilisation) return text + " threads busy\n";
+  if (!load.utilisation) return text + " threads busy";
   text += fmt::format(" of {} threads busy ({})", *flow.threads, percent(*load.utilisation));
-  if (*load.utilisation > kMoreThanAll) return text + ": are there more?\n";
+  if (*load.utilisation > kMoreThanAll) return text + ": are there more?";
   if (load.spare) text += fmt::format(", room for {} messages/s more", decimal(*load.spare));
-  return text + "\n";
+  return text;
 }
 
 std::string waitingText(const FlowView& flow) {
-  if (!flow.load.waiting) return "messages waiting: - (queued time is off, or none waited)\n";
-  return fmt::format(
-      "{} messages waiting (mean over the interval; too low while the queue grows)\n",
-      decimal(*flow.load.waiting));
+  if (!flow.load.waiting) return "messages waiting: - (queued time is off, or none waited)";
+  return fmt::format("{} messages waiting (mean over the interval; too low while the queue grows)",
+                     decimal(*flow.load.waiting));
 }
 
 std::string chainText(const FlowView& flow) {
   switch (flow.nesting.source) {
     case model::NestingSource::given:
-      return "chain as given\n";
+      return "chain as given";
     case model::NestingSource::flowFile:
-      return "chain from the flow file\n";
+      return "chain from the flow file";
     case model::NestingSource::inferred:
-      return "chain inferred\n";
+      return "chain inferred";
     case model::NestingSource::unknown:
       break;
   }
-  return fmt::format("chain {}\n", model::kUnknownNesting);
+  return fmt::format("chain {}", model::kUnknownNesting);
 }
 
 bool hidesSelfTime(const model::NodeTime& time) {
@@ -191,15 +191,6 @@ std::string doubtsOf(const FlowView& flow) {
     text += fmt::format(
         "Losses: ? where they are at most {}: interval too short\n",
         counted(std::min<std::uint64_t>(flow.inFlight, 1000000000000), "message", "messages"));
-  }
-  return text;
-}
-
-// A printable sentence in lines of the terminal's width.
-std::string inLines(const std::string& sentence, std::optional<std::size_t> width) {
-  std::string text;
-  for (const std::string& line : wrapped(sentence, width.value_or(sentence.size()))) {
-    text += line + "\n";
   }
   return text;
 }
@@ -248,16 +239,29 @@ std::string exampleOf(const FlowView& flow) {
 
 std::string screenOf(const model::View& view, const model::BrokerView& broker, const FlowView& flow,
                      const TableStyle& style, Signs signs) {
-  std::string text =
-      fmt::format("{} / {} of {}: {:.1f} s until {}\n", text::shortened(flow.growth.group, 30),
+  std::string text = inLines(
+      fmt::format("{} / {} of {}: {:.1f} s until {}", text::shortened(flow.growth.group, 30),
                   text::shortened(flow.growth.flow, 30), nameOf(broker.growth.broker()),
-                  flow.interval.count(), dateAndTime(model::secondsOf(*view.after), style.zone));
-  text += busyText(flow) + waitingText(flow) + chainText(flow) + "\n";
+                  flow.interval.count(), dateAndTime(model::secondsOf(*view.after), style.zone)),
+      style.width);
+  for (const std::string& sentence : {busyText(flow), waitingText(flow), chainText(flow)}) {
+    text += inLines(sentence, style.width);
+  }
+  text += "\n";
   text += Tree(flow, signs).text(style);
   text += "\n" + doubtsOf(flow);
   std::string verdict = verdictOf(flow);
   if (!verdict.empty()) verdict[0] = static_cast<char>(std::toupper(verdict[0]));
   return text + inLines(verdict + ".", style.width) + exampleOf(flow);
+}
+
+// Where no time was measured there are no shares, and so no slowest node.
+bool allAreFast(const FlowView& flow) {
+  using State = SelfTime::State;
+  const auto isFast = [](const model::NodeTime& time) {
+    return time.self.state == State::belowOne || time.self.state == State::noMessages;
+  };
+  return std::ranges::all_of(flow.times, isFast);
 }
 
 // Where the time of a node goes: up to the nodes in it.
@@ -287,19 +291,21 @@ std::string verdictOf(const FlowView& flow) {
     return "the flow is gone: its broker has stopped, or it was removed from it";
   }
   if (!hasMessages(flow)) {
-    return "no message was counted in that time: look longer with --interval, or at what sends "
-           "them";
+    return "no message was counted in that time: zebmon doctor finds stuck locks and stopped "
+           "processes; else look longer, or at what sends them";
   }
   if (flow.nesting.source == model::NestingSource::unknown) {
-    return "which node is slow can't be told while nobody knows which is inside which; chain " +
-           std::string(model::kUnknownNesting);
+    return "which node is slow can't be told while nobody knows which is inside which: give "
+           "--chain or --flows";
   }
   const auto slowest = model::slowest(flow.times);
-  if (!slowest) return "the interval was too short to tell which node is slow: give a longer one";
-  const SelfTime& self = flow.times[*slowest].self;
-  if (self.state == SelfTime::State::belowOne) {
+  if (!slowest && !allAreFast(flow)) {
+    return "the interval was too short to tell which node is slow: give a longer one";
+  }
+  if (!slowest || flow.times[*slowest].self.state == SelfTime::State::belowOne) {
     return "nothing here is slow: no node takes a millisecond a message" + fullThreads(flow);
   }
+  const SelfTime& self = flow.times[*slowest].self;
   return fmt::format("look at \"{}\": {} a message, {} of the time, are spent {}{}",
                      labelOf(flow, *slowest), milliseconds(self.perMessageMs),
                      percent(self.share.value_or(0)), placeBehind(flow, *slowest),

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "agent/model/findings/kinds.h"
+#include "agent/render/event_screens.h"
 #include "agent/render/words.h"
 
 namespace render {
@@ -19,6 +20,13 @@ constexpr std::size_t kDateWidth = 10;  // of "2026-01-31"
 
 const char* matchedName(const model::WayStep& step) {
   return step.byCorrelation ? "correlationId" : "messageId";
+}
+
+// Tables show it as those of "events" do.
+Cell threadCell(const reader::Event& event) {
+  Cell cell(event.threadId);
+  cell.brief = threadText(event);
+  return cell;
 }
 
 Row rowOf(const model::WayStep& step, Zone zone) {
@@ -34,7 +42,7 @@ Row rowOf(const model::WayStep& step, Zone zone) {
                     known ? Cell(event.origin->node) : Cell(),
                     Cell(kindName(event.kind()), failed ? Tone::critical : Tone::plain),
                     Cell(step.byCorrelation ? "correlation" : "message"),
-                    known ? Cell(event.origin->text) : Cell(), event.threadId,
+                    known ? Cell(event.origin->text) : Cell(), threadCell(event),
                     event.putApplicationName}};
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "agent/render/paragraph.h"
 #include "agent/render/size_screens.h"
 #include "agent/render/words.h"
 
@@ -26,7 +27,7 @@ std::string eventsText(const model::Plan& plan) {
     return fmt::format("{} events a second, kept for {}", decimal(plan.eventsPerSecond),
                        duration(std::llround(std::min(plan.keepSeconds, 1e15))));
   }
-  return "say how many come and how long they stay: --events-per-s and --keep";
+  return "give --events-per-s and --keep";
 }
 
 Sheet needSheet(const PlanView& view) {
@@ -43,6 +44,14 @@ Cell countOrUnreadable(const reader::Limits::Count& count) {
   return count ? Cell(fmt::to_string(*count)) : Cell(Unreadable{});
 }
 
+// A file with several numbers is named with the place of the one that is meant: "kernel.sem, 2nd".
+std::string limitText(const std::string& name) {
+  const std::size_t blank = name.find(' ');
+  if (blank == name.npos) return name;
+  const std::string place = name.substr(blank + 1);
+  return name.substr(0, blank) + ", " + place + (place == "2" ? "nd" : "th");
+}
+
 Sheet kernelSheet(const std::vector<model::KernelNeed>& kernel) {
   Sheet sheet{{{.name = "limit", .title = "kernel limit"},
                {.name = "needed", .title = "needs", .right = true},
@@ -53,30 +62,32 @@ Sheet kernelSheet(const std::vector<model::KernelNeed>& kernel) {
   for (const model::KernelNeed& one : kernel) {
     sheet.rows.push_back(
         {{},
-         {one.name, fmt::to_string(one.needed), one.used ? countOrUnreadable(one.used) : Cell(),
-          countOrUnreadable(one.limit),
+         {limitText(one.name), fmt::to_string(one.needed),
+          one.used ? countOrUnreadable(one.used) : Cell(), countOrUnreadable(one.limit),
           one.enough() ? Cell("ok") : Cell("too low: raise it by sysctl", Tone::critical)}});
   }
   return sheet;
 }
 
-std::string advice(const PlanView& view) {
+std::string advice(const PlanView& view, std::optional<std::size_t> width) {
   const model::Need& need = view.need;
   if (need.tooMuch) {
-    return fmt::format(
-        "No ZEBMemorySize is large enough: above {} the segment is too small for its areas. Give "
-        "the\nnodes to several brokers, or keep events for a shorter time.\n",
-        model::kLargestArea);
+    return inLines(
+        fmt::format("No ZEBMemorySize is large enough: above {} the segment is too small for its "
+                    "areas. Give the nodes to several brokers, or keep events for a shorter time.",
+                    model::kLargestArea),
+        width);
   }
   std::string text = fmt::format("ZEBMemorySize={}\n", need.area);
-  text += fmt::format(
-      "The broker's segment then has {} bytes, and an event's text may have {} "
-      "characters\nwith its names.\n",
-      need.segment, model::longestText(static_cast<std::uint32_t>(need.area)));
+  text +=
+      inLines(fmt::format("The broker's segment then has {} bytes, and an event's text may have {} "
+                          "characters with its names.",
+                          need.segment, model::longestText(static_cast<std::uint32_t>(need.area))),
+              width);
   text += fmt::format("Configured here: {}, which is {}.\n", view.configured,
                       view.configured < need.area ? "not enough" : "enough");
   if (view.plan.rateUnknown) {
-    text += "Some flow runs as fast as it can: its events are not counted.\n";
+    text += inLines("Some flow runs as fast as it can: its events are not counted.", width);
   }
   return text;
 }
@@ -84,7 +95,7 @@ std::string advice(const PlanView& view) {
 }  // namespace
 
 std::string planScreen(const PlanView& view, const TableStyle& style) {
-  return tableOf(needSheet(view), style) + "\n" + advice(view) + "\n" +
+  return tableOf(needSheet(view), style) + "\n" + advice(view, style.width) + "\n" +
          tableOf(kernelSheet(view.kernel), style);
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "agent/model/pattern.h"
 #include "agent/render/node_columns.h"
 #include "agent/render/rates.h"
@@ -103,11 +105,17 @@ std::string headOf(const model::View& view, const model::BrokerView& broker,
   return text + "\n";
 }
 
+bool hasNodeOf(const model::Selection& selection, const FlowView& flow) {
+  return std::ranges::any_of(flow.growth.nodes, [&selection](const model::NodeGrowth& node) {
+    return model::matches(selection.node, node.node().label);
+  });
+}
+
 // Why self times are missing.
 std::string remarksOf(const model::BrokerView& broker, const model::Selection& selection) {
   std::string text;
   for (const FlowView& flow : broker.flows) {
-    if (!selects(selection, flow)) continue;
+    if (!selects(selection, flow) || !hasNodeOf(selection, flow)) continue;
     const std::string name =
         text::shortened(flow.growth.group, 30) + " / " + text::shortened(flow.growth.flow, 30);
     if (flow.nesting.source == model::NestingSource::unknown) {

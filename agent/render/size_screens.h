@@ -32,8 +32,10 @@ Sheet fillSheet(const model::Snapshot& snapshot);
 // When an area will be full, or why nobody can tell; a sentence without its full stop.
 std::string forecastText(const model::AreaGrowth& growth);
 
-// A line of each broker in `growths`: when its area of nodes will be full, or why nobody can tell.
-std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths);
+// Of each broker in `growths`, in lines of that width: when its area of nodes will be full, or why
+// nobody can tell.
+std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths,
+                          std::optional<std::size_t> width);
 
 // What each area needs, the line to write, and the kernel's limits beside it.
 std::string planScreen(const PlanView& view, const TableStyle& style);

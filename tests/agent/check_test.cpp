@@ -56,6 +56,15 @@ std::string line(const std::string& check, const model::Snapshot& now,
       {checked(check)}, {.now = now, .before = before, .keepsState = keepsState, .locks = locks}));
 }
 
+// The memory of events, empty, that came to its end once or did not.
+reader::Area ring(bool turned) {
+  reader::Area ring;
+  ring.name = reader::kEventData;
+  ring.next = 100;
+  ring.last = turned ? 200 : 100;
+  return ring;
+}
+
 model::LockView heldBy(model::Fate fate) {
   model::LockView view;
   view.lock.semaphore.presence = reader::Presence::there;
@@ -174,21 +183,36 @@ TEST(Check, ExceptionsAreARate) {
   // In the last second by their own time, else since the earlier run.
   EXPECT_EQ("OK: 1 of 1 as it should be | 'exceptions SHOP'=0;;1;0\n",
             line("exceptions=1/s", at(second)));
-  EXPECT_EQ("CRITICAL: exceptions of SHOP 3 (limit 3) | 'exceptions SHOP'=3;;3;0\n",
+  EXPECT_EQ("CRITICAL: exceptions of SHOP 3/min (limit 3/min) | 'exceptions SHOP'=3;;3;0\n",
             line("exceptions=3/min", at(second)));
   const model::Snapshot before = at(first, 0);
-  EXPECT_EQ("CRITICAL: exceptions of SHOP 12 (limit 12) | 'exceptions SHOP'=12;;12;0\n",
+  EXPECT_EQ("CRITICAL: exceptions of SHOP 12/min (limit 12/min) | 'exceptions SHOP'=12;;12;0\n",
             line("exceptions=12/min", at(second), &before));
   const auto overrun = brokerWith({}, {failure(8), failure(9)});
   EXPECT_EQ(
-      "CRITICAL: exceptions of SHOP 12 (limit 12), at least: events were overwritten | "
+      "CRITICAL: exceptions of SHOP 12/min (limit 12/min), at least: events were overwritten | "
       "'exceptions SHOP'=12;;12;0\n",
       line("exceptions=12/min", at(overrun), &before));
 }
 
+TEST(Check, AShortRingTellsTheRateOfItsOwnTime) {
+  const auto broker = brokerWith({}, {failure(0), failure(3)});
+  broker->segment.copy.areas = {ring(false)};
+  EXPECT_EQ("OK: 1 of 1 as it should be | 'exceptions SHOP'=2;;12;0\n",
+            line("exceptions=12/min", at(broker)));
+  broker->segment.copy.areas = {ring(true)};
+  EXPECT_EQ(
+      "CRITICAL: exceptions of SHOP 12/min (limit 12/min), told from less time: older events were "
+      "overwritten | 'exceptions SHOP'=12;;12;0\n",
+      line("exceptions=12/min", at(broker)));
+  EXPECT_EQ("OK: 1 of 1 as it should be | 'exceptions SHOP'=0;;1;0\n",
+            line("exceptions=1/s", at(broker)))
+      << "the ring holds more than a second";
+}
+
 TEST(Check, LocksAreThoseOfDeadProcesses) {
   const model::Snapshot now = at(brokerWith({}));
-  EXPECT_EQ("CRITICAL: locks of In 1 held by dead processes; see zebmon locks | 'locks'=1;;1;0\n",
+  EXPECT_EQ("CRITICAL: 1 lock is held by a dead process: In, see zebmon locks | 'locks'=1;;1;0\n",
             line("locks", now, nullptr, false, {heldBy(model::Fate::dead)}));
   EXPECT_EQ("OK: 1 of 1 as it should be | 'locks'=0;;1;0\n",
             line("locks", now, nullptr, false, {heldBy(model::Fate::alive)}));
@@ -210,6 +234,25 @@ TEST(Check, GroupsAreUpWhileTheirProcessesLive) {
             line("groups-up", now));
   EXPECT_TRUE(line("groups-up", at(nullptr)).starts_with("CRITICAL: groups-up: no broker"));
   EXPECT_TRUE(line("area=90%", at(nullptr)).starts_with("UNKNOWN: area: no broker"));
+}
+
+TEST(CheckLine, TellsApartWhatHasOneName) {
+  const auto broker = brokerWith({.messages = 10, .queued = 40000});
+  auto& groups = broker->tree->executionGroups;
+  groups.push_back(groups[0]);
+  groups[1].label = "backup";
+  EXPECT_EQ(
+      "CRITICAL: queued of orders/Fulfil 4s (limit 2s); queued of backup/Fulfil 4s (limit 2s) | "
+      "'queued orders/Fulfil'=4s;;2;0 'queued backup/Fulfil'=4s;;2;0\n",
+      line("queued=2s", at(broker)));
+  groups[1].messageFlows[0].nodes[0].label = "Other";
+  auto& flows = groups[0].messageFlows;
+  flows.push_back(flows[0]);
+  flows[1].label = "Again";
+  const std::string silent = line("silent=*:1h", at(broker));
+  for (const char* label : {"'silent Fulfil/In'=", "'silent Again/In'=", "'silent Other'="}) {
+    EXPECT_NE(std::string::npos, silent.find(label)) << silent;
+  }
 }
 
 TEST(CheckLine, HostileLabelsEndNothing) {

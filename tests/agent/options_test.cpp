@@ -23,9 +23,9 @@ Request eventsRequest(const std::string& line) {
 }  // namespace
 
 TEST(EventsOptions, AFollowerLooksAgainWhenItWasToldTo) {
-  EXPECT_EQ(eventsRequest("").events.interval, 500);
-  EXPECT_EQ(eventsRequest("--follow --interval 1").events.interval, 1);
-  EXPECT_EQ(eventsRequest("--follow --interval 3600000").events.interval, 3600000);
+  EXPECT_EQ(eventsRequest("--follow --interval 10ms").rates.interval,
+            std::chrono::milliseconds(10));
+  EXPECT_EQ(eventsRequest("--follow --interval 24h").rates.interval, std::chrono::hours(24));
   EXPECT_FALSE(eventsRequest("").events.follow);
   EXPECT_TRUE(eventsRequest("--follow").events.follow);
 }

@@ -193,11 +193,13 @@ TEST(Verdict, IsNoneWhereNothingCanBeTold) {
   EXPECT_EQ("the statistics were reset in between, so nothing can be said: look once more",
             verdict(Shop({{"A", 1, some, {50, 100}}}).view("A")));
   EXPECT_EQ(
-      "no message was counted in that time: look longer with --interval, or at what sends "
-      "them",
+      "no message was counted in that time: zebmon doctor finds stuck locks and stopped "
+      "processes; else look longer, or at what sends them",
       verdict(Shop({{"A", 1, some, some}}).view("A")));
   EXPECT_EQ("nothing here is slow: no node takes a millisecond a message",
             verdict(Shop({{"A", 1, {}, {100, 20}}}).view("A")));
+  EXPECT_EQ("nothing here is slow: no node takes a millisecond a message",
+            verdict(Shop({{"A", 1, {}, {160, 0}}, {"B", 3, {}, {160, 0}}}).view("A(B)")));
   EXPECT_EQ("the interval was too short to tell which node is slow: give a longer one",
             verdict(Shop({{"A", 1, {}, {10, 500}}, {"B", 3, {}, {0, 900}}}).view("A(B)")));
   Shop gone(std::vector<Made>{{"A", 1, some, some}});

@@ -123,3 +123,20 @@ TEST_F(Recent, ABrokerWithoutEventsHasNone) {
   recent.add(lookAt(nullptr, milliseconds(1)));
   EXPECT_TRUE(recent.latest().empty());
 }
+
+TEST_F(Recent, AShortRingMakesTheCountLowUntilAMinuteWasSeen) {
+  const auto broker = seenBroker({});
+  broker->events = reader::EventLog::Batch{};
+  broker->events->events = {failure("A", 1, kFirstSecond - 17)};
+  reader::Area ring;
+  ring.name = reader::kEventData;
+  ring.next = 100;
+  ring.last = 200;
+  broker->segment.copy.areas = {ring};
+  recent.add(lookAt(broker, seconds(0)));
+  EXPECT_TRUE(recent.countsMayBeLow());
+  look(seconds(42), {});
+  EXPECT_TRUE(recent.countsMayBeLow());
+  look(seconds(43), {});
+  EXPECT_FALSE(recent.countsMayBeLow());
+}

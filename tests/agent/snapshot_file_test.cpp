@@ -389,18 +389,20 @@ TEST_F(SnapshotCommand, EveryCommandTellsTheSameOfTheFile) {
 TEST_F(SnapshotCommand, WhatNeedsTheMachineTakesNoFile) {
   const LiveSegment live("UUID1", broken::healthy());
   run({"snapshot", "-o", kFile});
-  const std::vector<std::string> commands[] = {
-      {"stats", "--interval", "10ms"},
-      {"flow", "F", "--interval", "10ms"},
-      {"reset", "--yes"},
-      {"doctor", "--repair", "lock.stuck"},
+  const std::string oneLook = "is a snapshot, which is one look. Give a history, or compare";
+  const std::pair<std::vector<std::string>, std::string> commands[] = {
+      {{"stats", "--interval", "10ms"}, oneLook},
+      {{"flow", "F", "--interval", "10ms"}, oneLook},
+      {{"top"}, "--from"},
+      {{"reset", "--yes"}, "Leave out --from."},
+      {{"doctor", "--repair", "lock.stuck"}, "Leave out --from."},
   };
-  for (std::vector<std::string> command : commands) {
+  for (auto [command, answer] : commands) {
     command.insert(command.end(), {"--from", kFile});
     const Result refused = run(command);
     EXPECT_EQ(64, refused.code) << command[0] << refused.errors;
     EXPECT_EQ("", refused.out);
-    EXPECT_TRUE(contains(refused.errors, "Leave out --from.")) << refused.errors;
+    EXPECT_TRUE(contains(refused.errors, answer)) << refused.errors;
   }
   EXPECT_EQ(0, run({"check", "area=90%", "--from", kFile}).code);
 }
@@ -412,6 +414,10 @@ TEST_F(SnapshotCommand, AFileCanBeRedactedLater) {
   EXPECT_EQ(0, again.code) << again.errors;
   EXPECT_FALSE(contains(contents("/tmp/b.tar"), "order-entry"));
   EXPECT_TRUE(contains(run({"stats", "--from", "/tmp/b.tar"}).errors, "left out"));
+  const std::string events = run({"events", "--from", "/tmp/b.tar"}).out;
+  EXPECT_TRUE(contains(events, "    (left out)\n")) << events;
+  EXPECT_TRUE(contains(events, "    message (left out)\n")) << events;
+  EXPECT_TRUE(contains(run({"events", "--short", "--from", "/tmp/b.tar"}).out, "(left out)"));
 }
 
 TEST_F(SnapshotCommand, WhatItCannotDoItSaysAndEndsWithACode) {

@@ -105,8 +105,8 @@ TEST_F(Top, Fills80By24) {
   EXPECT_EQ(R"(zebmon top  YYYY-MM-DD hh:mm:ssZ  the last #.# s  every 20 ms
 broker  state  groups  nodes  stats %  texts %  events %  attached  last message
 BRK1    ok          1      2       20        4         4         1 # d
-Fulfil (orders): no message was counted in that time: look longer with
---interval, or at what sends them.
+Fulfil (orders): no message was counted in that time: zebmon doctor finds stuck
+locks and stopped processes; else look longer, or at what sends them.
  times: ms a message    msg/s  elapsed  queued   self  share  busy  wait  exc
  - Fulfil (orders)        0.0        -                         0.0   0.0
    Reserve                0.0        -       -      -      -   0.0   0.0
@@ -125,7 +125,7 @@ events, the newest last
 hh:mm:ssZ  message  Fulfil  Reserve  Order accepted
 
 
-q quit  ? help  space pause  / filter  s sort  f fold  F all  e events  arrows …
+q quit  ? help  space pause  / filter  s sort  f,F fold  e events  arrows choose
 )",
             masked(terminal.await(kRunning)));
 }
@@ -135,7 +135,8 @@ TEST_F(Top, Fills120By40) {
   EXPECT_EQ(R"(zebmon top  YYYY-MM-DD hh:mm:ssZ  the last #.# s  every 20 ms
 broker  state  groups  flows  nodes  stats %  texts %  events %  attached  last message  bytes
 BRK1    ok          1      2      2       20        4         4         1 # d  12.3k
-Fulfil (orders): no message was counted in that time: look longer with --interval, or at what sends them.
+Fulfil (orders): no message was counted in that time: zebmon doctor finds stuck locks and stopped processes; else look
+longer, or at what sends them.
  times: ms a message    type   msg/s  bytes/s  size  elapsed  queued   self  share  lost  busy  wait  exc
  - Fulfil (orders)               0.0                       -                               0.0   0.0
    Reserve              input    0.0      0.0     -        -       -      -      -     -   0.0   0.0
@@ -171,7 +172,7 @@ hh:mm:ssZ  message  Fulfil  Reserve  Order accepted  A0A1A2A3A4A5A6A7A8A9AAABACA
 
 
 
-q quit  ? help  space pause  / filter  s sort  f fold  F all  e events  arrows choose
+q quit  ? help  space pause  / filter  s sort  f,F fold  e events  arrows choose
 )",
             masked(terminal.await(kRunning)));
 }

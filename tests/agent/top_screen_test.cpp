@@ -88,7 +88,7 @@ events, the newest last
 13:46:49Z  exception  Order  Order in  Bank(4711). The card is refused
 13:46:49Z  exception  Order  Check     Bank(4711). The card is refused
 13:46:49Z  exception  Order  Order in  Bank(4711). The card is refused
-q quit  ? help  space pause  / filter  s sort  f fold  F all  e events  arrows …
+q quit  ? help  space pause  / filter  s sort  f,F fold  e events  arrows choose
 )",
       screenText(orders().content(kOrdersChain)));
 }

@@ -122,11 +122,13 @@ void Watch::show(const model::FollowLook& look) {
 }
 
 ExitCode follow(const Request& request, Output& output) {
+  constexpr std::chrono::milliseconds kInterval{500};
+  const auto interval = request.rates.interval.count() == 0 ? kInterval : request.rates.interval;
   const FlowFile flows = readFlows(request.rates.flows);
   if (flows.code != kDone) return flows.code;
   output.stopOnSignals();
   model::Follower follower(
-      request.directory, std::chrono::milliseconds(request.events.interval),
+      request.directory, interval,
       {.scope = {.mostBytes = request.mostBytes}, .known = knowledgeOf(request, flows)});
   Watch watch(request, output, model::secondsOf(std::chrono::system_clock::now()));
   LookQueue queue([&watch](const model::FollowLook& look) { watch.show(look); });
@@ -265,13 +267,9 @@ void declareEvents(Options& options, Request& request) {
   declareChoice(options, events);
   declareForm(options, request);
   const Option follow =
-      options.flag("--follow", events.follow, "Go on with what is posted from now on")
+      options.flag("--follow", events.follow, "Show what is there, then go on with what is\nposted")
           .excludes("--from");
-  options.add("--interval", events.interval, "Time between two looks with --follow")
-      .within(1, 3600000)
-      .shown("MS")
-      .needs(follow)
-      .showsDefault();
+  addInterval(options, request, "--interval").needs(follow).showsDefault("500ms");
   addThreads(options, request, follow);
 }
 

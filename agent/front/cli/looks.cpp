@@ -3,6 +3,7 @@
 
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
+#include "agent/front/cli/stop.h"
 #include "agent/model/condition.h"
 #include "agent/model/selection.h"
 #include "agent/render/words.h"
@@ -12,7 +13,10 @@ namespace cli {
 Looks::Looks(const Request& request, model::MachineFacts machine)
     : request_(request),
       collector_(request.directory, model::Events::read, machine, request.mostBytes) {
-  requireMachine(request, "an interval needs two looks at");
+  if (request.from.empty()) return;
+  throw Stop{kUsage, request.from +
+                         " is a snapshot, which is one look. Give a history, or compare two files: "
+                         "zebmon diff A B"};
 }
 
 void Looks::take() {

@@ -27,12 +27,16 @@ std::uint32_t userOf(const std::string& name) {
   return user->pw_uid;
 }
 
+Option addKeyFiles(Options& options, Request& request) {
+  return options
+      .add("--temp-directory", request.directory,
+           "Where the brokers' key files are (default:\n"
+           "as the library is configured here)")
+      .shown("DIR");
+}
+
 void addDirectory(Options& options, Request& request) {
-  const Option directory = options
-                               .add("--temp-directory", request.directory,
-                                    "Where the brokers' key files are (default:\n"
-                                    "as the library is configured here)")
-                               .shown("DIR");
+  const Option directory = addKeyFiles(options, request);
   options
       .add("--from", request.from,
            "Look at a file of \"snapshot\" instead of\n"
@@ -114,6 +118,13 @@ void addPatterns(Options& options, Request& request) {
 void addPlaces(Options& options, Request& request) {
   addPatterns(options, request);
   addDirectory(options, request);
+}
+
+void addPlacesHere(Options& options, Request& request) {
+  addPatterns(options, request);
+  addKeyFiles(options, request);
+  addMostBytes(options, request);
+  addOwners(options, request.selection.owners);
 }
 
 void addStyle(Options& options, Request& request) {

@@ -28,6 +28,9 @@ void addBroker(Options& options, Request& request);
 // The same with all of addPatterns().
 void addPlaces(Options& options, Request& request);
 
+// The same without --from, for what looks at this machine alone.
+void addPlacesHere(Options& options, Request& request);
+
 // --local and --color, for what shows times and tables.
 void addStyle(Options& options, Request& request);
 

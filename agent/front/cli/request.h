@@ -44,7 +44,6 @@ struct EventsRequest {
   bool brief = false;              // a line each
   std::optional<model::CountBy> countBy;
   bool follow = false;
-  int interval = 500;  // milliseconds between two looks
 };
 
 // Only of "size". What is to be deployed; nothing: what runs.

@@ -28,7 +28,8 @@ struct Since {
 };
 
 // How they are named, for --help and for complaints.
-inline constexpr char kMoments[] = "2026-01-31T23:59:58Z, 2026-01-31 23:59, 23:59, -2h or now";
+inline constexpr char kMoments[] =
+    "2026-01-31T23:59:58Z, 2026-01-31 23:59, 23:59, now, or so long ago: 90s, 15m, 12h, 7d";
 
 // "2026-01-31T23:59:58Z", "...58+02:00" (RFC 3339; parts of a second are left out; also with a
 // blank for the T, and without zone, seconds, or time), "23:59", "now", or an age: "90s", "15m",

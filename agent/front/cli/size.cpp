@@ -79,7 +79,7 @@ std::string shown(const model::Snapshot& selected, const render::Growths& growth
     return render::written(render::fillDocument(selected, growths));
   }
   return tableOf(arranged(render::fillSheet(selected), show.arrangement), styleOf(show)) +
-         render::forecastLines(selected, growths);
+         render::forecastLines(selected, growths, styleOf(show).width);
 }
 
 ExitCode showPast(const Past& past, const Request& request, Output& output) {

@@ -146,7 +146,7 @@ bool hasScreen() {
 }  // namespace
 
 void declareTop(Options& options, Request& request) {
-  addPlaces(options, request);
+  addPlacesHere(options, request);
   addInterval(options, request, "-i,--interval").showsDefault("2s");
   addFlowKnowledge(options, request);
   addStyle(options, request);

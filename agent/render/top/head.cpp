@@ -174,21 +174,27 @@ void addVerdict(std::vector<Concern>& concerns, const State& state, const Conten
   if (!chosen && !isFirst(content)) addUntold(concerns, content, *place);
 }
 
+// Of what time the figures are, and how often there are new ones.
+std::string spanText(const Content& content) {
+  const auto since = content.view.interval.count();
+  return (isFirst(content) ? "  first look" : fmt::format("  the last {:.1f} s", since)) +
+         "  every " + spanOf(content.wanted.interval);
+}
+
 }  // namespace
 
 std::string titleOf(const State& state, const Content& content, std::chrono::seconds age) {
-  const auto since = content.view.interval.count();
   std::string title = "zebmon top  " + render::dateAndTime(model::secondsOf(*content.view.after),
                                                            content.wanted.zone);
   const bool old = age > 2 * content.wanted.interval;
   if (state.paused) title += "  PAUSED";
   if (state.paused || old) title += ", " + render::duration(age.count()) + " old";
-  title += isFirst(content) ? "  first look" : fmt::format("  the last {:.1f} s", since);
-  title += "  every " + spanOf(content.wanted.interval);
+  if (!state.paused) title += spanText(content);
   if (state.sort != Sort::chain) title += std::string("  by ") + wordsOf(state.sort);
   if (!state.filter.empty()) {
     title += "  filter \"" + text::shortened(state.filter, kLongestFilter) + "\"";
   }
+  if (state.paused) title += spanText(content);
   return title;
 }
 

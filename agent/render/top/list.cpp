@@ -123,6 +123,7 @@ class Maker {
  private:
   using Cells = std::vector<Cell>;
 
+  bool allAreFolded() const;
   void addFlow(Place place);
   void addRow(Row row, Cells cells);
   Cells flowCells(Place place, bool folded) const;
@@ -147,6 +148,7 @@ List Maker::list() {
     for (std::size_t f = 0; f < brokers[b].flows.size(); ++f) addFlow({b, f});
   }
   if (state_.sort == Sort::chain) return std::move(list_);
+  if (allAreFolded()) list_.sheet.columns[kFlow].place = Column::Place::extra;
   list_.sheet =
       arranged(std::move(list_.sheet), {.sort = columnOf(state_.sort), .descending = true});
   std::vector<Row> rows;
@@ -156,6 +158,11 @@ List Maker::list() {
   }
   list_.rows = std::move(rows);
   return std::move(list_);
+}
+
+// Rows of flows name them themselves.
+bool Maker::allAreFolded() const {
+  return std::ranges::all_of(list_.rows, [](const Row& row) { return row.key == row.flow; });
 }
 
 // In the order in which messages pass. All of them where the filter means the flow.

@@ -70,9 +70,9 @@ Lines concernLines(const std::vector<Concern>& concerns, std::size_t most, std::
 
 // Keys by their names, the most needed first.
 Line keyLine() {
-  constexpr const char* kKeys[][2] = {{"q", "quit"},   {"?", "help"},   {"space", "pause"},
-                                      {"/", "filter"}, {"s", "sort"},   {"f", "fold"},
-                                      {"F", "all"},    {"e", "events"}, {"arrows", "choose"}};
+  constexpr const char* kKeys[][2] = {{"q", "quit"},   {"?", "help"},       {"space", "pause"},
+                                      {"/", "filter"}, {"s", "sort"},       {"f,F", "fold"},
+                                      {"e", "events"}, {"arrows", "choose"}};
   Line line;
   for (const auto& [key, meaning] : kKeys) {
     if (!line.empty()) line.push_back({"  "});
