@@ -58,11 +58,12 @@ std::string line(const std::string& check, const model::Snapshot& now,
 
 // The memory of events, empty, that came to its end once or did not.
 reader::Area ring(bool turned) {
-  reader::Area ring;
-  ring.name = reader::kEventData;
-  ring.next = 100;
-  ring.last = turned ? 200 : 100;
-  return ring;
+  reader::Area area;
+  area.name = reader::kEventData;
+  area.next = 100;
+  area.last = turned ? 200 : 100;
+  area.cut = 0;
+  return area;
 }
 
 model::LockView heldBy(model::Fate fate) {

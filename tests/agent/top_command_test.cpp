@@ -163,7 +163,6 @@ longer, or at what sends them.
 
 
 
-
 events, the newest last
 hh:mm:ssZ  message  Fulfil  Reserve  Order accepted  A0A1A2A3A4A5A6A7A8A9AAABACADAEAFB0B1B2B3B4B5B6B7
 
@@ -340,7 +339,7 @@ TEST_F(Top, WithoutATerminalIsOneScreenOfText) {
 TEST_F(Top, TakesTheOptionsOfTheOthers) {
   const Result file = run({"top", "--from", "x.tar"});
   EXPECT_EQ(64, file.code);
-  EXPECT_EQ(run({"stats", "--interval", "5s", "--from", "x.tar"}).errors, file.errors);
+  EXPECT_TRUE(contains(file.errors, "--from")) << "it looks at this machine alone";
   EXPECT_EQ(64, run({"top", "-i", "9"}).code);
   EXPECT_EQ(69, run({"top", "--flow", "None"}).code);
   EXPECT_EQ(69, run({"top", "--broker", "None"}).code);
