@@ -291,8 +291,7 @@ std::string verdictOf(const FlowView& flow) {
     return "the flow is gone: its broker has stopped, or it was removed from it";
   }
   if (!hasMessages(flow)) {
-    return "no message was counted in that time: zebmon doctor finds stuck locks and stopped "
-           "processes; else look longer, or at what sends them";
+    return "no message was counted: run zebmon doctor, or look longer";
   }
   if (flow.nesting.source == model::NestingSource::unknown) {
     return "which node is slow can't be told while nobody knows which is inside which: give "

@@ -698,7 +698,7 @@ class Following : public testing::Test {
 TEST(FollowingWithFewBytes, SaysOnceWhatIsTooMuch) {
   LiveSegment live{"1-2-3", ordersWithEvents(1)};
   const auto start = [](const char* most) {
-    return Start{.arguments = {"events", "--follow", "--interval", "1", "--format", "csv",
+    return Start{.arguments = {"events", "--follow", "--interval", "10ms", "--format", "csv",
                                "--no-header", "--max-bytes", most}};
   };
   Zebmon all{start("200000")};
