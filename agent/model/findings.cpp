@@ -21,6 +21,15 @@ bool isAmong(const Finding& finding, const Snapshot& selected) {
   });
 }
 
+// How many locks are of the brokers that were selected.
+std::size_t locksOf(const Snapshot& selected) {
+  if (!selected.machine) return 0;
+  const Guards guards(selected);
+  return static_cast<std::size_t>(std::ranges::count_if(
+      selected.machine->locks.locks,
+      [&guards](const reader::Lock& lock) { return guards.of(lock.name).broker != nullptr; }));
+}
+
 }  // namespace
 
 bool Finding::is(const std::string& wanted) const {
@@ -78,7 +87,7 @@ bool needsSecondLook(const Snapshot& snapshot) {
   const bool tooLarge = std::ranges::any_of(snapshot.brokers, [&looks](const auto& broker) {
     return findings::mayBeTooLarge(*broker, looks);
   });
-  return tooLarge ||
+  return tooLarge || findings::mayBeReplaced(looks) ||
          std::ranges::any_of(snapshot.machine->locks.locks, [&looks](const reader::Lock& lock) {
            return findings::isHeld(lock.semaphore) ||
                   (findings::hasObjects(lock) && findings::mayBeLeftOver(lock, looks));
@@ -90,6 +99,7 @@ Findings select(Findings findings, const Snapshot& selected, const Selection& se
     return finding.broker ? !isAmong(finding, selected)
                           : !selection.broker.empty() || !isOwned(finding.owner, selection.owners);
   });
+  if (!selection.broker.empty()) findings.locks = locksOf(selected);
   return findings;
 }
 

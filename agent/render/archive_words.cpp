@@ -16,10 +16,6 @@ using archived::Failure;
 using Kind = archived::Failure::Kind;
 using text::printable;
 
-std::string named(const std::string& file) {
-  return file == "-" ? "standard input" : printable(file);
-}
-
 // Fit for a file's name and a shell, whatever the label holds.
 std::string tame(const std::string& label) {
   constexpr std::size_t kLongest = 60;
@@ -42,6 +38,10 @@ std::string subjectOf(const model::Snapshot& snapshot) {
 }
 
 }  // namespace
+
+std::string named(const std::string& file) {
+  return file == "-" ? "standard input" : printable(file);
+}
 
 std::string problemOfReading(const Failure& failure, const std::string& file) {
   switch (failure.kind) {

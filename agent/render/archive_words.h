@@ -9,6 +9,9 @@
 
 namespace render {
 
+// A file as its reader knows it: "standard input" for "-".
+std::string named(const std::string& file);
+
 // Why `file` could not be read or written, and what to do. `option` names another file to write to:
 // "-o".
 std::string problemOfReading(const archived::Failure& failure, const std::string& file);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <ranges>
 
+#include "agent/model/condition.h"
 #include "agent/model/findings/kinds.h"
 #include "agent/model/plug_in.h"
 #include "agent/render/line.h"
@@ -68,28 +69,43 @@ std::size_t numberOf(const Findings& findings, Severity severity) {
   return static_cast<std::size_t>(std::ranges::count(findings.found, severity, &Finding::severity));
 }
 
-std::string blocks(const Findings& findings, const TableStyle& style, bool all) {
+std::string blocks(const Findings& findings, const TableStyle& style, const std::string& more) {
   std::string text;
   std::size_t shown = 0;
   const std::string* kind = nullptr;
   for (const Finding& finding : findings.found) {
     shown = kind != nullptr && *kind == finding.id ? shown + 1 : 1;
     kind = &finding.id;
-    const std::size_t count = all ? 0 : countOfKind(findings, finding.id);
+    const std::size_t count = more.empty() ? 0 : countOfKind(findings, finding.id);
     if (count <= kMany || shown <= kFirst) text += block(finding, style);
     if (count > kMany && shown == kFirst + 1) {
-      text += fmt::format("  and {} more of these: zebmon doctor --only {}\n\n", count - kFirst,
-                          finding.id);
+      text += fmt::format("  and {} more of these: {} {}\n\n", count - kFirst,
+                          text::printable(more), finding.id);
     }
   }
   return text;
 }
 
-std::string summary(const Findings& findings, const model::Snapshot& selected) {
+std::string notChecked(const Findings& findings, std::size_t width) {
+  constexpr std::size_t kMostSentences = 20;
+  const auto& sentences = findings.notChecked;
+  std::string text;
+  for (const std::string& sentence : sentences | std::views::take(kMostSentences)) {
+    text += labelled("Not checked: ", sentence + ".", width);
+  }
+  if (sentences.size() <= kMostSentences) return text;
+  return text + labelled("Not checked: ",
+                         fmt::format("{} more; --format json has all of them.",
+                                     sentences.size() - kMostSentences),
+                         width);
+}
+
+std::string summary(const Findings& findings, const model::Snapshot& selected, bool only) {
   const std::string looked =
-      fmt::format("{} and {}", counted(selected.brokers.size(), "broker", "brokers"),
+      fmt::format("{} and {}", counted(distinct(selected).brokers.size(), "broker", "brokers"),
                   counted(findings.locks, "lock", "locks"));
   if (!findings.found.empty()) return fmt::format("{} in {}.\n", countOf(findings), looked);
+  if (only) return fmt::format("Nothing of that kind is wrong in {}.\n", looked);
   return fmt::format("Nothing is wrong in {}, processes, settings and limits.\n", looked);
 }
 
@@ -137,13 +153,10 @@ std::string countOf(const Findings& findings) {
 }
 
 std::string findingsScreen(const Findings& findings, const model::Snapshot& selected,
-                           const TableStyle& style, bool all) {
-  std::string text = blocks(findings, style, all);
+                           const TableStyle& style, const std::string& more) {
   const std::size_t width = widthOf(style);
-  for (const std::string& sentence : findings.notChecked) {
-    text += labelled("Not checked: ", sentence + ".", width);
-  }
-  return text + plugInLines(selected, width) + summary(findings, selected);
+  return blocks(findings, style, more) + notChecked(findings, width) +
+         plugInLines(selected, width) + summary(findings, selected, more.empty());
 }
 
 std::string repairText(const Finding& finding, const std::string& what, const std::string& command,

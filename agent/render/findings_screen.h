@@ -13,10 +13,11 @@ namespace render {
 
 // A block a finding, worst first, then what was not checked, then one line that sums it up; that
 // line alone when nothing is wrong. Lines are as wide as the style says, else 80 columns; commands
-// stay on one line, to be copied. Of a kind with many findings only the first are shown, unless
-// `all` is set; how many more there are is said.
+// stay on one line, to be copied. Of a kind with many findings only the first are shown, and how
+// many more there are is said: `more` with the kind behind it is the command that shows them. When
+// it is empty, the findings are of chosen kinds, and all are shown.
 std::string findingsScreen(const model::Findings& findings, const model::Snapshot& selected,
-                           const TableStyle& style, bool all);
+                           const TableStyle& style, const std::string& more);
 
 // What would be done about one of them, or was: its key, then sentences about its object, then a
 // command unless that is empty. Lines are as wide as above.

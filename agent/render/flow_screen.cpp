@@ -222,7 +222,7 @@ std::vector<std::string> likelyOrder(const FlowView& flow) {
 
 // A chain to begin with, for a user who has never written one. Nothing where a shell or a
 // terminal would make something else of it.
-std::string exampleOf(const FlowView& flow) {
+std::string exampleOf(const FlowView& flow, const std::string& again) {
   constexpr std::size_t kMostNodes = 8;
   if (flow.nesting.source != model::NestingSource::unknown || !hasMessages(flow)) return {};
   const std::vector<std::string> labels = likelyOrder(flow);
@@ -233,8 +233,8 @@ std::string exampleOf(const FlowView& flow) {
     return {};
   }
   return fmt::format(
-      "\nIf messages pass these nodes one after the other, type:\n  zebmon flow {} --chain {}\n",
-      model::findings::quoted(name), model::findings::quoted(chain));
+      "\nIf messages pass these nodes one after the other, type:\n  zebmon flow {} --chain {}{}\n",
+      model::findings::quoted(name), model::findings::quoted(chain), text::printable(again));
 }
 
 std::string screenOf(const model::View& view, const model::BrokerView& broker, const FlowView& flow,
@@ -252,7 +252,7 @@ std::string screenOf(const model::View& view, const model::BrokerView& broker, c
   text += "\n" + doubtsOf(flow);
   std::string verdict = verdictOf(flow);
   if (!verdict.empty()) verdict[0] = static_cast<char>(std::toupper(verdict[0]));
-  return text + inLines(verdict + ".", style.width) + exampleOf(flow);
+  return text + inLines(verdict + ".", style.width);
 }
 
 // Where no time was measured there are no shares, and so no slowest node.
@@ -312,13 +312,13 @@ std::string verdictOf(const FlowView& flow) {
 }
 
 std::string flowScreens(const model::View& view, const model::Selection& selection,
-                        TableStyle style, Signs signs) {
+                        TableStyle style, Signs signs, const std::string& again) {
   std::string text;
   for (const auto& broker : view.brokers) {
     for (const FlowView& flow : broker.flows) {
       if (!selects(selection, flow)) continue;
       if (!text.empty()) text += "\n";
-      text += screenOf(view, broker, flow, style, signs);
+      text += screenOf(view, broker, flow, style, signs) + exampleOf(flow, again);
     }
   }
   return text;

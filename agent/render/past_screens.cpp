@@ -310,7 +310,7 @@ std::string pastFindingsScreen(const std::vector<model::PastFinding>& past,
                     one.end ? "until " + whenOf(*one.end, zone) : "on", finding.evidence);
   }
   std::ranges::stable_sort(findings.found, std::ranges::greater(), &model::Finding::severity);
-  return findingsScreen(findings, {}, style, true);
+  return findingsScreen(findings, {}, style, "");
 }
 
 Json pastFindingsDocument(const std::vector<model::PastFinding>& past, std::int64_t collectedAt) {

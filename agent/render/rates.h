@@ -43,9 +43,10 @@ Json ratesOfBrokers(const model::View& view, const model::Selection& selection);
 double roundedSeconds(model::Seconds interval);
 
 // Each selected flow as a tree of its nodes: where the time went, what was lost, and one sentence
-// that names the node to look at. Empty when no flow is selected.
+// that names the node to look at. Empty when no flow is selected. `again` holds options that a
+// command needs to see the same flow.
 std::string flowScreens(const model::View& view, const model::Selection& selection,
-                        TableStyle style, Signs signs);
+                        TableStyle style, Signs signs, const std::string& again = {});
 
 // "zebmon.flow": the same as a document.
 Json flowDocument(const model::View& view, const model::Selection& selection);

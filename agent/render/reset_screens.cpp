@@ -60,7 +60,7 @@ std::string outcomeText(const RecordReset& record) {
     case ResetOutcome::wasAtZero:
       return "was at zero";
     case ResetOutcome::noLock:
-      return "skipped: its lock doesn't exist, so no process uses it now";
+      return "skipped: it has no lock under that name";
     case ResetOutcome::timedOut:
       return fmt::format("not reset: process {} has its lock, see zebmon locks", record.holder);
     case ResetOutcome::noPermission:

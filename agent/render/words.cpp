@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <iterator>
 
+#include "agent/render/archive_words.h"
 #include "agent/render/values.h"
+#include "format/names.h"
 #include "text/printable.h"
 
 namespace render {
@@ -48,11 +50,27 @@ std::string stopped(const std::vector<std::int32_t>& processes) {
                      one ? "it" : "them", fmt::join(processes, " "));
 }
 
-std::string noneAtAll(const Snapshot& snapshot) {
-  return fmt::format(
-      "no broker has a key file (*.zebcshme) in {}. Deploy a node, or name the directory that the "
-      "brokers use with --temp-directory",
-      printable(snapshot.directory));
+std::string noneAtAll(const Snapshot& snapshot, const std::string& file) {
+  const std::string none =
+      fmt::format("no broker {} a key file (*{}) in {}", file.empty() ? "has" : "had",
+                  layout::kSegmentSuffix, printable(snapshot.directory));
+  if (file.empty()) {
+    return none +
+           ". Deploy a node, or name the directory that the brokers use with --temp-directory";
+  }
+  return fmt::format("{} when {} was taken. Give another snapshot to --from", none, named(file));
+}
+
+std::string cantBeRead(const Snapshot& snapshot, const std::string& file) {
+  const std::string directory = printable(snapshot.directory);
+  if (file.empty()) {
+    return fmt::format(
+        "can't read the directory {}: {}. Name the directory that the brokers use with "
+        "--temp-directory; you need read and search permission on it",
+        directory, errorText(snapshot.error));
+  }
+  return fmt::format("the directory {} could not be read when {} was taken: {}. Take another one",
+                     directory, named(file), errorText(snapshot.error));
 }
 
 const char* kindOf(model::Unknown::Kind kind) {
@@ -81,16 +99,23 @@ std::string listed(const std::vector<std::string>& names) {
   return list + fmt::format(" ({} in all)", names.size());
 }
 
-std::string nothingSelected(const Snapshot& snapshot, const model::Unknown& unknown) {
+std::string remedyFor(const model::Unknown& unknown, const std::string& file) {
+  if (unknown.names.empty()) return "Leave out what narrows the selection";
+  if (unknown.kind != model::Unknown::Kind::broker) {
+    return "Name one of these, or a pattern such as \"*in*\"";
+  }
+  if (!file.empty()) return "Name one of these, or another file with --from";
+  return "Name one of these, or the directory of its key files with --temp-directory (a service "
+         "may have a private one)";
+}
+
+std::string nothingSelected(const Snapshot& snapshot, const model::Unknown& unknown,
+                            const std::string& file) {
   const bool broker = unknown.kind == model::Unknown::Kind::broker;
-  const std::string where = broker ? " in " + printable(snapshot.directory) : "";
-  const std::string remedy =
-      unknown.names.empty() ? "Leave out what narrows the selection"
-      : broker ? "Name one of these, or the directory of its key files with --temp-directory (a "
-                 "service may have a private one)"
-               : "Name one of these, or a pattern such as \"*in*\"";
+  const std::string place = file.empty() ? printable(snapshot.directory) : named(file);
+  const std::string where = broker ? " in " + place : "";
   return fmt::format("no {} \"{}\"{}: {}. {}", kindOf(unknown.kind), printable(unknown.pattern),
-                     where, listed(unknown.names), remedy);
+                     where, listed(unknown.names), remedyFor(unknown, file));
 }
 
 }  // namespace
@@ -121,8 +146,9 @@ const char* shortTypeName(std::uint32_t type) {
 
 std::string nameOf(const SeenBroker& broker) {
   const std::string label = broker.label();
-  return label.empty() ? "uuid " + text::shortened(broker.uuid(), kLongestName)
-                       : text::shortened(label, kLongestName);
+  if (!label.empty()) return text::shortened(label, kLongestName);
+  const std::string uuid = text::shortened(broker.uuid(), kLongestName);
+  return uuid.empty() ? "without a uuid" : "uuid " + uuid;
 }
 
 std::string problemOf(const SeenBroker& broker) {
@@ -161,21 +187,17 @@ std::vector<std::string> damageOf(const SeenBroker& broker) {
   return lines;
 }
 
-std::string problemOf(const Snapshot& snapshot, const model::Selection& selection) {
-  if (snapshot.error != 0) {
-    return fmt::format(
-        "can't read the directory {}: {}. Name the directory that the brokers use with "
-        "--temp-directory; you need read and search permission on it",
-        printable(snapshot.directory), errorText(snapshot.error));
-  }
-  if (snapshot.brokers.empty()) return noneAtAll(snapshot);
+std::string problemOf(const Snapshot& snapshot, const model::Selection& selection,
+                      const std::string& file) {
+  if (snapshot.error != 0) return cantBeRead(snapshot, file);
+  if (snapshot.brokers.empty()) return noneAtAll(snapshot, file);
   if (model::foreignIn(snapshot, selection.owners) == snapshot.brokers.size()) {
     return fmt::format("no broker in {} belongs to {}. Leave out --owner to see those of others",
                        printable(snapshot.directory),
                        selection.owners.size() == 1 ? "that user" : "these users");
   }
   const auto unknown = findUnknown(snapshot, selection);
-  return unknown ? nothingSelected(snapshot, *unknown) : "";
+  return unknown ? nothingSelected(snapshot, *unknown, file) : "";
 }
 
 std::string conditionText(const SeenBroker& broker, const model::Machine* machine) {
@@ -222,9 +244,9 @@ std::string oddityText(const Snapshot& snapshot, const model::Oddity& oddity) {
       break;
   }
   return fmt::format(
-      "{} has no uuid: all brokers without one share it. Make the registry's file BrokerUUID "
-      "readable for the broker's user and restart its processes",
-      file);
+      "{} has no uuid: all brokers without one share it. Make the registry's file {} readable for "
+      "the broker's user and restart its processes",
+      file, layout::kUuidFile);
 }
 
 std::vector<std::string> remarksOn(const Snapshot& snapshot) {

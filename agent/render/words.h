@@ -24,7 +24,7 @@ const char* nodeTypeName(std::uint32_t type);
 // The same, short enough for a column: "sub in" and "sub out".
 const char* shortTypeName(std::uint32_t type);
 
-// "BRK1", or "uuid ..." while the label is unknown; at most 65 columns.
+// "BRK1", or "uuid ..." while the label is unknown, or "without a uuid"; at most 65 columns.
 std::string nameOf(const model::SeenBroker& broker);
 
 // What is wrong with a broker and what to do about it; empty when nothing is.
@@ -43,8 +43,10 @@ std::vector<std::string> remarksOn(const model::Snapshot& snapshot);
 std::vector<std::string> damageOf(const model::SeenBroker& broker);
 
 // Why the selection means nothing in `snapshot`, and what there is instead; empty when each of its
-// patterns means something.
-std::string problemOf(const model::Snapshot& snapshot, const model::Selection& selection);
+// patterns means something. `file` is what the snapshot was loaded from, "-" for standard input;
+// empty for a look at this machine.
+std::string problemOf(const model::Snapshot& snapshot, const model::Selection& selection,
+                      const std::string& file = {});
 
 // That brokers of other users than these are not shown, and how many; empty when none is ignored.
 std::string ignoredOf(const model::Snapshot& snapshot, const std::vector<std::uint32_t>& owners);

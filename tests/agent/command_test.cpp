@@ -376,6 +376,25 @@ TEST(ZebmonBrokers, ALeftoverKeyFileAloneIsNoFailure) {
   EXPECT_EQ(0, run({"brokers"}).code);
 }
 
+TEST(ZebmonStats, WithKeyFilesAloneNoBrokerIsThere) {
+  LiveSegment leftover("1-2-3", image::segment({}));
+  leftover.removeSegment();
+  for (const char* const command : {"stats", "events", "size"}) {
+    const Result result = run({command});
+    EXPECT_EQ(69, result.code) << command;
+  }
+}
+
+TEST(ZebmonBrokers, OfManyWithAProblemTheFirstAreNamedAndTheOthersCounted) {
+  for (int i = 0; i < 50; ++i) std::ofstream("/tmp/" + std::to_string(i) + ".zebcshme");
+  for (const char* const command : {"stats", "brokers", "events", "reset"}) {
+    const Result result = run({command});
+    EXPECT_EQ(20, count(result.errors, "without shared memory")) << command;
+    EXPECT_TRUE(contains(result.errors, "zebmon: 30 more like these")) << result.errors;
+  }
+  for (int i = 0; i < 50; ++i) std::filesystem::remove("/tmp/" + std::to_string(i) + ".zebcshme");
+}
+
 TEST(ZebmonBrokers, WithoutPermissionTheGroupIsNamed) {
   const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}), 0);
   const Result result = run(Start{.arguments = {"brokers"}, .ownsAll = false});

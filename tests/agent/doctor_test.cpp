@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -19,6 +20,7 @@
 namespace {
 
 using Json = nlohmann::json;
+namespace fs = std::filesystem;
 
 constexpr char kLock[] = "lock.stuck:/tmp/1-2-3.zebcedar.zebmutx";
 
@@ -222,13 +224,47 @@ TEST(Doctor, WithoutABrokerSaysSoAndIsContent) {
   const Result result = run({"doctor", "--only", "lock"});
   EXPECT_EQ(0, result.code);
   EXPECT_TRUE(contains(result.errors, "no broker has a key file")) << result.errors;
-  EXPECT_TRUE(contains(result.out, "Nothing is wrong in 0 brokers")) << result.out;
+  EXPECT_TRUE(contains(result.out, "Nothing of that kind is wrong in 0 brokers")) << result.out;
 }
 
 TEST(Doctor, EndsWithNoBrokerWhereOneIsNamed) {
   EXPECT_EQ(69, run({"doctor", "--only", "lock", "--broker", "BRK9"}).code);
   const LiveSegment segment("1-2-3", brokersSegment());
-  EXPECT_EQ(69, run({"doctor", "--only", "lock", "--broker", "BRK9"}).code);
+  const Result result = run({"doctor", "--only", "lock", "--broker", "BRK9"});
+  EXPECT_EQ(69, result.code);
+  EXPECT_EQ("", result.out);
+}
+
+TEST(Doctor, OfABrokerThatIsNotThereItSaysWhereMoreIsTold) {
+  const LiveSegment segment("1-2-3", brokersSegment());
+  const Result result = run({"doctor", "--broker", "BRK9"});
+  EXPECT_EQ(69, result.code);
+  EXPECT_EQ("", result.out);
+  EXPECT_TRUE(contains(result.errors, "See it with zebmon doctor.\n")) << result.errors;
+}
+
+TEST(Doctor, ASnapshotIsOneLookAlsoFromStandardInput) {
+  const LiveSegment segment("1-2-3", brokersSegment());
+  const LiveLock lock("1-2-3.zebcedar");
+  lock.takenByADeadProcess();
+  EXPECT_EQ(0, run({"snapshot", "-o", "/tmp/stuck.tar"}).code);
+  const Result result = run({"doctor", "--from", "/tmp/stuck.tar"});
+  EXPECT_EQ(result.errors.find("was taken on"), result.errors.rfind("was taken on"));
+  EXPECT_FALSE(contains(result.out, "lock.stuck")) << result.out;
+  EXPECT_TRUE(contains(result.out, "one look can't tell a stuck lock")) << result.out;
+  const std::string piped =
+      answerOf("{ " ZEBMON " doctor --from - </tmp/stuck.tar || true; } 2>&1");
+  EXPECT_TRUE(contains(piped, "one look can't tell a stuck lock")) << piped;
+  fs::remove("/tmp/stuck.tar");
+}
+
+TEST(Doctor, ItsCommandsLookWhereItLooked) {
+  fs::create_directory("/tmp/keys");
+  for (int i = 0; i < 7; ++i) std::ofstream("/tmp/keys/" + std::to_string(i) + ".zebcshme");
+  const Result result = run({"doctor", "--temp-directory", "/tmp/keys"});
+  EXPECT_TRUE(contains(result.out, ": zebmon doctor --temp-directory /tmp/keys --only leftover"))
+      << result.out;
+  fs::remove_all("/tmp/keys");
 }
 
 TEST(Doctor, WritesADocument) {

@@ -26,6 +26,13 @@ TEST(ExitCode, ABrokerThatIsNotRunningIsAnAnswer) {
   EXPECT_EQ(cli::kDone, cli::exitCodeOf(brokersIn({State::noKeyFile, State::noSegment})));
 }
 
+TEST(ExitCode, WhereNoBrokerHasMemoryThereIsNoneToShowTheContentsOf) {
+  EXPECT_EQ(cli::kNoBroker, cli::exitCodeOfContents(brokersIn({State::noKeyFile})));
+  EXPECT_EQ(cli::kNoBroker, cli::exitCodeOfContents(brokersIn({State::noSegment})));
+  EXPECT_EQ(cli::kDone, cli::exitCodeOfContents(brokersIn({State::noSegment, State::ok})));
+  EXPECT_EQ(77, cli::exitCodeOfContents(brokersIn({State::noSegment, State::noPermission})));
+}
+
 TEST(ExitCode, WhatCouldNotBeReadIsAFailureWhereverItStands) {
   for (const auto& [state, code] :
        {std::pair(State::noPermission, 77), std::pair(State::notInitialised, 65),

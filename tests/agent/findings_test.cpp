@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the doctor finds in made facts, and what it doesn't say.
 #include "agent/model/findings.h"
+#include "agent/model/findings/whereabouts.h"
 
 #include <gtest/gtest.h>
 
@@ -541,9 +542,9 @@ TEST(Findings, ObjectsWithoutAKeyFileAreToldAndNeverMended) {
                                    {.kind = Kind::lock, .key = 3, .id = 8, .queue = 9},
                                    {.kind = Kind::lock, .key = 4, .lastProcess = kHolder}};
   const Findings findings = made.found();
-  EXPECT_EQ("leftover.unknown leftover.unknown ", idsOf(findings)) << "6 and 4 are used";
-  EXPECT_EQ("shared memory 5", findings.found[0].object);
-  EXPECT_EQ("semaphore 8 with queue 9", findings.found[1].object);
+  EXPECT_EQ("keyfile.replaced leftover.unknown leftover.unknown ", idsOf(findings));
+  EXPECT_EQ("shared memory 5", findings.found[1].object) << "6 is used";
+  EXPECT_EQ("semaphore 8 with queue 9", findings.found[2].object);
   model::Snapshot nobody = made.snapshot();
   nobody.brokers.clear();
   EXPECT_NE(nullptr, find(model::findingsOf(nullptr, nobody), "leftover.unknown:2"))
@@ -626,9 +627,56 @@ TEST(Findings, ASegmentWithoutItsKeyFileHasTwoSides) {
   const Finding* const finding = find(findings, "keyfile.replaced:3");
   ASSERT_NE(nullptr, finding);
   EXPECT_NE(std::string::npos, finding->evidence.find("process 43 uses it"));
-  EXPECT_NE(std::string::npos, finding->evidence.find("with a key file: 42"));
+  EXPECT_NE(std::string::npos, finding->evidence.find("with a key file: 42 of broker BRK1"));
   made.machine.processes[43].segments = {{0x02010909, 3}};
   EXPECT_EQ("", idsOf(made.found())) << "another program's";
+}
+
+TEST(Findings, AProcessIsNeverSaidToBeOfAnotherBroker) {
+  Made made;
+  made.its().file.inode = 0x0303;
+  model::SeenBroker other = made.broker;
+  other.segment.keyFile = "/tmp/4-5-6.zebcshme";
+  other.segment.uuid = "4-5-6";
+  other.segment.key = 0x01010999;
+  other.tree->label = "BRK2";
+  for (const int id : {43, 44}) {
+    made.machine.processes[id] = made.machine.processes[kHolder];
+    made.machine.processes[id].id = id;
+  }
+  made.machine.processes[43].segments = {{0x01010909, 3}};
+  made.machine.processes[44].segments = {{0x01010999, 9}};
+  model::Snapshot snapshot = made.snapshot();
+  snapshot.brokers.push_back(std::make_shared<const model::SeenBroker>(other));
+  const Findings findings = model::findingsOf(nullptr, snapshot);
+  const Finding* const finding = find(findings, "keyfile.replaced:3");
+  ASSERT_NE(nullptr, finding);
+  EXPECT_NE(std::string::npos,
+            finding->evidence.find("with a key file: 42 of broker BRK1; 44 of broker BRK2"))
+      << finding->evidence;
+}
+
+TEST(Findings, ALockInUseWithoutItsKeyFileIsSaidWithItsBroker) {
+  Made made;
+  made.its().file.inode = 0x0303;
+  reader::Keyless lock;
+  lock.kind = reader::Keyless::Kind::lock;
+  lock.key = 0x01010404;
+  lock.id = 8;
+  lock.queue = 9;
+  lock.firstProcess = lock.lastProcess = kHolder;
+  made.machine.keyless->objects.push_back(lock);
+  const model::Snapshot snapshot = made.snapshot();
+  EXPECT_TRUE(model::needsSecondLook(snapshot));
+  EXPECT_EQ("", idsOf(model::findingsOf(nullptr, snapshot))) << "it may have just been made";
+  const Findings findings = model::findingsOf(&snapshot, snapshot);
+  const Finding* const finding = find(findings, "keyfile.replaced:semaphore-8");
+  ASSERT_NE(nullptr, finding);
+  EXPECT_EQ("a lock of broker BRK1, whose key file is gone", finding->object);
+  EXPECT_NE(nullptr, finding->broker);
+  made.machine.processes[kHolder].segments->clear();
+  const model::Snapshot others = made.snapshot();
+  EXPECT_EQ(nullptr, find(model::findingsOf(&others, others), "keyfile.replaced:semaphore-8"));
 }
 
 TEST(Findings, KeyFilesOfOthersAndLinksAreSaid) {
@@ -646,7 +694,12 @@ TEST(Findings, TwoBrokersOfOneKeyOrOneLabelAreSaid) {
   model::SeenBroker other = made.broker;
   other.segment.keyFile = "/tmp/4-5-6.zebcshme";
   snapshot.brokers.push_back(std::make_shared<const model::SeenBroker>(other));
-  EXPECT_EQ("keyfile.duplicate broker.same-label ", idsOf(model::findingsOf(nullptr, snapshot)));
+  EXPECT_EQ("keyfile.duplicate ", idsOf(model::findingsOf(nullptr, snapshot)));
+  other.segment.key = 0x01010999;
+  other.segment.uuid = "4-5-6";
+  other.tree->executionGroups.clear();
+  snapshot.brokers.back() = std::make_shared<const model::SeenBroker>(other);
+  EXPECT_EQ("broker.same-label ", idsOf(model::findingsOf(nullptr, snapshot)));
 }
 
 TEST(Findings, SettingsThatMeanSomethingElseAreSaid) {
@@ -695,7 +748,8 @@ TEST(FindingsScreen, HasLinesOf80ColumnsWhateverTheLabelsHold) {
   made.kill();
   made.broker.tree->label = "a \x1B[31m label " + std::string(30, 'x') + "\n and more";
   const model::Snapshot snapshot = made.snapshot();
-  const std::string text = render::findingsScreen(made.found(), snapshot, {.width = 80}, false);
+  const std::string text =
+      render::findingsScreen(made.found(), snapshot, {.width = 80}, "zebmon doctor --only");
   EXPECT_EQ(std::string::npos, text.find('\x1B'));
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
@@ -726,7 +780,51 @@ TEST(FindingsScreen, ARepairHasLinesOf80ColumnsAndItsCommandOnOne) {
 TEST(FindingsScreen, SaysInOneLineThatNothingIsWrong) {
   const Made made;
   EXPECT_EQ("Nothing is wrong in 1 broker and 1 lock, processes, settings and limits.\n",
-            render::findingsScreen(made.found(), made.snapshot(), {}, false));
+            render::findingsScreen(made.found(), made.snapshot(), {}, "zebmon doctor --only"));
+}
+
+TEST(FindingsScreen, OfChosenKindsItIsNotSaidThatNothingElseIsWrong) {
+  const Made made;
+  EXPECT_EQ("Nothing of that kind is wrong in 1 broker and 1 lock.\n",
+            render::findingsScreen(made.found(), made.snapshot(), {}, ""));
+}
+
+TEST(FindingsScreen, OfManyThatWereNotCheckedTheFirstAreShown) {
+  Findings findings;
+  for (int i = 0; i < 25; ++i) findings.notChecked.push_back("sentence " + std::to_string(i));
+  const std::string text = render::findingsScreen(findings, {}, {}, "");
+  EXPECT_NE(std::string::npos, text.find("Not checked: sentence 19.\n")) << text;
+  EXPECT_NE(std::string::npos, text.find("Not checked: 5 more; --format json has all")) << text;
+  EXPECT_EQ(std::string::npos, text.find("sentence 20")) << text;
+}
+
+TEST(Findings, LocksAreThoseOfTheChosenBroker) {
+  Made made;
+  made.machine.locks.locks.push_back(Made::lock("7-8-9.zebcedar"));
+  model::Selection selection;
+  EXPECT_EQ(2U, model::select(made.found(), made.snapshot(), selection).locks);
+  selection.broker = "BRK1";
+  EXPECT_EQ(1U, model::select(made.found(), made.snapshot(), selection).locks);
+}
+
+TEST(Whereabouts, StandBehindEachCommandOfZebmon) {
+  Findings findings;
+  findings.found.resize(3);
+  findings.found[0].command = "zebmon locks --all";
+  findings.found[1].command = "zebmon doctor --repair a --yes";
+  findings.found[2].command = "rm a";
+  findings.notChecked = {"views: run sudo zebmon doctor", "locks: too many"};
+  Findings ofFile = findings;
+  model::complete(findings, {.directory = "/a b/"});
+  EXPECT_EQ("zebmon locks --all --temp-directory '/a b/'", findings.found[0].command);
+  EXPECT_EQ("zebmon doctor --repair a --yes --temp-directory '/a b/'", findings.found[1].command);
+  EXPECT_EQ("rm a", findings.found[2].command);
+  EXPECT_EQ("views: run sudo zebmon doctor --temp-directory '/a b/'", findings.notChecked[0]);
+  EXPECT_EQ("locks: too many", findings.notChecked[1]);
+  model::complete(ofFile, {.file = "s.tar"});
+  EXPECT_EQ("zebmon locks --all --from s.tar", ofFile.found[0].command);
+  EXPECT_EQ("zebmon doctor --repair a --yes", ofFile.found[1].command) << "no file can be changed";
+  EXPECT_EQ("views: run sudo zebmon doctor", ofFile.notChecked[0]);
 }
 
 TEST(FindingsScreen, ShowsTheFirstOfManyOfOneKind) {
@@ -739,10 +837,11 @@ TEST(FindingsScreen, ShowsTheFirstOfManyOfOneKind) {
     made.machine.locks.locks[i].file.path = "/tmp/" + std::to_string(i);
   }
   const model::Snapshot snapshot = made.snapshot();
-  const std::string text = render::findingsScreen(made.found(), snapshot, {}, false);
+  const std::string text =
+      render::findingsScreen(made.found(), snapshot, {}, "zebmon doctor --only");
   EXPECT_NE(std::string::npos,
             text.find("and 7 more of these: zebmon doctor --only leftover.lock"));
   EXPECT_EQ(std::string::npos, text.find("/tmp/5 "));
   EXPECT_NE(std::string::npos,
-            render::findingsScreen(made.found(), snapshot, {}, true).find("/tmp/5 "));
+            render::findingsScreen(made.found(), snapshot, {}, "").find("/tmp/5 "));
 }

@@ -154,6 +154,15 @@ TEST(Hostile, LabelsTextsAndNamesOfFilesInEveryOutput) {
   }
 }
 
+TEST(Hostile, SeriesHoldLabelsAsTheyAreButNotOnATerminal) {
+  const LiveSegment live("1-2-3", hostileSegment());
+  EXPECT_TRUE(contains(run({"metrics"}).out, "H\x1B[2J"));
+  std::string shown = answerOf("script -qec '" ZEBMON " metrics' /dev/null");
+  std::erase(shown, '\r');  // of the terminal
+  EXPECT_TRUE(contains(shown, "H\\x1B[2J")) << shown;
+  expectFit(shown);
+}
+
 TEST(Hostile, LinesOfTheConfiguration) {
   const LiveSegment live("1-2-3", hostileSegment());
   fs::create_directories("/opt/holt/lil");

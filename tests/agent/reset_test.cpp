@@ -381,8 +381,8 @@ TEST_F(ZebmonReset, AFileOfTheSameNameIsNeverTouched) {
 
 TEST_F(ZebmonReset, OfWhatCannotBeResetSaysSo) {
   const Result result = run({"reset", "--yes"});
-  EXPECT_EQ(74, result.code);
-  EXPECT_TRUE(contains(result.out, "skipped: its lock doesn't exist")) << result.out;
+  EXPECT_EQ(66, result.code);
+  EXPECT_TRUE(contains(result.out, "skipped: it has no lock under that name")) << result.out;
   EXPECT_TRUE(contains(result.errors, "its reset time stays as it was"));
   EXPECT_EQ(3, statistics().messageCount);
   EXPECT_EQ(69, run({"reset", "--node", "X", "--yes"}).code);

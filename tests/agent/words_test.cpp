@@ -113,6 +113,26 @@ TEST(Words, OfAnUnknownNameItIsSaidWhatThereIs) {
   EXPECT_EQ("", problem(among(labels), "L*"));
 }
 
+TEST(Words, OfAFileOnlyWhatHelpsThereIsAdvised) {
+  model::Selection selection;
+  selection.broker = "B";
+  EXPECT_EQ(
+      "no broker \"B\" in s.tar: there are BRK1 (1 in all). Name one of these, or another "
+      "file with --from",
+      render::problemOf(among({"BRK1"}), selection, "s.tar"));
+  Snapshot snapshot;
+  snapshot.directory = "/tmp/";
+  EXPECT_EQ(
+      "no broker had a key file (*.zebcshme) in /tmp/ when standard input was taken. Give "
+      "another snapshot to --from",
+      render::problemOf(snapshot, {}, "-"));
+  snapshot.error = EACCES;
+  EXPECT_EQ(
+      "the directory /tmp/ could not be read when s.tar was taken: Permission denied. Take "
+      "another one",
+      render::problemOf(snapshot, {}, "s.tar"));
+}
+
 TEST(Words, GroupsFlowsAndNodesAreNamedInTheirTurn) {
   SeenBroker broker = in(State::ok);
   broker.tree.emplace();
@@ -146,6 +166,8 @@ TEST(Words, ADirectoryThatCannotBeReadComesBeforeAllElse) {
 TEST(Words, ABrokerIsNamedByItsLabelElseByItsUuid) {
   SeenBroker broker = in(State::ok);
   EXPECT_EQ("uuid 1-2-3", render::nameOf(broker));
+  broker.segment.uuid.clear();
+  EXPECT_EQ("without a uuid", render::nameOf(broker));
   broker.tree.emplace();
   broker.tree->uuid = "7-8-9";
   EXPECT_EQ("uuid 7-8-9", render::nameOf(broker));

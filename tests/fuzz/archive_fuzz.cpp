@@ -278,7 +278,7 @@ void showMachine(const model::Snapshot& snapshot) {
        {static_cast<const model::Snapshot*>(nullptr), &snapshot, &healthy()}) {
     const model::Findings findings = model::findingsOf(before, snapshot);
     requireJson(render::findingsDocument(findings, snapshot));
-    requirePrintable(render::findingsScreen(findings, snapshot, {.width = 80}, true));
+    requirePrintable(render::findingsScreen(findings, snapshot, {.width = 80}, ""));
   }
 }
 

@@ -36,7 +36,7 @@ void declareBrokers(Options& options, Request& request) {
 ExitCode runBrokers(const Request& request, Output& output) {
   const model::Snapshot found =
       selected(*take(request, model::MachineFacts::processes, model::Events::skip), request);
-  for (const std::string& remark : render::remarksOn(found)) complain(remark);
+  complainOfEach(render::remarksOn(found), kChooseABroker);
   output.write(shown(found, request.show));
   return exitCodeOf(found);
 }

@@ -13,6 +13,7 @@
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
 #include "agent/front/cli/state_file.h"
+#include "agent/model/condition.h"
 #include "agent/model/selection.h"
 #include "agent/render/check_line.h"
 #include "agent/render/values.h"
@@ -128,12 +129,13 @@ ExitCode runCheck(const Request& request, Output& output) {
   const Needs needs = needsOf(check.checks);
   const auto whole = take(request, needs.machine, needs.events);
   const model::Snapshot now = model::select(*whole, request.selection);
+  const model::Snapshot once = distinct(now);
   const auto before =
       check.state.empty() ? std::optional<model::Snapshot>() : earlier(check.state, *whole);
   const auto locks =
       model::locksOf(*whole, now, request.selection.broker.empty(), request.selection.owners);
   std::vector<model::Reading> readings =
-      model::readingsOf(check.checks, {.now = now,
+      model::readingsOf(check.checks, {.now = once,
                                        .before = before ? &*before : nullptr,
                                        .keepsState = !check.state.empty(),
                                        .locks = locks});

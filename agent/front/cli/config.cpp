@@ -32,7 +32,7 @@ ExitCode runConfig(const Request& request, Output& output) {
                    ? render::written(render::configDocument(view))
                    : render::configScreen(view, styleOf(request.show)));
   if (selected.brokers.empty() && !request.selection.broker.empty()) {
-    complain(render::problemOf(*snapshot, request.selection));
+    complain(render::problemOf(*snapshot, request.selection, request.from));
     return kNoBroker;
   }
   return file.exists && file.error != 0 ? exitCodeOf(file.error) : kDone;

@@ -126,7 +126,7 @@ ExitCode runDiff(const Request& request, Output& output) {
   if (!nothing.empty()) throw Stop{kNoBroker, nothing};
   const DiffView diff = compared(before, after, request);
   complain(render::apartText(diff));
-  for (const auto& broker : diff.view.after->brokers) reportProblem(*broker);
+  reportProblems(*diff.view.after);
   output.write(shown(diff, request));
   return codeOf(diff);
 }

@@ -12,6 +12,7 @@
 #include "agent/front/cli/past.h"
 #include "agent/front/cli/terminal.h"
 #include "agent/model/findings.h"
+#include "agent/model/findings/whereabouts.h"
 #include "agent/model/selection.h"
 #include "agent/render/findings_screen.h"
 #include "agent/render/words.h"
@@ -31,7 +32,12 @@ struct Examined {
   Look now;
   model::Snapshot selected;
   Findings findings;
+  Findings elsewhere;  // of what isn't selected too, where a named broker is not there
 };
+
+model::Whereabouts whereaboutsOf(const Request& request) {
+  return {.directory = request.directory, .file = request.from};
+}
 
 // False when nobody takes the output any more.
 bool waitFor(std::chrono::milliseconds time, Output& output) {
@@ -62,24 +68,32 @@ void addForecasts(Findings& findings) {
   }
 }
 
+// A broker was named that is not there.
+bool isMissing(const model::Snapshot& selected, const Request& request) {
+  return selected.brokers.empty() && !request.selection.broker.empty();
+}
+
 Examined examine(const Request& request, Output& output) {
   Examined seen;
   seen.now = take(request, model::MachineFacts::all);
   const bool repairs = !request.doctor.repair.empty();
-  if ((repairs || model::needsSecondLook(*seen.now)) &&
+  const bool canLookAgain = request.from.empty();
+  if (canLookAgain && (repairs || model::needsSecondLook(*seen.now)) &&
       waitFor(repairs ? kApartToRemove : kApart, output)) {
     seen.before = std::move(seen.now);
     seen.now = take(request, model::MachineFacts::all);
   }
   seen.selected = model::select(*seen.now, request.selection);
-  seen.findings = model::select(model::findingsOf(seen.before.get(), *seen.now), seen.selected,
-                                request.selection);
+  Findings all = model::findingsOf(seen.before.get(), *seen.now);
+  if (isMissing(seen.selected, request)) seen.elsewhere = all;
+  seen.findings = model::select(std::move(all), seen.selected, request.selection);
   keepOnly(request.doctor.only, seen.findings);
   if (request.from.empty()) addForecasts(seen.findings);
   for (const auto& broker : seen.selected.brokers) {
     const std::string cut = render::cutOf(*broker, true);
     if (!cut.empty()) seen.findings.notChecked.push_back(cut);
   }
+  model::complete(seen.findings, whereaboutsOf(request));
   return seen;
 }
 
@@ -90,17 +104,29 @@ ExitCode codeOf(const Examined& seen, const Request& request) {
   if (!found.empty()) {
     return found.front().severity == model::Severity::critical ? kCritical : kWarnings;
   }
-  const bool named = !request.selection.broker.empty();
-  return named && seen.selected.brokers.empty() ? kNoBroker : kDone;
+  return isMissing(seen.selected, request) ? kNoBroker : kDone;
+}
+
+// A key file that is gone leaves findings that are of no broker.
+void tellOfOthers(const Examined& seen, const Request& request) {
+  if (seen.elsewhere.found.empty()) return;
+  complain(
+      "of all brokers and the machine there is more to tell: " + render::countOf(seen.elsewhere) +
+      ". See it with zebmon doctor" + model::optionsOf(whereaboutsOf(request)));
 }
 
 ExitCode show(const Examined& seen, const Request& request, Output& output) {
-  complain(render::problemOf(*seen.now, request.selection));
+  complain(render::problemOf(*seen.now, request.selection, request.from));
+  tellOfOthers(seen, request);
   if (request.show.format == Format::json) {
     output.write(render::written(render::findingsDocument(seen.findings, seen.selected)));
-  } else if (seen.now->error == 0 || !seen.findings.found.empty()) {
-    output.write(render::findingsScreen(seen.findings, seen.selected, styleOf(request.show),
-                                        !request.doctor.only.empty()));
+    return codeOf(seen, request);
+  }
+  const bool nothing = seen.now->error != 0 || isMissing(seen.selected, request);
+  if (!nothing || !seen.findings.found.empty()) {
+    const std::string more =
+        request.doctor.only.empty() ? "zebmon doctor" + optionsAgain(request) + " --only" : "";
+    output.write(render::findingsScreen(seen.findings, seen.selected, styleOf(request.show), more));
   }
   return codeOf(seen, request);
 }
@@ -138,7 +164,8 @@ void tellPlan(const std::vector<model::Finding>& chosen, const Request& request,
 void mend(const std::vector<model::Finding>& chosen, const Examined& seen, const Request& request,
           Output& output) {
   for (const auto& finding : chosen) {
-    const act::Result result = act::repair(finding, {*seen.before, *seen.now});
+    act::Result result = act::repair(finding, {*seen.before, *seen.now});
+    if (!result.command.empty()) result.command += model::optionsOf(whereaboutsOf(request));
     output.write(render::repairText(
         finding, (result.done ? "done: " : "nothing was changed: ") + result.what, result.command,
         styleOf(request.show)));
@@ -146,10 +173,12 @@ void mend(const std::vector<model::Finding>& chosen, const Examined& seen, const
 }
 
 // Why what was asked for is not there to be repaired.
-std::string whyNothing(const Examined& seen, const std::string& wanted) {
+std::string whyNothing(const Examined& seen, const Request& request) {
+  const std::string& wanted = request.doctor.repair;
   const std::string why = act::refusalOf({*seen.before, *seen.now}, wanted);
   if (!why.empty()) return wanted + " is not to be repaired: " + why;
-  return "there is no " + wanted + " to repair now: zebmon doctor shows what there is";
+  return "there is no " + wanted + " to repair now: zebmon doctor" + optionsAgain(request) +
+         " shows what there is";
 }
 
 ExitCode repair(const Request& request, Output& output) {
@@ -158,7 +187,7 @@ ExitCode repair(const Request& request, Output& output) {
   if (!seen.before) return kFailed;
   const auto chosen = act::mendable(seen.findings, request.doctor.repair);
   if (chosen.empty()) {
-    complain(whyNothing(seen, request.doctor.repair));
+    complain(whyNothing(seen, request));
   } else if (!request.doctor.yes) {
     tellPlan(chosen, request, output);
   } else {

@@ -35,10 +35,13 @@ class Problems {
   using Current = std::map<std::string, std::string>;
 
   void report(Current current) {
+    std::vector<std::string> news;
     for (const auto& [name, problem] : current) {
       const auto known = reported_.find(name);
-      if (known == reported_.end() || known->second != problem) complain(problem);
+      const bool isKnown = known != reported_.end() && known->second == problem;
+      if (!problem.empty() && !isKnown) news.push_back(problem);
     }
+    complainOfEach(news, kChooseABroker);
     reported_ = std::move(current);
   }
 
@@ -47,11 +50,10 @@ class Problems {
 };
 
 // Says what is wrong, and tells it as an exit code.
-ExitCode report(const Request& request, const model::Snapshot& all,
-                const model::Snapshot& selected) {
-  complain(render::problemOf(all, request.selection));
-  for (const auto& broker : selected.brokers) reportProblem(*broker);
-  return findUnknown(all, request.selection) ? kNoBroker : exitCodeOf(selected);
+ExitCode reported(const Request& request, const model::Snapshot& all,
+                  const model::Snapshot& selected) {
+  report(all, selected, request);
+  return findUnknown(all, request.selection) ? kNoBroker : exitCodeOfContents(selected);
 }
 
 // Of a history: the looks that tell of gaps are those behind them.
@@ -74,7 +76,7 @@ ExitCode show(const Request& request, Output& output) {
     if (broker->events) stream.add(*broker, broker->events->events, model::secondsOf(*snapshot));
   }
   stream.flush();
-  return report(request, *snapshot, selected);
+  return reported(request, *snapshot, selected);
 }
 
 // Shows, look by look, what each broker posted since the one before.
@@ -144,7 +146,7 @@ ExitCode follow(const Request& request, Output& output) {
 // How often, in place of which.
 ExitCode count(const Request& request, Output& output, const model::Snapshot& snapshot) {
   const model::Snapshot brokers = distinct(model::selectBrokers(snapshot, request.selection));
-  const ExitCode code = report(request, snapshot, brokers);
+  const ExitCode code = reported(request, snapshot, brokers);
   const model::CountBy by = *request.events.countBy;
   const auto counts =
       model::countEvents(brokers, by, EventFilter(request, model::secondsOf(snapshot)));

@@ -7,8 +7,9 @@
 namespace cli {
 namespace {
 
-ExitCode exitCodeOf(reader::State state) {
-  using reader::State;
+using reader::State;
+
+ExitCode exitCodeOf(State state) {
   switch (state) {
     case State::ok:
     case State::noSegment:
@@ -66,6 +67,15 @@ ExitCode exitCodeOf(const model::Snapshot& selected) {
   ExitCode worst = kDone;  // the codes of these failures rise with their weight
   for (const auto& broker : selected.brokers) worst = std::max(worst, exitCodeOf(broker->state()));
   return worst;
+}
+
+ExitCode exitCodeOfContents(const model::Snapshot& selected) {
+  const auto hasMemory = [](const auto& broker) {
+    return broker->state() != State::noSegment && broker->state() != State::noKeyFile;
+  };
+  const ExitCode code = exitCodeOf(selected);
+  if (code != kDone || std::ranges::any_of(selected.brokers, hasMemory)) return code;
+  return kNoBroker;
 }
 
 }  // namespace cli

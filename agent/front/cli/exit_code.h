@@ -33,6 +33,10 @@ ExitCode exitCodeOf(const archived::Failure& failure);
 // reading, and that before damage.
 ExitCode exitCodeOf(const model::Snapshot& selected);
 
+// The same for a command that shows what is in shared memory: where no broker has any, there is no
+// broker for it.
+ExitCode exitCodeOfContents(const model::Snapshot& selected);
+
 // The codes, for --help.
 extern const char kExitCodes[];
 

@@ -27,7 +27,8 @@ std::string shown(const model::View& view, const Request& request) {
     case Format::table:
       break;
   }
-  return render::flowScreens(view, request.selection, styleOf(show), signsOf());
+  return render::flowScreens(view, request.selection, styleOf(show), signsOf(),
+                             optionsAgain(request));
 }
 
 ExitCode runPast(const Past& past, const Request& request, Output& output) {
@@ -36,7 +37,7 @@ ExitCode runPast(const Past& past, const Request& request, Output& output) {
                     .rows = "zebmon.flow.node",
                     .screen = [&request](const model::View& view) {
                       return render::flowScreens(view, request.selection, styleOf(request.show),
-                                                 signsOf());
+                                                 signsOf(), optionsAgain(request));
                     }});
 }
 

@@ -55,7 +55,7 @@ ExitCode runLocks(const Request& request, Output& output) {
   std::ranges::copy_if(all, std::back_inserter(some), [&request](const model::LockView& lock) {
     return request.allLocks || lock.noteworthy();
   });
-  if (all.empty()) complain(render::problemOf(*snapshot, request.selection));
+  if (all.empty()) complain(render::problemOf(*snapshot, request.selection, request.from));
   if (request.show.format == Format::table && !selected.brokers.empty()) {
     complain(render::countOf(all, some));
   }

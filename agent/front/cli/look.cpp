@@ -61,13 +61,15 @@ std::shared_ptr<const model::Snapshot> take(const Request& request, model::Machi
 
 void remark(const model::Snapshot& snapshot, const Request& request, bool events) {
   static std::set<std::string> said;
-  const auto once = [](const std::string& sentence) {
-    if (said.insert(sentence).second) complain(sentence);
+  std::vector<std::string> unsaid;
+  const auto once = [&unsaid](const std::string& sentence) {
+    if (!sentence.empty() && said.insert(sentence).second) unsaid.push_back(sentence);
   };
   once(render::ignoredOf(snapshot, request.selection.owners));
   for (const auto& broker : model::selectBrokers(snapshot, request.selection).brokers) {
     once(render::cutOf(*broker, events));
   }
+  complainOfEach(unsaid, kChooseABroker);
 }
 
 void requireMachine(const Request& request, const std::string& what) {
@@ -76,10 +78,15 @@ void requireMachine(const Request& request, const std::string& what) {
              what + " the machine itself, and --from is one look in a file. Leave out --from"};
 }
 
+void report(const model::Snapshot& snapshot, const model::Snapshot& selected,
+            const Request& request) {
+  complain(render::problemOf(snapshot, request.selection, request.from));
+  reportProblems(selected);
+}
+
 model::Snapshot selected(const model::Snapshot& snapshot, const Request& request) {
   model::Snapshot selected = model::select(snapshot, request.selection);
-  complain(render::problemOf(snapshot, request.selection));
-  for (const auto& broker : selected.brokers) reportProblem(*broker);
+  report(snapshot, selected, request);
   return selected;
 }
 

@@ -34,7 +34,12 @@ void requireMachine(const Request& request, const std::string& what);
 // each segment once.
 model::Snapshot look(const Request& request);
 
-// The same of a snapshot that was taken, with each key file.
+// Says on standard error why the selection means nothing in the snapshot that was taken, and what
+// is wrong with the selected brokers.
+void report(const model::Snapshot& snapshot, const model::Snapshot& selected,
+            const Request& request);
+
+// The same as look() of a snapshot that was taken, with each key file.
 model::Snapshot selected(const model::Snapshot& snapshot, const Request& request);
 
 }  // namespace cli

@@ -31,12 +31,9 @@ model::View Looks::view(const model::FlowKnowledge& known) const {
   return model::viewOf(std::vector{looks_.back(), looks_.back()}, known);
 }
 
-ExitCode Looks::report() const {
+model::Snapshot Looks::report() const {
   remark(*last_, request_);
-  complain(render::problemOf(*last_, request_.selection));
-  const model::Snapshot selected = model::select(*last_, request_.selection);
-  for (const auto& broker : selected.brokers) reportProblem(*broker);
-  return exitCodeOf(selected);
+  return selected(*last_, request_);
 }
 
 }  // namespace cli

@@ -27,8 +27,8 @@ class Looks {
   // What happened between the last two looks; between one look and itself after the first.
   model::View view(const model::FlowKnowledge& known) const;
 
-  // Says on standard error what is wrong in the last look, and returns the code for that.
-  ExitCode report() const;
+  // Says on standard error what is wrong in the last look, and returns what is selected of it.
+  model::Snapshot report() const;
 
  private:
   const Request& request_;

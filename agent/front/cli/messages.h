@@ -4,6 +4,7 @@
 #define ZEB_AGENT_FRONT_CLI_MESSAGES_H
 
 #include <string>
+#include <vector>
 
 #include "agent/model/snapshot.h"
 
@@ -18,8 +19,16 @@ void say(const std::string& lines);
 // "broker NAME: PROBLEM", empty when there is none.
 std::string namedProblemOf(const model::SeenBroker& broker);
 
-// Says all that is wrong with a broker: the problem, and a line for each damaged place.
-void reportProblem(const model::SeenBroker& broker);
+// Complains of the first of so many things, and says how many more there are: `more` begins with
+// the word behind the number and ends with what to do.
+void complainOfEach(const std::vector<std::string>& sentences, const std::string& more);
+
+// For sentences that are about a broker each.
+extern const char kChooseABroker[];
+
+// Says all that is wrong with the first of the brokers that have a problem: the problem, and a line
+// for each damaged place. Of the others how many there are.
+void reportProblems(const model::Snapshot& selected);
 
 }  // namespace cli
 

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/render/metrics.h"
 
+#include <unistd.h>
+
 #include <chrono>
+#include <sstream>
 
 #include "agent/archive/replace_file.h"
 #include "agent/front/cli/commands.h"
@@ -15,6 +18,7 @@
 #include "agent/model/selection.h"
 #include "agent/render/values.h"
 #include "format/version.h"
+#include "text/printable.h"
 
 namespace cli {
 namespace {
@@ -53,6 +57,14 @@ std::shared_ptr<const model::Snapshot> takeFrom(const Request& request, MetricsS
   state.marks = collector.marks();
   std::erase_if(state.totals, [&state](const auto& of) { return !state.marks.contains(of.first); });
   return whole;
+}
+
+// For a terminal, which obeys what a label may hold. A scraper gets labels as they are.
+std::string inPrintableLines(const std::string& text) {
+  std::string lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines += text::printable(line) + "\n";
+  return lines;
 }
 
 }  // namespace
@@ -99,7 +111,7 @@ ExitCode runMetrics(const Request& request, Output& output) {
                        .events = counts ? &state.totals : nullptr},
                       request.metrics.options);
   if (request.metrics.textFile.empty()) {
-    output.write(text);
+    output.write(isatty(STDOUT_FILENO) != 0 ? inPrintableLines(text) : text);
   } else {
     replace(request.metrics.textFile, text, kForAllToRead);
   }

@@ -8,6 +8,8 @@
 #include <sstream>
 #include <utility>
 
+#include "agent/model/findings/kinds.h"
+#include "agent/model/findings/whereabouts.h"
 #include "agent/model/message_way.h"
 
 namespace cli {
@@ -125,6 +127,18 @@ void addPlacesHere(Options& options, Request& request) {
   addKeyFiles(options, request);
   addMostBytes(options, request);
   addOwners(options, request.selection.owners);
+}
+
+std::string optionsAgain(const Request& request) {
+  const model::Selection& selection = request.selection;
+  std::string options = model::optionsOf({.directory = request.directory, .file = request.from});
+  const auto add = [&options](const char* name, const std::string& value) {
+    if (!value.empty()) options += name + model::findings::quoted(value);
+  };
+  add(" --broker ", selection.broker);
+  add(" --group ", selection.group);
+  for (const std::uint32_t owner : selection.owners) add(" --owner ", std::to_string(owner));
+  return options;
 }
 
 void addStyle(Options& options, Request& request) {

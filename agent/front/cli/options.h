@@ -31,6 +31,10 @@ void addPlaces(Options& options, Request& request);
 // The same without --from, for what looks at this machine alone.
 void addPlacesHere(Options& options, Request& request);
 
+// For a command that its reader is told to type: the options that say what there is to look at, as
+// they were given here. Each has a blank before it, and is quoted for a shell.
+std::string optionsAgain(const Request& request);
+
 // --local and --color, for what shows times and tables.
 void addStyle(Options& options, Request& request);
 

@@ -136,7 +136,7 @@ ExitCode watch(const Request& request, Output& output,
   output.stopOnSignals();
   Looks looks(request);
   looks.take();
-  ExitCode code = looks.report();
+  const ExitCode code = exitCodeOfContents(looks.report());
   if (code == kNoBroker || code == kNoFile) return code;
   for (unsigned turn = 0; rates.count == 0 || turn < rates.count; ++turn) {
     if (!output.wait(static_cast<int>(rates.interval.count()))) return kDone;

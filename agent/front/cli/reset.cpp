@@ -10,6 +10,7 @@
 #include "agent/front/cli/save.h"
 #include "agent/front/cli/stop.h"
 #include "agent/front/cli/terminal.h"
+#include "agent/model/condition.h"
 #include "agent/model/selection.h"
 #include "agent/render/reset_screens.h"
 #include "agent/render/words.h"
@@ -74,6 +75,7 @@ std::string shown(const model::Snapshot& snapshot, const Results& results, const
 
 ExitCode codeOf(const model::RecordReset& record) {
   if (record.atZero()) return kDone;
+  if (record.outcome == model::ResetOutcome::noLock) return kNoFile;
   return record.outcome == model::ResetOutcome::noPermission ? kNoPermission : kFailed;
 }
 
@@ -112,9 +114,8 @@ ExitCode runReset(const Request& request, Output& output) {
   const auto snapshot =
       take(request, really ? model::MachineFacts::read : model::MachineFacts::leave);
   const model::Snapshot selected = model::select(*snapshot, request.selection);
-  complain(render::problemOf(*snapshot, request.selection));
-  for (const auto& broker : selected.brokers) reportProblem(*broker);
-  const auto plans = model::resetPlans(*snapshot, selected);
+  report(*snapshot, selected, request);
+  const auto plans = model::resetPlans(*snapshot, distinct(selected));
   const bool resets = really && !plans.empty();
   const std::string file = resets ? saved(plans, *snapshot, request) : "";
   const Results results = resets ? carriedOut(plans, *snapshot) : onlyPlanned(plans);

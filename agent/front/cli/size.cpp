@@ -133,7 +133,7 @@ ExitCode runSize(const Request& request, Output& output) {
   const model::Snapshot selected = look(request);
   output.write(
       shown(selected, request.from.empty() ? recordedGrowths() : render::Growths(), request.show));
-  return exitCodeOf(selected);
+  return exitCodeOfContents(selected);
 }
 
 }  // namespace cli

@@ -125,7 +125,7 @@ ExitCode runStats(const Request& request, Output& output) {
   if (rates) return runRates(wanted, output);
   const model::Snapshot selected = look(request);
   output.write(shown(selected, request.show));
-  return exitCodeOf(selected);
+  return exitCodeOfContents(selected);
 }
 
 }  // namespace cli

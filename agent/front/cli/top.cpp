@@ -126,7 +126,7 @@ void Session::run() {
 ExitCode runOnce(Seen& seen, const Request& request, Output& output) {
   output.stopOnSignals();
   seen.take();
-  const ExitCode code = seen.looks().report();
+  const ExitCode code = exitCodeOf(seen.looks().report());
   if (code == kNoBroker || code == kNoFile) return code;
   if (!chainFits(seen.content().view, request)) return kUsage;
   if (!output.wait(static_cast<int>(request.rates.interval.count()))) return kDone;

@@ -170,6 +170,7 @@ Watcher::Settings settingsOf(const Options& options) {
   return {.interval = options.interval,
           .version = layout::kVersion,
           .owners = options.scope.owners,
+          .directory = options.directory,
           .flows = options.flows};
 }
 

@@ -4,9 +4,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <concepts>
 #include <exception>
 
 #include "agent/model/condition.h"
+#include "agent/model/findings/kinds.h"
+#include "agent/model/findings/whereabouts.h"
 #include "agent/model/flow_view.h"
 #include "agent/model/lightened.h"
 
@@ -32,6 +35,10 @@ bool cantBeRead(const std::shared_ptr<const model::SeenBroker>& broker) {
   return state == State::noPermission || state == State::failed;
 }
 
+std::string brokers(std::integral auto number) {
+  return model::findings::counted(static_cast<std::uint64_t>(number), "broker", "brokers");
+}
+
 bool isCut(const std::shared_ptr<const model::SeenBroker>& broker) {
   return broker->cutStatistics() + broker->cutEvents() > 0;
 }
@@ -40,15 +47,16 @@ void addWhatWasSeen(const Seen& seen, std::vector<std::string>& degraded) {
   const model::Snapshot& now = seen.now();
   if (now.error != 0) degraded.push_back("the temporary directory can't be read");
   const auto unread = std::ranges::count_if(now.brokers, cantBeRead);
-  if (unread > 0) degraded.push_back(fmt::format("{} brokers can't be read by this user", unread));
+  if (unread > 0) degraded.push_back(brokers(unread) + " can't be read by this user");
   if (now.leftOut.tooMany > 0) {
-    degraded.push_back(
-        fmt::format("{} brokers are left out: allow more with --max-brokers", now.leftOut.tooMany));
+    degraded.push_back(fmt::format("{} {} left out: allow more with --max-brokers",
+                                   brokers(now.leftOut.tooMany),
+                                   now.leftOut.tooMany == 1 ? "is" : "are"));
   }
   const auto parts = std::ranges::count_if(now.brokers, isCut);
   if (parts > 0) {
-    degraded.push_back(
-        fmt::format("of {} brokers only a part was looked at: allow more with --max-total", parts));
+    degraded.push_back(fmt::format("of {} only a part was looked at: allow more with --max-total",
+                                   brokers(parts)));
   }
   if (!seen.findings.notChecked.empty()) {
     degraded.push_back("not all was checked: run sudo zebmon doctor");
@@ -178,6 +186,7 @@ void Watcher::turn() {
   tell(std::move(look));
   seen.findings = model::select(model::findingsOf(before(*now).get(), *now), *now,
                                 {.owners = settings_.owners});
+  model::complete(seen.findings, {.directory = settings_.directory});
   if (looks_.empty()) started_ = now->wall;
   looks_.push_back(now);
   // Older ones only tell what grew.

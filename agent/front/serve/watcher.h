@@ -56,6 +56,7 @@ class Watcher {
     Clock::duration interval = std::chrono::seconds(2);
     std::string version = {};                          // of the agent, for metrics
     std::vector<std::uint32_t> owners = {};            // whose findings are told; none: all
+    std::string directory = {};                        // of the key files, if one was named
     std::shared_ptr<const flowfile::File> flows = {};  // as Seen has it
   };
 

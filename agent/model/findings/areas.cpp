@@ -57,11 +57,11 @@ void addFill(const Broker& broker, const reader::Area& area, Findings& findings)
     finding.severity = Severity::critical;
   }
   if (lost > 0) finding.severity = Severity::critical;
-  finding.effect = full ? "nodes that are deployed now are not measured"
-                        : fmt::format("room for at most {} more, then none is measured",
-                                      counted(left(area) / layout::kSmallestNode, "node", "nodes"));
-  finding.remedy =
-      "write this line into zebpnode.cfg, stop all groups of the broker and start them again";
+  finding.effect =
+      full ? "nodes that are deployed now are measured, but nobody sees their figures"
+           : fmt::format("room for at most {} more; of those behind nobody sees figures",
+                         counted(left(area) / layout::kSmallestNode, "node", "nodes"));
+  finding.remedy = writeSizeLine();
   finding.command = sizeLine(std::uint64_t{2} * area.size);
   findings.found.push_back(std::move(finding));
 }

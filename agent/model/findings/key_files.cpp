@@ -17,14 +17,25 @@ using Broker = std::shared_ptr<const SeenBroker>;
 constexpr std::uint32_t kDeviceBits = 0xFFFF0000;  // of a key, with its project
 
 std::string listed(const std::set<std::int32_t>& processes) {
-  std::string list;
-  for (const std::int32_t id : processes) list += (list.empty() ? "" : ", ") + std::to_string(id);
-  return processes.empty() ? "none" : list;
+  return fmt::format("{}", fmt::join(processes, ", "));
 }
 
-bool isKnown(std::uint32_t key, const Looks& looks) {
-  return std::ranges::any_of(looks.now.brokers,
-                             [key](const Broker& broker) { return broker->segment.key == key; });
+// "42, 43 of broker BRK1; 7 of broker BRK2".
+std::string listed(const std::map<std::string, std::set<std::int32_t>>& byBroker) {
+  std::string list;
+  for (const auto& [broker, processes] : byBroker) {
+    list += (list.empty() ? "" : "; ") + listed(processes) + " of " + broker;
+  }
+  return list.empty() ? "none" : list;
+}
+
+// Null when no key file leads to it.
+Broker brokerOf(std::uint32_t key, const Looks& looks) {
+  if (key == 0) return nullptr;  // of private memory, and of a broker that can't be read
+  const auto& brokers = looks.now.brokers;
+  const auto found =
+      std::ranges::find(brokers, key, [](const Broker& broker) { return broker->segment.key; });
+  return found == brokers.end() ? nullptr : *found;
 }
 
 // Keys made in the directory of the key files have the same device in them.
@@ -39,7 +50,7 @@ bool isFromHere(std::uint32_t key, const Looks& looks) {
 
 // Processes by the segment that they have attached: those with a key file, and those without.
 struct Sides {
-  std::set<std::int32_t> known;
+  std::map<std::string, std::set<std::int32_t>> known;   // by the broker's name
   std::map<std::uint64_t, std::set<std::int32_t>> lost;  // by the segment's id
 };
 
@@ -48,8 +59,8 @@ Sides sidesOf(const Looks& looks) {
   for (const auto& [id, process] : looks.machine.processes) {
     if (!process.segments) continue;
     for (const reader::MappedSegment& segment : *process.segments) {
-      if (isKnown(segment.key, looks)) {
-        sides.known.insert(id);
+      if (const Broker broker = brokerOf(segment.key, looks)) {
+        sides.known[nameOf(*broker)].insert(id);
       } else if (isFromHere(segment.key, looks)) {
         sides.lost[segment.id].insert(id);
       }
@@ -67,16 +78,70 @@ void addReplaced(const Looks& looks, Findings& findings) {
     finding.severity = Severity::critical;
     finding.object = fmt::format("shared memory {}, whose key file is gone", segment);
     finding.evidence = fmt::format(
-        "{} {} {} it, and no key file in {} leads to it; processes with a key file: {}",
+        "{} {} {} it, and no key file in {} leads to it; those with a key file: {}",
         processes.size() == 1 ? "process" : "processes", listed(processes),
         processes.size() == 1 ? "uses" : "use", looks.now.directory, listed(sides.known));
     finding.effect =
         "their figures are not seen, and they and newer processes don't lock each other out";
     finding.remedy =
-        "restart all groups of the broker, and tell the cleaner of temporary files to leave key "
-        "files alone";
+        "restart all groups of the broker that these processes are of, and tell the cleaner of "
+        "temporary files to leave key files alone";
     finding.command = keepKeyFiles(looks.now.directory);
     findings.found.push_back(std::move(finding));
+  }
+}
+
+// The broker whose segment a living process has attached; null when it has none of a known one.
+Broker brokerOfProcess(std::int32_t id, const Looks& looks) {
+  const reader::Process* const process = looks.machine.find(id);
+  if (process == nullptr || !process->segments || looks.fateOf(id).fate != Fate::alive) return {};
+  for (const reader::MappedSegment& segment : *process->segments) {
+    if (Broker broker = brokerOf(segment.key, looks)) return broker;
+  }
+  return {};
+}
+
+// A lock that was there at both looks: one that was just made may have come between the list of
+// key files and that of the kernel.
+bool wasThere(const reader::Keyless& lock, const Looks& looks) {
+  const Machine* const before = looks.machineBefore();
+  return before != nullptr && before->keyless &&
+         std::ranges::any_of(before->keyless->objects, [&lock](const reader::Keyless& one) {
+           return one.kind == lock.kind && one.key == lock.key && one.id == lock.id;
+         });
+}
+
+Broker userOf(const reader::Keyless& lock, const Looks& looks) {
+  if (lock.kind != reader::Keyless::Kind::lock) return {};
+  Broker broker = brokerOfProcess(lock.lastProcess, looks);
+  return broker ? broker : brokerOfProcess(lock.firstProcess, looks);
+}
+
+void addReplacedLock(const reader::Keyless& lock, const Looks& looks, Findings& findings) {
+  const Broker broker = userOf(lock, looks);
+  if (!broker || !wasThere(lock, looks)) return;
+  Finding finding = of("keyfile.replaced", fmt::format("semaphore-{}", lock.id),
+                       fmt::format("a lock of {}, whose key file is gone", nameOf(*broker)));
+  finding.severity = Severity::critical;
+  finding.evidence = fmt::format(
+      "process {} of this broker uses semaphore {} and queue {}, and no key file in {} "
+      "leads to them",
+      brokerOfProcess(lock.lastProcess, looks) ? lock.lastProcess : lock.firstProcess, lock.id,
+      lock.queue, looks.now.directory);
+  finding.effect =
+      "processes that start now make another lock, and the two don't lock each other out";
+  finding.remedy =
+      "restart all groups of this broker, and tell the cleaner of temporary files to leave key "
+      "files alone";
+  finding.command = keepKeyFiles(looks.now.directory);
+  finding.broker = broker;
+  findings.found.push_back(std::move(finding));
+}
+
+void addReplacedLocks(const Looks& looks, Findings& findings) {
+  if (!looks.machine.keyless) return;
+  for (const reader::Keyless& lock : looks.machine.keyless->objects) {
+    addReplacedLock(lock, looks, findings);
   }
 }
 
@@ -100,12 +165,18 @@ void addSameKey(const Looks& looks, Findings& findings) {
   }
 }
 
+// One broker with several key files.
+bool isSame(const SeenBroker& one, const SeenBroker& other) {
+  return one.segment.key == other.segment.key ||
+         (!one.uuid().empty() && one.uuid() == other.uuid());
+}
+
 void addSameLabel(const Looks& looks, Findings& findings) {
   std::map<std::string, Broker> first;
   for (const Broker& broker : looks.now.brokers) {
     if (broker->label().empty()) continue;
     const auto [place, isNew] = first.try_emplace(broker->label(), broker);
-    if (isNew) continue;
+    if (isNew || isSame(*place->second, *broker)) continue;
     Finding finding;
     finding.id = "broker.same-label";
     finding.of = broker->segment.keyFile;
@@ -161,8 +232,16 @@ void addOwner(const reader::KeyFile& file, const char* object, std::uint32_t own
 
 }  // namespace
 
+bool mayBeReplaced(const Looks& looks) {
+  return looks.machine.keyless &&
+         std::ranges::any_of(looks.machine.keyless->objects, [&looks](const auto& object) {
+           return userOf(object, looks) != nullptr;
+         });
+}
+
 void addKeyFiles(const Looks& looks, Findings& findings) {
   addReplaced(looks, findings);
+  addReplacedLocks(looks, findings);
   addSameKey(looks, findings);
   addSameLabel(looks, findings);
   if (looks.machine.keyFiles.empty() && !looks.now.brokers.empty())

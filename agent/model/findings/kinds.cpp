@@ -87,13 +87,20 @@ std::string sizeLine(std::uint64_t bytes) {
   return fmt::format("{}={}", layout::kMemorySizeKey, std::min<std::uint64_t>(bytes, kLargestArea));
 }
 
+std::string writeSizeLine() {
+  const std::string path = layout::kConfigurationName;
+  return fmt::format("write this line into {}, stop all groups of the broker and start them again",
+                     path.substr(path.rfind('/') + 1));
+}
+
 std::string counted(std::uint64_t number, std::string_view one, std::string_view many) {
   return fmt::format("{} {}", number, number == 1 ? one : many);
 }
 
 std::string nameOf(const SeenBroker& broker) {
   const std::string label = broker.label();
-  return label.empty() ? "broker with uuid " + broker.uuid() : "broker " + label;
+  if (!label.empty()) return "broker " + label;
+  return broker.uuid().empty() ? "broker without a uuid" : "broker with uuid " + broker.uuid();
 }
 
 std::string nameOf(const Guarded& guarded) {

@@ -74,6 +74,9 @@ bool mayBeLeftOver(const reader::Lock& lock, const Looks& looks);
 // Whether somebody may be trying to store what can't fit, which a second look tells.
 bool mayBeTooLarge(const SeenBroker& broker, const Looks& looks);
 
+// Whether processes may use a lock whose key file is gone, which a second look tells for sure.
+bool mayBeReplaced(const Looks& looks);
+
 // Seconds since then by the wall clock, never below 0, whatever the clocks say; and as "4 min".
 std::int64_t secondsSince(reader::KernelTime then, const reader::Clocks& now);
 std::string age(reader::KernelTime then, const reader::Clocks& now);
@@ -82,8 +85,9 @@ std::string age(reader::KernelTime then, const reader::Clocks& now);
 std::string keepKeyFiles(const std::string& directory);
 
 // The line of the configuration that makes areas of so many bytes, or of the most that there can
-// be.
+// be; and what to do with it.
 std::string sizeLine(std::uint64_t bytes);
+std::string writeSizeLine();
 
 // "1 process", "3 processes".
 std::string counted(std::uint64_t number, std::string_view one, std::string_view many);

@@ -84,10 +84,8 @@ void addTooLarge(const Broker& broker, const Looks& looks, Findings& findings) {
   finding.effect =
       "its text is larger than the area: a message or a deployment waits without end, and texts of "
       "other events are lost";
-  finding.remedy = fmt::format(
-      "a text may have {} characters with its labels: shorten it, or write this line into "
-      "zebpnode.cfg, stop all groups of the broker and start them again",
-      longestText(area->size));
+  finding.remedy = fmt::format("a text may have {} characters with its labels: shorten it, or {}",
+                               longestText(area->size), writeSizeLine());
   finding.command = sizeLine(std::uint64_t{2} * area->size);
   findings.found.push_back(std::move(finding));
 }
@@ -167,10 +165,7 @@ void addMissed(const Broker& broker, const Looks& looks, Findings& findings) {
                                  turned ? "; all were overwritten between two looks" : "");
   finding.effect = fmt::format("readers that look less often than every {:.1f} s miss events",
                                std::max(*span, 0.1));
-  finding.remedy = fmt::format(
-      "to keep events for {:.0f} s, write this line into zebpnode.cfg, stop all groups of the "
-      "broker and start them again",
-      kKeep);
+  finding.remedy = fmt::format("to keep events for {:.0f} s, {}", kKeep, writeSizeLine());
   finding.command = sizeLine(needOf({.eventsPerSecond = perSecond, .keepSeconds = kKeep}).area);
   findings.found.push_back(std::move(finding));
 }

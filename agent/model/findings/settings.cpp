@@ -17,7 +17,7 @@ void add(const Trap& trap, const reader::Configuration& file, Findings& findings
   finding.of = fmt::format("{}:{}", file.path, trap.line);
   finding.severity = trap.kind == Trap::Kind::tooLarge ? Severity::critical : Severity::warning;
   finding.object = fmt::format("{}, line {}", file.path, trap.line);
-  finding.evidence = "it says: " + trap.raw;
+  finding.evidence = "it says: \"" + trap.raw + "\"";
   finding.effect = passedOver ? fmt::format("none: line {} decides", trap.decidedBy)
                               : "it doesn't do what it seems to: \"zebmon config\" tells why";
   finding.remedy = trap.kind == Trap::Kind::longerKey ? "write this line above it"

@@ -159,9 +159,9 @@ TEST(Health, NamesWhatIsDegradedAndNothingThatWasSeen) {
       "the last look failed: memory is short",
       "looks take long: there is one every 2.5 s, not 2.0",
       "the temporary directory can't be read",
-      "1 brokers can't be read by this user",
+      "1 broker can't be read by this user",
       "3 brokers are left out: allow more with --max-brokers",
-      "of 1 brokers only a part was looked at: allow more with --max-total",
+      "of 1 broker only a part was looked at: allow more with --max-total",
       "not all was checked: run sudo zebmon doctor"};
   EXPECT_EQ(expected, healthOf(progress, &seen, at(0)).degraded);
 }
