@@ -234,8 +234,13 @@ TEST(Differences, LocksThatAreHeldInOneLookAreTold) {
     machine.processes = {{7, process(7, false)}};
   });
   const std::string held = "held by process 7, which has ended";
-  EXPECT_EQ((Lines{"lock|came|/tmp/a.zebmutx|-|" + held}), differences(first, second));
-  EXPECT_EQ((Lines{"lock|went|/tmp/a.zebmutx|" + held + "|-"}), differences(second, first));
+  const std::string stuck = "critical: lock of something unknown";
+  EXPECT_EQ((Lines{"finding|came|lock.stuck:/tmp/a.zebmutx|-|" + stuck,
+                   "lock|came|/tmp/a.zebmutx|-|" + held}),
+            differences(first, second));
+  EXPECT_EQ((Lines{"finding|went|lock.stuck:/tmp/a.zebmutx|" + stuck + "|-",
+                   "lock|went|/tmp/a.zebmutx|" + held + "|-"}),
+            differences(second, first));
   EXPECT_EQ(Lines{}, differences(first, second, Of::sameRun, {.node = "*"}));
 }
 

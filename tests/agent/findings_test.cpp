@@ -208,10 +208,12 @@ TEST(Findings, ALockThatADeadProcessHoldsIsStuck) {
             finding->command);
 }
 
-TEST(Findings, OneLookTellsNoStuckLock) {
+TEST(Findings, OneLookTellsAStuckLockThatIsNotNew) {
   Made made;
   made.its().semaphore.value = 0;
   made.kill();
+  EXPECT_NE(nullptr, find(model::findingsOf(nullptr, made.snapshot()), "lock.stuck"));
+  made.its().semaphore.lastOperation = kNow - 4;
   const Findings findings = model::findingsOf(nullptr, made.snapshot());
   EXPECT_EQ(nullptr, find(findings, "lock"));
   ASSERT_EQ(1U, findings.notChecked.size());

@@ -13,8 +13,14 @@ using What = Guarded::What;
 
 constexpr std::chrono::seconds kLong(5);
 
-// Nobody took it and nobody gave it back between the two looks.
-bool unchanged(const reader::Lock* before, const reader::Lock& now) {
+bool isOld(const reader::Lock& lock, const Looks& looks) {
+  return secondsSince(lock.semaphore.lastUsed(), looks.machine.clocks) >= kLong.count();
+}
+
+// Nobody took it and nobody gave it back between the two looks; with one look, for some seconds.
+bool unchanged(const reader::Lock& now, const Looks& looks) {
+  if (!looks.two()) return isOld(now, looks);
+  const reader::Lock* const before = looks.before(now);
   return before != nullptr && isHeld(before->semaphore) &&
          before->semaphore.id == now.semaphore.id &&
          before->semaphore.lastProcess == now.semaphore.lastProcess &&
@@ -135,7 +141,7 @@ void addHeld(const reader::Lock& lock, const Looks& looks, Findings& findings) {
   finding.broker = guarded.broker;
   finding.owner = lock.file.owner;
   if (verdict.gone()) return addStuck(std::move(finding), guarded, findings);
-  if (secondsSince(lock.semaphore.lastUsed(), looks.machine.clocks) < kLong.count()) return;
+  if (!isOld(lock, looks)) return;
   if (verdict.fate == Fate::alive) return addLive(std::move(finding), lock, looks, findings);
   addUnknown(std::move(finding), verdict, findings);
 }
@@ -149,9 +155,11 @@ void addLocks(const Looks& looks, Findings& findings) {
   for (const reader::Lock& lock : list.locks) {
     refused += lock.semaphore.presence == reader::Presence::refused;
     if (!isHeld(lock.semaphore)) continue;
-    heldOnce += !looks.two();
-    if (!unchanged(looks.before(lock), lock)) continue;
-    addHeld(lock, looks, findings);
+    if (unchanged(lock, looks)) {
+      addHeld(lock, looks, findings);
+    } else {
+      heldOnce += !looks.two();
+    }
   }
   if (heldOnce > 0) {
     findings.leaveUnchecked("lock", counted(heldOnce, "held lock", "held locks") +

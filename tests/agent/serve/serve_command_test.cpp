@@ -232,7 +232,7 @@ TEST(ZebmonServe, LooksAtAsManyBrokersAsItIsAllowedTo) {
   const LiveSegment one("1-2-3", image::segment({image::ordersBlock()}));
   const LiveSegment other("1-2-4", image::segment({image::ordersBlock()}));
   Serving few({"--max-brokers", "1"});
-  EXPECT_TRUE(contains(few.get("/healthz"), "1 brokers are left out: allow more with"));
+  EXPECT_TRUE(contains(few.get("/healthz"), "1 broker is left out: allow more with"));
   const json seen = json::parse(bodyIn(few.get("/api/v1/brokers")));
   EXPECT_EQ(1U, seen["brokers"].size());
   EXPECT_EQ(1, seen["leftOut"]["tooMany"]);
