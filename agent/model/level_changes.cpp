@@ -31,9 +31,9 @@ double median(std::span<const double> values) {
   return medianOf(copy);
 }
 
-// How far values are from their median: as a standard deviation, whatever a few of them are. The
-// median of distances only tells which those are: by itself it needs three times as many values to
-// be as sure.
+// The standard deviation of values around their median. Distances beyond some medians of them count
+// as those, so that a few wild values change little. The median of distances alone would need three
+// times as many values to be as sure.
 double spread(std::span<const double> values) {
   constexpr double kCut = 0.995;  // what is left of the variance, if normal
   std::vector<double> distances(values.begin(), values.end());

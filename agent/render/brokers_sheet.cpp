@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fmt/format.h>
+
+#include <algorithm>
+
 #include "agent/render/screens.h"
 #include "agent/render/words.h"
 
@@ -13,13 +17,27 @@ Tone toneOf(Condition condition) {
   return stopped ? Tone::warning : Tone::critical;
 }
 
-void addCounts(std::vector<Cell>& cells, const model::SeenBroker& broker) {
+// How many there are, and how many of them have a dead process.
+Cell groupsCell(const reader::Broker& tree, const model::Machine* machine) {
+  const auto dead = std::ranges::count_if(tree.executionGroups, [machine](const auto& group) {
+    const auto* process = machine == nullptr ? nullptr : machine->find(group.processId);
+    return process != nullptr && !process->exists.value_or(true);
+  });
+  Cell cell(tree.executionGroups.size());
+  if (dead == 0) return cell;
+  cell.brief = fmt::format("{}: {} dead", tree.executionGroups.size(), dead);
+  cell.tone = Tone::critical;
+  return cell;
+}
+
+void addCounts(std::vector<Cell>& cells, const model::SeenBroker& broker,
+               const model::Machine* machine) {
   if (!broker.tree) {
     cells.resize(cells.size() + 3);
     return;
   }
   const model::Counts counts = model::countsOf(*broker.tree);
-  cells.insert(cells.end(), {counts.groups, counts.flows, counts.nodes});
+  cells.insert(cells.end(), {groupsCell(*broker.tree, machine), counts.flows, counts.nodes});
 }
 
 Cell fillOf(const model::SeenBroker& broker, const char* area) {
@@ -44,7 +62,7 @@ Row rowOf(const model::SeenBroker& broker, const model::Snapshot& snapshot) {
   Row row{{},
           {broker.tree ? Cell(broker.label()) : Cell(), broker.uuid(),
            Cell(nameOf(condition), toneOf(condition))}};
-  addCounts(row.cells, broker);
+  addCounts(row.cells, broker, snapshot.machine.get());
   for (const char* area : {reader::kStatistics, reader::kEventTemplates, reader::kEventData}) {
     row.cells.push_back(fillOf(broker, area));
   }
@@ -70,7 +88,7 @@ std::vector<Column> brokersColumns() {
       {.name = "label", .title = "broker", .yields = 30, .least = 16},
       {.name = "uuid", .title = "uuid", .yields = 90, .least = 8},
       {.name = "state", .title = "state"},
-      {.name = "executionGroupCount", .title = "groups", .right = true, .yields = 60},
+      {.name = "executionGroupCount", .title = "groups", .right = true, .yields = 8},
       {.name = "messageFlowCount", .title = "flows", .right = true, .yields = 50},
       {.name = "nodeCount", .title = "nodes", .right = true, .yields = 5},
       fill("statisticsPercent", "stats", 0),

@@ -360,6 +360,9 @@ TEST(ZebmonBrokers, TwoKeyFilesOfOneSegmentAreSaidAndShownOnceByTheOthers) {
   EXPECT_EQ("sameSegment", document["oddities"].at(0)["kind"]);
   EXPECT_TRUE(contains(brokers.errors, "/tmp/other.zebcshme leads to the same shared memory"));
   EXPECT_EQ(1U, json::parse(run({"stats", "--format", "json"}).out)["brokers"].size());
+  EXPECT_TRUE(run({"check", "area=90%"}).out.starts_with("OK: 1 of 1 "));
+  const Result plan = run({"reset", "--format", "csv", "--no-header", "--columns", "node"});
+  EXPECT_EQ("Reserve\n", plan.out);
   std::filesystem::remove("/tmp/other.zebcshme");
 }
 

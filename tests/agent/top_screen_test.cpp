@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "agent/render/screens.h"
 #include "agent/render/top/state.h"
 #include "tests/agent/top_content.h"
 #include "text/printable.h"
@@ -304,6 +305,7 @@ TEST(TopScreen, DeadGroupsAreCounted) {
   look->machine = facts;
   content.view.after = look;
   expectPart(screenText(content), "2: 1 dead");
+  expectPart(render::tableOf(render::brokersSheet(*look), {.width = 80}), "2: 1 dead");
 }
 
 TEST(TopScreen, ShowsOnlyWhatIsSelected) {

@@ -34,22 +34,6 @@ bool isFirst(const Content& content) {
   return content.view.interval.count() <= 0;
 }
 
-// "2 alive", or how many of them.
-render::Cell groupsCell(const model::SeenBroker& broker, const model::Machine* machine) {
-  if (!broker.tree) return {};
-  std::size_t dead = 0;
-  for (const auto& group : broker.tree->executionGroups) {
-    const auto* process = machine == nullptr ? nullptr : machine->find(group.processId);
-    if (process != nullptr && !process->exists.value_or(true)) ++dead;
-  }
-  const std::size_t count = broker.tree->executionGroups.size();
-  render::Cell cell(count);
-  if (dead == 0) return cell;
-  cell.brief = fmt::format("{}: {} dead", count, dead);
-  cell.tone = render::Tone::critical;
-  return cell;
-}
-
 std::size_t columnNamed(const std::string& name, const render::Sheet& sheet) {
   const auto found = std::ranges::find(sheet.columns, name, &render::Column::name);
   return static_cast<std::size_t>(found - sheet.columns.begin());
@@ -57,15 +41,9 @@ std::size_t columnNamed(const std::string& name, const render::Sheet& sheet) {
 
 // The table of "brokers" with one line of titles.
 render::Sheet sheetOf(const model::Snapshot& look) {
-  constexpr int kImportant = 8;
   render::Sheet sheet = render::brokersSheet(look);
   for (render::Column& column : sheet.columns) column.group.clear();
   sheet.columns[columnNamed("uuid", sheet)].place = render::Column::Place::extra;
-  const std::size_t groups = columnNamed("executionGroupCount", sheet);
-  sheet.columns[groups].yields = kImportant;
-  for (std::size_t i = 0; i < look.brokers.size(); ++i) {
-    sheet.rows[i].cells[groups] = groupsCell(*look.brokers[i], look.machine.get());
-  }
   const std::size_t state = columnNamed("state", sheet);
   std::ranges::stable_partition(sheet.rows, [state](const render::Row& row) {
     return row.cells[state].tone != render::Tone::plain;
