@@ -5,8 +5,9 @@
 
 namespace setup {
 
-// While it exists, no other process changes the installation: it waits for those that do. Whoever
-// has no right to wait in this queue has none to change anything either, and goes on.
+// The lock of the installation, held as long as it exists. The constructor waits for a process that
+// holds it. A process that may not make the lock's file goes on without: it may change nothing else
+// either.
 class Turn {
  public:
   Turn();

@@ -24,11 +24,11 @@ Level levelOf(const Check& check, double value) {
 }
 
 Reading known(const Check& check, std::string object, double value, Why why = Why::none) {
-  return {check, levelOf(check, value), std::move(object), value, why, {}};
+  return {check, levelOf(check, value), std::move(object), value, why};
 }
 
 Reading unknown(const Check& check, std::string object, Why why) {
-  return {check, Level::unknown, std::move(object), {}, why, {}};
+  return {check, Level::unknown, std::move(object), {}, why};
 }
 
 // Why nothing can be told of a broker; none when it can.
@@ -206,7 +206,7 @@ Reading Examination::queuedOf(const FlowGrowth& flow) const {
     if (queued) worst = std::max(worst.value_or(0), *queued);
   }
   if (worst) return known(check_, flow.flow, *worst / kMillisecondsASecond);
-  return {check_, Level::ok, flow.flow, {}, Why::neverCounted, {}};
+  return {check_, Level::ok, flow.flow, {}, Why::neverCounted};
 }
 
 bool isEventOf(const reader::Event& event, const FlowGrowth& flow) {
@@ -222,12 +222,12 @@ bool isEventOf(const reader::Event& event, const FlowGrowth& flow) {
 Reading Examination::failedOf(const SeenBroker& broker, const FlowGrowth& flow) const {
   if (input_.before == nullptr || earlier(broker) == nullptr) {
     if (!input_.keepsState) return unknown(check_, flow.flow, Why::needsState);
-    return {check_, Level::ok, flow.flow, {}, Why::firstRun, {}};
+    return {check_, Level::ok, flow.flow, {}, Why::firstRun};
   }
   std::int64_t messages = 0;
   for (const NodeGrowth& node : flow.nodes) {
     if (!isInput(node)) continue;
-    if (node.change == Change::reset) return {check_, Level::ok, flow.flow, {}, Why::reset, {}};
+    if (node.change == Change::reset) return {check_, Level::ok, flow.flow, {}, Why::reset};
     if (!node.growth.messages || __builtin_add_overflow(messages, *node.growth.messages, &messages))
       return unknown(check_, flow.flow, Why::unreadable);
   }
@@ -240,7 +240,7 @@ Reading Examination::failedOf(const SeenBroker& broker, const FlowGrowth& flow) 
   const auto failed = std::ranges::count_if(fresh.events, [&](const reader::Event& event) {
     return event.kind() == reader::EventKind::exception && isEventOf(event, flow);
   });
-  if (messages == 0) return {check_, Level::ok, flow.flow, {}, Why::neverCounted, {}};
+  if (messages == 0) return {check_, Level::ok, flow.flow, {}, Why::neverCounted};
   const double share = 100.0 * static_cast<double>(failed) / static_cast<double>(messages);
   return known(check_, flow.flow, std::min(share, 100.0), fresh.missed ? Why::missed : Why::none);
 }

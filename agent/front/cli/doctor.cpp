@@ -35,10 +35,6 @@ struct Examined {
   Findings elsewhere;  // of what isn't selected too, where a named broker is not there
 };
 
-model::Whereabouts whereaboutsOf(const Request& request) {
-  return {.directory = request.directory, .file = request.from};
-}
-
 // False when nobody takes the output any more.
 bool waitFor(std::chrono::milliseconds time, Output& output) {
   const auto end = std::chrono::steady_clock::now() + time;
@@ -59,9 +55,13 @@ void keepOnly(const std::vector<std::string>& wanted, Findings& findings) {
 
 // How long the room of an area that is nearly full will last.
 void addForecasts(Findings& findings) {
+  const auto needsOne = [](const model::Finding& finding) {
+    return finding.id == "area.nearly-full" && finding.broker;
+  };
+  if (std::ranges::none_of(findings.found, needsOne)) return;
   const render::Growths growths = recordedGrowths();
   for (model::Finding& finding : findings.found) {
-    if (finding.id != "area.nearly-full" || !finding.broker) continue;
+    if (!needsOne(finding)) continue;
     const auto growth = growths.find(finding.broker->uuid());
     if (growth == growths.end()) continue;
     finding.evidence += "; by the history, " + render::forecastText(growth->second);

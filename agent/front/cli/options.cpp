@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "agent/model/findings/kinds.h"
-#include "agent/model/findings/whereabouts.h"
 #include "agent/model/message_way.h"
 
 namespace cli {
@@ -129,9 +128,13 @@ void addPlacesHere(Options& options, Request& request) {
   addOwners(options, request.selection.owners);
 }
 
+model::Whereabouts whereaboutsOf(const Request& request) {
+  return {.directory = request.directory, .file = request.from};
+}
+
 std::string optionsAgain(const Request& request) {
   const model::Selection& selection = request.selection;
-  std::string options = model::optionsOf({.directory = request.directory, .file = request.from});
+  std::string options = model::optionsOf(whereaboutsOf(request));
   const auto add = [&options](const char* name, const std::string& value) {
     if (!value.empty()) options += name + model::findings::quoted(value);
   };

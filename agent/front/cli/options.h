@@ -9,6 +9,7 @@
 
 #include "agent/front/cli/parser.h"
 #include "agent/front/cli/request.h"
+#include "agent/model/findings/whereabouts.h"
 #include "agent/render/sheet.h"
 
 namespace cli {
@@ -30,6 +31,9 @@ void addPlaces(Options& options, Request& request);
 
 // The same without --from, for what looks at this machine alone.
 void addPlacesHere(Options& options, Request& request);
+
+// Where the command line says to look.
+model::Whereabouts whereaboutsOf(const Request& request);
 
 // For a command that its reader is told to type: the options that say what there is to look at, as
 // they were given here. Each has a blank before it, and is quoted for a shell.

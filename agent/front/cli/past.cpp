@@ -170,16 +170,16 @@ void Past::reportGaps() const {
   }
 }
 
-std::shared_ptr<const model::Snapshot> Past::areas() const {
+std::shared_ptr<const model::Snapshot> Past::areas(const render::Growths& growths) const {
   auto snapshot = std::make_shared<model::Snapshot>(atLastLook(*this));
   for (const history::KnownBroker& broker : brokers()) {
     auto seen =
         std::make_shared<model::SeenBroker>(*reader_->last(broker).looks.back()->brokers.front());
-    if (const auto growth = reader_->growth(broker)) {
+    if (const auto growth = growths.find(broker.uuid); growth != growths.end()) {
       reader::Area& area = seen->segment.copy.areas.emplace_back();
       area.name = reader::kStatistics;
-      area.size = static_cast<std::uint32_t>(growth->size);
-      area.last = static_cast<std::uint32_t>(growth->used);
+      area.size = static_cast<std::uint32_t>(growth->second.size);
+      area.last = static_cast<std::uint32_t>(growth->second.used);
     }
     snapshot->brokers.push_back(std::move(seen));
   }

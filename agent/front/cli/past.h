@@ -57,9 +57,11 @@ class Past {
   // Says so on standard error.
   void reportGaps() const;
 
-  // The brokers at their last looks, each with its area of nodes, where that was recorded.
-  std::shared_ptr<const model::Snapshot> areas() const;
+  // How the brokers' areas of nodes filled up, where that was recorded.
   render::Growths growths() const;
+
+  // The brokers at their last looks, each with its area of nodes as it was at the end of these.
+  std::shared_ptr<const model::Snapshot> areas(const render::Growths& growths) const;
 
   std::vector<model::PastFinding> findings() const;
   std::vector<model::PastChange> changes(const model::Period& period,

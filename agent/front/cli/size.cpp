@@ -83,8 +83,8 @@ std::string shown(const model::Snapshot& selected, const render::Growths& growth
 }
 
 ExitCode showPast(const Past& past, const Request& request, Output& output) {
-  const auto areas = past.areas();
   const render::Growths growths = past.growths();
+  const auto areas = past.areas(growths);
   for (const auto& broker : areas->brokers) {
     if (growths.contains(broker->uuid())) continue;
     complain("the history doesn't tell how full the areas of " + render::nameOf(*broker) +

@@ -410,23 +410,20 @@ std::shared_ptr<const model::SeenBroker> Reader::events(const KnownBroker& broke
 std::optional<model::AreaGrowth> Reader::growth(const KnownBroker& broker) const {
   if (version_ < kAreaUseVersion) return std::nullopt;
   const std::int64_t begin = broker.lastLook - kForecastMs;
-  auto last = database_.prepare(
-      "SELECT size_bytes, used_bytes FROM area_use WHERE broker = ? ORDER BY hour DESC LIMIT 1");
+  const auto last = lastAreaUse(database_, broker.id);
   auto first = database_.prepare(
       "SELECT hour * 3600000, used_bytes FROM area_use WHERE broker = ?1 AND hour >= coalesce("
       "(SELECT max(hour) FROM area_use WHERE broker = ?1 AND hour < ?2), ?2) ORDER BY hour LIMIT "
       "1");
-  if (!last.with(broker.id).step() || !first.with(broker.id, begin / kHourMs).step()) {
-    return std::nullopt;
-  }
+  if (!last || !first.with(broker.id, begin / kHourMs).step()) return std::nullopt;
   const auto bytes = [](std::int64_t stored) {
     return static_cast<std::uint64_t>(std::max<std::int64_t>(0, stored));
   };
   return model::AreaGrowth{.from = std::max(begin, first.integer(0)),
                            .until = broker.lastLook,
                            .before = bytes(first.integer(1)),
-                           .used = bytes(last.integer(1)),
-                           .size = bytes(last.integer(0))};
+                           .used = bytes(last->used),
+                           .size = bytes(last->size)};
 }
 
 std::vector<KnownGap> Reader::gaps(const KnownBroker& broker, const Period& period) const {

@@ -245,6 +245,13 @@ Database openToRead(const std::string& path) {
   return {path, still ? Database::Mode::immutable : Database::Mode::read};
 }
 
+std::optional<AreaUse> lastAreaUse(const Database& database, std::int64_t broker) {
+  auto row = database.prepare(
+      "SELECT size_bytes, used_bytes FROM area_use WHERE broker = ? ORDER BY hour DESC LIMIT 1");
+  if (!row.with(broker).step()) return std::nullopt;
+  return AreaUse{row.integer(0), row.integer(1)};
+}
+
 std::vector<model::Mark> marksOf(const Database& database, std::int64_t broker,
                                  const model::Period& period) {
   auto rows = database.prepare(

@@ -85,6 +85,17 @@ std::optional<std::int64_t> findBroker(const Database& database, const std::stri
 std::vector<model::Mark> marksOf(const Database& database, std::int64_t broker,
                                  const model::Period& period);
 
+// How full the area of nodes was, in bytes.
+struct AreaUse {
+  std::int64_t size = 0;
+  std::int64_t used = 0;
+  bool operator==(const AreaUse&) const = default;
+};
+
+// As it was last recorded of a broker; nothing when it never was. The tables are those of
+// kAreaUseVersion or later. Throws Failure.
+std::optional<AreaUse> lastAreaUse(const Database& database, std::int64_t broker);
+
 // How long a step is when there may be so many of them.
 std::int64_t stepFor(std::int64_t seconds, std::int64_t points);
 

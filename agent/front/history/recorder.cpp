@@ -120,17 +120,11 @@ void Recorder::load() {
     known.present = rows.integer(4);
     known.segment = rows.integer(5);
     known.reset = rows.number(6);
-    loadUse(known);
+    known.use = lastAreaUse(database_, known.id).value_or(AreaUse());
     loadCounts(known);
   }
   rows = database_.prepare("SELECT key, id FROM finding WHERE end_ms IS NULL");
   while (rows.step()) findings_[rows.text(0)] = rows.integer(1);
-}
-
-void Recorder::loadUse(Known& known) {
-  auto row = database_.prepare(
-      "SELECT size_bytes, used_bytes FROM area_use WHERE broker = ? ORDER BY hour DESC LIMIT 1");
-  if (row.with(known.id).step()) known.use = {row.integer(0), row.integer(1)};
 }
 
 void Recorder::loadCounts(Known& known) {

@@ -18,6 +18,7 @@
 #include "agent/front/history/moment.h"
 #include "agent/front/history/names.h"
 #include "agent/front/history/parts.h"
+#include "agent/front/history/reading.h"
 #include "agent/model/findings.h"
 #include "agent/model/follower.h"
 #include "agent/model/snapshot.h"
@@ -66,13 +67,6 @@ class Recorder {
   std::int64_t used() const;
 
  private:
-  // How full the area of nodes is, in bytes.
-  struct AreaUse {
-    std::int64_t size = 0;
-    std::int64_t used = 0;
-    bool operator==(const AreaUse&) const = default;
-  };
-
   // A broker as the last look found it.
   struct Known {
     std::int64_t id = 0;
@@ -94,7 +88,6 @@ class Recorder {
   };
 
   void load();
-  void loadUse(Known& known);
   void loadCounts(Known& known);
   void write(const Sight& sight);
   void seeClock();

@@ -69,25 +69,28 @@ Sides sidesOf(const Looks& looks) {
   return sides;
 }
 
+// Adds what nothing but a restart mends.
+void addRestart(Finding finding, const char* groups, const Looks& looks, Findings& findings) {
+  finding.severity = Severity::critical;
+  finding.remedy = fmt::format(
+      "restart all groups of {}, and tell the cleaner of temporary files to leave key files alone",
+      groups);
+  finding.command = keepKeyFiles(looks.now.directory);
+  findings.found.push_back(std::move(finding));
+}
+
 void addReplaced(const Looks& looks, Findings& findings) {
   const Sides sides = sidesOf(looks);
   for (const auto& [segment, processes] : sides.lost) {
-    Finding finding;
-    finding.id = "keyfile.replaced";
-    finding.of = std::to_string(segment);
-    finding.severity = Severity::critical;
-    finding.object = fmt::format("shared memory {}, whose key file is gone", segment);
+    Finding finding = of("keyfile.replaced", std::to_string(segment),
+                         fmt::format("shared memory {}, whose key file is gone", segment));
     finding.evidence = fmt::format(
         "{} {} {} it, and no key file in {} leads to it; those with a key file: {}",
         processes.size() == 1 ? "process" : "processes", listed(processes),
         processes.size() == 1 ? "uses" : "use", looks.now.directory, listed(sides.known));
     finding.effect =
         "their figures are not seen, and they and newer processes don't lock each other out";
-    finding.remedy =
-        "restart all groups of the broker that these processes are of, and tell the cleaner of "
-        "temporary files to leave key files alone";
-    finding.command = keepKeyFiles(looks.now.directory);
-    findings.found.push_back(std::move(finding));
+    addRestart(std::move(finding), "the broker that these processes are of", looks, findings);
   }
 }
 
@@ -111,31 +114,33 @@ bool wasThere(const reader::Keyless& lock, const Looks& looks) {
          });
 }
 
-Broker userOf(const reader::Keyless& lock, const Looks& looks) {
+struct User {
+  std::int32_t process = 0;
+  Broker broker = {};
+};
+
+// Without a broker when no living process of a known one is seen to use the lock.
+User userOf(const reader::Keyless& lock, const Looks& looks) {
   if (lock.kind != reader::Keyless::Kind::lock) return {};
-  Broker broker = brokerOfProcess(lock.lastProcess, looks);
-  return broker ? broker : brokerOfProcess(lock.firstProcess, looks);
+  for (const std::int32_t process : {lock.lastProcess, lock.firstProcess}) {
+    if (Broker broker = brokerOfProcess(process, looks)) return {process, std::move(broker)};
+  }
+  return {};
 }
 
 void addReplacedLock(const reader::Keyless& lock, const Looks& looks, Findings& findings) {
-  const Broker broker = userOf(lock, looks);
+  const auto [process, broker] = userOf(lock, looks);
   if (!broker || !wasThere(lock, looks)) return;
   Finding finding = of("keyfile.replaced", fmt::format("semaphore-{}", lock.id),
                        fmt::format("a lock of {}, whose key file is gone", nameOf(*broker)));
-  finding.severity = Severity::critical;
   finding.evidence = fmt::format(
       "process {} of this broker uses semaphore {} and queue {}, and no key file in {} "
       "leads to them",
-      brokerOfProcess(lock.lastProcess, looks) ? lock.lastProcess : lock.firstProcess, lock.id,
-      lock.queue, looks.now.directory);
+      process, lock.id, lock.queue, looks.now.directory);
   finding.effect =
       "processes that start now make another lock, and the two don't lock each other out";
-  finding.remedy =
-      "restart all groups of this broker, and tell the cleaner of temporary files to leave key "
-      "files alone";
-  finding.command = keepKeyFiles(looks.now.directory);
   finding.broker = broker;
-  findings.found.push_back(std::move(finding));
+  addRestart(std::move(finding), "this broker", looks, findings);
 }
 
 void addReplacedLocks(const Looks& looks, Findings& findings) {
@@ -235,7 +240,7 @@ void addOwner(const reader::KeyFile& file, const char* object, std::uint32_t own
 bool mayBeReplaced(const Looks& looks) {
   return looks.machine.keyless &&
          std::ranges::any_of(looks.machine.keyless->objects, [&looks](const auto& object) {
-           return userOf(object, looks) != nullptr;
+           return userOf(object, looks).broker != nullptr;
          });
 }
 
