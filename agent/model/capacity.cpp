@@ -100,18 +100,27 @@ std::uint64_t roomFor(const NewNode& node, const reader::Area& statistics) {
 }
 
 std::uint64_t largestNode(const SeenBroker& broker) {
+  return largestNewNode(broker).units;
+}
+
+NewNode largestNewNode(const SeenBroker& broker) {
   constexpr std::uint64_t kUsual = 16;
-  if (!broker.tree) return kUsual;
-  std::uint64_t units = 0;
-  for (const auto& group : broker.tree->executionGroups) {
+  NewNode largest;
+  const auto grow = [](std::uint64_t& most, std::uint64_t units) { most = std::max(most, units); };
+  static const reader::Broker kNone;
+  for (const auto& group : (broker.tree ? *broker.tree : kNone).executionGroups) {
+    grow(largest.groupUnits, flowfile::unitsOf(group.label));
     for (const auto& flow : group.messageFlows) {
+      grow(largest.flowUnits, flowfile::unitsOf(flow.label));
       for (const auto& node : flow.nodes) {
-        units =
-            std::max(units, flowfile::unitsOf(node.label) + flowfile::unitsOf(node.subFlowName));
+        grow(largest.units, flowfile::unitsOf(node.label) + flowfile::unitsOf(node.subFlowName));
       }
     }
   }
-  return units == 0 ? kUsual : units;
+  for (std::uint64_t* units : {&largest.units, &largest.flowUnits, &largest.groupUnits}) {
+    if (*units == 0) *units = kUsual;
+  }
+  return largest;
 }
 
 std::uint64_t longestText(std::uint32_t area) {

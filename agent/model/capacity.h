@@ -32,6 +32,9 @@ std::uint64_t roomFor(const NewNode& node, const reader::Area& statistics);
 // Units of label and sub-flow name of the largest node that the broker has; 16 when it has none.
 std::uint64_t largestNode(const SeenBroker& broker);
 
+// A node like that, in a flow and a group whose labels are as long as the longest there.
+NewNode largestNewNode(const SeenBroker& broker);
+
 // Units of the longest text that an event template in an area of that size can have, its group's,
 // flow's and node's labels included. A longer one would be tried again without end.
 std::uint64_t longestText(std::uint32_t area);

@@ -16,14 +16,22 @@ constexpr std::int64_t kMs = 1000;  // in a second
 // What still fits into an area. Only one of the three counts for each.
 struct Room {
   std::uint64_t nodes = 0;
-  std::uint64_t units = 0;   // of the label and sub-flow name of each node
-  std::uint64_t text = 0;    // the longest, in characters
-  std::uint64_t events = 0;  // at a time
+  std::uint64_t inNewFlow = 0;   // nodes, where the flow comes with them
+  std::uint64_t inNewGroup = 0;  // where the group does too
+  model::NewNode node;           // each
+  std::uint64_t text = 0;        // the longest, in characters
+  std::uint64_t events = 0;      // at a time
 };
 
-Room roomIn(const reader::Area& area, std::uint64_t units) {
-  return {.nodes = model::roomFor({.units = units}, area),
-          .units = units,
+Room roomIn(const reader::Area& area, const model::NewNode& node) {
+  model::NewNode inNewFlow = node;
+  inNewFlow.newFlow = true;
+  model::NewNode inNewGroup = node;
+  inNewGroup.newGroup = true;
+  return {.nodes = model::roomFor(node, area),
+          .inNewFlow = model::roomFor(inNewFlow, area),
+          .inNewGroup = model::roomFor(inNewGroup, area),
+          .node = node,
           .text = model::longestText(area.size),
           .events = model::eventsIn(area.size)};
 }
@@ -31,7 +39,7 @@ Room roomIn(const reader::Area& area, std::uint64_t units) {
 std::string roomText(const reader::Area& area, const Room& room) {
   if (area.name == reader::kStatistics) {
     return fmt::format("{} more node{} of {} characters", room.nodes, room.nodes == 1 ? "" : "s",
-                       room.units);
+                       room.node.units);
   }
   if (area.name == reader::kEventTemplates) {
     return fmt::format("texts up to {} characters", room.text);
@@ -62,7 +70,7 @@ Json forecastOf(const model::AreaGrowth& growth) {
 }
 
 Row rowOf(const model::SeenBroker& broker, const reader::Area& area) {
-  const Room room = roomIn(area, model::largestNode(broker));
+  const Room room = roomIn(area, model::largestNewNode(broker));
   const bool full = area.name == reader::kStatistics && room.nodes == 0;
   return {"Broker " + nameOf(broker),
           {nameOf(broker), area.name, area.size, area.last, fillOf(area),
@@ -90,6 +98,19 @@ Sheet fillSheet(const model::Snapshot& snapshot) {
     for (const reader::Area* area : areasOf(*broker)) sheet.rows.push_back(rowOf(*broker, *area));
   }
   return sheet;
+}
+
+std::string roomLines(const model::Snapshot& snapshot, std::optional<std::size_t> width) {
+  std::string lines;
+  for (const auto& broker : snapshot.brokers) {
+    const reader::Area* const area = broker->segment.copy.find(reader::kStatistics);
+    if (area == nullptr) continue;
+    const Room room = roomIn(*area, model::largestNewNode(*broker));
+    lines += inLines(fmt::format("{}: of these nodes, {} fit in a new flow and {} in a new group.",
+                                 nameOf(*broker), room.inNewFlow, room.inNewGroup),
+                     width);
+  }
+  return lines;
 }
 
 std::string forecastText(const model::AreaGrowth& growth) {
@@ -125,14 +146,18 @@ Json fillDocument(const model::Snapshot& snapshot, const Growths& growths) {
     Json areas = Json::array();
     for (const reader::Area* its : areasOf(*broker)) {
       const reader::Area& area = *its;
-      const Room room = roomIn(area, model::largestNode(*broker));
+      const Room room = roomIn(area, model::largestNewNode(*broker));
       Json object = {{"name", area.name},
                      {"sizeBytes", area.size},
                      {"usedBytes", area.last},
                      {"usedPercent", fillOf(area)}};
       if (area.name == reader::kStatistics) {
         object["roomForNodes"] = room.nodes;
-        object["nodeCharacters"] = room.units;
+        object["nodeCharacters"] = room.node.units;
+        object["roomForNodesInNewFlow"] = room.inNewFlow;
+        object["flowCharacters"] = room.node.flowUnits;
+        object["roomForNodesInNewGroup"] = room.inNewGroup;
+        object["groupCharacters"] = room.node.groupUnits;
       } else if (area.name == reader::kEventTemplates) {
         object["longestTextCharacters"] = room.text;
       } else {

@@ -29,6 +29,10 @@ using Growths = std::map<std::string, model::AreaGrowth>;
 std::vector<Column> fillColumns();
 Sheet fillSheet(const model::Snapshot& snapshot);
 
+// Of each broker that could be read, in lines of that width: how many nodes fit together with a new
+// flow, or a new group.
+std::string roomLines(const model::Snapshot& snapshot, std::optional<std::size_t> width);
+
 // When an area will be full, or why nobody can tell; a sentence without its full stop.
 std::string forecastText(const model::AreaGrowth& growth);
 

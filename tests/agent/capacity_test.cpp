@@ -66,6 +66,24 @@ TEST(Room, OfANewFlowAndANewGroupIsTakenFirst) {
   EXPECT_EQ(0U, roomFor(node, area(4096, 32)));
 }
 
+TEST(Room, IsToldForNodesLikeTheLargestThere) {
+  model::SeenBroker broker;
+  const NewNode usual = model::largestNewNode(broker);
+  EXPECT_EQ(16U, usual.units);
+  EXPECT_EQ(16U, usual.flowUnits);
+  EXPECT_EQ(16U, usual.groupUnits);
+  reader::Node node{.label = "Reserve", .subFlowName = "Sub"};
+  reader::MessageFlow flow{.label = "Fulfilment", .nodes = {node}};
+  broker.tree.emplace();
+  broker.tree->executionGroups.push_back({.label = "orders", .messageFlows = {flow}});
+  broker.tree->executionGroups.push_back({.label = "g"});
+  const NewNode largest = model::largestNewNode(broker);
+  EXPECT_EQ(10U, largest.units);
+  EXPECT_EQ(10U, largest.flowUnits);
+  EXPECT_EQ(6U, largest.groupUnits);
+  EXPECT_FALSE(largest.newFlow || largest.newGroup);
+}
+
 TEST(Room, OfTextsAndEvents) {
   EXPECT_EQ(1998U, model::longestText(4096));
   EXPECT_EQ(0U, model::longestText(100));

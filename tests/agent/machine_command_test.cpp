@@ -201,6 +201,11 @@ TEST_F(ZebmonSize, ShowsHowFullEachAreaIs) {
   const int units = area["nodeCharacters"];
   EXPECT_EQ(10, units) << "Reserve, and its sub-flow's name";
   EXPECT_EQ((4096 - used) / (230 + 2 * units), area["roomForNodes"]);
+  const int flow = 52 + 2 * 6;   // Fulfil
+  const int group = 56 + 2 * 6;  // orders
+  EXPECT_EQ((4096 - used - flow) / (230 + 2 * units), area["roomForNodesInNewFlow"]);
+  EXPECT_EQ((4096 - used - flow - group) / (230 + 2 * units), area["roomForNodesInNewGroup"]);
+  EXPECT_TRUE(contains(result.out, "\nBRK1: of these nodes, ")) << result.out;
 }
 
 TEST_F(ZebmonSize, OfAPlanHasTheLineToWriteAndTheKernelsLimits) {

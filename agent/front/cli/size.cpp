@@ -79,6 +79,7 @@ std::string shown(const model::Snapshot& selected, const render::Growths& growth
     return render::written(render::fillDocument(selected, growths));
   }
   return tableOf(arranged(render::fillSheet(selected), show.arrangement), styleOf(show)) +
+         (show.titles ? render::roomLines(selected, styleOf(show).width) : "") +
          render::forecastLines(selected, growths, styleOf(show).width);
 }
 
