@@ -129,7 +129,8 @@ std::string diffScreen(const DiffView& diff, const model::Selection& selection,
   for (const std::string& sentence : diff.differences.notCompared) {
     text += "Not compared: " + text::printable(sentence) + ".\n";
   }
-  if (diff.measured) return text + "\n" + ratesTables(diff.view, selection, false, ofRates, style);
+  if (diff.measured)
+    return text + "\n" + ratesTables(diff.view, selection, diff.self, ofRates, style);
   if (!diff.view.brokers.empty()) text += "No message was measured in between.\n";
   return text;
 }

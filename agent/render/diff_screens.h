@@ -25,6 +25,7 @@ struct DiffView {
   // for.
   model::View view;
   bool measured = false;  // some figure in there grew
+  bool self = false;      // self times are asked for
 
   // Nothing is different in what was asked for.
   bool same() const { return differences.list.empty() && !measured; }

@@ -24,13 +24,15 @@ constexpr char kA[] = "/tmp/a.tar";
 constexpr char kB[] = "/tmp/b.tar";
 
 // A node Reserve that has seen so many messages, and another one when it has a label.
-image::Bytes orders(const std::string& messages, const std::u16string& second = u"") {
+image::Bytes orders(const std::string& messages, const std::u16string& second = u"",
+                    const std::string& elapsedMs = "45") {
   image::Block block{.eyecatcher = "zebcstar", .contents = {}};
   block.add(image::broker(image::kBroker, u"1-2-3", u"BRK1", 0xEA5FFFFF));
   block.add(image::group(image::kGroup, image::kBroker, u"orders", 0));
   block.add(image::flow(image::kFlow, image::kGroup, u"Fulfil"));
   block.add(image::node(image::kNode, image::kFlow, u"Reserve", 1));
-  block.add(image::statistics(image::kStatistics, image::kNode, {.count = messages}));
+  block.add(image::statistics(image::kStatistics, image::kNode,
+                              {.count = messages, .sumElapsed = elapsedMs}));
   if (!second.empty()) block.add(image::node({5, 1000, 4, 24}, image::kFlow, second, 2));
   return image::segment({block});
 }
@@ -138,6 +140,33 @@ TEST_F(DiffCommand, ChangesAloneLeaveTheFiguresOut) {
   run({"snapshot", "-o", "/tmp/c.tar"});
   EXPECT_EQ(1, run({"diff", kB, "/tmp/c.tar"}).code);
   EXPECT_EQ(0, run({"diff", kB, "/tmp/c.tar", "--changes"}).code);
+}
+
+TEST_F(DiffCommand, TellsSelfTimesWhereTheyAreAskedFor) {
+  segment_.write(orders("1150", u"", "20045"));
+  run({"snapshot", "-o", "/tmp/c.tar"});
+  change(kA, [](model::Snapshot& snapshot, archived::Origin&) {
+    constexpr std::chrono::hours kHour(1);
+    snapshot.wall -= kHour;
+    snapshot.steady -= kHour;
+    model::Machine machine = *snapshot.machine;
+    machine.clocks.wall -= kHour;
+    machine.clocks.sinceBoot -= kHour;
+    snapshot.machine = std::make_shared<const model::Machine>(machine);
+  });
+  EXPECT_FALSE(contains(run({"diff", kA, "/tmp/c.tar"}).out, " self"));
+  const Result self = run({"diff", kA, "/tmp/c.tar", "--self"});
+  EXPECT_TRUE(contains(self.out, " self")) << self.out;
+  EXPECT_TRUE(contains(self.out, " 19.0 ")) << self.out << "20 s and 1050 messages";
+  const Result chained =
+      run({"diff", kA, "/tmp/c.tar", "--chain", "Reserve", "--columns", "node,selfMeanMs"});
+  EXPECT_TRUE(contains(chained.out, "Reserve  ")) << chained.out;
+  EXPECT_TRUE(contains(chained.out, " self")) << chained.out;
+  const Result wrong = run({"diff", kA, "/tmp/c.tar", "--chain", "Absent"});
+  EXPECT_EQ(64, wrong.code);
+  EXPECT_EQ("", wrong.out);
+  EXPECT_EQ(66, run({"diff", kA, kB, "--flows", "/tmp/absent.toml"}).code);
+  EXPECT_EQ(64, run({"diff", kA, kB, "--self", "--changes"}).code);
 }
 
 TEST_F(DiffCommand, TakesASelection) {

@@ -176,5 +176,6 @@ TEST_F(Golden, PlanOfAReset) {
 
 TEST_F(Golden, Diff) {
   check("diff", {"diff", kFile, kLater}, {"csv", "json", "jsonl"});
+  check("diff-self", {"diff", kFile, kLater, "--flows", "../../../examples/orders.toml"}, {});
   check("diff-changes", {"diff", kFile, kLater, "--changes"}, {"csv"});
 }

@@ -5,6 +5,7 @@
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/rates.h"
 #include "agent/front/cli/stop.h"
 #include "agent/front/cli/terminal.h"
 #include "agent/model/condition.h"
@@ -24,8 +25,13 @@ Look ofBroker(const model::Snapshot& snapshot, const Request& request) {
       distinct(model::selectBrokers(snapshot, request.selection)));
 }
 
+// Whoever tells which node is inside which wants to see self times.
+bool wantsSelf(const RatesRequest& rates) {
+  return rates.self || rates.chain || !rates.flows.empty();
+}
+
 DiffView compared(const archived::Loaded& before, const archived::Loaded& after,
-                  const Request& request) {
+                  const Request& request, const model::FlowKnowledge& known) {
   const model::Snapshot& first = *before.snapshot;
   const model::Snapshot& second = *after.snapshot;
   DiffView diff{.before = before.origin,
@@ -39,7 +45,8 @@ DiffView compared(const archived::Loaded& before, const archived::Loaded& after,
   diff.differences = differencesOf(first, second, diff.apart.kind, request.selection);
   const Look looks[] = {ofBroker(first, request), ofBroker(second, request)};
   if (diff.apart.comparesFigures() && !request.diff.changesOnly) {
-    diff.view = model::viewOf(looks, {});
+    diff.view = model::viewOf(looks, known);
+    diff.self = wantsSelf(request.rates);
     diff.measured = anythingMeasured(between(*looks[0], *looks[1]), request.selection);
   }
   diff.view.before = looks[0];
@@ -105,10 +112,16 @@ void declareDiff(Options& options, Request& request) {
       .required()
       .shown("");
   options.add("B", request.diff.after, "A later one").required().shown("");
-  options.flag("--changes", request.diff.changesOnly,
-               "Only what came, went, changed or was reset;\n"
-               "without it csv has the rates alone");
+  const Option changes = options.flag("--changes", request.diff.changesOnly,
+                                      "Only what came, went, changed or was reset;\n"
+                                      "without it csv has the rates alone");
+  options
+      .flag("--self", request.rates.self,
+            "The time that each node spent itself; told also\n"
+            "with --chain or --flows")
+      .excludes(changes);
   addPatterns(options, request);
+  addFlowKnowledge(options, request);
   addMostBytes(options, request);
   addSheet(options, request, columnsOfAll({columnsOf(true), columnsOf(false)}));
   options.footer("Exit codes: 0 nothing is different, 1 something is; else as of all commands.");
@@ -124,8 +137,11 @@ ExitCode runDiff(const Request& request, Output& output) {
   const auto after = open(files.after, model::Events::leave, request.mostBytes);
   const std::string nothing = unknownIn(*before.snapshot, *after.snapshot, request);
   if (!nothing.empty()) throw Stop{kNoBroker, nothing};
-  const DiffView diff = compared(before, after, request);
+  const FlowFile flows = readFlows(request.rates.flows);
+  if (flows.code != kDone) return flows.code;
+  const DiffView diff = compared(before, after, request, knowledgeOf(request, flows));
   complain(render::apartText(diff));
+  if (!chainFits(diff.view, request)) return kUsage;
   reportProblems(*diff.view.after);
   output.write(shown(diff, request));
   return codeOf(diff);
