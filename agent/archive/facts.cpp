@@ -314,6 +314,18 @@ static void fields(Io& io, Of<Io, reader::Installation>& installation) {
 }
 
 template <class Io>
+static void fields(Io& io, Of<Io, reader::Waiter>& waiter) {
+  io("process", waiter.process);
+  io("semaphore", waiter.semaphore);
+}
+
+template <class Io>
+static void fields(Io& io, Of<Io, reader::Waits>& waits) {
+  io("waiters", waits.waiters);
+  io("unsure", waits.unsure);
+}
+
+template <class Io>
 static void fields(Io& io, Of<Io, model::Machine>& machine) {
   io("clocks", machine.clocks);
   io("configuration", machine.configuration);
@@ -327,6 +339,7 @@ static void fields(Io& io, Of<Io, model::Machine>& machine) {
   io.later("logins", machine.logins);
   io.later("keyless", machine.keyless);
   io.later("installation", machine.installation);
+  io.later("waits", machine.waits);
 }
 
 Json jsonOfSegment(const reader::Segment& segment) {

@@ -6,6 +6,8 @@
 #include <span>
 
 #include "agent/model/exceptions.h"
+#include "agent/model/findings/kinds.h"
+#include "agent/model/group_state.h"
 #include "agent/model/liveness.h"
 #include "agent/model/load.h"
 #include "agent/model/pattern.h"
@@ -25,6 +27,13 @@ Level levelOf(const Check& check, double value) {
 
 Reading known(const Check& check, std::string object, double value, Why why = Why::none) {
   return {check, levelOf(check, value), std::move(object), value, why};
+}
+
+// More may have been overwritten than the limit leaves.
+Reading atLeast(const Check& check, std::string object, double value) {
+  Reading reading = known(check, std::move(object), value, Why::missed);
+  if (reading.level == Level::ok) reading.level = Level::unknown;
+  return reading;
 }
 
 Reading unknown(const Check& check, std::string object, Why why) {
@@ -79,9 +88,12 @@ class Examination {
   void lookAtFlows(const SeenBroker& broker);
   void lookAtExceptions(const SeenBroker& broker);
   void lookAtExceptionsOfTheRing(const SeenBroker& broker);
+  Reading stateOf(const SeenBroker& broker, const reader::ExecutionGroup& group) const;
   Reading silenceOf(const SeenBroker& broker, const reader::Node& node) const;
   Reading queuedOf(const FlowGrowth& flow) const;
   Reading failedOf(const SeenBroker& broker, const FlowGrowth& flow) const;
+  double passed() const;  // seconds since the earlier run; 0 when there was none
+  std::optional<double> secondsInMemory(const SeenBroker& broker) const;
   const SeenBroker* earlier(const SeenBroker& broker) const;
   Growths growths() const;
 
@@ -117,6 +129,13 @@ void Examination::lookAt(const SeenBroker& broker) {
   }
 }
 
+// Of what nobody knows, the key file tells at least which one it is.
+std::string nameOf(const LockView& lock) {
+  const Guarded& guarded = lock.guarded;
+  if (!guarded.node.empty()) return guarded.node;
+  return guarded.what == Guarded::What::unknown ? lock.lock.name : findings::nameOf(guarded);
+}
+
 // One look can't tell every dead process; what it can't tell is unknown.
 void Examination::lookAtLocks() {
   double stuck = 0;
@@ -126,23 +145,34 @@ void Examination::lookAtLocks() {
     if (!lock.held()) continue;
     unsure = unsure || lock.lastUser.fate == Fate::unknown;
     if (!lock.lastUser.gone()) continue;
-    if (stuck == 0) first = lock.guarded.node.empty() ? lock.lock.name : lock.guarded.node;
+    if (stuck == 0) first = nameOf(lock);
     ++stuck;
   }
   add(known(check_, first, stuck));
   if (stuck == 0 && unsure) readings_.back() = unknown(check_, {}, Why::noProcess);
 }
 
+Reading Examination::stateOf(const SeenBroker& broker, const reader::ExecutionGroup& group) const {
+  const GroupState state = input_.now.machine
+                               ? groupState(group.processId, broker.segment, *input_.now.machine)
+                               : GroupState::unknown;
+  switch (state) {
+    case GroupState::up:
+      return known(check_, group.label, 0);
+    case GroupState::stopped:
+      return known(check_, group.label, 1, Why::stopped);
+    case GroupState::gone:
+    case GroupState::anotherOne:
+      return known(check_, group.label, 1);
+    default:
+      return unknown(check_, group.label, Why::noProcess);
+  }
+}
+
 void Examination::lookAtGroups(const SeenBroker& broker) {
   for (const auto& group : broker.tree->executionGroups) {
     if (group.deleted) continue;
-    const reader::Process* process = group.processId != 0 && input_.now.machine
-                                         ? input_.now.machine->find(group.processId)
-                                         : nullptr;
-    const Fate fate = process != nullptr ? fateOf(*process).fate : Fate::unknown;
-    add(fate == Fate::unknown ? unknown(check_, group.label, Why::noProcess)
-                              : known(check_, group.label, fate == Fate::alive ? 0 : 1),
-        {broker.name()});
+    add(stateOf(broker, group), {broker.name()});
   }
   if (readings_.empty()) add(unknown(check_, broker.name(), Why::noNode));
 }
@@ -174,6 +204,23 @@ void Examination::lookAtNodes(const SeenBroker& broker) {
       }
     }
   }
+}
+
+double Examination::passed() const {
+  return input_.before != nullptr ? Seconds(input_.now.steady - input_.before->steady).count() : 0;
+}
+
+// Of what time the events in memory are, where older ones were overwritten. An event's own time has
+// no parts of a second; a ring that turns within one is measured by the stamps of its records.
+std::optional<double> Examination::secondsInMemory(const SeenBroker& broker) const {
+  const auto reach = ringReach(broker, secondsOf(input_.now));
+  if (!reach) return {};
+  const reader::Stamp first = broker.events->events.front().recordId.created();
+  const reader::Stamp last = broker.events->events.back().recordId.created();
+  const double span = static_cast<std::int32_t>(last.seconds - first.seconds) +
+                      (static_cast<double>(last.milliseconds) - first.milliseconds) / 1000;
+  constexpr double kLeast = 0.001;
+  return reach->count() > 1 ? static_cast<double>(reach->count()) : std::clamp(span, kLeast, 1.0);
 }
 
 const SeenBroker* Examination::earlier(const SeenBroker& broker) const {
@@ -237,12 +284,18 @@ Reading Examination::failedOf(const SeenBroker& broker, const FlowGrowth& flow) 
     return unknown(check_, flow.flow, Why::noEvents);
   }
   const NewEvents fresh = newEvents(earlier(broker), broker);
-  const auto failed = std::ranges::count_if(fresh.events, [&](const reader::Event& event) {
-    return event.kind() == reader::EventKind::exception && isEventOf(event, flow);
-  });
+  const auto failed =
+      static_cast<double>(std::ranges::count_if(fresh.events, [&](const auto& event) {
+        return event.kind() == reader::EventKind::exception && isEventOf(event, flow);
+      }));
   if (messages == 0) return {check_, Level::ok, flow.flow, {}, Why::neverCounted};
-  const double share = 100.0 * static_cast<double>(failed) / static_cast<double>(messages);
-  return known(check_, flow.flow, std::min(share, 100.0), fresh.missed ? Why::missed : Why::none);
+  const auto share = [messages](double of) {
+    return std::min(100.0 * of / static_cast<double>(messages), 100.0);
+  };
+  if (!fresh.missed) return known(check_, flow.flow, share(failed));
+  const auto reach = secondsInMemory(broker);
+  if (!reach) return atLeast(check_, flow.flow, share(failed));
+  return known(check_, flow.flow, share(failed * std::max(1.0, passed() / *reach)), Why::shortRing);
 }
 
 void Examination::lookAtFlows(const SeenBroker& broker) {
@@ -259,15 +312,14 @@ void Examination::lookAtFlows(const SeenBroker& broker) {
 void Examination::lookAtExceptions(const SeenBroker& broker) {
   if (!broker.events) return add(unknown(check_, broker.name(), Why::unreadable));
   const SeenBroker* before = earlier(broker);
-  const double passed =
-      input_.before != nullptr ? Seconds(input_.now.steady - input_.before->steady).count() : 0;
-  if (before != nullptr && passed > 0) {
-    const NewEvents fresh = newEvents(before, broker);
-    const auto number = static_cast<double>(exceptionsOf(fresh.events).size());
-    return add(known(check_, broker.name(), number / passed * check_.period,
-                     fresh.missed ? Why::missed : Why::none));
-  }
-  lookAtExceptionsOfTheRing(broker);
+  if (before == nullptr || !(passed() > 0)) return lookAtExceptionsOfTheRing(broker);
+  const NewEvents fresh = newEvents(before, broker);
+  const auto number = static_cast<double>(exceptionsOf(fresh.events).size());
+  if (!fresh.missed) return add(known(check_, broker.name(), number / passed() * check_.period));
+  const auto reach = secondsInMemory(broker);
+  if (!reach) return add(atLeast(check_, broker.name(), number / passed() * check_.period));
+  add(known(check_, broker.name(), number / std::min(*reach, passed()) * check_.period,
+            Why::shortRing));
 }
 
 // What is in memory is of the period, or of less time: then the same goes for the rest of it.
@@ -279,12 +331,9 @@ void Examination::lookAtExceptionsOfTheRing(const SeenBroker& broker) {
     return time && static_cast<double>(*time) >= since;
   });
   const auto counted = static_cast<double>(number);
-  const auto reach = ringReach(broker, secondsOf(input_.now));
-  if (!reach || static_cast<double>(reach->count()) >= check_.period) {
-    return add(known(check_, broker.name(), counted));
-  }
-  const double seconds = std::max(static_cast<double>(reach->count()), 1.0);
-  add(known(check_, broker.name(), counted / seconds * check_.period, Why::shortRing));
+  const auto reach = secondsInMemory(broker);
+  if (!reach || *reach >= check_.period) return add(known(check_, broker.name(), counted));
+  add(known(check_, broker.name(), counted / *reach * check_.period, Why::shortRing));
 }
 
 int severity(Level level) {

@@ -23,7 +23,7 @@ Level worse(Level one, Level other);
 // One question with its limits. A value that reaches a limit is over it.
 struct Check {
   enum class Kind {
-    groupsUp,    // processes of execution groups that are gone
+    groupsUp,    // processes of execution groups that are gone or stopped
     locks,       // locks that a dead process holds
     area,        // % of the statistics area; the other areas begin again when they are full
     silent,      // seconds since a node's last message
@@ -68,6 +68,7 @@ enum class Why {
   notRunning,    // a key file without shared memory
   unreadable,    // it, or a number of it, can't be read
   noProcess,     // no process is noted, or it can't be looked at
+  stopped,       // the process is there, and does nothing
   noNode,        // no node of that name
   neverCounted,  // no message since the reset, or ever
   noEvents,      // the input nodes post none, so failures can't be seen
@@ -75,7 +76,7 @@ enum class Why {
   firstRun,      // there was none
   reset,         // since the earlier run
   stateLost,     // the next run won't know of this one
-  missed,        // events were overwritten: the value is at least so much
+  missed,        // events were overwritten: the value is at least so much, so it is never ok
   shortRing,     // the same: it is scaled up from the time that the events in memory are of
 };
 

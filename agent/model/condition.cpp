@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include "agent/model/elsewhere.h"
+#include "agent/model/group_state.h"
 #include "agent/reader/names.h"
 
 namespace model {
@@ -71,11 +71,8 @@ std::vector<std::int32_t> stoppedProcesses(const SeenBroker& broker, const Machi
   std::set<std::int32_t> stopped;
   if (machine == nullptr || !broker.tree) return {};
   for (const auto& group : broker.tree->executionGroups) {
-    const reader::Process* process = machine->find(group.processId);
-    if (process == nullptr || !process->stopped.value_or(false)) continue;
-    const bool other = process->segments && !process->hasAttached(broker.segment.mapped());
-    if (other || runsElsewhere(group.processId, broker.segment, *machine)) continue;
-    stopped.insert(group.processId);
+    const GroupState state = groupState(group.processId, broker.segment, *machine);
+    if (state == GroupState::stopped) stopped.insert(group.processId);
   }
   return {stopped.begin(), stopped.end()};
 }

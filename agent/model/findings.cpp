@@ -21,6 +21,12 @@ bool isAmong(const Finding& finding, const Snapshot& selected) {
   });
 }
 
+void sort(Findings& findings) {
+  std::ranges::stable_sort(findings.found, [](const Finding& one, const Finding& other) {
+    return place(one) < place(other);
+  });
+}
+
 // How many locks are of the brokers that were selected.
 std::size_t locksOf(const Snapshot& selected) {
   if (!selected.machine) return 0;
@@ -75,9 +81,15 @@ Findings findingsOf(const Snapshot* before, const Snapshot& now) {
     findings::addAreas(looks, findings);
     findings::addInstallation(looks, findings);
   }
-  std::ranges::stable_sort(findings.found, [](const Finding& one, const Finding& other) {
-    return place(one) < place(other);
-  });
+  sort(findings);
+  return findings;
+}
+
+Findings keptLocksOf(const Snapshot* before, const Snapshot& now) {
+  Findings findings;
+  if (!now.machine) return findings;
+  addLocks(findings::Looks(before, now), findings);
+  sort(findings);
   return findings;
 }
 

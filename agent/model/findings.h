@@ -12,6 +12,7 @@
 
 #include "agent/model/selection.h"
 #include "agent/model/snapshot.h"
+#include "agent/model/standstill.h"
 
 namespace model {
 
@@ -37,6 +38,11 @@ struct Finding {
 
   // Whose it is; nothing when it concerns everybody.
   std::optional<std::uint32_t> owner = {};
+
+  // Of a lock that somebody keeps: where messages stop or would stop, and the processes that are
+  // known to wait for it.
+  std::vector<Place> stops = {};
+  std::vector<std::int32_t> waiting = {};
 
   // "lock.stuck:/tmp/NAME.zebmutx": the same for the same thing at each look.
   std::string key() const { return of.empty() ? id : id + ":" + of; }
@@ -69,6 +75,9 @@ const std::vector<std::string>& findingKinds();
 // All that is wrong at the moment of `now`. `before` is a look of the same machine at least a
 // second earlier, or null: then what takes two looks is not said. Both need their machine's facts.
 Findings findingsOf(const Snapshot* before, const Snapshot& now);
+
+// Of these only locks that somebody keeps: lock.stuck, lock.held-long, lock.unknown-holder.
+Findings keptLocksOf(const Snapshot* before, const Snapshot& now);
 
 // Whether a second look may tell more than this one does.
 bool needsSecondLook(const Snapshot& snapshot);

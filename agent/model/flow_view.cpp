@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "agent/model/findings/kinds.h"
 #include "agent/model/pattern.h"
 
 namespace model {
@@ -18,6 +19,33 @@ const FlowGrowth* find(const Growths& growths, const BrokerGrowth& broker, const
     }
   }
   return nullptr;
+}
+
+// One look is enough for a lock that is old; two that are too close together tell no more.
+Findings keptLocks(const Snapshot* before, const Snapshot* after, Seconds interval) {
+  constexpr Seconds kApart(1);
+  const bool looked = after != nullptr && after->machine && after->machine->clocks.wall.count() > 0;
+  const auto isHeld = [](const reader::Lock& lock) { return findings::isHeld(lock.semaphore); };
+  if (!looked || std::ranges::none_of(after->machine->locks.locks, isHeld)) return {};
+  return keptLocksOf(interval >= kApart ? before : nullptr, *after);
+}
+
+// The worst of those that messages of the flow wait for.
+std::optional<Finding> keeping(const Findings& locks, const BrokerGrowth& broker,
+                               const FlowGrowth& flow) {
+  for (const Finding& lock : locks.found) {
+    const bool its = broker.after && lock.broker &&
+                     lock.broker->segment.keyFile == broker.after->segment.keyFile;
+    const auto isHere = [&flow](const Place& place) {
+      return place.group == flow.group && place.flow == flow.flow;
+    };
+    const auto here = std::ranges::find_if(lock.stops, isHere);
+    if (!its || here == lock.stops.end()) continue;
+    Finding kept = lock;
+    kept.stops = {*here};
+    return kept;
+  }
+  return {};
 }
 
 class Viewer {
@@ -77,10 +105,12 @@ View viewOf(const std::vector<Growths>& intervals, std::shared_ptr<const Snapsho
             .before = std::move(before),
             .after = std::move(after)};
   const Viewer viewer(intervals, known);
+  const Findings locks = keptLocks(view.before.get(), view.after.get(), view.interval);
   for (const BrokerGrowth& growth : intervals.back().brokers) {
     BrokerView& broker = view.brokers.emplace_back(BrokerView{growth, {}});
     for (const FlowGrowth& flow : growth.flows) {
       broker.flows.push_back(viewer.viewOf(growth, flow));
+      broker.flows.back().kept = keeping(locks, growth, flow);
     }
   }
   return view;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "agent/model/exceptions.h"
+#include "agent/model/findings.h"
 #include "agent/model/load.h"
 #include "agent/model/nesting.h"
 #include "agent/model/rates.h"
@@ -37,6 +38,10 @@ struct FlowView {
 
   // Every exception of the interval was seen. Else `failed` are at least so many.
   bool sawAllFailures = false;
+
+  // The worst lock that somebody keeps while messages of this flow need it; `stops` is where.
+  // Nothing also where the looks lack the machine's facts.
+  std::optional<Finding> kept;
 };
 
 struct BrokerView {

@@ -20,6 +20,7 @@ bool isAmong(const Guarded& guarded, const Snapshot& selected) {
 LockView viewOf(const reader::Lock& lock, Guarded guarded, const Machine& machine) {
   LockView view;
   view.lock = lock;
+  view.waiters = machine.waitersFor(lock.semaphore.id);
   if (const auto* const process = machine.find(lock.semaphore.lastProcess)) view.process = *process;
   view.lastUser = lastUser(nullptr, sightingOf(lock.semaphore, machine), segmentOf(guarded));
   view.guarded = std::move(guarded);

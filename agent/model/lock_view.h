@@ -17,6 +17,7 @@ struct LockView {
   Guarded guarded;
   Verdict lastUser;                        // by this one look
   std::optional<reader::Process> process;  // that used it last, if it was looked at
+  std::vector<std::int32_t> waiters;       // processes that are known to wait for it
 
   // Somebody has it, or is just making it.
   bool held() const;

@@ -17,6 +17,7 @@
 #include "agent/reader/logins.h"
 #include "agent/reader/processes.h"
 #include "agent/reader/views.h"
+#include "agent/reader/waits.h"
 
 namespace model {
 
@@ -36,6 +37,9 @@ struct Machine {
   // Each process that a lock or an execution group names, by its number.
   std::map<std::int32_t, reader::Process> processes;
 
+  // Who waits for a lock that somebody has had for a second or more. Nothing when nobody does.
+  std::optional<reader::Waits> waits;
+
   // What nobody looked at has no value, as in a file of an older version.
   std::optional<reader::Directory> directory;  // that of the snapshot
   std::optional<reader::Cleaners> cleaners;    // of that directory
@@ -49,6 +53,9 @@ struct Machine {
     const auto found = processes.find(id);
     return found == processes.end() ? nullptr : &found->second;
   }
+
+  // The processes that are known to wait for a semaphore.
+  std::vector<std::int32_t> waitersFor(int semaphore) const;
 };
 
 }  // namespace model

@@ -3,9 +3,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <set>
 
 #include "agent/model/elsewhere.h"
+#include "agent/model/group_state.h"
 #include "agent/model/guarded.h"
 #include "format/names.h"
 
@@ -25,19 +27,57 @@ void lookAtGroups(Machine& machine, const Snapshot& snapshot) {
   }
 }
 
-// What tells whether a stopped process is the group's.
-void lookAtLocksOfStopped(Machine& machine, const Snapshot& snapshot) {
+// What tells whether a process that seems to do nothing is the group's.
+void lookAtLocksOfIdle(Machine& machine, const Snapshot& snapshot) {
   for (const auto& broker : snapshot.brokers) {
     if (!broker->tree) continue;
     for (const auto& group : broker->tree->executionGroups) {
-      const reader::Process* const process = machine.find(group.processId);
-      if (process == nullptr || !process->stopped.value_or(false)) continue;
+      const GroupState state = groupState(group.processId, broker->segment, machine);
+      if (state == GroupState::up || state == GroupState::unknown) continue;
       for (const std::string& name : tellingLocks(group.processId, broker->segment)) {
         machine.locks.locks.push_back(
             reader::readLock(snapshot.directory + name + layout::kLockSuffix));
       }
     }
   }
+}
+
+// The few locks that flows share. Who has one, and for how long, is looked at only while it is
+// held.
+void lookAtLocksOfAreas(Machine& machine, const Snapshot& snapshot) {
+  bool held = false;
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->tree) continue;
+    for (const char* const suffix :
+         {layout::kStatisticsSuffix, layout::kEventTemplatesSuffix, layout::kEventDataSuffix}) {
+      reader::Lock lock = reader::readLock(snapshot.directory + broker->segment.uuid + suffix +
+                                           layout::kLockSuffix);
+      if (lock.semaphore.presence != reader::Presence::there || lock.semaphore.value != 0) continue;
+      look(machine, lock.semaphore.lastProcess);
+      machine.locks.locks.push_back(std::move(lock));
+      held = true;
+    }
+  }
+  if (held) machine.clocks = reader::readClocks();
+  std::ranges::sort(machine.locks.locks, {}, &reader::Lock::name);
+}
+
+// Somebody else waits for it, and has for a while. Of a lock that is busy that means nothing.
+bool keepsOthers(const reader::Semaphore& semaphore, const reader::Clocks& now) {
+  constexpr std::chrono::seconds kBusy(1);
+  return semaphore.presence == reader::Presence::there && semaphore.value == 0 &&
+         semaphore.waiting > 0 && now.wall >= std::chrono::seconds(semaphore.lastUsed()) + kBusy;
+}
+
+void lookAtWaits(Machine& machine) {
+  std::set<int> semaphores;
+  for (const reader::Lock& lock : machine.locks.locks) {
+    if (keepsOthers(lock.semaphore, machine.clocks)) semaphores.insert(lock.semaphore.id);
+  }
+  if (semaphores.empty()) return;
+  machine.waits = reader::readWaits(semaphores);
+  for (const reader::Waiter& waiter : machine.waits->waiters) look(machine, waiter.process);
+  for (const std::int32_t process : machine.waits->unsure) look(machine, process);
 }
 
 // What surrounds the key files.
@@ -86,13 +126,23 @@ void lookAtInstallation(Machine& machine, const Snapshot& snapshot) {
 
 }  // namespace
 
+std::vector<std::int32_t> Machine::waitersFor(int semaphore) const {
+  std::vector<std::int32_t> found;
+  if (!waits) return found;
+  for (const reader::Waiter& waiter : waits->waiters) {
+    if (waiter.semaphore == semaphore) found.push_back(waiter.process);
+  }
+  return found;
+}
+
 // Processes that may hold a lock come first, in case not all can be looked at.
 std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts) {
   if (facts == MachineFacts::leave) return nullptr;
   auto machine = std::make_shared<Machine>();
   if (facts == MachineFacts::processes) {
     lookAtGroups(*machine, snapshot);
-    lookAtLocksOfStopped(*machine, snapshot);
+    lookAtLocksOfIdle(*machine, snapshot);
+    lookAtLocksOfAreas(*machine, snapshot);
     return machine;
   }
   machine->clocks = reader::readClocks();
@@ -104,6 +154,7 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts 
     machine->keyFiles.push_back(reader::readKeyFile(broker->segment.keyFile));
   }
   lookAtGroups(*machine, snapshot);
+  lookAtWaits(*machine);
   if (facts == MachineFacts::all) {
     lookAround(*machine, snapshot);
     lookAtInstallation(*machine, snapshot);

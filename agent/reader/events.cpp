@@ -36,7 +36,23 @@ std::string withoutTrailingBlanks(std::string text) {
   return text;
 }
 
+EventTemplate templateOf(const Record& record) {
+  return {.executionGroup = record.text(evtr::executionGroup),
+          .messageFlow = record.text(evtr::messageFlow),
+          .node = record.text(evtr::node),
+          .nodeType = record.unsigned32(evtr::nodeType),
+          .text = record.text(evtr::text)};
+}
+
 }  // namespace
+
+std::vector<std::pair<RecordId, EventTemplate>> templatesIn(const Area& area, DamageList& damage) {
+  std::vector<std::pair<RecordId, EventTemplate>> templates;
+  for (const Record& record : recordsOf(area, ZEB_EVTR_RECORD, 1, damage)) {
+    templates.emplace_back(record.id(), templateOf(record));
+  }
+  return templates;
+}
 
 bool EventTemplate::isException() const {
   return text.starts_with(layout::kExceptionPrefix);
@@ -83,13 +99,7 @@ EventLog::EventLog(const RingMark& mark)
 
 void EventLog::readTemplates(const Area& area, DamageList& damage) {
   templatesMark_ = {area.next, area.last, area.lastUpdate};
-  for (const Record& record : recordsOf(area, ZEB_EVTR_RECORD, 1, damage)) {
-    templates_.add(record.id(), {.executionGroup = record.text(evtr::executionGroup),
-                                 .messageFlow = record.text(evtr::messageFlow),
-                                 .node = record.text(evtr::node),
-                                 .nodeType = record.unsigned32(evtr::nodeType),
-                                 .text = record.text(evtr::text)});
-  }
+  for (auto& [id, value] : templatesIn(area, damage)) templates_.add(id, std::move(value));
 }
 
 Event EventLog::eventOf(const Record& record) {

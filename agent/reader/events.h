@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "agent/reader/record.h"
@@ -54,6 +55,10 @@ struct Event {
   // By how the template's text begins.
   EventKind kind() const;
 };
+
+// All templates in the copy of their area, each with its ID. What can't be read is added to
+// `damage`.
+std::vector<std::pair<RecordId, EventTemplate>> templatesIn(const Area& area, DamageList& damage);
 
 // The templates that one reader has met. They are kept after they were overwritten in the area,
 // since nodes go on posting events of them; when there are a quarter more than `most`, those not

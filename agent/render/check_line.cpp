@@ -55,6 +55,7 @@ std::string numberText(double value) {
 std::string reasonOf(Why why) {
   switch (why) {
     case Why::none:
+    case Why::stopped:
       return "";
     case Why::noBroker:
       return "no broker of that name has shared memory";
@@ -103,13 +104,14 @@ std::string limitText(const Reading& reading) {
 
 std::string valueText(const Reading& reading) {
   const double value = reading.value.value_or(0);
+  if (reading.why == Why::stopped) return ": its process is stopped";
   if (reading.check.kind == Kind::groupsUp) return value > 0 ? ": its process is gone" : ": up";
   return " " + numberText(value) + measureOf(reading.check) + limitText(reading);
 }
 
 std::string locksSentence(const Reading& reading) {
   const auto number = static_cast<std::uint64_t>(*reading.value);
-  return fmt::format("{}: {}{}, see zebmon locks",
+  return fmt::format("{}: {}{}, see zebmon doctor",
                      model::findings::counted(number, "lock is held by a dead process",
                                               "locks are held by dead processes"),
                      reading.object, number > 1 ? " and others" : "");

@@ -130,6 +130,15 @@ std::string plugInLines(const model::Snapshot& selected, std::size_t width) {
   return text;
 }
 
+// What is not known is not there.
+void addStops(Json& object, const Finding& finding) {
+  for (const model::Place& place : finding.stops) {
+    object["stops"].push_back(
+        {{"executionGroup", place.group}, {"messageFlow", place.flow}, {"node", place.node}});
+  }
+  if (!finding.waiting.empty()) object["waitingProcessIds"] = finding.waiting;
+}
+
 Json plugInsDocument(const model::Snapshot& selected) {
   Json list = Json::array();
   if (!selected.machine) return list;
@@ -177,15 +186,17 @@ Json findingsDocument(const Findings& findings, const model::Snapshot& selected)
   document["lockCount"] = findings.locks;
   Json& list = document["findings"] = Json::array();
   for (const Finding& finding : findings.found) {
-    list.push_back({{"id", finding.id},
-                    {"key", finding.key()},
-                    {"severity", severityName(finding.severity)},
-                    {"broker", brokerObject(finding.broker.get())},
-                    {"object", finding.object},
-                    {"evidence", finding.evidence},
-                    {"effect", finding.effect},
-                    {"remedy", finding.remedy},
-                    {"command", finding.command.empty() ? Json(nullptr) : Json(finding.command)}});
+    Json& object = list.emplace_back();
+    object = {{"id", finding.id},
+              {"key", finding.key()},
+              {"severity", severityName(finding.severity)},
+              {"broker", brokerObject(finding.broker.get())},
+              {"object", finding.object},
+              {"evidence", finding.evidence},
+              {"effect", finding.effect},
+              {"remedy", finding.remedy},
+              {"command", finding.command.empty() ? Json(nullptr) : Json(finding.command)}};
+    addStops(object, finding);
   }
   document["notChecked"] = findings.notChecked;
   document["plugIns"] = plugInsDocument(selected);

@@ -24,6 +24,8 @@ using model::findings::counted;
 
 constexpr std::size_t kBarColumns = 10;
 constexpr std::size_t kLongestLabel = 40;
+constexpr std::size_t kLongestName = 120;
+constexpr std::size_t kLongestEvidence = 300;
 
 std::string labelOf(const FlowView& flow, std::size_t node) {
   return text::shortened(flow.growth.nodes[node].node().label, kLongestLabel);
@@ -238,7 +240,7 @@ std::string exampleOf(const FlowView& flow, const std::string& again) {
 }
 
 std::string screenOf(const model::View& view, const model::BrokerView& broker, const FlowView& flow,
-                     const TableStyle& style, Signs signs) {
+                     const TableStyle& style, Signs signs, const Typed& typed) {
   std::string text = inLines(
       fmt::format("{} / {} of {}: {:.1f} s until {}", text::shortened(flow.growth.group, 30),
                   text::shortened(flow.growth.flow, 30), nameOf(broker.growth.broker()),
@@ -252,7 +254,9 @@ std::string screenOf(const model::View& view, const model::BrokerView& broker, c
   text += "\n" + doubtsOf(flow);
   std::string verdict = verdictOf(flow);
   if (!verdict.empty()) verdict[0] = static_cast<char>(std::toupper(verdict[0]));
-  return text + inLines(verdict + ".", style.width);
+  text += inLines(verdict + (flow.kept ? ":" : "."), style.width);
+  return flow.kept ? text + "  zebmon doctor --only lock" + text::printable(typed.doctor) + "\n"
+                   : text;
 }
 
 // Where no time was measured there are no shares, and so no slowest node.
@@ -282,6 +286,12 @@ std::string fullThreads(const FlowView& flow) {
 }  // namespace
 
 std::string verdictOf(const FlowView& flow) {
+  if (flow.kept) {
+    return fmt::format("messages stop at \"{}\", at the {}: {}",
+                       text::shortened(flow.kept->stops.front().node, kLongestLabel),
+                       text::shortened(flow.kept->object, kLongestName),
+                       text::shortened(flow.kept->evidence, kLongestEvidence));
+  }
   if (anyIs(flow, model::Change::reset)) {
     return "the statistics were reset in between, so nothing can be said: look once more";
   }
@@ -312,13 +322,13 @@ std::string verdictOf(const FlowView& flow) {
 }
 
 std::string flowScreens(const model::View& view, const model::Selection& selection,
-                        TableStyle style, Signs signs, const std::string& again) {
+                        TableStyle style, Signs signs, const Typed& typed) {
   std::string text;
   for (const auto& broker : view.brokers) {
     for (const FlowView& flow : broker.flows) {
       if (!selects(selection, flow)) continue;
       if (!text.empty()) text += "\n";
-      text += screenOf(view, broker, flow, style, signs) + exampleOf(flow, again);
+      text += screenOf(view, broker, flow, style, signs, typed) + exampleOf(flow, typed.flow);
     }
   }
   return text;

@@ -38,11 +38,13 @@ Json objectHead(const reader::IpcObject& object) {
   return head;
 }
 
-Json semaphoreObject(const reader::Semaphore& semaphore) {
+Json semaphoreObject(const model::LockView& view) {
+  const reader::Semaphore& semaphore = view.lock.semaphore;
   Json object = objectHead(semaphore);
   if (semaphore.presence != Presence::there) return object;
   object["value"] = semaphore.value;
   object["waiting"] = semaphore.waiting;
+  if (!view.waiters.empty()) object["waitingProcessIds"] = view.waiters;
   object["lastProcessId"] = semaphore.lastProcess;
   object["lastOperation"] = kernelTime(semaphore.lastOperation);
   object["changed"] = kernelTime(semaphore.changed);
@@ -87,7 +89,7 @@ Json locksDocument(const model::Snapshot& snapshot, const std::vector<model::Loc
                     {"device", file.device},
                     {"state", lockState(view)},
                     {"guards", guardObject(view.guarded)},
-                    {"semaphore", semaphoreObject(view.lock.semaphore)},
+                    {"semaphore", semaphoreObject(view)},
                     {"lastUser", lastUserObject(view)},
                     {"queue", queueObject(view.lock.queue)}});
   }

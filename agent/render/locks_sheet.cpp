@@ -50,7 +50,8 @@ Row rowOf(const model::LockView& view) {
                textOrMissing(guarded.node),
                view.lock.file.path,
                known(there, semaphore.id),
-               known(counted, queue.id)};
+               known(counted, queue.id),
+               textOrMissing(fmt::format("{}", fmt::join(view.waiters, " ")))};
   return row;
 }
 
@@ -75,7 +76,8 @@ std::vector<Column> locksColumns() {
           {.name = "node", .title = "node", .place = extra},
           {.name = "keyFile", .title = "key file", .place = extra},
           {.name = "semaphoreId", .title = "semaphore", .right = true, .place = extra},
-          {.name = "queueId", .title = "queue", .right = true, .place = extra}};
+          {.name = "queueId", .title = "queue", .right = true, .place = extra},
+          {.name = "waitingProcessIds", .title = "waiting processes", .place = extra}};
 }
 
 Sheet locksSheet(const std::vector<model::LockView>& locks) {

@@ -42,11 +42,16 @@ Json ratesOfBrokers(const model::View& view, const model::Selection& selection);
 // A time in milliseconds, so that no document has more digits than were measured.
 double roundedSeconds(model::Seconds interval);
 
+// Options that commands to type need, to look at the same place: each with a blank before it.
+struct Typed {
+  std::string flow = {};
+  std::string doctor = {};
+};
+
 // Each selected flow as a tree of its nodes: where the time went, what was lost, and one sentence
-// that names the node to look at. Empty when no flow is selected. `again` holds options that a
-// command needs to see the same flow.
+// that names the node to look at. Empty when no flow is selected.
 std::string flowScreens(const model::View& view, const model::Selection& selection,
-                        TableStyle style, Signs signs, const std::string& again = {});
+                        TableStyle style, Signs signs, const Typed& typed = {});
 
 // "zebmon.flow": the same as a document.
 Json flowDocument(const model::View& view, const model::Selection& selection);

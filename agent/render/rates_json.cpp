@@ -99,6 +99,7 @@ Json brokersOf(const model::View& view, const model::Selection& selection, bool 
       if (!selects(selection, flow)) continue;
       Json object = flowObject(flow, selection);
       if (verdicts) object["verdict"] = verdictOf(flow);
+      if (verdicts && flow.kept) object["finding"] = flow.kept->key();
       flows.push_back(std::move(object));
     }
     brokers.push_back({{"label", seen.tree ? Json(seen.label()) : Json(nullptr)},

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
+
 #include "agent/front/cli/check_state.h"
 #include "agent/render/check_line.h"
 #include "tests/agent/grown.h"
@@ -211,10 +214,51 @@ TEST(Check, AShortRingTellsTheRateOfItsOwnTime) {
       << "the ring holds more than a second";
 }
 
+TEST(Check, EventsThatWereOverwrittenBetweenTwoRunsAreNeverLeftOut) {
+  const model::Snapshot before = at(brokerWith({.messages = 100}, {failure(99)}), 0);
+  const auto broker = brokerWith({.messages = 200}, {failure(5), failure(6)});
+  EXPECT_EQ(
+      "UNKNOWN: exceptions of SHOP 12/min (limit 13/min), at least: events were overwritten | "
+      "'exceptions SHOP'=12;;13;0\n",
+      line("exceptions=13/min", at(broker), &before))
+      << "nobody knows of what time those in memory are";
+  EXPECT_TRUE(line("failed=3%", at(broker), &before)
+                  .starts_with("UNKNOWN: failed of Fulfil 2% (limit 3%), at least: "));
+  broker->segment.copy.areas = {ring(true)};
+  EXPECT_EQ(
+      "CRITICAL: exceptions of SHOP 24/min (limit 24/min), told from less time: older events were "
+      "overwritten | 'exceptions SHOP'=24;;24;0\n",
+      line("exceptions=24/min", at(broker), &before))
+      << "two in the five seconds that are in memory";
+  EXPECT_TRUE(line("failed=4%", at(broker), &before)
+                  .starts_with("CRITICAL: failed of Fulfil 4% (limit 4%), told from less time"));
+}
+
+TEST(Check, ARingThatTurnsWithinASecondIsMeasuredByItsRecords) {
+  const auto stamped = [](std::uint8_t number, std::uint32_t milliseconds) {
+    reader::Event event = failure(number);
+    event.time = 1000010;
+    const std::array<std::uint32_t, 4> numbers{8, 1000, milliseconds, number};
+    std::array<std::uint8_t, reader::RecordId::kBytes> bytes;
+    std::memcpy(bytes.data(), numbers.data(), bytes.size());
+    event.recordId = reader::RecordId(bytes);
+    return event;
+  };
+  const auto broker = brokerWith({}, {stamped(1, 100), stamped(2, 300)});
+  broker->segment.copy.areas = {ring(true)};
+  EXPECT_TRUE(line("exceptions=10/s", at(broker)).starts_with("CRITICAL: exceptions of SHOP 10/s"))
+      << line("exceptions=10/s", at(broker));
+}
+
 TEST(Check, LocksAreThoseOfDeadProcesses) {
   const model::Snapshot now = at(brokerWith({}));
-  EXPECT_EQ("CRITICAL: 1 lock is held by a dead process: In, see zebmon locks | 'locks'=1;;1;0\n",
+  EXPECT_EQ("CRITICAL: 1 lock is held by a dead process: In, see zebmon doctor | 'locks'=1;;1;0\n",
             line("locks", now, nullptr, false, {heldBy(model::Fate::dead)}));
+  model::LockView ofArea = heldBy(model::Fate::dead);
+  ofArea.guarded = {.what = model::Guarded::What::eventsArea, .broker = now.brokers[0]};
+  EXPECT_TRUE(line("locks", now, nullptr, false, {ofArea})
+                  .starts_with("CRITICAL: 1 lock is held by a dead process: the events area of "
+                               "broker SHOP, see"));
   EXPECT_EQ("OK: 1 of 1 as it should be | 'locks'=0;;1;0\n",
             line("locks", now, nullptr, false, {heldBy(model::Fate::alive)}));
   EXPECT_TRUE(line("locks", now, nullptr, false, {heldBy(model::Fate::unknown)})
@@ -233,6 +277,19 @@ TEST(Check, GroupsAreUpWhileTheirProcessesLive) {
   now.machine = machine;
   EXPECT_EQ("CRITICAL: groups-up of orders: its process is gone | 'groups-up orders'=1;;1;0\n",
             line("groups-up", now));
+  reader::Process& process = machine->processes[4711];
+  process.exists = true;
+  process.ended = process.stopped = false;
+  process.segments = {broker->segment.mapped()};
+  EXPECT_EQ("OK: 1 of 1 as it should be | 'groups-up orders'=0;;1;0\n", line("groups-up", now));
+  process.stopped = true;
+  EXPECT_EQ("CRITICAL: groups-up of orders: its process is stopped | 'groups-up orders'=1;;1;0\n",
+            line("groups-up", now));
+  process.segments->clear();
+  EXPECT_TRUE(line("groups-up", now)
+                  .starts_with("CRITICAL: groups-up of orders: its process is "
+                               "gone"))
+      << "its number belongs to another one";
   EXPECT_TRUE(line("groups-up", at(nullptr)).starts_with("CRITICAL: groups-up: no broker"));
   EXPECT_TRUE(line("area=90%", at(nullptr)).starts_with("UNKNOWN: area: no broker"));
 }

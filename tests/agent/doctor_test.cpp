@@ -175,6 +175,22 @@ TEST(Doctor, FindsAStuckLockAndEndsWithTwo) {
   EXPECT_EQ(0, lock.value()) << "a look changes nothing";
 }
 
+TEST(Doctor, NamesWhoWaitsForAStuckLockAndWhichFlowStops) {
+  const LiveSegment segment("1-2-3", image::ordersAfter(3));
+  const LiveLock lock("1-2-3.zebcedar");
+  lock.takenByADeadProcess();
+  const Waiting waiting(lock);
+  const Result result = run({"doctor", "--only", "lock", "--format", "json"});
+  const Json finding = Json::parse(result.out)["findings"][0];
+  const std::string evidence = finding["evidence"];
+  const std::string id = std::to_string(waiting.id());
+  EXPECT_TRUE(contains(evidence, "1 process waits for it: " + id + " (")) << evidence;
+  EXPECT_EQ(Json::array({waiting.id()}), finding["waitingProcessIds"]);
+  EXPECT_EQ("messages stop at each node that posts an event: of Fulfil at Reserve",
+            finding["effect"]);
+  EXPECT_EQ("Reserve", finding["stops"][0]["node"]);
+}
+
 TEST(Doctor, ShowsAPlanAndChangesNothingWithoutYes) {
   const LiveSegment segment("1-2-3", brokersSegment());
   const LiveLock lock("1-2-3.zebcedar");

@@ -208,6 +208,79 @@ TEST(Findings, ALockThatADeadProcessHoldsIsStuck) {
             finding->command);
 }
 
+TEST(Findings, WhoWaitsForAKeptLockIsNamedWhereItIsKnown) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.its().semaphore.waiting = 3;
+  made.kill();
+  const auto waiting = [&made] {
+    const std::string evidence = find(made.found(), "lock.stuck")->evidence;
+    return evidence.substr(evidence.rfind("; ") + 2);
+  };
+  EXPECT_EQ("3 processes wait for it", waiting()) << "nobody could look";
+  reader::ExecutionGroup group;
+  group.label = "billing";
+  group.processId = 43;
+  made.broker.tree->executionGroups.push_back(group);
+  made.machine.processes[44] = made.machine.processes[43] = {.id = 43, .exists = true};
+  made.machine.processes[44].command = "zebhost";
+  made.machine.waits.emplace();
+  made.machine.waits->waiters = {{43, 5}, {44, 5}, {45, 6}};
+  EXPECT_EQ(
+      "3 processes wait for it: 43 of group billing and 44 (zebhost), and others that can't be "
+      "seen from here",
+      waiting());
+  EXPECT_EQ((std::vector<std::int32_t>{43, 44}), find(made.found(), "lock.stuck")->waiting);
+  made.its().semaphore.waiting = 2;
+  EXPECT_EQ("2 processes wait for it: 43 of group billing and 44 (zebhost)", waiting());
+}
+
+TEST(Findings, WhoOnlyMayWaitIsNamedAsSuchIfTheBrokersMemoryIsIts) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.its().semaphore.waiting = 1;
+  made.kill();
+  for (const std::int32_t id : {50, 51, 52}) {
+    made.machine.processes[id] = {.id = id, .exists = true, .ended = false, .command = "flow"};
+    made.machine.processes[id].segments.emplace();
+  }
+  made.machine.processes[50].segments = made.machine.processes[52].segments = {{0x01010203, 7}};
+  made.machine.waits.emplace();
+  made.machine.waits->unsure = {50, 51, 52};
+  const Findings findings = made.found();
+  const Finding& finding = *find(findings, "lock.stuck");
+  EXPECT_TRUE(finding.evidence.ends_with("1 process waits for it, perhaps 50 (flow) or 52 (flow)"))
+      << finding.evidence;
+  EXPECT_TRUE(finding.waiting.empty());
+}
+
+TEST(Findings, AnAreasLockStopsTheFlowsThatPostEventsInGroupsThatRun) {
+  Made made;
+  made.its().semaphore.value = 0;
+  made.kill();
+  image::Block block{.eyecatcher = "zebcetar", .contents = {}};
+  const auto deploy = [&](const char* label, const std::u16string& group, std::int32_t process) {
+    const auto number = static_cast<std::uint32_t>(process);
+    block.add(image::eventTemplate({7, 1, 1, number}, group, u"Fulfil", u"Reserve", 1, u"seen"));
+    reader::ExecutionGroup its{.label = label, .processId = process};
+    its.messageFlows.push_back({.label = "Fulfil", .nodes = {{.label = "Reserve"}}});
+    made.broker.tree->executionGroups.push_back(its);
+  };
+  made.broker.tree->executionGroups.clear();
+  deploy("dead", u"dead", kHolder);
+  const image::Bytes bytes = image::segment({block});
+  made.broker.segment.copy = reader::copySegment(bytes, bytes.size());
+  const auto stops = [&made] { return find(made.found(), "lock.stuck")->stops; };
+  EXPECT_EQ((std::vector<model::Place>{{"dead", "Fulfil", "Reserve"}}), stops());
+  deploy("billing", u"billing", 43);
+  const image::Bytes more = image::segment({block});
+  made.broker.segment.copy = reader::copySegment(more, more.size());
+  made.machine.processes[43] = {.id = 43, .exists = true, .ended = false, .stopped = false};
+  EXPECT_EQ((std::vector<model::Place>{{"billing", "Fulfil", "Reserve"}}), stops());
+  EXPECT_EQ("messages stop at each node that posts an event: of Fulfil at Reserve",
+            find(made.found(), "lock.stuck")->effect);
+}
+
 TEST(Findings, OneLookTellsAStuckLockThatIsNotNew) {
   Made made;
   made.its().semaphore.value = 0;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/agent/grown.h"
+#include "tests/support/image.h"
 
 namespace {
 
@@ -54,7 +55,52 @@ flowfile::File fileWith(std::vector<std::string> nodes, unsigned threads) {
   return file;
 }
 
+// The machine at a look, with a lock of the events area that somebody took a minute before.
+std::shared_ptr<model::Machine> machineWithALock(bool held) {
+  auto machine = std::make_shared<model::Machine>();
+  machine->clocks = {std::chrono::seconds(1'000'000), std::chrono::seconds(5000), 995'000, 100};
+  reader::Lock& lock = machine->locks.locks.emplace_back();
+  lock.name = "uuid.zebcedar";
+  lock.file.path = "/tmp/uuid.zebcedar.zebmutx";
+  lock.semaphore.presence = reader::Presence::there;
+  lock.semaphore.value = held ? 0 : 1;
+  lock.semaphore.lastProcess = 42;
+  lock.semaphore.lastOperation = lock.semaphore.changed = 999'940;
+  machine->processes[42] = {.id = 42, .exists = false};
+  return machine;
+}
+
+// "In" posts events, in a broker whose key file is like the lock's.
+std::shared_ptr<model::SeenBroker> brokerWithEvents() {
+  auto seen = broker(20);
+  seen->segment.uuid = "uuid";
+  image::Block block{.eyecatcher = "zebcetar", .contents = {}};
+  block.add(image::eventTemplate({7, 1, 1, 1}, u"orders", u"Fulfil", u"In", 1, u"seen"));
+  const image::Bytes bytes = image::segment({block});
+  seen->segment.copy = reader::copySegment(bytes, bytes.size());
+  return seen;
+}
+
+std::optional<model::Finding> kept(bool held) {
+  model::Snapshot after = lookAt(brokerWithEvents(), milliseconds(10000));
+  after.machine = machineWithALock(held);
+  model::Snapshot before = after;
+  before.steady -= std::chrono::seconds(10);
+  const auto pair = Looks{std::make_shared<const model::Snapshot>(before),
+                          std::make_shared<const model::Snapshot>(after)};
+  return model::viewOf(pair, {}).brokers.at(0).flows.at(0).kept;
+}
+
 }  // namespace
+
+TEST(View, NamesTheLockThatKeepsAFlowWhereTheLooksHaveLocks) {
+  EXPECT_FALSE(kept(false));
+  const auto lock = kept(true);
+  ASSERT_TRUE(lock);
+  EXPECT_EQ("lock.stuck:/tmp/uuid.zebcedar.zebmutx", lock->key());
+  EXPECT_EQ((std::vector<model::Place>{{"orders", "Fulfil", "In"}}), lock->stops);
+  EXPECT_FALSE(model::viewOf(twoLooks(), {}).brokers.at(0).flows.at(0).kept);
+}
 
 TEST(View, HoldsTheLastIntervalWithAllThatCanBeTold) {
   const Looks looks = twoLooks();

@@ -44,6 +44,8 @@ class Waiting {
   Waiting(const Waiting&) = delete;
   Waiting& operator=(const Waiting&) = delete;
 
+  pid_t id() const { return id_; }
+
  private:
   pid_t id_;
 };

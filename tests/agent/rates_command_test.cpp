@@ -6,6 +6,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "tests/agent/live_lock.h"
 #include "tests/agent/zebmon.h"
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
@@ -77,6 +78,23 @@ TEST_F(RatesCommand, AFlowIsATreeOrADocument) {
       json::parse(run({"flow", "Fulfil", "--interval", "10ms", "--format", "json"}).out);
   EXPECT_EQ("zebmon.flow", document["schema"]);
   EXPECT_EQ("Reserve", document["brokers"][0]["flows"][0]["nodes"][0]["label"]);
+}
+
+TEST_F(RatesCommand, AFlowThatADeadProcessKeepsFromItsRecordNamesItsLock) {
+  const LiveLock lock("06000000E8030000050000000F000000");
+  const std::string dead = std::to_string(lock.takenByADeadProcess());
+  const Result result = run({"flow", "Fulfil", "--interval", "1s", "--temp-directory", "/tmp"});
+  EXPECT_EQ(0, result.code);
+  EXPECT_TRUE(contains(result.out,
+                       "\nMessages stop at \"Reserve\", at the lock of the statistics of "
+                       "orders/Fulfil/Reserve: process " +
+                           dead + " took it and is dead; held for "))
+      << result.out;
+  EXPECT_TRUE(result.out.ends_with("\n  zebmon doctor --only lock --temp-directory /tmp\n"))
+      << result.out;
+  const Result document = run({"flow", "Fulfil", "--interval", "1s", "--format", "json"});
+  const json flow = json::parse(document.out)["brokers"][0]["flows"][0];
+  EXPECT_EQ("lock.stuck:" + lock.keyFile(), flow["finding"]);
 }
 
 TEST_F(RatesCommand, WrongOptionsAreWrongCommandLines) {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <regex>
 
+#include "tests/agent/live_lock.h"
 #include "tests/agent/terminal.h"
 #include "tests/agent/zebmon.h"
 #include "tests/support/image.h"
@@ -334,6 +335,16 @@ TEST_F(Top, WithoutATerminalIsOneScreenOfText) {
   EXPECT_FALSE(contains(result.out, "\x1b"));
   EXPECT_EQ("", result.errors);
   EXPECT_TRUE(contains(run({"top", "-i", "10ms", "--color", "always"}).out, "\x1b[1m"));
+}
+
+TEST_F(Top, TellsFirstOfAFlowThatStandsAtALockOfADeadProcess) {
+  const LiveLock lock("1-2-3.zebcedar");
+  lock.takenByADeadProcess();
+  const Result result = run({"top", "-i", "1s"});
+  EXPECT_TRUE(contains(result.out,
+                       "\nFulfil (orders): messages stop at \"Reserve\", at the lock of the events "
+                       "area of broker BRK1: process "))
+      << result.out;
 }
 
 TEST_F(Top, TakesTheOptionsOfTheOthers) {

@@ -4,6 +4,7 @@
 #include "agent/front/cli/past.h"
 #include "agent/front/cli/rates.h"
 #include "agent/front/cli/terminal.h"
+#include "agent/model/findings/whereabouts.h"
 #include "agent/render/json.h"
 #include "agent/render/rates.h"
 
@@ -11,6 +12,12 @@ namespace cli {
 namespace {
 
 constexpr std::chrono::seconds kInterval{10};
+
+std::string screens(const model::View& view, const Request& request) {
+  return render::flowScreens(
+      view, request.selection, styleOf(request.show), signsOf(),
+      {.flow = optionsAgain(request), .doctor = model::optionsOf(whereaboutsOf(request))});
+}
 
 std::string shown(const model::View& view, const Request& request) {
   const ShowRequest& show = request.show;
@@ -27,18 +34,15 @@ std::string shown(const model::View& view, const Request& request) {
     case Format::table:
       break;
   }
-  return render::flowScreens(view, request.selection, styleOf(show), signsOf(),
-                             optionsAgain(request));
+  return screens(view, request);
 }
 
 ExitCode runPast(const Past& past, const Request& request, Output& output) {
-  return showViews(past, request, output,
-                   {.document = render::pastFlowDocument,
-                    .rows = "zebmon.flow.node",
-                    .screen = [&request](const model::View& view) {
-                      return render::flowScreens(view, request.selection, styleOf(request.show),
-                                                 signsOf(), optionsAgain(request));
-                    }});
+  return showViews(
+      past, request, output,
+      {.document = render::pastFlowDocument,
+       .rows = "zebmon.flow.node",
+       .screen = [&request](const model::View& view) { return screens(view, request); }});
 }
 
 }  // namespace
@@ -61,7 +65,9 @@ ExitCode runFlow(const Request& request, Output& output) {
   }
   Request wanted = request;
   if (wanted.rates.interval.count() == 0) wanted.rates.interval = kInterval;
-  return watch(wanted, output, [&wanted](const model::View& view) { return shown(view, wanted); });
+  return watch(
+      wanted, output, [&wanted](const model::View& view) { return shown(view, wanted); },
+      model::MachineFacts::read);
 }
 
 }  // namespace cli

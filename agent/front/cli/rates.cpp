@@ -128,13 +128,14 @@ void addThreads(Options& options, Request& request, const Option& needed) {
 }
 
 ExitCode watch(const Request& request, Output& output,
-               const std::function<std::string(const model::View&)>& show) {
+               const std::function<std::string(const model::View&)>& show,
+               model::MachineFacts machine) {
   const RatesRequest& rates = request.rates;
   const FlowFile flows = readFlows(rates.flows);
   if (flows.code != kDone) return flows.code;
   const model::FlowKnowledge known = knowledgeOf(request, flows);
   output.stopOnSignals();
-  Looks looks(request);
+  Looks looks(request, machine);
   looks.take();
   const ExitCode code = exitCodeOfContents(looks.report());
   if (code == kNoBroker || code == kNoFile) return code;

@@ -46,9 +46,10 @@ bool chainFits(const model::View& view, const Request& request);
 
 // Looks, waits, looks again, and writes what `show` makes of it, as often as was asked for. A
 // signal or the output's end stops it at any time. Says on standard error what is wrong, a chain
-// that fits none of the selected flows too.
+// that fits none of the selected flows too. Each look takes so many of the machine's facts.
 ExitCode watch(const Request& request, Output& output,
-               const std::function<std::string(const model::View&)>& show);
+               const std::function<std::string(const model::View&)>& show,
+               model::MachineFacts machine = model::MachineFacts::leave);
 
 }  // namespace cli
 

@@ -140,7 +140,7 @@ class FlowCard {
 
 // Here nobody types --chain.
 function verdictOf(flow) {
-  if (flow.chain !== 'unknown' || flow.nodes.length < 2) return words.sentence(flow.verdict);
+  if (flow.finding || flow.chain !== 'unknown' || flow.nodes.length < 2) return words.sentence(flow.verdict);
   return 'Which node is slow can’t be told while nobody knows which is inside which. “zebmon serve --flows FILE” takes that from a flow file.';
 }
 

@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <ranges>
 
 #include "agent/model/findings/kinds.h"
+#include "agent/model/group_state.h"
 
 namespace model::findings {
 namespace {
@@ -28,7 +30,30 @@ bool unchanged(const reader::Lock& now, const Looks& looks) {
          before->semaphore.changed == now.semaphore.changed;
 }
 
-std::string effectOf(const Guarded& guarded) {
+bool isGone(const std::string& group, const SeenBroker& broker, const Machine& machine) {
+  const auto isIt = [&group](const reader::ExecutionGroup& one) { return one.label == group; };
+  const auto& groups = broker.tree->executionGroups;
+  const auto found = std::ranges::find_if(groups, isIt);
+  return found != groups.end() &&
+         groupState(found->processId, broker.segment, machine) == GroupState::gone;
+}
+
+// Where no process runs, no message waits; unless there is none at all.
+std::vector<Place> placesThatStop(const Guarded& guarded, const Looks& looks) {
+  const std::vector<Place> all = placesBehind(guarded);
+  std::vector<Place> alive = all;
+  std::erase_if(alive, [&](const Place& place) {
+    return isGone(place.group, *guarded.broker, looks.machine);
+  });
+  return alive.empty() ? all : alive;
+}
+
+// ": of OrderEntry at Order in", as far as that is known.
+std::string where(const std::vector<Place>& places) {
+  return places.empty() ? "" : ": " + textOf(places);
+}
+
+std::string effectOf(const Guarded& guarded, const std::vector<Place>& places) {
   switch (guarded.what) {
     case What::statistics:
       return guarded.broker ? fmt::format("messages of {} stop at {}", guarded.flow, guarded.node)
@@ -36,11 +61,11 @@ std::string effectOf(const Guarded& guarded) {
     case What::segment:
       return "groups of this broker that start wait";
     case What::statisticsArea:
-      return "deployments, and the first message of each new node, wait";
+      return "deployments, and the first message of each new node, wait" + where(places);
     case What::templatesArea:
       return "deployments of nodes with events wait, and so do messages that fail";
     case What::eventsArea:
-      return "messages stop at each node that posts an event";
+      return "messages stop at each node that posts an event" + where(places);
     case What::attachTable:
       return fmt::format("only a later process with the number {} would wait", guarded.process);
     case What::unknown:
@@ -71,13 +96,61 @@ std::string holderOf(const reader::Lock& lock, const Verdict& verdict, const Loo
   return id > 0 ? fmt::format("process {} took it", id) : "a process unknown here took it";
 }
 
-std::string evidenceOf(const reader::Lock& lock, const Verdict& verdict, const Looks& looks) {
-  const std::uint32_t waiting = lock.semaphore.waiting;
-  return fmt::format("{}; held for {}; {}", holderOf(lock, verdict, looks),
-                     age(lock.semaphore.lastUsed(), looks.machine.clocks),
-                     waiting == 0
-                         ? "nobody waits for it"
-                         : counted(waiting, "process waits for it", "processes wait for it"));
+// "9087 of group orders", else "9087 (zebhost)".
+std::string processText(std::int32_t id, const Guarded& guarded, const Looks& looks) {
+  if (guarded.broker && guarded.broker->tree) {
+    for (const auto& group : guarded.broker->tree->executionGroups) {
+      if (group.processId == id) return fmt::format("{} of group {}", id, group.label);
+    }
+  }
+  const reader::Process* const process = looks.machine.find(id);
+  return process != nullptr && process->command ? fmt::format("{} ({})", id, *process->command)
+                                                : std::to_string(id);
+}
+
+// "1, 2 or 3"; of many the first ones.
+std::string listOf(const std::vector<std::int32_t>& processes, const char* last,
+                   const Guarded& guarded, const Looks& looks) {
+  constexpr std::size_t kMost = 5;
+  std::vector<std::string> names;
+  for (const std::int32_t id : processes | std::views::take(kMost)) {
+    names.push_back(processText(id, guarded, looks));
+  }
+  if (processes.size() > kMost) {
+    names.push_back(fmt::format("{} more", processes.size() - kMost));
+  }
+  if (names.size() == 1) return names.front();
+  const std::string end = names.back();
+  names.pop_back();
+  return fmt::format("{} {} {}", fmt::join(names, ", "), last, end);
+}
+
+// Processes that may wait for it: the kernel doesn't tell, but they wait for something like it, and
+// use the broker's memory.
+std::vector<std::int32_t> candidatesOf(const Guarded& guarded, const Looks& looks) {
+  std::vector<std::int32_t> candidates;
+  if (!looks.machine.waits || !guarded.broker) return candidates;
+  for (const std::int32_t id : looks.machine.waits->unsure) {
+    const reader::Process* const process = looks.machine.find(id);
+    if (process != nullptr && serves(*process, guarded.broker->segment) == true) {
+      candidates.push_back(id);
+    }
+  }
+  return candidates;
+}
+
+std::string waitersOf(const reader::Semaphore& semaphore, const std::vector<std::int32_t>& known,
+                      const Guarded& guarded, const Looks& looks) {
+  const std::size_t waiting = std::max<std::size_t>(semaphore.waiting, known.size());
+  if (waiting == 0) return "nobody waits for it";
+  std::string text = counted(waiting, "process waits for it", "processes wait for it");
+  if (!known.empty()) text += ": " + listOf(known, "and", guarded, looks);
+  if (known.size() == waiting) return text;
+  const auto candidates = candidatesOf(guarded, looks);
+  const std::string others =
+      known.empty() ? ", perhaps " : ", and others, which can't be told for sure: ";
+  if (!candidates.empty()) return text + others + listOf(candidates, "or", guarded, looks);
+  return known.empty() ? text : text + ", and others that can't be seen from here";
 }
 
 // What keeps a holder's fate from being known.
@@ -136,8 +209,12 @@ void addHeld(const reader::Lock& lock, const Looks& looks, Findings& findings) {
   Finding finding;
   finding.of = lock.file.path;
   finding.object = "lock of " + nameOf(guarded);
-  finding.evidence = evidenceOf(lock, verdict, looks);
-  finding.effect = effectOf(guarded);
+  finding.stops = placesThatStop(guarded, looks);
+  finding.waiting = looks.machine.waitersFor(lock.semaphore.id);
+  finding.evidence = fmt::format("{}; held for {}; {}", holderOf(lock, verdict, looks),
+                                 age(lock.semaphore.lastUsed(), looks.machine.clocks),
+                                 waitersOf(lock.semaphore, finding.waiting, guarded, looks));
+  finding.effect = effectOf(guarded, finding.stops);
   finding.broker = guarded.broker;
   finding.owner = lock.file.owner;
   if (verdict.gone()) return addStuck(std::move(finding), guarded, findings);

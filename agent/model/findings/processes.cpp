@@ -2,8 +2,8 @@
 // Processes that do nothing any more.
 #include <fmt/format.h>
 
-#include "agent/model/elsewhere.h"
 #include "agent/model/findings/kinds.h"
+#include "agent/model/group_state.h"
 
 namespace model::findings {
 namespace {
@@ -48,24 +48,21 @@ struct Unseen {
 
 void look(const Broker& broker, const reader::ExecutionGroup& group, const Looks& looks,
           Findings& findings, Unseen& unseen) {
-  const reader::Process* const process = looks.machine.find(group.processId);
-  if (process == nullptr || group.deleted) return;
-  if (runsElsewhere(group.processId, broker->segment, looks.machine)) {
-    ++unseen.elsewhere;
-    return;
-  }
-  const Verdict verdict = fateOf(*process);
-  if (verdict.fate == Fate::dead) {
+  if (group.deleted) return;
+  const GroupState state = groupState(group.processId, broker->segment, looks.machine);
+  if (state == GroupState::gone) {
     addDead(broker, group, fmt::format("process {} is gone", group.processId), findings);
-  } else if (process->segments && !process->hasAttached(broker->segment.mapped())) {
+  } else if (state == GroupState::anotherOne) {
     addDead(broker, group,
             fmt::format("process {} is another one: it doesn't use the broker's segment",
                         group.processId),
             findings);
-  } else if (process->stopped.value_or(false)) {
+  } else if (state == GroupState::stopped) {
     addStopped(broker, group, findings);
   }
-  unseen.hidden += !process->segments && verdict.fate == Fate::alive;
+  unseen.elsewhere += state == GroupState::elsewhere;
+  const bool lives = state == GroupState::up || state == GroupState::stopped;
+  unseen.hidden += lives && !looks.machine.find(group.processId)->segments;
 }
 
 void addAbandoned(const Broker& broker, Findings& findings) {

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "agent/model/condition.h"
@@ -107,8 +108,9 @@ void addFailures(std::vector<Concern>& concerns, const Content& content) {
 }
 
 // How much of the machine's time one node of the flow took; of flows without self times the busiest
-// comes first.
+// comes first. Before all that, one that stands still.
 std::pair<double, double> weightOf(const model::FlowView& flow) {
+  if (flow.kept) return {std::numeric_limits<double>::infinity(), 0};
   const auto slowest = model::slowest(flow.times);
   return {slowest ? flow.times[*slowest].self.totalMs : -1, flow.load.busy.value_or(-1)};
 }
@@ -148,8 +150,9 @@ void addVerdict(std::vector<Concern>& concerns, const State& state, const Conten
   sentence += isFirst(content)
                   ? fmt::format("the first figures come in {}", spanOf(content.wanted.interval))
                   : render::verdictOf(viewOf(content, *place));
-  concerns.push_back({Attribute::strong, sentence + "."});
-  if (!chosen && !isFirst(content)) addUntold(concerns, content, *place);
+  const bool stands = viewOf(content, *place).kept.has_value();
+  concerns.push_back({stands ? Attribute::critical : Attribute::strong, sentence + "."});
+  if (!chosen && !isFirst(content) && !stands) addUntold(concerns, content, *place);
 }
 
 // Of what time the figures are, and how often there are new ones.
