@@ -56,27 +56,32 @@ ExitCode reported(const Request& request, const model::Snapshot& all,
   return findUnknown(all, request.selection) ? kNoBroker : exitCodeOfContents(selected);
 }
 
-// Of a history: the looks that tell of gaps are those behind them.
-void addGaps(const Request& request, EventStream& stream) {
-  withPast(request, [&stream](const Past& past) {
-    for (const auto& [broker, known] : past.gaps()) {
-      stream.add(broker, {&known.gap, 1}, known.time / 1000);
-    }
-    return kDone;
-  });
-}
-
-// What there is now.
-ExitCode show(const Request& request, Output& output) {
-  const auto snapshot = take(request, model::MachineFacts::leave, model::Events::read);
-  const model::Snapshot selected = distinct(model::selectBrokers(*snapshot, request.selection));
-  EventStream stream(request, output, model::secondsOf(*snapshot));
-  if (isPast(request)) addGaps(request, stream);
+// The looks that tell of gaps are those behind them: only a history has gaps.
+ExitCode show(const Request& request, Output& output, const model::Snapshot& snapshot,
+              const std::vector<Past::Gap>& gaps) {
+  const model::Snapshot selected = distinct(model::selectBrokers(snapshot, request.selection));
+  EventStream stream(request, output, model::secondsOf(snapshot));
+  for (const auto& [broker, known] : gaps) {
+    stream.add(broker, {&known.gap, 1}, known.time / 1000);
+  }
   for (const auto& broker : selected.brokers) {
-    if (broker->events) stream.add(*broker, broker->events->events, model::secondsOf(*snapshot));
+    if (broker->events) stream.add(*broker, broker->events->events, model::secondsOf(snapshot));
   }
   stream.flush();
-  return reported(request, *snapshot, selected);
+  return reported(request, snapshot, selected);
+}
+
+// What there is now, or was in the time of a history.
+ExitCode show(const Request& request, Output& output) {
+  if (!isPast(request)) {
+    return show(request, output, *take(request, model::MachineFacts::leave, model::Events::read),
+                {});
+  }
+  return withPast(request, [&](const Past& past) {
+    const auto gaps = past.gaps();
+    past.report(gaps);
+    return show(request, output, *past.events(), gaps);
+  });
 }
 
 // Shows, look by look, what each broker posted since the one before.

@@ -34,7 +34,7 @@ std::shared_ptr<const model::Snapshot> takePast(const Request& request, model::E
   }
   std::shared_ptr<const model::Snapshot> snapshot;
   withPast(request, [&snapshot](const Past& past) {
-    past.reportGaps();
+    past.report(past.gaps());
     snapshot = past.events();
     return kDone;
   });

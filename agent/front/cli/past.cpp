@@ -163,8 +163,8 @@ std::vector<Past::Gap> Past::gaps() const {
   return all;
 }
 
-void Past::reportGaps() const {
-  for (const auto& [broker, known] : gaps()) {
+void Past::report(const std::vector<Gap>& gaps) const {
+  for (const auto& [broker, known] : gaps) {
     complain(render::dateAndTime(known.time / 1000, request_.show.zone) + ": " +
              render::gapText(broker, known.gap));
   }

@@ -55,7 +55,7 @@ class Past {
   std::vector<Gap> gaps() const;
 
   // Says so on standard error.
-  void reportGaps() const;
+  void report(const std::vector<Gap>& gaps) const;
 
   // How the brokers' areas of nodes filled up, where that was recorded.
   render::Growths growths() const;

@@ -11,6 +11,7 @@
 #include "agent/front/history/broker_counts.h"
 #include "agent/front/history/moment.h"
 #include "agent/front/history/reading.h"
+#include "agent/front/history/samples.h"
 #include "agent/front/history/tables.h"
 
 namespace history {
@@ -18,8 +19,6 @@ namespace {
 
 using model::Number;
 using model::Period;
-
-constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 
 // More than that is not read of one broker.
 constexpr std::size_t kMostEvents = 200000;
@@ -166,13 +165,6 @@ bool isHistory(const std::string& path) {
   return file.read(first.data(), first.size()) && std::string_view(first.data(), 16) == kMagic;
 }
 
-// What was added to a node in one span of the period.
-struct Reader::Row {
-  std::int64_t node = 0;
-  std::int64_t span = 0;
-  Amounts counts;
-};
-
 Reader::Reader(const std::string& path)
     : database_(opened(path)),
       transaction_(database_, Transaction::For::reading),
@@ -193,23 +185,6 @@ std::int64_t Reader::lastLook() const {
   return database_.integerOf("SELECT wall_ms FROM look ORDER BY number DESC LIMIT 1").value_or(0);
 }
 
-std::int64_t Reader::oldest(Step step, std::int64_t broker) const {
-  static const char* const kColumns[] = {"samples", "minutes", "hours"};
-  auto row = database_.prepare(std::string("SELECT min(begin_ms) FROM part WHERE broker = ? AND ") +
-                               kColumns[static_cast<int>(step)] + " > 0");
-  row.with(broker).step();
-  return row.number(0).value_or(kNever);
-}
-
-// The finest that has all that any of them has.
-Reader::Step Reader::stepOf(std::int64_t broker, std::int64_t from) const {
-  const std::int64_t looks = oldest(Step::look, broker);
-  const std::int64_t minutes = oldest(Step::minute, broker);
-  const std::int64_t begin = std::max(from, std::min({looks, minutes, oldest(Step::hour, broker)}));
-  if (begin >= looks || begin == kNever) return Step::look;
-  return begin >= minutes ? Step::minute : Step::hour;
-}
-
 Period Reader::within(Step step, const KnownBroker& broker, const Period& period) const {
   if (step == Step::look) {
     auto row = database_.prepare(
@@ -219,7 +194,8 @@ Period Reader::within(Step step, const KnownBroker& broker, const Period& period
   }
   const std::int64_t unit = step == Step::minute ? kMinuteMs : kHourMs;
   const bool isOpen = period.until >= broker.lastLook;
-  const std::int64_t begin = std::max(period.from, floorTo(oldest(step, broker.id), unit));
+  const std::int64_t begin =
+      std::max(period.from, floorTo(oldestOf(database_, broker.id, step), unit));
   return {ceilTo(begin, unit),
           isOpen ? ceilTo(broker.lastLook + 1, unit) : floorTo(period.until, unit)};
 }
@@ -237,58 +213,9 @@ std::vector<Period> Reader::observed(std::int64_t broker, const Period& period) 
   return spans;
 }
 
-// Times are moved so that all that belongs to a period is from its begin to before its end: a look
-// tells of the time before it.
-void Reader::each(const Wanted& wanted, const Take& take) const {
-  struct Source {
-    const char* rows;  // of parts, or what is not in one yet
-    const char* time;
-  };
-  constexpr const char* kSample =
-      "part p JOIN sample s ON s.part = p.number JOIN look l ON l.number = s.look WHERE "
-      "p.samples > 0 AND p.broker = ?1 AND p.end_ms >= ?3 AND p.begin_ms <= ?4";
-  constexpr const char* kMinute =
-      "part p JOIN minute s ON s.part = p.number WHERE p.minutes > 0 AND p.broker = ?1 AND "
-      "p.end_ms >= ?3 AND p.begin_ms <= ?4";
-  constexpr const char* kUnsummed =
-      "part p JOIN minute s ON s.part = p.number WHERE p.minutes > 0 AND p.summed = 0 AND "
-      "p.broker = ?1 AND p.end_ms >= ?3 AND p.begin_ms <= ?4";
-  constexpr const char* kHour =
-      "part p JOIN hour s ON s.part = p.number WHERE p.hours > 0 AND p.broker = ?1 AND "
-      "p.end_ms >= ?3 AND p.begin_ms <= ?4";
-  constexpr const char* kRecent =
-      "recent s JOIN look l ON l.number = s.look JOIN node n ON n.id = s.node WHERE n.broker = ?1";
-  static const std::array<std::vector<Source>, 3> kSources = {{
-      {{kSample, "l.wall_ms - 1"}, {kRecent, "l.wall_ms - 1"}},
-      {{kMinute, "s.minute * 60000"}, {kRecent, "l.wall_ms / 60000 * 60000"}},
-      {{kHour, "s.hour * 3600000"},
-       {kUnsummed, "s.minute / 60 * 3600000"},
-       {kRecent, "l.wall_ms / 3600000 * 3600000"}},
-  }};
-  for (const Source& source : kSources[static_cast<std::size_t>(wanted.step)]) {
-    const std::string time(source.time);
-    auto rows = database_.prepare(
-        "SELECT s.node, (" + time +
-        " - ?3) / ?5, sum(s.messages), sum(s.bytes), "
-        "sum(s.elapsed_ms), sum(s.queued_ms), count(*), count(s.messages), count(s.bytes), "
-        "count(s.elapsed_ms), count(s.queued_ms) FROM " +
-        source.rows + " AND s.node BETWEEN ?2 AND ?6 AND " + time + " >= ?3 AND " + time +
-        " < ?4 GROUP BY 1, 2");
-    rows.with(wanted.broker, wanted.firstNode, wanted.period.from, wanted.period.until, wanted.unit,
-              wanted.lastNode);
-    while (rows.step()) {
-      // A sum of which a part is not known is not known.
-      const auto sumOf = [&rows](int column) {
-        return rows.integer(column + 5) == rows.integer(6) ? rows.number(column) : Number();
-      };
-      take({rows.integer(0), rows.integer(1), {sumOf(2), sumOf(3), sumOf(4), sumOf(5)}});
-    }
-  }
-}
-
 model::PastBroker Reader::past(const KnownBroker& broker, const Period& period,
                                std::size_t parts) const {
-  const Step step = stepOf(broker.id, period.from);
+  const Step step = finestSince(database_, broker.id, period.from);
   const Period stored = within(step, broker, period);
   model::PastBroker past{.label = broker.label,
                          .uuid = broker.uuid,
@@ -305,12 +232,16 @@ model::PastBroker Reader::past(const KnownBroker& broker, const Period& period,
   const auto count = static_cast<std::int64_t>(parts);
   const std::int64_t unit = std::max<std::int64_t>(1, (stored.length() + count - 1) / count);
   std::vector<std::map<std::int64_t, Amounts>> added(parts);
+  eachSample(database_, {.step = step, .period = stored, .broker = broker.id},
+             [&](const Sample& sample) {
+               const std::int64_t part = (sample.atMs - stored.from) / unit;
+               Amounts& all = added[static_cast<std::size_t>(part)][sample.node];
+               all = sum(all, sample.added);
+             });
   std::map<std::int64_t, Amounts> sums;
-  each({.step = step, .period = stored, .unit = unit, .broker = broker.id}, [&](const Row& row) {
-    Amounts& part = added[static_cast<std::size_t>(std::min(row.span, count - 1))][row.node];
-    part = sum(part, row.counts);
-    sums.try_emplace(row.node);
-  });
+  for (const auto& part : added) {
+    for (const auto& [node, counts] : part) sums.try_emplace(node);
+  }
   auto present = database_.prepare("SELECT DISTINCT node FROM last_count WHERE broker = ?");
   present.with(broker.id);
   while (present.step()) sums.try_emplace(present.integer(0));
@@ -546,18 +477,19 @@ void Reader::minutes(const KnownBroker& broker, const Period& period, const Peri
         nodes[flow.nodes[i]] = &node;
       }
     }
-    const auto addTo = [&](std::vector<model::Added> model::NodeMinutes::*all,
-                           const Wanted& wanted) {
-      each(wanted, [&](const Row& row) {
-        const auto node = nodes.find(row.node);
+    const auto addTo = [&](std::vector<model::Added> model::NodeMinutes::*all, const Wanted& wanted,
+                           std::int64_t unit) {
+      eachSample(database_, wanted, [&](const Sample& sample) {
+        const auto node = nodes.find(sample.node);
         if (node == nodes.end()) return;
-        add((node->second->*all)[static_cast<std::size_t>(row.span)], row.counts);
+        const std::int64_t span = (sample.atMs - wanted.period.from) / unit;
+        add((node->second->*all)[static_cast<std::size_t>(span)], sample.added);
       });
     };
     const std::int64_t first = nodes.begin()->first;
     const std::int64_t last = nodes.rbegin()->first;
-    addTo(&model::NodeMinutes::minutes, {Step::minute, period, kMinuteMs, broker.id, first, last});
-    addTo(&model::NodeMinutes::hours, {Step::hour, days, kHourMs, broker.id, first, last});
+    addTo(&model::NodeMinutes::minutes, {Step::minute, period, broker.id, first, last}, kMinuteMs);
+    addTo(&model::NodeMinutes::hours, {Step::hour, days, broker.id, first, last}, kHourMs);
     for (Flow& flow : some) take(std::move(flow.minutes));
   }
 }

@@ -6,13 +6,13 @@
 
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "agent/front/history/database.h"
+#include "agent/front/history/samples.h"
 #include "agent/model/capacity.h"
 #include "agent/model/changes.h"
 #include "agent/model/gaps.h"
@@ -87,29 +87,13 @@ class Reader {
                const std::function<void(model::FlowMinutes)>& take) const;
 
  private:
-  enum class Step { look, minute, hour };
-
-  // Rows of one broker, or of some of its nodes alone, each put into one of several spans of time.
-  struct Wanted {
-    Step step = Step::look;
-    model::Period period;
-    std::int64_t unit = 0;  // how long a span is, in milliseconds
-    std::int64_t broker = 0;
-    std::int64_t firstNode = 0;
-    std::int64_t lastNode = std::numeric_limits<std::int64_t>::max();
-  };
-  struct Row;
   struct Flow {
     std::vector<std::int64_t> nodes;  // their numbers
     model::FlowMinutes minutes;
   };
-  using Take = std::function<void(const Row&)>;
 
-  std::int64_t oldest(Step step, std::int64_t broker) const;
-  Step stepOf(std::int64_t broker, std::int64_t from) const;
   model::Period within(Step step, const KnownBroker& broker, const model::Period& period) const;
   std::vector<model::Period> observed(std::int64_t broker, const model::Period& period) const;
-  void each(const Wanted& wanted, const Take& take) const;
   std::vector<Flow> flowsOf(std::int64_t broker) const;
 
   Database database_;

@@ -6,6 +6,7 @@
 
 #include "agent/front/history/moment.h"
 #include "agent/front/history/place.h"
+#include "agent/front/history/samples.h"
 #include "text/printable.h"
 
 namespace history {
@@ -14,50 +15,18 @@ namespace {
 constexpr std::int64_t kSteps[] = {1,   2,    5,    10,   15,    30,    60,    120,   300,      600,
                                    900, 1800, 3600, 7200, 14400, 21600, 43200, 86400, 7 * 86400};
 
-// Rows of one node, each with the moment that it counts for. Parts are looked for first: there are
-// few of them.
-constexpr char kBegin[] = "SELECT ";
-constexpr char kAmounts[] = ", s.messages, s.bytes, s.elapsed_ms, s.queued_ms FROM ";
-constexpr char kOfPart[] =
-    " s ON s.part = p.number AND s.node = ?1 WHERE p.broker = ?2 AND p.end_ms >= ?3 AND "
-    "p.begin_ms < ?4 AND ";
-constexpr char kOlderThanMinutes[] =
-    "p.hours > 0 AND p.end_ms < coalesce((SELECT min(begin_ms) FROM part WHERE broker = ?2 AND "
-    "minutes > 0), 9e18)";
-
-std::string samplesSql() {
-  return std::string(kBegin) + "l.wall_ms" + kAmounts +
-         "part p CROSS JOIN sample s ON s.part = p.number AND s.node = ?1 CROSS JOIN look l ON "
-         "l.number = s.look WHERE p.broker = ?2 AND p.end_ms >= ?3 AND p.begin_ms < ?4 AND "
-         "p.samples > 0";
+// The shortest time of which samples of a step tell.
+std::int64_t secondsOf(Step step) {
+  if (step == Step::look) return 1;
+  return (step == Step::minute ? kMinuteMs : kHourMs) / 1000;
 }
 
-std::string minutesSql(const char* condition) {
-  return std::string(kBegin) + "s.minute * 60000" + kAmounts + "part p CROSS JOIN minute" +
-         kOfPart + condition;
-}
-
-std::string hoursSql(const char* condition) {
-  return std::string(kBegin) + "s.hour * 3600000" + kAmounts + "part p CROSS JOIN hour" + kOfPart +
-         condition;
-}
-
-std::string recentSql() {
-  return std::string(kBegin) + "l.wall_ms" + kAmounts +
-         "look l CROSS JOIN recent s ON s.look = l.number AND s.node = ?1 WHERE l.number >= "
-         "(SELECT min(look) FROM recent) AND ?2 AND l.wall_ms >= ?3 AND l.wall_ms < ?4";
-}
-
-// What tells of each moment once, as fine as the step needs it.
-std::vector<std::string> sourcesFor(std::int64_t stepS) {
-  if (stepS >= kHourMs / 1000) {
-    return {recentSql(), hoursSql("p.hours > 0"), minutesSql("p.minutes > 0 AND p.summed = 0")};
+// The coarsest that fits into so many seconds: it has the fewest samples.
+Step coarsestIn(std::int64_t seconds) {
+  for (const Step step : {Step::hour, Step::minute}) {
+    if (seconds >= secondsOf(step)) return step;
   }
-  if (stepS >= kMinuteMs / 1000) {
-    return {recentSql(), minutesSql("p.minutes > 0"), hoursSql(kOlderThanMinutes)};
-  }
-  return {recentSql(), samplesSql(), minutesSql("p.minutes > 0 AND p.samples = 0"),
-          hoursSql(kOlderThanMinutes)};
+  return Step::look;
 }
 
 struct Node {
@@ -72,7 +41,9 @@ class Drawing {
   Drawing(const Database& database, const Question& question, std::int64_t broker)
       : database_(database), question_(question), broker_(broker) {
     const std::int64_t length = std::max<std::int64_t>(1, question.untilS - question.fromS);
-    step_ = stepFor(length, std::max<std::int64_t>(2, question.points));
+    const Step finest = finestSince(database, broker, question.fromS * 1000);
+    step_ =
+        std::max(stepFor(length, std::max<std::int64_t>(2, question.points)), secondsOf(finest));
     begin_ = question.fromS / step_ * step_;
     if (begin_ > question.fromS) begin_ -= step_;
     const std::int64_t steps = (question.untilS - begin_ + step_ - 1) / step_;
@@ -91,7 +62,7 @@ class Drawing {
   void observeLooks(std::int64_t first, std::int64_t last, std::int64_t beginMs,
                     std::int64_t endMs);
   void readMarks(Curves& curves);
-  Curve curveOf(const Node& node, const std::vector<std::string>& sources) const;
+  Curve curveOf(const Node& node) const;
 
   const Database& database_;
   const Question& question_;
@@ -149,7 +120,7 @@ void Drawing::observeLooks(std::int64_t first, std::int64_t last, std::int64_t b
     const std::int64_t wall = rows.integer(1);
     if (!before && rows.integer(0) != first) observeSpan(beginMs, wall);
     if (!before) before = rows.integer(0) == first ? beginMs : wall;
-    if (const auto step = stepOf(wall)) {
+    if (const auto step = stepOf(wall - 1)) {
       seconds_[*step] += static_cast<double>(wall - *before) / 1000;
     }
     before = wall;
@@ -174,7 +145,7 @@ void Drawing::observe() {
 void Drawing::readMarks(Curves& curves) {
   curves.marks = marksOf(database_, broker_, {fromMs(), untilMs()});
   for (const model::Mark& mark : curves.marks) {
-    const auto step = stepOf(mark.between.until);
+    const auto step = stepOf(mark.between.until - 1);
     if (mark.kind == "gap" && step) {
       seconds_[*step] +=
           static_cast<double>(std::max<std::int64_t>(0, mark.between.length())) / 1000;
@@ -182,19 +153,13 @@ void Drawing::readMarks(Curves& curves) {
   }
 }
 
-Curve Drawing::curveOf(const Node& node, const std::vector<std::string>& sources) const {
+Curve Drawing::curveOf(const Node& node) const {
   std::vector<Amounts> added(seconds_.size());
-  for (const std::string& sql : sources) {
-    auto rows = database_.prepare(sql);
-    for (rows.with(node.id, broker_, fromMs(), untilMs()); rows.step();) {
-      const auto step = stepOf(std::max(rows.integer(0), fromMs()));
-      if (!step) continue;
-      added[*step] = sum(added[*step], {.messages = rows.number(1),
-                                        .bytes = rows.number(2),
-                                        .elapsedMs = rows.number(3),
-                                        .queuedMs = rows.number(4)});
-    }
-  }
+  const Wanted wanted{coarsestIn(step_), {fromMs(), untilMs()}, broker_, node.id, node.id};
+  eachSample(database_, wanted, [&](const Sample& sample) {
+    const auto step = stepOf(sample.atMs);
+    if (step) added[*step] = sum(added[*step], sample.added);
+  });
   Curve curve{.node = node.label, .type = node.type, .points = {}};
   for (std::size_t i = 0; i < seconds_.size(); ++i) {
     if (seconds_[i] <= 0 && added[i].isNothing()) continue;
@@ -211,12 +176,11 @@ Curves Drawing::curves() {
   if (oldest.with(broker_).step()) curves.oldestS = oldest.number(0);
   observe();
   readMarks(curves);
-  const std::vector<std::string> sources = sourcesFor(step_);
   const std::vector<Node> all = nodes();
   const auto most =
       static_cast<std::size_t>(kMostPoints) / std::max<std::size_t>(1, seconds_.size());
   for (const Node& node : std::span(all).first(std::min(all.size(), most))) {
-    curves.nodes.push_back(curveOf(node, sources));
+    curves.nodes.push_back(curveOf(node));
   }
   curves.leftOut = all.size() - curves.nodes.size();
   return curves;

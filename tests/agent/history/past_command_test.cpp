@@ -3,9 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <sstream>
 
 #include "tests/agent/history/recorded.h"
@@ -30,6 +36,30 @@ std::shared_ptr<model::SeenBroker> flowWith(std::int64_t messages) {
       {outer, nodeWith("Priced", 2,
                        {.messages = messages, .elapsed = messages * 9, .bytes = messages * 100})});
 }
+
+// Counts how often somebody opens a file. Equal news behind each other would be one, so there are
+// also those of what is done between two openings.
+class Opens {
+ public:
+  explicit Opens(const char* file) {
+    inotify_add_watch(notify_, file, IN_OPEN | IN_ACCESS | IN_CLOSE);
+  }
+  ~Opens() { close(notify_); }
+
+  // Since the last call.
+  int count() {
+    std::array<inotify_event, 64> news{};
+    int opens = 0;
+    for (ssize_t size; (size = read(notify_, news.data(), sizeof news)) > 0;) {
+      const auto number = static_cast<std::size_t>(size) / sizeof(inotify_event);
+      for (const auto& one : std::span(news).first(number)) opens += (one.mask & IN_OPEN) != 0;
+    }
+    return opens;
+  }
+
+ private:
+  const int notify_ = inotify_init1(IN_NONBLOCK);
+};
 
 // Looks at 2027-01-15 08:00:00Z and after; it was reset before the look at 40 s.
 class PastCommand : public ::testing::Test {
@@ -172,6 +202,15 @@ TEST_F(PastCommand, EventsAsJsonHaveTheGapsOfThoseAskedFor) {
   EXPECT_EQ("Priced", found[1]["node"]);
   EXPECT_EQ(9, found[1]["missedAtMost"]);
   EXPECT_EQ("zebmon.event", found[2]["schema"]);
+}
+
+TEST_F(PastCommand, EventsAsJsonAreReadAtOneMoment) {
+  Opens opens(kFile);
+  ask({"message", "AB"});
+  const int once = opens.count();
+  EXPECT_LT(0, once);
+  EXPECT_EQ(0, ask({"events", "--format", "jsonl"}).code);
+  EXPECT_EQ(once, opens.count());
 }
 
 TEST_F(PastCommand, EventsAreHalfOpen) {

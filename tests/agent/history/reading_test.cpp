@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "agent/front/history/samples.h"
 #include "tests/agent/history/recorded.h"
 
 namespace {
@@ -40,7 +41,7 @@ TEST_F(Reading, ShowsEachLookWhenTheStepIsShort) {
   EXPECT_EQ(2, seen.stepS);
   ASSERT_EQ(9U, seen.nodes.at(0).points.size());
   const history::Point& point = seen.nodes[0].points[3];
-  EXPECT_EQ(kBegin + 8, point.beginS);
+  EXPECT_EQ(kBegin + 6, point.beginS) << "a look tells of the time before it";
   EXPECT_EQ(2, point.seconds);
   EXPECT_EQ(1, point.added.messages);
   EXPECT_EQ(100, point.added.bytes);
@@ -64,6 +65,46 @@ TEST_F(Reading, ShowsOldTimesFromMinutesAndHours) {
   look(20 * 86400, counting(13));
   look(20 * 86400 + 700, counting(14));
   EXPECT_EQ(12, messagesIn(curves(0, 12 * 3600 + 1, 100)));
+}
+
+// A part of ten minutes has more than what is asked for.
+TEST_F(Reading, ShowsNothingOfTheTimeBefore) {
+  for (int i = 0; i <= 180; ++i) look(i * 20, counting(i));  // an hour
+  for (const std::int64_t points : {1000, 20}) {
+    const history::Curves seen = curves(1800, 2700, points);
+    EXPECT_EQ(kBegin + 1800, seen.fromS);
+    EXPECT_EQ(45, messagesIn(seen)) << points;
+    EXPECT_EQ(900, secondsIn(seen)) << points;
+  }
+  EXPECT_EQ(1, curves(1800, 2700, 1000).nodes[0].points[0].added.messages);
+}
+
+TEST_F(Reading, AStepIsNoShorterThanWhatIsKeptOfItsTime) {
+  for (int i = 0; i <= 90; ++i) look(i * 20, counting(i));
+  look(10 * 3600, counting(91));
+  look(10 * 3600 + 700, counting(91));
+  const history::Curves seen = curves(600, 900, 300);
+  EXPECT_EQ(60, seen.stepS);
+  ASSERT_EQ(5U, seen.nodes.at(0).points.size());
+  for (const auto& point : seen.nodes[0].points) {
+    EXPECT_EQ(60, point.seconds);
+    EXPECT_EQ(3, point.added.messages);
+  }
+}
+
+TEST_F(Reading, EachStepTellsOfAPeriodOnce) {
+  for (int i = 0; i <= 400; ++i) look(i * 20, counting(i));
+  const model::Period hour{(kBegin + 3600) * 1000, (kBegin + 7200) * 1000};
+  for (const auto step : {history::Step::look, history::Step::minute, history::Step::hour}) {
+    std::int64_t all = 0;
+    history::eachSample(database, {.step = step, .period = hour, .broker = 1},
+                        [&](const history::Sample& sample) {
+                          all += *sample.added.messages;
+                          EXPECT_LE(hour.from, sample.atMs);
+                          EXPECT_GT(hour.until, sample.atMs);
+                        });
+    EXPECT_EQ(180, all);
+  }
 }
 
 TEST_F(Reading, LeavesOutStepsThatNobodyLookedAt) {
