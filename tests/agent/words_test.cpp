@@ -6,6 +6,8 @@
 
 #include <cerrno>
 
+#include "agent/render/size_screens.h"
+
 namespace {
 
 using model::SeenBroker;
@@ -306,4 +308,20 @@ TEST(Words, AGapSaysHowMuchIsKnownOfIt) {
   EXPECT_EQ(
       "broker BRK1: its shared memory is a new one: the last events of the old one may be missing",
       render::gapText(broker, {.cause = model::Gap::Cause::restart}));
+}
+
+TEST(Words, AForecastSaysWhatItRestsOn) {
+  constexpr std::int64_t kDay = 86400000;
+  const auto said = [](std::int64_t from, std::uint64_t before, std::uint64_t used) {
+    return render::forecastText(
+        {.from = from, .until = 30 * kDay, .before = before, .used = used, .size = 1000});
+  };
+  EXPECT_EQ("it grew by 100 bytes in 10 d, and is full in 20 d if that goes on",
+            said(20 * kDay, 700, 800));
+  EXPECT_EQ("it grew by 100 bytes in 24 h, and is full in 2 d if that goes on",
+            said(29 * kDay, 700, 800));
+  EXPECT_EQ("a forecast needs a day, and there is 23 h", said(29 * kDay + 1, 700, 800));
+  EXPECT_EQ("it has not grown in 10 d", said(20 * kDay, 800, 800));
+  EXPECT_EQ("it has not grown in 10 d", said(20 * kDay, 900, 800));
+  EXPECT_EQ("it is full", said(20 * kDay, 700, 1000));
 }

@@ -16,6 +16,7 @@
 
 #include "tests/agent/history/recorded.h"
 #include "tests/agent/zebmon.h"
+#include "tests/support/live_segment.h"
 
 namespace {
 
@@ -183,6 +184,63 @@ TEST_F(PastCommand, SizeSaysWhenNoAreaWasRecorded) {
   const Result result = ask({"size"});
   EXPECT_EQ(0, result.code);
   EXPECT_THAT(result.errors, HasSubstr("doesn't tell how full the areas of SHOP were"));
+}
+
+// A live broker that has 1,000 of 10,000 bytes left, as the history of this user knows it.
+class Forecast : public ::testing::Test {
+ protected:
+  Forecast() : segment_("1-2-3", nearlyFull()) {
+    std::filesystem::create_directories(state_ + "/zebmon");
+  }
+  ~Forecast() override { std::filesystem::remove_all(state_); }
+
+  static image::Bytes nearlyFull() {
+    image::Block block = image::ordersBlock();
+    block.size = 10000;
+    for (std::uint32_t i = 0; i < 50; ++i) {
+      block.add(image::node({5, 2000, 1, i}, image::kFlow, u"another node", 1));
+    }
+    block.last = 9000;
+    return image::segment({block});
+  }
+
+  void record(double second, std::uint32_t used) const {
+    Recorded(state_ + "/zebmon/history.db").look(second, filled(used, 10000));
+  }
+
+  std::string evidence() const {
+    const Result result = run({.arguments = {"doctor", "--only", "area", "--format", "json"},
+                               .environment = {"XDG_STATE_HOME=" + state_}});
+    const json findings = json::parse(result.out)["findings"];
+    return findings.size() == 1 && findings[0]["id"] == "area.nearly-full"
+               ? findings[0]["evidence"].get<std::string>()
+               : result.out + result.errors;
+  }
+
+ private:
+  const std::string state_ = testing::TempDir() + "state";
+  const LiveSegment segment_;
+};
+
+TEST_F(Forecast, TheDoctorSaysHowLongTheRoomWillLast) {
+  record(100, 4000);
+  record(100 + 10 * 86400, 9000);
+  EXPECT_EQ(
+      "9000 of 10000 bytes are used; by the history, it grew by 5000 bytes in 10 d, and is full "
+      "in 2 d if that goes on",
+      evidence());
+}
+
+TEST_F(Forecast, TheDoctorSaysWhenThereIsTooLittleHistory) {
+  record(100, 4000);
+  record(100 + 7200, 9000);
+  EXPECT_EQ(
+      "9000 of 10000 bytes are used; by the history, a forecast needs a day, and there is 2 h",
+      evidence());
+}
+
+TEST_F(Forecast, WithoutAHistoryTheDoctorSaysNothingOfIt) {
+  EXPECT_EQ("9000 of 10000 bytes are used", evidence());
 }
 
 TEST_F(PastCommand, EventsAsJsonHaveTheGapsOfThoseAskedFor) {
