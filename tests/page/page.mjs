@@ -77,6 +77,19 @@ const tests = {
     await tab.close();
   },
 
+  async 'figures are asked for once, while the page still loads'() {
+    const tab = await Tab.open(servers.open);
+    const asked = tab.page.waitForRequest(/\/api\/v1\/page/);
+    await tab.page.route('**/page/app.js', async (route) => {
+      await asked;
+      await route.continue();
+    });
+    await tab.go();
+    await tab.see('Payment in');
+    assert.equal(tab.requests.filter((request) => request.url().endsWith('/api/v1/page?since=0')).length, 1);
+    await tab.close();
+  },
+
   async 'the slow node is said in words and marked'() {
     const tab = await Tab.open(servers.open);
     await tab.go();

@@ -8,6 +8,7 @@ import * as words from './words.js';
 
 const kSparkPoints = 150;
 const kMostGone = 100;
+const kFirst = 8;  // flows, about a screen: the others are made when these are painted
 const kMinuteMs = 60000;
 const kWidth = 240;
 const kHeight = 40;
@@ -212,6 +213,7 @@ export class FlowsView {
     this.cards = el('div', {class: 'flows'});
     this.state = el('div');
     this.list = new List(this.cards, (item) => new FlowCard(app.seen, item));
+    this.most = kFirst;
     this.gone = new Gone(app);
     this.changes = new Changes(app, nodeLink);
     this.bar = el('div', {class: 'tools'}, this.filter, this.told);
@@ -223,6 +225,11 @@ export class FlowsView {
     this.update();
   }
 
+  updateAfterPaint() {
+    this.most = Infinity;
+    requestAnimationFrame(() => setTimeout(() => this.update()));
+  }
+
   update() {
     const page = this.app.seen.page;
     if (!page) return;
@@ -231,7 +238,8 @@ export class FlowsView {
     const shown = all.filter(({broker, flow}) => matches(filter, broker, flow));
     show(this.bar, all.length > 0);
     setText(this.told, shown.length === all.length ? words.counted(all.length, 'flow') : `${words.count(shown.length)} of ${words.counted(all.length, 'flow')}`);
-    this.list.update(shown, ({broker, flow}) => keyOf(broker.uuid, flow.executionGroup, flow.messageFlow));
+    this.list.update(shown.slice(0, this.most), ({broker, flow}) => keyOf(broker.uuid, flow.executionGroup, flow.messageFlow));
+    if (shown.length > this.most) this.updateAfterPaint();
     if (all.length > 0) this.state.replaceChildren(...(shown.length > 0 ? [] : [notice('Nothing of that name', 'No flow, group, broker or node has these letters in its name.')]));
     else this.state.replaceChildren(emptiness(page));
     this.gone.update();

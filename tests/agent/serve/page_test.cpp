@@ -123,6 +123,15 @@ TEST(PageFiles, AreServedAsTheyAre) {
   }
 }
 
+// Else a browser learns of some only when it has read those that import them.
+TEST(PageFiles, AreAllNamedByTheFirst) {
+  const std::string page = textOf(fileAt("/"));
+  for (const page::File& file : page::files()) {
+    if (file.path == "/") continue;
+    EXPECT_NE(page.npos, page.find("\"" + std::string(file.path) + "\"")) << file.path;
+  }
+}
+
 // What a browser would refuse under the policy that each answer carries, or ask others for.
 TEST(PageFiles, HaveNothingInlineAndNameNoOtherHost) {
   const std::string page = textOf(fileAt("/"));
