@@ -337,15 +337,16 @@ std::shared_ptr<const model::SeenBroker> Reader::events(const KnownBroker& broke
   return seen;
 }
 
-// A row holds from the end of its hour to the next row.
+// A row holds from its hour to the next row, but nothing is known of the time before the first
+// look.
 std::optional<model::AreaGrowth> Reader::growth(const KnownBroker& broker) const {
   if (version_ < kAreaUseVersion) return std::nullopt;
   const std::int64_t begin = broker.lastLook - kForecastMs;
   const auto last = lastAreaUse(database_, broker.id);
   auto first = database_.prepare(
-      "SELECT hour * 3600000, used_bytes FROM area_use WHERE broker = ?1 AND hour >= coalesce("
-      "(SELECT max(hour) FROM area_use WHERE broker = ?1 AND hour < ?2), ?2) ORDER BY hour LIMIT "
-      "1");
+      "SELECT max(hour * 3600000, (SELECT coalesce(min(begin_ms), 0) FROM span WHERE broker = "
+      "?1)), used_bytes FROM area_use WHERE broker = ?1 AND hour >= coalesce((SELECT max(hour) "
+      "FROM area_use WHERE broker = ?1 AND hour < ?2), ?2) ORDER BY hour LIMIT 1");
   if (!last || !first.with(broker.id, begin / kHourMs).step()) return std::nullopt;
   const auto bytes = [](std::int64_t stored) {
     return static_cast<std::uint64_t>(std::max<std::int64_t>(0, stored));

@@ -173,6 +173,13 @@ TEST_F(Reader, LessThanADayIsNotEnoughForAForecast) {
   EXPECT_EQ(86400 * 3.5, history::Reader(kFile).growth(broker())->untilFull().value().count());
 }
 
+TEST_F(Reader, AForecastCountsNoTimeBeforeTheFirstLook) {
+  look(3599, filled(100, 1000));
+  look(3600 + 60, filled(300, 1000));
+  const auto growth = history::Reader(kFile).growth(broker());
+  EXPECT_EQ(61 * 1000, growth->until - growth->from);
+}
+
 TEST_F(Reader, AnAreaThatDoesNotChangeTakesOneRow) {
   for (int i = 0; i < 50; ++i) look(3600 * i, filled(100, 1000));
   restart();
