@@ -255,7 +255,9 @@ TEST(Check, LocksAreThoseOfDeadProcesses) {
   EXPECT_EQ("CRITICAL: 1 lock is held by a dead process: In, see zebmon doctor | 'locks'=1;;1;0\n",
             line("locks", now, nullptr, false, {heldBy(model::Fate::dead)}));
   model::LockView ofArea = heldBy(model::Fate::dead);
-  ofArea.guarded = {.what = model::Guarded::What::eventsArea, .broker = now.brokers[0]};
+  ofArea.guarded = {};
+  ofArea.guarded.what = model::Guarded::What::eventsArea;
+  ofArea.guarded.broker = now.brokers[0];
   EXPECT_TRUE(line("locks", now, nullptr, false, {ofArea})
                   .starts_with("CRITICAL: 1 lock is held by a dead process: the events area of "
                                "broker SHOP, see"));

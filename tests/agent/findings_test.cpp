@@ -131,6 +131,17 @@ struct Made {
     broker.segment.copy.areas.push_back(area);
   }
   static constexpr std::uint32_t kEvents = 1'799'999'000;
+
+  // One more process that lives. Nothing is attached to it.
+  reader::Process& start(std::int32_t id) {
+    reader::Process& process = machine.processes[id];
+    process.id = id;
+    process.exists = true;
+    process.ended = process.stopped = false;
+    process.segments.emplace();
+    return process;
+  }
+
   void kill() {
     machine.processes[kHolder] = {};
     machine.processes[kHolder].id = kHolder;
@@ -222,8 +233,8 @@ TEST(Findings, WhoWaitsForAKeptLockIsNamedWhereItIsKnown) {
   group.label = "billing";
   group.processId = 43;
   made.broker.tree->executionGroups.push_back(group);
-  made.machine.processes[44] = made.machine.processes[43] = {.id = 43, .exists = true};
-  made.machine.processes[44].command = "zebhost";
+  made.start(43);
+  made.start(44).command = "zebhost";
   made.machine.waits.emplace();
   made.machine.waits->waiters = {{43, 5}, {44, 5}, {45, 6}};
   EXPECT_EQ(
@@ -240,10 +251,7 @@ TEST(Findings, WhoOnlyMayWaitIsNamedAsSuchIfTheBrokersMemoryIsIts) {
   made.its().semaphore.value = 0;
   made.its().semaphore.waiting = 1;
   made.kill();
-  for (const std::int32_t id : {50, 51, 52}) {
-    made.machine.processes[id] = {.id = id, .exists = true, .ended = false, .command = "flow"};
-    made.machine.processes[id].segments.emplace();
-  }
+  for (const std::int32_t id : {50, 51, 52}) made.start(id).command = "flow";
   made.machine.processes[50].segments = made.machine.processes[52].segments = {{0x01010203, 7}};
   made.machine.waits.emplace();
   made.machine.waits->unsure = {50, 51, 52};
@@ -262,8 +270,13 @@ TEST(Findings, AnAreasLockStopsTheFlowsThatPostEventsInGroupsThatRun) {
   const auto deploy = [&](const char* label, const std::u16string& group, std::int32_t process) {
     const auto number = static_cast<std::uint32_t>(process);
     block.add(image::eventTemplate({7, 1, 1, number}, group, u"Fulfil", u"Reserve", 1, u"seen"));
-    reader::ExecutionGroup its{.label = label, .processId = process};
-    its.messageFlows.push_back({.label = "Fulfil", .nodes = {{.label = "Reserve"}}});
+    reader::MessageFlow flow;
+    flow.label = "Fulfil";
+    flow.nodes.emplace_back().label = "Reserve";
+    reader::ExecutionGroup its;
+    its.label = label;
+    its.processId = process;
+    its.messageFlows.push_back(flow);
     made.broker.tree->executionGroups.push_back(its);
   };
   made.broker.tree->executionGroups.clear();
@@ -275,7 +288,7 @@ TEST(Findings, AnAreasLockStopsTheFlowsThatPostEventsInGroupsThatRun) {
   deploy("billing", u"billing", 43);
   const image::Bytes more = image::segment({block});
   made.broker.segment.copy = reader::copySegment(more, more.size());
-  made.machine.processes[43] = {.id = 43, .exists = true, .ended = false, .stopped = false};
+  made.start(43).segments = {{made.broker.segment.key, 7}};
   EXPECT_EQ((std::vector<model::Place>{{"billing", "Fulfil", "Reserve"}}), stops());
   EXPECT_EQ("messages stop at each node that posts an event: of Fulfil at Reserve",
             find(made.found(), "lock.stuck")->effect);

@@ -66,16 +66,18 @@ std::shared_ptr<model::Machine> machineWithALock(bool held) {
   lock.semaphore.value = held ? 0 : 1;
   lock.semaphore.lastProcess = 42;
   lock.semaphore.lastOperation = lock.semaphore.changed = 999'940;
-  machine->processes[42] = {.id = 42, .exists = false};
+  machine->processes[42].id = 42;
+  machine->processes[42].exists = false;
   return machine;
 }
 
-// "In" posts events, in a broker whose key file is like the lock's.
+// Both nodes post events, in a broker whose key file is like the lock's.
 std::shared_ptr<model::SeenBroker> brokerWithEvents() {
   auto seen = broker(20);
   seen->segment.uuid = "uuid";
   image::Block block{.eyecatcher = "zebcetar", .contents = {}};
   block.add(image::eventTemplate({7, 1, 1, 1}, u"orders", u"Fulfil", u"In", 1, u"seen"));
+  block.add(image::eventTemplate({7, 1, 1, 2}, u"orders", u"Fulfil", u"Out", 2, u"sent"));
   const image::Bytes bytes = image::segment({block});
   seen->segment.copy = reader::copySegment(bytes, bytes.size());
   return seen;

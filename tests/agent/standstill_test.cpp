@@ -50,11 +50,12 @@ std::vector<Place> behind(What what) {
 }  // namespace
 
 TEST(Standstill, OfARecordIsItsNode) {
-  model::Guarded guarded{.what = What::statistics,
-                         .broker = brokerOf(image::segment({orders()})),
-                         .group = "orders",
-                         .flow = "Fulfil",
-                         .node = "Reserve"};
+  model::Guarded guarded;
+  guarded.what = What::statistics;
+  guarded.broker = brokerOf(image::segment({orders()}));
+  guarded.group = "orders";
+  guarded.flow = "Fulfil";
+  guarded.node = "Reserve";
   EXPECT_EQ((std::vector<Place>{{"orders", "Fulfil", "Reserve"}}), placesBehind(guarded));
   guarded.broker = nullptr;
   EXPECT_TRUE(placesBehind(guarded).empty()) << "nobody knows whose it is";

@@ -94,6 +94,19 @@ q quit  ? help  space pause  / filter  s sort  f,F fold  e events  arrows choose
       screenText(orders().content(kOrdersChain)));
 }
 
+TEST(TopScreen, TellsFirstOfAFlowThatStandsAtALock) {
+  top::Content content = orders().content(kOrdersChain);
+  model::Finding lock;
+  lock.id = "lock.stuck";
+  lock.object = "lock of the events area of broker SHOP\x1b";
+  lock.evidence = "process 7 took it and is dead; held for 9 s; nobody waits for it";
+  lock.stops = {{"warehouse", "Stock", "Stock in"}};
+  content.view.brokers[0].flows[1].kept = lock;
+  expectPart(screenText(content),
+             "Stock (warehouse): messages stop at \"Stock in\", at the lock of the events area");
+  expectFitsAnywhere(content);
+}
+
 TEST(TopScreen, UsesTheRoomOfAWideTerminal) {
   const std::string text = screenText(orders().content(kOrdersChain), {40, 200});
   for (const char* title : {"type", "bytes/s", "size", "lost", "busy", "wait"}) {
