@@ -65,13 +65,15 @@ std::vector<int> Connections::silent() const {
   return sockets;
 }
 
-std::vector<Connections::Overdue> Connections::overdue(Time now) const {
+std::vector<Connections::Overdue> Connections::overdue(
+    Time now, const std::function<bool(int)>& unread) const {
   std::vector<Overdue> late;
   for (const auto& [socket, connection] : all_) {
     const auto age = now - connection.since;
     if (connection.state == State::silent && age >= limits_.idle) {
       late.push_back({socket, Late::idle});
-    } else if (connection.state == State::asking && age >= limits_.request) {
+    } else if (connection.state == State::asking && age >= limits_.request &&
+               (age >= limits_.answer || !unread(socket))) {
       late.push_back({socket, Late::request});
     } else if (connection.state == State::answering && age >= limits_.answer) {
       late.push_back({socket, Late::answer});

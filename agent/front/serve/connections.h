@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <vector>
@@ -66,8 +67,9 @@ class Connections {
   // Those that wait for a first byte.
   std::vector<int> silent() const;
 
-  // Those whose time is over.
-  std::vector<Overdue> overdue(Time now) const;
+  // Those whose time is over. A request that the server has not read yet, which `unread` tells of a
+  // socket, is only late when its answer is.
+  std::vector<Overdue> overdue(Time now, const std::function<bool(int)>& unread) const;
 
  private:
   enum class State { silent, asking, answering, shut };

@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -60,6 +61,12 @@ std::optional<std::uint64_t> receivedBy(int socket) {
   if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) return {};
   if (size < offsetof(tcp_info, tcpi_bytes_received) + sizeof info.tcpi_bytes_received) return {};
   return info.tcpi_bytes_received;
+}
+
+// Whether something that came waits to be read.
+bool isUnread(int socket) {
+  int bytes = 0;
+  return ioctl(socket, FIONREAD, &bytes) == 0 && bytes > 0;
 }
 
 void release(void* text) {
@@ -319,7 +326,7 @@ void HttpServer::Engine::watch() {
   const auto now = steady_clock::now();
   const std::lock_guard held(guard_);
   for (const int socket : connections_.silent()) listen(socket, now);
-  for (const Connections::Overdue& late : connections_.overdue(now)) {
+  for (const Connections::Overdue& late : connections_.overdue(now, isUnread)) {
     shut(late.socket, kWhy[static_cast<std::size_t>(late.what)]);
   }
 }

@@ -17,9 +17,10 @@ Connections::Time at(int ms) {
 }
 
 // "3r 5a": socket and what is late.
-std::string lateAt(const Connections& connections, int ms) {
+std::string lateAt(const Connections& connections, int ms, bool unread = false) {
   std::string text;
-  for (const auto& [socket, what] : connections.overdue(at(ms))) {
+  const auto all = connections.overdue(at(ms), [unread](int) { return unread; });
+  for (const auto& [socket, what] : all) {
     text +=
         (text.empty() ? "" : " ") + std::to_string(socket) + "rai"[static_cast<std::size_t>(what)];
   }
@@ -35,6 +36,15 @@ TEST(ConnectionTimes, ARequestHasTwoSecondsFromItsFirstByte) {
   connections.heard(3, at(2900));
   EXPECT_EQ("", lateAt(connections, 2999));
   EXPECT_EQ("3r", lateAt(connections, 3000));
+}
+
+TEST(ConnectionTimes, ARequestThatTheServerHasNotReadIsLateWhenItsAnswerIs) {
+  Connections connections(kLimits);
+  connections.opened(3, at(0));
+  connections.heard(3, at(1000));
+  EXPECT_EQ("", lateAt(connections, 3000, true));
+  EXPECT_EQ("", lateAt(connections, 10999, true));
+  EXPECT_EQ("3r", lateAt(connections, 11000, true));
 }
 
 TEST(ConnectionTimes, AnAnswerHasTenSecondsFromTheFirstByte) {
