@@ -94,7 +94,8 @@ Candidates commandsOf(const CLI::App& app) {
 bool isOffered(const CLI::Option& option, const Typed& typed) {
   const auto isGiven = [&typed](const CLI::Option* one) { return typed.has(one); };
   const bool again = option.get_multi_option_policy() == CLI::MultiOptionPolicy::TakeAll;
-  return !option.get_lnames().empty() && (again || !isGiven(&option)) &&
+  const bool hidden = option.get_group().empty();
+  return !hidden && !option.get_lnames().empty() && (again || !isGiven(&option)) &&
          std::ranges::none_of(option.get_excludes(), isGiven);
 }
 

@@ -15,19 +15,13 @@ auto place(const Finding& finding) {
                     std::string_view(finding.of));
 }
 
-bool isAmong(const Finding& finding, const Snapshot& selected) {
-  return std::ranges::any_of(selected.brokers, [&finding](const auto& broker) {
-    return broker->segment.keyFile == finding.broker->segment.keyFile;
-  });
-}
-
 void sort(Findings& findings) {
   std::ranges::stable_sort(findings.found, [](const Finding& one, const Finding& other) {
     return place(one) < place(other);
   });
 }
 
-// How many locks are of the brokers that were selected.
+// How many locks are of the places that were selected.
 std::size_t locksOf(const Snapshot& selected) {
   if (!selected.machine) return 0;
   const Guards guards(selected);
@@ -109,9 +103,9 @@ bool needsSecondLook(const Snapshot& snapshot) {
 Findings select(Findings findings, const Snapshot& selected, const Selection& selection) {
   std::erase_if(findings.found, [&](const Finding& finding) {
     return finding.broker ? !isAmong(finding, selected)
-                          : !selection.broker.empty() || !isOwned(finding.owner, selection.owners);
+                          : selection.names() || !isOwned(finding.owner, selection.owners);
   });
-  if (!selection.broker.empty()) findings.locks = locksOf(selected);
+  if (selection.names()) findings.locks = locksOf(selected);
   return findings;
 }
 

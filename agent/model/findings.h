@@ -22,8 +22,9 @@ enum class Severity {
 };
 
 // One thing that is wrong. Texts are sentences without their last full stop. They quote names as
-// they were stored, so they are made printable where they are shown.
-struct Finding {
+// they were stored, so they are made printable where they are shown. Its broker is null for what is
+// of no broker, or of none that is known.
+struct Finding : Part {
   std::string id;  // of its kind: "lock.stuck"
   std::string of;  // what makes it one of its kind, mostly a path; see key()
   Severity severity = Severity::warning;
@@ -32,9 +33,6 @@ struct Finding {
   std::string effect;    // what comes of it: "messages of Fulfil stop at Reserve"
   std::string remedy;    // what to do
   std::string command;   // to be typed as it is, for a shell; empty when there is none
-
-  // Null for what is of no broker, or of none that is known.
-  std::shared_ptr<const SeenBroker> broker;
 
   // Whose it is; nothing when it concerns everybody.
   std::optional<std::uint32_t> owner = {};
@@ -46,6 +44,8 @@ struct Finding {
 
   // "lock.stuck:/tmp/NAME.zebmutx": the same for the same thing at each look.
   std::string key() const { return of.empty() ? id : id + ":" + of; }
+
+  void concern(const Part& part) { static_cast<Part&>(*this) = part; }
 
   // Whether `wanted` is its key or its kind; a kind's beginning up to a dot counts too: "lock".
   bool is(const std::string& wanted) const;
@@ -82,8 +82,8 @@ Findings keptLocksOf(const Snapshot* before, const Snapshot& now);
 // Whether a second look may tell more than this one does.
 bool needsSecondLook(const Snapshot& snapshot);
 
-// Those of the selected brokers. Without a broker's name, those of the machine too, except what is
-// of another user than the selected ones.
+// Those of the selected places. When the selection names none, those of the machine too, except
+// what is of another user than the selected ones.
 Findings select(Findings findings, const Snapshot& selected, const Selection& selection);
 
 }  // namespace model

@@ -9,11 +9,14 @@
 #include <optional>
 #include <string>
 
+#include "agent/model/selection.h"
 #include "agent/model/snapshot.h"
 
 namespace model {
 
-struct Guarded {
+// Its broker is null when that is not known: then its key file, or the record, is gone. Group, flow
+// and node are told of the statistics whose record was found; an attach table has its group alone.
+struct Guarded : Part {
   enum class What {
     unknown,         // the name is none that the library gives
     statistics,      // one node's statistics
@@ -25,16 +28,6 @@ struct Guarded {
   };
 
   What what = What::unknown;
-
-  // Whose it is. Null when that is not known: then its key file, or the record, is gone.
-  std::shared_ptr<const SeenBroker> broker;
-
-  // The node, and where it is deployed; of statistics whose record was found only. Any bytes. An
-  // attach table has its group alone.
-  std::string group;
-  std::string flow;
-  std::string node;
-
   std::int32_t process = 0;  // of an attach table, as the name says
 };
 

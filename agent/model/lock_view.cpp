@@ -11,12 +11,6 @@ namespace {
 
 using reader::Presence;
 
-bool isAmong(const Guarded& guarded, const Snapshot& selected) {
-  return guarded.broker && std::ranges::any_of(selected.brokers, [&guarded](const auto& broker) {
-           return broker->segment.keyFile == guarded.broker->segment.keyFile;
-         });
-}
-
 LockView viewOf(const reader::Lock& lock, Guarded guarded, const Machine& machine) {
   LockView view;
   view.lock = lock;

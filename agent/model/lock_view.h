@@ -27,9 +27,10 @@ struct LockView {
   bool noteworthy() const;
 };
 
-// The locks of the brokers in `selected`, which is a selection of `whole`; with `all` those too
-// that belong to no broker of it. In the order of their brokers, and of what they guard.
-// With `owners` these are only locks of these users, by their key files.
+// The locks of the places in `selected`, which is a selection of `whole`: those of its groups and
+// nodes, and those that a whole broker shares. With `all` those too that belong to none of it. In
+// the order of their brokers, and of what they guard. With `owners` these are only locks of these
+// users, by their key files.
 std::vector<LockView> locksOf(const Snapshot& whole, const Snapshot& selected, bool all,
                               const std::vector<std::uint32_t>& owners = {});
 

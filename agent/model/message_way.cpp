@@ -47,11 +47,13 @@ bool begins(Id id, const std::string& prefix) {
   return true;
 }
 
-std::vector<MessageWay> waysOf(const Snapshot& snapshot, const std::string& prefix) {
+std::vector<MessageWay> waysOf(const Snapshot& snapshot, const std::string& prefix,
+                               const Selection& selection) {
   std::map<std::string, std::vector<WayStep>> found;
   for (const auto& broker : snapshot.brokers) {
     if (!broker->events) continue;
     for (const reader::Event& event : broker->events->events) {
+      if (!selects(selection, event)) continue;
       WayStep step{.broker = broker.get(),
                    .event = &event,
                    .createdMs = event.recordId.created().inMilliseconds()};

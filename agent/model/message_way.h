@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/model/selection.h"
 #include "agent/model/snapshot.h"
 
 namespace model {
@@ -38,9 +39,11 @@ std::optional<std::string> idPrefixOf(const std::string& text);
 // Whether the ID begins with such digits; case counts. One of zeros alone is no ID: never.
 bool begins(std::span<const std::uint8_t> id, const std::string& prefix);
 
-// The way of each ID that begins with `prefix`, in the order of IDs. One of zeros alone is no ID.
-// Brokers whose events were not read have no part in it.
-std::vector<MessageWay> waysOf(const Snapshot& snapshot, const std::string& prefix);
+// The way of each ID that begins with `prefix`, in the order of IDs, as far as it goes over the
+// selected groups, flows and nodes. One of zeros alone is no ID. Brokers whose events were not read
+// have no part in it.
+std::vector<MessageWay> waysOf(const Snapshot& snapshot, const std::string& prefix,
+                               const Selection& selection = {});
 
 }  // namespace model
 

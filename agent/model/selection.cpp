@@ -91,6 +91,22 @@ Snapshot namesIn(const Snapshot& snapshot) {
   return light;
 }
 
+bool isIn(const reader::ExecutionGroup& group, const Part& part) {
+  if (group.label != part.group) return false;
+  return part.flow.empty() || std::ranges::any_of(group.messageFlows, [&part](const auto& flow) {
+           return flow.label == part.flow &&
+                  (part.node.empty() ||
+                   std::ranges::find(flow.nodes, part.node, &reader::Node::label) !=
+                       flow.nodes.end());
+         });
+}
+
+bool has(const SeenBroker& broker, const Part& part) {
+  return !broker.tree || part.group.empty() ||
+         std::ranges::any_of(broker.tree->executionGroups,
+                             [&part](const auto& group) { return isIn(group, part); });
+}
+
 bool anySelected(const Snapshot& snapshot, bool narrows) {
   return std::ranges::any_of(snapshot.brokers,
                              [&](const auto& broker) { return !narrows || broker->tree; });
@@ -145,6 +161,13 @@ bool selects(const EventSelection& selection, const reader::Event& event) {
     return false;
   if (!selection.since) return true;
   return postedAt(event) >= *selection.since;
+}
+
+bool isAmong(const Part& part, const Snapshot& selected) {
+  return part.broker && std::ranges::any_of(selected.brokers, [&part](const auto& broker) {
+           return broker == part.broker ||
+                  (broker->segment.keyFile == part.broker->segment.keyFile && has(*broker, part));
+         });
 }
 
 std::optional<Unknown> findUnknown(const Snapshot& snapshot, const Selection& selection) {

@@ -4,6 +4,7 @@
 #define ZEB_AGENT_MODEL_SELECTION_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +29,9 @@ struct Selection {
 
   // True when it means less than whole brokers.
   bool narrows() const { return !group.empty() || !flow.empty() || !node.empty(); }
+
+  // True when any of the four is given.
+  bool names() const { return !broker.empty() || narrows(); }
 };
 
 // Besides the selection of places. Nothing means all.
@@ -66,6 +70,19 @@ bool selects(const Selection& selection, const reader::Event& event);
 
 // An event without a time counts as posted when its record was made.
 bool selects(const EventSelection& selection, const reader::Event& event);
+
+// What something is about: a broker, a group of it, a flow of that, or one of its nodes, by labels.
+// Empty ones mean all that there are.
+struct Part {
+  std::shared_ptr<const SeenBroker> broker;  // null: none, or none that is known
+  std::string group = {};
+  std::string flow = {};
+  std::string node = {};
+};
+
+// Whether a selection of a snapshot has something of that part: what is of a whole broker concerns
+// each part of it. A broker that could not be read may have any part.
+bool isAmong(const Part& part, const Snapshot& selected);
 
 // A pattern that means nothing in a snapshot.
 struct Unknown {

@@ -458,6 +458,20 @@ TEST(ZebmonUsage, AWrongWordIsNamedBesideThoseThatThereAre) {
                "zebmon: --interval: \"0\" is no time from 10ms to 24h, like 500ms, 5s or 2m.\n"));
 }
 
+TEST(ZebmonUsage, WhatShowsWholeBrokersSaysSoWhenAPartIsNamed) {
+  for (const std::string command : {"brokers", "size", "snapshot", "metrics", "config"}) {
+    for (const std::string option : {"--group", "--flow", "--node"}) {
+      const Result result = run({command, option, "x"});
+      EXPECT_EQ(64, result.code) << command;
+      EXPECT_EQ("zebmon: " + option +
+                    ": what this shows belongs to whole brokers. Choose one with --broker.\n"
+                    "Run with --help for more information.\n",
+                result.errors);
+    }
+    EXPECT_FALSE(contains(run({command, "--help"}).out, "--node NAME"));
+  }
+}
+
 TEST(ZebmonUsage, HelpFitsEightyColumns) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
                                                     {"brokers", "--help"},

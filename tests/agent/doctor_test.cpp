@@ -217,6 +217,26 @@ TEST(Doctor, FreesOneLockAndEndsWithWhatIsLeft) {
   EXPECT_EQ(1, other.value());
 }
 
+TEST(Doctor, FindsAndRepairsInWhatIsNamedAlone) {
+  const LiveSegment segment("1-2-3", brokersSegment());
+  const LiveLock lock("06000000E8030000050000000F000000");
+  lock.takenByADeadProcess();
+  const auto doctor = [](const char* node, std::vector<std::string> more) {
+    more.insert(more.begin(), {"doctor", "--only", "lock", "--node", node});
+    return run(more);
+  };
+  const Result other = doctor("x", {"--repair", "lock.stuck", "--yes"});
+  EXPECT_EQ(69, other.code);
+  EXPECT_EQ("", other.out);
+  EXPECT_EQ(0, lock.value());
+  EXPECT_TRUE(contains(doctor("x", {}).errors, "no node \"x\": there are Reserve"));
+  const Result its = doctor("Res*", {});
+  EXPECT_EQ(2, its.code) << its.errors;
+  EXPECT_TRUE(contains(its.out, "lock of the statistics of orders/Fulfil/Reserve")) << its.out;
+  EXPECT_EQ(0, doctor("Res*", {"--repair", "lock.stuck", "--yes"}).code);
+  EXPECT_EQ(1, lock.value());
+}
+
 TEST(Doctor, LeavesALivingHoldersLock) {
   const LiveSegment segment("1-2-3", brokersSegment());
   const LiveLock lock("1-2-3.zebcedar");

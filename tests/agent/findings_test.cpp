@@ -20,6 +20,8 @@ using reader::Presence;
 constexpr std::int64_t kNow = 1'800'000'000;  // wall time of the later look
 constexpr char kFile[] = "/tmp/1-2-3.zebcshme";
 constexpr std::int32_t kHolder = 42;
+constexpr char kReserve[] = "06000000010000000100000001000000";
+constexpr char kPack[] = "06000000010000000100000002000000";
 
 // One machine with one broker BRK1, whose group "orders" is process 42, and one lock of the events
 // area. All is well with it.
@@ -140,6 +142,24 @@ struct Made {
     process.ended = process.stopped = false;
     process.segments.emplace();
     return process;
+  }
+
+  // A node in a group, which a process with the number 4321 runs unless it is there.
+  void addNode(const std::string& group, const std::string& flow, const std::string& node,
+               const std::string& record) {
+    auto& groups = broker.tree->executionGroups;
+    auto place = std::ranges::find(groups, group, &reader::ExecutionGroup::label);
+    if (place == groups.end()) {
+      reader::ExecutionGroup& added = groups.emplace_back();
+      added.label = group;
+      added.processId = 4321;
+      place = groups.end() - 1;
+    }
+    reader::MessageFlow& deployed = place->messageFlows.emplace_back();
+    deployed.label = flow;
+    reader::Node& measured = deployed.nodes.emplace_back();
+    measured.label = node;
+    measured.statistics.emplace().recordId = reader::RecordId::fromHex(record);
   }
 
   void kill() {
@@ -816,6 +836,35 @@ TEST(Findings, AreThoseOfTheSelectedBrokersAlone) {
   none.brokers.clear();
   EXPECT_EQ("", idsOf(model::select(made.found(), none, selection)));
   EXPECT_EQ("limits.near ", idsOf(model::select(made.found(), none, {})));
+}
+
+TEST(Findings, AreThoseOfTheSelectedGroupsFlowsAndNodesAndOfWhatABrokerShares) {
+  Made made;
+  made.addNode("orders", "Fulfil", "Reserve", kReserve);
+  made.addNode("other", "Ship", "Pack", kPack);
+  made.machine.locks.locks = {Made::lock(kReserve), Made::lock(kPack), Made::lock("1-2-3.zebcedar"),
+                              Made::lock("zeb_attach_4321")};
+  for (reader::Lock& lock : made.machine.locks.locks) lock.semaphore.value = 0;
+  made.kill();
+  made.machine.limits.usedQueues = 1000;
+  const model::Snapshot snapshot = made.snapshot();
+  const auto of = [&](const model::Selection& selection) {
+    std::string objects;
+    const Findings findings =
+        model::select(made.found(), model::select(snapshot, selection), selection);
+    for (const auto& finding : findings.found) objects += finding.object + "; ";
+    return objects + std::to_string(findings.locks);
+  };
+  const std::string area = "lock of the events area of broker BRK1; ";
+  const std::string reserve = "lock of the statistics of orders/Fulfil/Reserve; ";
+  const std::string pack = "lock of the statistics of other/Ship/Pack; ";
+  const std::string group = "execution group orders of broker BRK1; ";
+  const std::string table = "lock of the segments that process 4321 uses; ";
+  EXPECT_EQ(reserve + area + group + "2", of({.group = "orders"}));
+  EXPECT_EQ(reserve + area + group + "2", of({.flow = "Fulfil"}));
+  EXPECT_EQ(reserve + area + group + "2", of({.node = "Res*"}));
+  EXPECT_EQ(pack + area + table + "3", of({.group = "other", .node = "Pack"}));
+  EXPECT_EQ("0", of({.group = "orders", .node = "Pack"}));
 }
 
 TEST(Findings, AreMeantByKeyKindAndTheKindsBeginning) {

@@ -69,6 +69,37 @@ TEST(LockViews, OfOneBrokerAreItsOwn) {
   EXPECT_EQ(3U, model::locksOf(*snapshot, selected, true).size());
 }
 
+TEST(LockViews, OfAPartOfABrokerAreItsOwnAndThoseThatTheBrokerShares) {
+  image::Block block = image::ordersBlock();
+  const image::Id group{3, 1000, 2, 99};
+  const image::Id flow{4, 1000, 3, 99};
+  const image::Id node{5, 1000, 4, 99};
+  block.add(image::group(group, image::kBroker, u"other", 4321));
+  block.add(image::flow(flow, group, u"Ship"));
+  block.add(image::node(node, flow, u"Pack", 1));
+  block.add(image::statistics({6, 1000, 5, 99}, node));
+  const LiveSegment segment("1-2-3", image::segment({block}));
+  const LiveLock locks[] = {LiveLock("06000000E8030000050000000F000000"),
+                            LiveLock("06000000E80300000500000063000000"),
+                            LiveLock("zeb_attach_1234"),
+                            LiveLock("zeb_attach_4321"),
+                            LiveLock("1-2-3.zebcedar"),
+                            LiveLock("x")};
+  const auto snapshot = take();
+  const auto of = [&snapshot](const model::Selection& selection) {
+    return names(model::locksOf(*snapshot, model::select(*snapshot, selection), false));
+  };
+  using Names = std::vector<std::string>;
+  const Names orders = {"06000000E8030000050000000F000000", "1-2-3.zebcedar", "zeb_attach_1234"};
+  const Names others = {"06000000E80300000500000063000000", "1-2-3.zebcedar", "zeb_attach_4321"};
+  EXPECT_EQ(orders, of({.group = "orders"}));
+  EXPECT_EQ(orders, of({.flow = "Fulfil"}));
+  EXPECT_EQ(orders, of({.node = "Reserve"}));
+  EXPECT_EQ(others, of({.group = "other"}));
+  EXPECT_EQ(others, of({.group = "*", .flow = "S*", .node = "Pack"}));
+  EXPECT_EQ(Names(), of({.group = "orders", .node = "Pack"}));
+}
+
 TEST(LockViews, WithoutMachineFactsThereAreNone) {
   const model::Snapshot empty;
   EXPECT_TRUE(model::locksOf(empty, empty, true).empty());

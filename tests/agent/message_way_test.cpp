@@ -96,6 +96,30 @@ TEST(MessageWay, EachIdThatBeginsSoHasOne) {
   EXPECT_TRUE(problem.starts_with("2 IDs begin with AB: AB01")) << problem;
 }
 
+TEST(MessageWay, GoesOverTheSelectedNodesAlone) {
+  const auto at = [](std::uint32_t number, const std::string& flow, const std::string& node) {
+    reader::Event posted = event(number, kA);
+    auto origin = std::make_shared<reader::EventTemplate>();
+    origin->executionGroup = "orders";
+    origin->messageFlow = flow;
+    origin->node = node;
+    posted.origin = origin;
+    return posted;
+  };
+  model::Snapshot snapshot;
+  snapshot.brokers = {broker(
+      {at(1, "Fulfil", "Reserve"), at(2, "Fulfil", "Pack"), at(3, "Ship", "Pack"), event(4, kA)})};
+  const auto steps = [&snapshot](const model::Selection& selection) {
+    const auto ways = model::waysOf(snapshot, "AB01", selection);
+    return ways.empty() ? 0 : ways.front().steps.size();
+  };
+  EXPECT_EQ(4U, steps({}));
+  EXPECT_EQ(2U, steps({.flow = "Fulfil"}));
+  EXPECT_EQ(2U, steps({.node = "Pack"}));
+  EXPECT_EQ(1U, steps({.flow = "Ship", .node = "P*"}));
+  EXPECT_EQ(0U, steps({.group = "other"}));
+}
+
 TEST(MessageCommand, ShowsTheWayOfOneMessage) {
   const LiveSegment live("UUID1", broken::healthy());
   const auto events = nlohmann::json::parse("[" + [] {
@@ -117,6 +141,26 @@ TEST(MessageCommand, ShowsTheWayOfOneMessage) {
   const Result table = run({"message", id});
   EXPECT_EQ(0, table.code);
   EXPECT_TRUE(table.out.starts_with("Message " + id + "\n5 events in 1 broker")) << table.out;
+}
+
+TEST(MessageCommand, KeepsToTheNodesThatAreNamed) {
+  const LiveSegment live("UUID1", broken::healthy());
+  const auto events = run({"events", "--format", "jsonl"}).out;
+  const auto first = nlohmann::json::parse(events.substr(0, events.find('\n')));
+  const std::string id = first.at("messageId");
+  const std::string node = first.at("template").at("node");
+  const Result some =
+      run({"message", id, "--node", node, "--format", "csv", "--no-header", "--columns", "node"});
+  EXPECT_EQ(0, some.code) << some.errors;
+  std::istringstream rows(some.out);
+  std::size_t number = 0;
+  for (std::string row; std::getline(rows, row); ++number) EXPECT_EQ(node, row);
+  EXPECT_LT(0U, number);
+  const Result other = run({"message", id, "--node", "no such node"});
+  EXPECT_EQ(69, other.code);
+  EXPECT_EQ("", other.out);
+  EXPECT_NE(other.errors.npos, other.errors.find("no node \"no such node\": there are "))
+      << other.errors;
 }
 
 TEST(MessageCommand, SaysWhenThereIsNoneAndWhenTheIdIsNone) {

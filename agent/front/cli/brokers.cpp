@@ -29,7 +29,7 @@ std::string shown(const model::Snapshot& selected, const ShowRequest& show) {
 }  // namespace
 
 void declareBrokers(Options& options, Request& request) {
-  addBroker(options, request);
+  addWholeBrokers(options, request);
   addSheet(options, request, render::brokersColumns());
 }
 

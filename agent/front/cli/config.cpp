@@ -15,7 +15,7 @@ namespace cli {
 void declareConfig(Options& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
                                                          {"json", Format::json}};
-  addBroker(options, request);
+  addWholeBrokers(options, request);
   addChoice(options, "--format", request.show.format, kFormats, "For people, or for programs",
             "table|json");
   addStyle(options, request);

@@ -10,6 +10,7 @@
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/options.h"
 #include "agent/front/cli/past.h"
+#include "agent/front/cli/stop.h"
 #include "agent/front/cli/terminal.h"
 #include "agent/model/findings.h"
 #include "agent/model/findings/whereabouts.h"
@@ -32,7 +33,7 @@ struct Examined {
   Look now;
   model::Snapshot selected;
   Findings findings;
-  Findings elsewhere;  // of what isn't selected too, where a named broker is not there
+  Findings elsewhere;  // of what isn't selected too, where nothing of these names is there
 };
 
 // False when nobody takes the output any more.
@@ -68,9 +69,9 @@ void addForecasts(Findings& findings) {
   }
 }
 
-// A broker was named that is not there.
+// Something was named that is not there.
 bool isMissing(const model::Snapshot& selected, const Request& request) {
-  return selected.brokers.empty() && !request.selection.broker.empty();
+  return selected.brokers.empty() && request.selection.names();
 }
 
 Examined examine(const Request& request, Output& output) {
@@ -97,7 +98,7 @@ Examined examine(const Request& request, Output& output) {
   return seen;
 }
 
-// A machine without a broker is an answer, unless one was named.
+// A machine without a broker is an answer, unless something was named.
 ExitCode codeOf(const Examined& seen, const Request& request) {
   const auto& found = seen.findings.found;
   if (seen.now->error != 0) return exitCodeOf(seen.now->error);
@@ -133,6 +134,12 @@ ExitCode show(const Examined& seen, const Request& request, Output& output) {
 
 // What was wrong at some time of a period, or at the last look.
 ExitCode showPast(const Past& past, const Request& request, Output& output) {
+  if (request.selection.narrows()) {
+    throw Stop{
+        kUsage,
+        "a history keeps whose broker a finding was of, and no more. Choose it with --broker, "
+        "and leave out --group, --flow and --node"};
+  }
   std::vector<model::PastFinding> findings = past.findings();
   const auto& wanted = request.doctor.only;
   std::erase_if(findings, [&wanted](const model::PastFinding& one) {
@@ -223,7 +230,7 @@ void declareDoctor(Options& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
                                                          {"json", Format::json}};
   DoctorRequest& doctor = request.doctor;
-  addBroker(options, request);
+  addPlaces(options, request);
   addBetween(options, request);
   options.add("--only", doctor.only, "Only these findings: lock, area.full, ...")
       .dividedByCommas()

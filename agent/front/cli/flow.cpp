@@ -13,10 +13,16 @@ namespace {
 
 constexpr std::chrono::seconds kInterval{10};
 
+// The flow is an argument of this command.
+std::string optionsButFlow(Request request) {
+  request.selection.flow.clear();
+  return optionsAgain(request);
+}
+
 std::string screens(const model::View& view, const Request& request) {
   return render::flowScreens(
       view, request.selection, styleOf(request.show), signsOf(),
-      {.flow = optionsAgain(request), .doctor = model::optionsOf(whereaboutsOf(request))});
+      {.flow = optionsButFlow(request), .doctor = model::optionsOf(whereaboutsOf(request))});
 }
 
 std::string shown(const model::View& view, const Request& request) {

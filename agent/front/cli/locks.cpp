@@ -41,7 +41,7 @@ ExitCode codeOf(const model::Snapshot& snapshot, const model::Snapshot& selected
 }  // namespace
 
 void declareLocks(Options& options, Request& request) {
-  addBroker(options, request);
+  addPlaces(options, request);
   options.flag("--all", request.allLocks, "Those too that are free, as they should be");
   addSheet(options, request, render::locksColumns());
 }
@@ -49,7 +49,7 @@ void declareLocks(Options& options, Request& request) {
 ExitCode runLocks(const Request& request, Output& output) {
   const auto snapshot = take(request, model::MachineFacts::read);
   const model::Snapshot selected = model::select(*snapshot, request.selection);
-  const bool everywhere = request.selection.broker.empty();
+  const bool everywhere = !request.selection.names();
   const Locks all = model::locksOf(*snapshot, selected, everywhere, request.selection.owners);
   Locks some;
   std::ranges::copy_if(all, std::back_inserter(some), [&request](const model::LockView& lock) {

@@ -7,6 +7,7 @@
 #include "agent/front/cli/terminal.h"
 #include "agent/model/condition.h"
 #include "agent/model/message_way.h"
+#include "agent/model/selection.h"
 #include "agent/render/json.h"
 #include "agent/render/message_screens.h"
 
@@ -32,6 +33,15 @@ std::string shown(const model::Snapshot& snapshot, const model::MessageWay& way,
          render::tableOf(sheet(show.zone), styleOf(show));
 }
 
+// Why there is no way, or more than one; empty when there is one.
+std::string problemOf(const std::vector<model::MessageWay>& ways, const model::Snapshot& brokers,
+                      const Request& request) {
+  const std::string& id = request.messageId;
+  if (!ways.empty() || model::waysOf(brokers, id).empty()) return render::problemOf(ways, id);
+  return "no event of " + id +
+         " is of what --group, --flow and --node select. Leave them out to see its whole way";
+}
+
 }  // namespace
 
 void declareMessage(Options& options, Request& request) {
@@ -42,18 +52,19 @@ void declareMessage(Options& options, Request& request) {
           "A message or correlation ID in hexadecimal,\nor its first digits")
       .required()
       .shown("");
-  addBroker(options, request);
+  addPlaces(options, request);
   addBetween(options, request);
   addSheet(options, request, render::messageColumns());
 }
 
 ExitCode runMessage(const Request& request, Output& output) {
   const auto snapshot = take(request, model::MachineFacts::leave, model::Events::read);
-  const model::Snapshot found = distinct(selected(*snapshot, request));
-  const ExitCode code = exitCodeOf(found);
-  if (found.brokers.empty()) return code;
-  const auto ways = model::waysOf(found, request.messageId);
-  complain(render::problemOf(ways, request.messageId));
+  const model::Snapshot found = distinct(model::selectBrokers(*snapshot, request.selection));
+  report(*snapshot, found, request);
+  const ExitCode code = findUnknown(*snapshot, request.selection) ? kNoBroker : exitCodeOf(found);
+  if (found.brokers.empty() || code == kNoBroker) return code;
+  const auto ways = model::waysOf(found, request.messageId, request.selection);
+  complain(problemOf(ways, found, request));
   if (ways.empty()) return code == kDone ? kNoBroker : code;
   if (ways.size() > 1) return kUsage;
   output.write(shown(found, ways.front(), request.show));

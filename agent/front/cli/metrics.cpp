@@ -74,7 +74,7 @@ void declareMetrics(Options& options, Request& request) {
   static const std::map<std::string, render::Exposition> kExpositions = {
       {"prometheus", render::Exposition::prometheus},
       {"openmetrics", render::Exposition::openMetrics}};
-  addBroker(options, request);
+  addWholeBrokers(options, request);
   options
       .add("--textfile", metrics.textFile,
            "Write them into this file at once, for\n"

@@ -91,6 +91,13 @@ void addBroker(Options& options, Request& request) {
   addDirectory(options, request);
 }
 
+void addWholeBrokers(Options& options, Request& request) {
+  addBroker(options, request);
+  for (const char* const name : {"--group", "--flow", "--node"}) {
+    options.refuses(name, "what this shows belongs to whole brokers. Choose one with --broker");
+  }
+}
+
 void addOwners(Options& options, std::vector<std::uint32_t>& owners) {
   options
       .takeEach(
@@ -140,6 +147,8 @@ std::string optionsAgain(const Request& request) {
   };
   add(" --broker ", selection.broker);
   add(" --group ", selection.group);
+  add(" --flow ", selection.flow);
+  add(" --node ", selection.node);
   for (const std::uint32_t owner : selection.owners) add(" --owner ", std::to_string(owner));
   return options;
 }

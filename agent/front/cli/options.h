@@ -26,6 +26,9 @@ void addOwners(Options& options, std::vector<std::uint32_t>& owners);
 // --broker and --owner, and what there is to look at: --temp-directory, or --from and --max-bytes.
 void addBroker(Options& options, Request& request);
 
+// The same for what a broker has as a whole: the other names are refused.
+void addWholeBrokers(Options& options, Request& request);
+
 // The same with all of addPatterns().
 void addPlaces(Options& options, Request& request);
 

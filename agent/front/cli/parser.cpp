@@ -139,6 +139,11 @@ Option Options::takeName(const char* name, const std::vector<std::string>& names
   return Option(option);
 }
 
+void Options::refuses(const char* name, const std::string& why) {
+  const auto refuseIt = [name, why](const std::string&) { refuse(name, why); };
+  app_.add_option_function<std::string>(name, refuseIt, "")->group("");
+}
+
 Option Options::flag(const char* name, bool& target, const char* help) {
   return Option(app_.add_flag(name, target, help));
 }

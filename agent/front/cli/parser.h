@@ -83,6 +83,9 @@ class Options {
   Option takeName(const char* name, const std::vector<std::string>& names, Take take,
                   const char* help);
 
+  // An option of other commands that means nothing here, and why. --help doesn't show it.
+  void refuses(const char* name, const std::string& why);
+
   Option flag(const char* name, bool& target, const char* help);
   Option flag(const char* name, std::function<void()> take, const char* help);
 

@@ -101,7 +101,7 @@ void declareSize(Options& options, Request& request) {
   static const std::map<std::string, Format> kFormats = {{"table", Format::table},
                                                          {"json", Format::json}};
   SizeRequest& size = request.size;
-  addBroker(options, request);
+  addWholeBrokers(options, request);
   const Option file =
       options.add("--flows", size.flowFile, "What a flow file needs, instead of what runs")
           .shown("FILE");

@@ -35,7 +35,7 @@ void writeTo(Output& output, const model::Snapshot& snapshot, const archived::Or
 }  // namespace
 
 void declareSnapshot(Options& options, Request& request) {
-  addBroker(options, request);
+  addWholeBrokers(options, request);
   options
       .add("-o,--output", request.snapshot.file,
            "Where to write it, - is standard output\n"

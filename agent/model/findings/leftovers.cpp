@@ -161,7 +161,7 @@ void addLock(const Lock& lock, const Looks& looks, Findings& findings) {
   finding.effect = "none yet; each takes one of the kernel's semaphores and queues";
   finding.remedy = "remove it";
   finding.command = "zebmon doctor --repair " + quoted(finding.key()) + " --yes";
-  finding.broker = guarded.broker;
+  finding.concern(guarded);
   finding.owner = lock.file.owner;
   findings.found.push_back(std::move(finding));
 }

@@ -62,7 +62,7 @@ void lookAtQueue(const reader::Lock& lock, const Looks& looks, Findings& finding
   finding.effect = "users that don't fit are not counted, and the lock may be removed under them";
   finding.remedy = "raise kernel.msgmnb, then restart the broker";
   finding.command = fmt::format("sysctl -w kernel.msgmnb={}", twice(queue.mostBytes));
-  finding.broker = guarded.broker;
+  finding.concern(guarded);
   finding.owner = lock.file.owner;
   findings.found.push_back(std::move(finding));
 }

@@ -215,7 +215,7 @@ void addHeld(const reader::Lock& lock, const Looks& looks, Findings& findings) {
                                  age(lock.semaphore.lastUsed(), looks.machine.clocks),
                                  waitersOf(lock.semaphore, finding.waiting, guarded, looks));
   finding.effect = effectOf(guarded, finding.stops);
-  finding.broker = guarded.broker;
+  finding.concern(guarded);
   finding.owner = lock.file.owner;
   if (verdict.gone()) return addStuck(std::move(finding), guarded, findings);
   if (!isOld(lock, looks)) return;

@@ -14,7 +14,7 @@ Finding of(const Broker& broker, const reader::ExecutionGroup& group) {
   Finding finding;
   finding.of = std::to_string(group.processId);
   finding.object = fmt::format("execution group {} of {}", group.label, nameOf(*broker));
-  finding.broker = broker;
+  finding.concern({.broker = broker, .group = group.label});
   return finding;
 }
 

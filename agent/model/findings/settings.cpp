@@ -32,7 +32,7 @@ void add(const Restart& restart, Findings& findings) {
   Finding finding;
   finding.id = "settings.restart";
   finding.of = size ? restart.broker->segment.keyFile : std::to_string(restart.process);
-  finding.broker = restart.broker;
+  finding.concern({.broker = restart.broker, .group = restart.group});
   finding.object =
       size ? "shared memory of " + nameOf(*restart.broker)
            : fmt::format("execution group {} of {}", restart.group, nameOf(*restart.broker));
