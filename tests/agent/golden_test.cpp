@@ -13,6 +13,11 @@
 #include <nlohmann/json.hpp>
 #include <regex>
 
+#include "agent/archive/snapshot_file.h"
+#include "agent/render/json.h"
+#include "agent/render/rates.h"
+#include "agent/render/top/screen.h"
+#include "agent/render/top/state.h"
 #include "tests/agent/zebmon.h"
 
 namespace {
@@ -117,6 +122,27 @@ class Golden : public testing::Test {
   }
 };
 
+// The two files as two looks, for commands that look again and again: these take no file of one
+// look.
+struct Looks {
+  std::shared_ptr<const model::Snapshot> before = read(kFile);
+  std::shared_ptr<const model::Snapshot> after = read(kLater);
+  model::View view = model::viewOf(std::vector{before, after}, {});
+
+  static std::shared_ptr<const model::Snapshot> read(const char* file) {
+    return archived::load(file, model::Events::read).snapshot;
+  }
+};
+
+// A screen as people see it, with a line below it.
+std::string drawn(const top::State& state, const top::Content& content, top::Size size) {
+  std::string text;
+  for (const render::Line& line : top::screenOf(state, content, size, {}).lines) {
+    text += render::printed(line, false);
+  }
+  return text + std::string(size.columns, '=') + "\n";
+}
+
 }  // namespace
 
 TEST_F(Golden, Brokers) {
@@ -125,6 +151,42 @@ TEST_F(Golden, Brokers) {
 
 TEST_F(Golden, Stats) {
   check("stats", {"stats", "--from", kFile}, {"csv", "json", "jsonl"});
+}
+
+TEST_F(Golden, Flow) {
+  const Looks looks;
+  const render::Sheet sheet = render::ratesSheet(looks.view, {}, true);
+  const auto screens = [&looks](std::size_t width, render::Signs signs) {
+    return render::flowScreens(looks.view, {}, {.width = width}, signs, " --broker SHOPBROKER");
+  };
+  compare("flow.txt", screens(80, render::Signs::boxes));
+  compare("flow-ascii.txt", screens(80, render::Signs::ascii));
+  compare("flow-wide.txt", screens(200, render::Signs::boxes));
+  compare("flow.csv", render::csvOf(sheet, true));
+  compare("flow.json", render::written(render::flowDocument(looks.view, {})));
+  compare("flow.jsonl", render::rowLines("zebmon.flow.node", *looks.after, sheet));
+}
+
+TEST_F(Golden, Top) {
+  const Looks looks;
+  top::Content content;
+  content.all = looks.after;
+  content.view = looks.view;
+  content.events.add(*looks.after);
+  compare("top.txt", top::textOf(content, 80, false));
+  compare("top-wide.txt", top::textOf(content, 200, false));
+  content.wanted.signs = render::Signs::boxes;
+  constexpr top::Size kSmall{.rows = 24, .columns = 80};
+  top::State folded;
+  folded.allFolded = true;
+  top::State sorted;
+  sorted.sort = top::Sort::elapsed;
+  sorted.pane = top::Pane::exceptions;
+  top::State help;
+  help.help = true;
+  compare("top-screens.txt", drawn({}, content, kSmall) + drawn(folded, content, kSmall) +
+                                 drawn(sorted, content, {.rows = 30, .columns = 120}) +
+                                 drawn(help, content, kSmall));
 }
 
 TEST_F(Golden, Metrics) {
