@@ -34,14 +34,17 @@ TEST(LookQueue, ShowsAllLooksInTheirOrderBeforeItEnds) {
 }
 
 TEST(LookQueue, TakesLooksWhileOneIsShownUntilItIsFull) {
+  std::latch begun(1);
   std::latch goOn(1);
   std::vector<std::size_t> shown;
   {
     LookQueue queue([&](const auto& look) {
+      if (shown.empty()) begun.count_down();
       goOn.wait();
       shown.push_back(eventsOf(look));
     });
     queue.push(lookWith(1));
+    begun.wait();
     queue.push(lookWith(LookQueue::kMostEvents - 2));
     EXPECT_FALSE(queue.isFull());
     queue.push(lookWith(1));

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Repair of real locks: a dead process's lock is freed, a living one's never.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -243,6 +244,63 @@ TEST(StuckLock, ThatItsHolderGivesBackBetweenTheTwoLooksIsNotTouched) {
       act::freeStuck(reader::readLock(lock.keyFile()), reader::readClocks(), std::nullopt, eyes);
   EXPECT_FALSE(result.done);
   EXPECT_EQ(0, lock.value()) << "this process has it now";
+}
+
+// Nobody else may be at the key file meanwhile, the holder is looked at first, and nothing is
+// written before both looks.
+TEST(StuckLock, IsLookedAtAgainUnderItsKeyFilesLockFirstItsHolderThenItsSemaphore) {
+  const LiveLock lock("name");
+  killedWhileItHolds(lock);
+  std::string order;
+  const auto note = [&](const std::string& what) {
+    const int file = open(lock.keyFile().c_str(), O_RDONLY);
+    const bool guarded = flock(file, LOCK_EX | LOCK_NB) != 0;
+    close(file);
+    order += what + (guarded ? "" : " unguarded") + " at " + std::to_string(lock.value()) + "; ";
+  };
+  act::Eyes eyes;
+  eyes.process = [&](std::int32_t id) {
+    note("process " + std::string(id == reader::readLock(lock.keyFile()).semaphore.lastProcess
+                                      ? "that holds it"
+                                      : "that does not"));
+    return reader::readProcess(id);
+  };
+  eyes.lock = [&](const std::string& path) {
+    note("semaphore");
+    return reader::readLock(path);
+  };
+  const reader::Lock seen = reader::readLock(lock.keyFile());
+  EXPECT_TRUE(act::freeStuck(seen, reader::readClocks(), std::nullopt, eyes).done);
+  EXPECT_EQ("process that holds it at 0; semaphore at 0; ", order);
+  EXPECT_EQ(1, lock.value());
+}
+
+// What the first look said counts no longer: each thing that the second one reads can refuse.
+TEST(StuckLock, IsNotTouchedWhenAnythingIsOtherwiseAtTheSecondLook) {
+  const LiveLock lock("name");
+  killedWhileItHolds(lock);
+  const reader::Lock seen = reader::readLock(lock.keyFile());
+  const auto refusal = [&](const std::function<void(reader::Semaphore&)>& change,
+                           bool dead = true) {
+    act::Eyes eyes;
+    eyes.lock = [&](const std::string& path) {
+      reader::Lock now = reader::readLock(path);
+      change(now.semaphore);
+      return now;
+    };
+    if (!dead) eyes.process = [](std::int32_t) { return reader::readProcess(getpid()); };
+    const act::Result result = act::freeStuck(seen, reader::readClocks(), std::nullopt, eyes);
+    EXPECT_FALSE(result.done) << result.what;
+    EXPECT_EQ(0, lock.value());
+    return result.what;
+  };
+  const std::string used = "another process has used it meanwhile";
+  EXPECT_EQ("its semaphore is another one now", refusal([](auto& now) { ++now.id; }));
+  EXPECT_EQ("it is free by now", refusal([](auto& now) { now.value = 1; }));
+  EXPECT_EQ(used, refusal([](auto& now) { ++now.lastProcess; }));
+  EXPECT_EQ(used, refusal([](auto& now) { ++now.lastOperation; }));
+  EXPECT_EQ(used, refusal([](auto& now) { ++now.changed; }));
+  EXPECT_NE(std::string::npos, refusal([](auto&) {}, false).find("known to be dead"));
 }
 
 TEST(StuckLock, WhoseKeyFileIsAnotherOneIsNotTouched) {
