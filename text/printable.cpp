@@ -42,6 +42,11 @@ std::string escaped(char32_t point) {
   return text;
 }
 
+// Most texts are: nothing in them needs a closer look.
+bool isPlain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 std::size_t columnsOf(char32_t point) {
   if (within(kCombining, point)) return 0;
   return within(kWide, point) ? 2 : 1;
@@ -50,6 +55,7 @@ std::size_t columnsOf(char32_t point) {
 }  // namespace
 
 std::string printable(std::string_view bytes) {
+  if (isPlain(bytes)) return std::string(bytes);
   std::string out;
   out.reserve(bytes.size());
   while (!bytes.empty()) {
@@ -66,6 +72,7 @@ std::string printable(std::string_view bytes) {
 }
 
 std::size_t columns(std::string_view printable) {
+  if (isPlain(printable)) return printable.size();
   std::size_t sum = 0;
   while (!printable.empty()) {
     const Step step = firstOf(printable);

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "agent/render/sheet.h"
+#include "agent/render/sheet_window.h"
 #include "text/printable.h"
 
 namespace render {
@@ -230,6 +231,10 @@ Line Lines::row(const Row& row, std::size_t number) const {
 }  // namespace
 
 std::vector<Line> linesOf(const Sheet& sheet, const TableStyle& style) {
+  return linesOf(sheet, style, {.first = 0, .rows = sheet.rows.size()});
+}
+
+std::vector<Line> linesOf(const Sheet& sheet, const TableStyle& style, Window window) {
   std::vector<Line> all;
   if (sheet.rows.empty()) return all;
   Texts texts = textsOf(sheet, style);
@@ -238,7 +243,9 @@ std::vector<Line> linesOf(const Sheet& sheet, const TableStyle& style) {
   const Lines lines(laidOut(std::move(lanes)), std::move(texts), style);
   if (style.titles) lines.addTitles(all);
   const std::string* heading = nullptr;
-  for (std::size_t i = 0; i < sheet.rows.size(); ++i) {
+  const std::size_t first = std::min(window.first, sheet.rows.size());
+  const std::size_t end = first + std::min(window.rows, sheet.rows.size() - first);
+  for (std::size_t i = first; i < end; ++i) {
     const Row& row = sheet.rows[i];
     if (!row.heading.empty() && (heading == nullptr || *heading != row.heading)) {
       all.push_back(lines.heading(row.heading));

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "agent/render/sheet_window.h"
 #include "agent/render/top/events_pane.h"
 #include "agent/render/top/head.h"
 #include "agent/render/top/help.h"
@@ -166,7 +167,7 @@ void Painter::addTable(std::size_t height) {
   chooseRows(height - 1);
   render::TableStyle style = style_;
   style.width = size_.columns - std::min<std::size_t>(size_.columns, 1);
-  const Lines table = linesOf(list_.sheet, style);
+  const Lines table = linesOf(list_.sheet, style, {.first = screen_.first, .rows = screen_.page});
   if (table.empty()) {
     const char* const text = state_.filter.empty() ? "no node" : "nothing has the filter's text";
     screen_.lines.push_back({{text}});
@@ -175,7 +176,7 @@ void Painter::addTable(std::size_t height) {
   }
   for (std::size_t i = screen_.first; i < screen_.rows.size() && screen_.lines.size() < end; ++i) {
     const bool chosen = screen_.at == i;
-    Line line = behind(chosen ? ">" : " ", table[i + 1]);
+    Line line = behind(chosen ? ">" : " ", table[i - screen_.first + 1]);
     if (chosen) line = all(padded(line, size_.columns, Attribute::chosen), Attribute::chosen);
     screen_.lines.push_back(std::move(line));
   }
