@@ -157,7 +157,8 @@ TEST_F(Golden, Flow) {
   const Looks looks;
   const render::Sheet sheet = render::ratesSheet(looks.view, {}, true);
   const auto screens = [&looks](std::size_t width, render::Signs signs) {
-    return render::flowScreens(looks.view, {}, {.width = width}, signs, " --broker SHOPBROKER");
+    return render::flowScreens(looks.view, {}, {.width = width}, signs,
+                               {.flow = " --broker SHOPBROKER", .doctor = ""});
   };
   compare("flow.txt", screens(80, render::Signs::boxes));
   compare("flow-ascii.txt", screens(80, render::Signs::ascii));
