@@ -19,6 +19,7 @@ void Connections::heard(int socket, Time now) {
   if (connection == nullptr || connection->state != State::silent) return;
   connection->state = State::asking;
   connection->since = now;
+  connection->work = workUntil(now);
 }
 
 void Connections::asked(int socket, Time now) {
@@ -65,15 +66,28 @@ std::vector<int> Connections::silent() const {
   return sockets;
 }
 
-std::vector<Connections::Overdue> Connections::overdue(
-    Time now, const std::function<bool(int)>& unread) const {
+void Connections::working(Time now) {
+  workSince_ = now;
+}
+
+void Connections::worked(Time now) {
+  work_ = workUntil(now);
+  workSince_.reset();
+}
+
+Connections::Time::duration Connections::workUntil(Time now) const {
+  return workSince_ ? work_ + (now - *workSince_) : work_;
+}
+
+std::vector<Connections::Overdue> Connections::overdue(Time now) const {
+  const auto work = workUntil(now);
   std::vector<Overdue> late;
   for (const auto& [socket, connection] : all_) {
     const auto age = now - connection.since;
     if (connection.state == State::silent && age >= limits_.idle) {
       late.push_back({socket, Late::idle});
-    } else if (connection.state == State::asking && age >= limits_.request &&
-               (age >= limits_.answer || !unread(socket))) {
+    } else if (connection.state == State::asking &&
+               (age - (work - connection.work) >= limits_.request || age >= limits_.answer)) {
       late.push_back({socket, Late::request});
     } else if (connection.state == State::answering && age >= limits_.answer) {
       late.push_back({socket, Late::answer});

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <optional>
 #include <vector>
@@ -67,21 +66,29 @@ class Connections {
   // Those that wait for a first byte.
   std::vector<int> silent() const;
 
-  // Those whose time is over. A request that the server has not read yet, which `unread` tells of a
-  // socket, is only late when its answer is.
-  std::vector<Overdue> overdue(Time now, const std::function<bool(int)>& unread) const;
+  // The server works for one of them, and then no more. The others can't be heard meanwhile, so
+  // that time is not taken off a request's, until its answer would be late.
+  void working(Time now);
+  void worked(Time now);
+
+  // Those whose time is over.
+  std::vector<Overdue> overdue(Time now) const;
 
  private:
   enum class State { silent, asking, answering, shut };
   struct Connection {
     State state = State::silent;
-    Time since;  // when it began to wait, or when its first byte came
-    Time waits;  // when it began to wait
+    Time since;              // when it began to wait, or when its first byte came
+    Time waits;              // when it began to wait
+    Time::duration work{0};  // of the server until then
   };
 
   Connection* find(int socket);
+  Time::duration workUntil(Time now) const;
 
   Limits limits_;
+  Time::duration work_{0};         // of the server, in all
+  std::optional<Time> workSince_;  // it works now
   std::map<int, Connection> all_;
 };
 

@@ -6,7 +6,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -61,12 +60,6 @@ std::optional<std::uint64_t> receivedBy(int socket) {
   if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) return {};
   if (size < offsetof(tcp_info, tcpi_bytes_received) + sizeof info.tcpi_bytes_received) return {};
   return info.tcpi_bytes_received;
-}
-
-// Whether something that came waits to be read.
-bool isUnread(int socket) {
-  int bytes = 0;
-  return ioctl(socket, FIONREAD, &bytes) == 0 && bytes > 0;
 }
 
 void release(void* text) {
@@ -216,10 +209,16 @@ MHD_Result HttpServer::Engine::answer(MHD_Connection* connection, const Exchange
   {
     const std::lock_guard held(guard_);
     const int socket = socketOf(connection);
-    connections_.asked(socket, steady_clock::now());
+    const auto now = steady_clock::now();
+    connections_.asked(socket, now);
+    connections_.working(now);
     last = connections_.crowded() || !received_.contains(socket);
   }
   const Reply reply = handler_(exchange.request);
+  {
+    const std::lock_guard held(guard_);
+    connections_.worked(steady_clock::now());
+  }
   MHD_Response* const response = responseOf(reply);
   if (response == nullptr) return MHD_NO;
   addHeaders(response, reply, last);
@@ -326,7 +325,7 @@ void HttpServer::Engine::watch() {
   const auto now = steady_clock::now();
   const std::lock_guard held(guard_);
   for (const int socket : connections_.silent()) listen(socket, now);
-  for (const Connections::Overdue& late : connections_.overdue(now, isUnread)) {
+  for (const Connections::Overdue& late : connections_.overdue(now)) {
     shut(late.socket, kWhy[static_cast<std::size_t>(late.what)]);
   }
 }

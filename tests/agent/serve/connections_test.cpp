@@ -17,10 +17,9 @@ Connections::Time at(int ms) {
 }
 
 // "3r 5a": socket and what is late.
-std::string lateAt(const Connections& connections, int ms, bool unread = false) {
+std::string lateAt(const Connections& connections, int ms) {
   std::string text;
-  const auto all = connections.overdue(at(ms), [unread](int) { return unread; });
-  for (const auto& [socket, what] : all) {
+  for (const auto& [socket, what] : connections.overdue(at(ms))) {
     text +=
         (text.empty() ? "" : " ") + std::to_string(socket) + "rai"[static_cast<std::size_t>(what)];
   }
@@ -38,13 +37,23 @@ TEST(ConnectionTimes, ARequestHasTwoSecondsFromItsFirstByte) {
   EXPECT_EQ("3r", lateAt(connections, 3000));
 }
 
-TEST(ConnectionTimes, ARequestThatTheServerHasNotReadIsLateWhenItsAnswerIs) {
+TEST(ConnectionTimes, ARequestIsNotLateBecauseTheServerWorksForOthers) {
+  Connections connections(kLimits);
+  connections.opened(3, at(0));
+  connections.working(at(0));
+  connections.heard(3, at(1000));
+  connections.worked(at(5000));
+  EXPECT_EQ("", lateAt(connections, 6999));
+  EXPECT_EQ("3r", lateAt(connections, 7000));
+}
+
+TEST(ConnectionTimes, ARequestIsLateWhenItsAnswerWouldBe) {
   Connections connections(kLimits);
   connections.opened(3, at(0));
   connections.heard(3, at(1000));
-  EXPECT_EQ("", lateAt(connections, 3000, true));
-  EXPECT_EQ("", lateAt(connections, 10999, true));
-  EXPECT_EQ("3r", lateAt(connections, 11000, true));
+  connections.working(at(1000));
+  EXPECT_EQ("", lateAt(connections, 10999));
+  EXPECT_EQ("3r", lateAt(connections, 11000));
 }
 
 TEST(ConnectionTimes, AnAnswerHasTenSecondsFromTheFirstByte) {
