@@ -5,9 +5,10 @@ is restarted.
     agents.py ZEBHOST ZEBMON [AGENTS [SECONDS]]
 
 20 agents for 20 seconds, unless it says otherwise; with one, its 16 clients are what a sanitizer's build is run
-for. Every answer must be a good one, every agent end well, and no sanitizer say anything. All of them must have
-recorded as many messages as the host counted, while it was quiet at the end of each run. To be run in an IPC
-namespace of its own. Prints what it measured, and exits with 1 when something is wrong."""
+for: it is slow, so they ask less often, and it is enough that each route is answered. Else every answer must be a
+good one. Every agent must end well, and no sanitizer say anything. All of them must have recorded as many messages
+as the host counted, while it was quiet at the end of each run. To be run in an IPC namespace of its own. Prints
+what it measured, and exits with 1 when something is wrong."""
 import asyncio
 import json
 import os
@@ -66,7 +67,7 @@ class Agent:
         return self.process.wait()
 
 
-async def client(agent, number, stop, counts):
+async def client(agent, number, stop, pause, counts, answered):
     while not stop.is_set():
         route = ROUTES[number % len(ROUTES)]
         number += 1
@@ -78,7 +79,9 @@ async def client(agent, number, stop, counts):
             status = CLOSED
         writer.close()
         counts[status] = counts.get(status, 0) + 1
-        await asyncio.sleep(0.05)
+        if status == 200:
+            answered.add(route)
+        await asyncio.sleep(pause)
 
 
 async def one_run(zebhost, agents, work, messages, before):
@@ -109,9 +112,10 @@ async def one_run(zebhost, agents, work, messages, before):
 
 
 async def measure(zebhost, agents, work, seconds):
-    stop, counts, counted = asyncio.Event(), {}, 0
-    each = CLIENTS if len(agents) == 1 else 2
-    clients = [asyncio.create_task(client(agent, number, stop, counts)) for agent in agents for number in range(each)]
+    stop, counts, answered, counted = asyncio.Event(), {}, set(), 0
+    each, pause = (CLIENTS, 1) if len(agents) == 1 else (2, 0.05)
+    clients = [asyncio.create_task(client(agent, number, stop, pause, counts, answered))
+               for agent in agents for number in range(each)]
     for _ in range(RUNS):
         counted += await one_run(zebhost, agents, work, int(seconds / RUNS * RATE), counted)
     memory = sorted(agent.memory() for agent in agents)
@@ -119,7 +123,9 @@ async def measure(zebhost, agents, work, seconds):
     await asyncio.gather(*clients)
     say(f"{len(agents)} agents, {len(clients)} clients, {sum(counts.values())} answers: {counts}; "
         f"{memory[0]} to {memory[-1]} KiB of memory each")
-    require(set(counts) <= GOOD and counts[200] > 0.9 * sum(counts.values()), "every answer is a good one")
+    many = len(agents) == 1 or counts[200] > 0.9 * sum(counts.values())
+    require(set(counts) <= GOOD and many, "every answer is a good one")
+    require(answered == set(ROUTES), f"each route was answered, but not {sorted(set(ROUTES) - answered)}")
     recorded = {agent.recorded() for agent in agents}
     require(recorded == {counted}, f"the host counted {counted}, the agents recorded {', '.join(f'{one:.0f}' for one in sorted(recorded))}")
 
