@@ -64,6 +64,7 @@ int main(int count, char** arguments) {
     write(folder / "segment", n, changes);
     changes.insert(changes.begin(), 1);
     write(folder / "agent", n, changes);
+    write(folder / "read", n, changes);
     if (n % (4 * kStep) == 0) writeAreas(folder, n, all[n].bytes);
   }
   for (std::uint32_t each : {3U, 20U}) {
