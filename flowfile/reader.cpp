@@ -35,7 +35,7 @@ constexpr std::size_t kLongestUuid = NAME_MAX -
                                      std::string_view(layout::kLockSuffix).size();
 constexpr std::size_t kLongestBroker = 200;  // its label is part of a key of that line
 
-constexpr std::size_t kQuoted = 60;  // columns of a text in a message
+constexpr std::size_t kQuotedText = 60;  // columns of a text in a message
 
 bool isFolder(const fs::path& path) {
   std::error_code none;
@@ -56,7 +56,7 @@ class Labels {
     if (isNew) return;
     section.note(*node, fmt::format("label \"{}\" is used twice, first in line {}; expected a "
                                     "label of its own",
-                                    text::shortened(label, kQuoted), first->second));
+                                    text::shortened(label, kQuotedText), first->second));
   }
 
  private:
@@ -152,10 +152,10 @@ class FlowReader {
     const bool word = !value.empty() && ascii(value) && value.front() != '=' &&
                       value.find(' ') == std::string::npos && value.size() < kLongestSetting;
     if (word && !(name && value.find('/') != std::string::npos)) return;
-    section.noteAt(key,
-                   fmt::format("'{}' is \"{}\", of which the nodes would take something "
-                               "else; expected one word of printable ASCII characters{}",
-                               key, text::shortened(value, kQuoted), name ? " without '/'" : ""));
+    section.noteAt(
+        key, fmt::format("'{}' is \"{}\", of which the nodes would take something "
+                         "else; expected one word of printable ASCII characters{}",
+                         key, text::shortened(value, kQuotedText), name ? " without '/'" : ""));
   }
 
   void readTempDirectory(Section& section, const std::string& text) {

@@ -15,7 +15,7 @@ namespace setup {
 namespace {
 
 const std::string kFile = layout::kNotedDirectories;
-const std::string kFolder = folderOf(kFile);
+const std::string kNotesFolder = folderOf(kFile);
 
 }  // namespace
 
@@ -34,12 +34,12 @@ bool Notes::has(const std::string& directory) const {
 }
 
 void Notes::requireWritable() const {
-  setup::requireWritable(nearest(kFolder), "directory of the notes");
+  setup::requireWritable(nearest(kNotesFolder), "directory of the notes");
 }
 
 void Notes::add(const std::string& directory, Changes& changes) const {
   if (has(directory)) return;
-  changes.makeDirectory(kFolder);
+  changes.makeDirectory(kNotesFolder);
   const std::string end = text_.empty() || text_.ends_with('\n') ? "" : "\n";
   const std::string text = text_ + end + directory + "\n";
   exists_ ? changes.rewrite(kFile, text_, text) : changes.writeNew(kFile, text);

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <optional>
 #include <tuple>
 
@@ -13,8 +12,6 @@
 
 namespace model {
 namespace {
-
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 // A factor of 1.2 is the least that counts. That times are seen within the minutes that
 // docs/changes.md promises needs the lower price; nothing is promised of the others.
@@ -32,7 +29,7 @@ struct Ratio {
 };
 
 double meanTime(double sum, double count) {
-  return count > 0 ? std::max(1.0, sum / count) : kNone;
+  return count > 0 ? std::max(1.0, sum / count) : kNoValue;
 }
 
 class Judge {
@@ -72,7 +69,7 @@ double Judge::insideOf(std::size_t node, std::size_t place, bool hour) const {
 }
 
 double Judge::valueOf(const Ratio& ratio, double part, double whole) const {
-  if (!(whole > 0)) return kNone;
+  if (!(whole > 0)) return kNoValue;
   if (ratio.measure == Measure::rate || ratio.measure == Measure::loss) {
     return std::max(0.0, part / whole);
   }
@@ -91,7 +88,7 @@ std::vector<double> Judge::scaled(const Ratio& ratio, bool hours) const {
       values.push_back(value);
     } else if (ratio.measure == Measure::rate) {
       const bool tells = !hours || value * 60 >= kLeastRate;
-      values.push_back(tells ? std::log(value * 60 + 1) : kNone);
+      values.push_back(tells ? std::log(value * 60 + 1) : kNoValue);
     } else {
       values.push_back(std::log(value));
     }

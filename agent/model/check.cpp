@@ -236,10 +236,6 @@ Growths Examination::growths() const {
   return between(input_.before != nullptr ? *input_.before : Snapshot{}, input_.now);
 }
 
-bool isInput(const NodeGrowth& node) {
-  return node.after != nullptr && node.after->type == kInputNode && !node.after->deleted;
-}
-
 // Since the earlier run, else since the reset.
 Reading Examination::queuedOf(const FlowGrowth& flow) const {
   constexpr double kMillisecondsASecond = 1000;

@@ -33,7 +33,7 @@ std::optional<double> percentage(std::string_view text) {
   return value && *value <= 100 ? value : std::nullopt;
 }
 
-std::optional<double> seconds(std::string_view text) {
+std::optional<double> secondsIn(std::string_view text) {
   const auto duration = flowfile::parseDuration(text);
   if (!duration) return {};
   return std::chrono::duration<double>(*duration).count();
@@ -61,7 +61,7 @@ std::optional<double> limit(std::string_view text, Check& check) {
       return percentage(text);
     case Kind::silent:
     case Kind::queued:
-      return seconds(text);
+      return secondsIn(text);
     default:
       return frequency(text, check);
   }

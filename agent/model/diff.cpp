@@ -20,7 +20,7 @@ namespace {
 
 using findings::counted;
 using How = Difference::How;
-using Kind = Difference::Kind;
+using DifferenceKind = Difference::Kind;
 using reader::State;
 
 constexpr double kDrift = 2;  // seconds that the kernel's accounts of one moment may differ
@@ -109,14 +109,14 @@ std::string contentsOf(const SeenBroker& broker) {
   return counted(present(broker.tree->executionGroups).size(), "group", "groups");
 }
 
-Kind kindOf(const reader::ExecutionGroup&) {
-  return Kind::group;
+DifferenceKind kindOf(const reader::ExecutionGroup&) {
+  return DifferenceKind::group;
 }
-Kind kindOf(const reader::MessageFlow&) {
-  return Kind::flow;
+DifferenceKind kindOf(const reader::MessageFlow&) {
+  return DifferenceKind::flow;
 }
-Kind kindOf(const reader::Node&) {
-  return Kind::node;
+DifferenceKind kindOf(const reader::Node&) {
+  return DifferenceKind::node;
 }
 
 class Comparison {
@@ -145,7 +145,7 @@ class Comparison {
   }
 
  private:
-  void add(Kind kind, How how, std::string name, std::string before, std::string after) {
+  void add(DifferenceKind kind, How how, std::string name, std::string before, std::string after) {
     differences_.list.push_back(
         {kind, how, std::move(name), std::move(before), std::move(after), {}});
   }
@@ -157,7 +157,7 @@ class Comparison {
   }
 
   // What two maps of texts have by the same key.
-  void compare(Kind kind, const std::map<std::string, std::string>& before,
+  void compare(DifferenceKind kind, const std::map<std::string, std::string>& before,
                const std::map<std::string, std::string>& after) {
     for (const auto& [name, text] : before) {
       const auto found = after.find(name);
@@ -205,7 +205,7 @@ void Comparison::addFindings() {
     }
     return texts;
   };
-  compare(Kind::finding, byKey(before_, selectedBefore_), byKey(after_, selectedAfter_));
+  compare(DifferenceKind::finding, byKey(before_, selectedBefore_), byKey(after_, selectedAfter_));
 }
 
 void Comparison::addLocks() {
@@ -220,7 +220,7 @@ void Comparison::addLocks() {
     }
     return texts;
   };
-  compare(Kind::lock, held(before_, selectedBefore_), held(after_, selectedAfter_));
+  compare(DifferenceKind::lock, held(before_, selectedBefore_), held(after_, selectedAfter_));
 }
 
 // For the brokers of both looks, so that one that came is no change of a setting.
@@ -236,7 +236,7 @@ void Comparison::addSettings() {
     }
     return texts;
   };
-  compare(Kind::setting, inForce(before_.machine->configuration),
+  compare(DifferenceKind::setting, inForce(before_.machine->configuration),
           inForce(after_.machine->configuration));
 }
 
@@ -267,7 +267,8 @@ void Comparison::addProcesses() {
     const std::string was = stateOf(before);
     const std::string is = stateOf(*after);
     if (was != is && !was.empty() && !is.empty())
-      add(Kind::process, How::changed, fmt::format("process {}", id), was.substr(1), is.substr(1));
+      add(DifferenceKind::process, How::changed, fmt::format("process {}", id), was.substr(1),
+          is.substr(1));
   }
 }
 
@@ -283,7 +284,8 @@ void Comparison::compareProcess(const std::string& path, const reader::Execution
   const std::string is = state(after_, after.processId);
   const bool sameId = before.processId == after.processId;
   if (sameId && (was == is || was.empty() || is.empty())) return;
-  add(Kind::process, How::changed, path, fmt::format("process {}{}", before.processId, was),
+  add(DifferenceKind::process, How::changed, path,
+      fmt::format("process {}{}", before.processId, was),
       fmt::format("process {}{}", after.processId, is));
 }
 
@@ -329,7 +331,7 @@ void Comparison::addResets(const BrokerGrowth& growth) {
   const std::string path = growth.after->name();
   if (growth.reset) {
     const bool other = growth.before->segment.id != growth.after->segment.id;
-    add(Kind::broker, How::reset, path, other ? segmentText(*growth.before) : "",
+    add(DifferenceKind::broker, How::reset, path, other ? segmentText(*growth.before) : "",
         other ? segmentText(*growth.after) : "");
     if (growth.after->tree) differences_.list.back().resetTime = growth.after->tree->resetTime;
     return;
@@ -337,7 +339,7 @@ void Comparison::addResets(const BrokerGrowth& growth) {
   for (const FlowGrowth& flow : growth.flows) {
     for (const NodeGrowth& node : flow.nodes) {
       if (node.change != Change::reset) continue;
-      add(Kind::node, How::reset,
+      add(DifferenceKind::node, How::reset,
           path + "/" + flow.group + "/" + flow.flow + "/" + node.node().label, "", "");
     }
   }
@@ -345,11 +347,13 @@ void Comparison::addResets(const BrokerGrowth& growth) {
 
 void Comparison::compare(const BrokerGrowth& growth) {
   const std::string path = growth.broker().name();
-  if (!growth.before) return add(Kind::broker, How::came, path, "", contentsOf(*growth.after));
-  if (!growth.after) return add(Kind::broker, How::went, path, contentsOf(*growth.before), "");
+  if (!growth.before)
+    return add(DifferenceKind::broker, How::came, path, "", contentsOf(*growth.after));
+  if (!growth.after)
+    return add(DifferenceKind::broker, How::went, path, contentsOf(*growth.before), "");
   const std::string was = nameOf(conditionOf(*growth.before, before_.machine.get()));
   const std::string is = nameOf(conditionOf(*growth.after, after_.machine.get()));
-  if (was != is) add(Kind::broker, How::changed, path, was, is);
+  if (was != is) add(DifferenceKind::broker, How::changed, path, was, is);
   if (!growth.before->isComplete() || !growth.after->isComplete()) {
     differences_.notCompared.push_back("what broker " + path +
                                        " holds: a look could not read all of it");

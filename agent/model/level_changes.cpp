@@ -4,12 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 
 namespace model {
 namespace {
-
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 // A level needs so many minutes to be known, and so many to be a new one.
 constexpr std::size_t kFirst = 120;
@@ -20,7 +17,7 @@ constexpr double kFarOut = 3;           // so many standard deviations a minute 
 
 // The values are put into another order.
 double medianOf(std::vector<double>& values) {
-  if (values.empty()) return kNone;
+  if (values.empty()) return kNoValue;
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());
   return *middle;
@@ -253,7 +250,7 @@ std::vector<double> withoutRhythm(std::span<const double> minutes, std::size_t f
   std::array<double, 24> usual;
   const auto days = byHour(hours);
   for (std::size_t i = 0; i < usual.size(); ++i) {
-    usual[i] = days[i].size() < kDays ? kNone : median(days[i]);
+    usual[i] = days[i].size() < kDays ? kNoValue : median(days[i]);
   }
   std::vector<double> left;
   left.reserve(minutes.size());

@@ -4,10 +4,14 @@
 #define ZEB_AGENT_MODEL_LEVEL_CHANGES_H
 
 #include <cstddef>
+#include <limits>
 #include <span>
 #include <vector>
 
 namespace model {
+
+// What stands for a minute without a value.
+inline constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
 // What counts as a change. Values are on a scale where the same change is the same distance: mostly
 // natural logarithms.
@@ -21,7 +25,7 @@ struct LevelTest {
   double surcharge = 0;
 };
 
-// The places of the first minutes of new levels, in their order. A minute without a value is NaN.
+// The places of the first minutes of new levels, in their order. A minute may be without a value.
 // Nothing while there are less than two hours of values.
 //
 // Extremes don't move a level, a drift of hours doesn't begin one, and neighbouring minutes may
@@ -31,7 +35,7 @@ std::vector<std::size_t> levelChanges(std::span<const double> minutes, const Lev
 // A series without its daily rhythm. Each minute is compared with the level of its time of day in
 // earlier days: `hours` are their values, a multiple of 24 of them, the first for the hour that
 // begins at the minute 0 of a day. `first` is the minute of the day at which `minutes` begins.
-// Minutes whose time of day has values in less than three earlier days become NaN.
+// Minutes whose time of day has values in less than three earlier days lose theirs.
 std::vector<double> withoutRhythm(std::span<const double> minutes, std::size_t first,
                                   std::span<const double> hours);
 

@@ -10,14 +10,10 @@ namespace {
 constexpr double kMillisecondsASecond = 1000;
 
 // Milliseconds spent in each second, as a number of things that spend them.
-std::optional<double> spenders(reader::Number milliseconds, Seconds interval) {
-  const auto rate = perSecond(milliseconds, interval);
+std::optional<double> spenders(reader::Number spentMs, Seconds interval) {
+  const auto rate = perSecond(spentMs, interval);
   if (!rate) return {};
   return *rate / kMillisecondsASecond;
-}
-
-bool isInput(const NodeGrowth& node) {
-  return node.node().type == kInputNode && !node.node().deleted && node.change != Change::went;
 }
 
 void add(std::optional<double>& sum, std::optional<double> more) {
@@ -32,6 +28,10 @@ void addThreads(Load& load, unsigned threads) {
 }
 
 }  // namespace
+
+bool isInput(const NodeGrowth& node) {
+  return node.node().type == kInputNode && !node.node().deleted && node.change != Change::went;
+}
 
 bool knowsQueued(const reader::Node& node) {
   return node.type == kInputNode && node.statistics && node.statistics->sumQueued.value_or(0) > 0;

@@ -17,6 +17,9 @@ namespace model {
 // The type of nodes at which messages come into a flow.
 inline constexpr std::uint32_t kInputNode = 1;
 
+// Whether messages come in there, and still do.
+bool isInput(const NodeGrowth& node);
+
 // Whether a node's queued time can be told: whether it is measured is not stored, and only input
 // nodes do. A sum of 0 means that it is off or that nothing waited.
 bool knowsQueued(const reader::Node& node);

@@ -22,7 +22,7 @@ LockView viewOf(const reader::Lock& lock, Guarded guarded, const Machine& machin
 }
 
 // Those of no known broker come last.
-auto place(const LockView& view) {
+auto orderOf(const LockView& view) {
   const Guarded& guarded = view.guarded;
   return std::tuple(!guarded.broker, guarded.broker ? guarded.broker->segment.keyFile : "",
                     guarded.what != Guarded::What::statistics, guarded.group, guarded.flow,
@@ -56,7 +56,7 @@ std::vector<LockView> locksOf(const Snapshot& whole, const Snapshot& selected, b
     if (!more && !isAmong(guarded, selected)) continue;
     views.push_back(viewOf(lock, std::move(guarded), *whole.machine));
   }
-  std::ranges::stable_sort(views, {}, place);
+  std::ranges::stable_sort(views, {}, orderOf);
   return views;
 }
 

@@ -7,13 +7,13 @@
 namespace model {
 namespace {
 
-constexpr char kDigits[] = "0123456789ABCDEF";
+constexpr char kHexDigits[] = "0123456789ABCDEF";
 constexpr std::size_t kMostDigits = 2 * layout::evdr::messageId.width;
 
 using Id = std::span<const std::uint8_t>;
 
 char digitAt(Id id, std::size_t i) {
-  return kDigits[i % 2 == 0 ? id[i / 2] >> 4 : id[i / 2] & 0xF];
+  return kHexDigits[i % 2 == 0 ? id[i / 2] >> 4 : id[i / 2] & 0xF];
 }
 
 std::string digitsOf(Id id) {
@@ -36,7 +36,7 @@ std::optional<std::string> idPrefixOf(const std::string& text) {
     if (digit >= 'a' && digit <= 'f') digit = static_cast<char>(digit - 'a' + 'A');
   }
   const bool valid = !digits.empty() && digits.size() <= kMostDigits &&
-                     digits.find_first_not_of(kDigits) == digits.npos;
+                     digits.find_first_not_of(kHexDigits) == digits.npos;
   return valid ? std::optional(digits) : std::nullopt;
 }
 

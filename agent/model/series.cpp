@@ -35,7 +35,7 @@ void add(reader::Statistics& all, const reader::Statistics& more) {
   all.torn = all.torn || more.torn;
 }
 
-using Place = std::tuple<std::string, std::string, std::string, std::uint32_t>;
+using NodePlace = std::tuple<std::string, std::string, std::string, std::uint32_t>;
 
 class Collected {
  public:
@@ -53,7 +53,7 @@ class Collected {
   const Machine* machine_;
   BrokerSeries counted_;
   std::map<std::string, GroupSeries> groups_;
-  std::map<Place, NodeSeries> nodes_;
+  std::map<NodePlace, NodeSeries> nodes_;
 };
 
 bool Collected::counts(bool deleted) {

@@ -16,7 +16,7 @@
 namespace model {
 namespace {
 
-using Kind = Trap::Kind;
+using TrapKind = Trap::Kind;
 using reader::sameLetters;
 using std::string_view;
 
@@ -125,11 +125,11 @@ class Traps {
     const string_view rest = body.substr(key.size());
     const bool ends = rest.empty() || isBlank(rest.front()) || rest.front() == '=';
     if (!body.starts_with(key)) {
-      if (ends) add(Kind::keyCase, key, number, lineFor(key, meant(rest)));
+      if (ends) add(TrapKind::keyCase, key, number, lineFor(key, meant(rest)));
     } else if (first && isBlank(line.front())) {
-      add(Kind::blanksInFront, key, number, std::string(body));
+      add(TrapKind::blanksInFront, key, number, std::string(body));
     } else if (!ends) {
-      if (decides == number) add(Kind::longerKey, key, number, properLine(key, number));
+      if (decides == number) add(TrapKind::longerKey, key, number, properLine(key, number));
     } else {
       lookAtValue(key, number, body, decides);
     }
@@ -140,16 +140,16 @@ class Traps {
     const string_view rest = body.substr(key.size());
     const layout::Setting own = layout::findSetting(body, key);
     if (own.reason == layout::Setting::Reason::noWord)
-      return add(Kind::noValue, key, number, lineFor(key, {}));
+      return add(TrapKind::noValue, key, number, lineFor(key, {}));
     if (decides != number) {
-      add(Kind::neverReached, key, number, {});
+      add(TrapKind::neverReached, key, number, {});
       traps_.back().decidedBy = decides;
       return;
     }
     if (own.reason == layout::Setting::Reason::onlyAnEquals)
-      return add(Kind::blankAroundEquals, key, number, lineFor(key, meant(rest)));
+      return add(TrapKind::blankAroundEquals, key, number, lineFor(key, meant(rest)));
     if (own.value().starts_with('='))
-      return add(Kind::doubleEquals, key, number, lineFor(key, meant(rest)));
+      return add(TrapKind::doubleEquals, key, number, lineFor(key, meant(rest)));
     lookAtWord(key, number, std::string(own.value()), rest);
   }
 
@@ -158,12 +158,13 @@ class Traps {
     if (key == layout::kMemorySizeKey) return lookAtSize(number, value);
     if (key == layout::kDirectoryKey) {
       const string_view behind = rest.substr(rest.find(value) + value.size());
-      if (!withoutBlanks(behind).empty()) add(Kind::restIgnored, key, number, lineFor(key, value));
+      if (!withoutBlanks(behind).empty())
+        add(TrapKind::restIgnored, key, number, lineFor(key, value));
     } else if (isActivation(key)) {
-      if (!activation(value)) add(Kind::unknownValue, key, number, lineFor(key, {}));
+      if (!activation(value)) add(TrapKind::unknownValue, key, number, lineFor(key, {}));
     } else if (value != "On" && !sameLetters(value, "Off")) {
       const bool meantOn = sameLetters(value, "On");
-      add(meantOn ? Kind::valueCase : Kind::unknownValue, key, number,
+      add(meantOn ? TrapKind::valueCase : TrapKind::unknownValue, key, number,
           lineFor(key, meantOn ? "On" : "Off"));
     }
   }
@@ -173,12 +174,12 @@ class Traps {
     const std::uint32_t area = areaOf(value);
     const bool digits = value.find_first_not_of("0123456789") == value.npos;
     if (!digits) {
-      add(Kind::notANumber, key, number, lineFor(key, bytesMeant(value)));
+      add(TrapKind::notANumber, key, number, lineFor(key, bytesMeant(value)));
     } else if (area > layout::kLargestUnwrapped) {
-      add(Kind::tooLarge, key, number, lineFor(key, std::to_string(layout::kLargestUnwrapped)));
+      add(TrapKind::tooLarge, key, number, lineFor(key, std::to_string(layout::kLargestUnwrapped)));
     } else if (std::to_string(area) !=
                value.substr(std::min(value.find_first_not_of('0'), value.size()))) {
-      add(Kind::otherNumber, key, number, lineFor(key, std::to_string(area)));
+      add(TrapKind::otherNumber, key, number, lineFor(key, std::to_string(area)));
     }
   }
 
@@ -211,7 +212,7 @@ class Traps {
     return lineFor(key, {});
   }
 
-  void add(Kind kind, const std::string& key, std::size_t number, std::string write) {
+  void add(TrapKind kind, const std::string& key, std::size_t number, std::string write) {
     traps_.push_back({kind, key, number, shownLine(lines_[number - 1]), 0, std::move(write)});
   }
 

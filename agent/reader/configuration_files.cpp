@@ -12,8 +12,8 @@
 namespace reader {
 namespace {
 
-constexpr std::size_t kMostFiles = 1000;
 constexpr std::size_t kMostOfFile = 256 << 10;
+constexpr std::size_t kMostOfFolder = 1000;
 
 bool isComment(std::string_view line) {
   const std::size_t begin = line.find_first_not_of(" \t\r");
@@ -51,7 +51,7 @@ std::vector<std::string> filesIn(const std::string& folder, std::vector<std::str
   std::vector<std::string> paths;
   std::error_code error;
   std::filesystem::directory_iterator entry(folder, error), end;
-  for (; !error && entry != end && paths.size() < kMostFiles; entry.increment(error)) {
+  for (; !error && entry != end && paths.size() < kMostOfFolder; entry.increment(error)) {
     paths.push_back(entry->path());
   }
   const bool missing = error.value() == ENOENT || error.value() == ENOTDIR;

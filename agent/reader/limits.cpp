@@ -11,7 +11,7 @@ namespace {
 using Count = Limits::Count;
 
 constexpr std::size_t kMostOfNumber = 256;
-constexpr std::size_t kMostOfList = 1 << 24;
+constexpr std::size_t kMostOfObjects = 1 << 24;
 
 std::string numbersOf(const std::string& proc, const char* name) {
   return readFile(proc + "/sys/kernel/" + name, kMostOfNumber).text;
@@ -32,7 +32,7 @@ struct Usage {
 // Nothing of a list that could not be read to its end, or that is none.
 template <class Amount>
 Usage usageIn(const std::string& path, Amount amount) {
-  const FileText file = readFile(path, kMostOfList);
+  const FileText file = readFile(path, kMostOfObjects);
   if (file.error != 0 || file.cut || file.text.empty()) return {};
   Usage usage{.objects = 0, .amount = 0};
   std::string_view rest = file.text;

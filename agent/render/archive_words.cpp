@@ -13,7 +13,7 @@ namespace render {
 namespace {
 
 using archived::Failure;
-using Kind = archived::Failure::Kind;
+using FailureKind = archived::Failure::Kind;
 using text::printable;
 
 // Fit for a file's name and a shell, whatever the label holds.
@@ -45,15 +45,15 @@ std::string named(const std::string& file) {
 
 std::string problemOfReading(const Failure& failure, const std::string& file) {
   switch (failure.kind) {
-    case Kind::damaged:
+    case FailureKind::damaged:
       return fmt::format("{} is damaged: {}. Copy it again from where it was written", named(file),
                          printable(failure.what));
-    case Kind::tooLarge:
+    case FailureKind::tooLarge:
       return fmt::format(
           "{} has {} bytes of shared memory of one broker, and --max-bytes is less. If you trust "
           "the file, give --max-bytes {} or more",
           named(file), failure.bytes, failure.bytes);
-    case Kind::system:
+    case FailureKind::system:
       return fmt::format("can't read {}: {}. Name a file that zebmon snapshot wrote", named(file),
                          errorText(failure.error));
     default:
@@ -66,7 +66,7 @@ std::string problemOfReading(const Failure& failure, const std::string& file) {
 
 std::string problemOfWriting(const Failure& failure, const std::string& file,
                              const std::string& option) {
-  if (failure.kind == Kind::notRegular) {
+  if (failure.kind == FailureKind::notRegular) {
     return fmt::format("{} is no regular file and was left as it is. Name another file with {}",
                        printable(file), option);
   }

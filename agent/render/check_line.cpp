@@ -15,21 +15,21 @@ namespace {
 using model::Level;
 using model::Reading;
 using model::Why;
-using Kind = model::Check::Kind;
+using CheckKind = model::Check::Kind;
 
 constexpr std::size_t kMostTold = 5;
 
-std::string checkName(Kind kind) {
+std::string checkName(CheckKind kind) {
   return std::string(model::checkForms()[static_cast<std::size_t>(kind)].name);
 }
 
-const char* unitOf(Kind kind) {
+const char* unitOf(CheckKind kind) {
   switch (kind) {
-    case Kind::area:
-    case Kind::failed:
+    case CheckKind::area:
+    case CheckKind::failed:
       return "%";
-    case Kind::silent:
-    case Kind::queued:
+    case CheckKind::silent:
+    case CheckKind::queued:
       return "s";
     default:
       return "";
@@ -89,14 +89,14 @@ std::string reasonOf(Why why) {
 
 // With what a value is told to people; an alerting system knows only units.
 std::string measureOf(const model::Check& check) {
-  if (check.kind != Kind::exceptions) return unitOf(check.kind);
+  if (check.kind != CheckKind::exceptions) return unitOf(check.kind);
   if (check.period == 1) return "/s";
   return check.period == 60 ? "/min" : "/h";
 }
 
 std::string limitText(const Reading& reading) {
   const model::Check& check = reading.check;
-  if (check.kind == Kind::groupsUp || check.kind == Kind::locks) return {};
+  if (check.kind == CheckKind::groupsUp || check.kind == CheckKind::locks) return {};
   const bool warns = reading.level == Level::warning && check.warning;
   return fmt::format(" (limit {}{})", numberText(warns ? *check.warning : check.critical),
                      measureOf(check));
@@ -105,7 +105,8 @@ std::string limitText(const Reading& reading) {
 std::string valueText(const Reading& reading) {
   const double value = reading.value.value_or(0);
   if (reading.why == Why::stopped) return ": its process is stopped";
-  if (reading.check.kind == Kind::groupsUp) return value > 0 ? ": its process is gone" : ": up";
+  if (reading.check.kind == CheckKind::groupsUp)
+    return value > 0 ? ": its process is gone" : ": up";
   return " " + numberText(value) + measureOf(reading.check) + limitText(reading);
 }
 
@@ -118,7 +119,7 @@ std::string locksSentence(const Reading& reading) {
 }
 
 std::string sentenceOf(const Reading& reading) {
-  if (reading.check.kind == Kind::locks && reading.value) return locksSentence(reading);
+  if (reading.check.kind == CheckKind::locks && reading.value) return locksSentence(reading);
   std::string text = checkName(reading.check.kind);
   if (!reading.object.empty()) text += " of " + reading.object;
   if (reading.value) text += valueText(reading);
@@ -129,7 +130,7 @@ std::string sentenceOf(const Reading& reading) {
 std::string performanceOf(const Reading& reading) {
   const model::Check& check = reading.check;
   std::string label = checkName(check.kind);
-  if (!reading.object.empty() && check.kind != Kind::locks) label += " " + reading.object;
+  if (!reading.object.empty() && check.kind != CheckKind::locks) label += " " + reading.object;
   const char* unit = unitOf(check.kind);
   return fmt::format(" '{}'={}{};{};{};0{}", label, numberText(*reading.value), unit,
                      check.warning ? numberText(*check.warning) : "", numberText(check.critical),
@@ -138,11 +139,11 @@ std::string performanceOf(const Reading& reading) {
 
 // With names that are fit for the line, and as much of what is around each as makes it the only
 // one of its check.
-std::vector<Reading> named(std::vector<Reading> readings) {
+std::vector<Reading> numbered(std::vector<Reading> readings) {
   constexpr std::size_t kMostAround = 3;
   for (Reading& reading : readings) reading.object = harmless(reading.object);
   for (std::size_t level = 1; level <= kMostAround; ++level) {
-    std::map<std::pair<Kind, std::string>, std::size_t> uses;
+    std::map<std::pair<CheckKind, std::string>, std::size_t> uses;
     for (const Reading& reading : readings) ++uses[{reading.check.kind, reading.object}];
     for (Reading& reading : readings) {
       if (reading.around.size() < level || uses[{reading.check.kind, reading.object}] == 1)
@@ -170,7 +171,7 @@ const char* levelName(Level level) {
 }
 
 std::string checkLine(const std::vector<Reading>& all) {
-  const std::vector<Reading> readings = named(all);
+  const std::vector<Reading> readings = numbered(all);
   const std::vector<Reading> ordered = inOrder(readings);
   std::vector<std::string> told;
   for (const Reading& reading : ordered) {

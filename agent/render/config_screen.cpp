@@ -12,7 +12,7 @@ namespace {
 
 using text::printable;
 
-std::string headOf(const reader::Configuration& file, Zone zone) {
+std::string titleOf(const reader::Configuration& file, Zone zone) {
   if (!file.exists) {
     return "No configuration file can be opened: every key has its default.\n";
   }
@@ -65,7 +65,7 @@ std::string trapsText(const model::Settings& settings, std::optional<std::size_t
 
 std::string configScreen(const ConfigView& view, const TableStyle& style) {
   const reader::Configuration& file = view.snapshot.machine->configuration;
-  std::string text = headOf(file, style.zone);
+  std::string text = titleOf(file, style.zone);
   text += "\n" + tableOf(placesSheet(file), style);
   text += "\n" + tableOf(settingsSheet(view.settings), style);
   if (!view.settings.traps.empty()) text += "\n" + trapsText(view.settings, style.width);

@@ -13,41 +13,42 @@ namespace render {
 namespace {
 
 using model::Trap;
-using Kind = Trap::Kind;
+using TrapKind = Trap::Kind;
 using text::printable;
 
 constexpr std::size_t kLongestKey = 40;
 
 struct KindWords {
-  Kind kind;
+  TrapKind kind;
   const char* name;
   const char* sentence;  // behind "line N: "; {0} is the key, {1} the line that decides, {2} the
                          // largest size
 };
 
 constexpr KindWords kWords[] = {
-    {Kind::blankAroundEquals, "blankAroundEquals",
+    {TrapKind::blankAroundEquals, "blankAroundEquals",
      "a blank behind \"=\" makes the value of {0} empty, so its default counts"},
-    {Kind::doubleEquals, "doubleEquals", "the second \"=\" becomes part of the value of {0}"},
-    {Kind::longerKey, "longerKey",
+    {TrapKind::doubleEquals, "doubleEquals", "the second \"=\" becomes part of the value of {0}"},
+    {TrapKind::longerKey, "longerKey",
      "this line also answers {0}, since it begins alike. A line for {0} goes above it"},
-    {Kind::blanksInFront, "blanksInFront",
+    {TrapKind::blanksInFront, "blanksInFront",
      "blanks in front of the first line's key hide {0} from the library"},
-    {Kind::keyCase, "keyCase", "small and capital letters differ: this is not the key {0}"},
-    {Kind::valueCase, "valueCase", "{0} is on for \"On\" alone, in exactly these letters"},
-    {Kind::unknownValue, "unknownValue", "that is no value of {0}, so its default counts"},
-    {Kind::notANumber, "notANumber",
+    {TrapKind::keyCase, "keyCase", "small and capital letters differ: this is not the key {0}"},
+    {TrapKind::valueCase, "valueCase", "{0} is on for \"On\" alone, in exactly these letters"},
+    {TrapKind::unknownValue, "unknownValue", "that is no value of {0}, so its default counts"},
+    {TrapKind::notANumber, "notANumber",
      "that is no whole number: only the digits in front count for {0}"},
-    {Kind::otherNumber, "otherNumber", "the library takes another number than this for {0}"},
-    {Kind::tooLarge, "tooLarge", "above {2} bytes of {0} the segment is too small for its areas"},
-    {Kind::restIgnored, "restIgnored",
+    {TrapKind::otherNumber, "otherNumber", "the library takes another number than this for {0}"},
+    {TrapKind::tooLarge, "tooLarge",
+     "above {2} bytes of {0} the segment is too small for its areas"},
+    {TrapKind::restIgnored, "restIgnored",
      "the value of {0} ends at the first blank, and the rest is not read"},
-    {Kind::noValue, "noValue", "{0} has no value here, so the line is passed over"},
-    {Kind::neverReached, "neverReached",
+    {TrapKind::noValue, "noValue", "{0} has no value here, so the line is passed over"},
+    {TrapKind::neverReached, "neverReached",
      "line {1} decides for {0}, so this one is never read. Delete one of the two"},
 };
 
-const KindWords& wordsOf(Kind kind) {
+const KindWords& wordsOf(TrapKind kind) {
   for (const KindWords& words : kWords) {
     if (words.kind == kind) return words;
   }
@@ -56,7 +57,7 @@ const KindWords& wordsOf(Kind kind) {
 
 }  // namespace
 
-const char* trapName(Kind kind) {
+const char* trapName(TrapKind kind) {
   return wordsOf(kind).name;
 }
 

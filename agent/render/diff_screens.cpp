@@ -16,19 +16,19 @@ namespace {
 using model::Apart;
 using model::Difference;
 using How = Difference::How;
-using Kind = Difference::Kind;
+using DifferenceKind = Difference::Kind;
 
 constexpr std::size_t kLongestHost = 40;
 
-const char* kindName(Kind kind) {
+const char* differenceName(DifferenceKind kind) {
   constexpr const char* names[] = {"finding",     "lock", "broker",  "executionGroup",
                                    "messageFlow", "node", "process", "setting"};
   return names[static_cast<std::size_t>(kind)];
 }
 
-const char* shortKindName(Kind kind) {
-  if (kind == Kind::group) return "group";
-  return kind == Kind::flow ? "flow" : kindName(kind);
+const char* shortDifferenceName(DifferenceKind kind) {
+  if (kind == DifferenceKind::group) return "group";
+  return kind == DifferenceKind::flow ? "flow" : differenceName(kind);
 }
 
 const char* howName(How how) {
@@ -42,7 +42,7 @@ const char* apartName(Apart::Kind kind) {
 }
 
 Tone toneOf(const Difference& difference) {
-  const bool worse = difference.kind == Kind::finding && difference.how == How::came;
+  const bool worse = difference.kind == DifferenceKind::finding && difference.how == How::came;
   return worse || difference.how == How::reset ? Tone::warning : Tone::plain;
 }
 
@@ -67,7 +67,7 @@ std::string hostsOf(const DiffView& diff) {
   return "on " + first + ", then on " + text::shortened(diff.after.host, kLongestHost);
 }
 
-std::string headOf(const DiffView& diff, Zone zone) {
+std::string titleOf(const DiffView& diff, Zone zone) {
   const std::string from = dateAndTime(secondsOf(*diff.view.before), zone);
   const std::string to = dateAndTime(secondsOf(*diff.view.after), zone);
   return fmt::format("From {} to {}, {}: {}\n", from, to, hostsOf(diff), span(diff.apart.time));
@@ -80,7 +80,7 @@ Json lookObject(const model::Snapshot& snapshot, const archived::Origin& origin)
 }
 
 Json changeObject(const Difference& difference) {
-  Json object = {{"kind", kindName(difference.kind)},
+  Json object = {{"kind", differenceName(difference.kind)},
                  {"change", howName(difference.how)},
                  {"name", difference.name},
                  {"before", textOrNull(difference.before)},
@@ -105,14 +105,14 @@ Sheet changesSheet(const model::Differences& differences, Zone zone) {
   Sheet sheet{changesColumns(), {}};
   for (const Difference& difference : differences.list) {
     Row& row = sheet.rows.emplace_back();
-    row.cells = {kindName(difference.kind),
+    row.cells = {differenceName(difference.kind),
                  Cell(howName(difference.how), toneOf(difference)),
                  difference.name,
                  textOrMissing(difference.before),
                  textOrMissing(difference.after),
                  momentOf(difference.resetTime)};
-    row.cells[0].brief = shortKindName(difference.kind);
-    if (difference.kind == Kind::finding)
+    row.cells[0].brief = shortDifferenceName(difference.kind);
+    if (difference.kind == DifferenceKind::finding)
       row.cells[2].brief = difference.name.substr(0, difference.name.find(':'));
     row.cells[4].brief = detailOf(difference, zone);
   }
@@ -122,7 +122,7 @@ Sheet changesSheet(const model::Differences& differences, Zone zone) {
 std::string diffScreen(const DiffView& diff, const model::Selection& selection,
                        const Arrangement& ofChanges, const Arrangement& ofRates,
                        const TableStyle& style) {
-  std::string text = style.titles ? headOf(diff, style.zone) + "\n" : "";
+  std::string text = style.titles ? titleOf(diff, style.zone) + "\n" : "";
   const std::string changes =
       tableOf(arranged(changesSheet(diff.differences, style.zone), ofChanges), style);
   text += changes.empty() ? "Nothing came, went or changed.\n" : changes;

@@ -66,7 +66,7 @@ std::string putOf(const reader::Event& event, Zone zone) {
 }
 
 // Widths of the short form's columns, which a blank parts.
-struct Lanes {
+struct EventLanes {
   std::size_t time = 0;
   std::size_t place = 0;
   std::size_t put = 0;
@@ -74,12 +74,12 @@ struct Lanes {
 };
 
 // A terminal that is wider than 80 gives half of that to the place.
-Lanes lanesOf(const ShortStyle& style) {
+EventLanes lanesOf(const ShortStyle& style) {
   constexpr std::size_t kNarrow = 80;
   constexpr std::size_t kThread = 8;
   constexpr std::size_t kLeastText = 12;
   const bool utc = style.zone == Zone::utc;
-  Lanes lanes{.time = utc ? 13U : 18U, .place = 18, .put = utc ? 9U : 14U};
+  EventLanes lanes{.time = utc ? 13U : 18U, .place = 18, .put = utc ? 9U : 14U};
   if (!style.width) return lanes;
   lanes.place = utc ? 18 : 14;
   if (*style.width > kNarrow)
@@ -109,7 +109,7 @@ std::string shortText(const reader::Event& event) {
   return failure.empty() ? event.origin->text : "! " + failure;
 }
 
-std::string joined(const Lanes& lanes, std::string time, std::string place, std::string put,
+std::string joined(const EventLanes& lanes, std::string time, std::string place, std::string put,
                    const std::string& thread, const std::string& text) {
   std::string line = padded(std::move(time), lanes.time) + " " +
                      padded(std::move(place), lanes.place) + " " +
@@ -154,7 +154,7 @@ std::string shortHeader(const model::SeenBroker& broker, const std::string& day,
 }
 
 std::string shortLine(const reader::Event& event, const ShortStyle& style) {
-  const Lanes lanes = lanesOf(style);
+  const EventLanes lanes = lanesOf(style);
   const std::string text = shortText(event);
   return joined(lanes, timeOfDay(event, style.zone), shortPlace(event, style, lanes.place),
                 shortPutText(event, style.zone), threadText(event),

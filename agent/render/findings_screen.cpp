@@ -21,7 +21,6 @@ using model::Findings;
 using model::Severity;
 using model::findings::counted;
 
-constexpr std::size_t kNarrow = 80;
 constexpr std::size_t kFirst = 3;
 constexpr std::size_t kMany = 5;
 constexpr char kYellow[] = "\x1B[33m";
@@ -29,7 +28,7 @@ constexpr char kRed[] = "\x1B[31m";
 constexpr char kPlain[] = "\x1B[0m";
 
 // `label`, then a text behind it in lines that are no wider than `width` where words allow it.
-std::string labelled(const std::string& label, const std::string& text, std::size_t width) {
+std::string behindLabel(const std::string& label, const std::string& text, std::size_t width) {
   std::vector<std::string> lines = wrapped(text::printable(text), width - label.size());
   if (lines.empty()) return label + "\n";
   std::string result = label + lines.front() + "\n";
@@ -46,17 +45,13 @@ std::string title(const Finding& finding, const TableStyle& style) {
   return shown + "  " + text::printable(finding.id) + "\n";
 }
 
-std::size_t widthOf(const TableStyle& style) {
-  return std::max<std::size_t>(style.width.value_or(kNarrow), 40);
-}
-
 std::string block(const Finding& finding, const TableStyle& style) {
   const std::size_t width = widthOf(style);
   std::string text = title(finding, style);
-  text += labelled("  what    ", finding.object, width);
-  text += labelled("  seen    ", finding.evidence, width);
-  text += labelled("  effect  ", finding.effect, width);
-  text += labelled("  do      ", finding.remedy + (finding.command.empty() ? "." : ":"), width);
+  text += behindLabel("  what    ", finding.object, width);
+  text += behindLabel("  seen    ", finding.evidence, width);
+  text += behindLabel("  effect  ", finding.effect, width);
+  text += behindLabel("  do      ", finding.remedy + (finding.command.empty() ? "." : ":"), width);
   if (!finding.command.empty()) text += "    " + text::printable(finding.command) + "\n";
   return text + "\n";
 }
@@ -91,13 +86,13 @@ std::string notChecked(const Findings& findings, std::size_t width) {
   const auto& sentences = findings.notChecked;
   std::string text;
   for (const std::string& sentence : sentences | std::views::take(kMostSentences)) {
-    text += labelled("Not checked: ", sentence + ".", width);
+    text += behindLabel("Not checked: ", sentence + ".", width);
   }
   if (sentences.size() <= kMostSentences) return text;
-  return text + labelled("Not checked: ",
-                         fmt::format("{} more; --format json has all of them.",
-                                     sentences.size() - kMostSentences),
-                         width);
+  return text + behindLabel("Not checked: ",
+                            fmt::format("{} more; --format json has all of them.",
+                                        sentences.size() - kMostSentences),
+                            width);
 }
 
 std::string summary(const Findings& findings, const model::Snapshot& selected, bool only) {
@@ -121,7 +116,7 @@ std::string plugInLines(const model::Snapshot& selected, std::size_t width) {
   const model::Machine& machine = *selected.machine;
   for (const model::PlugIn& one : model::plugInsOf(machine)) {
     if (!one.wouldLoad) continue;
-    text += labelled(
+    text += behindLabel(
         "Plug-in: ",
         fmt::format("would be loaded from {} ({}); settings: {}; key files: {}", one.directory,
                     model::plugInVersion(machine), settingsOf(machine), selected.directory),
@@ -172,8 +167,8 @@ std::string repairText(const Finding& finding, const std::string& what, const st
                        const TableStyle& style) {
   const std::size_t width = widthOf(style);
   std::string text = text::printable(finding.key()) + "\n";
-  text += labelled("  what    ", finding.object, width);
-  text += labelled("  result  ", what + (command.empty() ? "." : ":"), width);
+  text += behindLabel("  what    ", finding.object, width);
+  text += behindLabel("  result  ", what + (command.empty() ? "." : ":"), width);
   if (!command.empty()) text += "    " + text::printable(command) + "\n";
   return text;
 }

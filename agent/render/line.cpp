@@ -10,7 +10,7 @@
 namespace render {
 namespace {
 
-constexpr char kPlain[] = "\x1B[0m";
+constexpr char kNoColor[] = "\x1B[0m";
 
 // Null for what has no colour.
 const char* escapeOf(Attribute attribute) {
@@ -78,7 +78,7 @@ std::string printed(const Line& line, bool colors) {
   std::string text;
   for (const Span& span : ended(line)) {
     const char* const escape = colors && !span.text.empty() ? escapeOf(span.attribute) : nullptr;
-    text += escape == nullptr ? span.text : escape + span.text + kPlain;
+    text += escape == nullptr ? span.text : escape + span.text + kNoColor;
   }
   return text + '\n';
 }

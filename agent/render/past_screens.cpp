@@ -22,8 +22,6 @@ using model::Measure;
 using model::PastChange;
 using model::findings::counted;
 
-constexpr std::size_t kNarrow = 80;
-
 double secondsOf(std::int64_t milliseconds) {
   return static_cast<double>(milliseconds) / 1000;
 }
@@ -63,7 +61,7 @@ std::string marksText(const model::PastBroker& broker, Zone zone) {
   return text;
 }
 
-std::string nameOf(const model::PastBroker& broker) {
+std::string nameOfPast(const model::PastBroker& broker) {
   return text::shortened(broker.label.empty() ? broker.uuid : broker.label, 40);
 }
 
@@ -223,7 +221,7 @@ Sheet totalsSheet(const std::vector<PastView>& past, const model::Selection& sel
 
 std::string periodText(const PastView& past, const TableStyle& style, std::int64_t now) {
   const model::PastBroker& broker = past.broker;
-  std::string text = fmt::format("Broker {}", nameOf(broker));
+  std::string text = fmt::format("Broker {}", nameOfPast(broker));
   const std::int64_t last = broker.lastLook / 1000;
   if (past.isLastLook) {
     text += fmt::format(": last look {}, {} ago\n", dateAndTime(last, style.zone),
@@ -331,7 +329,7 @@ Json pastFindingsDocument(const std::vector<model::PastFinding>& past, std::int6
 std::string changesScreen(const std::vector<PastChange>& changes, const TableStyle& style,
                           std::int64_t now) {
   if (changes.empty()) return "Nothing changed its level.\n";
-  const std::size_t width = std::max<std::size_t>(style.width.value_or(kNarrow), 40);
+  const std::size_t width = widthOf(style);
   const std::string today = dateOnly(now, style.zone);
   const auto placeOf = [](const PastChange& change) {
     return std::tie(change.broker, change.uuid, change.group, change.flow);

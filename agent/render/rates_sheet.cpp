@@ -93,8 +93,8 @@ void addRows(Sheet& sheet, const model::BrokerView& broker, const model::Selecti
   }
 }
 
-std::string headOf(const model::View& view, const model::BrokerView& broker,
-                   const TableStyle& style) {
+std::string titleOf(const model::View& view, const model::BrokerView& broker,
+                    const TableStyle& style) {
   const model::SeenBroker& seen = broker.growth.broker();
   std::string text =
       fmt::format("Broker {}, {:.1f} s until {}", nameOf(seen), view.interval.count(),
@@ -208,7 +208,7 @@ std::string ratesTables(const model::View& view, const model::Selection& selecti
     addRows(sheet, broker, selection);
     if (sheet.rows.empty()) continue;
     if (!text.empty()) text += "\n";
-    if (style.titles) text += headOf(view, broker, style) + "\n";
+    if (style.titles) text += titleOf(view, broker, style) + "\n";
     text += tableOf(arranged(std::move(sheet), wanted), style);
     if (self && style.titles) text += remarksOf(broker, selection);
   }

@@ -104,6 +104,9 @@ struct TableStyle {
   bool colors = false;
 };
 
+// Columns for sentences: the terminal's, 80 without one, and never less than 40.
+std::size_t widthOf(const TableStyle& style);
+
 // The date on which all times in the sheet fall; empty when they are on several, or there is none.
 std::string onlyDay(const Sheet& sheet, Zone zone);
 

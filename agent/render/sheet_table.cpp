@@ -230,6 +230,10 @@ Line Lines::row(const Row& row, std::size_t number) const {
 
 }  // namespace
 
+std::size_t widthOf(const TableStyle& style) {
+  return std::max<std::size_t>(style.width.value_or(80), 40);
+}
+
 std::vector<Line> linesOf(const Sheet& sheet, const TableStyle& style) {
   return linesOf(sheet, style, {.first = 0, .rows = sheet.rows.size()});
 }

@@ -86,7 +86,7 @@ std::string resetOf(const model::SeenBroker& broker, std::int64_t now, const Tab
   return style.day.empty() ? text : text + "\ncollected on " + style.day;
 }
 
-std::string headOf(const model::SeenBroker& broker, std::int64_t now, const TableStyle& style) {
+std::string titleOf(const model::SeenBroker& broker, std::int64_t now, const TableStyle& style) {
   std::string text = fmt::format("Broker {}  (uuid {})\n", text::shortened(broker.label(), 40),
                                  text::shortened(broker.uuid(), 36));
   text += fmt::format("segment {} bytes", broker.segment.size);
@@ -145,7 +145,7 @@ std::string statisticsTables(const model::Snapshot& snapshot, const Arrangement&
     addRows(sheet, *broker);
     style.day = onlyDay(sheet, style.zone);
     if (!text.empty()) text += "\n";
-    if (style.titles) text += headOf(*broker, model::secondsOf(snapshot), style) + "\n";
+    if (style.titles) text += titleOf(*broker, model::secondsOf(snapshot), style) + "\n";
     text += tableOf(arranged(std::move(sheet), wanted), style);
   }
   return text;

@@ -13,14 +13,14 @@
 namespace host {
 namespace {
 
-using Json = nlohmann::json;
+using nlohmann::json;
 
 // The member of that label in a list, or null. A live one goes before one that is marked deleted.
 // The agent gives labels in their printable form, and so they are compared.
-const Json* labelled(const Json& parent, const char* list, const std::string& label) {
-  const Json* found = nullptr;
+const json* labelled(const json& parent, const char* list, const std::string& label) {
+  const json* found = nullptr;
   if (!parent.contains(list)) return nullptr;
-  for (const Json& member : parent.at(list)) {
+  for (const json& member : parent.at(list)) {
     if (text::printable(member.value("label", "")) != text::printable(label)) continue;
     if (!member.value("deleted", false)) return &member;
     found = &member;
@@ -28,18 +28,18 @@ const Json* labelled(const Json& parent, const char* list, const std::string& la
   return found;
 }
 
-const Json* findBroker(const Json& document, const flowfile::Broker& broker) {
-  const Json* found = labelled(document, "brokers", broker.label);
+const json* findBroker(const json& document, const flowfile::Broker& broker) {
+  const json* found = labelled(document, "brokers", broker.label);
   if (!broker.uuid || !document.contains("brokers")) return found;
-  for (const Json& candidate : document.at("brokers")) {
+  for (const json& candidate : document.at("brokers")) {
     if (candidate.value("uuid", std::string()) == *broker.uuid) found = &candidate;
   }
   return found;
 }
 
-const Json* findNode(const Json& document, const flowfile::Broker& broker,
+const json* findNode(const json& document, const flowfile::Broker& broker,
                      const Comparison& place) {
-  const Json* at = findBroker(document, broker);
+  const json* at = findBroker(document, broker);
   if (at != nullptr) at = labelled(*at, "executionGroups", place.group);
   if (at != nullptr) at = labelled(*at, "messageFlows", place.flow);
   if (at != nullptr) at = labelled(*at, "nodes", place.node);
@@ -47,13 +47,13 @@ const Json* findNode(const Json& document, const flowfile::Broker& broker,
 }
 
 // Behind the news that a node, or its statistics, are missing: that there is no room for one more.
-std::string whyMissing(const Json& brokers, const flowfile::File& file,
+std::string whyMissing(const json& brokers, const flowfile::File& file,
                        const flowfile::MonitorNode& node) {
-  const Json* const broker = findBroker(brokers, file.broker);
+  const json* const broker = findBroker(brokers, file.broker);
   if (broker == nullptr) return {};
-  const Json segment = broker->value("segment", Json());
+  const json segment = broker->value("segment", json());
   if (!segment.is_object()) return {};
-  for (const Json& area : segment.value("areas", Json::array())) {
+  for (const json& area : segment.value("areas", json::array())) {
     if (area.value("name", "") != "statistics") continue;
     const auto size = area.value("sizeBytes", std::uint64_t{0});
     const auto used = area.value("usedBytes", std::uint64_t{0});
@@ -71,7 +71,7 @@ SizeFigures figures(const NodeCount& count) {
   return {count.messages, count.bytes, count.largest, count.smallest};
 }
 
-SizeFigures figures(const Json& statistics) {
+SizeFigures figures(const json& statistics) {
   return {statistics.value("messageCount", std::uint64_t{0}),
           statistics.value("sizeSumBytes", std::uint64_t{0}),
           statistics.value("sizeMaxBytes", std::uint64_t{0}),
@@ -79,7 +79,7 @@ SizeFigures figures(const Json& statistics) {
 }
 
 // The agent gives a number that it can't read as null.
-bool unreadable(const Json& statistics) {
+bool unreadable(const json& statistics) {
   constexpr const char* kNumbers[] = {"messageCount", "sizeSumBytes", "elapsedSumMs",
                                       "queuedSumMs"};
   return std::ranges::any_of(kNumbers, [&statistics](const char* name) {
@@ -88,7 +88,7 @@ bool unreadable(const Json& statistics) {
 }
 
 // Times that no count of messages could have: what a host can say of them without the same clock.
-std::string timeProblem(const Json& statistics, const std::string& name) {
+std::string timeProblem(const json& statistics, const std::string& name) {
   const auto count = statistics.value("messageCount", std::int64_t{0});
   const auto sum = statistics.value(name + "SumMs", std::int64_t{0});
   const auto least = statistics.value(name + "MinMs", std::int64_t{0});
@@ -98,7 +98,7 @@ std::string timeProblem(const Json& statistics, const std::string& name) {
                      least, most);
 }
 
-std::string differenceOf(const Json& statistics, const flowfile::MonitorNode& monitor,
+std::string differenceOf(const json& statistics, const flowfile::MonitorNode& monitor,
                          const Comparison& place) {
   if (place.host != place.shared) {
     return fmt::format(
@@ -136,9 +136,9 @@ struct Circumstances {
 };
 
 // Fills in what shared memory says of a node, and what is wrong with it.
-Comparison compared(Comparison place, const flowfile::MonitorNode& monitor, const Json* node,
+Comparison compared(Comparison place, const flowfile::MonitorNode& monitor, const json* node,
                     const Circumstances& run) {
-  const Json statistics = node != nullptr ? node->value("statistics", Json()) : Json();
+  const json statistics = node != nullptr ? node->value("statistics", json()) : json();
   if (node == nullptr) {
     place.problem = "not in shared memory" + run.missing;
   } else if (!statistics.is_object()) {
@@ -169,17 +169,17 @@ void addEvents(EventComparison& events, const flowfile::MonitorNode& monitor,
 void countEvents(EventComparison& events, const std::string& lines) {
   std::istringstream stream(lines);
   for (std::string line; std::getline(stream, line);) {
-    const std::string kind = Json::parse(line).value("kind", "");
+    const std::string kind = json::parse(line).value("kind", "");
     if (kind == "message") ++events.sharedMessages;
     if (kind == "exception") ++events.sharedExceptions;
   }
 }
 
-bool anyWrapped(const Json& document) {
-  for (const Json& broker : document.value("brokers", Json::array())) {
-    const Json segment = broker.value("segment", Json());
+bool anyWrapped(const json& document) {
+  for (const json& broker : document.value("brokers", json::array())) {
+    const json segment = broker.value("segment", json());
     if (!segment.is_object()) continue;
-    for (const Json& area : segment.value("areas", Json::array())) {
+    for (const json& area : segment.value("areas", json::array())) {
       if (area.value("wrapped", false)) return true;
     }
   }
@@ -200,7 +200,7 @@ namespace {
 
 // Compares the nodes of one flow, and adds what the host knows of their events.
 void compareFlow(Verification& result, const flowfile::File& file, const Tally& tally,
-                 std::size_t group, std::size_t flow, const Json& statistics, const Json& brokers,
+                 std::size_t group, std::size_t flow, const json& statistics, const json& brokers,
                  const Disturbed& disturbed) {
   const flowfile::Flow& place = file.groups[group].flows[flow];
   const std::string died =
@@ -213,7 +213,7 @@ void compareFlow(Verification& result, const flowfile::File& file, const Tally& 
     if (activity.events) addEvents(result.events, *monitor, count);
     if (!activity.statistics) continue;
     Comparison made{file.groups[group].label, place.label, monitor->label, figures(count), {}, ""};
-    const Json* node = findNode(statistics, file.broker, made);
+    const json* node = findNode(statistics, file.broker, made);
     result.nodes.push_back(compared(std::move(made), *monitor, node,
                                     {place, disturbed, died, whyMissing(brokers, file, *monitor)}));
   }
@@ -227,10 +227,10 @@ bool leftByTheDead(const std::string& id) {
 std::vector<std::string> leftBehind(const Agent& agent) {
   constexpr int kCritical = 2;  // what the doctor ends with at most when it could look
   std::vector<std::string> left;
-  const Json document = Json::parse(agent.ask("doctor", {"--format", "json"}, kCritical));
-  for (const Json& finding : document.at("findings")) {
+  const json document = json::parse(agent.ask("doctor", {"--format", "json"}, kCritical));
+  for (const json& finding : document.at("findings")) {
     if (!leftByTheDead(finding.at("id"))) continue;
-    const Json command = finding.value("command", Json());
+    const json command = finding.value("command", json());
     left.push_back(fmt::format("{}: {}{}", finding.at("object").get<std::string>(),
                                finding.at("evidence").get<std::string>(),
                                command.is_string() ? "; " + command.get<std::string>() : ""));
@@ -240,8 +240,8 @@ std::vector<std::string> leftBehind(const Agent& agent) {
 
 }  // namespace
 
-Verification compare(const flowfile::File& file, const Tally& tally, const Json& statistics,
-                     const Json& brokers, const std::string& eventLines,
+Verification compare(const flowfile::File& file, const Tally& tally, const json& statistics,
+                     const json& brokers, const std::string& eventLines,
                      const Disturbed& disturbed) {
   Verification result;
   for (std::size_t g = 0; g < file.groups.size(); ++g) {
@@ -261,14 +261,14 @@ Verification verify(const flowfile::File& file, const Tally& tally, const Agent&
   failed.notDone = disturbed.memory;
   if (!failed.notDone.empty()) return failed;
   try {
-    const Json statistics = Json::parse(agent.ask("stats", {"--format", "json"}));
-    const Json brokers = Json::parse(agent.ask("brokers", {"--format", "json"}));
+    const json statistics = json::parse(agent.ask("stats", {"--format", "json"}));
+    const json brokers = json::parse(agent.ask("brokers", {"--format", "json"}));
     Verification result = compare(file, tally, statistics, brokers,
                                   agent.ask("events", {"--format", "jsonl"}), disturbed);
     const auto whole = [](const std::string& died) { return died.empty(); };
     if (!std::ranges::all_of(disturbed.groups, whole)) result.leftBehind = leftBehind(agent);
     return result;
-  } catch (const Json::exception&) {
+  } catch (const json::exception&) {
     failed.problem = fmt::format(
         "{} answered in a form that this host doesn't know; expected zebmon of the same version",
         agent.program().string());

@@ -39,7 +39,7 @@ sigset_t stopSignals() {
 int openLog(const std::filesystem::path& path) {
   if (path.empty()) return STDERR_FILENO;
   if (path == "-") return STDOUT_FILENO;
-  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
   if (fd < 0) throw FileError(errno, "can't write", path);
   return fd;
 }

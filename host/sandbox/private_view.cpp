@@ -32,7 +32,7 @@ void require(bool done, const std::string& step) {
 }
 
 void writeFile(const fs::path& path, std::string_view text) {
-  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
   require(fd >= 0, "open " + path.string());
   const bool done = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
   const int error = errno;
@@ -82,7 +82,8 @@ void enterNamespaces() {
 // A descriptor that names a place also after something was mounted over it.
 class Place {
  public:
-  explicit Place(const fs::path& path) : fd_(open(path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW)) {
+  explicit Place(const fs::path& path)
+      : fd_(::open(path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW)) {
     require(fd_ >= 0, "open " + path.string());
   }
   ~Place() { close(fd_); }

@@ -12,7 +12,7 @@
 namespace host {
 namespace {
 
-struct Kind {
+struct SourceKind {
   const char* key;
   std::any (*read)(flowfile::Section& input, flowfile::Context& context);
 };
@@ -23,7 +23,7 @@ std::any readAs(flowfile::Section& input, flowfile::Context& context) {
   return settings ? std::any(SourceSettings(*std::move(settings))) : std::any();
 }
 
-constexpr Kind kKinds[] = {
+constexpr SourceKind kKinds[] = {
     {Lines::key, readAs<Lines>}, {Files::key, readAs<Files>}, {Generated::key, readAs<Generated>}};
 
 constexpr std::uint64_t kWithoutEnd = 1'000'000'000'000;
@@ -44,9 +44,9 @@ void repeat(Generated& generated) {
 }  // namespace
 
 std::any readSource(flowfile::Section& input, flowfile::Context& context) {
-  const Kind* chosen = nullptr;
+  const SourceKind* chosen = nullptr;
   int given = 0;
-  for (const Kind& kind : kKinds) {
+  for (const SourceKind& kind : kKinds) {
     if (!input.has(kind.key)) continue;
     chosen = &kind;
     ++given;

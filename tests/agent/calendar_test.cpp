@@ -9,6 +9,8 @@
 #include "agent/model/snapshot.h"
 #include "tests/support/image.h"
 
+namespace calendar_test {
+
 namespace {
 
 constexpr std::int64_t kTurn = std::int64_t{1} << 32;
@@ -82,3 +84,5 @@ TEST(Calendar, EventsTooHaveTheTimeThatIsNearest) {
   EXPECT_EQ(kIn2040, batch.events[0].time);
   EXPECT_FALSE(batch.events[1].time);
 }
+
+}  // namespace calendar_test

@@ -6,6 +6,8 @@
 
 #include <cmath>
 
+namespace capacity_test {
+
 namespace {
 
 using model::Need;
@@ -185,3 +187,5 @@ TEST(Time, UntilTheForcedResetFollowsTheGrowthOfTheCount) {
   EXPECT_FALSE(model::untilForcedReset(-5, 5, Seconds(10)));
   EXPECT_FALSE(model::untilForcedReset(5, -5, Seconds(10)));
 }
+
+}  // namespace capacity_test

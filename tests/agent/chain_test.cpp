@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace chain_test {
+
 namespace {
 
 using model::Chain;
@@ -76,3 +78,5 @@ TEST(ChainText, OfNodesOneInsideTheOtherIsReadAsTheyAre) {
   EXPECT_EQ(chain, parseChain(model::chainTextOf(labels)).chain);
   EXPECT_EQ("", model::chainTextOf({}));
 }
+
+}  // namespace chain_test

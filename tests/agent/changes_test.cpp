@@ -9,6 +9,8 @@
 #include "agent/model/level_changes.h"
 #include "agent/model/load.h"
 
+namespace changes_test {
+
 namespace {
 
 using model::Measure;
@@ -242,3 +244,5 @@ TEST(Changes, OnlyTheLatestOnesAreTold) {
   EXPECT_NEAR(6, found[0].before, 0.1);
   EXPECT_NEAR(18, found[0].after, 0.1);
 }
+
+}  // namespace changes_test

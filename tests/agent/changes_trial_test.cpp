@@ -12,6 +12,8 @@
 #include "agent/model/changes.h"
 #include "agent/model/load.h"
 
+namespace changes_trial_test {
+
 namespace {
 
 constexpr std::int64_t kDay = 1440;
@@ -184,3 +186,5 @@ TEST(ChangesTrial, TimesThatFollowTheClockChangeNothingByThemselves) {
   const Score all = tryAll(daysToMake(), 4, 101);
   EXPECT_LE(all.wrong * 100, all.days * 2);
 }
+
+}  // namespace changes_trial_test

@@ -10,6 +10,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace check_command_test {
+
 namespace {
 
 class CheckCommand : public testing::Test {
@@ -80,3 +82,5 @@ TEST_F(CheckCommand, AnswersInTime) {
   EXPECT_EQ(0, run({"check", "area=90%", "--timeout", "1h"}).code);
   EXPECT_EQ(64, run({"check", "area=90%", "--timeout", "5"}).code);
 }
+
+}  // namespace check_command_test

@@ -11,6 +11,8 @@
 #include "agent/render/check_line.h"
 #include "tests/agent/grown.h"
 
+namespace check_test {
+
 namespace {
 
 using model::Level;
@@ -350,3 +352,5 @@ TEST(CheckState, AnythingElseIsNone) {
   }
   EXPECT_FALSE(cli::restored(cli::stateOf(at(brokerWith({}), 14)), now));
 }
+
+}  // namespace check_test

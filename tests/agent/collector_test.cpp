@@ -10,6 +10,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace collector_test {
+
 namespace {
 
 using image::Block;
@@ -166,3 +168,5 @@ TEST(LookAfterLook, ABrokerWhoseKeyFileWentIsForgotten) {
   std::filesystem::rename("/tmp/aside", live.keyFile());
   EXPECT_EQ(2U, newEvents(*collector.take()));
 }
+
+}  // namespace collector_test

@@ -16,6 +16,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace command_test {
+
 namespace {
 
 using image::Block;
@@ -894,3 +896,5 @@ TEST(ZebmonEvents, FollowWaitsForABrokerAndSaysSoOnce) {
   const std::string errors = zebmon.errors();
   EXPECT_EQ(errors.find("no broker has a key file"), errors.rfind("no broker has a key file"));
 }
+
+}  // namespace command_test

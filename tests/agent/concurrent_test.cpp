@@ -17,6 +17,8 @@
 #include "tests/support/live_segment.h"
 #include "tests/support/stepping_memory.h"
 
+namespace concurrent_test {
+
 namespace {
 
 using image::Bytes;
@@ -581,3 +583,5 @@ TEST(AnEventThatIsBegunAndWrittenOver, IsNotTakenForTheOneBefore) {
   reader::DamageList ignored;
   EXPECT_TRUE(reader::walkRing(copy, 144, ignored).empty());
 }
+
+}  // namespace concurrent_test

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace condition_test {
+
 namespace {
 
 using model::Condition;
@@ -192,3 +194,5 @@ TEST(Fill, IsInWholePercent) {
   EXPECT_EQ(99, model::fillPercentOf(area(4096, 4095)));
   EXPECT_EQ(100, model::fillPercentOf(area(0xFFFFFFFF, 0xFFFFFFFF)));
 }
+
+}  // namespace condition_test

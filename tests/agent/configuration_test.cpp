@@ -10,6 +10,8 @@
 
 #include "agent/reader/temporary_directory.h"
 
+namespace configuration_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -140,3 +142,5 @@ TEST_F(ConfigurationPlaces, AnotherMachinesFilesCanBeLookedAt) {
   EXPECT_EQ(std::string("/tmp/host") + kSecond, found.path);
   EXPECT_EQ("there", found.text);
 }
+
+}  // namespace configuration_test

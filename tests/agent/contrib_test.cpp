@@ -10,6 +10,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace contrib_test {
+
 namespace {
 
 constexpr char kRules[] = ZEB_CONTRIB "/prometheus/zeb.rules.yml";
@@ -109,3 +111,5 @@ TEST(Contrib, EveryFamilyIsInThePage) {
     EXPECT_TRUE(contains(page, "`" + family + "`")) << family;
   }
 }
+
+}  // namespace contrib_test

@@ -14,6 +14,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace diff_command_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -186,3 +188,5 @@ TEST_F(DiffCommand, WhatItCannotReadItSaysAndEndsWithACode) {
   EXPECT_EQ(64, run({"diff", kA}).code);
   EXPECT_EQ(64, run({"diff", "-", "-"}).code);
 }
+
+}  // namespace diff_command_test

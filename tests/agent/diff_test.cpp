@@ -8,6 +8,8 @@
 #include "tests/agent/grown.h"
 #include "tests/agent/zebmon.h"
 
+namespace diff_test {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -320,3 +322,5 @@ TEST(AnythingMeasured, MeansAGrowthOfWhatIsSelected) {
   EXPECT_FALSE(anythingMeasured(grown, {.flow = "X"}));
   EXPECT_FALSE(anythingMeasured(grown, {.group = "X"}));
 }
+
+}  // namespace diff_test

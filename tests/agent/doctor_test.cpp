@@ -17,6 +17,8 @@
 #include "tests/support/live_segment.h"
 #include "text/printable.h"
 
+namespace doctor_test {
+
 namespace {
 
 using Json = nlohmann::json;
@@ -318,3 +320,5 @@ TEST(Doctor, WritesADocument) {
   EXPECT_EQ("critical", document["findings"][0]["severity"]);
   EXPECT_TRUE(document["notChecked"].is_array());
 }
+
+}  // namespace doctor_test

@@ -30,6 +30,8 @@
 #include "tests/support/image.h"
 #include "tests/support/sanitized.h"
 
+namespace documents_test {
+
 namespace {
 
 constexpr std::int64_t kWall = 1754707219;  // 2025-08-09 02:40:19
@@ -95,7 +97,9 @@ void addLines(std::vector<std::string>& documents, const std::string& lines) {
 std::vector<std::string> documentsOf(const model::Snapshot& snapshot) {
   std::vector<std::string> documents = {render::written(render::brokersDocument(snapshot)),
                                         render::written(render::statisticsDocument(snapshot))};
-  const auto addLines = [&documents](const std::string& lines) { ::addLines(documents, lines); };
+  const auto addLines = [&documents](const std::string& lines) {
+    documents_test::addLines(documents, lines);
+  };
   addLines(rowLines("zebmon.broker", snapshot, render::brokersSheet(snapshot)));
   addLines(rowLines("zebmon.stats.node", snapshot, render::statisticsSheet(snapshot)));
   for (const auto& broker : snapshot.brokers) {
@@ -429,3 +433,5 @@ TEST(Documents, ASchemaFindsWhatIsWrong) {
   document["more"] = 1;
   EXPECT_NE("", complaintsOf({render::written(document)}));
 }
+
+}  // namespace documents_test

@@ -9,6 +9,8 @@
 #include "agent/render/json.h"
 #include "tests/support/image.h"
 
+namespace event_json_test {
+
 namespace {
 
 constexpr std::int64_t kWall = 1754707219;
@@ -125,3 +127,5 @@ TEST(EventJson, ForgetsTemplatesWhenThereAreManyAndStaysRight) {
     }
   }
 }
+
+}  // namespace event_json_test

@@ -15,6 +15,8 @@
 #include "tests/support/image.h"
 #include "text/printable.h"
 
+namespace event_screens_test {
+
 namespace {
 
 using model::CountBy;
@@ -338,3 +340,5 @@ TEST(EventSelection, TakesIdsByTheirFirstDigits) {
   EXPECT_FALSE(takes(made, "AB", "AB"));
   EXPECT_FALSE(takes(event(), "0", ""));  // zeros are no ID
 }
+
+}  // namespace event_screens_test

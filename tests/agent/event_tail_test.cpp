@@ -13,6 +13,8 @@
 #include "tests/support/sanitized.h"
 #include "tests/support/stepping_memory.h"
 
+namespace event_tail_test {
+
 namespace {
 
 using image::Bytes;
@@ -322,3 +324,5 @@ TEST(EventTail, AnyByteMayHoldAnythingAndNothingOutsideIsRead) {
     copyTail(ring.bytes, ring.bytes.size(), mark);
   }
 }
+
+}  // namespace event_tail_test

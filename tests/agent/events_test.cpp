@@ -6,6 +6,8 @@
 
 #include "tests/support/image.h"
 
+namespace events_test {
+
 namespace {
 
 using image::Block;
@@ -353,3 +355,5 @@ TEST(TemplateCache, KeepsAsManyAsItMayAndThoseThatWereUsed) {
   for (std::uint32_t n = 1000 - 99; n < 1000; ++n) EXPECT_EQ(n, cache.find(id(n))->nodeType);
   EXPECT_EQ(nullptr, cache.find(id(1000 - 126)));
 }
+
+}  // namespace events_test

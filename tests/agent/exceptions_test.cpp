@@ -6,6 +6,8 @@
 
 #include "tests/agent/grown.h"
 
+namespace exceptions_test {
+
 namespace {
 
 using reader::Event;
@@ -89,3 +91,5 @@ TEST(Exceptions, AReasonIsTheTextWithoutItsFirstWords) {
   EXPECT_EQ("", reason("Exception found in "));
   EXPECT_EQ("", reason(""));
 }
+
+}  // namespace exceptions_test

@@ -5,6 +5,8 @@
 
 #include <cerrno>
 
+namespace exit_code_test {
+
 namespace {
 
 using reader::State;
@@ -60,3 +62,5 @@ TEST(ExitCode, NoBrokerIsToldFromADirectoryThatCannotBeRead) {
   EXPECT_EQ(cli::kNoFile, with(ENOTDIR));
   EXPECT_EQ(cli::kFailed, with(EIO));
 }
+
+}  // namespace exit_code_test

@@ -10,6 +10,8 @@
 #include "tests/support/image.h"
 #include "text/printable.h"
 
+namespace findings_test {
+
 namespace {
 
 using model::Finding;
@@ -982,3 +984,5 @@ TEST(FindingsScreen, ShowsTheFirstOfManyOfOneKind) {
   EXPECT_NE(std::string::npos,
             render::findingsScreen(made.found(), snapshot, {}, "").find("/tmp/5 "));
 }
+
+}  // namespace findings_test

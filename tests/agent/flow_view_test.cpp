@@ -7,6 +7,8 @@
 #include "tests/agent/grown.h"
 #include "tests/support/image.h"
 
+namespace flow_view_test {
+
 namespace {
 
 using model::NestingSource;
@@ -200,3 +202,5 @@ TEST(View, OfFlowsOfOneNameInDamagedMemoryTakesEachForItself) {
     EXPECT_EQ(flow.growth.nodes.size(), flow.times.size());
   }
 }
+
+}  // namespace flow_view_test

@@ -11,6 +11,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace follower_test {
+
 namespace {
 
 using image::Bytes;
@@ -289,3 +291,5 @@ TEST(Follower, BrokersOfOthersAreCountedOnly) {
   EXPECT_EQ(0U, look(getuid() + 1)->brokers.size());
   EXPECT_EQ(1U, look(getuid() + 1)->leftOut.foreign);
 }
+
+}  // namespace follower_test

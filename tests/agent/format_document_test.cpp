@@ -7,6 +7,8 @@
 
 #include "format/layout.h"
 
+namespace format_document_test {
+
 namespace {
 
 using layout::Encoding;
@@ -96,3 +98,5 @@ TEST(FormatDocument, StatesTheSizeOfAJoinedEvent) {
   EXPECT_EQ(252U, layout::evir::bytes);
   EXPECT_NE(std::string::npos, section("Joined event, type 9").find("252 + s bytes"));
 }
+
+}  // namespace format_document_test

@@ -8,6 +8,8 @@
 
 #include "tests/support/image.h"
 
+namespace gaps_test {
+
 namespace {
 
 using model::CountedLook;
@@ -247,3 +249,5 @@ TEST(Gaps, MemoryIsBoundedWhateverTemplatesThereAre) {
   EXPECT_EQ(std::vector<Gap>{kOfBroker}.size(),
             counter.count(lookAt({.countA = 250}), turned({}), {}).size());
 }
+
+}  // namespace gaps_test

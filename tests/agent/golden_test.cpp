@@ -20,6 +20,8 @@
 #include "agent/render/top/state.h"
 #include "tests/agent/zebmon.h"
 
+namespace golden_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -242,3 +244,5 @@ TEST_F(Golden, Diff) {
   check("diff-self", {"diff", kFile, kLater, "--flows", "../../../examples/orders.toml"}, {});
   check("diff-changes", {"diff", kFile, kLater, "--changes"}, {"csv"});
 }
+
+}  // namespace golden_test

@@ -18,6 +18,8 @@
 #include "tests/support/live_segment.h"
 #include "text/printable.h"
 
+namespace hostile_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -335,3 +337,5 @@ TEST(Hostile, TheEnvironment) {
   }
   expectFit(run(Start{.arguments = {"--help"}, .environment = environment}));
 }
+
+}  // namespace hostile_test

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace layers_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -132,3 +134,5 @@ TEST(Folders, IncludeOnlyWhatTheTableOfFoldersSays) {
   }
   EXPECT_LT(900U, looked);
 }
+
+}  // namespace layers_test

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+namespace letters_test {
+
 TEST(Letters, OnlyThoseOfAsciiLoseTheirCase) {
   EXPECT_EQ("az09@[`{ \xC3\x84", reader::lowered("AZ09@[`{ \xC3\x84"));
   EXPECT_EQ("", reader::lowered(""));
@@ -14,3 +16,5 @@ TEST(Letters, TextsAreTheSameInAnyCase) {
   EXPECT_FALSE(reader::sameLetters("Yes", "Yes "));
   EXPECT_FALSE(reader::sameLetters("@", "`"));
 }
+
+}  // namespace letters_test

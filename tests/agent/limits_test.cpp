@@ -12,6 +12,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/live_segment.h"
 
+namespace limits_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -119,3 +121,5 @@ TEST_F(ScriptedLimits, ListsThatAreNoneOrTooLongTellNothing) {
   fs::resize_file("/tmp/proc/sysvipc/msg", (1 << 24) + 1);
   EXPECT_FALSE(read().usedQueues);
 }
+
+}  // namespace limits_test

@@ -7,6 +7,8 @@
 #include "agent/render/drawing.h"
 #include "text/printable.h"
 
+namespace line_test {
+
 namespace {
 
 using render::Attribute;
@@ -72,3 +74,5 @@ TEST(Bar, IsAsLongAsTheShare) {
   EXPECT_EQ("", render::barOf(-1, 10, Signs::ascii));
   EXPECT_EQ("####", render::barOf(1e300, 4, Signs::ascii));
 }
+
+}  // namespace line_test

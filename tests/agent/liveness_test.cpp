@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace liveness_test {
+
 namespace {
 
 using model::Doubt;
@@ -243,3 +245,5 @@ TEST(FateOfAProcess, NeedsNoLock) {
   process.ended = true;
   EXPECT_EQ(kDead, fateOf(process));
 }
+
+}  // namespace liveness_test

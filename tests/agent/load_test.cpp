@@ -6,6 +6,8 @@
 
 #include "tests/agent/grown.h"
 
+namespace load_test {
+
 namespace {
 
 using model::loadOf;
@@ -109,3 +111,5 @@ TEST(Load, TheMeanTimeInTheFlowIsThatOfItsInputNodes) {
   load.messages = 100;
   EXPECT_EQ(20.0, model::meanMs(load));
 }
+
+}  // namespace load_test

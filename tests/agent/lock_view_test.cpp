@@ -13,6 +13,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace lock_view_test {
+
 namespace {
 
 using model::Fate;
@@ -147,3 +149,5 @@ TEST(LockViews, OfWhichSomeAreWorthALook) {
   view.lock.semaphore.presence = Presence::refused;
   EXPECT_TRUE(view.noteworthy());
 }
+
+}  // namespace lock_view_test

@@ -7,6 +7,8 @@
 #include "agent/render/config_screens.h"
 #include "text/printable.h"
 
+namespace lock_words_test {
+
 namespace {
 
 using model::Doubt;
@@ -141,3 +143,5 @@ TEST(SettingWords, EachPlaceHasItsState) {
   EXPECT_EQ("in force", render::placeState(file, 2));
   EXPECT_EQ("there, but not used", render::placeState(file, 3));
 }
+
+}  // namespace lock_words_test

@@ -20,6 +20,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/live_segment.h"
 
+namespace locks_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -275,3 +277,5 @@ TEST(MachineFacts, HostileTreesMakeItLookAtBoundedlyManyProcesses) {
   const LiveSegment segment("1-2-3", image::segment({block}));
   EXPECT_EQ(model::Machine::kMostProcesses, take()->machine->processes.size());
 }
+
+}  // namespace locks_test

@@ -7,6 +7,8 @@
 #include <memory>
 #include <vector>
 
+namespace look_queue_test {
+
 using cli::LookQueue;
 
 namespace {
@@ -59,3 +61,5 @@ TEST(LookQueue, HasRoomAgainWhenALookWasShown) {
   queue.push(lookWith(LookQueue::kMostEvents));
   while (queue.isFull()) std::this_thread::yield();
 }
+
+}  // namespace look_queue_test

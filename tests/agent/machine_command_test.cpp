@@ -12,6 +12,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace machine_command_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -254,3 +256,5 @@ TEST_F(ZebmonSize, ThatNoSettingGivesIsSaid) {
   EXPECT_EQ(64, run({"size", "--nodes", "1", "--keep", "soon"}).code);
   EXPECT_EQ(64, run({"size", "--label", "x"}).code);
 }
+
+}  // namespace machine_command_test

@@ -11,6 +11,8 @@
 #include "tests/support/broken.h"
 #include "tests/support/live_segment.h"
 
+namespace message_way_test {
+
 namespace {
 
 using Id = decltype(reader::Event::messageId);
@@ -172,3 +174,5 @@ TEST(MessageCommand, SaysWhenThereIsNoneAndWhenTheIdIsNone) {
   EXPECT_EQ(64, run({"message", "xyz"}).code);
   EXPECT_EQ(64, run({"message"}).code);
 }
+
+}  // namespace message_way_test

@@ -11,6 +11,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace metrics_command_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -148,3 +150,5 @@ TEST_F(ZebmonMetrics, WithoutABrokerSayThatThereIsNone) {
   EXPECT_TRUE(contains(result.out, "\nzeb_brokers 0\n")) << result.out;
   EXPECT_EQ(69, run({"metrics", "--broker", "BRK1"}).code);
 }
+
+}  // namespace metrics_command_test

@@ -11,6 +11,8 @@
 #include "tests/agent/grown.h"
 #include "tests/agent/zebmon.h"
 
+namespace metrics_test {
+
 namespace {
 
 using reader::Node;
@@ -320,3 +322,5 @@ TEST(Metrics, TheLinterHasNothingAgainstThem) {
   expectLine(text, "zebmon_snapshot_duration_seconds 0.003");
   EXPECT_EQ("", answer(ZEB_PROMTOOL " check metrics", text));
 }
+
+}  // namespace metrics_test

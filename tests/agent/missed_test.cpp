@@ -6,6 +6,8 @@
 
 #include <limits>
 
+namespace missed_test {
+
 namespace {
 
 using model::FollowedNode;
@@ -103,3 +105,5 @@ TEST(Missed, HostileCountsDoNotOverflow) {
   node.seen = ~std::uint64_t{0};
   EXPECT_EQ(atLeast(7), missedOf(node));
 }
+
+}  // namespace missed_test

@@ -7,6 +7,8 @@
 #include "flowfile/reader.h"
 #include "tests/agent/grown.h"
 
+namespace nesting_test {
+
 namespace {
 
 using model::NestingSource;
@@ -220,3 +222,5 @@ TEST(Nesting, TooManyNodesAreUnknownSoon) {
   EXPECT_EQ("unknown", inferred(GrownFlow(nodes)));
   EXPECT_TRUE(model::infer({}, 1).nodes.empty());
 }
+
+}  // namespace nesting_test

@@ -7,6 +7,8 @@
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/request.h"
 
+namespace options_test {
+
 using namespace cli;
 
 namespace {
@@ -29,3 +31,5 @@ TEST(EventsOptions, AFollowerLooksAgainWhenItWasToldTo) {
   EXPECT_FALSE(eventsRequest("").events.follow);
   EXPECT_TRUE(eventsRequest("--follow").events.follow);
 }
+
+}  // namespace options_test

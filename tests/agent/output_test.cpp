@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <string>
 
+namespace output_test {
+
 TEST(Output, AReaderThatGoesAwayIsARegularEnd) {
   int ends[2];
   ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
@@ -38,3 +40,5 @@ TEST(Output, OfAFileIsWhatWasWrittenHoweverMuch) {
   EXPECT_EQ(text + " ", found);
   std::fclose(file);
 }
+
+}  // namespace output_test

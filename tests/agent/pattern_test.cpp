@@ -6,6 +6,8 @@
 #include <random>
 #include <string>
 
+namespace pattern_test {
+
 using model::matches;
 
 namespace {
@@ -78,3 +80,5 @@ TEST(Pattern, AHostileOneEndsSoon) {
   EXPECT_FALSE(matches(pattern + "b", name));
   EXPECT_FALSE(matches("*" + std::string(kLength / 2, 'a') + "b*", name));
 }
+
+}  // namespace pattern_test

@@ -21,6 +21,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace processes_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -307,3 +309,5 @@ TEST(BoundedFile, WordsAreTakenOneByOne) {
   EXPECT_EQ("", reader::takeWord(text));
   EXPECT_EQ("", reader::takeWord(text));
 }
+
+}  // namespace processes_test

@@ -11,6 +11,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace rates_command_test {
+
 namespace {
 
 using image::Block;
@@ -152,3 +154,5 @@ TEST_F(RatesCommand, TreesAreDrawnAsTheLocaleCan) {
   EXPECT_EQ(0, outOf("LC_ALL=C.UTF-8"));
   EXPECT_EQ(0, outOf("LANG=C"));
 }
+
+}  // namespace rates_command_test

@@ -8,6 +8,8 @@
 #include "tests/agent/grown.h"
 #include "text/printable.h"
 
+namespace rates_screens_test {
+
 namespace {
 
 using render::Signs;
@@ -296,3 +298,5 @@ TEST(RatesDocument, HasEveryNumberAndWhetherItIsKnown) {
   EXPECT_FALSE(
       render::ratesDocument(made.view(), {})["brokers"][0]["flows"][0].contains("verdict"));
 }
+
+}  // namespace rates_screens_test

@@ -11,6 +11,8 @@
 
 #include "tests/agent/grown.h"
 
+namespace rates_test {
+
 namespace {
 
 using model::Change;
@@ -238,3 +240,5 @@ TEST(Rates, NodesAreFoundWhereverTheyWereBefore) {
     }
   } while (std::next_permutation(order.begin(), order.end()));
 }
+
+}  // namespace rates_test

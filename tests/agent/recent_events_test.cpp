@@ -6,6 +6,8 @@
 
 #include "tests/agent/grown.h"
 
+namespace recent_events_test {
+
 namespace {
 
 using model::RecentEvents;
@@ -140,3 +142,5 @@ TEST_F(Recent, AShortRingMakesTheCountLowUntilAMinuteWasSeen) {
   look(seconds(43), {});
   EXPECT_FALSE(recent.countsMayBeLow());
 }
+
+}  // namespace recent_events_test

@@ -27,6 +27,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/live_segment.h"
 
+namespace reset_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -401,3 +403,5 @@ TEST(ResetWords, EachOutcomeHasItsNameAndItsWords) {
   EXPECT_TRUE(texts.contains("not reset: process 42 has its lock, see zebmon locks"));
   EXPECT_TRUE(texts.contains("not reset: Input/output error"));
 }
+
+}  // namespace reset_test

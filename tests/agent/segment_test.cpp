@@ -15,6 +15,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/live_segment.h"
 
+namespace segment_test {
+
 namespace {
 
 using image::Block;
@@ -272,3 +274,5 @@ TEST(FindKeyFiles, TakesSegmentKeyFilesOnlySorted) {
 TEST(FindKeyFiles, AMissingDirectoryIsAnError) {
   EXPECT_EQ(ENOENT, reader::findKeyFiles("/tmp/absent/").error);
 }
+
+}  // namespace segment_test

@@ -6,6 +6,8 @@
 
 #include "tests/support/image.h"
 
+namespace selection_test {
+
 namespace {
 
 using model::Snapshot;
@@ -231,3 +233,5 @@ TEST(Owner, OfABrokerIsThatOfItsSegmentElseOfItsKeyFile) {
   EXPECT_TRUE(model::isOwned(broker, {8}));
   EXPECT_FALSE(model::isOwned(broker, {7}));
 }
+
+}  // namespace selection_test

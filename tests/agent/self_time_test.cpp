@@ -8,6 +8,8 @@
 
 #include "tests/agent/grown.h"
 
+namespace self_time_test {
+
 namespace {
 
 using model::Loss;
@@ -127,3 +129,5 @@ TEST(Loss, WithinWhatIsInFlightNothingIsSaid) {
   const GrownFlow ahead({node("A", 100, 5000), node("B", 110, 2000)});
   EXPECT_EQ(Loss::State::tooShort, timesOf(ahead, "A(B)", 4)[1].loss.state);
 }
+
+}  // namespace self_time_test

@@ -6,6 +6,8 @@
 
 #include "tests/agent/grown.h"
 
+namespace series_test {
+
 namespace {
 
 using model::BrokerSeries;
@@ -216,3 +218,5 @@ TEST(Series, ASegmentCountsOnceAndOnlyWhenItCouldBeRead) {
             namesOf({brokerNamed("SHOP", "11111111-2", 1), brokerNamed("SHOP", "11111111-3", 1),
                      unreadable}));
 }
+
+}  // namespace series_test

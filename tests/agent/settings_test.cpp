@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace settings_test {
+
 namespace {
 
 using model::Restart;
@@ -290,3 +292,5 @@ TEST(Restarts, AreNeededForAnotherSizeOfTheAreas) {
   machineOf(snapshot).configuration.text = "ZEBMemorySize 32768\n";
   EXPECT_TRUE(model::restartsOf(snapshot).empty());
 }
+
+}  // namespace settings_test

@@ -9,6 +9,8 @@
 #include "agent/reader/tree.h"
 #include "tests/support/image.h"
 
+namespace settled_test {
+
 namespace {
 
 using image::Bytes;
@@ -100,3 +102,5 @@ TEST_F(Settle, ATornRecordIsFlaggedInTheTree) {
   EXPECT_TRUE(
       reader::readTree(copy, damage)->executionGroups[0].messageFlows[0].nodes[0].statistics->torn);
 }
+
+}  // namespace settled_test

@@ -11,6 +11,8 @@
 #include "agent/render/sheet_window.h"
 #include "text/printable.h"
 
+namespace sheet_test {
+
 namespace {
 
 using render::arranged;
@@ -291,3 +293,5 @@ TEST(Cells, AMeanNeedsMessagesAndNumbersThatCanBeRead) {
   EXPECT_TRUE(std::holds_alternative<Unreadable>(render::cellOf(std::nullopt).value));
   EXPECT_TRUE(std::holds_alternative<render::Missing>(render::momentOf(std::nullopt).value));
 }
+
+}  // namespace sheet_test

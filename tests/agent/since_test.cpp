@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 
+namespace since_test {
+
 namespace {
 
 std::int64_t at(const char* text, std::int64_t now) {
@@ -95,3 +97,5 @@ TEST(Since, RefusesEverythingElse) {
     EXPECT_FALSE(cli::parseSince(text)) << text;
   }
 }
+
+}  // namespace since_test

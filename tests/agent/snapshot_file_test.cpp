@@ -21,6 +21,8 @@
 #include "tests/support/live_segment.h"
 #include "tests/support/sanitized.h"
 
+namespace snapshot_file_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -444,3 +446,5 @@ TEST_F(SnapshotCommand, WritesToAPipeToo) {
   std::ofstream(kFile, std::ios::binary) << piped.out;
   EXPECT_EQ(run({"stats"}).out, run({"stats", "--from", kFile}).out);
 }
+
+}  // namespace snapshot_file_test

@@ -6,6 +6,8 @@
 
 #include "tests/support/image.h"
 
+namespace standstill_test {
+
 namespace {
 
 using model::Place;
@@ -89,3 +91,5 @@ TEST(Standstill, IsToldByFlowsEachOnce) {
                            {"g", "D", "1"},
                            {"g", "E", "1"}}));
 }
+
+}  // namespace standstill_test

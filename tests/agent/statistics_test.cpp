@@ -5,6 +5,8 @@
 #include "agent/reader/tree.h"
 #include "tests/support/image.h"
 
+namespace statistics_test {
+
 namespace {
 
 using image::Bytes;
@@ -292,3 +294,5 @@ TEST(DamagedArea, ManyDamagedPlacesAreListedUpToALimit) {
   }
   EXPECT_EQ(reader::DamageList::kMost, read(block).damage.list().size());
 }
+
+}  // namespace statistics_test

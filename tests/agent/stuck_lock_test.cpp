@@ -29,6 +29,8 @@
 #include "tests/support/live_segment.h"
 #include "tests/support/sanitized.h"
 
+namespace stuck_lock_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -434,3 +436,5 @@ TEST(Leftover, ThatChangedBetweenTheLooksStays) {
       "it changed between two looks",
       model::whyInUse(now->machine->locks.locks[0], model::findings::Looks(before.get(), *now)));
 }
+
+}  // namespace stuck_lock_test

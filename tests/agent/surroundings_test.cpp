@@ -22,6 +22,8 @@
 #include "agent/reader/logins.h"
 #include "agent/reader/views.h"
 
+namespace surroundings_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -353,3 +355,5 @@ TEST_F(Files, OfTheKernelThatAreBrokenTellNothing) {
   EXPECT_FALSE(reader::readKeyless(2, {}, kRoot).readable);
   EXPECT_TRUE(reader::readKeyless(2, {}, kRoot).objects.empty());
 }
+
+}  // namespace surroundings_test

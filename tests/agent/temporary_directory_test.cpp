@@ -8,6 +8,8 @@
 
 #include "agent/reader/configuration.h"
 
+namespace temporary_directory_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -98,3 +100,5 @@ TEST_F(Configured, TheFirstFileThatOpensCountsEvenWithoutTheKey) {
   write(kFile, "ZEBNodeTrace On\n");
   EXPECT_EQ("/tmp/", reader::temporaryDirectory());
 }
+
+}  // namespace temporary_directory_test

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+namespace text_test {
+
 using reader::utf8;
 
 TEST(Text, Utf16BecomesUtf8) {
@@ -50,3 +52,5 @@ TEST(Text, EightBitTextIsKeptWhenItIsUtf8) {
   EXPECT_EQ("a\uFFFDb\u00f6", utf8(std::string_view("a\xF6"
                                                     "b\xC3\xB6")));
 }
+
+}  // namespace text_test

@@ -15,6 +15,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace top_command_test {
+
 namespace {
 
 using image::Block;
@@ -370,3 +372,5 @@ TEST_F(Top, SaysWhatIsDamagedAndShowsTheRest) {
   segment_->write(bytes);
   terminal.await("Reserve");
 }
+
+}  // namespace top_command_test

@@ -9,6 +9,8 @@
 #include "tests/agent/top_content.h"
 #include "text/printable.h"
 
+namespace top_screen_test {
+
 namespace {
 
 using std::chrono::seconds;
@@ -351,3 +353,5 @@ TEST(TopText, HasAllRowsForWhoeverHasNoScreen) {
   std::istringstream lines(top::textOf(content, 60, false));
   for (std::string line; std::getline(lines, line);) EXPECT_GE(60U, text::columns(line)) << line;
 }
+
+}  // namespace top_screen_test

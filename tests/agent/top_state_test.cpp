@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace top_state_test {
+
 namespace {
 
 using top::Key;
@@ -179,3 +181,5 @@ TEST(TopKeys, OthersDoNothing) {
   EXPECT_FALSE(state.ended || state.paused || state.help || state.typing || state.cursor);
   EXPECT_EQ(top::Sort::chain, state.sort);
 }
+
+}  // namespace top_state_test

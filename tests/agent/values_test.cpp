@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+namespace values_test {
+
 using render::Zone;
 
 TEST(Scaled, TakesFiveCharactersAtMost) {
@@ -95,3 +97,5 @@ TEST(Values, BytesAreTwoUpperCaseDigitsEach) {
 TEST(Values, AnErrorIsWordedAsTheSystemDoes) {
   EXPECT_EQ("Permission denied", render::errorText(EACCES));
 }
+
+}  // namespace values_test

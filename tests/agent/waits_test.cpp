@@ -13,6 +13,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace waits_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -82,3 +84,5 @@ TEST(Waits, AreReadOfALockThatSomebodyKeepsAndNotOfABusyOne) {
   EXPECT_TRUE(seen->machine->waitersFor(lock.semaphore() + 1).empty());
   EXPECT_NE(nullptr, seen->machine->find(waiting.id()));
 }
+
+}  // namespace waits_test

@@ -8,6 +8,8 @@
 
 #include "agent/render/size_screens.h"
 
+namespace words_test {
+
 namespace {
 
 using model::SeenBroker;
@@ -325,3 +327,5 @@ TEST(Words, AForecastSaysWhatItRestsOn) {
   EXPECT_EQ("it has not grown in 10 d", said(20 * kDay, 900, 800));
   EXPECT_EQ("it is full", said(20 * kDay, 700, 1000));
 }
+
+}  // namespace words_test

@@ -14,6 +14,8 @@
 #include "tests/support/broken.h"
 #include "tests/support/live_segment.h"
 
+namespace agent_test {
+
 namespace {
 
 using broken::Bytes;
@@ -391,3 +393,5 @@ TEST(BrokenSegmentShown, ASnapshotSaysWhatIsDamagedAndHoldsTheRest) {
 }
 
 }  // namespace
+
+}  // namespace agent_test

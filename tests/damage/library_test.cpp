@@ -10,6 +10,8 @@
 #include "tests/support/live_segment.h"
 #include "tests/support/plugin.h"
 
+namespace library_test {
+
 using namespace support;
 using broken::Segment;
 using broken::Segments;
@@ -336,3 +338,5 @@ TEST_F(EntangledSegment, RecordsOfOneLabelThatMultiplyLeaveALaterNodeUnmeasuredT
 }
 
 }  // namespace
+
+}  // namespace library_test

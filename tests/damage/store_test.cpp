@@ -10,6 +10,8 @@
 #include "tests/support/broken.h"
 #include "tests/support/stored_bytes.h"
 
+namespace store_test {
+
 using namespace support;
 using broken::kArea;
 using broken::Segment;
@@ -183,3 +185,5 @@ TEST(Changes, OfABrokenSegmentMakeItAgain) {
 }
 
 }  // namespace
+
+}  // namespace store_test

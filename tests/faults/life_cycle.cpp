@@ -17,7 +17,7 @@
 namespace faults {
 namespace {
 
-constexpr char kSegment[] = "/tmp/UUID1.zebcshme";
+constexpr char kSegmentPath[] = "/tmp/UUID1.zebcshme";
 
 const Context::Attributes kWithEvents = {
     {u"type", u"input"},        {u"eventMessage", u"an event"}, {u"collectQueueTime", u"yes"},
@@ -42,7 +42,7 @@ const Context::Attributes kAgain = {{u"collectQueueTime", u"no"}, {u"type", u"in
                                     {u"label", u"NODE1"},         {u"subFlowName", u"inner"}};
 
 void lookAtStoredBytes() {
-  const auto segment = support::segmentOf(kSegment);
+  const auto segment = support::segmentOf(kSegmentPath);
   if (!segment) return;
   const support::Bytes bytes = support::bytesOf(*segment);
   const auto statistics = support::findBlock(bytes, "zebcstar");

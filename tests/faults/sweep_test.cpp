@@ -14,6 +14,8 @@
 #include "tests/faults/one_run.h"
 #include "tests/support/seam.h"
 
+namespace sweep_test {
+
 using namespace faults;
 using support::seam::mallocIsOurs;
 using support::seam::nameOf;
@@ -131,3 +133,5 @@ INSTANTIATE_TEST_SUITE_P(Each, Faults, testing::ValuesIn(kSwept),
                          [](const auto& swept) { return nameOf(swept.param.function); });
 
 }  // namespace
+
+}  // namespace sweep_test

@@ -16,6 +16,8 @@
 #include "store/memory_manager.h"
 #include "tests/support/library_test.h"
 
+namespace golden_bytes_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -231,3 +233,5 @@ TEST(GoldenDocument, ShowsEachFile) {
 }
 
 }  // namespace
+
+}  // namespace golden_bytes_test

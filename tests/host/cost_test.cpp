@@ -17,6 +17,8 @@
 #include "tests/host/programs.h"
 #include "text/printable.h"
 
+namespace cost_test {
+
 namespace fs = std::filesystem;
 using namespace host;
 using Json = nlohmann::json;
@@ -281,3 +283,5 @@ TEST_F(CostRun, ASignalStopsItAndLeavesNothing) {
   measuring.signal(SIGTERM);
   EXPECT_EQ(measuring.end(), 128 + SIGTERM);
 }
+
+}  // namespace cost_test

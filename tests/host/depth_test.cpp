@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace depth_test {
+
 using flowfile::Place;
 using flowfile::tooDeep;
 
@@ -74,3 +76,5 @@ TEST(Depth, ThePlaceCountsCharactersAndLines) {
             (Place{4, 101}));
   EXPECT_EQ(tooDeep("a = ['\xC3\xA9', " + times("[", 100))->place, (Place{1, 111}));
 }
+
+}  // namespace depth_test

@@ -13,6 +13,8 @@
 #include "tests/host/programs.h"
 #include "tests/support/leftovers.h"
 
+namespace drill_run_test {
+
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
 
@@ -257,3 +259,5 @@ TEST_F(DrillRun, TenThousandDrillsHappen) {
   for (const Json& one : document["drills"]) ASSERT_EQ(one["done"], true);
   EXPECT_EQ(document["messageFlows"][1]["handled"], 500);
 }
+
+}  // namespace drill_run_test

@@ -24,6 +24,8 @@
 #include "host/run/standstill.h"
 #include "host/sources/source.h"
 
+namespace drill_test {
+
 using namespace flowfile;
 using namespace host;
 using namespace std::chrono_literals;
@@ -283,3 +285,5 @@ TEST(DrillOfAProcess, DiesWhenNoMessageIsInAnArea) {
   semctl(lock, 0, IPC_RMID);
   std::filesystem::remove(file);
 }
+
+}  // namespace drill_test

@@ -8,6 +8,8 @@
 
 #include "host/sources/source.h"
 
+namespace flow_file_test {
+
 using namespace flowfile;
 
 namespace {
@@ -362,3 +364,5 @@ TEST(Check, QuotesLongTextsInPart) {
   const std::string text = inNode("monitor = \"M\"\ntype = \"" + std::string(5000, 'x') + "\"\n");
   expectStart(text, "f:11:8: 'type' is \"" + std::string(59, 'x') + "\xE2\x80\xA6\"; expected");
 }
+
+}  // namespace flow_file_test

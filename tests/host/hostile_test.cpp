@@ -18,6 +18,8 @@
 #include "text/printable.h"
 #include "text/utf8.h"
 
+namespace hostile_test {
+
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
 using namespace host;
@@ -265,3 +267,5 @@ TEST_F(Hostile, EveryTableAndDocument) {
   expectPrintable(logText({kHostile, 1, kHostile, kHostile, 2, kHostile, {kHostile}}), "message");
   expectPrintable(logText({kHostile, 1, kHostile, "", 0, kHostile, {}}), "trace");
 }
+
+}  // namespace hostile_test

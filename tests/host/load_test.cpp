@@ -13,6 +13,8 @@
 #include <string>
 #include <thread>
 
+namespace load_test {
+
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
@@ -91,3 +93,5 @@ TEST_F(Load, ASilentWriterIsWaitedForHoweverLongItTakes) {
   EXPECT_EQ(flowfile::load(path, 0s).text, "text");
   late.join();
 }
+
+}  // namespace load_test

@@ -9,6 +9,8 @@
 
 #include "host/run/text16.h"
 
+namespace message_test {
+
 using namespace host;
 
 namespace {
@@ -98,3 +100,5 @@ TEST(Text16, WhatIsNoTextBecomesTheReplacementCharacter) {
             "a\xEF\xBF\xBD"
             "b");
 }
+
+}  // namespace message_test

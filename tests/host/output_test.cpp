@@ -14,6 +14,8 @@
 
 #include "host/sources/source.h"
 
+namespace output_test {
+
 using namespace host;
 namespace fs = std::filesystem;
 
@@ -168,3 +170,5 @@ TEST_F(Outputs, AFullDiskIsNoticed) {
   output.write("line");
   EXPECT_FALSE(output.flush());
 }
+
+}  // namespace output_test

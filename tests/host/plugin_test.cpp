@@ -16,6 +16,8 @@
 #include "host/run/tally.h"
 #include "interface/host_interface.h"
 
+namespace plugin_test {
+
 using flowfile::Failure;
 using flowfile::MonitorNode;
 using flowfile::WorkNode;
@@ -276,3 +278,5 @@ TEST(Log, EntriesAreCountedByTheirNumbers) {
   EXPECT_EQ(count.byNumber[2], 2U);
   EXPECT_EQ(count.byNumber[3], 2U) << "what is above counts with the last";
 }
+
+}  // namespace plugin_test

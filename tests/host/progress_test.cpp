@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+namespace progress_test {
+
 using namespace host;
 using namespace std::chrono_literals;
 
@@ -37,3 +39,5 @@ TEST(Progress, MoreThanASecondBehindIsSaidInSeconds) {
   EXPECT_EQ(progressLine(file, tally, 0s),
             "0.0 s  0 messages, 0 failed, 0 in the flows, 0/s, 2.3 s behind");
 }
+
+}  // namespace progress_test

@@ -5,6 +5,8 @@
 
 #include "flowfile/numbers.h"
 
+namespace quantity_test {
+
 using namespace flowfile;
 using namespace std::chrono_literals;
 
@@ -33,3 +35,5 @@ TEST(Quantity, NumbersAreGroupedByThousands) {
   EXPECT_EQ(flowfile::grouped(1000), "1,000");
   EXPECT_EQ(flowfile::grouped(1234567), "1,234,567");
 }
+
+}  // namespace quantity_test

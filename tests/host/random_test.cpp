@@ -5,6 +5,8 @@
 
 #include <cmath>
 
+namespace random_test {
+
 using namespace flowfile;
 using namespace host;
 
@@ -77,3 +79,5 @@ TEST(Random, ANormalDistributionIsCutAtZero) {
   EXPECT_NEAR(narrow.mean, 100, 0.5);
   EXPECT_NEAR(narrow.deviation, 10, 0.5);
 }
+
+}  // namespace random_test

@@ -22,6 +22,8 @@
 #include "host/sources/source.h"
 #include "tests/host/programs.h"
 
+namespace run_test {
+
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
 
@@ -541,3 +543,5 @@ TEST_F(Run, WrongInputHasItsExitCode) {
   EXPECT_EQ(zebhost("check /proc/self/mem"), 74);
   EXPECT_EQ(zebhost("run " + file + " --library /nosuch.lil"), 69);
 }
+
+}  // namespace run_test

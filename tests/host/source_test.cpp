@@ -14,6 +14,8 @@
 
 #include "host/sources/schedule.h"
 
+namespace source_test {
+
 using namespace flowfile;
 using namespace host;
 namespace fs = std::filesystem;
@@ -227,3 +229,5 @@ TEST(Schedule, LatenessCountsInWholeMilliseconds) {
   EXPECT_EQ(millisecondsLate(due, due + 3s), 3000U);
   EXPECT_EQ(millisecondsLate(due, due - 5s), 0U);
 }
+
+}  // namespace source_test

@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+namespace summary_test {
+
 using namespace host;
 using namespace std::chrono_literals;
 using Json = nlohmann::json;
@@ -81,3 +83,5 @@ TEST_F(Summary, TellsWhatBecameOfEachDrill) {
     "drill":"stop for 2s","done":true,"problem":""})"));
   EXPECT_EQ(document["drills"][2]["problem"], "NOT DONE: no file");
 }
+
+}  // namespace summary_test

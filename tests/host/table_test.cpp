@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+namespace table_test {
+
 using host::table;
 
 TEST(Table, ColumnsAreAsWideAsTheirWidestCell) {
@@ -22,3 +24,5 @@ TEST(Table, WidthsAreThoseOnTheTerminal) {
             "\xE6\x97\xA5    |\n"
             "\\x1B  |\n");
 }
+
+}  // namespace table_test

@@ -7,6 +7,8 @@
 
 #include "host/report/summary.h"
 
+namespace verify_test {
+
 using namespace flowfile;
 using namespace host;
 using Json = nlohmann::json;
@@ -326,3 +328,5 @@ TEST(Activity, OverridesGoBeforeTheAttributeAndTheBrokersOwnBeforeAll) {
   expectActivity(broker, node("input", "e", "no"), false, false);
   expectActivity(broker, node("input", "e", "yes"), true, true);
 }
+
+}  // namespace verify_test

@@ -12,6 +12,8 @@
 
 #include "host/sandbox/private_view.h"
 
+namespace view_test {
+
 using namespace flowfile;
 using namespace host;
 namespace fs = std::filesystem;
@@ -114,3 +116,5 @@ TEST(PrivateView, WorksInAChroot) {
   umount2("/tmp/root/opt", MNT_DETACH);
   fs::remove_all("/tmp/root");
 }
+
+}  // namespace view_test

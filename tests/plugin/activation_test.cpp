@@ -4,6 +4,8 @@
 
 #include "tests/support/plugin.h"
 
+namespace activation_test {
+
 using namespace support;
 
 namespace {
@@ -195,3 +197,5 @@ TEST_F(Override, SurvivesALaterReadThatFindsNothing) {
 }
 
 }  // namespace
+
+}  // namespace activation_test

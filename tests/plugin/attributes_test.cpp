@@ -6,6 +6,8 @@
 
 #include "tests/support/plugin.h"
 
+namespace attributes_test {
+
 using namespace support;
 
 namespace {
@@ -185,3 +187,5 @@ TEST_F(Attribute, SetOnAContextThatFailedIsStillKept) {
 }
 
 }  // namespace
+
+}  // namespace attributes_test

@@ -7,6 +7,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/plugin.h"
 
+namespace configuration_test {
+
 using namespace support;
 
 namespace fs = std::filesystem;
@@ -313,3 +315,5 @@ TEST_F(Configuration, ASegmentThatWrapsToNothingLeavesTheNodeUnmeasured) {
 }
 
 }  // namespace
+
+}  // namespace configuration_test

@@ -8,6 +8,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
+namespace context_test {
+
 using namespace support;
 
 namespace {
@@ -489,3 +491,5 @@ TEST_F(QueuedTime, IsCollectedOnlyForExactlyYesAndAtOnce) {
 }
 
 }  // namespace
+
+}  // namespace context_test

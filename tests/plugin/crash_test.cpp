@@ -13,6 +13,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/processes.h"
 
+namespace crash_test {
+
 using namespace support;
 
 namespace {
@@ -106,3 +108,5 @@ TEST_F(Crash, OfOneProcessTakesNoCountOfAnother) {
 }
 
 }  // namespace
+
+}  // namespace crash_test

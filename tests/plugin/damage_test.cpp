@@ -10,6 +10,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/plugin.h"
 
+namespace damage_test {
+
 using namespace support;
 
 namespace {
@@ -263,3 +265,5 @@ TEST_F(DamagedArea, AGroupOfAnotherBrokerIsLeftAlone) {
 }
 
 }  // namespace
+
+}  // namespace damage_test

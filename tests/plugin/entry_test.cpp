@@ -9,6 +9,8 @@
 
 #include "tests/support/plugin.h"
 
+namespace entry_test {
+
 using namespace support;
 
 namespace {
@@ -223,3 +225,5 @@ TEST_F(Entry, NodeNameAndFactoryOfANewContextAreIgnored) {
 }
 
 }  // namespace
+
+}  // namespace entry_test

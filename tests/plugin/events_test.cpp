@@ -9,6 +9,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
+namespace events_test {
+
 using namespace support;
 
 namespace {
@@ -370,3 +372,5 @@ TEST_F(Events, AFailedInitialisationPostsNothing) {
 }
 
 }  // namespace
+
+}  // namespace events_test

@@ -4,6 +4,8 @@
 
 #include "tests/support/plugin.h"
 
+namespace failures_test {
+
 using namespace support;
 
 namespace {
@@ -46,3 +48,5 @@ TEST_F(Failures, TheSameExceptionTwiceIsOneTemplateAndTwoEvents) {
 }
 
 }  // namespace
+
+}  // namespace failures_test

@@ -7,6 +7,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
+namespace golden_test {
+
 using namespace support;
 
 namespace {
@@ -218,3 +220,5 @@ TEST_F(Golden, AMessageEventAndAnExceptionEventAreStoredLikeThis) {
 }
 
 }  // namespace
+
+}  // namespace golden_test

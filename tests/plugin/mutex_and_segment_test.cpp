@@ -18,6 +18,8 @@
 #include "tests/support/leftovers.h"
 #include "tests/support/plugin.h"
 
+namespace mutex_and_segment_test {
+
 using namespace support;
 
 namespace fs = std::filesystem;
@@ -485,3 +487,5 @@ TEST_F(Segments, FiftyBrokersFitIntoAProcessAndTheNextGoesUnmeasured) {
 }
 
 }  // namespace
+
+}  // namespace mutex_and_segment_test

@@ -7,6 +7,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
+namespace redeployment_test {
+
 using namespace support;
 
 namespace {
@@ -204,3 +206,5 @@ TEST_F(Redeployment, ACountAtItsLimitIsResetWithAMessageAndTheMessageIsCounted) 
 }
 
 }  // namespace
+
+}  // namespace redeployment_test

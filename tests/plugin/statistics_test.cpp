@@ -5,6 +5,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
+namespace statistics_test {
+
 using namespace support;
 
 namespace {
@@ -197,3 +199,5 @@ TEST_F(Statistics, OneBelowTheLimitIsStillCounted) {
 }
 
 }  // namespace
+
+}  // namespace statistics_test

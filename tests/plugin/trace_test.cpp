@@ -11,6 +11,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/plugin.h"
 
+namespace trace_test {
+
 using namespace support;
 
 namespace {
@@ -414,3 +416,5 @@ TEST_F(Trace, LocksAreTakenRecordBeforeAreaAndSegmentBeforeAttachOnly) {
 }
 
 }  // namespace
+
+}  // namespace trace_test

@@ -7,6 +7,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
+namespace tree_test {
+
 using namespace support;
 
 namespace {
@@ -237,3 +239,5 @@ TEST_F(FullTree, AFullAreaIsStampedByTheAppendThatItRefuses) {
 }
 
 }  // namespace
+
+}  // namespace tree_test

@@ -13,6 +13,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/processes.h"
 
+namespace cycles_test {
+
 using namespace support;
 
 namespace {
@@ -156,3 +158,5 @@ TEST_F(Cycles, ASegmentThatWasMadeAnewStartsEmpty) {
 }
 
 }  // namespace
+
+}  // namespace cycles_test

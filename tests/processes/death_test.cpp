@@ -22,6 +22,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/plugin.h"
 
+namespace death_test {
+
 using namespace support;
 
 namespace {
@@ -341,3 +343,5 @@ TEST_F(SuddenDeath, WithALockStopsTheOthersUntilItIsGivenBackAsTheGuideSays) {
 }
 
 }  // namespace
+
+}  // namespace death_test

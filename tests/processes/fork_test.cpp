@@ -13,6 +13,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/scripted_clock.h"
 
+namespace fork_test {
+
 using namespace support;
 
 namespace {
@@ -127,3 +129,5 @@ TEST_F(Forked, FromAProcessThatHasDrawnRandomNumbersDrawOthers) {
 }
 
 }  // namespace
+
+}  // namespace fork_test

@@ -9,6 +9,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/plugin.h"
 
+namespace groups_test {
+
 using namespace support;
 
 namespace {
@@ -136,3 +138,5 @@ TEST_F(Groups, FailuresInSeveralProcessesAreAllThere) {
 }
 
 }  // namespace
+
+}  // namespace groups_test

@@ -15,6 +15,8 @@
 #include "tests/support/leftovers.h"
 #include "tests/support/plugin.h"
 
+namespace killed_test {
+
 using namespace support;
 
 namespace {
@@ -104,3 +106,5 @@ TEST_F(Killed, AreClearedAwayAsTheOperationsGuideSays) {
 }
 
 }  // namespace
+
+}  // namespace killed_test

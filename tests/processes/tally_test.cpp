@@ -9,6 +9,8 @@
 #include "tests/support/plugin.h"
 #include "tests/support/processes.h"
 
+namespace tally_test {
+
 using namespace support;
 
 namespace {
@@ -118,3 +120,5 @@ TEST_F(Tallied, EightProcessesWithAGroupEachAreStoredAsCounted) {
 }
 
 }  // namespace
+
+}  // namespace tally_test

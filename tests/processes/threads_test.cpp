@@ -8,6 +8,8 @@
 #include "tests/processes/numbered.h"
 #include "tests/support/plugin.h"
 
+namespace threads_test {
+
 using namespace support;
 
 namespace {
@@ -167,3 +169,5 @@ TEST_F(Threads, ALimitThatEightReachTogetherIsResetAndNothingIsLostAfterIt) {
 }
 
 }  // namespace
+
+}  // namespace threads_test

@@ -14,7 +14,7 @@ using support::kGroup;
 using support::kNode;
 using support::kStatistics;
 
-constexpr std::uint32_t kHeader = 32;  // bytes of an area's header
+constexpr std::uint32_t kAreaHeader = 32;  // bytes of an area's header
 constexpr std::int64_t kMostMessages = 2147483647;
 constexpr std::uint32_t kOther = 3;  // the type of a node that was given none
 
@@ -246,7 +246,7 @@ Bytes bytesOf(const Area& area) {
 }
 
 std::vector<std::size_t> offsetsOf(const Area& area) {
-  std::vector<std::size_t> offsets{kHeader};
+  std::vector<std::size_t> offsets{kAreaHeader};
   for (const Record& record : area.records)
     offsets.push_back(offsets.back() + bytesOf(record).size());
   return offsets;

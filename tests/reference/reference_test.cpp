@@ -13,6 +13,8 @@
 #include "tests/reference/library.h"
 #include "tests/reference/sequence.h"
 
+namespace reference_test {
+
 namespace {
 
 using namespace reference;
@@ -172,3 +174,5 @@ TEST_F(Reference, AForeignByteIsFoundAndToldByItsField) {
 }
 
 }  // namespace
+
+}  // namespace reference_test

@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::int64_t kBegin = 1767322800000;  // 2026-01-02 03:00:00 UTC
 constexpr std::size_t kMostInstances = 8;
-constexpr std::int64_t kMostMessages = 2147483647;
+constexpr std::int64_t kLargestCount = 2147483647;
 
 }  // namespace
 
@@ -149,8 +149,8 @@ std::optional<Operation> Sequence::raiseCount(const Model& model) {
   if (node == nullptr || !node->statistics.place) return std::nullopt;
   Operation operation = of(Kind::count, model, instance);
   operation.record = *node->statistics.place;
-  operation.value = kMostMessages - static_cast<std::int64_t>(below(2));
-  for (std::int64_t left = operation.value; left <= kMostMessages; ++left)
+  operation.value = kLargestCount - static_cast<std::int64_t>(below(2));
+  for (std::int64_t left = operation.value; left <= kLargestCount; ++left)
     due_.push_back({Kind::send, instance});
   return operation;
 }

@@ -17,6 +17,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace doctor_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -247,3 +249,5 @@ TEST_F(Installation, StaysPrintableWhateverNotesHold) {
   EXPECT_TRUE(contains(result.out, "directory /opt/\\x1B[31m")) << result.out;
   EXPECT_TRUE(contains(result.out, "would be loaded from /opt/holt/lil")) << result.out;
 }
+
+}  // namespace doctor_test

@@ -16,6 +16,8 @@
 #include "tests/agent/zebmon.h"
 #include "tests/setup/machine.h"
 
+namespace enable_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -331,3 +333,5 @@ TEST_F(Disable, PutsTheLinkBackWhenTheDirectoryCanNotBeForgotten) {
   expectRefused(74, "can't be written", [] { return disable(); });
   EXPECT_TRUE(fs::is_symlink(kLink));
 }
+
+}  // namespace enable_test

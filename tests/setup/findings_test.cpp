@@ -7,6 +7,8 @@
 #include "agent/model/findings.h"
 #include "agent/model/plug_in.h"
 
+namespace findings_test {
+
 namespace {
 
 using model::Finding;
@@ -116,3 +118,5 @@ TEST(OlderLibrary, IsOneOfThatPathThatIsAnotherFile) {
   EXPECT_FALSE(reader::hasOlder("", library));
   EXPECT_FALSE(reader::hasOlder("\n\n", library));
 }
+
+}  // namespace findings_test

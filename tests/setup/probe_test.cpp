@@ -10,6 +10,8 @@
 #include "tests/agent/zebmon.h"
 #include "tests/setup/machine.h"
 
+namespace probe_test {
+
 namespace {
 
 using reader::Probe;
@@ -90,3 +92,5 @@ TEST(Probe, ReadsOnlyWhatItsLineHolds) {
   EXPECT_EQ("", valueIn("version"));
   EXPECT_EQ("", valueIn(""));
 }
+
+}  // namespace probe_test

@@ -10,6 +10,8 @@
 #include "tests/agent/zebmon.h"
 #include "tests/setup/machine.h"
 
+namespace status_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -132,3 +134,5 @@ TEST_F(Status, StaysPrintableWhateverNotesHold) {
   const Json document = Json::parse(run({"status", "--format", "json"}).out);
   EXPECT_EQ(2U, document["directories"].size());
 }
+
+}  // namespace status_test

@@ -17,6 +17,8 @@
 #include "tests/support/private_namespaces.h"
 #include "tests/support/processes.h"
 
+namespace support_test {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -133,3 +135,5 @@ TEST(Child, EndsByASignal) {
   child.kill(SIGKILL);
   EXPECT_EQ(-SIGKILL, child.wait());
 }
+
+}  // namespace support_test

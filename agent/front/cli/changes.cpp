@@ -12,17 +12,9 @@
 namespace cli {
 namespace {
 
-constexpr std::int64_t kDay = 86400;
-
-void takeSince(std::optional<Since>& since, const std::string& text) {
-  since = parseSince(text);
-  if (since) return;
-  refuse("--since", "\"" + text + "\" is no time like " + kMoments);
-}
-
 // Up to the last look: nobody knows what came later.
 model::Period periodOf(const Request& request, const Past& past) {
-  const Since since = request.changesSince.value_or(Since{Since::Kind::age, kDay});
+  const Since since = request.changesSince.value_or(Since{Since::Kind::age, 24 * 60 * 60});
   const std::int64_t last = past.lastLook() / 1000;
   const std::int64_t end = since.kind == Since::Kind::age ? last : past.now();
   return {since.at(end, request.show.zone) * 1000, past.lastLook() + 1};
@@ -51,7 +43,8 @@ void declareChanges(Options& options, Request& request) {
       .shown("FILE");
   options
       .take(
-          "--since", [&request](const std::string& text) { takeSince(request.changesSince, text); },
+          "--since",
+          [&request](const std::string& text) { request.changesSince = momentOf("--since", text); },
           "What began then or later: 24h before the last\n"
           "look (default), 23:59, 2026-01-31T23:59:58Z")
       .shown("T");

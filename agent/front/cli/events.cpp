@@ -191,12 +191,6 @@ std::string conflictIn(const Request& request) {
                                              : render::eventsColumns());
 }
 
-void takeSince(std::optional<Since>& since, const std::string& text) {
-  since = parseSince(text);
-  if (since) return;
-  refuse("--since", "\"" + text + "\" is no time like " + kMoments);
-}
-
 // Looking for a text takes time in proportion to its length, so only what can't be meant is
 // refused.
 void takeText(std::vector<std::string>& texts, const std::string& text) {
@@ -224,7 +218,8 @@ void declareChoice(Options& options, EventsRequest& events) {
   addChoice(options, "--kind", events.kind, kKinds, "Only these", "message|exception");
   options
       .take(
-          "--since", [&events](const std::string& text) { takeSince(events.since, text); },
+          "--since",
+          [&events](const std::string& text) { events.since = momentOf("--since", text); },
           "Not before 2026-01-31T23:59:58Z, 23:59, or not\n"
           "longer ago than 90s, 15m, 12h, 7d")
       .shown("T");

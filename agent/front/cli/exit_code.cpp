@@ -9,7 +9,7 @@ namespace {
 
 using reader::State;
 
-ExitCode exitCodeOf(State state) {
+ExitCode exitCodeOfState(State state) {
   switch (state) {
     case State::ok:
     case State::noSegment:
@@ -65,7 +65,8 @@ ExitCode exitCodeOf(const model::Snapshot& selected) {
   if (selected.error != 0) return exitCodeOf(selected.error);
   if (selected.brokers.empty()) return kNoBroker;
   ExitCode worst = kDone;  // the codes of these failures rise with their weight
-  for (const auto& broker : selected.brokers) worst = std::max(worst, exitCodeOf(broker->state()));
+  for (const auto& broker : selected.brokers)
+    worst = std::max(worst, exitCodeOfState(broker->state()));
   return worst;
 }
 

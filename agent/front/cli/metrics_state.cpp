@@ -9,7 +9,7 @@ namespace {
 
 using render::Json;
 
-constexpr char kSchema[] = "zebmon.metrics.state";
+constexpr char kMetricsSchema[] = "zebmon.metrics.state";
 
 // The next two throw when the document is not as it was written.
 std::uint64_t countIn(const Json& value) {
@@ -35,7 +35,7 @@ reader::RingMark markIn(const Json& value) {
 }  // namespace
 
 std::string textOf(const MetricsState& state) {
-  Json document{{"schema", kSchema}, {"version", 1}};
+  Json document{{"schema", kMetricsSchema}, {"version", 1}};
   Json& brokers = document["brokers"] = Json::array();
   for (const auto& [keyFile, totals] : state.totals) {
     Json broker{{"keyFile", keyFile},
@@ -58,7 +58,7 @@ std::string textOf(const MetricsState& state) {
 std::optional<MetricsState> metricsStateIn(const std::string& text) {
   try {
     const Json document = Json::parse(text);
-    if (document.at("schema") != kSchema || document.at("version") != 1) return {};
+    if (document.at("schema") != kMetricsSchema || document.at("version") != 1) return {};
     MetricsState state;
     for (const Json& broker : document.at("brokers")) {
       const auto keyFile = broker.at("keyFile").get<std::string>();

@@ -21,12 +21,6 @@ namespace {
 
 constexpr std::int64_t kEver = std::numeric_limits<std::int64_t>::max() / 2;
 
-Since momentOf(const std::string& text) {
-  const auto moment = parseSince(text);
-  if (moment) return *moment;
-  refuse("--between", "\"" + text + "\" is no time like " + kMoments);
-}
-
 std::optional<model::Period> periodOf(const Request& request, std::int64_t now) {
   if (!request.between) return std::nullopt;
   const render::Zone zone = request.show.zone;
@@ -69,7 +63,7 @@ void addBetween(Options& options, Request& request) {
       .takeTwo(
           "--between",
           [&request](const std::string& from, const std::string& until) {
-            request.between.emplace(momentOf(from), momentOf(until));
+            request.between.emplace(momentOf("--between", from), momentOf("--between", until));
           },
           "Of a history: from A to before B, each like\n"
           "2026-01-31T23:59:58Z, \"2026-01-31 23:59\", 23:59,\n"

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "agent/front/cli/parser.h"
 #include "agent/model/date_text.h"
 
 namespace cli {
@@ -83,6 +84,12 @@ std::optional<Since> parseSince(const std::string& text) {
   if (const auto age = parseAge(text)) return age;
   if (const auto clock = parseClock(text)) return clock;
   return parseTime(text);
+}
+
+Since momentOf(const char* option, const std::string& text) {
+  const auto moment = parseSince(text);
+  if (moment) return *moment;
+  refuse(option, "\"" + text + "\" is no time like " + kMoments);
 }
 
 }  // namespace cli

@@ -36,6 +36,9 @@ inline constexpr char kMoments[] =
 // "12h", "7d", also as "-2h". Nothing when the text is none of these.
 std::optional<Since> parseSince(const std::string& text);
 
+// As an option of the command line takes it: ends the parsing when the text is none of these.
+Since momentOf(const char* option, const std::string& text);
+
 }  // namespace cli
 
 #endif  // ZEB_AGENT_FRONT_CLI_SINCE_H

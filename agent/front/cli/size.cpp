@@ -83,7 +83,7 @@ std::string shown(const model::Snapshot& selected, const render::Growths& growth
          render::forecastLines(selected, growths, styleOf(show).width);
 }
 
-ExitCode showPast(const Past& past, const Request& request, Output& output) {
+ExitCode showPastFill(const Past& past, const Request& request, Output& output) {
   const render::Growths growths = past.growths();
   const auto areas = past.areas(growths);
   for (const auto& broker : areas->brokers) {
@@ -129,7 +129,7 @@ void declareSize(Options& options, Request& request) {
 ExitCode runSize(const Request& request, Output& output) {
   if (request.size.nodes || !request.size.flowFile.empty()) return showPlan(request, output);
   if (isPast(request)) {
-    return withPast(request, [&](const Past& past) { return showPast(past, request, output); });
+    return withPast(request, [&](const Past& past) { return showPastFill(past, request, output); });
   }
   const model::Snapshot selected = look(request);
   output.write(

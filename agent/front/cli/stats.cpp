@@ -15,7 +15,7 @@
 namespace cli {
 namespace {
 
-std::string shown(const model::Snapshot& selected, const ShowRequest& show) {
+std::string shownTotals(const model::Snapshot& selected, const ShowRequest& show) {
   const auto sheet = [&] { return arranged(render::statisticsSheet(selected), show.arrangement); };
   switch (show.format) {
     case Format::json:
@@ -30,7 +30,7 @@ std::string shown(const model::Snapshot& selected, const ShowRequest& show) {
   return render::statisticsTables(selected, show.arrangement, styleOf(show));
 }
 
-std::string shown(const model::View& view, const Request& request) {
+std::string shownRates(const model::View& view, const Request& request) {
   const auto& [show, selection] = std::tie(request.show, request.selection);
   const bool self = request.rates.self;
   const auto sheet = [&] {
@@ -51,7 +51,7 @@ std::string shown(const model::View& view, const Request& request) {
 
 ExitCode runRates(const Request& request, Output& output) {
   return watch(request, output,
-               [&request](const model::View& view) { return shown(view, request); });
+               [&request](const model::View& view) { return shownRates(view, request); });
 }
 
 // What was added in a period, or since the reset before each broker's last look.
@@ -124,7 +124,7 @@ ExitCode runStats(const Request& request, Output& output) {
   if (past) return runPast(request, output, rates);
   if (rates) return runRates(wanted, output);
   const model::Snapshot selected = look(request);
-  output.write(shown(selected, request.show));
+  output.write(shownTotals(selected, request.show));
   return exitCodeOfContents(selected);
 }
 

@@ -29,7 +29,7 @@ Step coarsestIn(std::int64_t seconds) {
   return Step::look;
 }
 
-struct Node {
+struct NodeName {
   std::int64_t id;
   std::string label;
   std::uint32_t type;
@@ -56,13 +56,13 @@ class Drawing {
   std::int64_t fromMs() const { return begin_ * 1000; }
   std::int64_t untilMs() const { return question_.untilS * 1000; }
   std::optional<std::size_t> stepOf(std::int64_t ms) const;
-  std::vector<Node> nodes() const;
+  std::vector<NodeName> nodes() const;
   void observe();
   void observeSpan(std::int64_t beginMs, std::int64_t endMs);
   void observeLooks(std::int64_t first, std::int64_t last, std::int64_t beginMs,
                     std::int64_t endMs);
   void readMarks(Curves& curves);
-  Curve curveOf(const Node& node) const;
+  Curve curveOf(const NodeName& node) const;
 
   const Database& database_;
   const Question& question_;
@@ -80,14 +80,14 @@ std::optional<std::size_t> Drawing::stepOf(std::int64_t ms) const {
 }
 
 // Names that hold what can't be shown are known by what is shown.
-std::vector<Node> Drawing::nodes() const {
+std::vector<NodeName> Drawing::nodes() const {
   auto rows = database_.prepare(
       "SELECT id, node, node_type, execution_group, flow FROM node WHERE broker = ?1 ORDER BY id");
   const auto is = [&rows](int column, const std::string& name) {
     const std::string stored = rows.text(column);
     return stored == name || text::printable(stored) == name;
   };
-  std::vector<Node> all;
+  std::vector<NodeName> all;
   for (rows.with(broker_); rows.step();) {
     if (!is(3, question_.group) || !is(4, question_.flow)) continue;
     if (question_.node && !is(1, *question_.node)) continue;
@@ -153,7 +153,7 @@ void Drawing::readMarks(Curves& curves) {
   }
 }
 
-Curve Drawing::curveOf(const Node& node) const {
+Curve Drawing::curveOf(const NodeName& node) const {
   std::vector<Amounts> added(seconds_.size());
   const Wanted wanted{coarsestIn(step_), {fromMs(), untilMs()}, broker_, node.id, node.id};
   eachSample(database_, wanted, [&](const Sample& sample) {
@@ -176,10 +176,10 @@ Curves Drawing::curves() {
   if (oldest.with(broker_).step()) curves.oldestS = oldest.number(0);
   observe();
   readMarks(curves);
-  const std::vector<Node> all = nodes();
+  const std::vector<NodeName> all = nodes();
   const auto most =
       static_cast<std::size_t>(kMostPoints) / std::max<std::size_t>(1, seconds_.size());
-  for (const Node& node : std::span(all).first(std::min(all.size(), most))) {
+  for (const NodeName& node : std::span(all).first(std::min(all.size(), most))) {
     curves.nodes.push_back(curveOf(node));
   }
   curves.leftOut = all.size() - curves.nodes.size();

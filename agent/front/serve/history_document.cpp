@@ -59,7 +59,7 @@ Json nodeOf(const history::Curve& curve) {
           {"points", std::move(points)}};
 }
 
-double seconds(std::int64_t ms) {
+double secondsOf(std::int64_t ms) {
   return static_cast<double>(ms) / 1000;
 }
 
@@ -68,10 +68,10 @@ Json orNull(const std::string& text) {
 }
 
 Json markOf(const model::Mark& mark) {
-  return {{"from", seconds(mark.between.from)},
-          {"until", seconds(mark.between.until)},
+  return {{"from", secondsOf(mark.between.from)},
+          {"until", secondsOf(mark.between.until)},
           {"kind", mark.kind},
-          {"unknown_seconds", seconds(mark.unknown)},
+          {"unknown_seconds", secondsOf(mark.unknown)},
           {"execution_group", orNull(mark.group)},
           {"flow", orNull(mark.flow)}};
 }

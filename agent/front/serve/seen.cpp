@@ -22,7 +22,7 @@ std::string metricsOf(const Seen& seen, render::Exposition exposition) {
                          {.exposition = exposition});
 }
 
-std::string flowsOf(const Seen& seen) {
+std::string flowsText(const Seen& seen) {
   return render::written(render::flowDocument(viewOf(seen), {}), true);
 }
 
@@ -37,7 +37,7 @@ std::string textOf(Document document, const Seen& seen) {
     case Document::stats:
       return render::written(render::statisticsDocument(model::distinct(seen.now())), true);
     case Document::flows:
-      return flowsOf(seen);
+      return flowsText(seen);
     case Document::findings:
       break;
   }

@@ -114,13 +114,13 @@ bool wasThere(const reader::Keyless& lock, const Looks& looks) {
          });
 }
 
-struct User {
+struct BrokerProcess {
   std::int32_t process = 0;
   Broker broker = {};
 };
 
 // Without a broker when no living process of a known one is seen to use the lock.
-User userOf(const reader::Keyless& lock, const Looks& looks) {
+BrokerProcess brokerProcessOf(const reader::Keyless& lock, const Looks& looks) {
   if (lock.kind != reader::Keyless::Kind::lock) return {};
   for (const std::int32_t process : {lock.lastProcess, lock.firstProcess}) {
     if (Broker broker = brokerOfProcess(process, looks)) return {process, std::move(broker)};
@@ -129,7 +129,7 @@ User userOf(const reader::Keyless& lock, const Looks& looks) {
 }
 
 void addReplacedLock(const reader::Keyless& lock, const Looks& looks, Findings& findings) {
-  const auto [process, broker] = userOf(lock, looks);
+  const auto [process, broker] = brokerProcessOf(lock, looks);
   if (!broker || !wasThere(lock, looks)) return;
   Finding finding = of("keyfile.replaced", fmt::format("semaphore-{}", lock.id),
                        fmt::format("a lock of {}, whose key file is gone", nameOf(*broker)));
@@ -240,7 +240,7 @@ void addOwner(const reader::KeyFile& file, const char* object, std::uint32_t own
 bool mayBeReplaced(const Looks& looks) {
   return looks.machine.keyless &&
          std::ranges::any_of(looks.machine.keyless->objects, [&looks](const auto& object) {
-           return userOf(object, looks).broker != nullptr;
+           return brokerProcessOf(object, looks).broker != nullptr;
          });
 }
 

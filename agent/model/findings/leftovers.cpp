@@ -160,7 +160,7 @@ void addLock(const Lock& lock, const Looks& looks, Findings& findings) {
                                  lock.semaphore.id, lock.queue.id, lock.file.path);
   finding.effect = "none yet; each takes one of the kernel's semaphores and queues";
   finding.remedy = "remove it";
-  finding.command = "zebmon doctor --repair " + quoted(finding.key()) + " --yes";
+  finding.command = "zebmon doctor --repair " + findings::quoted(finding.key()) + " --yes";
   finding.concern(guarded);
   finding.owner = lock.file.owner;
   findings.found.push_back(std::move(finding));
@@ -174,7 +174,7 @@ void addKeyFile(const std::shared_ptr<const SeenBroker>& broker, Findings& findi
   finding.evidence = "there is no shared memory behind it";
   finding.effect = "none: the next start takes it up";
   finding.remedy = "while the broker is down, it can be removed";
-  finding.command = "rm " + quoted(finding.of);
+  finding.command = "rm " + findings::quoted(finding.of);
   finding.broker = broker;
   findings.found.push_back(std::move(finding));
 }

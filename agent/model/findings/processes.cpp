@@ -10,7 +10,7 @@ namespace {
 
 using Broker = std::shared_ptr<const SeenBroker>;
 
-Finding of(const Broker& broker, const reader::ExecutionGroup& group) {
+Finding ofGroup(const Broker& broker, const reader::ExecutionGroup& group) {
   Finding finding;
   finding.of = std::to_string(group.processId);
   finding.object = fmt::format("execution group {} of {}", group.label, nameOf(*broker));
@@ -19,7 +19,7 @@ Finding of(const Broker& broker, const reader::ExecutionGroup& group) {
 }
 
 void addStopped(const Broker& broker, const reader::ExecutionGroup& group, Findings& findings) {
-  Finding finding = of(broker, group);
+  Finding finding = ofGroup(broker, group);
   finding.id = "process.stopped";
   finding.severity = Severity::critical;
   finding.evidence =
@@ -32,7 +32,7 @@ void addStopped(const Broker& broker, const reader::ExecutionGroup& group, Findi
 
 void addDead(const Broker& broker, const reader::ExecutionGroup& group, const std::string& evidence,
              Findings& findings) {
-  Finding finding = of(broker, group);
+  Finding finding = ofGroup(broker, group);
   finding.id = "process.dead";
   finding.evidence = evidence;
   finding.effect = "its figures are from before; its nodes measure nothing";

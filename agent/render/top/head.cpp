@@ -22,7 +22,7 @@ using model::Condition;
 using render::Attribute;
 using std::chrono::milliseconds;
 
-constexpr std::size_t kLongestFilter = 20;
+constexpr std::size_t kShownFilter = 20;
 constexpr std::size_t kLongestText = 100;
 
 // "2 s", "500 ms".
@@ -173,7 +173,7 @@ std::string titleOf(const State& state, const Content& content, std::chrono::sec
   if (!state.paused) title += spanText(content);
   if (state.sort != Sort::chain) title += std::string("  by ") + wordsOf(state.sort);
   if (!state.filter.empty()) {
-    title += "  filter \"" + text::shortened(state.filter, kLongestFilter) + "\"";
+    title += "  filter \"" + text::shortened(state.filter, kShownFilter) + "\"";
   }
   if (state.paused) title += spanText(content);
   return title;

@@ -18,6 +18,8 @@
 #include "tests/agent/zebmon.h"
 #include "tests/support/live_segment.h"
 
+namespace past_command_test {
+
 namespace {
 
 using nlohmann::json;
@@ -332,3 +334,5 @@ TEST_F(PastCommand, WhatCannotBeDoneIsSaid) {
   EXPECT_EQ(64, run({"changes", "--from", "/tmp/other.tar"}).code);
   std::filesystem::remove("/tmp/other.tar");
 }
+
+}  // namespace past_command_test

@@ -10,6 +10,8 @@
 #include "agent/front/history/what_changed.h"
 #include "tests/agent/history/recorded.h"
 
+namespace reader_test {
+
 namespace {
 
 using history::Failure;
@@ -328,3 +330,5 @@ TEST(PastChange, AMarkFartherThanFiveMinutesIsNone) {
   EXPECT_EQ("clock", change.mark->kind);
   EXPECT_EQ(0, change.minutesAfter);
 }
+
+}  // namespace reader_test

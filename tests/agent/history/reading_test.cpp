@@ -7,6 +7,8 @@
 #include "agent/front/history/samples.h"
 #include "tests/agent/history/recorded.h"
 
+namespace reading_test {
+
 namespace {
 
 class Reading : public ::testing::Test, public Recorded {
@@ -160,3 +162,5 @@ TEST(StepFor, GivesNoMorePointsThanWereAskedFor) {
   EXPECT_EQ(86400 * 8, history::stepFor(7300 * 86400, 1000));
   EXPECT_EQ(1800, history::stepFor(1000, 2));
 }
+
+}  // namespace reading_test

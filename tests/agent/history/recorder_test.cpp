@@ -6,6 +6,8 @@
 
 #include "tests/agent/history/recorded.h"
 
+namespace recorder_test {
+
 namespace {
 
 using history::Sight;
@@ -406,3 +408,5 @@ TEST_F(Recorder, RemovesTheOldestEventsOfABrokerThatPostsMost) {
   EXPECT_LT(0, number("SELECT count(*) FROM event"));
   EXPECT_EQ(number("SELECT count(*) FROM event"), number("SELECT events FROM broker"));
 }
+
+}  // namespace recorder_test

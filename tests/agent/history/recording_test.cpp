@@ -18,6 +18,8 @@
 #include "agent/front/history/tables.h"
 #include "tests/agent/history/recorded.h"
 
+namespace recording_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -355,3 +357,5 @@ TEST(ExpectedSize, GrowsWithNodesAndLooks) {
   EXPECT_EQ(800U * 30 * (10800 + 20160 + 17544), history::expectedBytes(800, 2));
   EXPECT_EQ(0U, history::expectedBytes(0, 2));
 }
+
+}  // namespace recording_test

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace tables_test {
+
 namespace {
 
 using history::Database;
@@ -138,3 +140,5 @@ TEST_F(Tables, AreAsBeforeAfterATransactionThatIsNotCommitted) {
   }
   EXPECT_EQ(0, database.integerOf("SELECT count(*) FROM one"));
 }
+
+}  // namespace tables_test

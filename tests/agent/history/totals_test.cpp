@@ -18,6 +18,8 @@
 #include "agent/front/history/reading.h"
 #include "tests/agent/zebmon.h"
 
+namespace totals_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -264,3 +266,5 @@ TEST_F(Totals, UnderLoadLackNoMoreThanTheHostCountedInTheMarkedGaps) {
     lost += 2 * (many.most(begin, end) + few.most(begin, end));
   EXPECT_LE(messages - recorded("messages"), lost);
 }
+
+}  // namespace totals_test

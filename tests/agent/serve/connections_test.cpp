@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace connections_test {
+
 namespace {
 
 using serve::Connections;
@@ -128,3 +130,5 @@ TEST(ConnectionTimes, TheOneThatWaitedLongestIsTold) {
   EXPECT_EQ(4, connections.longestWaiting());
   EXPECT_EQ(std::vector<int>{4}, connections.silent());
 }
+
+}  // namespace connections_test

@@ -12,6 +12,8 @@
 
 #include "agent/render/json.h"
 
+namespace event_book_test {
+
 namespace {
 
 using nlohmann::json;
@@ -122,3 +124,5 @@ TEST(EventBook, IsWhatItsSchemaSays) {
   EXPECT_NE(0, std::system((check + " >/dev/null").c_str()));
   std::filesystem::remove(file);
 }
+
+}  // namespace event_book_test

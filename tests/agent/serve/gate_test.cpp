@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace gate_test {
+
 namespace {
 
 using serve::judge;
@@ -248,3 +250,5 @@ TEST(Gate, ARefusalKeepsWhatWasSent) {
   EXPECT_EQ("/no", judge(get("/no"), {}).quoted);
   EXPECT_EQ("", judge(get("/metrics"), withToken()).quoted);
 }
+
+}  // namespace gate_test

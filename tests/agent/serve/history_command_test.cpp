@@ -17,6 +17,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace history_command_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -207,3 +209,5 @@ TEST_F(ZebmonHistory, GoesOnAfterItsRecorderWasKilled) {
   EXPECT_EQ(kills, number("SELECT count(*) FROM run"));
   EXPECT_EQ(kills - 1, number("SELECT count(*) FROM mark WHERE kind = 'gap'"));
 }
+
+}  // namespace history_command_test

@@ -13,6 +13,8 @@
 
 #include "tests/agent/history/recorded.h"
 
+namespace history_document_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -142,3 +144,5 @@ TEST_F(HistoryDocument, OfAFlowThatIsNotThereHasNoNodes) {
   EXPECT_TRUE(none["nodes"].empty());
   EXPECT_TRUE(none["oldest"].is_null());
 }
+
+}  // namespace history_document_test

@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace history_query_test {
+
 using serve::parseHistoryQuery;
 using serve::parseMoment;
 
@@ -83,3 +85,5 @@ TEST(HistoryQuery, TakesNoOtherTimes) {
     EXPECT_FALSE(parseMoment(wrong)) << wrong;
   }
 }
+
+}  // namespace history_query_test

@@ -13,6 +13,8 @@
 
 #include "tests/agent/serve/client.h"
 
+namespace http_server_test {
+
 namespace {
 
 using serve::HttpServer;
@@ -290,3 +292,5 @@ TEST(HttpServer, ManyClientsAtOnceGetTheirOwnAnswers) {
   for (std::thread& client : clients) client.join();
   EXPECT_EQ(400, right);
 }
+
+}  // namespace http_server_test

@@ -7,6 +7,8 @@
 #include "text/printable.h"
 #include "text/utf8.h"
 
+namespace journal_test {
+
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -48,3 +50,5 @@ TEST(Journal, WhatAClientSentIsShortAndPrintable) {
     EXPECT_EQ(shown, text::printable(shown));
   }
 }
+
+}  // namespace journal_test

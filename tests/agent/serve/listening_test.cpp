@@ -16,6 +16,8 @@
 #include "agent/front/serve/trouble.h"
 #include "tests/agent/serve/client.h"
 
+namespace listening_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -200,3 +202,5 @@ TEST(Notification, GoesToTheSocketThatIsNamed) {
   }
   unsetenv("NOTIFY_SOCKET");
 }
+
+}  // namespace listening_test

@@ -28,6 +28,8 @@
 #include "tests/support/leftovers.h"
 #include "tests/support/live_segment.h"
 
+namespace lockdown_test {
+
 namespace {
 
 // System V objects that the calls below could harm.
@@ -269,3 +271,5 @@ TEST(Capabilities, DontComeBack) {
               return std::to_string(prctl(PR_CAPBSET_READ, CAP_SYS_ADMIN, 0, 0, 0));
             }));
 }
+
+}  // namespace lockdown_test

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace negotiation_test {
+
 namespace {
 
 bool isOpen(const char* accept) {
@@ -64,3 +66,5 @@ TEST(Negotiation, GzipHasToBeWanted) {
     EXPECT_FALSE(serve::takesGzip(list)) << list;
   }
 }
+
+}  // namespace negotiation_test

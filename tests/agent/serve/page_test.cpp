@@ -14,6 +14,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace page_test {
+
 namespace {
 
 using nlohmann::json;
@@ -223,3 +225,5 @@ TEST(PageDocument, IsWhatItsSchemaSays) {
   EXPECT_NE(0, std::system((check + " >/dev/null").c_str()));
   std::filesystem::remove(path);
 }
+
+}  // namespace page_test

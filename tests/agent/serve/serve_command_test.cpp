@@ -19,6 +19,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace serve_command_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -365,3 +367,5 @@ TEST(ZebmonServe, IsLockedInOrSaysThatItIsNot) {
   const bool said = contains(serving.program().errors(), "system calls are not restricted");
   EXPECT_EQ(!serve::whyNotLocked().empty(), said);
 }
+
+}  // namespace serve_command_test

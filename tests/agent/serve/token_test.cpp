@@ -11,6 +11,8 @@
 
 #include "agent/front/serve/trouble.h"
 
+namespace token_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -92,3 +94,5 @@ TEST_F(TokenFile, MustBeARegularFile) {
   ASSERT_EQ(0, mkfifo(path_.c_str(), 0600));
   EXPECT_NE(std::string::npos, problem().find("no regular file"));
 }
+
+}  // namespace token_test

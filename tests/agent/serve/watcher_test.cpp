@@ -13,6 +13,8 @@
 #include "tests/support/image.h"
 #include "tests/support/live_segment.h"
 
+namespace watcher_test {
+
 namespace {
 
 using nlohmann::json;
@@ -360,3 +362,5 @@ TEST(Answering, ANewServerAsksForPatience) {
   EXPECT_EQ(503, statusOf("/readyz"));
   EXPECT_EQ(200, statusOf("/healthz"));
 }
+
+}  // namespace watcher_test

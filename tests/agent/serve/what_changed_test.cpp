@@ -12,6 +12,8 @@
 #include "agent/front/history/database.h"
 #include "tests/agent/history/recorded.h"
 
+namespace what_changed_test {
+
 namespace {
 
 using Clock = serve::WhatChanged::Clock;
@@ -113,3 +115,5 @@ TEST(WhatChanged, IsOfTheDayBeforeTheLastLook) {
   EXPECT_EQ("", make([] { return false; }));
   for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(file + end);
 }
+
+}  // namespace what_changed_test

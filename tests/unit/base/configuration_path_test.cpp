@@ -10,6 +10,8 @@
 #include "tests/support/library_test.h"
 #include "tests/support/processes.h"
 
+namespace configuration_path_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -245,3 +247,5 @@ TEST_F(ConfigurationPath, TheTemporaryDirectoryIsReadAgainWhenMemoryRanOut) {
 }
 
 }  // namespace
+
+}  // namespace configuration_path_test

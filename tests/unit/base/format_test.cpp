@@ -7,6 +7,8 @@
 #include "base/error_text.h"
 #include "tests/support/library_test.h"
 
+namespace format_test {
+
 using namespace support;
 
 namespace {
@@ -120,3 +122,5 @@ TEST_F(Dump, TheOthersTraceTheirEntryAndExit) {
 }
 
 }  // namespace
+
+}  // namespace format_test

@@ -21,6 +21,8 @@
 #include "tests/support/library_test.h"
 #include "tests/support/seam.h"
 
+namespace key_file_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -299,3 +301,5 @@ TEST_F(KeyFile, AMutexJoinsAndRemovesUnderTheLockButNeverWaitsUnderIt) {
 }
 
 }  // namespace
+
+}  // namespace key_file_test

@@ -11,6 +11,8 @@
 #include "tests/support/leftovers.h"
 #include "tests/support/library_test.h"
 
+namespace name_mutex_failure_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -286,3 +288,5 @@ TEST_F(FailingMutex, AKeyFileThatCannotBeRemovedIsOnlyTraced) {
 }
 
 }  // namespace
+
+}  // namespace name_mutex_failure_test

@@ -17,6 +17,8 @@
 #include "tests/support/library_test.h"
 #include "tests/support/processes.h"
 
+namespace name_mutex_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -341,3 +343,5 @@ TEST_F(NameMutex, ProcessesThatComeAndGoNeverJoinWhatIsBeingRemoved) {
 }
 
 }  // namespace
+
+}  // namespace name_mutex_test

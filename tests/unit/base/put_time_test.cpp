@@ -7,6 +7,8 @@
 #include <random>
 #include <string>
 
+namespace put_time_test {
+
 namespace {
 
 void expectStamp(std::uint32_t seconds, std::uint32_t milliseconds, const char* date,
@@ -81,3 +83,5 @@ TEST(PutTime, QuickAndScanAgreeOnAnything) {
 }
 
 }  // namespace
+
+}  // namespace put_time_test

@@ -5,6 +5,8 @@
 #include "base/return_code.h"
 #include "tests/support/library_test.h"
 
+namespace resource_id_test {
+
 using namespace support;
 
 namespace {
@@ -119,3 +121,5 @@ TEST(ReturnCode, HasItsNumbersAndNames) {
 }
 
 }  // namespace
+
+}  // namespace resource_id_test

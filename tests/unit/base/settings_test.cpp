@@ -9,6 +9,8 @@
 #include "tests/support/failing.h"
 #include "tests/support/library_test.h"
 
+namespace settings_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -253,3 +255,5 @@ TEST_F(Lookup, TheMemorySizeIsBounded) {
 }
 
 }  // namespace
+
+}  // namespace settings_test

@@ -8,6 +8,8 @@
 #include "tests/support/failing.h"
 #include "tests/support/library_test.h"
 
+namespace string_failure_test {
+
 using namespace support;
 
 namespace {
@@ -278,3 +280,5 @@ TEST_F(StringOut, EveryFormOfAnOperatorTraces) {
 }
 
 }  // namespace
+
+}  // namespace string_failure_test

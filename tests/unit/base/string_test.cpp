@@ -4,6 +4,8 @@
 
 #include "tests/support/library_test.h"
 
+namespace string_test {
+
 using namespace support;
 
 namespace {
@@ -221,3 +223,5 @@ TEST_F(String, NullIsNeitherReadNorWritten) {
 }
 
 }  // namespace
+
+}  // namespace string_test

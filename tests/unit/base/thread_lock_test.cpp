@@ -18,6 +18,8 @@
 
 #include "tests/unit/base/scripted_futex.h"
 
+namespace thread_lock_test {
+
 using support::Scripted_Futex;
 
 namespace {
@@ -321,3 +323,5 @@ TEST(ThreadLock, LetsRealTimeThreadsInByTheirPriority) {
 }
 
 }  // namespace
+
+}  // namespace thread_lock_test

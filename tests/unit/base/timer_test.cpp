@@ -14,6 +14,8 @@
 #include "tests/support/library_test.h"
 #include "tests/support/processes.h"
 
+namespace timer_test {
+
 using namespace support;
 
 namespace {
@@ -194,3 +196,5 @@ TEST_F(RandomNumber, IsSeededAgainAfterAFork) {
 }
 
 }  // namespace
+
+}  // namespace timer_test

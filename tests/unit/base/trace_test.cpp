@@ -10,6 +10,8 @@
 #include "base/string.h"
 #include "tests/support/library_test.h"
 
+namespace trace_test {
+
 using namespace support;
 
 namespace {
@@ -247,3 +249,5 @@ TEST_F(TraceMessage, IsWrittenWithTheSwitchOnToo) {
 }
 
 }  // namespace
+
+}  // namespace trace_test

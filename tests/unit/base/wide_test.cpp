@@ -6,6 +6,8 @@
 
 #include "tests/support/library_test.h"
 
+namespace wide_test {
+
 using namespace support;
 
 namespace {
@@ -113,3 +115,5 @@ TEST_F(Wide, EachFunctionTraces) {
 }
 
 }  // namespace
+
+}  // namespace wide_test

@@ -10,6 +10,8 @@
 #include "tests/support/image.h"
 #include "tests/support/stepping_memory.h"
 
+namespace event_bytes_test {
+
 using image::Bytes;
 using support::kOrders;
 using support::Order;
@@ -398,3 +400,5 @@ TEST(EventBytes, AmongTemplatesNoMixtureIsFoundWhereverWriterAndReaderStop) {
     }
   }
 }
+
+}  // namespace event_bytes_test

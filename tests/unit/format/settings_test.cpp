@@ -7,6 +7,8 @@
 
 #include <string>
 
+namespace settings_test {
+
 namespace {
 
 using layout::findSetting;
@@ -68,3 +70,5 @@ TEST(Settings, AnEmptyKeyGivesTheFirstWord) {
 }
 
 }  // namespace
+
+}  // namespace settings_test

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+namespace sizes_test {
+
 namespace {
 
 TEST(Sizes, ARecordIsItsFieldsAndTheUnitsOfItsStrings) {
@@ -48,3 +50,5 @@ TEST(Sizes, AHeaderTakesRoomOfAnArea) {
 }
 
 }  // namespace
+
+}  // namespace sizes_test

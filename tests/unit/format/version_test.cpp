@@ -11,6 +11,8 @@
 #include <regex>
 #include <string>
 
+namespace version_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -100,3 +102,5 @@ TEST_F(Commit, LeavesTheHeaderAloneWhileItIsTheSame) {
 }
 
 }  // namespace
+
+}  // namespace version_test

@@ -4,6 +4,8 @@
 
 #include "tests/support/library_test.h"
 
+namespace activation_test {
+
 using namespace support;
 
 namespace {
@@ -64,3 +66,5 @@ TEST_F(Activation, AnyOtherOverrideChangesNothing) {
 }
 
 }  // namespace
+
+}  // namespace activation_test

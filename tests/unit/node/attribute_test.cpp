@@ -4,6 +4,8 @@
 
 #include "tests/unit/node/node_test.h"
 
+namespace attribute_test {
+
 using namespace support;
 
 namespace {
@@ -99,3 +101,5 @@ TEST_F(Attribute, EveryOperationTraces) {
 }
 
 }  // namespace
+
+}  // namespace attribute_test

@@ -4,6 +4,8 @@
 
 #include "tests/unit/node/node_test.h"
 
+namespace attributes_list_test {
+
 using namespace support;
 
 namespace {
@@ -86,3 +88,5 @@ TEST_F(AttributesList, TracesWhatItFinds) {
 }
 
 }  // namespace
+
+}  // namespace attributes_list_test

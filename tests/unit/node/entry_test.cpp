@@ -6,6 +6,8 @@
 #include "node/node_context.h"
 #include "tests/unit/node/node_test.h"
 
+namespace entry_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -225,3 +227,5 @@ TEST_F(Entry, TheExportsForwardToTheContext) {
 }
 
 }  // namespace
+
+}  // namespace entry_test

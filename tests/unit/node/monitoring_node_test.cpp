@@ -9,6 +9,8 @@
 #include "tests/support/leftovers.h"
 #include "tests/unit/node/node_test.h"
 
+namespace monitoring_node_test {
+
 using namespace support;
 
 namespace {
@@ -718,3 +720,5 @@ TEST_F(MonitoringNode, TheSubFlowSetterTracesUnderTheLabelSettersName) {
 }
 
 }  // namespace
+
+}  // namespace monitoring_node_test

@@ -4,6 +4,8 @@
 #include "node/node_context.h"
 #include "tests/unit/node/node_test.h"
 
+namespace node_context_attributes_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -312,3 +314,5 @@ TEST_F(NodeAttributes, QueriesForNamesTrace) {
 }
 
 }  // namespace
+
+}  // namespace node_context_attributes_test

@@ -10,6 +10,8 @@
 #include "tests/support/leftovers.h"
 #include "tests/unit/node/node_test.h"
 
+namespace node_context_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -696,3 +698,5 @@ TEST_F(NodeContext, EveryOperationTraces) {
 }
 
 }  // namespace
+
+}  // namespace node_context_test

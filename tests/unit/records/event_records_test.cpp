@@ -6,6 +6,8 @@
 #include "records/event_information.h"
 #include "tests/support/library_test.h"
 
+namespace event_records_test {
+
 using namespace support;
 
 namespace {
@@ -191,3 +193,5 @@ TEST_F(EventRecords, TraceUnderTheirUnits) {
 }
 
 }  // namespace
+
+}  // namespace event_records_test

@@ -3,6 +3,8 @@
 #include "records/event_information.h"
 #include "tests/unit/records/records_test.h"
 
+namespace event_records_trace_test {
+
 using namespace support;
 
 namespace {
@@ -219,3 +221,5 @@ TEST_F(StoredEvents, ZEB_Trace) {
 }
 
 }  // namespace
+
+}  // namespace event_records_trace_test

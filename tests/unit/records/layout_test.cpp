@@ -4,6 +4,8 @@
 
 #include "tests/unit/records/records_test.h"
 
+namespace layout_test {
+
 using namespace support;
 
 namespace {
@@ -138,3 +140,5 @@ TEST(Layout, EachTypeHasItsFieldsInOrder) {
 }
 
 }  // namespace
+
+}  // namespace layout_test

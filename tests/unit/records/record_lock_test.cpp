@@ -6,6 +6,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/unit/records/records_test.h"
 
+namespace record_lock_test {
+
 using namespace support;
 
 namespace {
@@ -197,3 +199,5 @@ TEST_F(RecordLock, Traces) {
 }
 
 }  // namespace
+
+}  // namespace record_lock_test

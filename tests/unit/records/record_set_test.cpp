@@ -6,6 +6,8 @@
 #include "records/statistics_record.h"
 #include "tests/unit/records/records_test.h"
 
+namespace record_set_test {
+
 using namespace support;
 
 namespace {
@@ -225,3 +227,5 @@ TEST_F(BlankRecord, IsNullWithoutMemory) {
 }
 
 }  // namespace
+
+}  // namespace record_set_test

@@ -9,6 +9,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/support/library_test.h"
 
+namespace record_test {
+
 using namespace support;
 
 namespace {
@@ -265,3 +267,5 @@ TEST_F(Record, TracesEachOperation) {
 }
 
 }  // namespace
+
+}  // namespace record_test

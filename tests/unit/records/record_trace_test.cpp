@@ -2,6 +2,8 @@
 // What a record says of itself, and how it behaves once it failed.
 #include "tests/unit/records/records_test.h"
 
+namespace record_trace_test {
+
 using namespace support;
 
 namespace {
@@ -173,3 +175,5 @@ TEST_F(RecordBase, EveryOperationTraces) {
 }
 
 }  // namespace
+
+}  // namespace record_trace_test

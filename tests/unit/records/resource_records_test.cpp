@@ -7,6 +7,8 @@
 #include "records/node_record.h"
 #include "tests/support/library_test.h"
 
+namespace resource_records_test {
+
 using namespace support;
 
 namespace {
@@ -202,3 +204,5 @@ TEST_F(ResourceRecords, TraceUnderTheirUnits) {
 }
 
 }  // namespace
+
+}  // namespace resource_records_test

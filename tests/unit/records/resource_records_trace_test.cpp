@@ -6,6 +6,8 @@
 #include "records/node_record.h"
 #include "tests/unit/records/records_test.h"
 
+namespace resource_records_trace_test {
+
 using namespace support;
 
 namespace {
@@ -249,3 +251,5 @@ TEST_F(InformationRecords, TraceWhatIsTheirOwn) {
 }
 
 }  // namespace
+
+}  // namespace resource_records_trace_test

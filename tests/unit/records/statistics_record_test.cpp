@@ -7,6 +7,8 @@
 
 #include "tests/unit/records/records_test.h"
 
+namespace statistics_record_test {
+
 using namespace support;
 
 namespace {
@@ -313,3 +315,5 @@ TEST_F(StatisticsRecord, ACopyHasHeaderAndStatistics) {
 }
 
 }  // namespace
+
+}  // namespace statistics_record_test

@@ -5,6 +5,8 @@
 #include "records/statistics_record.h"
 #include "tests/unit/records/records_test.h"
 
+namespace statistics_text_test {
+
 using namespace support;
 
 namespace {
@@ -179,3 +181,5 @@ TEST_F(StatisticsText, TheRefusalIsTraced) {
 }
 
 }  // namespace
+
+}  // namespace statistics_text_test

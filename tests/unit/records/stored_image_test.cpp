@@ -5,6 +5,8 @@
 #include "records/node_record.h"
 #include "tests/unit/records/records_test.h"
 
+namespace stored_image_test {
+
 using namespace support;
 
 namespace {
@@ -101,3 +103,5 @@ TEST_F(StoredImage, HasNoRecordWhenItIsNull) {
 }
 
 }  // namespace
+
+}  // namespace stored_image_test

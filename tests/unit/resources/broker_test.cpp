@@ -10,6 +10,8 @@
 #include "tests/support/processes.h"
 #include "tests/unit/resources/broker_test.h"
 
+namespace broker_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -988,3 +990,5 @@ TEST_F(Broker, EveryOperationTraces) {
 }
 
 }  // namespace
+
+}  // namespace broker_test

@@ -6,6 +6,8 @@
 
 #include "tests/unit/resources/broker_test.h"
 
+namespace broker_tree_test {
+
 using namespace support;
 
 namespace {
@@ -381,3 +383,5 @@ TEST_F(FullArea, LeavesANodeWithoutStatisticsAndTheTreePartial) {
 }
 
 }  // namespace
+
+}  // namespace broker_tree_test

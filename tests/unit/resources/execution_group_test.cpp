@@ -4,6 +4,8 @@
 
 #include "tests/unit/resources/resource_test.h"
 
+namespace execution_group_test {
+
 using namespace support;
 
 namespace {
@@ -252,3 +254,5 @@ TEST_F(ExecutionGroup, EveryOperationTraces) {
 }
 
 }  // namespace
+
+}  // namespace execution_group_test

@@ -4,6 +4,8 @@
 
 #include "tests/unit/resources/resource_test.h"
 
+namespace message_flow_test {
+
 using namespace support;
 
 namespace {
@@ -324,3 +326,5 @@ TEST_F(MessageFlow, EveryOperationTraces) {
 }
 
 }  // namespace
+
+}  // namespace message_flow_test

@@ -4,6 +4,8 @@
 
 #include "tests/unit/resources/resource_test.h"
 
+namespace node_test {
+
 using namespace support;
 
 namespace {
@@ -292,3 +294,5 @@ TEST_F(Node, EveryOperationTraces) {
 }
 
 }  // namespace
+
+}  // namespace node_test

@@ -5,6 +5,8 @@
 #include "resources/execution_group.h"
 #include "tests/unit/resources/resource_test.h"
 
+namespace resource_set_test {
+
 using namespace support;
 
 namespace {
@@ -175,3 +177,5 @@ TEST_F(ResourceSet, Traces) {
 }
 
 }  // namespace
+
+}  // namespace resource_set_test

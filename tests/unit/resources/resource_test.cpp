@@ -7,6 +7,8 @@
 #include "records/broker_record.h"
 #include "tests/unit/resources/resource_test.h"
 
+namespace resource_test {
+
 using namespace support;
 
 namespace {
@@ -332,3 +334,5 @@ TEST_F(Resource, EveryOperationTraces) {
 }
 
 }  // namespace
+
+}  // namespace resource_test

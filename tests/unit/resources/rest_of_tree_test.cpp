@@ -5,6 +5,8 @@
 #include "tests/unit/resources/resource_test.h"
 #include "tests/unit/resources/stored_records.h"
 
+namespace rest_of_tree_test {
+
 using namespace support;
 
 namespace {
@@ -260,3 +262,5 @@ TEST_F(RestOfTree, CountsThoseThatWereKnownWhenTheObjectWasMade) {
 }
 
 }  // namespace
+
+}  // namespace rest_of_tree_test

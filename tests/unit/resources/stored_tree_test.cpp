@@ -4,6 +4,8 @@
 
 #include "tests/unit/resources/stored_records.h"
 
+namespace stored_tree_test {
+
 using namespace support;
 
 namespace {
@@ -203,3 +205,5 @@ TEST_F(StoredTree, AnAreaThatWasCutIsReadFromItsBeginning) {
 }
 
 }  // namespace
+
+}  // namespace stored_tree_test

@@ -11,6 +11,8 @@
 #include "tests/support/failing.h"
 #include "tests/support/library_test.h"
 
+namespace attach_table_test {
+
 using namespace support;
 
 namespace {
@@ -238,3 +240,5 @@ TEST_F(AttachTable, ATakenOverEntryIsNotALiveOne) {
 }
 
 }  // namespace
+
+}  // namespace attach_table_test

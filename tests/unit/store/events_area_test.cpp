@@ -13,6 +13,8 @@
 #include "tests/support/ipc_objects.h"
 #include "tests/unit/store/store_test.h"
 
+namespace events_area_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -762,3 +764,5 @@ TEST_F(EventsArea, DumpsNothingThatIsNotUsable) {
 }
 
 }  // namespace
+
+}  // namespace events_area_test

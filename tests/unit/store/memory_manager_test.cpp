@@ -6,6 +6,8 @@
 
 #include "tests/support/library_test.h"
 
+namespace memory_manager_test {
+
 using namespace support;
 
 namespace {
@@ -297,3 +299,5 @@ TEST_F(MemoryManager, TracesTheAnswerToWhetherThereIsSpace) {
 }
 
 }  // namespace
+
+}  // namespace memory_manager_test

@@ -18,6 +18,8 @@
 #include "tests/support/processes.h"
 #include "tests/unit/store/store_test.h"
 
+namespace posting_load_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -232,3 +234,5 @@ INSTANTIATE_TEST_SUITE_P(Each, PostingLoad,
                                          std::pair{32768, true}, std::pair{32768, false}));
 
 }  // namespace
+
+}  // namespace posting_load_test

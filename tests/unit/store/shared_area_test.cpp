@@ -20,6 +20,8 @@
 #include "tests/support/processes.h"
 #include "tests/unit/store/store_test.h"
 
+namespace shared_area_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -758,3 +760,5 @@ TEST_F(SharedArea, DumpsItselfWhileTracing) {
 }
 
 }  // namespace
+
+}  // namespace shared_area_test

@@ -19,6 +19,8 @@
 #include "tests/support/library_test.h"
 #include "tests/support/processes.h"
 
+namespace shared_memory_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -840,3 +842,5 @@ TEST_F(SharedMemory, TakesTheSegmentMutexFirst) {
 }
 
 }  // namespace
+
+}  // namespace shared_memory_test

@@ -8,6 +8,8 @@
 #include "tests/support/processes.h"
 #include "tests/unit/store/store_test.h"
 
+namespace statistics_area_test {
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -96,3 +98,5 @@ TEST_F(StatisticsArea, ProcessesSeeEachOthersRecords) {
 }
 
 }  // namespace
+
+}  // namespace statistics_area_test

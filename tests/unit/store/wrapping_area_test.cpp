@@ -16,6 +16,8 @@
 #include "tests/support/stepping_memory.h"
 #include "tests/unit/store/store_test.h"
 
+namespace wrapping_area_test {
+
 using namespace support;
 
 namespace {
@@ -550,3 +552,5 @@ TEST_F(WrappingArea, Traces) {
 }
 
 }  // namespace
+
+}  // namespace wrapping_area_test

@@ -5,6 +5,8 @@
 
 #include "text/utf8.h"
 
+namespace printable_test {
+
 TEST(Printable, NothingReachesTheTerminalThatCouldMoveItsCursor) {
   EXPECT_EQ("a%nb\\", text::printable("a%nb\\"));
   EXPECT_EQ("\\x1B[31m\\x0A\\x00", text::printable(std::string_view("\x1B[31m\n\0", 7)));
@@ -45,3 +47,5 @@ TEST(Shortened, EndsInAnEllipsisWithinTheWidth) {
   EXPECT_EQ("\\x1B…", text::shortened("\x1B[31m", 5));
   EXPECT_EQ(40U, text::columns(text::shortened(std::string(3000, 'x'), 40)));
 }
+
+}  // namespace printable_test

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+namespace utf8_test {
+
 namespace {
 
 void expectValid(std::string_view utf8, char32_t point) {
@@ -76,3 +78,5 @@ TEST(Utf8, WhatIsAppendedIsReadBack) {
   EXPECT_EQ("\uFFFD", encoded(0xDFFF));
   EXPECT_EQ("\uFFFD", encoded(0x110000));
 }
+
+}  // namespace utf8_test
