@@ -10,8 +10,8 @@
 namespace model {
 
 // processes: only those of the groups, and locks of areas that are held. all: also the surroundings
-// of the key files, for which each process of the machine is looked at, and whether hosts would load
-// the plug-in, which a child process tries.
+// of the key files, for which each process of the machine is looked at, and whether hosts would
+// load the plug-in, which a child process tries.
 enum class MachineFacts { leave, processes, read, all };
 
 // Reads what is asked for now, for the brokers of `snapshot`. Null when nothing is.
