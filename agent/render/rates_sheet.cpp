@@ -17,14 +17,14 @@ using model::FlowView;
 using model::SelfTime;
 using Place = Column::Place;
 
-Cell cellOf(std::optional<double> value) {
+Cell figureCell(std::optional<double> value) {
   return value ? Cell(*value) : Cell(Unreadable{});
 }
 
 // What is measured but not known is "?"; what nothing could be said of is "-".
 Cell rateOf(const FlowView& flow, const model::NodeGrowth& node, reader::Number growth) {
   if (node.change != Change::measured) return {};
-  return cellOf(model::perSecond(growth, flow.interval));
+  return figureCell(model::perSecond(growth, flow.interval));
 }
 
 Cell meanCell(const model::NodeGrowth& node, reader::Number sum) {
@@ -38,7 +38,7 @@ Cell queuedCell(const model::NodeGrowth& node) {
 
 Cell waitingCell(const FlowView& flow, const model::NodeGrowth& node) {
   if (!model::knowsQueued(node.node()) || node.change != Change::measured) return {};
-  return cellOf(model::waitingFor(node, flow.interval));
+  return figureCell(model::waitingFor(node, flow.interval));
 }
 
 Cell selfCell(const SelfTime& self) {
@@ -184,14 +184,15 @@ Row ratesRow(const model::BrokerView& broker, const FlowView& flow, std::size_t 
   const model::NodeGrowth& node = flow.growth.nodes[index];
   const model::NodeTime& time = flow.times[index];
   const model::SeenBroker& seen = broker.growth.broker();
-  return {flow.growth.group + " / " + flow.growth.flow,
-          {seen.label(), seen.uuid(), flow.growth.group, flow.growth.flow, node.node().label,
-           typeCell(node.node().type), rateOf(flow, node, node.growth.messages),
-           rateOf(flow, node, node.growth.bytes), meanCell(node, node.growth.bytes),
-           meanCell(node, node.growth.elapsedMs), queuedCell(node), selfCell(time.self),
-           shareCell(time.self), outerLabel(flow, index), lossCell(time.loss),
-           node.change == Change::measured ? cellOf(model::busyIn(node, flow.interval)) : Cell(),
-           waitingCell(flow, node), changeCell(node), node.node().deleted}};
+  return {
+      flow.growth.group + " / " + flow.growth.flow,
+      {seen.label(), seen.uuid(), flow.growth.group, flow.growth.flow, node.node().label,
+       typeCell(node.node().type), rateOf(flow, node, node.growth.messages),
+       rateOf(flow, node, node.growth.bytes), meanCell(node, node.growth.bytes),
+       meanCell(node, node.growth.elapsedMs), queuedCell(node), selfCell(time.self),
+       shareCell(time.self), outerLabel(flow, index), lossCell(time.loss),
+       node.change == Change::measured ? figureCell(model::busyIn(node, flow.interval)) : Cell(),
+       waitingCell(flow, node), changeCell(node), node.node().deleted}};
 }
 
 Sheet ratesSheet(const model::View& view, const model::Selection& selection, bool self) {

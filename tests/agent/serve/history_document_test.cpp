@@ -130,7 +130,9 @@ TEST_F(HistoryDocument, HasTheGapsOfThoseEventsAndOfTheWholeBroker) {
 TEST_F(HistoryDocument, TellsHowTheAreaOfNodesFilledUp) {
   EXPECT_TRUE(document("")["brokers"][0]["area"].is_null());
   history::Database(directory + "/history.db", history::Database::Mode::write)
-      .execute("INSERT INTO area_use VALUES (1, 499952, 4096, 1000), (1, 499999, 4096, 3000)");
+      .execute(
+          "INSERT INTO area_use VALUES (1, 499952, 4096, 1000), (1, 499999, 4096, 3000);"
+          "UPDATE span SET begin_ms = 499952 * 3600000");
   const auto area = document("")["brokers"][0]["area"];
   EXPECT_EQ(499952 * 3600, area["since"]);
   EXPECT_EQ(kBegin + 40, area["until"]);
