@@ -40,6 +40,13 @@ TEST(Load, IsSummedOverTheInputNodes) {
   EXPECT_DOUBLE_EQ(0.3, load.waiting.value_or(0));
 }
 
+TEST(Load, AnInputNodeThatWentIsNoneAnyMore) {
+  const GrownFlow flow({node(1, 100, 15000, 2000), node(1, 50, 5000, 1000)});
+  model::FlowGrowth growth = flow.growth();
+  growth.nodes[1].change = model::Change::went;
+  EXPECT_EQ(10.0, loadOf(growth, Seconds(10), {}).messages);
+}
+
 TEST(Load, QueuedTimeIsToldOnlyByInputNodesThatHaveSome) {
   const GrownFlow flow({node(1, 100, 15000, 0), node(3, 100, 14000, 77)});
   EXPECT_FALSE(model::knowsQueued(flow.growth().nodes[0].node()));

@@ -294,4 +294,10 @@ TEST(Cells, AMeanNeedsMessagesAndNumbersThatCanBeRead) {
   EXPECT_TRUE(std::holds_alternative<render::Missing>(render::momentOf(std::nullopt).value));
 }
 
+TEST(Sentences, AreAsWideAsTheTerminalWithinReason) {
+  EXPECT_EQ(80U, render::widthOf({}));
+  EXPECT_EQ(132U, render::widthOf({.width = 132}));
+  EXPECT_EQ(40U, render::widthOf({.width = 10}));
+}
+
 }  // namespace sheet_test
