@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ranges>
+#include <span>
 
 #include "agent/model/findings/kinds.h"
 #include "agent/model/group_state.h"
@@ -113,7 +113,7 @@ std::string listOf(const std::vector<std::int32_t>& processes, const char* last,
                    const Guarded& guarded, const Looks& looks) {
   constexpr std::size_t kMost = 5;
   std::vector<std::string> names;
-  for (const std::int32_t id : processes | std::views::take(kMost)) {
+  for (const std::int32_t id : std::span(processes).first(std::min(processes.size(), kMost))) {
     names.push_back(processText(id, guarded, looks));
   }
   if (processes.size() > kMost) {
