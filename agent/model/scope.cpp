@@ -15,9 +15,10 @@ Chosen choose(std::vector<std::string> keyFiles, const Scope& scope,
       return !isOwned(reader::readOwner(path), scope.owners);
     });
   }
-  const auto rest = std::ranges::stable_partition(chosen.keyFiles, isKnown);
+  const auto end = chosen.keyFiles.end();
+  const auto rest = std::stable_partition(chosen.keyFiles.begin(), end, isKnown);
   if (chosen.keyFiles.size() > scope.mostBrokers) {
-    std::ranges::stable_partition(rest, reader::hasSegment);
+    std::stable_partition(rest, end, reader::hasSegment);
     chosen.leftOut.tooMany = chosen.keyFiles.size() - scope.mostBrokers;
     chosen.keyFiles.resize(scope.mostBrokers);
   }
