@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "agent/model/findings/kinds.h"
 #include "agent/model/selection.h"
 
 namespace model {
@@ -32,7 +33,7 @@ auto orderOf(const LockView& view) {
 }  // namespace
 
 bool LockView::held() const {
-  return lock.semaphore.presence == Presence::there && lock.semaphore.value == 0;
+  return findings::isHeld(lock.semaphore);
 }
 
 bool LockView::noteworthy() const {

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "agent/model/elsewhere.h"
+#include "agent/model/findings/kinds.h"
 #include "agent/model/group_state.h"
 #include "agent/model/guarded.h"
 #include "format/names.h"
@@ -52,7 +53,7 @@ void lookAtLocksOfAreas(Machine& machine, const Snapshot& snapshot) {
          {layout::kStatisticsSuffix, layout::kEventTemplatesSuffix, layout::kEventDataSuffix}) {
       reader::Lock lock = reader::readLock(snapshot.directory + broker->segment.uuid + suffix +
                                            layout::kLockSuffix);
-      if (lock.semaphore.presence != reader::Presence::there || lock.semaphore.value != 0) continue;
+      if (!findings::isHeld(lock.semaphore)) continue;
       look(machine, lock.semaphore.lastProcess);
       machine.locks.locks.push_back(std::move(lock));
       held = true;
@@ -65,8 +66,8 @@ void lookAtLocksOfAreas(Machine& machine, const Snapshot& snapshot) {
 // Somebody else waits for it, and has for a while. Of a lock that is busy that means nothing.
 bool keepsOthers(const reader::Semaphore& semaphore, const reader::Clocks& now) {
   constexpr std::chrono::seconds kBusy(1);
-  return semaphore.presence == reader::Presence::there && semaphore.value == 0 &&
-         semaphore.waiting > 0 && now.wall >= std::chrono::seconds(semaphore.lastUsed()) + kBusy;
+  return findings::isHeld(semaphore) && semaphore.waiting > 0 &&
+         now.wall >= std::chrono::seconds(semaphore.lastUsed()) + kBusy;
 }
 
 void lookAtWaits(Machine& machine) {

@@ -25,7 +25,7 @@ Look ofBroker(const model::Snapshot& snapshot, const Request& request) {
       distinct(model::selectBrokers(snapshot, request.selection)));
 }
 
-// Whoever tells which node is inside which wants to see self times.
+// --chain and --flows ask for self times too: these need to know which node is inside which.
 bool wantsSelf(const RatesRequest& rates) {
   return rates.self || rates.chain || !rates.flows.empty();
 }

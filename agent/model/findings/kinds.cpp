@@ -60,6 +60,15 @@ Finding of(const std::shared_ptr<const SeenBroker>& broker, const char* id, std:
   return finding;
 }
 
+std::string groupOf(std::int32_t process, const SeenBroker& broker) {
+  if (broker.tree) {
+    for (const auto& group : broker.tree->executionGroups) {
+      if (group.processId == process) return group.label;
+    }
+  }
+  return {};
+}
+
 bool isHeld(const reader::Semaphore& semaphore) {
   return semaphore.presence == Presence::there && semaphore.value == 0;
 }

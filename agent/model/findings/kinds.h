@@ -65,6 +65,9 @@ Finding of(const std::shared_ptr<const SeenBroker>& broker, const char* id, std:
 // Somebody has it, or is just making it.
 bool isHeld(const reader::Semaphore& semaphore);
 
+// The label of the broker's group with that process; empty when none has it.
+std::string groupOf(std::int32_t process, const SeenBroker& broker);
+
 // There is a semaphore or a queue behind the key file.
 bool hasObjects(const reader::Lock& lock);
 

@@ -98,11 +98,8 @@ std::string holderOf(const reader::Lock& lock, const Verdict& verdict, const Loo
 
 // "9087 of group orders", else "9087 (zebhost)".
 std::string processText(std::int32_t id, const Guarded& guarded, const Looks& looks) {
-  if (guarded.broker && guarded.broker->tree) {
-    for (const auto& group : guarded.broker->tree->executionGroups) {
-      if (group.processId == id) return fmt::format("{} of group {}", id, group.label);
-    }
-  }
+  const std::string group = guarded.broker ? groupOf(id, *guarded.broker) : "";
+  if (!group.empty()) return fmt::format("{} of group {}", id, group);
   const reader::Process* const process = looks.machine.find(id);
   return process != nullptr && process->command ? fmt::format("{} ({})", id, *process->command)
                                                 : std::to_string(id);

@@ -53,15 +53,6 @@ std::optional<double> loadOf(const reader::Process& process, const Looks& looks)
   return ticks / static_cast<double>(clocks.ticksPerSecond) / between.count();
 }
 
-std::string groupOf(std::int32_t process, const SeenBroker& broker) {
-  if (broker.tree) {
-    for (const auto& group : broker.tree->executionGroups) {
-      if (group.processId == process) return group.label;
-    }
-  }
-  return {};
-}
-
 void addTooLarge(const Broker& broker, const Looks& looks, Findings& findings) {
   constexpr double kSpins = 0.1;
   const SeenBroker* const before = looks.before(*broker);
