@@ -58,8 +58,9 @@ FollowLook Follower::look() {
 FollowLook Follower::lookAtEvents() {
   begin();
   FollowLook look{.wall = std::chrono::system_clock::now(), .news = {}, .whole = nullptr};
+  std::uint64_t left = options_.scope.mostTotal;
   for (auto& [keyFile, followed] : followed_) {
-    if (followed.broker) lookAtEvents(followed, look);
+    if (followed.broker) lookAtEvents(followed, left, look);
   }
   return look;
 }
@@ -112,12 +113,14 @@ News Follower::lookAt(Followed& followed, std::int64_t wall, std::uint64_t& left
   reader::CopyBounds bounds{.mostBytes = std::min(options_.scope.mostBytes, left), .events = false};
   const SeenBroker before = decoded(reader::readSegment(followed.keyFile, bounds), wall);
   const auto mark = isComplete() ? std::nullopt : followed.log.mark();
-  const auto tail = mark ? reader::readTail(followed.keyFile, *mark) : std::nullopt;
+  const auto tail =
+      mark ? reader::readTail(followed.keyFile, *mark, bounds.mostBytes) : std::nullopt;
   bounds.events = !tail;
   SeenBroker after = decoded(reader::readSegment(followed.keyFile, bounds), wall);
   News news;
   reader::EventLog::Batch batch;
   if (tail) {
+    left -= std::min(left, tail->bytes());
     batch = followed.log.read(*tail, after.damage);
   } else if (after.segment.size > 0) {
     batch = followed.log.read(after.segment, after.damage);
@@ -157,18 +160,19 @@ void Follower::keep(Followed& followed, const reader::EventLog::Batch& batch) co
   kept.events.erase(kept.events.begin(), kept.events.begin() + static_cast<std::ptrdiff_t>(over));
 }
 
-void Follower::lookAtEvents(Followed& followed, FollowLook& look) {
+void Follower::lookAtEvents(Followed& followed, std::uint64_t& left, FollowLook& look) {
   const auto mark = followed.log.mark();
   if (followed.waits || (!mark && followed.broker->segment.size > 0)) return;
   const std::int64_t wall = secondsOf(look.wall);
-  const auto tail = mark ? reader::readTail(followed.keyFile, *mark) : std::nullopt;
+  const std::uint64_t most = std::min(options_.scope.mostBytes, left);
+  const auto tail = mark ? reader::readTail(followed.keyFile, *mark, most) : std::nullopt;
   if (!tail) {
-    std::uint64_t left = options_.scope.mostTotal;
     News news = lookAt(followed, wall, left, false);
     followed.waits = news.broker->segment.size > 0 && news.events.empty();
     if (!news.gaps.empty() || !news.events.empty()) look.news.push_back(std::move(news));
     return;
   }
+  left -= std::min(left, tail->bytes());
   reader::DamageList damage;
   reader::EventLog::Batch batch = followed.log.read(*tail, damage);
   makeNearest(batch, wall);

@@ -100,7 +100,7 @@ class Follower {
   News lookAt(Followed& followed, std::int64_t wall, std::uint64_t& left, bool whole);
   void keep(Followed& followed, const reader::EventLog::Batch& batch) const;
   void forgetAllBut(const std::vector<std::string>& keyFiles);
-  void lookAtEvents(Followed& followed, FollowLook& look);
+  void lookAtEvents(Followed& followed, std::uint64_t& left, FollowLook& look);
   void measure(Followed& followed, std::uint64_t events);
 
   std::string directory_;

@@ -30,7 +30,8 @@ void mapBehind(Bytes area, std::uint32_t from, std::uint32_t to) {
 
 }  // namespace
 
-std::optional<EventTail> copyTail(Bytes shared, std::uint64_t size, const RingMark& mark) {
+std::optional<EventTail> copyTail(Bytes shared, std::uint64_t size, const RingMark& mark,
+                                  std::uint64_t mostBytes) {
   SegmentCopy facts;
   const std::vector<Place> places = findBlocks(facts, shared, size);
   if (!facts.initialised) return std::nullopt;
@@ -38,15 +39,20 @@ std::optional<EventTail> copyTail(Bytes shared, std::uint64_t size, const RingMa
   if (data == nullptr) return mark.newest ? std::nullopt : std::optional<EventTail>(EventTail());
   const Bytes ring = shared.subspan(data->offset, data->size);
   const std::uint32_t next = headerOf(ring).next();
+  if (bytesBehind(mark, next, ringEnd(ring.size())) > mostBytes) return std::nullopt;
   mapBehind(ring, mark.next(), next < mark.next() ? ringEnd(ring.size()) : next);
   if (next < mark.next()) mapBehind(ring, layout::block::bytes, next);
   event_bytes::PlainMemory memory;
-  auto tail = copyTail(memory, ring, mark, [ring] { return headerOf(ring); });
+  auto tail = copyTail(
+      memory, ring, mark, [ring] { return headerOf(ring); }, mostBytes);
   const Place* const templates = find(places, kEventTemplates);
   if (!tail || templates == nullptr) return tail;
   const Bytes area = shared.subspan(templates->offset, templates->size);
-  if (markOf(headerOf(area)) != mark.templates)
-    tail->templates = copyBlock(*templates, shared, facts.damage);
+  if (markOf(headerOf(area)) == mark.templates) return tail;
+  Place wanted = *templates;
+  wanted.most = std::max<std::uint64_t>(mostBytes - tail->records.size(), layout::block::bytes);
+  tail->templates = copyBlock(wanted, shared, facts.damage);
+  if (tail->templates->uncopied() > 0) return std::nullopt;
   return tail;
 }
 

@@ -51,6 +51,8 @@ struct EventTail {
   std::vector<std::uint8_t> records;  // whole ones, layout::evdr::bytes each, the oldest first
   std::uint32_t newestAt = 0;         // where the last of the records is
   std::optional<Area> templates;      // when the template area is not as it was
+
+  std::uint64_t bytes() const { return records.size() + (templates ? templates->bytes.size() : 0); }
 };
 
 // The end of the last slot of an events data area of so many bytes, its header included.
@@ -65,11 +67,20 @@ constexpr bool isSlot(std::uint32_t offset) {
          (offset - layout::block::bytes) % layout::evdr::bytes == 0;
 }
 
+// How many bytes were written behind `mark`, once around the ring at most, when the next event goes
+// to `next` and the slots end at `end`.
+inline std::uint64_t bytesBehind(const RingMark& mark, std::uint64_t next, std::uint64_t end) {
+  const std::uint64_t turned = next < mark.next() ? end - layout::block::bytes : 0;
+  return turned + next - mark.next();
+}
+
 // Copies what is behind `mark` in the data area that `shared` is. Nothing when the area is not as
-// the mark knows it, or holds anything but events there. `header` reads the area's header.
+// the mark knows it, holds anything but events there, or more than `mostBytes` of them. `header`
+// reads the area's header.
 template <class Memory, class ReadHeader>
 std::optional<EventTail> copyTail(Memory& memory, std::span<const std::uint8_t> shared,
-                                  const RingMark& mark, const ReadHeader& header) {
+                                  const RingMark& mark, const ReadHeader& header,
+                                  std::uint64_t mostBytes = CopyBounds::kMostBytes) {
   constexpr std::uint32_t begin = layout::block::bytes;
   const std::uint32_t end = ringEnd(shared.size());
   const BlockHeader before = header();
@@ -77,6 +88,7 @@ std::optional<EventTail> copyTail(Memory& memory, std::span<const std::uint8_t> 
   const auto within = [end](std::uint32_t offset) { return isSlot(offset) && offset <= end; };
   if (!within(before.next()) || !within(mark.next())) return std::nullopt;
   if (wrapped && before.last() != end) return std::nullopt;
+  if (bytesBehind(mark, before.next(), end) > mostBytes) return std::nullopt;
   EventTail tail;
   const auto copy = [&](std::uint32_t from, std::uint32_t to) {
     if (from == to) return;
@@ -107,9 +119,11 @@ std::optional<EventTail> copyTail(Memory& memory, std::span<const std::uint8_t> 
 }
 
 // The same for the data area of the segment that is mapped at `shared` and has `size` bytes, and
-// the template area behind it. The segment may hold anything.
+// the template area behind it; both together are `mostBytes` at most. The segment may hold
+// anything.
 std::optional<EventTail> copyTail(std::span<const std::uint8_t> shared, std::uint64_t size,
-                                  const RingMark& mark);
+                                  const RingMark& mark,
+                                  std::uint64_t mostBytes = CopyBounds::kMostBytes);
 
 }  // namespace reader
 

@@ -166,7 +166,8 @@ Segment readSegment(const std::string& keyFile, const CopyBounds& bounds) {
   return segment;
 }
 
-std::optional<EventTail> readTail(const std::string& keyFile, const RingMark& mark) {
+std::optional<EventTail> readTail(const std::string& keyFile, const RingMark& mark,
+                                  std::uint64_t mostBytes) {
   Segment segment;
   segment.keyFile = keyFile;
   if (!findSegment(segment) || segment.id != mark.segmentId) return std::nullopt;
@@ -174,7 +175,8 @@ std::optional<EventTail> readTail(const std::string& keyFile, const RingMark& ma
   shmid_ds facts;
   if (!attachment.attached() || shmctl(segment.id, IPC_STAT, &facts) != 0) return std::nullopt;
   try {
-    return copyTail({attachment.bytes(), mappedBytes(facts.shm_segsz)}, facts.shm_segsz, mark);
+    return copyTail({attachment.bytes(), mappedBytes(facts.shm_segsz)}, facts.shm_segsz, mark,
+                    mostBytes);
   } catch (const std::bad_alloc&) {
     return std::nullopt;
   }

@@ -69,8 +69,10 @@ std::string keyFileOf(const std::string& directory, const std::string& uuid);
 Segment readSegment(const std::string& keyFile, const CopyBounds& bounds = {});
 
 // The same of what was posted behind `mark`, with as little work as that takes. Nothing when it is
-// another segment now, or can't be read, or the events are gone: then readSegment tells more.
-std::optional<EventTail> readTail(const std::string& keyFile, const RingMark& mark);
+// another segment now, or can't be read, or the events are gone, or they and new templates are more
+// than `mostBytes`: then readSegment tells more.
+std::optional<EventTail> readTail(const std::string& keyFile, const RingMark& mark,
+                                  std::uint64_t mostBytes);
 
 }  // namespace reader
 

@@ -199,6 +199,25 @@ TEST(EventTail, LeavesTheTemplatesWhileNoneIsNew) {
   EXPECT_TRUE(copyTail(ring.bytes, ring.bytes.size(), *log.mark())->templates);
 }
 
+TEST(EventTail, IsNothingWhereItIsMoreThanMayBeCopied) {
+  const auto copies = [](std::uint32_t before, std::uint32_t fresh, std::uint64_t mostBytes) {
+    Ring ring;
+    ring.post(before);
+    EventLog log;
+    reader::DamageList damage;
+    log.read(ring.segment(), damage);
+    ring.post(fresh);
+    return copyTail(ring.bytes, ring.bytes.size(), *log.mark(), mostBytes).has_value();
+  };
+  EXPECT_TRUE(copies(6, 2, 2 * 144));
+  EXPECT_FALSE(copies(6, 2, 2 * 144 - 1));
+  EXPECT_TRUE(copies(kSlots - 2, 4, 4 * 144)) << "around the end of the ring";
+  EXPECT_FALSE(copies(kSlots - 2, 4, 4 * 144 - 1));
+  const std::uint64_t templates = 32 + templateOf(0).size() + templateOf(1).size();
+  EXPECT_TRUE(copies(4, 2, 2 * 144 + templates));
+  EXPECT_FALSE(copies(4, 2, 2 * 144 + templates - 1));
+}
+
 // At any step of the copy so many events are posted at once: what comes back is what stood behind
 // the mark, whole and in order, or nothing.
 TEST(EventTail, AReaderStoppedAtAnyStepReturnsWholeEventsOrNothing) {

@@ -263,6 +263,33 @@ TEST(Follower, LooksAtNoMoreMemoryThanItIsAllowedTo) {
   EXPECT_EQ(std::pair(true, true), cutWith(100));
 }
 
+TEST(Follower, AQuickLookCopiesNoMoreThanOneAtAll) {
+  constexpr std::uint32_t kManySlots = 2000;
+  constexpr std::uint64_t kMost = 3 << 16;
+  LiveSegment live("1-2-3", image::ordersAfter(2, kManySlots));
+  model::Follower follower("/tmp", hours(1), {.scope = {.mostBytes = kMost}});
+  EXPECT_EQ(2U, eventsIn(follower.look()));
+  live.write(image::ordersAfter(1500, kManySlots));
+  const std::size_t cut = eventsIn(follower.look());
+  EXPECT_GT(cut, 0U);
+  EXPECT_LT(cut, kMost / 144);
+  EXPECT_EQ(1498U, cut + eventsIn(follower.look())) << "the next look brings the rest";
+}
+
+TEST(Follower, QuickLooksAtAllBrokersTogetherCopyNoMoreThanOneAtAll) {
+  constexpr std::uint32_t kManySlots = 2000;
+  constexpr std::uint64_t kMost = 4 << 16;
+  LiveSegment first("1-2-3", image::ordersAfter(2, kManySlots));
+  LiveSegment second("4-5-6", image::ordersAfter(2, kManySlots));
+  model::Follower follower("/tmp", hours(1), {.scope = {.mostTotal = kMost}});
+  EXPECT_EQ(4U, eventsIn(follower.look()));
+  first.write(image::ordersAfter(1400, kManySlots));
+  second.write(image::ordersAfter(1400, kManySlots));
+  const std::size_t cut = eventsIn(follower.look());
+  EXPECT_GE(cut, 1398U);
+  EXPECT_LT(cut, kMost / 144);
+}
+
 TEST(Follower, BrokersThatAreKnownStayAmongThoseThatAreLookedAt) {
   model::Follower follower("/tmp", hours(1), {.scope = {.mostBrokers = 1}});
   const auto seen = [&follower] {

@@ -175,17 +175,18 @@ Block ordersBlock() {
   return block.add(statistics(kStatistics, kNode));
 }
 
-Bytes ordersAfter(std::uint32_t count) {
+Bytes ordersAfter(std::uint32_t count, std::uint32_t slots) {
   Block templates{.eyecatcher = "zebcetar", .contents = {}};
   templates.add(eventTemplate(kOrdersTemplate, u"orders", u"Fulfil", u"Reserve", 1, u"seen"));
   Block data{.eyecatcher = "zebcedar", .contents = {}};
-  data.contents.resize(144 * std::min(count, kOrdersSlots));
+  data.size = std::max(data.size, 32 + 144 * slots);
+  data.contents.resize(144 * std::min(count, slots));
   for (std::uint32_t n = 0; n < count; ++n) {
     const Bytes record = event({8, 1000, n + 1, n + 1}, kOrdersTemplate, kOrdersTime + n + 1);
-    std::copy(record.begin(), record.end(), data.contents.begin() + 144 * (n % kOrdersSlots));
+    std::copy(record.begin(), record.end(), data.contents.begin() + 144 * (n % slots));
   }
-  const bool atEnd = count > 0 && count % kOrdersSlots == 0;
-  data.next = 32 + 144 * (atEnd ? kOrdersSlots : count % kOrdersSlots);
+  const bool atEnd = count > 0 && count % slots == 0;
+  data.next = 32 + 144 * (atEnd ? slots : count % slots);
   return segment({ordersBlock(), templates, data});
 }
 

@@ -80,12 +80,12 @@ inline constexpr Id kNode{5, 1000, 4, 14};
 inline constexpr Id kStatistics{6, 1000, 5, 15};
 Block ordersBlock();
 
-// The orders broker after `count` message events of Reserve, "seen", in a ring of kOrdersSlots. The
+// The orders broker after `count` message events of Reserve, "seen", in a ring of `slots`. The
 // first was posted at kOrdersTime + 1, each later one a second after that before it.
 inline constexpr std::uint32_t kOrdersSlots = 28;
 inline constexpr std::uint32_t kOrdersTime = 0xEA60'0000;
 inline constexpr Id kOrdersTemplate{7, 500, 1, 1};
-Bytes ordersAfter(std::uint32_t count);
+Bytes ordersAfter(std::uint32_t count, std::uint32_t slots = kOrdersSlots);
 
 }  // namespace image
 
