@@ -65,8 +65,9 @@ void addWhatWasSeen(const Seen& seen, std::vector<std::string>& degraded) {
 
 }  // namespace
 
-Clock::duration paceOf(Clock::duration interval, Clock::duration turn) {
-  return std::max(interval, turn * kShareOfATurn);
+Clock::duration Pace::after(Clock::duration turn) {
+  const Clock::duration usual = std::min(turn, std::exchange(before_, turn));
+  return std::max(interval_, usual * kShareOfATurn);
 }
 
 Health healthOf(const Progress& progress, const Seen* seen, Clock::time_point now) {
@@ -119,6 +120,7 @@ void Watcher::setFailure(const std::string& why) {
 void Watcher::run() {
   std::unique_lock held(guard_);
   auto due = Clock::now();
+  Pace pace(settings_.interval);
   while (!stop_) {
     const auto begin = Clock::now();
     const bool all = begin >= due;
@@ -133,7 +135,7 @@ void Watcher::run() {
     held.lock();
     progress_.alive = Clock::now();
     if (all) {
-      progress_.pace = paceOf(settings_.interval, progress_.alive - begin);
+      progress_.pace = pace.after(progress_.alive - begin);
       due = begin + progress_.pace;
       turned_ = true;
       changed_.notify_all();
@@ -146,7 +148,7 @@ void Watcher::run() {
 Clock::time_point Watcher::next(Clock::time_point due, Clock::time_point begin) const {
   if (!eyes_.events || looks_.empty()) return due;
   const auto pause = std::max<Clock::duration>(eyes_.pause(), kShortestGlance);
-  return std::min(due, begin + paceOf(pause, Clock::now() - begin));
+  return std::min(due, begin + std::max(pause, (Clock::now() - begin) * kShareOfATurn));
 }
 
 void Watcher::glance() {

@@ -20,8 +20,19 @@ namespace serve {
 
 using Clock = std::chrono::steady_clock;
 
-// How often there is a look: each interval, but none takes more than a tenth of the time.
-Clock::duration paceOf(Clock::duration interval, Clock::duration turn);
+// How often there is a look: each interval, but looks take no more than a tenth of the time. One
+// that took long alone doesn't count: the machine, or this process, may have stood still.
+class Pace {
+ public:
+  explicit Pace(Clock::duration interval) : interval_(interval) {}
+
+  // After one more look, which took so long: the time from its begin to that of the next one.
+  Clock::duration after(Clock::duration turn);
+
+ private:
+  Clock::duration interval_;
+  Clock::duration before_{0};  // what the look before took
+};
 
 // The shortest time between two looks at the events.
 inline constexpr std::chrono::milliseconds kShortestGlance{20};

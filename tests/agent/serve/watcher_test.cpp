@@ -107,9 +107,24 @@ class Turns {
 }  // namespace
 
 TEST(Pace, IsTheIntervalUnlessLooksTakeATenthOfIt) {
-  EXPECT_EQ(Clock::duration(seconds(2)), serve::paceOf(seconds(2), milliseconds(0)));
-  EXPECT_EQ(Clock::duration(seconds(2)), serve::paceOf(seconds(2), milliseconds(200)));
-  EXPECT_EQ(Clock::duration(milliseconds(2010)), serve::paceOf(seconds(2), milliseconds(201)));
+  const auto ofLooksThatTake = [](milliseconds turn) {
+    serve::Pace pace(seconds(2));
+    pace.after(turn);
+    return pace.after(turn);
+  };
+  EXPECT_EQ(Clock::duration(seconds(2)), ofLooksThatTake(milliseconds(0)));
+  EXPECT_EQ(Clock::duration(seconds(2)), ofLooksThatTake(milliseconds(200)));
+  EXPECT_EQ(Clock::duration(milliseconds(2010)), ofLooksThatTake(milliseconds(201)));
+}
+
+TEST(Pace, IsNotThatOfOneLookDuringWhichTheMachineStoodStill) {
+  serve::Pace pace(seconds(2));
+  EXPECT_EQ(Clock::duration(seconds(2)), pace.after(seconds(600))) << "the first look";
+  EXPECT_EQ(Clock::duration(seconds(2)), pace.after(milliseconds(1)));
+  EXPECT_EQ(Clock::duration(seconds(2)), pace.after(seconds(600)));
+  EXPECT_EQ(Clock::duration(seconds(2)), pace.after(milliseconds(1)));
+  pace.after(seconds(600));
+  EXPECT_EQ(Clock::duration(seconds(10)), pace.after(seconds(1))) << "two in a row";
 }
 
 TEST(Health, IsWellWhileLooksAreYoung) {
