@@ -30,11 +30,20 @@ std::size_t locksOf(const Snapshot& selected) {
       [&guards](const reader::Lock& lock) { return guards.of(lock.name).broker != nullptr; }));
 }
 
+// Whether `kind` is one of `kinds`, which may be its beginning up to a dot.
+bool isOf(const std::string& kinds, const std::string& kind) {
+  return kind == kinds || kind.starts_with(kinds + ".");
+}
+
 }  // namespace
 
 bool Finding::is(const std::string& wanted) const {
-  return wanted == key() || wanted == id ||
-         (id.size() > wanted.size() && id.starts_with(wanted) && id[wanted.size()] == '.');
+  return wanted == key() || isOf(wanted, id);
+}
+
+bool Unchecked::mayHide(const std::string& wanted) const {
+  const std::string kinds = wanted.substr(0, wanted.find(':'));
+  return kind.empty() || isOf(kinds, kind) || isOf(kind, kinds);
 }
 
 const std::vector<std::string>& findingKinds() {
@@ -55,10 +64,10 @@ const std::vector<std::string>& findingKinds() {
 Findings findingsOf(const Snapshot* before, const Snapshot& now) {
   Findings findings;
   if (!now.machine) {
-    findings.leaveUnchecked("lock",
-                            "locks, processes and limits: the look has none of their facts");
-    for (const char* const kind : {"process", "segment", "leftover", "keyfile", "directory", "view",
-                                   "login", "settings", "limits", "install"}) {
+    findings.notChecked.push_back(
+        {"", "locks, processes and limits: the look has none of their facts"});
+    for (const char* const kind : {"lock", "process", "segment", "leftover", "keyfile", "directory",
+                                   "view", "login", "settings", "limits", "install"}) {
       ++findings.unchecked[kind];
     }
   } else {
@@ -98,6 +107,18 @@ bool needsSecondLook(const Snapshot& snapshot) {
            return findings::isHeld(lock.semaphore) ||
                   (findings::hasObjects(lock) && findings::mayBeLeftOver(lock, looks));
          });
+}
+
+Findings keepOnly(Findings findings, const std::vector<std::string>& wanted) {
+  if (wanted.empty()) return findings;
+  const auto isAsked = [&wanted](const auto& asks) { return std::ranges::any_of(wanted, asks); };
+  std::erase_if(findings.found, [&](const Finding& finding) {
+    return !isAsked([&finding](const std::string& one) { return finding.is(one); });
+  });
+  std::erase_if(findings.notChecked, [&](const Unchecked& unchecked) {
+    return !isAsked([&unchecked](const std::string& one) { return unchecked.mayHide(one); });
+  });
+  return findings;
 }
 
 Findings select(Findings findings, const Snapshot& selected, const Selection& selection) {

@@ -51,19 +51,25 @@ struct Finding : Part {
   bool is(const std::string& wanted) const;
 };
 
+// What could not be looked at.
+struct Unchecked {
+  std::string kind;  // of findings, or how such kinds begin up to a dot: "lock"; empty: of all
+  std::string why;   // a sentence, without its last full stop
+
+  // Whether it may hide a finding that is(wanted).
+  bool mayHide(const std::string& wanted) const;
+};
+
 struct Findings {
   std::vector<Finding> found;  // worst first, then by kind and object
+  std::vector<Unchecked> notChecked;
 
-  // What could not be looked at and why, a sentence each.
-  std::vector<std::string> notChecked;
-
-  // The kinds of findings that these sentences are about, or how such kinds begin up to a dot:
-  // "lock". How many there are of each.
+  // How often each kind, as Unchecked has it, was not looked at. Some have no sentence.
   std::map<std::string, std::size_t> unchecked = {};
 
   void leaveUnchecked(const std::string& kind, std::string why) {
     ++unchecked[kind];
-    notChecked.push_back(std::move(why));
+    notChecked.push_back({kind, std::move(why)});
   }
 
   std::size_t locks = 0;  // that were looked at
@@ -81,6 +87,9 @@ Findings keptLocksOf(const Snapshot* before, const Snapshot& now);
 
 // Whether a second look may tell more than this one does.
 bool needsSecondLook(const Snapshot& snapshot);
+
+// Those of these keys or kinds, as Finding::is takes them; all when none is named.
+Findings keepOnly(Findings findings, const std::vector<std::string>& wanted);
 
 // Those of the selected places. When the selection names none, those of the machine too, except
 // what is of another user than the selected ones.

@@ -83,15 +83,15 @@ std::string blocks(const Findings& findings, const TableStyle& style, const std:
 
 std::string notChecked(const Findings& findings, std::size_t width) {
   constexpr std::size_t kMostSentences = 20;
-  const auto& sentences = findings.notChecked;
+  const auto& all = findings.notChecked;
   std::string text;
-  for (const std::string& sentence : sentences | std::views::take(kMostSentences)) {
-    text += behindLabel("Not checked: ", sentence + ".", width);
+  for (const model::Unchecked& one : all | std::views::take(kMostSentences)) {
+    text += behindLabel("Not checked: ", one.why + ".", width);
   }
-  if (sentences.size() <= kMostSentences) return text;
+  if (all.size() <= kMostSentences) return text;
   return text + behindLabel("Not checked: ",
                             fmt::format("{} more; --format json has all of them.",
-                                        sentences.size() - kMostSentences),
+                                        all.size() - kMostSentences),
                             width);
 }
 
@@ -193,7 +193,8 @@ Json findingsDocument(const Findings& findings, const model::Snapshot& selected)
               {"command", finding.command.empty() ? Json(nullptr) : Json(finding.command)}};
     addStops(object, finding);
   }
-  document["notChecked"] = findings.notChecked;
+  Json& unchecked = document["notChecked"] = Json::array();
+  for (const model::Unchecked& one : findings.notChecked) unchecked.push_back(one.why);
   document["plugIns"] = plugInsDocument(selected);
   return document;
 }

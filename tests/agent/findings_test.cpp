@@ -326,7 +326,7 @@ TEST(Findings, OneLookTellsAStuckLockThatIsNotNew) {
   EXPECT_EQ(nullptr, find(findings, "lock"));
   ASSERT_EQ(1U, findings.notChecked.size());
   EXPECT_EQ("1 held lock: one look can't tell a stuck lock from one in use",
-            findings.notChecked[0]);
+            findings.notChecked[0].why);
 }
 
 TEST(Findings, ALockThatWasUsedBetweenTheLooksIsInUse) {
@@ -388,7 +388,8 @@ TEST(Findings, AGroupWhoseProcessRunsInAnotherPidNamespaceIsNotCalledDead) {
     const Findings findings = made.found();
     EXPECT_EQ("", idsOf(findings));
     ASSERT_FALSE(findings.notChecked.empty());
-    EXPECT_EQ("1 process in another PID namespace: run this in theirs", findings.notChecked.back());
+    EXPECT_EQ("1 process in another PID namespace: run this in theirs",
+              findings.notChecked.back().why);
     made.machine.locks.locks.back().queue.lastSender = kHolder;
     EXPECT_TRUE(idsOf(made.found()).ends_with("process.dead "));
   }
@@ -610,7 +611,8 @@ TEST(Findings, CleanersAreSaidWithTheLineToWrite) {
   EXPECT_EQ("! -name '*.zebcshme' ! -name '*.zebmutx'",
             find(findings, "directory.cleaned:/etc/crontab")->command);
   ASSERT_EQ(1U, findings.notChecked.size());
-  EXPECT_EQ("cleaners in /var/spool/cron/crontabs: run sudo zebmon doctor", findings.notChecked[0]);
+  EXPECT_EQ("cleaners in /var/spool/cron/crontabs: run sudo zebmon doctor",
+            findings.notChecked[0].why);
 }
 
 TEST(Findings, ServicesThatSeeOtherThingsAreSaidWithTheirDropIn) {
@@ -629,8 +631,9 @@ TEST(Findings, ServicesThatSeeOtherThingsAreSaidWithTheirDropIn) {
       findings.found[0].command);
   EXPECT_EQ("nsenter -t 8 -m -i zebmon doctor", findings.found[1].command);
   ASSERT_EQ(1U, findings.notChecked.size());
-  EXPECT_TRUE(findings.notChecked[0].starts_with("3 processes: ")) << findings.notChecked[0];
-  EXPECT_TRUE(findings.notChecked[0].ends_with("run sudo zebmon doctor"));
+  EXPECT_TRUE(findings.notChecked[0].why.starts_with("3 processes: "))
+      << findings.notChecked[0].why;
+  EXPECT_TRUE(findings.notChecked[0].why.ends_with("run sudo zebmon doctor"));
 }
 
 TEST(Findings, AUserWhoseObjectsGoWithTheLastSessionIsSaid) {
@@ -930,11 +933,34 @@ TEST(FindingsScreen, OfChosenKindsItIsNotSaidThatNothingElseIsWrong) {
 
 TEST(FindingsScreen, OfManyThatWereNotCheckedTheFirstAreShown) {
   Findings findings;
-  for (int i = 0; i < 25; ++i) findings.notChecked.push_back("sentence " + std::to_string(i));
+  for (int i = 0; i < 25; ++i) findings.notChecked.push_back({"", "sentence " + std::to_string(i)});
   const std::string text = render::findingsScreen(findings, {}, {}, "");
   EXPECT_NE(std::string::npos, text.find("Not checked: sentence 19.\n")) << text;
   EXPECT_NE(std::string::npos, text.find("Not checked: 5 more; --format json has all")) << text;
   EXPECT_EQ(std::string::npos, text.find("sentence 20")) << text;
+}
+
+TEST(Findings, OfChosenKindsOnlyWhatMayHideThemIsLeftUnchecked) {
+  Findings all;
+  for (const char* const kind : {"lock.stuck", "lock.held-long", "view.private-ipc"}) {
+    all.found.emplace_back().id = kind;
+    all.found.back().of = "/a";
+  }
+  all.notChecked = {{"lock", "1"}, {"view", "2"}, {"install.link", "3"}, {"", "4"}};
+  const auto kept = [&all](const std::vector<std::string>& wanted) {
+    const Findings some = model::keepOnly(all, wanted);
+    std::string text;
+    for (const Finding& finding : some.found) text += finding.id + " ";
+    for (const model::Unchecked& unchecked : some.notChecked) text += unchecked.why;
+    return text;
+  };
+  EXPECT_EQ("lock.stuck lock.held-long view.private-ipc 1234", kept({}));
+  EXPECT_EQ("lock.stuck lock.held-long 14", kept({"lock"}));
+  EXPECT_EQ("lock.stuck 14", kept({"lock.stuck"}));
+  EXPECT_EQ("lock.stuck 14", kept({"lock.stuck:/a"}));
+  EXPECT_EQ("14", kept({"lock.stuck:/b"}));
+  EXPECT_EQ("view.private-ipc 234", kept({"install", "view"}));
+  EXPECT_EQ("4", kept({"loc"}));
 }
 
 TEST(Findings, LocksAreThoseOfTheChosenBroker) {
@@ -952,18 +978,18 @@ TEST(Whereabouts, StandBehindEachCommandOfZebmon) {
   findings.found[0].command = "zebmon locks --all";
   findings.found[1].command = "zebmon doctor --repair a --yes";
   findings.found[2].command = "rm a";
-  findings.notChecked = {"views: run sudo zebmon doctor", "locks: too many"};
+  findings.notChecked = {{"view", "views: run sudo zebmon doctor"}, {"lock", "locks: too many"}};
   Findings ofFile = findings;
   model::complete(findings, {.directory = "/a b/"});
   EXPECT_EQ("zebmon locks --all --temp-directory '/a b/'", findings.found[0].command);
   EXPECT_EQ("zebmon doctor --repair a --yes --temp-directory '/a b/'", findings.found[1].command);
   EXPECT_EQ("rm a", findings.found[2].command);
-  EXPECT_EQ("views: run sudo zebmon doctor --temp-directory '/a b/'", findings.notChecked[0]);
-  EXPECT_EQ("locks: too many", findings.notChecked[1]);
+  EXPECT_EQ("views: run sudo zebmon doctor --temp-directory '/a b/'", findings.notChecked[0].why);
+  EXPECT_EQ("locks: too many", findings.notChecked[1].why);
   model::complete(ofFile, {.file = "s.tar"});
   EXPECT_EQ("zebmon locks --all --from s.tar", ofFile.found[0].command);
   EXPECT_EQ("zebmon doctor --repair a --yes", ofFile.found[1].command) << "no file can be changed";
-  EXPECT_EQ("views: run sudo zebmon doctor", ofFile.notChecked[0]);
+  EXPECT_EQ("views: run sudo zebmon doctor", ofFile.notChecked[0].why);
 }
 
 TEST(FindingsScreen, ShowsTheFirstOfManyOfOneKind) {

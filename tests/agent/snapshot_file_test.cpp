@@ -213,7 +213,8 @@ TEST_F(SnapshotFile, OfAnOlderZebmonIsReadAndSaysWhatWasNotChecked) {
   EXPECT_FALSE(loaded.snapshot->brokers[0]->segment.owner);
   const model::Findings findings = model::findingsOf(nullptr, *loaded.snapshot);
   EXPECT_EQ(1, std::ranges::count(findings.notChecked,
-                                  "key files of brokers: the look has none of their facts"));
+                                  "key files of brokers: the look has none of their facts",
+                                  &model::Unchecked::why));
 }
 
 TEST_F(SnapshotFile, TheDoctorSaysTheSameOfItAsOfTheMachine) {

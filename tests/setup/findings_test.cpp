@@ -85,7 +85,7 @@ TEST(InstallationFindings, SayWhatThisUserMayNotSee) {
     const model::Findings findings = foundAfter(change);
     EXPECT_EQ(0U, findings.found.size());
     std::string all;
-    for (const std::string& sentence : findings.notChecked) all += sentence + "\n";
+    for (const model::Unchecked& one : findings.notChecked) all += one.why + "\n";
     return all;
   };
   EXPECT_NE(std::string::npos,

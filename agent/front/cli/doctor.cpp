@@ -46,14 +46,6 @@ bool waitFor(std::chrono::milliseconds time, Output& output) {
   return true;
 }
 
-void keepOnly(const std::vector<std::string>& wanted, Findings& findings) {
-  if (wanted.empty()) return;
-  std::erase_if(findings.found, [&wanted](const model::Finding& finding) {
-    return std::ranges::none_of(wanted,
-                                [&finding](const std::string& one) { return finding.is(one); });
-  });
-}
-
 // How long the room of an area that is nearly full will last.
 void addForecasts(Findings& findings) {
   const auto needsOne = [](const model::Finding& finding) {
@@ -87,12 +79,12 @@ Examined examine(const Request& request, Output& output) {
   seen.selected = model::select(*seen.now, request.selection);
   Findings all = model::findingsOf(seen.before.get(), *seen.now);
   if (isMissing(seen.selected, request)) seen.elsewhere = all;
-  seen.findings = model::select(std::move(all), seen.selected, request.selection);
-  keepOnly(request.doctor.only, seen.findings);
+  seen.findings = model::keepOnly(model::select(std::move(all), seen.selected, request.selection),
+                                  request.doctor.only);
   if (request.from.empty()) addForecasts(seen.findings);
   for (const auto& broker : seen.selected.brokers) {
     const std::string cut = render::cutOf(*broker, true);
-    if (!cut.empty()) seen.findings.notChecked.push_back(cut);
+    if (!cut.empty()) seen.findings.notChecked.push_back({"", cut});
   }
   model::complete(seen.findings, whereaboutsOf(request));
   return seen;

@@ -21,8 +21,8 @@ void complete(Findings& findings, const Whereabouts& whereabouts) {
     const bool changes = finding.command.find(" --yes") != std::string::npos;
     finding.command += changes ? toChange : options;
   }
-  for (std::string& sentence : findings.notChecked) {
-    if (sentence.ends_with("sudo zebmon doctor")) sentence += toChange;
+  for (Unchecked& unchecked : findings.notChecked) {
+    if (unchecked.why.ends_with("sudo zebmon doctor")) unchecked.why += toChange;
   }
 }
 

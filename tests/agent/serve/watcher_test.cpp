@@ -168,7 +168,7 @@ TEST(Health, NamesWhatIsDegradedAndNothingThatWasSeen) {
   look->brokers.push_back(broker);
   look->leftOut = {.foreign = 2, .tooMany = 3};
   Seen seen{.looks = {look}};
-  seen.findings.notChecked.push_back("secret");
+  seen.findings.notChecked.push_back({"lock", "secret"});
   Progress progress = well();
   progress.pace = milliseconds(2500);
   progress.failure = "the last look failed: memory is short";
