@@ -49,13 +49,6 @@ class Problems {
   Current reported_;
 };
 
-// Says what is wrong, and tells it as an exit code.
-ExitCode reported(const Request& request, const model::Snapshot& all,
-                  const model::Snapshot& selected) {
-  report(all, selected, request);
-  return findUnknown(all, request.selection) ? kNoBroker : exitCodeOfContents(selected);
-}
-
 // The looks that tell of gaps are those behind them: only a history has gaps.
 ExitCode show(const Request& request, Output& output, const model::Snapshot& snapshot,
               const std::vector<Past::Gap>& gaps) {
@@ -68,7 +61,7 @@ ExitCode show(const Request& request, Output& output, const model::Snapshot& sna
     if (broker->events) stream.add(*broker, broker->events->events, model::secondsOf(snapshot));
   }
   stream.flush();
-  return reported(request, snapshot, selected);
+  return reported(snapshot, selected, request);
 }
 
 // What there is now, or was in the time of a history.
@@ -151,7 +144,7 @@ ExitCode follow(const Request& request, Output& output) {
 // How often, in place of which.
 ExitCode count(const Request& request, Output& output, const model::Snapshot& snapshot) {
   const model::Snapshot brokers = distinct(model::selectBrokers(snapshot, request.selection));
-  const ExitCode code = reported(request, snapshot, brokers);
+  const ExitCode code = reported(snapshot, brokers, request);
   const model::CountBy by = *request.events.countBy;
   const auto counts =
       model::countEvents(brokers, by, EventFilter(request, model::secondsOf(snapshot)));

@@ -84,6 +84,12 @@ void report(const model::Snapshot& snapshot, const model::Snapshot& selected,
   reportProblems(selected);
 }
 
+ExitCode reported(const model::Snapshot& snapshot, const model::Snapshot& selected,
+                  const Request& request) {
+  report(snapshot, selected, request);
+  return findUnknown(snapshot, request.selection) ? kNoBroker : exitCodeOfContents(selected);
+}
+
 model::Snapshot selected(const model::Snapshot& snapshot, const Request& request) {
   model::Snapshot selected = model::select(snapshot, request.selection);
   report(snapshot, selected, request);

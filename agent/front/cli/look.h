@@ -7,6 +7,7 @@
 #include <string>
 
 #include "agent/archive/snapshot_file.h"
+#include "agent/front/cli/exit_code.h"
 #include "agent/front/cli/request.h"
 #include "agent/model/collector.h"
 #include "agent/model/snapshot.h"
@@ -38,6 +39,10 @@ model::Snapshot look(const Request& request);
 // is wrong with the selected brokers.
 void report(const model::Snapshot& snapshot, const model::Snapshot& selected,
             const Request& request);
+
+// The same, and what a command that shows what is in shared memory ends with.
+ExitCode reported(const model::Snapshot& snapshot, const model::Snapshot& selected,
+                  const Request& request);
 
 // The same as look() of a snapshot that was taken, with each key file.
 model::Snapshot selected(const model::Snapshot& snapshot, const Request& request);

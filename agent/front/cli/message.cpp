@@ -60,8 +60,7 @@ void declareMessage(Options& options, Request& request) {
 ExitCode runMessage(const Request& request, Output& output) {
   const auto snapshot = take(request, model::MachineFacts::leave, model::Events::read);
   const model::Snapshot found = distinct(model::selectBrokers(*snapshot, request.selection));
-  report(*snapshot, found, request);
-  const ExitCode code = findUnknown(*snapshot, request.selection) ? kNoBroker : exitCodeOf(found);
+  const ExitCode code = reported(*snapshot, found, request);
   if (found.brokers.empty() || code == kNoBroker) return code;
   const auto ways = model::waysOf(found, request.messageId, request.selection);
   complain(problemOf(ways, found, request));
