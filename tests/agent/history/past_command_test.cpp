@@ -287,6 +287,23 @@ TEST_F(PastCommand, AMessageHasItsWay) {
   EXPECT_THAT(result.out, HasSubstr("Order priced"));
 }
 
+TEST_F(PastCommand, AMessageHasItsWayThroughWhatIsSelected) {
+  for (const auto& [option, its, other] :
+       {std::array{"--node", "Priced", "Order in"}, std::array{"--flow", "Ful*", "Bill"},
+        std::array{"--group", "orders", "stock"}, std::array{"--broker", "SHOP", "BANK"}}) {
+    const Result some = ask({"message", "AB", option, its});
+    EXPECT_EQ(0, some.code) << option << some.errors;
+    EXPECT_THAT(some.out, HasSubstr("Order priced")) << option;
+    const Result none = ask({"message", "AB", option, other});
+    EXPECT_EQ(69, none.code) << option;
+    EXPECT_EQ("", none.out) << option;
+  }
+  EXPECT_THAT(ask({"message", "AB", "--node", "Order in"}).errors,
+              HasSubstr("no event of AB is of what --group, --flow and --node select"));
+  EXPECT_THAT(ask({"message", "AB", "--flow", "Bill"}).errors,
+              HasSubstr("no message flow \"Bill\": there are Fulfil"));
+}
+
 TEST_F(PastCommand, TheDoctorTellsWhatWasOpenThenAndForHowLong) {
   const Result result = askBetween({"doctor"}, "2027-01-15 08:00:15", "2027-01-15 08:01");
   EXPECT_EQ(1, result.code);
@@ -297,6 +314,20 @@ TEST_F(PastCommand, TheDoctorTellsWhatWasOpenThenAndForHowLong) {
   const json document = json::parse(
       askBetween({"doctor", "--format", "json"}, "2027-01-15 08:00:15", "2027-01-15 08:01").out);
   EXPECT_EQ("2027-01-15T08:00:20.000Z", document["findings"][0]["end"]);
+}
+
+TEST_F(PastCommand, TheDoctorKnowsWhoseBrokerAFindingWasOfAndNoMore) {
+  Recorded(kFile).database.execute(
+      "UPDATE finding SET broker = (SELECT id FROM broker WHERE label = 'SHOP')");
+  const auto code = [](const char* option, const char* name) {
+    return askBetween({"doctor", option, name}, "2027-01-15 08:00:15", "2027-01-15 08:01").code;
+  };
+  EXPECT_EQ(1, code("--broker", "SHOP"));
+  EXPECT_EQ(69, code("--broker", "BANK"));
+  for (const char* const option : {"--group", "--flow", "--node"}) {
+    EXPECT_EQ(64, code(option, "Priced")) << option;
+  }
+  EXPECT_THAT(ask({"doctor", "--node", "Priced"}).errors, HasSubstr("Choose it with --broker"));
 }
 
 TEST_F(PastCommand, ChangesSaysWhenThereIsNone) {
