@@ -43,26 +43,6 @@ void lookAtLocksOfIdle(Machine& machine, const Snapshot& snapshot) {
   }
 }
 
-// The few locks that flows share. Who has one, and for how long, is looked at only while it is
-// held.
-void lookAtLocksOfAreas(Machine& machine, const Snapshot& snapshot) {
-  bool held = false;
-  for (const auto& broker : snapshot.brokers) {
-    if (!broker->tree) continue;
-    for (const char* const suffix :
-         {layout::kStatisticsSuffix, layout::kEventTemplatesSuffix, layout::kEventDataSuffix}) {
-      reader::Lock lock = reader::readLock(snapshot.directory + broker->segment.uuid + suffix +
-                                           layout::kLockSuffix);
-      if (!findings::isHeld(lock.semaphore)) continue;
-      look(machine, lock.semaphore.lastProcess);
-      machine.locks.locks.push_back(std::move(lock));
-      held = true;
-    }
-  }
-  if (held) machine.clocks = reader::readClocks();
-  std::ranges::sort(machine.locks.locks, {}, &reader::Lock::name);
-}
-
 // Somebody else waits for it, and has for a while. Of a lock that is busy that means nothing.
 bool keepsOthers(const reader::Semaphore& semaphore, const reader::Clocks& now) {
   constexpr std::chrono::seconds kBusy(1);
@@ -79,6 +59,49 @@ void lookAtWaits(Machine& machine) {
   machine.waits = reader::readWaits(semaphores);
   for (const reader::Waiter& waiter : machine.waits->waiters) look(machine, waiter.process);
   for (const std::int32_t process : machine.waits->unsure) look(machine, process);
+}
+
+// A node whose lock stays with somebody counts no more.
+bool countedLately(const reader::Statistics& statistics, std::int64_t wall) {
+  constexpr std::int64_t kLately = 2;
+  return statistics.lastCollection && wall < *statistics.lastCollection + kLately;
+}
+
+// The names of the locks that messages may stop at now.
+std::vector<std::string> locksOnTheWay(const SeenBroker& broker, std::int64_t wall) {
+  std::vector<std::string> names;
+  for (const char* const suffix :
+       {layout::kStatisticsSuffix, layout::kEventTemplatesSuffix, layout::kEventDataSuffix}) {
+    names.push_back(broker.segment.uuid + suffix);
+  }
+  for (const auto& group : broker.tree->executionGroups) {
+    for (const auto& flow : group.messageFlows) {
+      for (const auto& node : flow.nodes) {
+        if (!node.statistics || countedLately(*node.statistics, wall)) continue;
+        names.push_back(node.statistics->recordId.hex());
+      }
+    }
+  }
+  return names;
+}
+
+// Who has one, and for how long, is looked at only while it is held.
+void lookAtHeldLocks(Machine& machine, const Snapshot& snapshot) {
+  bool held = false;
+  for (const auto& broker : snapshot.brokers) {
+    if (!broker->tree) continue;
+    for (const std::string& name : locksOnTheWay(*broker, secondsOf(snapshot))) {
+      const std::string path = snapshot.directory + name + layout::kLockSuffix;
+      if (!reader::isHeld(path)) continue;
+      machine.locks.locks.push_back(reader::readLock(path));
+      look(machine, machine.locks.locks.back().semaphore.lastProcess);
+      held = true;
+    }
+  }
+  std::ranges::sort(machine.locks.locks, {}, &reader::Lock::name);
+  if (!held) return;
+  machine.clocks = reader::readClocks();
+  lookAtWaits(machine);
 }
 
 // What surrounds the key files.
@@ -140,10 +163,10 @@ std::vector<std::int32_t> Machine::waitersFor(int semaphore) const {
 std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts) {
   if (facts == MachineFacts::leave) return nullptr;
   auto machine = std::make_shared<Machine>();
-  if (facts == MachineFacts::processes) {
+  if (facts < MachineFacts::read) {
     lookAtGroups(*machine, snapshot);
     lookAtLocksOfIdle(*machine, snapshot);
-    lookAtLocksOfAreas(*machine, snapshot);
+    if (facts == MachineFacts::held) lookAtHeldLocks(*machine, snapshot);
     return machine;
   }
   machine->clocks = reader::readClocks();

@@ -9,10 +9,10 @@
 
 namespace model {
 
-// processes: only those of the groups, and locks of areas that are held. all: also the surroundings
-// of the key files, for which each process of the machine is looked at, and whether hosts would
-// load the plug-in, which a child process tries.
-enum class MachineFacts { leave, processes, read, all };
+// processes: only those of the groups. held: also the locks that messages stop at, while somebody
+// holds them. all: also the surroundings of the key files, for which each process of the machine is
+// looked at, and whether hosts would load the plug-in, which a child process tries.
+enum class MachineFacts { leave, processes, held, read, all };
 
 // Reads what is asked for now, for the brokers of `snapshot`. Null when nothing is.
 std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts);

@@ -142,6 +142,12 @@ Lock readLock(const std::string& path) {
   return lock;
 }
 
+bool isHeld(const std::string& path) {
+  const key_t key = ftok(path.c_str(), layout::kKeyProject);
+  const int id = key == -1 ? -1 : semget(key, 0, 0);
+  return id >= 0 && semctl(id, 0, GETVAL) == 0;
+}
+
 LockList readLocks(const std::string& directory) {
   LockList found;
   std::vector<std::string> names;

@@ -98,6 +98,9 @@ KeyFile readKeyFile(const std::string& path);
 // and no lock is taken.
 Lock readLock(const std::string& path);
 
+// Whether the lock of one key file is held now. As quick as can be: most are free.
+bool isHeld(const std::string& path);
+
 // All locks whose key files are in `directory`, which ends in "/".
 LockList readLocks(const std::string& directory);
 

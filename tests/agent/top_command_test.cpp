@@ -24,6 +24,7 @@ using image::Bytes;
 using image::Id;
 
 constexpr char kPidFile[] = "/tmp/top.pid";
+constexpr char kRecord[] = "06000000E8030000050000000F000000";  // of the statistics of "Reserve"
 
 // Two flows; "Reserve" has seen so many messages. Their group is this process.
 Bytes shop(const std::string& messages) {
@@ -346,6 +347,16 @@ TEST_F(Top, TellsFirstOfAFlowThatStandsAtALockOfADeadProcess) {
   EXPECT_TRUE(contains(result.out,
                        "\nFulfil (orders): messages stop at \"Reserve\", at the lock of the events "
                        "area of broker BRK1: process "))
+      << result.out;
+}
+
+TEST_F(Top, TellsOfAFlowThatStandsAtTheLockOfOneNode) {
+  const LiveLock lock(kRecord);
+  lock.takenByADeadProcess();
+  const Result result = run({"top", "-i", "1s"});
+  EXPECT_TRUE(contains(result.out,
+                       "\nFulfil (orders): messages stop at \"Reserve\", at the lock of the "
+                       "statistics of orders/Fulfil/Reserve"))
       << result.out;
 }
 

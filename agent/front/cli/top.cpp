@@ -26,7 +26,7 @@ using Clock = std::chrono::steady_clock;
 class Seen {
  public:
   Seen(const Request& request, model::FlowKnowledge known)
-      : known_(std::move(known)), looks_(request, model::MachineFacts::processes) {
+      : known_(std::move(known)), looks_(request, model::MachineFacts::held) {
     content_.wanted = {.selection = request.selection,
                        .interval = request.rates.interval,
                        .zone = request.show.zone,
