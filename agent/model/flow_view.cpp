@@ -10,13 +10,17 @@
 namespace model {
 namespace {
 
-// The same flow in another interval; null when it wasn't there.
+// The same flow in another interval, where it mostly has the same place; null when it wasn't there.
 const FlowGrowth* find(const Growths& growths, const BrokerGrowth& broker, const FlowGrowth& flow) {
+  const auto isIt = [&flow](const FlowGrowth& candidate) {
+    return candidate.flow == flow.flow && candidate.group == flow.group;
+  };
+  const auto place = static_cast<std::size_t>(&flow - broker.flows.data());
   for (const BrokerGrowth& other : growths.brokers) {
     if (other.broker().segment.keyFile != broker.broker().segment.keyFile) continue;
-    for (const FlowGrowth& candidate : other.flows) {
-      if (candidate.group == flow.group && candidate.flow == flow.flow) return &candidate;
-    }
+    if (place < other.flows.size() && isIt(other.flows[place])) return &other.flows[place];
+    const auto found = std::ranges::find_if(other.flows, isIt);
+    if (found != other.flows.end()) return &*found;
   }
   return nullptr;
 }
@@ -56,25 +60,23 @@ class Viewer {
   FlowView viewOf(const BrokerGrowth& broker, const FlowGrowth& flow) const;
 
  private:
-  Nesting nestingOf(const BrokerGrowth& broker, const FlowView& view,
+  Nesting nestingOf(const BrokerGrowth& broker, const FlowGrowth& flow, std::uint64_t inFlight,
                     const flowfile::Flow* described) const;
 
   const std::vector<Growths>& intervals_;
   const FlowKnowledge& known_;
 };
 
-Nesting Viewer::nestingOf(const BrokerGrowth& broker, const FlowView& view,
-                          const flowfile::Flow* described) const {
-  if (known_.chain) return nest(view.growth, *known_.chain, NestingSource::given);
-  if (described != nullptr) {
-    return nest(view.growth, chainOf(*described), NestingSource::flowFile);
-  }
-  std::vector<FlowGrowth> seen;
+Nesting Viewer::nestingOf(const BrokerGrowth& broker, const FlowGrowth& flow,
+                          std::uint64_t inFlight, const flowfile::Flow* described) const {
+  if (known_.chain) return nest(flow, *known_.chain, NestingSource::given);
+  if (described != nullptr) return nest(flow, chainOf(*described), NestingSource::flowFile);
+  std::vector<const FlowGrowth*> seen;
   for (const Growths& interval : std::span(intervals_).first(intervals_.size() - 1)) {
-    if (const FlowGrowth* flow = find(interval, broker, view.growth)) seen.push_back(*flow);
+    if (const FlowGrowth* then = find(interval, broker, flow)) seen.push_back(then);
   }
-  seen.push_back(view.growth);  // damaged memory may have several of its name
-  return infer(seen, view.inFlight);
+  seen.push_back(&flow);  // damaged memory may have several of its name
+  return infer(seen, inFlight);
 }
 
 FlowView Viewer::viewOf(const BrokerGrowth& broker, const FlowGrowth& flow) const {
@@ -86,7 +88,7 @@ FlowView Viewer::viewOf(const BrokerGrowth& broker, const FlowGrowth& flow) cons
   if (!view.threads && described != nullptr) view.threads = described->threads;
   view.load = loadOf(flow, view.interval, view.threads);
   view.inFlight = inFlight(view.load, view.threads);
-  view.nesting = nestingOf(broker, view, described);
+  view.nesting = nestingOf(broker, flow, view.inFlight, described);
   view.times = timesOf(flow, view.nesting, view.inFlight);
   view.failed.resize(flow.nodes.size());
   if (!broker.after || !broker.after->events) return view;

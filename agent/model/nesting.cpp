@@ -55,6 +55,8 @@ struct Seen {
   double least = 0;        // milliseconds of it that were of messages which left the outer node too
   std::int64_t first = 0;  // of a look: the first collection, and how much later the node that it
   double patience = 0;     // is in may have begun; 0 for an interval
+
+  bool operator==(const Seen&) const = default;
 };
 
 using Row = std::vector<Seen>;
@@ -86,7 +88,7 @@ Seen ofInterval(const NodeGrowth& node, double inFlight) {
 // Tries to place the nodes in every way, and stops at the second that fits.
 class Search {
  public:
-  Search(std::span<const FlowGrowth> intervals, double inFlight);
+  Search(std::span<const FlowGrowth* const> intervals, double inFlight);
 
   // The only way; nothing when there are more, or none, or too many to try.
   std::optional<std::vector<Nest>> only();
@@ -95,7 +97,9 @@ class Search {
   static constexpr std::size_t kMostNodes = 40;
   static constexpr std::size_t kMostSteps = 200000;
 
-  void addRows(const FlowGrowth& interval, double inFlight);
+  using Places = std::unordered_map<reader::RecordId, std::size_t, reader::RecordIdHash>;
+
+  void addRows(const FlowGrowth& interval, const Places& places);
   bool place(std::size_t turn);
   bool tryIn(std::size_t node, std::size_t outer, std::size_t turn);
   bool isInside(std::size_t node, std::size_t maybeInner) const;
@@ -115,33 +119,37 @@ class Search {
   std::size_t steps_ = 0;
 };
 
-Search::Search(std::span<const FlowGrowth> intervals, double inFlight)
-    : flow_(intervals.back()), inFlight_(inFlight), nests_(flow_.nodes.size()) {
+Search::Search(std::span<const FlowGrowth* const> intervals, double inFlight)
+    : flow_(*intervals.back()), inFlight_(inFlight), nests_(flow_.nodes.size()) {
+  Places places;
   for (std::size_t i = 0; i < flow_.nodes.size(); ++i) {
-    if (isLive(flow_.nodes[i])) live_.push_back(i);
+    if (!isLive(flow_.nodes[i])) continue;
+    live_.push_back(i);
+    places.emplace(flow_.nodes[i].node().recordId, i);
   }
-  for (const FlowGrowth& interval : intervals) addRows(interval, inFlight);
+  for (const FlowGrowth* interval : intervals) addRows(*interval, places);
   for (const Row& row : rows_) {
     std::vector<double>& left = left_.emplace_back();
     for (const Seen& seen : row) left.push_back(seen.elapsed);
   }
 }
 
-void Search::addRows(const FlowGrowth& interval, double inFlight) {
-  std::unordered_map<reader::RecordId, std::size_t, reader::RecordIdHash> places;
-  for (const std::size_t i : live_) places.emplace(flow_.nodes[i].node().recordId, i);
+// An interval mostly begins with the look that the one before it ended with.
+void Search::addRows(const FlowGrowth& interval, const Places& places) {
   Row before(flow_.nodes.size()), growth = before, after = before;
   for (const NodeGrowth& node : interval.nodes) {
     const auto place = places.find(node.node().recordId);
     if (place == places.end()) continue;
-    const auto totalOf = [inFlight](const reader::Node* seen) {
-      return seen != nullptr && seen->statistics ? total(*seen->statistics, inFlight) : Seen{};
+    const auto totalOf = [this](const reader::Node* seen) {
+      return seen != nullptr && seen->statistics ? total(*seen->statistics, inFlight_) : Seen{};
     };
     before[place->second] = totalOf(node.before);
-    growth[place->second] = ofInterval(node, inFlight);
+    growth[place->second] = ofInterval(node, inFlight_);
     after[place->second] = totalOf(node.after);
   }
-  for (Row* row : {&before, &growth, &after}) rows_.push_back(std::move(*row));
+  if (rows_.empty() || rows_.back() != before) rows_.push_back(std::move(before));
+  rows_.push_back(std::move(growth));
+  rows_.push_back(std::move(after));
 }
 
 // Totals of two nodes tell nothing of each other when the outer one alone was reset since.
@@ -260,9 +268,9 @@ const flowfile::Flow* findFlow(const flowfile::File& file, const FlowGrowth& flo
   return nullptr;
 }
 
-Nesting infer(std::span<const FlowGrowth> intervals, std::uint64_t inFlight) {
+Nesting infer(std::span<const FlowGrowth* const> intervals, std::uint64_t inFlight) {
   if (intervals.empty()) return {};
-  const FlowGrowth& flow = intervals.back();
+  const FlowGrowth& flow = *intervals.back();
   const auto nests = Search(intervals, static_cast<double>(inFlight)).only();
   if (!nests) return unknownNesting(flow);
   return placed(NestingSource::inferred, *nests);

@@ -48,13 +48,13 @@ Chain chainOf(const flowfile::Flow& flow);
 const flowfile::Flow* findFlow(const flowfile::File& file, const FlowGrowth& flow);
 
 // Where all looks leave just one way to place the nodes, that way. Each interval is the same flow
-// between two looks, oldest first; the last one's nodes are placed. So many messages may have been
-// in flight at a look.
+// between two looks, oldest first, and never null; the last one's nodes are placed. So many
+// messages may have been in flight at a look.
 //
 // Messages come in at input nodes, or where there is none, at one other node. In every look and
 // every interval the time of what is directly in a node is a part of that node's time, and it had
 // no more messages, except what was in flight.
-Nesting infer(std::span<const FlowGrowth> intervals, std::uint64_t inFlight);
+Nesting infer(std::span<const FlowGrowth* const> intervals, std::uint64_t inFlight);
 
 }  // namespace model
 

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "flowfile/reader.h"
 #include "tests/agent/grown.h"
 
@@ -32,8 +34,7 @@ std::string nested(const GrownFlow& flow, const std::string& chain) {
 }
 
 std::string inferred(const GrownFlow& flow, std::uint64_t inFlight = 1) {
-  const std::vector<model::FlowGrowth> intervals{flow.growth()};
-  const model::Nesting nesting = model::infer(intervals, inFlight);
+  const model::Nesting nesting = model::infer(std::array{&flow.growth()}, inFlight);
   EXPECT_EQ(nesting.nodes.size(), flow.growth().nodes.size());
   return nesting.source == NestingSource::unknown ? "unknown" : inWords(flow, nesting);
 }
@@ -181,8 +182,8 @@ TEST(Nesting, EarlierIntervalsCount) {
       {node("A", 1, 1000, 10000), node("B", 3, 1000, 9000), node("C", 3, 1000, 7000)});
   const GrownFlow vague(
       {node("A", 1, 1000, 10000), node("B", 3, 1000, 6000), node("C", 3, 1000, 3000)});
-  const std::vector<model::FlowGrowth> intervals{clear.growth(), vague.growth()};
-  EXPECT_EQ("A A>B B>C", inWords(vague, model::infer(intervals, 1)));
+  EXPECT_EQ("A A>B B>C",
+            inWords(vague, model::infer(std::array{&clear.growth(), &vague.growth()}, 1)));
 }
 
 TEST(Nesting, TotalsOfANodeThatAloneWasResetAreNoProof) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/front/cli/looks.h"
 
+#include <utility>
+
 #include "agent/front/cli/look.h"
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/stop.h"
@@ -21,14 +23,16 @@ Looks::Looks(const Request& request, model::MachineFacts machine)
 
 void Looks::take() {
   last_ = collector_.take();
-  looks_.push_back(std::make_shared<const model::Snapshot>(
-      distinct(model::selectBrokers(*last_, request_.selection))));
-  if (looks_.size() > model::kMostLooks) looks_.erase(looks_.begin());
+  before_ = std::exchange(after_, std::make_shared<const model::Snapshot>(
+                                      distinct(model::selectBrokers(*last_, request_.selection))));
+  if (!before_) return;
+  intervals_.push_back(between(*before_, *after_));
+  if (intervals_.size() >= model::kMostLooks) intervals_.erase(intervals_.begin());
 }
 
 model::View Looks::view(const model::FlowKnowledge& known) const {
-  if (looks_.size() > 1) return model::viewOf(looks_, known);
-  return model::viewOf(std::vector{looks_.back(), looks_.back()}, known);
+  if (!before_) return model::viewOf(std::vector{after_, after_}, known);
+  return model::viewOf(intervals_, before_, after_, known);
 }
 
 model::Snapshot Looks::report() const {

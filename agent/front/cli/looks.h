@@ -34,7 +34,8 @@ class Looks {
   const Request& request_;
   model::Collector collector_;
   std::shared_ptr<const model::Snapshot> last_;
-  std::vector<std::shared_ptr<const model::Snapshot>> looks_;  // each segment once
+  std::shared_ptr<const model::Snapshot> before_, after_;  // the last two; each segment once
+  std::vector<model::Growths> intervals_;                  // between the last ten
 };
 
 }  // namespace cli
