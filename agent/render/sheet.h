@@ -68,6 +68,8 @@ struct Column {
   // `least` is shortened, at most to that width; another one is left out.
   int yields = 0;
   std::size_t least = 0;
+
+  std::size_t wide = 0;  // a table that has room makes it so wide, whatever its cells need
 };
 
 struct Row {

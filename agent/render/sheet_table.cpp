@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "agent/render/sheet.h"
-#include "agent/render/sheet_window.h"
 #include "text/printable.h"
 
 namespace render {
@@ -63,7 +62,7 @@ Lane laneOf(const Sheet& sheet, std::size_t index, const std::vector<std::string
   const Column& column = sheet.columns[index];
   Lane lane{.column = &column, .index = index, .title = column.title};
   if (column.group.empty() && !column.unit.empty()) lane.title += " " + column.unit;
-  lane.natural = text::columns(lane.title);
+  lane.natural = std::max(text::columns(lane.title), column.wide);
   for (const std::string& text : texts) lane.natural = std::max(lane.natural, text::columns(text));
   return lane;
 }
@@ -235,10 +234,6 @@ std::size_t widthOf(const TableStyle& style) {
 }
 
 std::vector<Line> linesOf(const Sheet& sheet, const TableStyle& style) {
-  return linesOf(sheet, style, {.first = 0, .rows = sheet.rows.size()});
-}
-
-std::vector<Line> linesOf(const Sheet& sheet, const TableStyle& style, Window window) {
   std::vector<Line> all;
   if (sheet.rows.empty()) return all;
   Texts texts = textsOf(sheet, style);
@@ -247,9 +242,7 @@ std::vector<Line> linesOf(const Sheet& sheet, const TableStyle& style, Window wi
   const Lines lines(laidOut(std::move(lanes)), std::move(texts), style);
   if (style.titles) lines.addTitles(all);
   const std::string* heading = nullptr;
-  const std::size_t first = std::min(window.first, sheet.rows.size());
-  const std::size_t end = first + std::min(window.rows, sheet.rows.size() - first);
-  for (std::size_t i = first; i < end; ++i) {
+  for (std::size_t i = 0; i < sheet.rows.size(); ++i) {
     const Row& row = sheet.rows[i];
     if (!row.heading.empty() && (heading == nullptr || *heading != row.heading)) {
       all.push_back(lines.heading(row.heading));

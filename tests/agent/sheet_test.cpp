@@ -8,7 +8,6 @@
 #include <sstream>
 
 #include "agent/render/json.h"
-#include "agent/render/sheet_window.h"
 #include "text/printable.h"
 
 namespace sheet_test {
@@ -154,22 +153,12 @@ TEST(Table, AHeadingStandsAboveTheFirstOfItsRowsAndAloneWithoutAny) {
   EXPECT_EQ("n,g\na,one\nb,one\nc,two\n", csvOf(sheet, true));
 }
 
-TEST(Table, SomeOfItsRowsStandAsTheyDoAmongAll) {
-  const auto textOf = [](const std::vector<render::Line>& lines) {
-    std::vector<std::string> texts;
-    for (const auto& line : lines) texts.push_back(printed(line, false));
-    return texts;
-  };
-  const auto all = textOf(linesOf(sample(), {}));
-  const auto some = [&](std::size_t first, std::size_t rows) {
-    return textOf(linesOf(sample(), {}, {.first = first, .rows = rows}));
-  };
-  ASSERT_EQ(4U, all.size());
-  EXPECT_EQ(all, some(0, 2));
-  EXPECT_EQ(all, some(0, 100));
-  EXPECT_EQ((std::vector{all[0], all[1], all[2]}), some(0, 1));
-  EXPECT_EQ((std::vector{all[0], all[1], all[3]}), some(1, 5));
-  EXPECT_EQ((std::vector{all[0], all[1]}), some(2, 1));
+TEST(Table, AColumnIsAsWideAsItIsToBeWhereThereIsRoom) {
+  const Sheet sheet{{{.name = "a", .title = "a", .right = true, .yields = 1, .wide = 5},
+                     {.name = "b", .title = "b", .wide = 1}},
+                    {{"", {1, "text"}}}};
+  EXPECT_EQ("    a  b\n    1  text\n", tableOf(sheet, {}));
+  EXPECT_EQ("b\ntext\n", tableOf(sheet, {.width = 10}));
 }
 
 TEST(Table, TimesCarryTheirZoneAndTheirDateUnlessItIsTold) {

@@ -165,6 +165,12 @@ TEST(TopScreen, EightHundredNodesScroll) {
   EXPECT_EQ(899U, last.at);
   EXPECT_EQ(900U, last.first + last.page) << "the chosen row is the last that is drawn";
   expectPart(textOf(last), ">  Node 99.7");
+  const auto titles = [](const top::Screen& screen) {
+    const std::string text = textOf(screen);
+    const std::size_t at = text.find(" times: ");
+    return text.substr(at, text.find('\n', at) - at);
+  };
+  EXPECT_EQ(titles(first), titles(last)) << "though names are longer";
   state = top::pressed(state, {top::Key::Kind::pageUp}, last);
   const top::Screen before = top::screenOf(state, content, {}, seconds(0));
   EXPECT_EQ(899U - last.page, before.at);

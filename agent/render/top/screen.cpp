@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "agent/render/sheet_window.h"
 #include "agent/render/top/events_pane.h"
 #include "agent/render/top/head.h"
 #include "agent/render/top/help.h"
@@ -120,7 +119,7 @@ class Painter {
   Size size_;
   std::chrono::seconds age_;
   render::TableStyle style_;
-  List list_;
+  std::optional<List> list_;
   Screen screen_;
 };
 
@@ -167,7 +166,8 @@ void Painter::addTable(std::size_t height) {
   chooseRows(height - 1);
   render::TableStyle style = style_;
   style.width = size_.columns - std::min<std::size_t>(size_.columns, 1);
-  const Lines table = linesOf(list_.sheet, style, {.first = screen_.first, .rows = screen_.page});
+  const std::size_t rows = std::max<std::size_t>(screen_.page, 1);  // for the titles
+  const Lines table = linesOf(list_->sheet(screen_.first, rows), style);
   if (table.empty()) {
     const char* const text = state_.filter.empty() ? "no node" : "nothing has the filter's text";
     screen_.lines.push_back({{text}});
@@ -204,8 +204,8 @@ Screen Painter::screen() {
   } else {
     addHead();
     const std::size_t room = left() - std::min(left(), forKeys);
-    list_ = listOf(state_, content_, size_.columns);
-    screen_.rows = std::move(list_.rows);
+    list_.emplace(state_, content_, size_.columns);
+    screen_.rows = list_->rows();
     const std::size_t events = eventsHeight(room, screen_.rows.size() + 1);
     addTable(room - events);
     if (events > 0) append(screen_.lines, eventLines(state_, content_, events - 1, style_));
@@ -235,7 +235,8 @@ std::string textOf(const Content& content, std::optional<std::size_t> width, boo
            linesOf(concern, concern.sentence.size(), width.value_or(concern.sentence.size())));
   }
   lines.push_back({});
-  append(lines, linesOf(listOf(state, content, width).sheet, style));
+  const List list(state, content, width);
+  append(lines, linesOf(list.sheet(0, list.rows().size()), style));
   lines.push_back({});
   append(lines, eventLines(state, content, kMostEvents, style));
   std::string text;
