@@ -12,6 +12,7 @@ namespace render {
 namespace {
 
 constexpr std::int64_t kMs = 1000;  // in a second
+constexpr std::int64_t kOld = 600;  // seconds: a recorder that works looks much more often
 
 // What still fits into an area. Only one of the three counts for each.
 struct Room {
@@ -77,6 +78,17 @@ Row rowOf(const model::SeenBroker& broker, const reader::Area& area) {
            Cell(roomText(area, room), full ? Tone::critical : Tone::plain)}};
 }
 
+std::string growthText(const model::AreaGrowth& growth) {
+  const std::string time = duration((growth.until - growth.from) / kMs);
+  if (!growth.isEnough()) return "a forecast needs a day, and there is " + time;
+  if (growth.used >= growth.size) return "it is full";
+  const auto left = growth.untilFull();
+  if (!left) return "it has not grown in " + time;
+  return fmt::format("it grew by {} bytes in {}, and is full in {} if that goes on",
+                     growth.used - growth.before, time,
+                     duration(static_cast<std::int64_t>(left->count())));
+}
+
 }  // namespace
 
 std::vector<Column> fillColumns() {
@@ -113,25 +125,19 @@ std::string roomLines(const model::Snapshot& snapshot, std::optional<std::size_t
   return lines;
 }
 
-std::string forecastText(const model::AreaGrowth& growth) {
-  const std::string time = duration((growth.until - growth.from) / kMs);
-  if (!growth.isEnough()) return "a forecast needs a day, and there is " + time;
-  if (growth.used >= growth.size) return "it is full";
-  const auto left = growth.untilFull();
-  if (!left) return "it has not grown in " + time;
-  return fmt::format("it grew by {} bytes in {}, and is full in {} if that goes on",
-                     growth.used - growth.before, time,
-                     duration(static_cast<std::int64_t>(left->count())));
+std::string forecastText(const model::AreaGrowth& growth, std::int64_t now) {
+  const std::int64_t age = now - growth.until / kMs;
+  return growthText(growth) + (age < kOld ? "" : "; its last look was " + duration(age) + " ago");
 }
 
-std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths,
+std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths, std::int64_t now,
                           std::optional<std::size_t> width) {
   std::string lines;
   for (const auto& broker : snapshot.brokers) {
     const auto growth = growths.find(broker->uuid());
     if (growth != growths.end()) {
       lines += inLines("By the history, statistics of " + nameOf(*broker) + ": " +
-                           forecastText(growth->second) + ".",
+                           forecastText(growth->second, now) + ".",
                        width);
     }
   }

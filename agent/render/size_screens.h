@@ -33,12 +33,14 @@ Sheet fillSheet(const model::Snapshot& snapshot);
 // flow, or a new group.
 std::string roomLines(const model::Snapshot& snapshot, std::optional<std::size_t> width);
 
-// When an area will be full, or why nobody can tell; a sentence without its full stop.
-std::string forecastText(const model::AreaGrowth& growth);
+// When an area will be full, or why nobody can tell; a sentence without its full stop. It counts
+// from the growth's end, and says how long ago that was where `now`, in seconds since 1970, is much
+// later.
+std::string forecastText(const model::AreaGrowth& growth, std::int64_t now);
 
-// Of each broker in `growths`, in lines of that width: when its area of nodes will be full, or why
-// nobody can tell.
-std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths,
+// Of each broker in `growths`, in lines of that width: what forecastText() says of its area of
+// nodes.
+std::string forecastLines(const model::Snapshot& snapshot, const Growths& growths, std::int64_t now,
                           std::optional<std::size_t> width);
 
 // What each area needs, the line to write, and the kernel's limits beside it.

@@ -314,9 +314,10 @@ TEST(Words, AGapSaysHowMuchIsKnownOfIt) {
 
 TEST(Words, AForecastSaysWhatItRestsOn) {
   constexpr std::int64_t kDay = 86400000;
-  const auto said = [](std::int64_t from, std::uint64_t before, std::uint64_t used) {
+  const auto said = [](std::int64_t from, std::uint64_t before, std::uint64_t used,
+                       std::int64_t now = 30 * kDay / 1000) {
     return render::forecastText(
-        {.from = from, .until = 30 * kDay, .before = before, .used = used, .size = 1000});
+        {.from = from, .until = 30 * kDay, .before = before, .used = used, .size = 1000}, now);
   };
   EXPECT_EQ("it grew by 100 bytes in 10 d, and is full in 20 d if that goes on",
             said(20 * kDay, 700, 800));
@@ -326,6 +327,13 @@ TEST(Words, AForecastSaysWhatItRestsOn) {
   EXPECT_EQ("it has not grown in 10 d", said(20 * kDay, 800, 800));
   EXPECT_EQ("it has not grown in 10 d", said(20 * kDay, 900, 800));
   EXPECT_EQ("it is full", said(20 * kDay, 700, 1000));
+  EXPECT_EQ("it has not grown in 10 d", said(20 * kDay, 800, 800, 30 * 86400 + 599));
+  EXPECT_EQ("it has not grown in 10 d; its last look was 10 min ago",
+            said(20 * kDay, 800, 800, 30 * 86400 + 600));
+  EXPECT_EQ(
+      "it grew by 100 bytes in 10 d, and is full in 20 d if that goes on; its last look was "
+      "3 d ago",
+      said(20 * kDay, 700, 800, 33 * 86400));
 }
 
 }  // namespace words_test

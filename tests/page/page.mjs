@@ -330,6 +330,10 @@ const tests = {
     await tab.go('#/capacity');
     await tab.see(/^By the history, it grew by 4[.0]* KiB in 12 days: full in 177 days if that goes on\.$/);
     await tab.page.screenshot({path: `${screenshots}/capacity-forecast.png`});
+    lastLook = ago(3 * 86400);
+    await tab.page.reload();
+    await tab.see(/if that goes on\. Its last look was 3 days ago\.$/);
+    lastLook = ago(0);
     await tab.page.unroute('**/api/v1/history');
     await tab.page.reload();
     await tab.see(/The history has [^;]+ of this; a forecast from it needs a day\.$/);
@@ -380,6 +384,8 @@ async function answerAsIf(route, url) {
 
 const ago = (seconds) => Math.floor(Date.now() / 1000) - seconds;
 
+let lastLook = ago(0);  // of the history that answerAsIf() gives
+
 // 25 ms a message in the node, 5 of them in the one inside it; a minute in which nobody looked.
 function history(query) {
   const from = Number(query.get('from'));
@@ -397,7 +403,7 @@ function history(query) {
 }
 
 function contents() {
-  return {schema: 'zebmon.history.contents', version: 1, state: 'ok', brokers: [{broker: 'SHOPBROKER', uuid: kShop, oldest: 1, newest: 2, area: {since: ago(12 * 86400), until: ago(0), used_bytes_before: 1024, used_bytes: 5120, size_bytes: 65536, enough: true, full_in_seconds: 15290000}, flows: []},
+  return {schema: 'zebmon.history.contents', version: 1, state: 'ok', brokers: [{broker: 'SHOPBROKER', uuid: kShop, oldest: 1, newest: 2, area: {since: lastLook - 12 * 86400, until: lastLook, used_bytes_before: 1024, used_bytes: 5120, size_bytes: 65536, enough: true, full_in_seconds: 15290000}, flows: []},
     {broker: 'LATE', uuid: 'late', area: null, oldest: 1, newest: 2, flows: [{execution_group: 'g', flow: 'f', nodes: [{node: 'n', node_type: 'input'}]}]}]};
 }
 

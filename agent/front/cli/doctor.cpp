@@ -47,7 +47,7 @@ bool waitFor(std::chrono::milliseconds time, Output& output) {
 }
 
 // How long the room of an area that is nearly full will last.
-void addForecasts(Findings& findings) {
+void addForecasts(Findings& findings, std::int64_t now) {
   const auto needsOne = [](const model::Finding& finding) {
     return finding.id == "area.nearly-full" && finding.broker;
   };
@@ -57,7 +57,7 @@ void addForecasts(Findings& findings) {
     if (!needsOne(finding)) continue;
     const auto growth = growths.find(finding.broker->uuid());
     if (growth == growths.end()) continue;
-    finding.evidence += "; by the history, " + render::forecastText(growth->second);
+    finding.evidence += "; by the history, " + render::forecastText(growth->second, now);
   }
 }
 
@@ -81,7 +81,7 @@ Examined examine(const Request& request, Output& output) {
   if (isMissing(seen.selected, request)) seen.elsewhere = all;
   seen.findings = model::keepOnly(model::select(std::move(all), seen.selected, request.selection),
                                   request.doctor.only);
-  if (request.from.empty()) addForecasts(seen.findings);
+  if (request.from.empty()) addForecasts(seen.findings, model::secondsOf(*seen.now));
   for (const auto& broker : seen.selected.brokers) {
     const std::string cut = render::cutOf(*broker, true);
     if (!cut.empty()) seen.findings.notChecked.push_back({"", cut});

@@ -73,14 +73,14 @@ ExitCode showPlan(const Request& request, Output& output) {
   return kDone;
 }
 
-std::string shown(const model::Snapshot& selected, const render::Growths& growths,
+std::string shown(const model::Snapshot& selected, const render::Growths& growths, std::int64_t now,
                   const ShowRequest& show) {
   if (show.format == Format::json) {
     return render::written(render::fillDocument(selected, growths));
   }
   return tableOf(arranged(render::fillSheet(selected), show.arrangement), styleOf(show)) +
          (show.titles ? render::roomLines(selected, styleOf(show).width) : "") +
-         render::forecastLines(selected, growths, styleOf(show).width);
+         render::forecastLines(selected, growths, now, styleOf(show).width);
 }
 
 ExitCode showPastFill(const Past& past, const Request& request, Output& output) {
@@ -91,7 +91,7 @@ ExitCode showPastFill(const Past& past, const Request& request, Output& output) 
     complain("the history doesn't tell how full the areas of " + render::nameOf(*broker) +
              " were. A recorder of this version writes that from now on");
   }
-  output.write(shown(*areas, growths, request.show));
+  output.write(shown(*areas, growths, past.now(), request.show));
   return kDone;
 }
 
@@ -132,8 +132,8 @@ ExitCode runSize(const Request& request, Output& output) {
     return withPast(request, [&](const Past& past) { return showPastFill(past, request, output); });
   }
   const model::Snapshot selected = look(request);
-  output.write(
-      shown(selected, request.from.empty() ? recordedGrowths() : render::Growths(), request.show));
+  output.write(shown(selected, request.from.empty() ? recordedGrowths() : render::Growths(),
+                     model::secondsOf(selected), request.show));
   return exitCodeOfContents(selected);
 }
 

@@ -8,6 +8,7 @@ import * as words from './words.js';
 const kTitles = {statistics: 'Nodes and their figures', eventTemplates: 'Texts of events', eventData: 'Events'};
 const kRateOf = 500;  // events
 const kAgainMs = 600000;  // before the history is asked again
+const kYoungSeconds = kAgainMs / 1000 + 600;  // what was asked for may be that old
 const kLeastSeconds = 60;  // a forecast from less would be noise
 
 function roomOf(area) {
@@ -30,10 +31,12 @@ function stayOf(area, events) {
 function recordedForecastOf(recorded, seen) {
   if (!recorded) return seen;
   const time = words.duration(recorded.until - recorded.since);
-  if (!recorded.enough) return `${seen} The history has ${time} of this; a forecast from it needs a day.`;
-  if (recorded.full_in_seconds === null) return `By the history, it has not grown in ${time}.`;
+  const age = Date.now() / 1000 - recorded.until;
+  const old = age < kYoungSeconds ? '' : ` Its last look was ${words.duration(age)} ago.`;
+  if (!recorded.enough) return `${seen} The history has ${time} of this; a forecast from it needs a day.${old}`;
+  if (recorded.full_in_seconds === null) return `By the history, it has not grown in ${time}.${old}`;
   const grown = words.bytes(recorded.used_bytes - recorded.used_bytes_before);
-  return `By the history, it grew by ${grown} in ${time}: full in ${words.duration(recorded.full_in_seconds)} if that goes on.`;
+  return `By the history, it grew by ${grown} in ${time}: full in ${words.duration(recorded.full_in_seconds)} if that goes on.${old}`;
 }
 
 // Event areas begin again when they are full, which is as it should be.

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -168,13 +169,13 @@ TEST_F(PastCommand, SizeForecastsFromWhatWasRecorded) {
   }
   const Result early = ask({"size"});
   EXPECT_THAT(early.out, HasSubstr("By the history, statistics of SHOP: a forecast needs a day, "
-                                   "and there is 5 h.\n"));
+                                   "and there is 5 h"));
   Recorded(kFile).look(100 + 10 * 86400, filled(1100, 4096));
   const Result result = ask({"size"});
   EXPECT_EQ(0, result.code) << result.errors;
   EXPECT_THAT(result.out, HasSubstr(" statistics   4096  1100  26.9"));
   EXPECT_THAT(result.out, HasSubstr("By the history, statistics of SHOP: it grew by 1000 bytes in "
-                                    "10 d, and is full in 29 d if that goes on.\n"));
+                                    "10 d, and is full in 29 d if that goes on"));
   const json forecast =
       json::parse(ask({"size", "--format", "json"}).out)["brokers"][0]["forecast"];
   EXPECT_EQ(100, forecast["usedBytesBefore"]);
@@ -206,7 +207,9 @@ class Forecast : public ::testing::Test {
     return image::segment({block});
   }
 
-  void record(double second, std::uint32_t used) const {
+  // So long ago.
+  void record(std::int64_t seconds, std::uint32_t used) const {
+    const auto second = static_cast<double>(std::time(nullptr) - seconds - kBegin);
     Recorded(state_ + "/zebmon/history.db").look(second, filled(used, 10000));
   }
 
@@ -225,17 +228,23 @@ class Forecast : public ::testing::Test {
 };
 
 TEST_F(Forecast, TheDoctorSaysHowLongTheRoomWillLast) {
-  record(100, 4000);
-  record(100 + 10 * 86400, 9000);
+  record(10 * 86400, 4000);
+  record(0, 9000);
   EXPECT_EQ(
       "9000 of 10000 bytes are used; by the history, it grew by 5000 bytes in 10 d, and is full "
       "in 2 d if that goes on",
       evidence());
 }
 
+TEST_F(Forecast, TheDoctorSaysHowOldItIs) {
+  record(15 * 86400, 4000);
+  record(5 * 86400, 9000);
+  EXPECT_THAT(evidence(), testing::EndsWith("if that goes on; its last look was 5 d ago"));
+}
+
 TEST_F(Forecast, TheDoctorSaysWhenThereIsTooLittleHistory) {
-  record(100, 4000);
-  record(100 + 7200, 9000);
+  record(7200, 4000);
+  record(0, 9000);
   EXPECT_EQ(
       "9000 of 10000 bytes are used; by the history, a forecast needs a day, and there is 2 h",
       evidence());
