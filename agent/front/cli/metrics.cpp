@@ -12,6 +12,7 @@
 #include "agent/front/cli/messages.h"
 #include "agent/front/cli/metrics_state.h"
 #include "agent/front/cli/options.h"
+#include "agent/front/cli/service.h"
 #include "agent/front/cli/state_file.h"
 #include "agent/front/cli/stop.h"
 #include "agent/model/findings.h"
@@ -87,11 +88,7 @@ void declareMetrics(Options& options, Request& request) {
       .excludes("--from");
   addChoice(options, "--format", metrics.options.exposition, kExpositions,
             "Text 0.0.4, or OpenMetrics 1.0.0", "prometheus|openmetrics");
-  options.flag("--extremes", metrics.options.extremes,
-               "Minima and maxima since the last reset too");
-  options.add("--max-series", metrics.options.mostSeries, "Leave out nodes above so many series")
-      .shown("N")
-      .showsDefault();
+  declareSeries(options, metrics.options);
 }
 
 ExitCode runMetrics(const Request& request, Output& output) {

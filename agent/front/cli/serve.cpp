@@ -85,6 +85,7 @@ void declareServe(Options& options, Request& request) {
       "Who may use the socket of unix: (default: 0660)", "MODE");
   options.add("--socket-group", wanted.rights.group, "Whose group it is").shown("GROUP");
   declareHistory(options, wanted.history, true);
+  declareSeries(options, wanted.metrics);
   declareScope(options, wanted.scope);
   declareDirectory(options, wanted.directory);
 }

@@ -61,6 +61,13 @@ void declareScope(Options& options, model::Scope& scope) {
       .shown("BYTES");
 }
 
+void declareSeries(Options& options, render::MetricsOptions& metrics) {
+  options.flag("--extremes", metrics.extremes, "Minima and maxima since the last reset too");
+  options.add("--max-series", metrics.mostSeries, "Leave out nodes above so many series")
+      .shown("N")
+      .showsDefault();
+}
+
 void declareHistory(Options& options, serve::KeepOptions& history, bool optional) {
   options
       .take(

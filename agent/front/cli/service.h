@@ -23,6 +23,9 @@ void declareHistory(Options& options, serve::KeepOptions& history, bool optional
 void declareInterval(Options& options, std::chrono::milliseconds& interval);
 void declareDirectory(Options& options, std::string& directory);
 
+// --extremes and --max-series, of what writes metrics.
+void declareSeries(Options& options, render::MetricsOptions& metrics);
+
 // To its end. Throws Stop when it can't start.
 ExitCode runService(void (*service)(const serve::Options&, const serve::Voice&),
                     const serve::Options& options, Output& output);

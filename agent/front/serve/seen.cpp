@@ -13,13 +13,15 @@ namespace serve {
 namespace {
 
 std::string metricsOf(const Seen& seen, render::Exposition exposition) {
+  render::MetricsOptions options = seen.metrics;
+  options.exposition = exposition;
   return render::metrics({.snapshot = seen.now(),
                           .findings = &seen.findings,
                           .took = seen.took,
                           .version = seen.version,
                           .events = &seen.posted,
                           .started = seen.started},
-                         {.exposition = exposition});
+                         options);
 }
 
 std::string flowsText(const Seen& seen) {

@@ -15,6 +15,7 @@
 #include "agent/model/findings.h"
 #include "agent/model/flow_view.h"
 #include "agent/model/snapshot.h"
+#include "agent/render/metrics.h"
 #include "flowfile/file.h"
 
 namespace serve {
@@ -32,6 +33,9 @@ struct Seen {
 
   // Tells which node is inside which; null when nothing does.
   std::shared_ptr<const flowfile::File> flows = {};
+
+  // Which series there are. Its exposition doesn't count: that is asked for.
+  render::MetricsOptions metrics = {};
 
   const model::Snapshot& now() const { return *looks.back(); }
 };

@@ -171,7 +171,8 @@ Watcher::Settings settingsOf(const Options& options) {
           .version = layout::kVersion,
           .owners = options.scope.owners,
           .directory = options.directory,
-          .flows = options.flows};
+          .flows = options.flows,
+          .metrics = options.metrics};
 }
 
 Watcher::Eyes eyesOf(model::Follower& follower) {

@@ -30,6 +30,7 @@ struct Options {
   std::string keyFile = {};
   std::shared_ptr<const flowfile::File> flows = {};  // what is known of flows; null: nothing
   KeepOptions history = {};
+  render::MetricsOptions metrics = {};  // its exposition doesn't count: clients choose one
   bool events = false;
   bool insecure = false;
 };

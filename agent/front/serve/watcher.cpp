@@ -175,7 +175,10 @@ std::shared_ptr<const model::Snapshot> Watcher::before(const model::Snapshot& no
 void Watcher::turn() {
   const auto begin = Clock::now();
   model::FollowLook look = eyes_.all();
-  Seen seen{.took = Clock::now() - begin, .version = settings_.version, .flows = settings_.flows};
+  Seen seen{.took = Clock::now() - begin,
+            .version = settings_.version,
+            .flows = settings_.flows,
+            .metrics = settings_.metrics};
   const std::shared_ptr<const model::Snapshot> now = look.whole;
   keyFiles_.clear();
   for (const auto& broker : model::distinct(*now).brokers) {

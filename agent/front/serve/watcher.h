@@ -69,6 +69,7 @@ class Watcher {
     std::vector<std::uint32_t> owners = {};            // whose findings are told; none: all
     std::string directory = {};                        // of the key files, if one was named
     std::shared_ptr<const flowfile::File> flows = {};  // as Seen has it
+    render::MetricsOptions metrics = {};               // likewise
   };
 
   // What it looks with. `all` takes a snapshot with the machine's facts. In between `events` takes

@@ -152,6 +152,16 @@ TEST(ZebmonServe, SpeaksOpenMetricsAndGzipWhenAsked) {
   EXPECT_TRUE(bodyIn(small).starts_with("\x1F\x8B"));
 }
 
+TEST(ZebmonServe, WritesTheSeriesThatWereAskedFor) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  EXPECT_FALSE(contains(bodyIn(Serving().get("/metrics")), "_max_"));
+  const std::string more = bodyIn(Serving({"--extremes"}).get("/metrics"));
+  EXPECT_TRUE(contains(more, "\nzeb_node_elapsed_max_seconds{")) << more;
+  const std::string none = bodyIn(Serving({"--max-series", "0"}).get("/metrics"));
+  EXPECT_FALSE(contains(none, "zeb_node_messages_total")) << none;
+  EXPECT_FALSE(contains(none, "zebmon_series_dropped 0\n")) << none;
+}
+
 TEST(ZebmonServe, IsReadyAlsoWithoutABroker) {
   Serving serving;
   EXPECT_EQ(200, statusIn(serving.get("/readyz")));
