@@ -89,8 +89,9 @@ sockaddr_un fileAddress(const std::string& path) {
   return address;
 }
 
-// Somebody who could write the folder could put a socket of his own in place of ours.
-void requireSafeFolder(const std::string& path) {
+// The path without symbolic links in its folder: what was looked at is what is used. Somebody who
+// could write the folder could put a socket of his own in place of ours.
+std::string safePath(const std::string& path) {
   std::error_code error;
   const fs::path folder = fs::canonical(fs::absolute(fs::path(path)).parent_path(), error);
   if (error) {
@@ -103,12 +104,13 @@ void requireSafeFolder(const std::string& path) {
   const std::string shown = folder.string();
   const bool temporary = shown == "/tmp" || shown.starts_with("/tmp/") || shown == "/var/tmp" ||
                          shown.starts_with("/var/tmp/");
-  if (temporary || (facts.st_mode & S_IWOTH) != 0) {
+  if (temporary || (facts.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     refuse("others may write in " + shown + ". Put the socket elsewhere: unix:/run/zebmon/socket");
   }
   if (facts.st_uid != geteuid() && facts.st_uid != 0) {
     refuse("the folder " + shown + " belongs to another user. Choose one of this user or root");
   }
+  return folder / fs::path(path).filename();
 }
 
 bool somebodyAnswers(const sockaddr_un& address) {
@@ -199,9 +201,9 @@ void Listening::bindAddress(const Address& address) {
 }
 
 // The file is closed to all until it has its rights.
-void Listening::bindFile(const std::string& path, const SocketRights& rights) {
+void Listening::bindFile(const std::string& given, const SocketRights& rights) {
+  const std::string path = safePath(given);
   const sockaddr_un address = fileAddress(path);
-  requireSafeFolder(path);
   removeLeftOver(path, address);
   const auto change = [&path](int result) {
     if (result != 0) {
@@ -215,7 +217,7 @@ void Listening::bindFile(const std::string& path, const SocketRights& rights) {
   if (bound != 0) throw failedCall("listen at " + path, error, "Choose another --listen");
   struct stat facts {};
   change(lstat(path.c_str(), &facts));
-  path_ = fs::absolute(path).string();
+  path_ = path;
   device_ = facts.st_dev;
   file_ = facts.st_ino;
   if (!rights.group.empty()) change(lchown(path.c_str(), uid_t(-1), groupOf(rights.group)));

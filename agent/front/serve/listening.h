@@ -33,7 +33,8 @@ struct SocketRights {
 // was made.
 class Listening {
  public:
-  // Throws Trouble. The file of a socket lies in a folder that others can't write, and not in /tmp.
+  // Throws Trouble. The file of a socket lies in a folder that neither its group nor others can
+  // write, and not in /tmp; links on the way there are followed once.
   // One that is there already is removed only if it is this user's socket and nobody answers.
   static Listening at(const Address& address, const SocketRights& rights);
 
@@ -58,7 +59,7 @@ class Listening {
 
  private:
   explicit Listening(int socket) : socket_(socket) {}
-  void bindFile(const std::string& path, const SocketRights& rights);
+  void bindFile(const std::string& given, const SocketRights& rights);
   void bindAddress(const Address& address);
 
   int socket_ = -1;

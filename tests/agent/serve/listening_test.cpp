@@ -116,10 +116,20 @@ TEST_F(SocketFile, LiesWhereOthersCantWrite) {
   fs::create_directory_symlink("/tmp/own", "/var/zebmon/link");
   EXPECT_TRUE(has(problem("/var/zebmon/link/socket"), "others may write"));
   fs::remove_all("/tmp/own");
-  fs::permissions(kFolder, fs::perms(0777));
-  EXPECT_TRUE(has(problem(), "others may write"));
+  for (const auto mode : {fs::perms(0777), fs::perms(0775)}) {
+    fs::permissions(kFolder, mode);
+    EXPECT_TRUE(has(problem(), "others may write"));
+  }
   EXPECT_TRUE(has(problem("/var/none/socket"), "No such file"));
   EXPECT_TRUE(has(problem("/var/zebmon/" + std::string(100, 'a')), "too long"));
+}
+
+// Who owns the link could let it lead elsewhere once the folder was looked at.
+TEST_F(SocketFile, IsMadeBehindNoLink) {
+  fs::create_directory("/var/zebmon/real");
+  fs::create_directory_symlink("/var/zebmon/real", "/var/zebmon/link");
+  const Listening socket = listen("/var/zebmon/link/socket");
+  EXPECT_EQ("unix:/var/zebmon/real/socket", socket.shown(false));
 }
 
 TEST_F(SocketFile, ThatWasLeftOverIsReplaced) {
