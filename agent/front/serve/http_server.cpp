@@ -31,6 +31,7 @@ constexpr unsigned kSpare = 64;  // places for connections that are shut and not
 // forgets a connection a little later than it tells.
 constexpr unsigned kBelowItsLimit = 64;
 constexpr std::size_t kMemoryOfAConnection = 16384;
+constexpr std::size_t kSmall = 65536;  // an answer that is sent however many others wait
 constexpr char kPriorities[] = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 
 // One request while it comes in.
@@ -62,18 +63,49 @@ std::optional<std::uint64_t> receivedBy(int socket) {
   return info.tcpi_bytes_received;
 }
 
-void release(void* text) {
-  delete static_cast<std::shared_ptr<const std::string>*>(text);
+// How much of an answer nobody else has.
+std::size_t ownBytesOf(const Reply& reply) {
+  return reply.body.use_count() == 1 ? reply.body->size() : 0;
 }
 
-MHD_Response* responseOf(const Reply& reply) {
-  static const auto kEmpty = std::make_shared<const std::string>();
-  const auto& body = reply.body ? reply.body : kEmpty;
-  auto owner = std::make_unique<std::shared_ptr<const std::string>>(body);
+// The text of an answer, as long as it is sent.
+class Body {
+ public:
+  // Adds what nobody else has of it to `unsent`, until its end.
+  Body(const Reply& reply, std::size_t& unsent)
+      : own_(ownBytesOf(reply)),
+        text_(reply.body ? reply.body : std::make_shared<const std::string>()),
+        unsent_(unsent) {
+    unsent_ += own_;
+  }
+  ~Body() { unsent_ -= own_; }
+  Body(const Body&) = delete;
+  Body& operator=(const Body&) = delete;
+
+  const std::string& text() const { return *text_; }
+
+ private:
+  const std::size_t own_;  // first: later there is one more who has it
+  const std::shared_ptr<const std::string> text_;
+  std::size_t& unsent_;
+};
+
+void release(void* body) {
+  delete static_cast<Body*>(body);
+}
+
+MHD_Response* responseOf(std::unique_ptr<Body> body) {
+  const std::string& text = body->text();
   MHD_Response* const response = MHD_create_response_from_buffer_with_free_callback_cls(
-      body->size(), const_cast<char*>(body->data()), release, owner.get());
-  if (response != nullptr) owner.release();
+      text.size(), const_cast<char*>(text.data()), release, body.get());
+  if (response != nullptr) body.release();
   return response;
+}
+
+Reply laterPlease() {
+  static const auto kText = std::make_shared<const std::string>(
+      "{\"error\":\"too many answers wait to be taken. Ask again in a moment.\"}\n");
+  return {.status = 503, .body = kText, .headers = {{"Retry-After", "2"}}};
 }
 
 void addHeaders(MHD_Response* response, const Reply& reply, bool last) {
@@ -121,6 +153,7 @@ class HttpServer::Engine {
   const OnShut onShut_;
   const int stop_;
   MHD_Daemon* daemon_ = nullptr;
+  std::size_t unsent_ = 0;  // bytes of answers; of the thread that speaks HTTP
 
   std::mutex guard_;  // of the next two; held while a socket is shut, so that it can't be closed
   Connections connections_;
@@ -214,12 +247,18 @@ MHD_Result HttpServer::Engine::answer(MHD_Connection* connection, const Exchange
     connections_.working(now);
     last = connections_.crowded() || !received_.contains(socket);
   }
-  const Reply reply = handler_(exchange.request);
+  Reply reply = handler_(exchange.request);
   {
     const std::lock_guard held(guard_);
     connections_.worked(steady_clock::now());
   }
-  MHD_Response* const response = responseOf(reply);
+  const std::size_t own = ownBytesOf(reply);
+  if (own > kSmall && unsent_ > 0 && unsent_ + own > settings_.mostUnsent) {
+    reply = laterPlease();
+    last = true;
+    onShut_(Shut::unsent);
+  }
+  MHD_Response* const response = responseOf(std::make_unique<Body>(reply, unsent_));
   if (response == nullptr) return MHD_NO;
   addHeaders(response, reply, last);
   const MHD_Result queued =

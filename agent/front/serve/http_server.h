@@ -31,13 +31,18 @@ class HttpServer {
     std::chrono::milliseconds tick{250};
 
     std::optional<Identity> identity = {};  // with one, all connections are TLS
+
+    // How many bytes of answers may wait to be taken, without those that clients share. Above that
+    // who asks for more than a little is told to come back.
+    std::size_t mostUnsent = std::size_t{64} << 20;
   };
 
   // Called by the thread that speaks HTTP. Must not throw.
   using Handler = std::function<Reply(const Request&)>;
 
-  // Told when a connection was shut because its time was over, or to make room; by either thread.
-  enum class Shut { request, answer, idle, crowded };
+  // Told when a connection was shut because its time was over, to make room, or without its answer
+  // because too many wait to be taken; by either thread.
+  enum class Shut { request, answer, idle, crowded, unsent };
   using OnShut = std::function<void(Shut)>;
 
   // `listening` are sockets that listen; they stay their owner's. Throws Trouble.

@@ -103,6 +103,8 @@ std::string shutText(HttpServer::Shut why) {
       return "a connection was closed: it didn't take its answer in time";
     case Shut::idle:
       return {};
+    case Shut::unsent:
+      return "a request was put off: too many answers wait to be taken";
     case Shut::crowded:
       break;
   }

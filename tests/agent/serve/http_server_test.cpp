@@ -62,7 +62,9 @@ Reply echo(const Request& request) {
 class Server {
  public:
   explicit Server(serve::Connections::Limits limits = patient(), HttpServer::Handler answer = echo)
-      : server_({port_.socket()}, {.limits = limits, .tick = milliseconds(1)}, std::move(answer),
+      : Server({.limits = limits, .tick = milliseconds(1)}, std::move(answer)) {}
+  Server(HttpServer::Settings settings, HttpServer::Handler answer)
+      : server_({port_.socket()}, std::move(settings), std::move(answer),
                 [this](HttpServer::Shut why) { shuts_.add(why); }) {}
 
   std::uint16_t port() const { return port_.number(); }
@@ -263,6 +265,28 @@ TEST(HttpServer, AClientThatSharesATextGetsItWithoutACopy) {
     EXPECT_EQ("gzip", headerIn(answer, "Content-Encoding"));
   }
   EXPECT_EQ(1, text.use_count()) << "the server gave it back";
+}
+
+TEST(HttpServer, PutsOffWhoAsksWhileOthersDontTakeTheirAnswers) {
+  std::latch asked(1);
+  HttpServer::Settings settings{.limits = patient(), .tick = milliseconds(1)};
+  settings.mostUnsent = 64 << 20;
+  Server server(settings, [&asked](const Request& request) {
+    if (request.target == "/large") asked.count_down();
+    const std::size_t size = request.target == "/small" ? 1 << 10 : 64 << 20;
+    return Reply{.body = std::make_shared<const std::string>(size, 'x')};
+  });
+  Client lazy(server.port());
+  lazy.send("GET /large HTTP/1.1\r\nHost: a\r\n\r\n");
+  asked.wait();
+  EXPECT_EQ(200, statusIn(Client(server.port()).get("/small"))) << "a small one is no harm";
+  const std::string refused = Client(server.port()).get("/other");
+  EXPECT_EQ(503, statusIn(refused));
+  EXPECT_EQ("2", headerIn(refused, "Retry-After"));
+  EXPECT_EQ("close", headerIn(refused, "Connection"));
+  EXPECT_EQ(HttpServer::Shut::unsent, server.shuts().first());
+  EXPECT_EQ(200, statusIn(lazy.answer()));
+  EXPECT_EQ(200, statusIn(Client(server.port()).get("/other"))) << "the first one was taken";
 }
 
 TEST(HttpServer, EndsWhileClientsAreConnected) {
