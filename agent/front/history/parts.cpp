@@ -58,20 +58,21 @@ void Parts::begin() {
   transaction.commit();
 }
 
+// Looks come first: so each slice reads its own rows alone, not all that are recent.
 void Parts::take(const Slice& slice) {
-  constexpr char kFrom[] =
-      " FROM recent s JOIN look l ON l.number = s.look JOIN node n ON n.id = s.node "
-      "WHERE s.node BETWEEN ? AND ? AND n.broker = ? ";
   Transaction transaction(database_);
   database_
-      .prepare(std::string("INSERT INTO sample SELECT ?, s.node, s.look, s.messages, s.bytes, "
-                           "s.elapsed_ms, s.queued_ms") +
-               kFrom + "ORDER BY s.node, s.look")
+      .prepare(
+          "INSERT INTO sample SELECT ?1, s.node, s.look, s.messages, s.bytes, s.elapsed_ms, "
+          "s.queued_ms FROM look l CROSS JOIN recent s ON s.look = l.number "
+          "CROSS JOIN node n ON n.id = s.node WHERE l.number >= (SELECT min(look) FROM recent) "
+          "AND s.node BETWEEN ?2 AND ?3 AND n.broker = ?4 ORDER BY s.node, s.look")
       .run(slice.part, slice.first, slice.last, slice.broker);
   database_
-      .prepare("INSERT INTO minute SELECT ?, s.node, l.wall_ms / 60000 AS minute" + sumsOf("s") +
-               kFrom + "GROUP BY s.node, minute ORDER BY s.node, minute")
-      .run(slice.part, slice.first, slice.last, slice.broker);
+      .prepare("INSERT INTO minute SELECT ?1, s.node, l.wall_ms / 60000 AS minute" + sumsOf("s") +
+               "FROM sample s CROSS JOIN look l ON l.number = s.look WHERE s.part = ?1 "
+               "AND s.node BETWEEN ?2 AND ?3 GROUP BY s.node, minute ORDER BY s.node, minute")
+      .run(slice.part, slice.first, slice.last);
   transaction.commit();
   between_();
 }
