@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/front/serve/gzip.h"
 #include "agent/model/collector.h"
 #include "agent/model/rates.h"
 #include "agent/reader/segment.h"
@@ -147,5 +148,23 @@ void metricsOf10000Nodes(benchmark::State& state) {
   writeMetrics(state, 10000);
 }
 BENCHMARK(metricsOf10000Nodes)->Unit(benchmark::kMillisecond);
+
+// As the server does it once for each look that somebody wants compressed.
+void compressMetrics(benchmark::State& state, int nodes) {
+  const model::Snapshot snapshot = snapshotOf(nodes);
+  const std::string text =
+      render::metrics({.snapshot = snapshot}, {.extremes = true, .mostSeries = 1000000});
+  for (auto _ : state) benchmark::DoNotOptimize(serve::gzipped(text));
+}
+
+void gzipOf800Nodes(benchmark::State& state) {
+  compressMetrics(state, 800);
+}
+BENCHMARK(gzipOf800Nodes)->Unit(benchmark::kMillisecond);
+
+void gzipOf10000Nodes(benchmark::State& state) {
+  compressMetrics(state, 10000);
+}
+BENCHMARK(gzipOf10000Nodes)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -110,6 +110,12 @@ def _function_goals(goals, found):
         goals.at_most(f"agent: metrics of {nodes:,} nodes, 12 families", goal,
                       functions[name] / 1e6, " ms")
         goals.at_most("the same ÷ as many lines by compiled formats", 2, ratios[name])
+    for nodes, goal in ((800, 20), (10000, 150)):
+        figure, name = f"agent: the same of {nodes:,} nodes compressed", f"gzipOf{nodes}Nodes"
+        if name in functions:
+            goals.at_most(figure, goal, functions[name] / 1e6, " ms")
+        else:
+            goals.told(figure, f"≤ {goal} ms", "not measured yet")
 
 
 _FOLLOWED = {
