@@ -12,7 +12,7 @@ const kSizes = {phone: [360, 740], laptop: [1280, 900], wall: [3840, 2160]};
 const kHostile = '<img src=x onerror=hacked=1>';
 const kShop = '5f0c3a52-7d1e-4b7a-9c55-2f6d0e8a4b11';
 // What tells that a view is complete.
-const kSeen = {flows: 'Movement out', node: /takes: [\d.]+ ms, from/, events: 'Exception found', findings: 'Shared memory of broker', capacity: 'more nodes',
+const kSeen = {flows: 'Movement out', node: /takes: [\d.]+ ms, from/, events: 'refused', message: /^[2-9] events/, findings: 'Shared memory of broker', capacity: 'more nodes',
   locks: /were looked at|is held|All locks are free|held at the last look/, settings: 'ZEBMemorySize'};
 const kNode = '#/node/' + [kShop, 'orders', 'Payment', 'Into authorisation'].map(encodeURIComponent).join('/');
 
@@ -206,6 +206,61 @@ const tests = {
     await tab.close(/status of 401/);
   },
 
+  async 'a token that somebody is writing stays, and one that no header can hold is refused'() {
+    const tab = await Tab.open(servers.token);
+    await tab.page.clock.install();
+    await tab.go();
+    const field = tab.page.getByLabel('Token', {exact: true});
+    await field.pressSequentially('half');
+    for (let i = 0; i < 2; ++i) {  // the answer to the first one is shown when the second one is asked
+      const asked = tab.page.waitForRequest(/api\/v1\/page/);
+      await tab.page.clock.fastForward(61000);
+      await asked;
+    }
+    assert.equal(await field.inputValue(), 'half');
+    await field.fill(`“${secret}”`);
+    await tab.page.keyboard.press('Enter');
+    await tab.see('The server doesn’t take that token.');
+    await tab.close(/status of 401/);
+  },
+
+  async 'a view that fails is said, and the page goes on'() {
+    const tab = await Tab.open(servers.open);
+    await tab.page.clock.install();
+    let broken = true;
+    await tab.page.route('**/api/v1/page*', async (route) => {
+      const answer = await route.fetch();
+      const page = await answer.json();
+      if (broken) delete page.findings;
+      await route.fulfill({response: answer, json: page});
+    });
+    const failed = tab.page.waitForEvent('pageerror');
+    await tab.go();
+    await failed;
+    broken = false;
+    await tab.page.clock.fastForward(6000);
+    await tab.see('Payment in');
+    await tab.close(/TypeError/);
+  },
+
+  async 'what was not checked is never clean'() {
+    const tab = await Tab.open(servers.open);
+    let notChecked = ['locks: nobody may'];
+    await tab.page.route('**/api/v1/page*', async (route) => {
+      const answer = await route.fetch();
+      const page = await answer.json();
+      page.findings = {...page.findings, findings: [], notChecked};
+      await route.fulfill({response: answer, json: page});
+    });
+    await tab.go('#/findings');
+    await tab.see('Nothing wrong was found, but not all was checked');
+    assert.doesNotMatch(await tab.page.locator('main').textContent(), /Nothing is wrong/);
+    await tab.see(/“sudo zebmon doctor”/);
+    notChecked = [];
+    await tab.see('Nothing is wrong');
+    await tab.close();
+  },
+
   async 'what is missing is said: no broker, no events'() {
     const tab = await Tab.open(servers.empty);
     await tab.go();
@@ -341,12 +396,13 @@ const tests = {
   },
 
   async 'every view fits from a phone to a wall'() {
-    const views = {flows: '#/flows', node: kNode, events: '#/events', findings: '#/findings', capacity: '#/capacity', locks: '#/locks', settings: '#/settings'};
+    const views = {flows: '#/flows', node: kNode, events: '#/events/refused', message: null, findings: '#/findings', capacity: '#/capacity', locks: '#/locks', settings: '#/settings'};
     for (const [size, [width, height]] of Object.entries(kSizes)) {
       const colorScheme = size === 'phone' ? 'dark' : 'light';
       const tab = await Tab.open(servers.open, {viewport: {width, height}, colorScheme});
       for (const [name, hash] of Object.entries(views)) {
         if (name === 'flows') await tab.go(hash);
+        else if (name === 'message') await tab.page.locator('td.id a', {hasText: /[1-9A-F]/}).first().click();
         else await tab.view(hash);
         await tab.see(kSeen[name]);
         const wide = await tab.page.evaluate(() => document.documentElement.scrollWidth - innerWidth);

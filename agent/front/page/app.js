@@ -28,6 +28,7 @@ function tokenForm(refused, taken) {
     setToken(input.value);
     taken();
   };
+  setTimeout(() => input.focus());
   return el('form', {class: 'notice token', onsubmit: submit}, el('h2', {}, 'This server asks for a token'),
     el('p', {}, 'It is in the file that the server was started with: --token-file. This tab keeps it until it is closed.'),
     refused ? el('p', {class: 'refused', role: 'alert'}, 'The server doesn’t take that token.') : null,
@@ -65,6 +66,7 @@ class App {
     this.view = null;
     this.trouble = null;  // {status, error}: why there is nothing new
     this.asksToken = false;
+    this.tokenSent = false;
     this.makeTop();
     this.clock = new Clockwork(() => this.turn());
     this.ticks = new Clockwork(() => this.tick());
@@ -162,12 +164,19 @@ class App {
     }
   }
 
+  // The form stays while somebody writes into it.
   askToken() {
-    const again = this.asksToken;
+    const {asksToken, tokenSent} = this;
     this.asksToken = true;
+    this.tokenSent = false;
     this.trouble = {status: 401, error: '', since: Date.now()};
-    this.state.replaceChildren(tokenForm(again, () => this.clock.now()));
+    if (!asksToken || tokenSent) this.state.replaceChildren(tokenForm(tokenSent, () => this.sendToken()));
     this.show();
+  }
+
+  sendToken() {
+    this.tokenSent = true;
+    this.clock.now();
   }
 
   show() {

@@ -79,7 +79,8 @@ class Area {
     setText(this.room, roomOf(area));
     const first = seen.areas.get(keyOf(this.uuid, area.name)) ?? {time: seen.wall(), used: area.usedBytes};
     const forecast = forecastOf(area, first, seen.wall(), seen.events.filter((event) => event.broker?.uuid === this.uuid));
-    setText(this.forecast, ring ? forecast : recordedForecastOf(this.view.recorded.get(this.uuid), forecast));
+    const isFull = area.usedBytes >= area.sizeBytes;
+    setText(this.forecast, ring || isFull ? forecast : recordedForecastOf(this.view.recorded.get(this.uuid), forecast));
   }
 }
 

@@ -26,11 +26,17 @@ class Finding {
   }
 }
 
+// What was not checked is never clean.
+function wellNotice(looked, notChecked) {
+  if (notChecked.length === 0) return notice('Nothing is wrong', `${looked}.`);
+  return notice('Nothing wrong was found, but not all was checked', `${looked}, as far as this server’s user may see them. “sudo zebmon doctor” looks at all of it.`);
+}
+
 export class FindingsView {
   constructor(app) {
     this.app = app;
     this.title = 'Findings';
-    const cards = el('div', {class: 'stack'});
+    const cards = el('div', {class: 'stack wide'});
     this.cards = new List(cards, () => new Finding());
     this.well = el('div');
     const unchecked = el('ul');
@@ -49,7 +55,7 @@ export class FindingsView {
     if (!page) return;
     const {findings, notChecked, brokerCount, lockCount} = page.findings;
     const looked = `${words.counted(brokerCount, 'broker')} and ${words.counted(lockCount, 'lock')} were looked at`;
-    this.well.replaceChildren(...(findings.length > 0 ? [] : [notice('Nothing is wrong', notChecked.length > 0 ? `${looked}. Some things could not be checked.` : `${looked}.`)]));
+    this.well.replaceChildren(...(findings.length > 0 ? [] : [wellNotice(looked, notChecked)]));
     this.cards.update(findings, (finding) => finding.key);
     setText(this.summary, `${words.counted(notChecked.length, 'thing was', 'things were')} not checked`);
     show(this.rest, notChecked.length > 0);

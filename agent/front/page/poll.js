@@ -3,6 +3,7 @@
 
 const kTokenKey = 'zebmon.token';
 const kPatienceMs = 10000;
+const kAfterFaultMs = 5000;  // a turn that failed says so on the console, and the next one follows
 
 export function setToken(token) {
   sessionStorage.setItem(kTokenKey, token.trim());
@@ -17,6 +18,8 @@ export async function ask(target, signal) {
 
 async function request(target, signal) {
   const token = sessionStorage.getItem(kTokenKey);
+  // What no header can hold is no token; the server would never see it.
+  if (token && !/^[!-~]+$/.test(token)) return {status: 401, document: null, error: ''};
   const headers = token ? {Authorization: `Bearer ${token}`} : {};
   const late = AbortSignal.timeout(kPatienceMs);
   try {
@@ -54,11 +57,14 @@ export class Clockwork {
     }
     this.running = true;
     this.again = false;
-    const wait = await this.turn();
-    this.running = false;
-    if (document.hidden) return;
-    if (this.again) this.now();
-    else this.timer = setTimeout(() => this.now(), wait);
+    let wait = kAfterFaultMs;
+    try {
+      wait = await this.turn();
+    } finally {
+      this.running = false;
+      if (this.again && !document.hidden) this.now();
+      else if (!document.hidden) this.timer = setTimeout(() => this.now(), wait);
+    }
   }
 }
 
