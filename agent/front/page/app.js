@@ -96,6 +96,8 @@ class App {
       }};
     });
     this.degraded = el('a', {class: 'degraded', href: '#/findings', hidden: true});
+    this.figures = el('span');
+    find('foot').append(this.figures, el('span', {class: 'with-keys'}, ' Press / to find.'));
     this.state = el('div');
     this.place = el('div', {class: 'view'});
     find('main').append(this.state, el('section', {class: 'overview', 'aria-label': 'Brokers'}, chips, this.degraded, alarms), this.place);
@@ -189,6 +191,7 @@ class App {
       this.showOverview(page);
       this.view.update();
     }
+    show(find('foot'), page !== null && !this.asksToken);
     this.showAge();
     if (page) document.documentElement.dataset.took = (performance.now() - begin).toFixed(1);
   }
@@ -213,7 +216,7 @@ class App {
     setText(this.degraded, page.degraded.map(words.sentence).join(' '));
     this.setBadge('findings', criticalCount + warningCount, criticalCount > 0);
     this.setBadge('settings', page.settings.traps.length, false);
-    setText(find('foot'), `Times are in ${words.zone} (${words.offsetOf()}). Press / to find. Figures are of the last ${words.milliseconds(page.paceSeconds * 1000)}, unless they say otherwise.`);
+    setText(this.figures, `Times are in ${words.zone} (${words.offsetOf()}). Figures are of the last ${words.milliseconds(page.paceSeconds * 1000)}, unless they say otherwise.`);
   }
 
   setBadge(name, number, bad) {

@@ -58,9 +58,9 @@ class Curve {
     this.plot = null;
     this.canvas = el('div', {class: 'plot', role: 'img'});
     this.told = el('p', {class: 'told'});
-    const keys = series.length < 2 ? null : el('ul', {class: 'keys plain'}, series.map(([name, , tone]) => el('li', {},
-      svg('svg', {viewBox: '0 0 12 12', class: `key ${tone.slice(2)}`, 'aria-hidden': 'true'}, svg('rect', {width: 12, height: 12, rx: 3})), name)));
-    this.element = el('section', {class: 'card chart'}, el('h2', {}, title), keys, this.canvas, this.told);
+    this.keys = series.map(([name, , tone]) => el('li', {},
+      svg('svg', {viewBox: '0 0 12 12', class: `key ${tone.slice(2)}`, 'aria-hidden': 'true'}, svg('rect', {width: 12, height: 12, rx: 3})), name));
+    this.element = el('section', {class: 'card chart'}, el('h2', {}, title), series.length < 2 ? null : el('ul', {class: 'keys plain'}, this.keys), this.canvas, this.told);
     this.scheme = matchMedia('(prefers-color-scheme: dark)');
     this.repaint = () => this.again();
     this.scheme.addEventListener('change', this.repaint);
@@ -88,8 +88,10 @@ class Curve {
     this.from = from;
     this.until = until;
     const data = [columns.time, ...this.series.map(([, column]) => columns[column])];
-    const empty = this.series.every(([, column]) => columns[column].every((value) => value === null));
+    const drawn = this.series.map(([, column]) => columns[column].some((value) => value !== null));
+    const empty = !drawn.includes(true);
     show(this.canvas, !empty);
+    this.keys.forEach((key, i) => show(key, drawn[i]));
     if (this.plot) this.plot.setData(data);
     else if (!empty && this.canvas.clientWidth > 0) this.plot = new uPlot(this.options(), data, this.canvas);
     this.tell();

@@ -37,6 +37,7 @@ class Sparkline {
     const step = kWidth / Math.max(rates.length - 1, 1);
     const at = rates.map((rate, i) => `${(i * step).toFixed(1)},${(kHeight - 2 - (rate / top) * (kHeight - 6)).toFixed(1)}`);
     const line = rates.length > 1 ? `M${at.join('L')}` : '';
+    this.element.classList.toggle('none', line === '');
     setAttribute(this.line, 'd', line);
     setAttribute(this.area, 'd', line && `${line}L${kWidth},${kHeight}L0,${kHeight}Z`);
     const since = rates.length > 1 ? points.at(-1)[0] - points.at(-rates.length)[0] : 0;

@@ -47,9 +47,10 @@ export class SettingsView {
     if (!page) return;
     const {settings} = page;
     const wrong = [...settings.traps, ...settings.restarts];
-    this.state.replaceChildren(...(wrong.length > 0 ? [] : [notice('Every line does what it says', settings.file ? 'No trap was found in the file, and every broker follows it.' : 'There is no configuration file, so every setting has its default.')]));
+    this.state.replaceChildren(...(wrong.length > 0 ? [] : [settings.file ? notice('Every line does what it says', 'No trap was found in the file, and every broker follows it.')
+      : notice('Every setting has its default', 'No configuration file can be read; below is where the library looks for one.')]));
     this.traps.update(wrong, (trap) => `${trap.line}${trap.problem}`);
-    setText(this.file, settings.file ? `${settings.file}${settings.changed ? `, changed ${words.time(settings.changed)}` : ''}` : 'No configuration file opens.');
+    setText(this.file, settings.file ? `${settings.file}${settings.changed ? `, changed ${words.time(settings.changed)}` : ''}` : 'No configuration file can be read, so every setting has its default.');
     this.rows.update(settings.settings, (setting) => setting.key);
     this.places.update(settings.places, (place) => place.path);
   }
