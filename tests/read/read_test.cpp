@@ -413,6 +413,8 @@ TEST(ReadingInC, NoMoreThanTheBufferIsWrittenAndNoCharacterIsCut) {
   EXPECT_EQ(0U, zebread_printable(nullptr, buffer, sizeof buffer));
   EXPECT_STREQ("", buffer);
   EXPECT_EQ(1U, zebread_printable("a", buffer, 0));
+  EXPECT_STREQ("", buffer);
+  EXPECT_EQ(1U, zebread_printable("a", nullptr, sizeof buffer));
 }
 
 TEST(ReadingInC, WithoutMemoryATextIsEmptyWhereThereIsABuffer) {
