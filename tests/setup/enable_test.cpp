@@ -58,6 +58,10 @@ TEST_F(Enable, LinksNotesAndWritesSettings) {
   EXPECT_TRUE(contains(result.out, "Settings: /opt/holt/lil/zebpnode.cfg was written"))
       << result.out;
   EXPECT_EQ(contents(kSettings), contents(layout::kWrittenFiles + std::string(kSettings)));
+  EXPECT_TRUE(
+      result.out.ends_with("Restart the host's execution groups. \"zebpnode status\" and "
+                           "\"zebmon doctor\" tell how it is.\n"))
+      << result.out;
 }
 
 TEST_F(Enable, WritesSettingsThatAreCommentsAndHaveEachKey) {
@@ -248,6 +252,20 @@ TEST_F(Enable, SaysThatItIsTheSettingsThatCanNotBeWritten) {
   ASSERT_EQ(0, mount(nullptr, kLil, nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
   expectRefused(74, "the directory of the settings /opt/holt/lil can't be written to",
                 [] { return enable({}, "/opt/plug"); });
+}
+
+TEST_F(Enable, WritesToTheDirectoryOnlyWhereTheLinkIsMissing) {
+  const auto allow = [](unsigned long flags) {
+    ASSERT_EQ(0, mount(nullptr, "/opt/plug", nullptr, MS_REMOUNT | flags, nullptr));
+  };
+  mountEmpty("/opt/plug");
+  allow(MS_RDONLY);
+  expectRefused(74, "the directory /opt/plug can't be written to",
+                [] { return enable({}, "/opt/plug"); });
+  allow(0);
+  EXPECT_EQ(0, enable({}, "/opt/plug").code);
+  allow(MS_RDONLY);
+  EXPECT_EQ(0, enable({}, "/opt/plug").code);
 }
 
 TEST_F(Enable, TakesBackADirectoryThatCanNotBeGivenToTheGroup) {

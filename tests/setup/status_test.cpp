@@ -58,6 +58,12 @@ TEST_F(Status, TellsThatAHostWouldLoadIt) {
   EXPECT_TRUE(contains(result.out, "key files  /tmp/, mode 1777, group root\n")) << result.out;
 }
 
+TEST(SetupCommandLine, TellsItsVersion) {
+  const Result result = run({"--version"});
+  EXPECT_EQ(0, result.code) << result.errors;
+  EXPECT_TRUE(result.out.starts_with("zebpnode 1.")) << result.out;
+}
+
 TEST_F(Status, WritesADocument) {
   const Json document = Json::parse(run({"status", "--format", "json"}).out);
   EXPECT_EQ("zebpnode.status", document["schema"]);
@@ -67,6 +73,8 @@ TEST_F(Status, WritesADocument) {
   EXPECT_EQ(layout::kInstalledLibrary, document["directories"][0]["target"]);
   EXPECT_EQ(64, document["library"]["bits"]);
   EXPECT_EQ("/opt/holt/lil/zebpnode.cfg", document["settings"]);
+  fs::remove(kSettings);
+  EXPECT_TRUE(Json::parse(run({"status", "--format", "json"}).out)["settings"].is_null());
 }
 
 TEST_F(Status, WritesWhatItsSchemaSays) {
