@@ -81,20 +81,22 @@ TEST(InstallationFindings, TellWhatBecameOfTheTrial) {
 }
 
 TEST(InstallationFindings, SayWhatThisUserMayNotSee) {
-  const auto leaves = [](auto change) {
+  const auto expectLeft = [](const std::string& kind, const std::string& words, auto change) {
     const model::Findings findings = foundAfter(change);
     EXPECT_EQ(0U, findings.found.size());
+    EXPECT_EQ(1U, findings.unchecked.count(kind)) << kind;
     std::string all;
     for (const model::Unchecked& one : findings.notChecked) all += one.why + "\n";
-    return all;
+    EXPECT_NE(std::string::npos, all.find(words)) << all;
   };
-  EXPECT_NE(std::string::npos,
-            leaves([](Installation& seen) { seen.entries[0].error = EACCES; }).find("/opt/a: "));
-  EXPECT_NE(std::string::npos, leaves([](Installation& seen) {
-                                 seen.hidden = 2;
-                               }).find("2 processes: whether they have an older library"));
-  EXPECT_NE(std::string::npos,
-            leaves([](Installation& seen) { seen.error = EACCES; }).find("/directories: "));
+  expectLeft("install.link",
+             "/opt/a: ", [](Installation& seen) { seen.entries[0].error = EACCES; });
+  expectLeft("install.load", "whether a host can load the plug-in", [](Installation& seen) {
+    seen.probe = {Probe::Outcome::notTried, EACCES, 0, ""};
+  });
+  expectLeft("install.restart", "2 processes: whether they have an older library",
+             [](Installation& seen) { seen.hidden = 2; });
+  expectLeft("install", "/directories: ", [](Installation& seen) { seen.error = EACCES; });
 }
 
 TEST(InstallationFindings, NameTheVersionToRestartFor) {

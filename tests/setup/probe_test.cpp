@@ -3,6 +3,7 @@
 #include "agent/reader/probe.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <csignal>
 #include <filesystem>
@@ -64,10 +65,11 @@ TEST(Probe, OutlivesACrash) {
   EXPECT_FALSE(probe.loaded());
 }
 
-TEST(Probe, EndsWhatDoesNotEnd) {
+TEST(Probe, EndsWhatDoesNotEndAndWaitsForThat) {
   EXPECT_EQ(Outcome::late, triedBy("exec sleep 1000", std::chrono::milliseconds(1)).outcome);
   EXPECT_EQ(Outcome::late,
             triedBy("exec >&-; exec sleep 1000", std::chrono::milliseconds(1)).outcome);
+  EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << "a child is left";
 }
 
 TEST(Probe, KeepsALineOfBoundedLength) {
