@@ -10,8 +10,6 @@
 namespace serve {
 namespace {
 
-constexpr std::chrono::minutes kLeastRest{1};
-constexpr int kRest = 50;  // times as long as the work took
 constexpr std::int64_t kDayMs = 86400000;
 
 model::Period dayBefore(std::int64_t end) {
@@ -26,6 +24,12 @@ std::string textOf(const std::vector<model::PastChange>& changes, const model::P
 }
 
 }  // namespace
+
+std::chrono::steady_clock::duration restAfter(std::chrono::steady_clock::duration work) {
+  constexpr std::chrono::minutes kLeast{1};
+  constexpr int kTimes = 50;
+  return std::max<std::chrono::steady_clock::duration>(kLeast, kTimes * work);
+}
 
 WhatChanged::WhatChanged(Make make) : make_(std::move(make)), thread_([this] { run(); }) {}
 
@@ -73,7 +77,7 @@ void WhatChanged::run() {
     const auto end = Clock::now();
     lock.lock();
     if (!text.empty()) text_ = std::make_shared<const std::string>(std::move(text));
-    due_ = end + std::max<Clock::duration>(kLeastRest, kRest * (end - begin));
+    due_ = end + restAfter(end - begin);
     wanted_ = false;
     changed_.notify_all();
   }

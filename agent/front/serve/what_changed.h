@@ -16,8 +16,11 @@
 
 namespace serve {
 
-// For any number of threads. Works only after somebody asked, in a thread of its own. A text is
-// kept for at least a minute, and for at least fifty times as long as it took to make.
+// How long a text is kept at least that took so long to make: a minute, or fifty times as long.
+std::chrono::steady_clock::duration restAfter(std::chrono::steady_clock::duration work);
+
+// For any number of threads. Works only after somebody asked, in a thread of its own, and rests
+// then.
 class WhatChanged {
  public:
   using Clock = std::chrono::steady_clock;

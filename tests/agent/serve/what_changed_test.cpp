@@ -57,6 +57,12 @@ TEST(WhatChanged, AnswersAtOnceAndHasTheTextLater) {
   EXPECT_EQ("1", Counting::ask(changes, Clock::now()));
 }
 
+TEST(WhatChanged, WorksFromTheMomentOnAtWhichItIsDue) {
+  Counting counting;
+  WhatChanged changes(counting.make());
+  EXPECT_EQ("1", Counting::ask(changes, Clock::time_point()));
+}
+
 TEST(WhatChanged, RestsAMinuteBeforeItWorksAgain) {
   Counting counting;
   WhatChanged changes(counting.make());
@@ -64,6 +70,13 @@ TEST(WhatChanged, RestsAMinuteBeforeItWorksAgain) {
   EXPECT_EQ("1", Counting::ask(changes, now));
   EXPECT_EQ("1", Counting::ask(changes, now + seconds(59)));
   EXPECT_EQ("2", Counting::ask(changes, now + hours(1)));
+}
+
+TEST(WhatChanged, RestsFiftyTimesAsLongAsItWorked) {
+  using std::chrono::minutes;
+  EXPECT_EQ(minutes(1), serve::restAfter(seconds(0)));
+  EXPECT_EQ(minutes(1), serve::restAfter(std::chrono::milliseconds(1200)));
+  EXPECT_EQ(seconds(100), serve::restAfter(seconds(2)));
 }
 
 TEST(WhatChanged, KeepsItsTextWhenTheHistoryCannotBeRead) {
@@ -110,9 +123,20 @@ TEST(WhatChanged, IsOfTheDayBeforeTheLastLook) {
   const auto make = serve::changesOfLastDay(file, nullptr);
   const json document = json::parse(make([] { return true; }));
   EXPECT_EQ("ok", document["state"]);
+  EXPECT_EQ("2027-01-16T08:00:00.001Z", document["from"]);
+  EXPECT_EQ("2027-01-17T08:00:00.001Z", document["until"]);
   ASSERT_EQ(1, document["changes"].size()) << document;
   EXPECT_EQ("Priced", document["changes"][0]["node"]);
   EXPECT_EQ("", make([] { return false; }));
+  for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(file + end);
+}
+
+TEST(WhatChanged, IsNothingBeforeTheFirstLook) {
+  const std::string file = testing::TempDir() + "unchanged.db";
+  const Recorded recorded(file);
+  const json document = json::parse(serve::changesOfLastDay(file, nullptr)([] { return true; }));
+  EXPECT_TRUE(document["changes"].empty());
+  EXPECT_EQ("1970-01-01T00:00:00.000Z", document["from"]);
   for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(file + end);
 }
 
