@@ -196,6 +196,27 @@ TEST(Watching, GoesOnAfterALookThatFailed) {
   EXPECT_NE(nullptr, watcher.latest());
 }
 
+TEST(Watching, SaysThatALookFailedUntilAWholeOneSucceeds) {
+  Turns turns;
+  int count = 0;
+  Watcher watcher({.interval = std::chrono::hours(1)},
+                  {.all =
+                       [] {
+                         return model::FollowLook{{}, {}, lookAt(Clock::now())};
+                       },
+                   .events =
+                       [&] {
+                         turns.add();
+                         if (++count == 1) throw std::bad_alloc();
+                         return model::FollowLook();
+                       },
+                   .pause = [] { return Clock::duration(0); }},
+                  kNobody);
+  turns.await(3);
+  EXPECT_EQ(1,
+            std::ranges::count(watcher.health().degraded, "the last look failed: memory is short"));
+}
+
 TEST(Watching, KeepsTheLastTenLooks) {
   Turns turns;
   std::vector<std::size_t> sizes;
