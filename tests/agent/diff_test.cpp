@@ -103,6 +103,8 @@ TEST(Apart, AMachineThatStartedAfterTheFirstLookStartedAgain) {
   const Apart back = apart(look(600s, kWall + 100), look(0ms, 5), true);
   EXPECT_EQ(Of::startedAgain, back.kind);
   EXPECT_EQ(-600, back.time.count());
+  EXPECT_EQ(Of::startedAgain, apart(look(0ms, 5), look(600s, kWall), true).kind);
+  EXPECT_EQ(Of::startedAgain, apart(look(600s, kWall), look(0ms, 5), true).kind);
 }
 
 TEST(Apart, AClockThatWasSetIsNoNewStart) {
@@ -212,10 +214,14 @@ TEST(Differences, ProcessesOfGroupsAreToldWithTheirGroups) {
 TEST(Differences, OtherProcessesAreToldWhenBothLooksKnowThem) {
   model::Snapshot first = look(0ms, 5);
   model::Snapshot second = look(5s, 5);
-  changeMachine(first, [](auto& machine) {
-    machine.processes = {{7, process(7, true)}, {8, process(8, true)}};
+  reader::Process hidden;
+  hidden.id = 9;
+  changeMachine(first, [&hidden](auto& machine) {
+    machine.processes = {{7, process(7, true)}, {8, process(8, true)}, {9, hidden}};
   });
-  changeMachine(second, [](auto& machine) { machine.processes = {{7, process(7, false)}}; });
+  changeMachine(second, [](auto& machine) {
+    machine.processes = {{7, process(7, false)}, {9, process(9, true)}};
+  });
   EXPECT_EQ((Lines{"process|changed|process 7|runs|has ended"}), differences(first, second));
 }
 
