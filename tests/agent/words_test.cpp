@@ -315,7 +315,7 @@ TEST(Words, AGapSaysHowMuchIsKnownOfIt) {
 TEST(Words, AForecastSaysWhatItRestsOn) {
   constexpr std::int64_t kDay = 86400000;
   const auto said = [](std::int64_t from, std::uint64_t before, std::uint64_t used,
-                       std::int64_t now = 30 * kDay / 1000) {
+                       std::int64_t now = 30 * 86400) {
     return render::forecastText(
         {.from = from, .until = 30 * kDay, .before = before, .used = used, .size = 1000}, now);
   };
