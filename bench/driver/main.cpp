@@ -27,6 +27,7 @@ constexpr Section kSections[] = {
     {"processes", measureProcesses},
     {"deployment", measureDeployment},
     {"following", measureFollowing},
+    {"watching", measureWatching},
     {"peers", measurePeers},
 };
 

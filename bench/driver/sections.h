@@ -43,6 +43,9 @@ nlohmann::json measureDeployment(const Plan& plan);
 // What a follower of events loses, while threads and processes post.
 nlohmann::json measureFollowing(const Plan& plan);
 
+// What `zebmon top` takes of a core at one look a second.
+nlohmann::json measureWatching(const Plan& plan);
+
 // What else one could measure messages with. Left out, and said so, where it is not installed.
 nlohmann::json measurePeers(const Plan& plan);
 

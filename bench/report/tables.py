@@ -133,6 +133,14 @@ def _following_goals(goals, found):
             goals.told(figure, "≤ 0", "not measured yet")
 
 
+def _watching_goals(goals, found):
+    figure, goal = "agent: `zebmon top` at one look a second at 800 nodes, of a core", 0.5
+    if "watching" in found:
+        goals.at_most(figure, goal, 100 * found["watching"]["coreShare"], " %")
+    else:
+        goals.told(figure, f"≤ {goal:.2f} %", "not measured yet")
+
+
 def goals(found):
     table = _Goals()
     _message_goals(table, found)
@@ -140,6 +148,7 @@ def goals(found):
     _deployment_goals(table, found)
     _function_goals(table, found)
     _following_goals(table, found)
+    _watching_goals(table, found)
     return _table(("figure", "goal", "measured", "met"), table.rows)
 
 
