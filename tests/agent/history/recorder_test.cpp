@@ -284,6 +284,9 @@ TEST_F(Recorder, KeepsEachEventOnce) {
   EXPECT_EQ("3 3", row("SELECT count(*), count(DISTINCT number) FROM event"));
   EXPECT_EQ("Order reserved Reserve", row("SELECT text, node FROM template"));
   EXPECT_EQ("3", row("SELECT events FROM broker"));
+  const std::int64_t bytes = number("SELECT event_bytes FROM broker");
+  look(4, posting({eventWith(3)}));
+  EXPECT_EQ(bytes, number("SELECT event_bytes FROM broker"));
 }
 
 TEST_F(Recorder, KeepsEventsOfOneRecordIdInTwoThreads) {
