@@ -161,20 +161,23 @@ export class MessageView {
   }
 }
 
+// Events have whole milliseconds.
+const between = (ms) => (ms < 1000 ? `${words.count(ms)} ms` : words.milliseconds(ms));
+
 const nothingKept = () => notice('No event of this message is kept here', 'The server keeps the newest 10,000 events. “zebmon message ID” looks into shared memory, and with --from into a file.');
 
 function summaryOf(events) {
   const span = Date.parse(events.at(-1).created) - Date.parse(events[0].created);
   const failed = events.filter((event) => event.kind === 'exception').length;
-  const took = events.length < 2 ? '' : span > 0 ? ` in ${words.milliseconds(span)}` : ' within a millisecond';
+  const took = events.length < 2 ? '' : span > 0 ? ` in ${between(span)}` : ' within a millisecond';
   return `${words.counted(events.length, 'event')}${took}${failed > 0 ? `, ${words.counted(failed, 'exception')}` : ''}, at ${words.time(events[0].created)}.`;
 }
 
 function stepRow({event, after, since}) {
   return el('li', {class: event.kind === 'exception' ? 'bad' : null},
-    el('span', {class: 'when'}, since === null ? words.time(event.created) : `+${words.milliseconds(since)}`),
+    el('span', {class: 'when'}, since === null ? words.time(event.created) : `+${between(since)}`),
     el('div', {}, el('strong', {}, event.template?.node ?? 'a node that is not known'), ' ', kindMark(event.kind),
       el('p', {class: 'where'}, event.template ? `${event.template.messageFlow} · ${event.template.executionGroup} · ${words.brokerName(event.broker)}` : words.brokerName(event.broker)),
       el('p', {class: 'text'}, textOf(event)),
-      quiet(`${since === null ? 'the first' : `${words.milliseconds(after)} after the first`}${event.putApplicationName ? `, put by ${event.putApplicationName}` : ''}, thread ${event.threadId}`)));
+      quiet(`${since === null ? 'the first' : `${between(after)} after the first`}${event.putApplicationName ? `, put by ${event.putApplicationName}` : ''}, thread ${event.threadId}`)));
 }
