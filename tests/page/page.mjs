@@ -306,6 +306,7 @@ const tests = {
     assert.deepEqual((await tab.texts('.marks time')).toSorted().toReversed(), await tab.texts('.marks time'), 'the newest first');
     await tab.see(/^Into authorisation: own time 9\.10 ms → 14\.2 ms since .*, 1 minute after “Payment” was deployed$/);
     await tab.page.waitForFunction(() => document.querySelector('.told').textContent.includes('its own: 20.0 ms, from 20.0 ms to 20.0 ms'));
+    assert.deepEqual(await tab.texts('.keys li:visible'), ['takes', 'its own'], 'it is no input node, and measures no waits');
     await tab.page.screenshot({path: `${screenshots}/history.png`, fullPage: true});
     await tab.view('#/flows');
     await tab.see('Not here now: LATE');
@@ -392,6 +393,16 @@ const tests = {
     await tab.page.unroute('**/api/v1/history');
     await tab.page.reload();
     await tab.see(/The history has [^;]+ of this; a forecast from it needs a day\.$/);
+    await tab.page.route('**/api/v1/history', (route) => answerAsIf(route, new URL(route.request().url())));
+    await tab.page.route('**/api/v1/page*', async (route) => {
+      const answer = await route.fetch();
+      const page = await answer.json();
+      const [area] = page.capacity.brokers.find((broker) => broker.uuid === kShop).areas;
+      area.usedBytes = area.sizeBytes;
+      await route.fulfill({response: answer, json: page});
+    });
+    await tab.page.reload();
+    await tab.see('It is full.');
     await tab.close();
   },
 
