@@ -177,6 +177,14 @@ TEST(Nesting, EachLookCounts) {
   EXPECT_EQ("unknown", inferred(GrownFlow({outer, inner})));
 }
 
+TEST(Nesting, WhatWasAddedCounts) {
+  // What was collected in all would let B into A; the interval doesn't.
+  const GrownFlow flow(
+      {{.label = "A", .type = 1, .before = {10000, 100000}, .after = {11000, 101000}},
+       {.label = "B", .type = 3, .before = {10000, 50000}, .after = {11000, 55000}}});
+  EXPECT_EQ("unknown", inferred(flow));
+}
+
 TEST(Nesting, EarlierIntervalsCount) {
   const GrownFlow clear(
       {node("A", 1, 1000, 10000), node("B", 3, 1000, 9000), node("C", 3, 1000, 7000)});
