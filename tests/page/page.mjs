@@ -402,7 +402,7 @@ const tests = {
       await route.fulfill({response: answer, json: page});
     });
     await tab.page.reload();
-    await tab.see('It is full.');
+    await tab.see(/^It is full\.$/);
     await tab.close();
   },
 
