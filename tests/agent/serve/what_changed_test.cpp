@@ -5,11 +5,13 @@
 
 #include <atomic>
 #include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "agent/front/history/database.h"
+#include "agent/render/values.h"
 #include "tests/agent/history/recorded.h"
 
 namespace what_changed_test {
@@ -110,7 +112,10 @@ TEST(WhatChanged, ToldToStopDoesNotFinish) {
 }
 
 TEST(WhatChanged, WithoutChangesSaysWhy) {
+  const std::string before = render::isoTime(std::time(nullptr), 0);
   const json document = json::parse(serve::noChanges("off"));
+  EXPECT_LE(before, document["until"].get<std::string>());
+  EXPECT_GE(render::isoTime(std::time(nullptr), 0), document["until"].get<std::string>());
   EXPECT_EQ("zebmon.changes", document["schema"]);
   EXPECT_EQ("off", document["state"]);
   EXPECT_TRUE(document["changes"].empty());
