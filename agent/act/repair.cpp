@@ -10,6 +10,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 #include "agent/act/key_file_lock.h"
 #include "agent/model/leftover.h"
@@ -146,13 +148,23 @@ std::string halfDone(const model::Guarded& guarded) {
 
 std::string resetOf(const model::Guarded& guarded) {
   using What = model::Guarded::What;
-  using model::findings::quoted;
-  if (!guarded.broker) return {};
-  const std::string all = "zebmon reset --yes --broker " + quoted(guarded.broker->uuid());
-  if (guarded.what == What::statisticsArea) return all;
-  if (guarded.what != What::statistics) return {};
-  return fmt::format("{} --group {} --flow {} --node {}", all, quoted(guarded.group),
-                     quoted(guarded.flow), quoted(guarded.node));
+  const bool ofNode = guarded.what == What::statistics;
+  if (!guarded.broker || (!ofNode && guarded.what != What::statisticsArea)) return {};
+  const std::string uuid = guarded.broker->uuid();
+  std::vector<std::pair<std::string, std::string>> choice = {
+      {"broker", uuid.empty() ? guarded.broker->label() : uuid}};
+  if (ofNode) {
+    choice.insert(choice.end(),
+                  {{"group", guarded.group}, {"flow", guarded.flow}, {"node", guarded.node}});
+  }
+  std::string command = "zebmon reset";
+  bool exact = true;
+  for (const auto& [option, name] : choice) {
+    if (name.empty()) return {};
+    exact = exact && name.find('*') == name.npos;
+    command += " --" + option + " " + model::findings::quoted(name);
+  }
+  return exact ? command + " --yes" : command;
 }
 
 }  // namespace act

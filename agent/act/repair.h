@@ -45,7 +45,8 @@ Result removeLeftover(const model::Snapshot& before, const model::Snapshot& now,
                       const reader::Lock& seen, const Eyes& eyes = {});
 
 // What the process that died may have left half done: a sentence. And the command that sets those
-// statistics back; empty when there are none.
+// statistics back, and no others; empty when there are none. Where a name has a "*" in it, it means
+// others too: then the command only shows them.
 std::string halfDone(const model::Guarded& guarded);
 std::string resetOf(const model::Guarded& guarded);
 

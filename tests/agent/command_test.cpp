@@ -467,6 +467,23 @@ TEST(ZebmonUsage, WhatShowsWholeBrokersSaysSoWhenAPartIsNamed) {
       EXPECT_EQ(64, result.code) << command;
       EXPECT_EQ("zebmon: " + option +
                     ": what this shows belongs to whole brokers. Choose one with --broker.\n"
+// A script whose variable is not set must not mean everything.
+TEST(ZebmonUsage, AnEmptyNameIsNobodys) {
+  const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
+  for (const std::string option : {"--broker", "--group", "--flow", "--node"}) {
+    const Result result = run({"reset", option, "", "--yes"});
+    EXPECT_EQ(64, result.code) << option;
+    EXPECT_EQ("", result.out);
+    EXPECT_EQ("zebmon: " + option +
+                  ": nothing has an empty name. Give one, or * for all of them.\n"
+                  "Run with --help for more information.\n",
+              result.errors);
+  }
+  EXPECT_EQ(64, run({"flow", ""}).code);
+  EXPECT_EQ(64, run({"brokers", "--broker", ""}).code);
+  EXPECT_EQ(0, run({"brokers", "--broker", "*"}).code);
+}
+
                     "Run with --help for more information.\n",
                 result.errors);
     }

@@ -437,4 +437,40 @@ TEST(Leftover, ThatChangedBetweenTheLooksStays) {
       model::whyInUse(now->machine->locks.locks[0], model::findings::Looks(before.get(), *now)));
 }
 
+TEST(ResetBehindARepair, IsOfWhatMayBeHalfWrittenAndOfNothingElse) {
+  model::SeenBroker broker;
+  broker.tree.emplace().label = "SHOP BROKER";
+  broker.tree->uuid = "1-2-3";
+  model::Guarded node;
+  node.what = model::Guarded::What::statistics;
+  EXPECT_EQ("", act::resetOf(node)) << "of no known broker";
+  node.broker = std::make_shared<model::SeenBroker>(broker);
+  node.group = "orders";
+  node.flow = "Fulfil";
+  node.node = "Re serve";
+  model::Guarded area = node;
+  area.what = model::Guarded::What::statisticsArea;
+  EXPECT_EQ("zebmon reset --broker 1-2-3 --group orders --flow Fulfil --node 'Re serve' --yes",
+            act::resetOf(node));
+  EXPECT_EQ("zebmon reset --broker 1-2-3 --yes", act::resetOf(area));
+  area.what = model::Guarded::What::eventsArea;
+  EXPECT_EQ("", act::resetOf(area));
+  node.node = "Re*";
+  EXPECT_EQ("zebmon reset --broker 1-2-3 --group orders --flow Fulfil --node 'Re*'",
+            act::resetOf(node))
+      << "that means others too";
+}
+
+TEST(ResetBehindARepair, OfABrokerWithoutAUuidGoesByItsLabel) {
+  model::SeenBroker broker;
+  broker.tree.emplace().label = "SHOP BROKER";
+  model::Guarded area;
+  area.what = model::Guarded::What::statisticsArea;
+  area.broker = std::make_shared<model::SeenBroker>(broker);
+  EXPECT_EQ("zebmon reset --broker 'SHOP BROKER' --yes", act::resetOf(area));
+  broker.tree->label.clear();
+  area.broker = std::make_shared<model::SeenBroker>(broker);
+  EXPECT_EQ("", act::resetOf(area)) << "no option means this broker alone";
+}
+
 }  // namespace stuck_lock_test

@@ -54,12 +54,13 @@ ExitCode runPast(const Past& past, const Request& request, Output& output) {
 }  // namespace
 
 void declareFlow(Options& options, Request& request) {
-  options.add("FLOW", request.selection.flow, "The message flow; * stands for any characters")
+  addPattern(options, "FLOW", request.selection.flow,
+             "The message flow; * stands for any characters")
       .required()
       .shown("");
   addBroker(options, request);
   addBetween(options, request);
-  options.add("--group", request.selection.group, "Only of this execution group").shown("NAME");
+  addPattern(options, "--group", request.selection.group, "Only of this execution group");
   addIntervals(options, request).showsDefault("10s");
   addFlowKnowledge(options, request);
   addSheet(options, request, render::ratesColumns(true));

@@ -48,10 +48,6 @@ void addDirectory(Options& options, Request& request) {
   addOwners(options, request.selection.owners);
 }
 
-void addPattern(Options& options, const char* name, std::string& pattern, const char* description) {
-  options.add(name, pattern, description).shown("NAME");
-}
-
 std::vector<std::string> split(const std::string& list) {
   std::vector<std::string> words;
   std::istringstream in(list);
@@ -83,6 +79,14 @@ void addColumns(Options& options, render::Arrangement& wanted,
 }
 
 }  // namespace
+
+Option addPattern(Options& options, const char* name, std::string& pattern, const char* help) {
+  return options.add(name, pattern, help)
+      .check([](const std::string& text) {
+        return text.empty() ? "nothing has an empty name. Give one, or * for all of them" : "";
+      })
+      .shown("NAME");
+}
 
 void addBroker(Options& options, Request& request) {
   addPattern(options, "--broker", request.selection.broker,

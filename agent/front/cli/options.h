@@ -14,6 +14,10 @@
 
 namespace cli {
 
+// The name of something, or a pattern. An empty one is refused: a script whose variable is not set
+// would mean everything.
+Option addPattern(Options& options, const char* name, std::string& pattern, const char* help);
+
 // --broker, --group, --flow and --node.
 void addPatterns(Options& options, Request& request);
 

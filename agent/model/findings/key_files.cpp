@@ -190,7 +190,9 @@ void addSameLabel(const Looks& looks, Findings& findings) {
                                    place->second->segment.keyFile, broker->segment.keyFile);
     finding.effect = "--broker with the label means both";
     finding.remedy = "name the one that is meant by its uuid";
-    finding.command = "zebmon brokers --broker " + quoted(broker->uuid());
+    if (!broker->uuid().empty()) {
+      finding.command = "zebmon brokers --broker " + quoted(broker->uuid());
+    }
     finding.broker = broker;
     findings.found.push_back(std::move(finding));
   }
