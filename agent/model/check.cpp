@@ -68,7 +68,10 @@ class Examination {
   Examination(const Check& check, const CheckInput& input) : check_(check), input_(input) {}
 
   Readings run() {
-    if (check_.kind == Kind::locks) {
+    const bool isMissing = input_.now.brokers.empty() && input_.selection.names();
+    if (input_.now.error != 0) {
+      add(unknown(check_, {}, Why::unreadable));
+    } else if (check_.kind == Kind::locks && !isMissing) {
       lookAtLocks();
     } else if (input_.now.brokers.empty()) {
       add(unknown(check_, {}, Why::noBroker));
@@ -96,6 +99,7 @@ class Examination {
   std::optional<double> secondsInMemory(const SeenBroker& broker) const;
   const SeenBroker* earlier(const SeenBroker& broker) const;
   Growths growths() const;
+  std::vector<Exception> failuresIn(std::span<const reader::Event> events) const;
 
   void add(Reading reading, std::vector<std::string> around = {}) {
     reading.around = std::move(around);
@@ -136,20 +140,32 @@ std::string nameOf(const LockView& lock) {
   return guarded.what == Guarded::What::unknown ? lock.lock.name : findings::nameOf(guarded);
 }
 
+// Whether it may be held for all that is known.
+bool isHidden(const LockView& lock) {
+  const reader::Presence presence = lock.lock.semaphore.presence;
+  return presence == reader::Presence::refused || presence == reader::Presence::failed;
+}
+
+bool lacksLocks(const Snapshot& snapshot) {
+  return snapshot.machine && (snapshot.machine->locks.error != 0 || snapshot.machine->locks.cut);
+}
+
 // One look can't tell every dead process; what it can't tell is unknown.
 void Examination::lookAtLocks() {
   double stuck = 0;
   bool unsure = false;
+  bool hidden = lacksLocks(input_.now);
   std::string first;
   for (const LockView& lock : input_.locks) {
+    hidden = hidden || isHidden(lock);
     if (!lock.held()) continue;
     unsure = unsure || lock.lastUser.fate == Fate::unknown;
     if (!lock.lastUser.gone()) continue;
     if (stuck == 0) first = nameOf(lock);
     ++stuck;
   }
-  add(known(check_, first, stuck));
-  if (stuck == 0 && unsure) readings_.back() = unknown(check_, {}, Why::noProcess);
+  if (stuck > 0 || !(hidden || unsure)) return add(known(check_, first, stuck));
+  add(unknown(check_, {}, hidden ? Why::unreadable : Why::noProcess));
 }
 
 Reading Examination::stateOf(const SeenBroker& broker, const reader::ExecutionGroup& group) const {
@@ -305,12 +321,24 @@ void Examination::lookAtFlows(const SeenBroker& broker) {
   }
 }
 
+// Those of which a node told that was selected.
+std::vector<Exception> Examination::failuresIn(std::span<const reader::Event> events) const {
+  std::vector<Exception> found = exceptionsOf(events);
+  const auto isSelected = [&](std::size_t event) {
+    return selects(input_.selection, events[event]);
+  };
+  std::erase_if(found, [&](const Exception& one) {
+    return !isSelected(one.event) && std::ranges::none_of(one.echoes, isSelected);
+  });
+  return found;
+}
+
 void Examination::lookAtExceptions(const SeenBroker& broker) {
   if (!broker.events) return add(unknown(check_, broker.name(), Why::unreadable));
   const SeenBroker* before = earlier(broker);
   if (before == nullptr || !(passed() > 0)) return lookAtExceptionsOfTheRing(broker);
   const NewEvents fresh = newEvents(before, broker);
-  const auto number = static_cast<double>(exceptionsOf(fresh.events).size());
+  const auto number = static_cast<double>(failuresIn(fresh.events).size());
   if (!fresh.missed) return add(known(check_, broker.name(), number / passed() * check_.period));
   const auto reach = secondsInMemory(broker);
   if (!reach) return add(atLeast(check_, broker.name(), number / passed() * check_.period));
@@ -320,7 +348,7 @@ void Examination::lookAtExceptions(const SeenBroker& broker) {
 
 // What is in memory is of the period, or of less time: then the same goes for the rest of it.
 void Examination::lookAtExceptionsOfTheRing(const SeenBroker& broker) {
-  const std::vector<Exception> all = exceptionsOf(broker.events->events);
+  const std::vector<Exception> all = failuresIn(broker.events->events);
   const auto since = static_cast<double>(secondsOf(input_.now)) - check_.period;
   const auto number = std::ranges::count_if(all, [&](const Exception& exception) {
     const reader::Time& time = broker.events->events[exception.event].time;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "agent/model/lock_view.h"
+#include "agent/model/selection.h"
 #include "agent/model/snapshot.h"
 
 namespace model {
@@ -94,7 +95,8 @@ struct CheckInput {
   const Snapshot& now;                 // what was selected, with events and the machine's facts
   const Snapshot* before;              // of an earlier run, restored; null when there is none
   bool keepsState;                     // a state was asked for, though there may be none yet
-  const std::vector<LockView>& locks;  // of the selected brokers
+  const std::vector<LockView>& locks;  // of what was selected
+  Selection selection = {};            // by which that was
 };
 
 // At least one reading a check.

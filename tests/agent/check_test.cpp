@@ -56,9 +56,13 @@ model::Snapshot at(std::shared_ptr<model::SeenBroker> broker, int seconds = 10) 
 
 std::string line(const std::string& check, const model::Snapshot& now,
                  const model::Snapshot* before = nullptr, bool keepsState = false,
-                 const std::vector<model::LockView>& locks = {}) {
-  return render::checkLine(model::readingsOf(
-      {checked(check)}, {.now = now, .before = before, .keepsState = keepsState, .locks = locks}));
+                 const std::vector<model::LockView>& locks = {},
+                 const model::Selection& selection = {}) {
+  return render::checkLine(model::readingsOf({checked(check)}, {.now = now,
+                                                                .before = before,
+                                                                .keepsState = keepsState,
+                                                                .locks = locks,
+                                                                .selection = selection}));
 }
 
 // The memory of events, empty, that came to its end once or did not.
@@ -267,6 +271,51 @@ TEST(Check, LocksAreThoseOfDeadProcesses) {
             line("locks", now, nullptr, false, {heldBy(model::Fate::alive)}));
   EXPECT_TRUE(line("locks", now, nullptr, false, {heldBy(model::Fate::unknown)})
                   .starts_with("UNKNOWN: locks: "));
+}
+
+TEST(Check, LocksThatCannotBeReadAreNotFree) {
+  model::Snapshot now = at(brokerWith({}));
+  model::LockView refused = heldBy(model::Fate::unknown);
+  refused.lock.semaphore.presence = reader::Presence::refused;
+  EXPECT_EQ("UNKNOWN: locks: can't be read\n", line("locks", now, nullptr, false, {refused}));
+  EXPECT_TRUE(line("locks", now, nullptr, false, {refused, heldBy(model::Fate::dead)})
+                  .starts_with("CRITICAL: 1 lock is held by a dead process"));
+  auto machine = std::make_shared<model::Machine>();
+  now.machine = machine;
+  EXPECT_TRUE(line("locks", now).starts_with("OK: "));
+  machine->locks.cut = true;
+  EXPECT_EQ("UNKNOWN: locks: can't be read\n", line("locks", now));
+  machine->locks.cut = false;
+  machine->locks.error = EACCES;
+  EXPECT_EQ("UNKNOWN: locks: can't be read\n", line("locks", now));
+}
+
+TEST(Check, OfWhatIsNotThereNothingIsAsItShouldBe) {
+  const model::Snapshot none;
+  EXPECT_TRUE(line("locks", none).starts_with("OK: ")) << "nothing was named";
+  EXPECT_EQ("UNKNOWN: locks: no broker of that name has shared memory\n",
+            line("locks", none, nullptr, false, {}, {.broker = "SHAP"}));
+  EXPECT_EQ("CRITICAL: groups-up: no broker of that name has shared memory\n",
+            line("groups-up", none));
+  model::Snapshot unreadable;
+  unreadable.error = EACCES;
+  for (const char* const check : {"groups-up", "locks", "area=90%"}) {
+    EXPECT_EQ(std::string("UNKNOWN: ") +
+                  std::string(check).substr(0, std::string(check).find('=')) + ": can't be read\n",
+              line(check, unreadable));
+  }
+}
+
+TEST(Check, ExceptionsAreThoseOfTheSelectedNodes) {
+  const model::Snapshot now = at(brokerWith(
+      {}, {event("Inner", 1, "Exception found in X(1). It failed"), failure(1), failure(2)}));
+  const auto exceptions = [&now](const model::Selection& selection) {
+    return line("exceptions=9/min", now, nullptr, false, {}, selection);
+  };
+  EXPECT_TRUE(exceptions({}).ends_with("'exceptions SHOP'=2;;9;0\n")) << exceptions({});
+  EXPECT_TRUE(exceptions({.flow = "Fulfil"}).ends_with("=2;;9;0\n"));
+  EXPECT_TRUE(exceptions({.flow = "Other"}).ends_with("=0;;9;0\n"));
+  EXPECT_TRUE(exceptions({.node = "Inner"}).ends_with("=1;;9;0\n"));
 }
 
 TEST(Check, GroupsAreUpWhileTheirProcessesLive) {

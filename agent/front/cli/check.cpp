@@ -133,12 +133,13 @@ ExitCode runCheck(const Request& request, Output& output) {
   const auto before =
       check.state.empty() ? std::optional<model::Snapshot>() : earlier(check.state, *whole);
   const auto locks =
-      model::locksOf(*whole, now, request.selection.broker.empty(), request.selection.owners);
+      model::locksOf(*whole, now, !request.selection.names(), request.selection.owners);
   std::vector<model::Reading> readings =
       model::readingsOf(check.checks, {.now = once,
                                        .before = before ? &*before : nullptr,
                                        .keepsState = !check.state.empty(),
-                                       .locks = locks});
+                                       .locks = locks,
+                                       .selection = request.selection});
   if (!check.state.empty() && !keepState(check.state, *whole)) {
     readings.push_back(
         {check.checks.front(), model::Level::unknown, {}, {}, model::Why::stateLost});
