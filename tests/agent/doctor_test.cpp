@@ -273,6 +273,15 @@ TEST(Doctor, EndsWithNoBrokerWhereOneIsNamed) {
   EXPECT_EQ("", result.out);
 }
 
+TEST(Doctor, ABrokerThatMayNotBeReadIsNotClean) {
+  const LiveSegment segment("1-2-3", brokersSegment(), 0);
+  const auto codeOf = [](const std::string& only) {
+    return run(Start{.arguments = {"doctor", "--only", only}, .ownsAll = false}).code;
+  };
+  EXPECT_EQ(77, codeOf("area"));
+  EXPECT_EQ(0, run({"doctor", "--only", "area"}).code);
+}
+
 TEST(Doctor, OfABrokerThatIsNotThereItSaysWhereMoreIsTold) {
   const LiveSegment segment("1-2-3", brokersSegment());
   const Result result = run({"doctor", "--broker", "BRK9"});

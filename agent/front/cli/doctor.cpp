@@ -90,14 +90,17 @@ Examined examine(const Request& request, Output& output) {
   return seen;
 }
 
-// A machine without a broker is an answer, unless something was named.
+// A machine without a broker is an answer, unless something was named. A broker that nobody could
+// look into is not clean.
 ExitCode codeOf(const Examined& seen, const Request& request) {
   const auto& found = seen.findings.found;
   if (seen.now->error != 0) return exitCodeOf(seen.now->error);
   if (!found.empty()) {
     return found.front().severity == model::Severity::critical ? kCritical : kWarnings;
   }
-  return isMissing(seen.selected, request) ? kNoBroker : kDone;
+  if (isMissing(seen.selected, request)) return kNoBroker;
+  const ExitCode unread = exitCodeOf(seen.selected);
+  return unread == kNoPermission || unread == kFailed ? unread : kDone;
 }
 
 // A key file that is gone leaves findings that are of no broker.
