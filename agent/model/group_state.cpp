@@ -17,4 +17,8 @@ GroupState groupState(std::int32_t id, const reader::Segment& segment, const Mac
   return fate == Fate::alive ? GroupState::up : GroupState::unknown;
 }
 
+bool isDead(GroupState state) {
+  return state == GroupState::gone || state == GroupState::anotherOne;
+}
+
 }  // namespace model

@@ -22,6 +22,9 @@ enum class GroupState {
 // Of the group's process by its number, in the broker of that segment.
 GroupState groupState(std::int32_t process, const reader::Segment& segment, const Machine& machine);
 
+// Whether its process has ended for sure.
+bool isDead(GroupState state);
+
 }  // namespace model
 
 #endif  // ZEB_AGENT_MODEL_GROUP_STATE_H

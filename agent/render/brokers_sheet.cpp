@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "agent/model/group_state.h"
 #include "agent/render/screens.h"
 #include "agent/render/words.h"
 
@@ -18,14 +19,15 @@ Tone toneOf(Condition condition) {
 }
 
 // How many there are, and how many of them have a dead process.
-Cell groupsCell(const reader::Broker& tree, const model::Machine* machine) {
-  const auto dead = std::ranges::count_if(tree.executionGroups, [machine](const auto& group) {
-    const auto* process = machine == nullptr ? nullptr : machine->find(group.processId);
-    return process != nullptr && !process->exists.value_or(true);
-  });
-  Cell cell(tree.executionGroups.size());
+Cell groupsCell(const model::SeenBroker& broker, const model::Machine* machine) {
+  const auto& groups = broker.tree->executionGroups;
+  const auto ended = [&broker, machine](const reader::ExecutionGroup& group) {
+    return !group.deleted && isDead(groupState(group.processId, broker.segment, *machine));
+  };
+  const auto dead = machine == nullptr ? 0 : std::ranges::count_if(groups, ended);
+  Cell cell(groups.size());
   if (dead == 0) return cell;
-  cell.brief = fmt::format("{}: {} dead", tree.executionGroups.size(), dead);
+  cell.brief = fmt::format("{}: {} dead", groups.size(), dead);
   cell.tone = Tone::critical;
   return cell;
 }
@@ -37,7 +39,7 @@ void addCounts(std::vector<Cell>& cells, const model::SeenBroker& broker,
     return;
   }
   const model::Counts counts = model::countsOf(*broker.tree);
-  cells.insert(cells.end(), {groupsCell(*broker.tree, machine), counts.flows, counts.nodes});
+  cells.insert(cells.end(), {groupsCell(broker, machine), counts.flows, counts.nodes});
 }
 
 Cell fillOf(const model::SeenBroker& broker, const char* area) {

@@ -315,6 +315,12 @@ TEST(Findings, AnAreasLockStopsTheFlowsThatPostEventsInGroupsThatRun) {
   EXPECT_EQ("messages stop at each node that posts an event: of Fulfil at Reserve",
             find(made.found(), "lock.stuck")->effect);
 }
+  deploy("before", u"before", 44);
+  const image::Bytes all = image::segment({block});
+  made.broker.segment.copy = reader::copySegment(all, all.size());
+  made.start(44);
+  EXPECT_EQ((std::vector<model::Place>{{"billing", "Fulfil", "Reserve"}}), stops())
+      << "44 is another process now";
 
 TEST(Findings, OneLookTellsAStuckLockThatIsNotNew) {
   Made made;

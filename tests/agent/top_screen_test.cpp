@@ -321,12 +321,26 @@ TEST(TopScreen, DeadGroupsAreCounted) {
   top::Content content = machine.content();
   auto facts = std::make_shared<model::Machine>();
   facts->processes[100].exists = false;
+  for (const std::int32_t id : {100, 101}) facts->processes[id].id = id;
   facts->processes[101].exists = true;
   auto look = std::make_shared<model::Snapshot>(*content.view.after);
   look->machine = facts;
   content.view.after = look;
   expectPart(screenText(content), "2: 1 dead");
-  expectPart(render::tableOf(render::brokersSheet(*look), {.width = 80}), "2: 1 dead");
+  const auto table = [&look] {
+    return render::tableOf(render::brokersSheet(*look), {.width = 80});
+  };
+  expectPart(table(), "2: 1 dead");
+  facts->processes[101].ended = true;
+  expectPart(table(), "2: 2 dead");
+  facts->processes[101].ended = false;
+  facts->processes[101].segments.emplace();
+  expectPart(table(), "2: 2 dead");  // its number is another process's
+  reader::Lock lock;
+  lock.name = "zeb_attach_100";
+  lock.queue.lastSent = 1;
+  facts->locks.locks.push_back(lock);
+  expectPart(table(), "2: 1 dead");  // the other one runs in another PID namespace
 }
 
 TEST(TopScreen, ShowsOnlyWhatIsSelected) {

@@ -30,12 +30,11 @@ bool unchanged(const reader::Lock& now, const Looks& looks) {
          before->semaphore.changed == now.semaphore.changed;
 }
 
-bool isGone(const std::string& group, const SeenBroker& broker, const Machine& machine) {
+bool isDown(const std::string& group, const SeenBroker& broker, const Machine& machine) {
   const auto isIt = [&group](const reader::ExecutionGroup& one) { return one.label == group; };
   const auto& groups = broker.tree->executionGroups;
   const auto found = std::ranges::find_if(groups, isIt);
-  return found != groups.end() &&
-         groupState(found->processId, broker.segment, machine) == GroupState::gone;
+  return found != groups.end() && isDead(groupState(found->processId, broker.segment, machine));
 }
 
 // Where no process runs, no message waits; unless there is none at all.
@@ -43,7 +42,7 @@ std::vector<Place> placesThatStop(const Guarded& guarded, const Looks& looks) {
   const std::vector<Place> all = placesBehind(guarded);
   std::vector<Place> alive = all;
   std::erase_if(alive, [&](const Place& place) {
-    return isGone(place.group, *guarded.broker, looks.machine);
+    return isDown(place.group, *guarded.broker, looks.machine);
   });
   return alive.empty() ? all : alive;
 }
