@@ -10,6 +10,7 @@
 #include "agent/model/findings/kinds.h"
 #include "agent/model/group_state.h"
 #include "agent/model/guarded.h"
+#include "agent/model/liveness.h"
 #include "format/names.h"
 
 namespace model {
@@ -100,6 +101,7 @@ void lookAtHeldLocks(Machine& machine, const Snapshot& snapshot) {
   }
   std::ranges::sort(machine.locks.locks, {}, &reader::Lock::name);
   if (!held) return;
+  lookAgainAtKept(machine);
   machine.clocks = reader::readClocks();
   lookAtWaits(machine);
 }
@@ -159,6 +161,16 @@ std::vector<std::int32_t> Machine::waitersFor(int semaphore) const {
   return found;
 }
 
+void lookAgainAtKept(Machine& machine) {
+  for (reader::Lock& lock : machine.locks.locks) {
+    if (!findings::isHeld(lock.semaphore)) continue;
+    const reader::Process* const holder = machine.find(lock.semaphore.lastProcess);
+    if (holder == nullptr || fateOf(*holder).fate != Fate::dead) continue;
+    lock = reader::readLock(lock.file.path);
+    look(machine, lock.semaphore.lastProcess);
+  }
+}
+
 // Processes that may hold a lock come first, in case not all can be looked at.
 std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts) {
   if (facts == MachineFacts::leave) return nullptr;
@@ -174,6 +186,7 @@ std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts 
   machine->limits = reader::readLimits();
   machine->locks = reader::readLocks(snapshot.directory);
   for (const reader::Lock& lock : machine->locks.locks) look(*machine, lock.semaphore.lastProcess);
+  lookAgainAtKept(*machine);
   for (const auto& broker : snapshot.brokers) {
     machine->keyFiles.push_back(reader::readKeyFile(broker->segment.keyFile));
   }

@@ -17,6 +17,10 @@ enum class MachineFacts { leave, processes, held, read, all };
 // Reads what is asked for now, for the brokers of `snapshot`. Null when nothing is.
 std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts);
 
+// Reads the locks again that are held by processes which have ended: whoever gave one back and
+// ended between the two readings left it free.
+void lookAgainAtKept(Machine& machine);
+
 }  // namespace model
 
 #endif  // ZEB_AGENT_MODEL_MACHINE_FACTS_H

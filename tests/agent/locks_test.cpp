@@ -15,6 +15,7 @@
 
 #include "agent/model/collector.h"
 #include "agent/model/guarded.h"
+#include "agent/model/machine_facts.h"
 #include "tests/agent/live_lock.h"
 #include "tests/support/image.h"
 #include "tests/support/ipc_objects.h"
@@ -266,6 +267,26 @@ TEST(MachineFacts, HoldEachProcessThatALockOrAGroupNames) {
   EXPECT_NE(nullptr, machine.find(1234)) << "of the group";
   EXPECT_EQ(nullptr, machine.find(0));
   EXPECT_EQ(3U, machine.processes.size());
+}
+
+// Its holder gave it back and ended, after the lock was read and before the process was.
+TEST(MachineFacts, ALockThatWasGivenBackMeanwhileIsFree) {
+  const LiveLock given("given");
+  const LiveLock kept("kept");
+  const pid_t holder = given.takenByADeadProcess();
+  kept.takenByADeadProcess();
+  model::Machine machine;
+  machine.locks = reader::readLocks("/tmp/");
+  for (const reader::Lock& lock : machine.locks.locks) {
+    const std::int32_t id = lock.semaphore.lastProcess;
+    machine.processes[id] = reader::readProcess(id);
+  }
+  given.change(1);
+  ASSERT_EQ(holder, machine.locks.find("given")->semaphore.lastProcess);
+  model::lookAgainAtKept(machine);
+  EXPECT_EQ(1, machine.locks.find("given")->semaphore.value);
+  EXPECT_NE(nullptr, machine.find(getpid())) << "who used it since";
+  EXPECT_EQ(0, machine.locks.find("kept")->semaphore.value);
 }
 
 TEST(MachineFacts, HostileTreesMakeItLookAtBoundedlyManyProcesses) {
