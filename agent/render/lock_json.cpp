@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fmt/format.h>
 
+#include <algorithm>
+
+#include "agent/model/findings/kinds.h"
 #include "agent/reader/names.h"
 #include "agent/render/lock_screens.h"
 #include "agent/render/lock_words.h"
@@ -101,9 +104,21 @@ std::string countOf(const std::vector<model::LockView>& all,
   if (all.empty()) return "there is no lock: no node has been deployed yet, or all have stopped";
   const std::size_t others = all.size() - shown.size();
   if (others == 0) return {};
-  return fmt::format("{}{} lock{} {} free. See {} with --all", shown.empty() ? "" : "the other ",
-                     others, others == 1 ? "" : "s", others == 1 ? "is" : "are",
-                     others == 1 ? "it" : "them");
+  if (others == 1)
+    return fmt::format("{} lock is free. See it with --all", shown.empty() ? "1" : "the other");
+  return fmt::format("{}{} locks are free. See them with --all", shown.empty() ? "" : "the other ",
+                     others);
+}
+
+std::string stuckText(const std::vector<model::LockView>& locks, const std::string& options) {
+  const auto stuck = std::ranges::count_if(
+      locks, [](const model::LockView& lock) { return lock.held() && lock.lastUser.gone(); });
+  if (stuck == 0) return {};
+  return fmt::format(
+      "{} held by a process that is dead. zebmon doctor --only lock{} tells what stops there and "
+      "how to free {}",
+      model::findings::counted(static_cast<std::uint64_t>(stuck), "lock is", "locks are"), options,
+      stuck == 1 ? "it" : "them");
 }
 
 }  // namespace render

@@ -3,6 +3,7 @@
 #ifndef ZEB_AGENT_RENDER_LOCK_SCREENS_H
 #define ZEB_AGENT_RENDER_LOCK_SCREENS_H
 
+#include <string>
 #include <vector>
 
 #include "agent/model/lock_view.h"
@@ -20,6 +21,10 @@ Json locksDocument(const model::Snapshot& snapshot, const std::vector<model::Loc
 // "12 locks are free. See them with --all": what a table of the others doesn't tell.
 std::string countOf(const std::vector<model::LockView>& all,
                     const std::vector<model::LockView>& shown);
+
+// Which command to type when one of them is held by a dead process; empty when none is. `options`
+// stand behind the command, each with a blank before it.
+std::string stuckText(const std::vector<model::LockView>& locks, const std::string& options);
 
 }  // namespace render
 

@@ -71,7 +71,11 @@ TEST_F(ZebmonLocks, AHeldOneTellsItsHolderAndWhoWaits) {
       "\"Reserve of Fulfil, orders\",held,0," +
           std::to_string(holder) + ",dead,1,/tmp/" + kRecordLock + ".zebmutx\n",
       result.out);
-  EXPECT_TRUE(contains(run({"locks"}).errors, "the other 1 lock is free. See it with --all."));
+  EXPECT_EQ(
+      "zebmon: the other lock is free. See it with --all.\n"
+      "zebmon: 1 lock is held by a process that is dead. zebmon doctor --only lock "
+      "--temp-directory /tmp tells what stops there and how to free it.\n",
+      run({"locks", "--temp-directory", "/tmp"}).errors);
 }
 
 TEST_F(ZebmonLocks, JsonHoldsAllFacts) {
@@ -121,6 +125,7 @@ TEST_F(ZebmonLocks, ADirectoryThatCannotBeReadIsSaid) {
 
 TEST(ZebmonWithoutBrokers, LocksThatSomebodyLeftAreAnAnswer) {
   const LiveLock left("x");
+  EXPECT_EQ("zebmon: 1 lock is free. See it with --all.\n", run({"locks"}).errors);
   const Result result = run({"locks", "--all"});
   EXPECT_EQ(0, result.code);
   EXPECT_TRUE(contains(result.out, "unknown"));

@@ -56,8 +56,9 @@ ExitCode runLocks(const Request& request, Output& output) {
     return request.allLocks || lock.noteworthy();
   });
   if (all.empty()) complain(render::problemOf(*snapshot, request.selection, request.from));
-  if (request.show.format == Format::table && !selected.brokers.empty()) {
-    complain(render::countOf(all, some));
+  if (request.show.format == Format::table) {
+    if (!all.empty() || !selected.brokers.empty()) complain(render::countOf(all, some));
+    complain(render::stuckText(some, model::optionsOf(whereaboutsOf(request))));
   }
   output.write(shown(*snapshot, some, request.show));
   return codeOf(*snapshot, selected, all);
