@@ -52,6 +52,16 @@ std::optional<Finding> keeping(const Findings& locks, const BrokerGrowth& broker
   return {};
 }
 
+GroupState groupOf(const BrokerGrowth& broker, const FlowGrowth& flow, const Snapshot* after) {
+  const bool isKnown = after != nullptr && after->machine && broker.after && broker.after->tree;
+  if (!isKnown) return GroupState::unknown;
+  for (const reader::ExecutionGroup& group : broker.after->tree->executionGroups) {
+    if (group.label != flow.group || group.deleted) continue;
+    return groupState(group.processId, broker.after->segment, *after->machine);
+  }
+  return GroupState::unknown;
+}
+
 class Viewer {
  public:
   Viewer(const std::vector<Growths>& intervals, const FlowKnowledge& known)
@@ -113,6 +123,7 @@ View viewOf(const std::vector<Growths>& intervals, std::shared_ptr<const Snapsho
     for (const FlowGrowth& flow : growth.flows) {
       broker.flows.push_back(viewer.viewOf(growth, flow));
       broker.flows.back().kept = keeping(locks, growth, flow);
+      broker.flows.back().group = groupOf(growth, flow, view.after.get());
     }
   }
   return view;

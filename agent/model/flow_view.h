@@ -10,6 +10,7 @@
 
 #include "agent/model/exceptions.h"
 #include "agent/model/findings.h"
+#include "agent/model/group_state.h"
 #include "agent/model/load.h"
 #include "agent/model/nesting.h"
 #include "agent/model/rates.h"
@@ -42,6 +43,9 @@ struct FlowView {
   // The worst lock that somebody keeps while messages of this flow need it; `stops` is where.
   // Nothing also where the looks lack the machine's facts.
   std::optional<Finding> kept;
+
+  // What the process of its group does, at the later look.
+  GroupState group = GroupState::unknown;
 };
 
 struct BrokerView {

@@ -301,6 +301,14 @@ std::string verdictOf(const FlowView& flow) {
     return "the flow is gone: its broker has stopped, or it was removed from it";
   }
   if (!hasMessages(flow)) {
+    if (isDead(flow.group)) {
+      return "no message was counted: the process of its execution group has ended. Start the "
+             "group again";
+    }
+    if (flow.group == model::GroupState::stopped) {
+      return "no message was counted: the process of its execution group is stopped. zebmon doctor "
+             "tells how it goes on";
+    }
     return "no message was counted: run zebmon doctor, or look longer";
   }
   if (flow.nesting.source == model::NestingSource::unknown) {

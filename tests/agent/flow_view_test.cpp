@@ -85,25 +85,34 @@ std::shared_ptr<model::SeenBroker> brokerWithEvents() {
   return seen;
 }
 
-std::optional<model::Finding> kept(bool held) {
-  model::Snapshot after = lookAt(brokerWithEvents(), milliseconds(10000));
+// Process 42, which is dead, is that of the flow's group.
+model::FlowView flowWithLock(bool held) {
+  const auto seen = brokerWithEvents();
+  seen->tree->executionGroups[0].processId = 42;
+  model::Snapshot after = lookAt(seen, milliseconds(10000));
   after.machine = machineWithALock(held);
   model::Snapshot before = after;
   before.steady -= std::chrono::seconds(10);
   const auto pair = Looks{std::make_shared<const model::Snapshot>(before),
                           std::make_shared<const model::Snapshot>(after)};
-  return model::viewOf(pair, {}).brokers.at(0).flows.at(0).kept;
+  return model::viewOf(pair, {}).brokers.at(0).flows.at(0);
 }
 
 }  // namespace
 
 TEST(View, NamesTheLockThatKeepsAFlowWhereTheLooksHaveLocks) {
-  EXPECT_FALSE(kept(false));
-  const auto lock = kept(true);
+  EXPECT_FALSE(flowWithLock(false).kept);
+  const auto lock = flowWithLock(true).kept;
   ASSERT_TRUE(lock);
   EXPECT_EQ("lock.stuck:/tmp/uuid.zebcedar.zebmutx", lock->key());
   EXPECT_EQ((std::vector<model::Place>{{"orders", "Fulfil", "In"}}), lock->stops);
   EXPECT_FALSE(model::viewOf(twoLooks(), {}).brokers.at(0).flows.at(0).kept);
+}
+
+TEST(View, TellsWhatTheProcessOfAFlowsGroupDoesWhereTheLooksHaveProcesses) {
+  EXPECT_EQ(model::GroupState::gone, flowWithLock(false).group);
+  EXPECT_EQ(model::GroupState::unknown,
+            model::viewOf(twoLooks(), {}).brokers.at(0).flows.at(0).group);
 }
 
 TEST(View, HoldsTheLastIntervalWithAllThatCanBeTold) {

@@ -208,6 +208,24 @@ TEST(Verdict, IsNoneWhereNothingCanBeTold) {
             verdict(gone.view("A")));
 }
 
+TEST(Verdict, OfAGroupThatDoesNothingSaysSo) {
+  const Look some{100, 9000};
+  model::View view = Shop({{"A", 1, some, some}}).view("A");
+  model::FlowView& flow = view.brokers.at(0).flows.at(0);
+  for (const model::GroupState state : {model::GroupState::gone, model::GroupState::anotherOne}) {
+    flow.group = state;
+    EXPECT_EQ(
+        "no message was counted: the process of its execution group has ended. Start the group "
+        "again",
+        render::verdictOf(flow));
+  }
+  flow.group = model::GroupState::stopped;
+  EXPECT_EQ(
+      "no message was counted: the process of its execution group is stopped. zebmon doctor tells "
+      "how it goes on",
+      render::verdictOf(flow));
+}
+
 TEST(RatesTable, ShowsWhatHappenedInTheInterval) {
   EXPECT_EQ(
       "Broker SHOP, 10.0 s until 1970-01-12 13:46:50Z\n"

@@ -106,6 +106,7 @@ TEST(TopScreen, TellsFirstOfAFlowThatStandsAtALock) {
   content.view.brokers[0].flows[1].kept = lock;
   expectPart(screenText(content),
              "Stock (warehouse): messages stop at \"Stock in\", at the lock of the events area");
+  expectPart(screenText(content, {40, 250}), "zebmon doctor --only lock tells what to do.");
   expectFitsAnywhere(content);
 }
 
@@ -320,8 +321,8 @@ TEST(TopScreen, DeadGroupsAreCounted) {
   TopMachine machine = orders();
   top::Content content = machine.content();
   auto facts = std::make_shared<model::Machine>();
-  facts->processes[100].exists = false;
   for (const std::int32_t id : {100, 101}) facts->processes[id].id = id;
+  facts->processes[100].exists = false;
   facts->processes[101].exists = true;
   auto look = std::make_shared<model::Snapshot>(*content.view.after);
   look->machine = facts;

@@ -151,6 +151,7 @@ void addVerdict(std::vector<Concern>& concerns, const State& state, const Conten
                   ? fmt::format("the first figures come in {}", spanOf(content.wanted.interval))
                   : render::verdictOf(viewOf(content, *place));
   const bool stands = viewOf(content, *place).kept.has_value();
+  if (stands) sentence += ". zebmon doctor --only lock tells what to do";
   concerns.push_back({stands ? Attribute::critical : Attribute::strong, sentence + "."});
   if (!chosen && !isFirst(content) && !stands) addUntold(concerns, content, *place);
 }
