@@ -35,6 +35,14 @@ std::uint64_t nodeWithStatistics(std::uint64_t units) {
   return plus(record(ZEB_NOIR_RECORD, units), layout::stir::bytes);
 }
 
+// What comes with a node in a new flow or group.
+std::uint64_t around(const NewNode& node) {
+  std::uint64_t bytes = 0;
+  if (node.newFlow || node.newGroup) bytes = record(ZEB_MFIR_RECORD, node.flowUnits);
+  if (node.newGroup) bytes = plus(bytes, record(ZEB_EGIR_RECORD, node.groupUnits));
+  return bytes;
+}
+
 void addTemplate(Plan& plan, std::uint64_t units) {
   plan.templates = plus(plan.templates, record(ZEB_EVTR_RECORD, units));
   plan.longestText = std::max(plan.longestText, units);
@@ -92,11 +100,12 @@ class FlowPlan {
 
 std::uint64_t roomFor(const NewNode& node, const reader::Area& statistics) {
   std::uint64_t left = statistics.size - std::min(statistics.last, statistics.size);
-  std::uint64_t before = 0;
-  if (node.newFlow || node.newGroup) before = record(ZEB_MFIR_RECORD, node.flowUnits);
-  if (node.newGroup) before = plus(before, record(ZEB_EGIR_RECORD, node.groupUnits));
-  left -= std::min(left, before);
+  left -= std::min(left, around(node));
   return left / nodeWithStatistics(node.units);
+}
+
+std::uint64_t bytesOf(const NewNode& node) {
+  return plus(around(node), nodeWithStatistics(node.units));
 }
 
 std::uint64_t largestNode(const SeenBroker& broker) {

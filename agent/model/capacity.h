@@ -29,6 +29,9 @@ struct NewNode {
 // statistics don't is not counted: nobody would see its figures.
 std::uint64_t roomFor(const NewNode& node, const reader::Area& statistics);
 
+// What such a node takes of the statistics area, with what is new around it.
+std::uint64_t bytesOf(const NewNode& node);
+
 // Units of label and sub-flow name of the largest node that the broker has; 16 when it has none.
 std::uint64_t largestNode(const SeenBroker& broker);
 

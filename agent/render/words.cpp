@@ -209,8 +209,7 @@ std::string conditionText(const SeenBroker& broker, const model::Machine* machin
       return stopped(stoppedProcesses(broker, machine));
     case Condition::full:
       return "its statistics area is full: nodes that are deployed now are measured, but nobody "
-             "sees "
-             "their figures. Set ZEBMemorySize larger and restart all its processes";
+             "sees their figures. zebmon doctor tells which ZEBMemorySize is enough";
     default:
       return problemOf(broker);
   }

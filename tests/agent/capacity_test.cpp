@@ -68,6 +68,12 @@ TEST(Room, OfANewFlowAndANewGroupIsTakenFirst) {
   EXPECT_EQ(0U, roomFor(node, area(4096, 32)));
 }
 
+TEST(Room, ANodeTakesWhatItsRoomIsCountedBy) {
+  EXPECT_EQ(230U + 2 * 5, model::bytesOf({.units = 5}));
+  EXPECT_EQ(230U + 2 * 5 + 52 + 2 * 7,
+            model::bytesOf({.units = 5, .flowUnits = 7, .newFlow = true}));
+}
+
 TEST(Room, IsToldForNodesLikeTheLargestThere) {
   model::SeenBroker broker;
   const NewNode usual = model::largestNewNode(broker);

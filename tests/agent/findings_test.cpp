@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "agent/model/capacity.h"
 #include "agent/render/findings_screen.h"
 #include "format/layout.h"
 #include "tests/support/image.h"
@@ -314,13 +315,13 @@ TEST(Findings, AnAreasLockStopsTheFlowsThatPostEventsInGroupsThatRun) {
   EXPECT_EQ((std::vector<model::Place>{{"billing", "Fulfil", "Reserve"}}), stops());
   EXPECT_EQ("messages stop at each node that posts an event: of Fulfil at Reserve",
             find(made.found(), "lock.stuck")->effect);
-}
   deploy("before", u"before", 44);
   const image::Bytes all = image::segment({block});
   made.broker.segment.copy = reader::copySegment(all, all.size());
   made.start(44);
   EXPECT_EQ((std::vector<model::Place>{{"billing", "Fulfil", "Reserve"}}), stops())
       << "44 is another process now";
+}
 
 TEST(Findings, OneLookTellsAStuckLockThatIsNotNew) {
   Made made;
@@ -443,6 +444,43 @@ TEST(Findings, AnAreaIsFullBeforeItIsDamaged) {
   EXPECT_EQ(Severity::critical, made.found().found[0].severity);
   made.area().last = 2000;
   EXPECT_EQ("segment.damaged ", idsOf(made.found()));
+}
+
+// Their locks are all that there is of them.
+TEST(Findings, NodesThatRunAndFoundNoRoomAreCounted) {
+  Made made;
+  made.area().last = made.area().size - 200;
+  made.area().cut = 0;
+  made.start(kHolder).segments = {made.broker.segment.mapped()};
+  for (const char* const record :
+       {"06000000E8030000050000000F0000AA", "06000000E8030000050000000F0000AB"}) {
+    made.machine.locks.locks.push_back(made.lock(record));
+    made.machine.locks.locks.back().semaphore.lastProcess = kHolder;
+  }
+  const Findings findings = made.found();
+  ASSERT_EQ("area.full ", idsOf(findings));
+  const Finding& finding = findings.found[0];
+  EXPECT_EQ(Severity::critical, finding.severity);
+  EXPECT_TRUE(finding.evidence.ends_with("; 2 nodes that run have no record there"))
+      << finding.evidence;
+  EXPECT_EQ("nobody sees the figures of these nodes, and of those that are deployed now",
+            finding.effect);
+  model::NewNode largest = model::largestNewNode(made.broker);
+  largest.newFlow = true;
+  EXPECT_EQ("ZEBMemorySize=" + std::to_string(2 * (made.area().size + 2 * model::bytesOf(largest))),
+            finding.command);
+  made.machine.processes[kHolder].segments->clear();
+  made.machine.processes[kHolder].segments->push_back({1, 1});
+  EXPECT_EQ(Severity::warning, find(made.found(), "area.full")->severity)
+      << "they may be of another broker";
+  made.machine.processes[kHolder].segments = {made.broker.segment.mapped()};
+  made.area().cut = 1;
+  EXPECT_EQ(Severity::warning, find(made.found(), "area.full")->severity)
+      << "their records may be in what was left out";
+  made.area().cut = 0;
+  made.broker.damage.add(reader::kStatistics, 500, "a record is cut", false);
+  EXPECT_EQ(Severity::warning, find(made.found(), "area.full")->severity)
+      << "their records may be what can't be read";
 }
 
 TEST(Findings, AClockThatWasSetBackIsSaid) {

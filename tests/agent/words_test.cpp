@@ -239,7 +239,7 @@ TEST(Words, AFullAreaSaysWhatToDo) {
   EXPECT_EQ(
       "its statistics area is full: nodes that are deployed now are measured, but nobody sees "
       "their "
-      "figures. Set ZEBMemorySize larger and restart all its processes",
+      "figures. zebmon doctor tells which ZEBMemorySize is enough",
       render::conditionText(broker, nullptr));
 }
 

@@ -9,6 +9,7 @@
 
 #include "agent/model/capacity.h"
 #include "agent/model/findings/kinds.h"
+#include "agent/model/liveness.h"
 #include "agent/reader/record.h"
 #include "format/layout.h"
 #include "format/sizes.h"
@@ -41,8 +42,30 @@ std::size_t withoutStatistics(const SeenBroker& broker) {
   return nodes;
 }
 
-void addFill(const Broker& broker, const reader::Area& area, Findings& findings) {
-  const bool full = broker->full();
+// Nodes that found no room for their record, but have its lock: whoever used it last works for the
+// broker. Of an area that could not be read as a whole nothing is known.
+std::size_t withoutRecord(const SeenBroker& broker, const Looks& looks) {
+  if (broker.cutStatistics() > 0 || !broker.damaged().empty()) return 0;
+  return static_cast<std::size_t>(
+      std::ranges::count_if(looks.machine.locks.locks, [&](const reader::Lock& lock) {
+        const Guarded guarded = looks.guards.of(lock.name);
+        if (guarded.what != Guarded::What::statistics || guarded.broker) return false;
+        const reader::Process* const user = looks.machine.find(lock.semaphore.lastProcess);
+        return user != nullptr && serves(*user, broker.segment) == true;
+      }));
+}
+
+// Twice of what there is, or of what all those nodes need, each with a flow of its own.
+std::uint64_t enoughFor(std::size_t nodes, const SeenBroker& broker, const reader::Area& area) {
+  NewNode node = largestNewNode(broker);
+  node.newFlow = true;
+  return 2 * (area.size + nodes * bytesOf(node));
+}
+
+void addFill(const Broker& broker, const reader::Area& area, const Looks& looks,
+             Findings& findings) {
+  const std::size_t unseen = withoutRecord(*broker, looks);
+  const bool full = broker->full() || unseen > 0;
   const std::size_t lost = full ? broker->orphans() : 0;
   Finding finding =
       of(broker, full ? "area.full" : "area.nearly-full", "statistics area of " + nameOf(*broker));
@@ -56,13 +79,18 @@ void addFill(const Broker& broker, const reader::Area& area, Findings& findings)
         fmt::format("; {} without statistics", counted(nodes, "node is", "nodes are"));
     finding.severity = Severity::critical;
   }
-  if (lost > 0) finding.severity = Severity::critical;
+  if (unseen > 0) {
+    finding.evidence += fmt::format("; {} no record there",
+                                    counted(unseen, "node that runs has", "nodes that run have"));
+  }
+  if (lost > 0 || unseen > 0) finding.severity = Severity::critical;
   finding.effect =
-      full ? "nodes that are deployed now are measured, but nobody sees their figures"
-           : fmt::format("room for at most {} more; of those behind nobody sees figures",
-                         counted(left(area) / layout::kSmallestNode, "node", "nodes"));
+      unseen > 0 ? "nobody sees the figures of these nodes, and of those that are deployed now"
+      : full     ? "nodes that are deployed now are measured, but nobody sees their figures"
+                 : fmt::format("room for at most {} more; of those behind nobody sees figures",
+                               counted(left(area) / layout::kSmallestNode, "node", "nodes"));
   finding.remedy = writeSizeLine();
-  finding.command = sizeLine(std::uint64_t{2} * area.size);
+  finding.command = sizeLine(enoughFor(unseen, *broker, area));
   findings.found.push_back(std::move(finding));
 }
 
@@ -199,7 +227,7 @@ void addUnfinished(const Broker& broker, Findings& findings) {
   findings.found.push_back(std::move(finding));
 }
 
-void look(const Broker& broker, const Snapshot& now, Findings& findings) {
+void look(const Broker& broker, const Looks& looks, Findings& findings) {
   using reader::State;
   const State state = broker->segment.state;
   if (state == State::noPermission || state == State::failed) {
@@ -209,16 +237,16 @@ void look(const Broker& broker, const Snapshot& now, Findings& findings) {
   if (state == State::notInitialised) addUnfinished(broker, findings);
   if (broker->segment.size == 0 || state == State::notInitialised) return;
   const reader::Area* const area = broker->segment.copy.find(reader::kStatistics);
-  if (area != nullptr && isNearlyFull(*area)) addFill(broker, *area, findings);
+  if (area != nullptr && isNearlyFull(*area)) addFill(broker, *area, looks, findings);
   addDamage(broker, findings);
-  addClock(broker, now, findings);
-  if (broker->tree) addReset(broker, now, findings);
+  addClock(broker, looks.now, findings);
+  if (broker->tree) addReset(broker, looks.now, findings);
 }
 
 }  // namespace
 
 void addAreas(const Looks& looks, Findings& findings) {
-  for (const Broker& broker : looks.now.brokers) look(broker, looks.now, findings);
+  for (const Broker& broker : looks.now.brokers) look(broker, looks, findings);
   addClockStep(looks, findings);
 }
 
