@@ -492,6 +492,11 @@ TEST(ZebmonUsage, AnEmptyNameIsNobodys) {
 }
 
 TEST(ZebmonUsage, HelpFitsEightyColumns) {
+  const std::string help = ".\nRun with --help for more information.\n";
+  EXPECT_EQ("zebmon: stats has no option \"--colums\"" + help,
+            run({"stats", "--colums", "node"}).errors);
+  EXPECT_EQ("zebmon: \"extra\" is one word too many for stats" + help,
+            run({"stats", "extra"}).errors);
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
                                                     {"brokers", "--help"},
                                                     {"stats", "--help"},

@@ -4,6 +4,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <sstream>
+#include <string_view>
+#include <vector>
 
 #include "agent/front/cli/commands.h"
 #include "agent/front/cli/completion.h"
@@ -38,6 +40,16 @@ std::string namesOfCommands() {
   return names;
 }
 
+// The first option that a command doesn't have, else the first word too many.
+std::string unexpectedIn(const CLI::App& app) {
+  const std::vector<std::string> words = app.remaining(true);
+  const auto isOption = [](const std::string& word) { return word.starts_with("-"); };
+  const auto option = std::ranges::find_if(words, isOption);
+  const std::string command = app.get_subcommands().front()->get_name();
+  if (option != words.end()) return command + " has no option \"" + *option + "\"";
+  return "\"" + (words.empty() ? "" : words.front()) + "\" is one word too many for " + command;
+}
+
 // The parser quotes arguments as they are, and of an unknown command not even that.
 std::string inPrintableLines(const CLI::App* app, const CLI::Error& error) {
   std::string what = error.what();
@@ -45,6 +57,8 @@ std::string inPrintableLines(const CLI::App* app, const CLI::Error& error) {
     const auto words = app->remaining();
     what = words.empty() ? "a command is missing" : "\"" + words.front() + "\" is no command";
     what += ": there are " + namesOfCommands();
+  } else if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+    what = unexpectedIn(*app);
   }
   return "zebmon: " + text::printable(what) + ".\nRun with --help for more information.\n";
 }
