@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/render/node_columns.h"
 
+#include "agent/model/load.h"
 #include "agent/render/words.h"
 
 namespace render {
@@ -34,6 +35,12 @@ Column figureColumn(const char* name, const char* title, const char* group, cons
 Cell typeCell(std::uint32_t type) {
   Cell cell(nodeTypeName(type));
   cell.brief = shortTypeName(type);
+  return cell;
+}
+
+Cell queuedFigure(const reader::Node& node, Cell cell) {
+  const bool isRead = node.statistics && node.statistics->sumQueued;
+  if (isRead && !model::knowsQueued(node)) cell.brief = kMissing;
   return cell;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "agent/reader/tree.h"
 #include "agent/render/sheet.h"
 
 namespace render {
@@ -16,6 +17,9 @@ std::vector<Column> nodeColumns(int typeYields);
 
 // A type of nodes: its name, and in tables a short one.
 Cell typeCell(std::uint32_t type);
+
+// A figure of queued time, in tables only where that is measured: other nodes hold zeros.
+Cell queuedFigure(const reader::Node& node, Cell cell);
 
 // A number of a node, right-aligned and scaled.
 Column figureColumn(const char* name, const char* title, const char* group, const char* unit,

@@ -109,8 +109,9 @@ void addRows(Sheet& sheet, const PastView& past, const model::Selection& selecti
              {past.broker.label, past.broker.uuid, flow.growth.group, flow.growth.flow,
               node.node().label, typeCell(node.node().type), atLeast, cellOf(growth.messages),
               cellOf(growth.bytes), meanOf(growth.bytes, growth.messages), cellOf(growth.elapsedMs),
-              meanOf(growth.elapsedMs, growth.messages), cellOf(growth.queuedMs),
-              meanOf(growth.queuedMs, growth.messages)}});
+              meanOf(growth.elapsedMs, growth.messages),
+              queuedFigure(node.node(), cellOf(growth.queuedMs)),
+              queuedFigure(node.node(), meanOf(growth.queuedMs, growth.messages))}});
       }
     }
   }

@@ -48,10 +48,10 @@ std::vector<Cell> numbersOf(const reader::Node& node) {
           meanOf(s.sumElapsed, s.messageCount),
           s.minElapsed,
           s.maxElapsed,
-          cellOf(s.sumQueued),
-          meanOf(s.sumQueued, s.messageCount),
-          s.minQueued,
-          s.maxQueued,
+          queuedFigure(node, cellOf(s.sumQueued)),
+          queuedFigure(node, meanOf(s.sumQueued, s.messageCount)),
+          queuedFigure(node, s.minQueued),
+          queuedFigure(node, s.maxQueued),
           momentOf(s.firstCollection),
           momentOf(s.lastCollection)};
 }

@@ -124,6 +124,26 @@ TEST(ZebmonStats, MarksADeletedNodeAndShowsNoNumbersBeforeTheFirstMessage) {
   EXPECT_TRUE(node["statistics"]["firstCollection"].is_null());
 }
 
+TEST(ZebmonStats, QueuedTimeIsShownWhereItIsMeasured) {
+  Block block = image::ordersBlock();
+  block.add(image::node({5, 1, 1, 1}, image::kFlow, u"Quick", 1, u"", 0));
+  block.add(image::statistics({6, 1, 1, 1}, {5, 1, 1, 1},
+                              {.sumQueued = "0", .maxQueued = 0, .minQueued = 0}));
+  block.add(image::node({5, 1, 1, 2}, image::kFlow, u"Inner", 3, u"", 0));
+  block.add(image::statistics({6, 1, 1, 2}, {5, 1, 1, 2}));
+  const LiveSegment live("1-2-3", image::segment({block}));
+  const auto queued = [](const std::string& node, const std::string& format) {
+    const std::string out = run({"stats", "--node", node, "--no-header", "--format", format,
+                                 "--columns", "queuedSumMs,queuedMeanMs,queuedMinMs,queuedMaxMs"})
+                                .out;
+    return std::regex_replace(out, std::regex(" +"), " ");
+  };
+  EXPECT_EQ(" 9 3.0 2 4\n", queued("Reserve", "table"));
+  EXPECT_EQ(" - - - -\n", queued("Quick", "table"));
+  EXPECT_EQ(" - - - -\n", queued("Inner", "table"));
+  EXPECT_EQ("9,3,2,4\n", queued("Inner", "csv")) << "as it is stored";
+}
+
 TEST(ZebmonStats, EveryTypeOfNodeHasAName) {
   Block block{.eyecatcher = "zebcstar", .contents = {}};
   block.add(image::broker(image::kBroker, u"1-2-3", u"BRK1"));
@@ -447,26 +467,6 @@ TEST(ZebmonUsage, AWrongCommandLineEndsWithSixtyFour) {
   }
 }
 
-TEST(ZebmonUsage, AWrongWordIsNamedBesideThoseThatThereAre) {
-  const std::string more =
-      ": there are brokers, stats, flow, top, events, message, locks, doctor, check, metrics, "
-      "serve, record, size, changes, config, snapshot, diff, reset.\nRun with --help for more "
-      "information.\n";
-  EXPECT_EQ("zebmon: a command is missing" + more, run(std::vector<std::string>{}).errors);
-  EXPECT_EQ("zebmon: \"stat\" is no command" + more, run({"stat"}).errors);
-  EXPECT_EQ("zebmon: \"--broker\" is no command" + more, run({"--broker", "B"}).errors);
-  EXPECT_TRUE(
-      contains(run({"events", "--interval", "0"}).errors,
-               "zebmon: --interval: \"0\" is no time from 10ms to 24h, like 500ms, 5s or 2m.\n"));
-}
-
-TEST(ZebmonUsage, WhatShowsWholeBrokersSaysSoWhenAPartIsNamed) {
-  for (const std::string command : {"brokers", "size", "snapshot", "metrics", "config"}) {
-    for (const std::string option : {"--group", "--flow", "--node"}) {
-      const Result result = run({command, option, "x"});
-      EXPECT_EQ(64, result.code) << command;
-      EXPECT_EQ("zebmon: " + option +
-                    ": what this shows belongs to whole brokers. Choose one with --broker.\n"
 // A script whose variable is not set must not mean everything.
 TEST(ZebmonUsage, AnEmptyNameIsNobodys) {
   const LiveSegment live("1-2-3", image::segment({image::ordersBlock()}));
@@ -484,6 +484,31 @@ TEST(ZebmonUsage, AnEmptyNameIsNobodys) {
   EXPECT_EQ(0, run({"brokers", "--broker", "*"}).code);
 }
 
+TEST(ZebmonUsage, AWrongWordIsNamedBesideThoseThatThereAre) {
+  const std::string more =
+      ": there are brokers, stats, flow, top, events, message, locks, doctor, check, metrics, "
+      "serve, record, size, changes, config, snapshot, diff, reset.\nRun with --help for more "
+      "information.\n";
+  EXPECT_EQ("zebmon: a command is missing" + more, run(std::vector<std::string>{}).errors);
+  EXPECT_EQ("zebmon: \"stat\" is no command" + more, run({"stat"}).errors);
+  EXPECT_EQ("zebmon: \"--broker\" is no command" + more, run({"--broker", "B"}).errors);
+  const std::string help = ".\nRun with --help for more information.\n";
+  EXPECT_EQ("zebmon: stats has no option \"--colums\"" + help,
+            run({"stats", "--colums", "node"}).errors);
+  EXPECT_EQ("zebmon: \"extra\" is one word too many for stats" + help,
+            run({"stats", "extra"}).errors);
+  EXPECT_TRUE(
+      contains(run({"events", "--interval", "0"}).errors,
+               "zebmon: --interval: \"0\" is no time from 10ms to 24h, like 500ms, 5s or 2m.\n"));
+}
+
+TEST(ZebmonUsage, WhatShowsWholeBrokersSaysSoWhenAPartIsNamed) {
+  for (const std::string command : {"brokers", "size", "snapshot", "metrics", "config"}) {
+    for (const std::string option : {"--group", "--flow", "--node"}) {
+      const Result result = run({command, option, "x"});
+      EXPECT_EQ(64, result.code) << command;
+      EXPECT_EQ("zebmon: " + option +
+                    ": what this shows belongs to whole brokers. Choose one with --broker.\n"
                     "Run with --help for more information.\n",
                 result.errors);
     }
@@ -492,11 +517,6 @@ TEST(ZebmonUsage, AnEmptyNameIsNobodys) {
 }
 
 TEST(ZebmonUsage, HelpFitsEightyColumns) {
-  const std::string help = ".\nRun with --help for more information.\n";
-  EXPECT_EQ("zebmon: stats has no option \"--colums\"" + help,
-            run({"stats", "--colums", "node"}).errors);
-  EXPECT_EQ("zebmon: \"extra\" is one word too many for stats" + help,
-            run({"stats", "extra"}).errors);
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
                                                     {"brokers", "--help"},
                                                     {"stats", "--help"},
