@@ -57,8 +57,17 @@ Verdict refusal(int status, std::string problem, std::string_view quoted = {}) {
 
 using Refusal = std::optional<Verdict>;
 
+// Others might take such a name for the one without its blank, and what is behind them would then
+// disagree about who is asked.
+bool hasOddName(const Request& request) {
+  return std::ranges::any_of(request.headers, [](const Header& header) {
+    return std::ranges::any_of(header.first, [](char c) { return c <= ' ' || c > '~'; });
+  });
+}
+
 Refusal refuseForm(const Request& request) {
   if (hasLargeBody(request)) return refusal(413, "the body is too large. Send none");
+  if (hasOddName(request)) return refusal(400, "a header has a blank in its name. Leave that out");
   const Target target = targetOf(request);
   if (target.query.size() > kMostBytes) return refusal(414, "the query is too long. Shorten it");
   if (request.method != "GET" && request.method != "HEAD") {
@@ -198,9 +207,10 @@ bool showsEvents(const Rules& rules) {
 
 bool hasLargeBody(const Request& request) {
   if (!request.valuesOf("Transfer-Encoding").empty()) return true;
-  return std::ranges::any_of(request.valuesOf("Content-Length"), [](std::string_view length) {
-    return reader::unsignedOf(length).value_or(kMostBytes + 1) > kMostBytes;
-  });
+  const auto lengths = request.valuesOf("Content-Length");
+  return lengths.size() > 1 || std::ranges::any_of(lengths, [](std::string_view length) {
+           return reader::unsignedOf(length).value_or(kMostBytes + 1) > kMostBytes;
+         });
 }
 
 Verdict judge(const Request& request, const Rules& rules) {

@@ -65,15 +65,17 @@ struct Verdict {
   std::vector<Header> headers = {};
 };
 
-// In this order: a body or a query that is too large (413, 414), the method (405), a target that is
-// no path (400), Host (400, 421), Origin and Sec-Fetch-Site (403), the route (404), the token
-// (401), events that are off (403), the query (400).
+// In this order: a body that is too large (413), a header with an odd name (400), a query that is
+// too large (414), the method (405), a target that is no path (400), Host (400, 421), Origin and
+// Sec-Fetch-Site (403), the route (404), the token (401), events that are off (403), the query
+// (400).
 Verdict judge(const Request& request, const Rules& rules);
 
 // Whether texts of events may be in an answer.
 bool showsEvents(const Rules& rules);
 
-// Whether the request announces more body than is read, so that it is refused before it is sent.
+// Whether the request announces more body than is read, or two lengths of it, so that it is refused
+// before it is sent.
 bool hasLargeBody(const Request& request);
 
 // The name in a Host header or an authority, in lower case and without its port. Nothing when it

@@ -143,6 +143,13 @@ TEST(Gate, AMissingOrDoubledHostIsRefused) {
   EXPECT_EQ(400, statusOf(with(get("/metrics"), "hOST", "localhost")));
 }
 
+TEST(Gate, AHeaderWithABlankInItsNameIsRefused) {
+  for (const char* name : {"Host ", " Host", "Ho\tst", "Ho\x7Fst", "Host\xC2\xA0"}) {
+    EXPECT_EQ(400, statusOf(with(get("/metrics"), name, "evil"))) << name;
+  }
+  EXPECT_EQ(200, statusOf(with(get("/metrics"), "X!~0", "\x7F and blanks")));
+}
+
 TEST(Gate, OnlyTheOwnOriginMayAsk) {
   const auto fromOrigin = [](const char* origin, bool tls) {
     Rules rules;
@@ -185,6 +192,8 @@ TEST(Gate, BodiesAndQueriesAreBounded) {
     EXPECT_EQ(413, statusOf(with(get("/metrics"), "Content-Length", length))) << length;
   }
   EXPECT_EQ(413, statusOf(with(get("/metrics"), "Transfer-Encoding", "chunked")));
+  const Request once = with(get("/metrics"), "Content-Length", "1");
+  EXPECT_EQ(413, statusOf(with(once, "content-length", "1"))) << "two lengths";
   EXPECT_EQ(400, statusOf(get("/metrics?" + std::string(1024, 'a'))));
   EXPECT_EQ(414, statusOf(get("/metrics?" + std::string(1025, 'a'))));
 }
