@@ -12,7 +12,7 @@
 
 #include "agent/archive/snapshot_file.h"
 #include "agent/front/cli/since.h"
-#include "agent/front/serve/server.h"
+#include "agent/front/serve/options.h"
 #include "agent/model/chain.h"
 #include "agent/model/check.h"
 #include "agent/model/event_counts.h"

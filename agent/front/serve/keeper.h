@@ -11,15 +11,11 @@
 #include <string>
 
 #include "agent/front/history/recording.h"
+#include "agent/front/serve/options.h"
 #include "agent/front/serve/seen.h"
 #include "agent/model/follower.h"
 
 namespace serve {
-
-struct KeepOptions {
-  std::optional<std::string> file = {};  // nothing: the default one; empty: no history
-  std::uint64_t mostBytes = history::kMostBytes;
-};
 
 // For any number of threads, except its two sinks: only one thread may call them.
 class Keeper {

@@ -10,9 +10,13 @@
 #include <ctime>
 
 #include "agent/front/serve/answers.h"
+#include "agent/front/serve/event_book.h"
+#include "agent/front/serve/http_server.h"
+#include "agent/front/serve/keeper.h"
 #include "agent/front/serve/lockdown.h"
 #include "agent/front/serve/notify.h"
 #include "agent/front/serve/trouble.h"
+#include "agent/front/serve/watcher.h"
 #include "agent/reader/bounded_file.h"
 #include "agent/reader/letters.h"
 #include "format/version.h"
