@@ -100,6 +100,9 @@ std::string summary(const Findings& findings, const model::Snapshot& selected, b
       fmt::format("{} and {}", counted(distinct(selected).brokers.size(), "broker", "brokers"),
                   counted(findings.locks, "lock", "locks"));
   if (!findings.found.empty()) return fmt::format("{} in {}.\n", countOf(findings), looked);
+  if (!findings.notChecked.empty()) {
+    return fmt::format("Nothing wrong was found in {}, as far as it could be checked.\n", looked);
+  }
   if (only) return fmt::format("Nothing of that kind is wrong in {}.\n", looked);
   return fmt::format("Nothing is wrong in {}, processes, settings and limits.\n", looked);
 }

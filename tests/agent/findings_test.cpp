@@ -60,12 +60,14 @@ struct Made {
     process.segments = {{0x01010203, 7}};
     machine.locks.locks.push_back(lock("1-2-3.zebcedar"));
     machine.keyFiles = {{.path = kFile, .regular = true, .device = 1, .inode = 0x0203}};
-    for (auto* most : {&machine.limits.segments, &machine.limits.memoryPages,
-                       &machine.limits.queues, &machine.limits.semaphoreSets}) {
+    for (auto* most :
+         {&machine.limits.segments, &machine.limits.memoryPages, &machine.limits.queues,
+          &machine.limits.semaphores, &machine.limits.semaphoreSets}) {
       *most = 1000;
     }
-    for (auto* used : {&machine.limits.usedSegments, &machine.limits.usedPages,
-                       &machine.limits.usedQueues, &machine.limits.usedSemaphoreSets}) {
+    for (auto* used :
+         {&machine.limits.usedSegments, &machine.limits.usedPages, &machine.limits.usedQueues,
+          &machine.limits.usedSemaphores, &machine.limits.usedSemaphoreSets}) {
       *used = 10;
     }
     machine.directory.emplace();
@@ -774,6 +776,24 @@ TEST(Findings, LimitsThatAreNearAreSaidAndUnreadableOnesToo) {
   EXPECT_EQ("lock.references ", idsOf(made.found()));
 }
 
+TEST(Findings, OneSettingHasTheNumbersOfSemaphoresAndOfTheirSets) {
+  Made made;
+  made.machine.limits.semaphoresPerSet = 250;
+  made.machine.limits.operationsPerCall = 32;
+  made.machine.limits.usedSemaphores = 950;
+  const Findings one = made.found();
+  ASSERT_EQ("limits.near ", idsOf(one));
+  EXPECT_EQ("semaphores of this machine", one.found[0].object);
+  EXPECT_EQ("limits.near:kernel.sem 2", one.found[0].key());
+  EXPECT_EQ("sysctl -w kernel.sem='250 2000 32 1000'", one.found[0].command);
+  made.machine.limits.usedSemaphoreSets = 1000;
+  const Findings both = made.found();
+  ASSERT_EQ("limits.near limits.near ", idsOf(both));
+  for (const Finding& finding : both.found) {
+    EXPECT_EQ("sysctl -w kernel.sem='250 2000 32 2000'", finding.command);
+  }
+}
+
 TEST(Findings, ASegmentWithoutItsKeyFileHasTwoSides) {
   Made made;
   made.its().file.inode = 0x0303;
@@ -967,6 +987,18 @@ TEST(FindingsScreen, SaysInOneLineThatNothingIsWrong) {
   const Made made;
   EXPECT_EQ("Nothing is wrong in 1 broker and 1 lock, processes, settings and limits.\n",
             render::findingsScreen(made.found(), made.snapshot(), {}, "zebmon doctor --only"));
+}
+
+TEST(FindingsScreen, WhatCouldNotBeCheckedIsNotCalledFine) {
+  const Made made;
+  Findings findings = made.found();
+  findings.leaveUnchecked("view", "views: run sudo zebmon doctor");
+  for (const char* const more : {"", "zebmon doctor --only"}) {
+    EXPECT_EQ(
+        "Not checked: views: run sudo zebmon doctor.\n"
+        "Nothing wrong was found in 1 broker and 1 lock, as far as it could be checked.\n",
+        render::findingsScreen(findings, made.snapshot(), {}, more));
+  }
 }
 
 TEST(FindingsScreen, OfChosenKindsItIsNotSaidThatNothingElseIsWrong) {

@@ -16,7 +16,8 @@ struct Limit {
   const char* setting;
   Count used;
   Count most;
-  const char* before = "";  // what the setting's value has in front of this number
+  std::string value = {};  // to set, where the setting has more numbers than this one
+  const char* of = setting;
 };
 
 // Nine tenths of it are in use.
@@ -38,14 +39,15 @@ void look(const Limit& limit, Findings& findings) {
   if (!isNear(*limit.used, *limit.most)) return;
   Finding finding;
   finding.id = "limits.near";
-  finding.of = limit.setting;
+  finding.of = limit.of;
   if (*limit.used >= *limit.most) finding.severity = Severity::critical;
   finding.object = fmt::format("{} of this machine", limit.what);
   finding.evidence = fmt::format("{} of {} are in use", *limit.used, *limit.most);
   finding.effect = "what starts next gets none, and measures nothing";
   finding.remedy = fmt::format("raise {}, also in /etc/sysctl.d", limit.setting);
   finding.command =
-      fmt::format("sysctl -w {}='{}{}'", limit.setting, limit.before, twice(*limit.most));
+      fmt::format("sysctl -w {}='{}'", limit.setting,
+                  limit.value.empty() ? std::to_string(twice(*limit.most)) : limit.value);
   findings.found.push_back(std::move(finding));
 }
 
@@ -67,24 +69,30 @@ void lookAtQueue(const reader::Lock& lock, const Looks& looks, Findings& finding
   findings.found.push_back(std::move(finding));
 }
 
-// The numbers of kernel.sem before its fourth.
-std::string before(const reader::Limits& limits) {
-  return fmt::format("{} {} {} ", limits.semaphoresPerSet.value_or(32000),
-                     limits.semaphores.value_or(1024000000),
-                     limits.operationsPerCall.value_or(500));
+// All numbers of kernel.sem, with room where there is little.
+std::string semaphoreNumbers(const reader::Limits& limits) {
+  const auto roomy = [](Count used, std::uint64_t most) {
+    return used && isNear(*used, most) ? twice(most) : most;
+  };
+  return fmt::format("{} {} {} {}", limits.semaphoresPerSet.value_or(32000),
+                     roomy(limits.usedSemaphores, limits.semaphores.value_or(1024000000)),
+                     limits.operationsPerCall.value_or(500),
+                     roomy(limits.usedSemaphoreSets, limits.semaphoreSets.value_or(32000)));
 }
 
 }  // namespace
 
 void addLimits(const Looks& looks, Findings& findings) {
   const reader::Limits& limits = looks.machine.limits;
-  const std::string sets = before(limits);
+  const std::string semaphores = semaphoreNumbers(limits);
   for (const Limit& limit : {
            Limit{"segments", "kernel.shmmni", limits.usedSegments, limits.segments},
            Limit{"pages of segments", "kernel.shmall", limits.usedPages, limits.memoryPages},
            Limit{"queues", "kernel.msgmni", limits.usedQueues, limits.queues},
            Limit{"semaphore sets", "kernel.sem", limits.usedSemaphoreSets, limits.semaphoreSets,
-                 sets.c_str()},
+                 semaphores},
+           Limit{"semaphores", "kernel.sem", limits.usedSemaphores, limits.semaphores, semaphores,
+                 "kernel.sem 2"},
        }) {
     look(limit, findings);
   }
