@@ -224,6 +224,19 @@ std::optional<Seconds> AreaGrowth::untilFull() const {
   return model::untilFull(before, used, size, std::chrono::milliseconds(until - from));
 }
 
+std::optional<AreaGrowth> growthBetween(const SeenBroker& before, const SeenBroker& after,
+                                        std::int64_t until, Seconds time) {
+  const reader::Area* const then = before.segment.copy.find(reader::kStatistics);
+  const reader::Area* const now = after.segment.copy.find(reader::kStatistics);
+  if (then == nullptr || now == nullptr || before.segment.id != after.segment.id) return {};
+  const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(time);
+  return AreaGrowth{.from = until - passed.count(),
+                    .until = until,
+                    .before = then->last,
+                    .used = now->last,
+                    .size = now->size};
+}
+
 std::optional<Seconds> untilForcedReset(reader::Number before, reader::Number now,
                                         Seconds interval) {
   if (!before || !now || *before < 0 || *now < 0) return std::nullopt;

@@ -116,6 +116,12 @@ struct AreaGrowth {
   std::optional<Seconds> untilFull() const;
 };
 
+// That of one segment between two looks, of which the second was at `until`, in milliseconds since
+// 1970, and `time` after the first. Nothing when it is another segment, or its area isn't there at
+// both.
+std::optional<AreaGrowth> growthBetween(const SeenBroker& before, const SeenBroker& after,
+                                        std::int64_t until, Seconds time);
+
 // The count at which the library resets all statistics, and the time until a node's count is there.
 inline constexpr std::int64_t kForcedReset = 2147483647;
 std::optional<Seconds> untilForcedReset(reader::Number before, reader::Number now,

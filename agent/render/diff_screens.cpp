@@ -6,7 +6,10 @@
 #include <chrono>
 #include <cmath>
 
+#include "agent/model/capacity.h"
+#include "agent/render/paragraph.h"
 #include "agent/render/rates.h"
+#include "agent/render/size_screens.h"
 #include "agent/render/words.h"
 #include "text/printable.h"
 
@@ -73,6 +76,21 @@ std::string titleOf(const DiffView& diff, Zone zone) {
   return fmt::format("From {} to {}, {}: {}\n", from, to, hostsOf(diff), span(diff.apart.time));
 }
 
+// How long the room of areas that filled up will last.
+std::string forecastsOf(const DiffView& diff, std::optional<std::size_t> width) {
+  const std::int64_t until = secondsOf(*diff.view.after);
+  std::string lines;
+  for (const auto& [growth, flows] : diff.view.brokers) {
+    if (!growth.before || !growth.after) continue;
+    const auto area = growthBetween(*growth.before, *growth.after, until * 1000, diff.apart.time);
+    if (!area || area->used <= area->before) continue;
+    lines += inLines(
+        "Statistics area of " + nameOf(*growth.after) + ": " + forecastText(*area, until) + ".",
+        width);
+  }
+  return lines;
+}
+
 Json lookObject(const model::Snapshot& snapshot, const archived::Origin& origin) {
   return {{"collectedAt", isoTime(secondsOf(snapshot))},
           {"host", origin.host},
@@ -129,6 +147,7 @@ std::string diffScreen(const DiffView& diff, const model::Selection& selection,
   for (const std::string& sentence : diff.differences.notCompared) {
     text += "Not compared: " + text::printable(sentence) + ".\n";
   }
+  text += forecastsOf(diff, style.width);
   if (diff.measured)
     return text + "\n" + ratesTables(diff.view, selection, diff.self, ofRates, style);
   if (!diff.view.brokers.empty()) text += "No message was measured in between.\n";

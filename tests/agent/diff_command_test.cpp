@@ -81,6 +81,18 @@ TEST_F(DiffCommand, TellsWhatCameAndTheRatesInBetween) {
   EXPECT_EQ(50, document["brokers"][0]["flows"][0]["nodes"][0]["messageCount"]);
 }
 
+TEST_F(DiffCommand, TellsWhenTheAreaOfNodesWillBeFull) {
+  EXPECT_TRUE(contains(run({"diff", kA, kB}).out,
+                       "\nStatistics area of BRK1: a forecast needs a day, and there is "));
+  change(kA, [](model::Snapshot& snapshot, const archived::Origin&) {
+    snapshot.wall -= std::chrono::days(10);
+    snapshot.steady -= std::chrono::days(10);
+  });
+  const std::string text = run({"diff", kA, kB}).out;
+  EXPECT_TRUE(contains(text, " bytes in 10 d, and is full in ")) << text;
+  EXPECT_FALSE(contains(run({"diff", kB, kB}).out, "Statistics area")) << "it has not grown";
+}
+
 TEST_F(DiffCommand, OfTheSameFileIsNothing) {
   const Result same = run({"diff", kA, kA});
   EXPECT_EQ(0, same.code);
