@@ -165,6 +165,7 @@ const tests = {
     await tab.page.locator('td.id a').first().click();
     await tab.page.locator('.way li').nth(1).waitFor();
     assert.ok((await tab.texts('.way strong')).includes('Payment in'));
+    assert.match(await tab.page.locator('.way li').first().textContent(), /, thread [0-9A-F]{8}$/);
     const url = tab.page.url();
     await tab.page.reload();
     await tab.page.locator('.way li').nth(1).waitFor();

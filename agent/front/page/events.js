@@ -179,5 +179,5 @@ function stepRow({event, after, since}) {
     el('div', {}, el('strong', {}, event.template?.node ?? 'a node that is not known'), ' ', kindMark(event.kind),
       el('p', {class: 'where'}, event.template ? `${event.template.messageFlow} · ${event.template.executionGroup} · ${words.brokerName(event.broker)}` : words.brokerName(event.broker)),
       el('p', {class: 'text'}, textOf(event)),
-      quiet(`${since === null ? 'the first' : `${between(after)} after the first`}${event.putApplicationName ? `, put by ${event.putApplicationName}` : ''}, thread ${event.threadId}`)));
+      quiet(`${since === null ? 'the first' : `${between(after)} after the first`}${event.putApplicationName ? `, put by ${event.putApplicationName}` : ''}, thread ${words.thread(event.threadId)}`)));
 }

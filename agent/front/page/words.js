@@ -50,6 +50,9 @@ export function percent(value) {
   return `${value > 0 && value < 1 ? '< 1' : Math.round(value)} %`;
 }
 
+// As the commands show it.
+export const thread = (id) => (id >>> 0).toString(16).toUpperCase().padStart(8, '0');
+
 // "3 s", "2 min", "5 h 10 min", "3 days".
 export function duration(seconds) {
   if (!known(seconds)) return kUnknown;
