@@ -41,6 +41,11 @@ bool Finding::is(const std::string& wanted) const {
   return wanted == key() || isOf(wanted, id);
 }
 
+bool Finding::isOneOf(const std::vector<std::string>& wanted) const {
+  return wanted.empty() ||
+         std::ranges::any_of(wanted, [this](const std::string& one) { return is(one); });
+}
+
 bool Unchecked::mayHide(const std::string& wanted) const {
   const std::string kinds = wanted.substr(0, wanted.find(':'));
   return kind.empty() || isOf(kinds, kind) || isOf(kind, kinds);
@@ -111,12 +116,10 @@ bool needsSecondLook(const Snapshot& snapshot) {
 
 Findings keepOnly(Findings findings, const std::vector<std::string>& wanted) {
   if (wanted.empty()) return findings;
-  const auto isAsked = [&wanted](const auto& asks) { return std::ranges::any_of(wanted, asks); };
-  std::erase_if(findings.found, [&](const Finding& finding) {
-    return !isAsked([&finding](const std::string& one) { return finding.is(one); });
-  });
+  std::erase_if(findings.found, [&](const Finding& one) { return !one.isOneOf(wanted); });
   std::erase_if(findings.notChecked, [&](const Unchecked& unchecked) {
-    return !isAsked([&unchecked](const std::string& one) { return unchecked.mayHide(one); });
+    return std::ranges::none_of(wanted,
+                                [&](const std::string& one) { return unchecked.mayHide(one); });
   });
   return findings;
 }

@@ -49,6 +49,9 @@ struct Finding : Part {
 
   // Whether `wanted` is its key or its kind; a kind's beginning up to a dot counts too: "lock".
   bool is(const std::string& wanted) const;
+
+  // Whether it is one of these; also when none is named.
+  bool isOneOf(const std::vector<std::string>& wanted) const;
 };
 
 // What could not be looked at.

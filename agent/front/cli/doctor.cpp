@@ -136,11 +136,8 @@ ExitCode showPast(const Past& past, const Request& request, Output& output) {
         "and leave out --group, --flow and --node"};
   }
   std::vector<model::PastFinding> findings = past.findings();
-  const auto& wanted = request.doctor.only;
-  std::erase_if(findings, [&wanted](const model::PastFinding& one) {
-    return !wanted.empty() && std::ranges::none_of(wanted, [&one](const std::string& kind) {
-      return one.finding.is(kind);
-    });
+  std::erase_if(findings, [&request](const model::PastFinding& one) {
+    return !one.finding.isOneOf(request.doctor.only);
   });
   if (request.show.format == Format::json) {
     output.write(render::written(render::pastFindingsDocument(findings, past.lastLook() / 1000)));

@@ -63,11 +63,15 @@ void addWhatWasSeen(const Seen& seen, std::vector<std::string>& degraded) {
   }
 }
 
+// No shorter than the interval, and long enough for a turn to take a tenth of it.
+Clock::duration paceOf(Clock::duration interval, Clock::duration turn) {
+  return std::max(interval, turn * kShareOfATurn);
+}
+
 }  // namespace
 
 Clock::duration Pace::after(Clock::duration turn) {
-  const Clock::duration usual = std::min(turn, std::exchange(before_, turn));
-  return std::max(interval_, usual * kShareOfATurn);
+  return paceOf(interval_, std::min(turn, std::exchange(before_, turn)));
 }
 
 Health healthOf(const Progress& progress, const Seen* seen, Clock::time_point now) {
@@ -148,7 +152,7 @@ void Watcher::run() {
 Clock::time_point Watcher::next(Clock::time_point due, Clock::time_point begin) const {
   if (!eyes_.events || looks_.empty()) return due;
   const auto pause = std::max<Clock::duration>(eyes_.pause(), kShortestGlance);
-  return std::min(due, begin + std::max(pause, (Clock::now() - begin) * kShareOfATurn));
+  return std::min(due, begin + paceOf(pause, Clock::now() - begin));
 }
 
 void Watcher::glance() {
