@@ -17,8 +17,8 @@ enum class MachineFacts { leave, processes, held, read, all };
 // Reads what is asked for now, for the brokers of `snapshot`. Null when nothing is.
 std::shared_ptr<const Machine> machineOf(const Snapshot& snapshot, MachineFacts facts);
 
-// Reads the locks again that are held by processes which have ended: whoever gave one back and
-// ended between the two readings left it free.
+// Reads each lock again that a dead process seems to hold. The process may have given it back, and
+// ended, after the lock was read.
 void lookAgainAtKept(Machine& machine);
 
 }  // namespace model

@@ -42,8 +42,8 @@ std::size_t withoutStatistics(const SeenBroker& broker) {
   return nodes;
 }
 
-// Nodes that found no room for their record, but have its lock: whoever used it last works for the
-// broker. Of an area that could not be read as a whole nothing is known.
+// Nodes whose record found no room. Each still has the lock of its record, which a process of the
+// broker used last. Of an area that could not be read as a whole nothing is known.
 std::size_t withoutRecord(const SeenBroker& broker, const Looks& looks) {
   if (broker.cutStatistics() > 0 || !broker.damaged().empty()) return 0;
   return static_cast<std::size_t>(
