@@ -115,6 +115,14 @@ std::vector<std::string> textsOf(const EventLog::Batch& batch) {
   return texts;
 }
 
+// A log that has read all of it.
+EventLog logOf(const Ring& ring) {
+  EventLog log;
+  reader::DamageList damage;
+  log.read(ring.segment(), damage);
+  return log;
+}
+
 // Two logs that look at the same moments, one always the plain way.
 class BothWays {
  public:
@@ -174,9 +182,7 @@ TEST(EventTail, TellsTheSameInAnyOrderOfLooks) {
 TEST(EventTail, CopiesOnlyWhatIsNew) {
   Ring ring;
   ring.post(20);
-  EventLog log;
-  reader::DamageList damage;
-  log.read(ring.segment(), damage);
+  const EventLog log = logOf(ring);
   ring.post(3);
   std::size_t moved = 0;
   support::SteppingMemory memory([&] { ++moved; });
@@ -190,9 +196,7 @@ TEST(EventTail, CopiesOnlyWhatIsNew) {
 TEST(EventTail, LeavesTheTemplatesWhileNoneIsNew) {
   Ring ring;
   ring.post(6);
-  EventLog log;
-  reader::DamageList damage;
-  log.read(ring.segment(), damage);
+  const EventLog log = logOf(ring);
   ring.post(1);
   EXPECT_FALSE(copyTail(ring.bytes, ring.bytes.size(), *log.mark())->templates);
   ring.post(5);
@@ -203,9 +207,7 @@ TEST(EventTail, IsNothingWhereItIsMoreThanMayBeCopied) {
   const auto copies = [](std::uint32_t before, std::uint32_t fresh, std::uint64_t mostBytes) {
     Ring ring;
     ring.post(before);
-    EventLog log;
-    reader::DamageList damage;
-    log.read(ring.segment(), damage);
+    const EventLog log = logOf(ring);
     ring.post(fresh);
     return copyTail(ring.bytes, ring.bytes.size(), *log.mark(), mostBytes).has_value();
   };
@@ -229,9 +231,8 @@ TEST(EventTail, AReaderStoppedAtAnyStepReturnsWholeEventsOrNothing) {
           for (int steps = 1; stop < steps; stop += kSanitized ? 7 : 1) {
             Ring ring;
             ring.post(before);
-            EventLog log;
+            EventLog log = logOf(ring);
             reader::DamageList damage;
-            log.read(ring.segment(), damage);
             ring.post(fresh);
             int step = 0;
             support::SteppingMemory memory(
@@ -286,9 +287,8 @@ TEST(EventTail, AWriterStoppedAtAnyStepCostsNoEventAndShowsNoneTwice) {
 TEST(EventTail, IsNothingInAnotherSegmentOrOneThatIsNone) {
   Ring ring;
   ring.post(4);
-  EventLog log;
+  const EventLog log = logOf(ring);
   reader::DamageList damage;
-  log.read(ring.segment(), damage);
   EXPECT_FALSE(copyTail({}, 0, *log.mark()));
   EXPECT_FALSE(copyTail(Bytes(8192), 8192, *log.mark()));
   const Bytes without = image::segment({image::ordersBlock()});
@@ -308,9 +308,7 @@ TEST(EventTail, IsNothingWhereAnythingButAnEventIs) {
   for (const std::size_t at : {0U, 1U, 8U}) {
     Ring ring;
     ring.post(4);
-    EventLog log;
-    reader::DamageList damage;
-    log.read(ring.segment(), damage);
+    const EventLog log = logOf(ring);
     ring.post(2);
     ring.bytes[kData + 32 + 144 * 5 + at] = 7;
     EXPECT_FALSE(copyTail(ring.bytes, ring.bytes.size(), *log.mark())) << at;
@@ -320,9 +318,8 @@ TEST(EventTail, IsNothingWhereAnythingButAnEventIs) {
 TEST(EventTail, AnyByteMayHoldAnythingAndNothingOutsideIsRead) {
   Ring ring;
   ring.post(kSlots + 9);
-  EventLog log;
+  const EventLog log = logOf(ring);
   reader::DamageList damage;
-  log.read(ring.segment(), damage);
   ring.post(7);
   const auto probe = [&](std::size_t begin, std::size_t end) {
     for (std::size_t at = begin; at < end; ++at) {

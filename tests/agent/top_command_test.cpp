@@ -102,6 +102,15 @@ class Top : public testing::Test {
 
 constexpr char kRunning[] = "the last";
 
+const std::string kStands = "\nFulfil (orders): messages stop at \"Reserve\", at the lock of ";
+
+// What is shown while a process that is dead holds that lock.
+std::string withADeadProcessAt(const char* name) {
+  const LiveLock lock(name);
+  lock.takenByADeadProcess();
+  return run({"top", "-i", "1s"}).out;
+}
+
 }  // namespace
 
 TEST_F(Top, Fills80By24) {
@@ -341,23 +350,13 @@ TEST_F(Top, WithoutATerminalIsOneScreenOfText) {
 }
 
 TEST_F(Top, TellsFirstOfAFlowThatStandsAtALockOfADeadProcess) {
-  const LiveLock lock("1-2-3.zebcedar");
-  lock.takenByADeadProcess();
-  const Result result = run({"top", "-i", "1s"});
-  EXPECT_TRUE(contains(result.out,
-                       "\nFulfil (orders): messages stop at \"Reserve\", at the lock of the events "
-                       "area of broker BRK1: process "))
-      << result.out;
+  const std::string text = withADeadProcessAt("1-2-3.zebcedar");
+  EXPECT_TRUE(contains(text, kStands + "the events area of broker BRK1: process ")) << text;
 }
 
 TEST_F(Top, TellsOfAFlowThatStandsAtTheLockOfOneNode) {
-  const LiveLock lock(kRecord);
-  lock.takenByADeadProcess();
-  const Result result = run({"top", "-i", "1s"});
-  EXPECT_TRUE(contains(result.out,
-                       "\nFulfil (orders): messages stop at \"Reserve\", at the lock of the "
-                       "statistics of orders/Fulfil/Reserve"))
-      << result.out;
+  const std::string text = withADeadProcessAt(kRecord);
+  EXPECT_TRUE(contains(text, kStands + "the statistics of orders/Fulfil/Reserve")) << text;
 }
 
 TEST_F(Top, TakesTheOptionsOfTheOthers) {
