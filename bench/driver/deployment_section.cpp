@@ -35,14 +35,9 @@ double kibibytes(const std::string& name) {
   throw std::runtime_error("the process's status doesn't tell " + name);
 }
 
-std::u16string numbered(const char* prefix, int number) {
-  const std::string text = prefix + std::to_string(number);
-  return {text.begin(), text.end()};
-}
-
 NodePlan planOf(int number, bool spread) {
-  return {.label = numbered("NODE", number),
-          .messageFlow = numbered("FLOW", spread ? number / kNodesOfFlow : 0)};
+  return {.label = numbered(u"NODE", number),
+          .messageFlow = numbered(u"FLOW", spread ? number / kNodesOfFlow : 0)};
 }
 
 // Deploys so many nodes one after the other, and takes them away again. Memory is compared with
@@ -111,8 +106,8 @@ nlohmann::json deployments(const Plan& plan, bool spread) {
 nlohmann::json deployBesideOthers(const Plan& plan, const SharedMeeting& meeting, int process) {
   const Library library(plan.library);
   const auto place = [process](int number) {
-    return NodePlan{.label = numbered("NODE", process * kNodesOfProcess + number),
-                    .executionGroup = numbered("GROUP", process)};
+    return NodePlan{.label = numbered(u"NODE", process * kNodesOfProcess + number),
+                    .executionGroup = numbered(u"GROUP", process)};
   };
   std::list<Node> nodes;
   nodes.emplace_back(library, place(0));

@@ -158,8 +158,7 @@ nlohmann::json follow(const Plan& plan, std::int64_t before, Post&& post) {
 }
 
 NodePlan planOf(int number) {
-  return {.label = u"FOLLOWED" + std::u16string(1, static_cast<char16_t>(u'0' + number)),
-          .eventMessage = u"a message was seen"};
+  return {.label = numbered(u"FOLLOWED", number), .eventMessage = u"a message was seen"};
 }
 
 // Threads that post a millisecond's share every millisecond.

@@ -20,10 +20,6 @@ constexpr int kMessageBytes = 1000;
 constexpr int kMostThreads = 8;
 constexpr int kThreads[] = {1, 2, 4, kMostThreads};
 
-std::u16string numbered(std::u16string label, int number) {
-  return label += static_cast<char16_t>(u'0' + number);
-}
-
 // One node a thread.
 class Nodes {
  public:

@@ -31,11 +31,6 @@ constexpr int kRounds = 5;  // of one message through each node, a second
 constexpr unsigned short kRows = 24;
 constexpr unsigned short kColumns = 80;
 
-std::u16string numbered(const char* prefix, int number) {
-  const std::string text = prefix + std::to_string(number);
-  return {text.begin(), text.end()};
-}
-
 // A running `zebmon top` on a terminal of its own, which takes whatever is drawn.
 class Watcher {
  public:
@@ -94,8 +89,8 @@ nlohmann::json measureWatching(const Plan& plan) {
   const Library library(plan.library);
   std::list<Node> nodes;
   for (int i = 0; i < kNodes; ++i) {
-    nodes.emplace_back(library, NodePlan{.label = numbered("NODE", i),
-                                         .messageFlow = numbered("FLOW", i / kNodesOfFlow)});
+    nodes.emplace_back(library, NodePlan{.label = numbered(u"NODE", i),
+                                         .messageFlow = numbered(u"FLOW", i / kNodesOfFlow)});
   }
   std::atomic<bool> over{false};
   std::thread sender([&] {

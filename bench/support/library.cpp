@@ -29,6 +29,11 @@ const reader::Statistics* find(const reader::Broker& broker, const std::string& 
 
 }  // namespace
 
+std::u16string numbered(std::u16string label, int number) {
+  const std::string digits = std::to_string(number);
+  return label.append(digits.begin(), digits.end());
+}
+
 Library::Library(const std::string& file) {
   void* const loaded = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (loaded == nullptr) throw std::runtime_error(dlerror());

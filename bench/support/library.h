@@ -30,6 +30,9 @@ struct NodePlan {
   std::u16string executionGroup = u"GROUP";
 };
 
+// "NODE12".
+std::u16string numbered(std::u16string label, int number);
+
 // A deployed node. The library keeps the address of what it was created with, so it doesn't move.
 class Node {
  public:
